@@ -1,0 +1,27 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS tracewell_kernel
+  EXPORT tracewellTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY src/shared/wavedata/bridge/kernel/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tracewell
+  FILES_MATCHING PATTERN "*.h")
+if(TRACEWELL_BUILD_TOOLS)
+  install(TARGETS tracewell RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/tracewell)
+install(EXPORT tracewellTargets NAMESPACE tracewell:: DESTINATION ${configDir})
+configure_package_config_file(cmake/tracewellConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/tracewellConfig.cmake
+  INSTALL_DESTINATION ${configDir})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/tracewellConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/tracewellConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/tracewellConfigVersion.cmake
+  DESTINATION ${configDir})
+
+configure_file(cmake/tracewell.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tracewell.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tracewell.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

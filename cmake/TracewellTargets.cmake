@@ -1,0 +1,61 @@
+# Settings that every target shares, and the way in which a room of the library is declared.
+
+add_library(tracewell_settings INTERFACE)
+target_compile_features(tracewell_settings INTERFACE cxx_std_17)
+target_compile_options(tracewell_settings INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+if(TRACEWELL_SANITIZE)
+  target_compile_options(tracewell_settings INTERFACE
+    -fsanitize=${TRACEWELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tracewell_settings INTERFACE -fsanitize=${TRACEWELL_SANITIZE})
+endif()
+
+# tracewell_add_room(NAME SOURCES file... [USES lower_room...] [LIBRARIES target...])
+#
+# Declares the object library tracewell_<NAME>. USES is the room's arrows: a module that holds the
+# objects of the room and of everything below it, and nothing else, is linked without undefined
+# symbols, so a call into a room that is not named there breaks the build.
+function(tracewell_add_room name)
+  cmake_parse_arguments(ROOM "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+
+  set(target tracewell_${name})
+  add_library(${target} OBJECT ${ROOM_SOURCES})
+  set_target_properties(${target} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  target_include_directories(${target} PUBLIC
+    ${TRACEWELL_KERNEL_DIR}/include
+    ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(${target} PRIVATE tracewell_settings PUBLIC ${ROOM_LIBRARIES})
+
+  set(objects $<TARGET_OBJECTS:${target}>)
+  set(libraries ${ROOM_LIBRARIES})
+  foreach(lower IN LISTS ROOM_USES)
+    target_include_directories(${target} PUBLIC
+      $<TARGET_PROPERTY:tracewell_${lower},INTERFACE_INCLUDE_DIRECTORIES>)
+    target_link_libraries(${target} PUBLIC
+      $<TARGET_PROPERTY:tracewell_${lower},INTERFACE_LINK_LIBRARIES>)
+    get_target_property(lowerObjects tracewell_${lower} TRACEWELL_OBJECTS)
+    get_target_property(lowerLibraries tracewell_${lower} TRACEWELL_LIBRARIES)
+    list(APPEND objects ${lowerObjects})
+    if(lowerLibraries)
+      list(APPEND libraries ${lowerLibraries})
+    endif()
+  endforeach()
+  list(REMOVE_DUPLICATES objects)
+  list(REMOVE_DUPLICATES libraries)
+  set_target_properties(${target} PROPERTIES
+    TRACEWELL_OBJECTS "${objects}"
+    TRACEWELL_LIBRARIES "${libraries}")
+  set_property(GLOBAL APPEND PROPERTY TRACEWELL_ROOMS ${target})
+
+  # A sanitizer's run-time library is left undefined in modules, so the check is for plain builds.
+  if(PROJECT_IS_TOP_LEVEL AND NOT TRACEWELL_SANITIZE)
+    add_library(arrows_of_${name} MODULE ${objects})
+    set_target_properties(arrows_of_${name} PROPERTIES
+      LINKER_LANGUAGE CXX
+      LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/arrows)
+    target_link_libraries(arrows_of_${name} PRIVATE ${libraries})
+    target_link_options(arrows_of_${name} PRIVATE -Wl,-z,defs)
+  endif()
+endfunction()

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "TracewellExport.h"
+
+#include <boost/thread/recursive_mutex.hpp>
+
+namespace Tracewell {
+
+/// Stores runs of bytes and gives a handle for each: the only path by which persistent structures
+/// reach their storage. A block has no header; whoever keeps the handle keeps the size too. A
+/// stored block never moves and never changes its size, so a reader may run beside the writer.
+///
+/// A failed transfer is never reported to the caller: it prints one line to the standard error
+/// stream and ends the process.
+class TRACEWELL_API WdbIBlockManager
+{
+public:
+    WdbIBlockManager();
+    WdbIBlockManager(const WdbIBlockManager&) = delete;
+    WdbIBlockManager& operator=(const WdbIBlockManager&) = delete;
+    virtual ~WdbIBlockManager();
+
+    /// Stores a copy of `size` bytes behind everything stored so far and returns its handle.
+    virtual long long addBlock(const char* data, unsigned long long size) = 0;
+    /// Copies `size` bytes from the handle's place to `out`.
+    virtual void getBlock(long long handle, char* out, unsigned long long size) const = 0;
+    /// Overwrites `size` bytes at the handle's place.
+    virtual void putBlock(long long handle, const char* data, unsigned long long size) = 0;
+    /// Says that the block is no longer needed. Its bytes stay where they are.
+    virtual void freeBlock(long long handle, unsigned long long size) = 0;
+
+    /// False when the run of bytes cannot lie in this storage. A handle or a size that came from
+    /// a file must pass this test before getBlock. Managers without an extent answer true.
+    virtual bool contains(long long handle, unsigned long long size) const;
+
+    /// Guards the storage; recursive, so a caller may hold it around several block operations.
+    boost::recursive_mutex& getMutex() const { return m_mutex; }
+
+private:
+    mutable boost::recursive_mutex m_mutex;
+};
+
+} // namespace Tracewell
