@@ -1,0 +1,40 @@
+#pragma once
+
+#include "TracewellExport.h"
+
+#include <memory>
+
+namespace Tracewell {
+
+/// Unsigned numbers with an explicit capacity. push_back and setData do not grow or check.
+class TRACEWELL_API CArray
+{
+public:
+    CArray();
+    explicit CArray(unsigned int capacity);
+    CArray(const CArray& other);
+    CArray& operator=(const CArray& other);
+    ~CArray();
+
+    /// Beyond the capacity: drops the content and allocates `capacity` zeroed entries.
+    void reserve(unsigned int capacity);
+    void push_back(unsigned int value) { m_data[m_size++] = value; }
+    /// Zeroes the data; the capacity stays.
+    void clear();
+    unsigned int size() const { return m_size; }
+    unsigned int capacity() const { return m_capacity; }
+    bool empty() const { return m_size == 0; }
+    /// 0 when empty.
+    unsigned int front() const { return m_size == 0 ? 0 : m_data[0]; }
+    unsigned int back() const { return m_size == 0 ? 0 : m_data[m_size - 1]; }
+    unsigned int operator[](unsigned int index) const { return m_data[index]; }
+    void setData(unsigned int index, unsigned int value) { m_data[index] = value; }
+    void setSize(unsigned int size) { m_size = size; }
+
+private:
+    unsigned int m_capacity;
+    unsigned int m_size;
+    std::unique_ptr<unsigned int[]> m_data;
+};
+
+} // namespace Tracewell

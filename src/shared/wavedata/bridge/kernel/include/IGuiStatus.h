@@ -1,0 +1,17 @@
+#pragma once
+
+#include "TracewellExport.h"
+
+namespace QSIM {
+
+/// A viewer's progress display. The viewer implements it; scans call it on their caller's thread.
+class TRACEWELL_API IGuiStatus
+{
+public:
+    virtual ~IGuiStatus();
+    /// 0 to 100.
+    virtual void setProgress(double percent) = 0;
+    virtual double getProgress() = 0;
+};
+
+} // namespace QSIM

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "TracewellExport.h"
+#include "WdbAddressBitPair.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace QSIM {
+class IGuiStatus;
+}
+
+namespace Tracewell {
+
+class IDataEventNotifier;
+class WdbAddressBTreeManagerImp;
+class WdbIEventBlockDatabase;
+class WdbLiveEvent;
+class WdbScalarBTree;
+
+/// Owns all scalar trees of one reader. Trees are made when a viewer asks for their address, are
+/// filled by a scan of the event database, and take in new events while a simulation runs. Their
+/// records lie in a temporary file that goes with the manager.
+///
+/// The recursive mutex guards the tree maps, the trees and the buffer.
+class TRACEWELL_API WdbAddressBTreeManager
+{
+public:
+    /// `eventDatabase` may be null; it is not owned.
+    explicit WdbAddressBTreeManager(WdbIEventBlockDatabase* eventDatabase);
+    WdbAddressBTreeManager(const WdbAddressBTreeManager&) = delete;
+    WdbAddressBTreeManager& operator=(const WdbAddressBTreeManager&) = delete;
+    ~WdbAddressBTreeManager();
+
+    /// Creates (or truncates) the file for the trees' records.
+    /// \throws Qsim::OpenException
+    void createDrawingBTreeFile(const std::string& name);
+
+    void createByteBTree(long long address);
+    void createBitBTree(long long address, unsigned int bit);
+    /// Null when there is none. Trees stay the manager's.
+    WdbScalarBTree* getByteBTree(long long address) const;
+    std::vector<WdbScalarBTree*> getBitBTreeList(long long address);
+    WdbScalarBTree* getBitBTree(long long address, unsigned int bit) const;
+    WdbScalarBTree* getOrCreateBitBTree(long long address, unsigned int bit);
+    /// Appends to `trees` the trees of `count` addresses from `start` on, and to `toScan` those
+    /// that a scan must fill.
+    void getOrCreateByteBTrees(long long start, long long count,
+                               std::vector<WdbScalarBTree*>& trees,
+                               std::vector<WdbScalarBTree*>& toScan);
+    void getOrCreateBitBTrees(const std::vector<WdbAddressBitPair>& pairs,
+                              std::vector<WdbScalarBTree*>& trees,
+                              std::vector<WdbScalarBTree*>& toScan);
+    void deleteByteBTrees(long long start, long long count);
+    /// The caller holds the mutex where other threads come here.
+    void deleteBitBTrees(const std::vector<WdbAddressBitPair>& pairs);
+    /// True once any tree was ever made.
+    bool hasAtLeastOneBtree() const;
+
+    /// Takes a new event into the trees that exist.
+    void addEventDirect(const WdbLiveEvent* event);
+    /// Keeps a new event for flushEvents.
+    void addEventBuffered(const WdbLiveEvent* event);
+    void flushEvents();
+    void markTime(long long time);
+    /// Empties the trees, the buffer and the file; the trees stay known.
+    void reset();
+
+    void setDataEventNotifier(IDataEventNotifier* notifier);
+    void setEventDatabase(WdbIEventBlockDatabase* eventDatabase);
+    /// With `rescan`, an empty tree that exists already is named for scanning again.
+    void setRescanBTree(bool rescan);
+    std::recursive_mutex& getMutex() const;
+
+    /// Fills new trees from the event database on the calling thread. Takes no lock: beside a live
+    /// reader thread the caller holds the mutex. `status` may be null.
+    void scanWdbDatabase(const std::vector<WdbScalarBTree*>& trees, QSIM::IGuiStatus* status);
+    /// The same on a pool of threads, one task a bucket, with the mutex held throughout.
+    void scanWdbDatabaseMultiThread(const std::vector<WdbScalarBTree*>& trees,
+                                    QSIM::IGuiStatus* status);
+
+private:
+    std::unique_ptr<WdbAddressBTreeManagerImp> m_imp;
+};
+
+} // namespace Tracewell

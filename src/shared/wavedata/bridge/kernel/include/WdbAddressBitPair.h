@@ -1,0 +1,15 @@
+#pragma once
+
+namespace Tracewell {
+
+/// Names one bit tree: an address and the bit's position in that byte.
+struct WdbAddressBitPair
+{
+    WdbAddressBitPair() = default;
+    WdbAddressBitPair(long long address, unsigned int bit) : m_address(address), m_bit(bit) {}
+
+    long long m_address = 0;
+    unsigned int m_bit = 0xFFFFFFFFu;
+};
+
+} // namespace Tracewell

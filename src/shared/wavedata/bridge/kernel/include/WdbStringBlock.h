@@ -1,0 +1,6 @@
+#pragma once
+
+#include "TracewellExport.h"
+#include "WdbIBlockManager.h"
+
+#include <string>
