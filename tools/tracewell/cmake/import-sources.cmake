@@ -1,0 +1,3 @@
+# Sources of import, export and the VCD reader.
+target_sources(tracewell_cli PRIVATE
+)

@@ -1,0 +1,3 @@
+# Sources of the reading commands.
+target_sources(tracewell_cli PRIVATE
+)

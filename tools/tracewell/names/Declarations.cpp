@@ -1,0 +1,35 @@
+#include "names/Declarations.h"
+
+namespace tracewell {
+
+std::string Declarations::scopePath(std::size_t scope) const
+{
+    std::string path;
+    for (; scope != kNoScope; scope = scopes[scope].parent) {
+        path = path.empty() ? scopes[scope].name : scopes[scope].name + "." + path;
+    }
+    return path;
+}
+
+std::string Declarations::fullName(std::size_t variable) const
+{
+    const Variable& v = variables[variable];
+    const std::string path = scopePath(v.scope);
+    return path.empty() ? v.name + v.range : path + "." + v.name + v.range;
+}
+
+ObjectClass classify(const std::string& kind, unsigned int width)
+{
+    if (kind == "real" || kind == "realtime" || kind == "real_parameter" || kind == "shortreal") {
+        return ObjectClass::Real;
+    }
+    if (kind == "string") {
+        return ObjectClass::String;
+    }
+    if (kind == "event") {
+        return ObjectClass::Event;
+    }
+    return width > 1 ? ObjectClass::Vector : ObjectClass::Scalar;
+}
+
+} // namespace tracewell

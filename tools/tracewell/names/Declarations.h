@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// The unit of simulation time: `factor` times ten to the power of `exponent` seconds. Any factor
+/// can occur (244 ns).
+struct Timescale
+{
+    unsigned long long factor = 1;
+    int exponent = -9;
+    /// False when the table states none; 1 ns then stands in for it.
+    bool stated = false;
+};
+
+/// How an object's value lies in the data memory.
+enum class ObjectClass {
+    Scalar, ///< one letter of nine: one byte
+    Vector, ///< several letters: groups of 32 bits, an a-word and a b-word each
+    Real,   ///< a double: eight bytes
+    String, ///< a text: a reference to the string map, eight bytes
+    Event   ///< a count of firings and a letter: two bytes
+};
+
+/// What has a value of its own. Variables that share an identifier code share an object.
+struct Object
+{
+    std::string code;
+    ObjectClass objectClass = ObjectClass::Scalar;
+    /// Bits; that of the widest variable on this code.
+    unsigned int width = 1;
+};
+
+constexpr std::size_t kNoScope = static_cast<std::size_t>(-1);
+
+struct Scope
+{
+    std::string kind;
+    /// May be empty.
+    std::string name;
+    /// Index of the scope around it, or kNoScope.
+    std::size_t parent = kNoScope;
+};
+
+struct Variable
+{
+    /// The keyword of the declaration: wire, reg, integer, real, string, event, port, ...
+    std::string kind;
+    unsigned int width = 1;
+    /// As declared, in whatever encoding, without the range.
+    std::string name;
+    /// "[7:0]", "[3]", or empty.
+    std::string range;
+    std::size_t scope = kNoScope;
+    /// Index of its object.
+    std::size_t object = 0;
+};
+
+/// The name table of a recording: scopes, variables and objects in the order of declaration. A
+/// scope that is opened a second time under the same parent is the same scope.
+struct Declarations
+{
+    /// One step of the declaration text, so that it can be written again as it was.
+    struct Item
+    {
+        enum class Kind { OpenScope, Variable, CloseScope, Comment };
+        Kind kind = Kind::Variable;
+        /// Index of the scope, variable or comment.
+        std::size_t index = 0;
+    };
+
+    std::string date;
+    std::string version;
+    Timescale timescale;
+    std::vector<std::string> comments;
+    std::vector<Scope> scopes;
+    std::vector<Variable> variables;
+    std::vector<Object> objects;
+    std::vector<Item> items;
+
+    /// The variable's names from the outermost scope on, joined by ".", then its range as " [7:0]"
+    /// would follow the name: "top.dut.data[7:0]".
+    std::string fullName(std::size_t variable) const;
+    std::string scopePath(std::size_t scope) const;
+};
+
+/// The class that a declaration's keyword and width ask for.
+ObjectClass classify(const std::string& kind, unsigned int width);
+
+} // namespace tracewell
