@@ -1,16 +1,36 @@
 #pragma once
 
-#include "WdbIBlockManager.h"
+#include "WdbBlockListFrame.h"
 
 #include <cstddef>
-#include <memory>
-#include <type_traits>
 
 namespace Tracewell {
 
 /// An index node of a block list as it lies in the file.
 template <unsigned int N> struct WdbBlockListNode
 {
+    static constexpr unsigned int kSlots = N;
+
+    struct Entry
+    {
+        long long m_handle = 0;
+        unsigned int m_size = 0;
+    };
+
+    template <class T> static Entry storeItem(T& item, WdbIBlockManager& manager)
+    {
+        Entry entry;
+        entry.m_handle = item.addBlock(manager, entry.m_size);
+        return entry;
+    }
+
+    Entry getEntry(unsigned int slot) const { return {m_handles[slot], m_sizes[slot]}; }
+    void setEntry(unsigned int slot, const Entry& entry)
+    {
+        m_handles[slot] = entry.m_handle;
+        m_sizes[slot] = entry.m_size;
+    }
+
     long long m_next;
     long long m_handles[N];
     unsigned int m_sizes[N];
@@ -18,68 +38,53 @@ template <unsigned int N> struct WdbBlockListNode
     unsigned int m_reserved;
 };
 
+static_assert(sizeof(WdbBlockListNode<10>) == 136 && sizeof(WdbBlockListNode<100>) == 1216);
+static_assert(offsetof(WdbBlockListNode<100>, m_handles) == 8 &&
+              offsetof(WdbBlockListNode<100>, m_sizes) == 808 &&
+              offsetof(WdbBlockListNode<100>, m_count) == 1208 &&
+              offsetof(WdbBlockListNode<10>, m_count) == 128);
+
 /// An append-only series of variable-size items: a forward chain of nodes with N handles and sizes
 /// each, reached through an 8-byte anchor in the file. A successor node is stored before the
 /// pointer to it, so a reader beside the writer, or after its death, always finds a sound chain.
 ///
 /// T offers T(unsigned int itemParameter, long long baseAddress), clear() and
 /// addBlock(WdbIBlockManager&, unsigned int& size), which returns 0 for an item without content.
-/// The list owns its open item. Appending is for the one writer that made the list; no operation
-/// locks.
-template <class T, unsigned int N> class WdbAppendingBlockList
+/// Constructor and open item: WdbBlockListFrame. The destructor flushes item and node of a list
+/// for writing. Appending is for the one writer that made the list; no operation locks.
+template <class T, unsigned int N>
+class WdbAppendingBlockList : public WdbBlockListFrame<T, WdbBlockListNode<N>>
 {
+    using Frame = WdbBlockListFrame<T, WdbBlockListNode<N>>;
+
 public:
     using Node = WdbBlockListNode<N>;
-    class Iterator;
+    using Iterator = WdbBlockListIterator<Node>;
 
-    enum class Access { Writing, Reading };
+    using Frame::Frame;
 
-    /// Reads the anchor. For writing, an anchor of 0 gets an empty node; for reading it is an
-    /// empty list, and nothing is ever stored.
-    WdbAppendingBlockList(WdbIBlockManager& manager, long long anchorOffset,
-                          unsigned int itemParameter, long long baseAddress, Access access);
-    WdbAppendingBlockList(const WdbAppendingBlockList&) = delete;
-    WdbAppendingBlockList& operator=(const WdbAppendingBlockList&) = delete;
-    /// Flushes item and node of a list for writing.
-    ~WdbAppendingBlockList();
-
-    bool isItemOpen() const;
-    /// The open item, made on first use.
-    T& openItem();
-    /// The item, or null while none was made.
-    T* getItem() const;
-    /// Hands the open item out and closes it; `replacement` (may be null) serves the next
-    /// openItem. The caller stores the item and then calls addEntry.
-    std::unique_ptr<T> takeOpenItem(std::unique_ptr<T> replacement);
-    /// Stores the open item with T::addBlock, lists it, clears and closes it.
-    void flushOpenItem();
     /// Lists a stored item. The node reaches the file when it is full and has a successor, or at
-    /// flushNode.
-    void addEntry(long long handle, unsigned int size);
-    /// Writes the last node if it has entries that the file lacks.
-    void flushNode();
-
-    long long getFirstNode() const;
-    long long getBaseAddress() const;
+    /// flushNode. Nothing happens to a list for reading.
+    void addEntry(long long handle, unsigned int size) { this->append({handle, size}); }
 
     /// Flushes item and node, then stands on the first entry.
-    Iterator begin();
-    /// The last entry of the chain on disk; false when there is none.
-    bool findLastEntry(long long& handle, unsigned int& size) const;
-};
+    Iterator begin()
+    {
+        this->flushOpenItem();
+        this->flushNode();
+        return Iterator(this->getManager(), this->getFirstNode());
+    }
 
-/// Walks a chain with a copy of the node that it reads, so it does not see entries that were added
-/// after that node was read. A chain that leaves the storage or runs in a circle ends.
-template <class T, unsigned int N> class WdbAppendingBlockList<T, N>::Iterator
-{
-public:
-    explicit operator bool() const;
-    bool isEof() const;
-    Iterator& operator++();
-    /// 0 at the end.
-    long long getHandle() const;
-    /// 0 at the end.
-    unsigned int getSize() const;
+    /// The last entry of the chain on disk; false when there is none.
+    bool findLastEntry(long long& handle, unsigned int& size) const
+    {
+        typename Node::Entry entry;
+        if (!this->findLast(entry))
+            return false;
+        handle = entry.m_handle;
+        size = entry.m_size;
+        return true;
+    }
 };
 
 } // namespace Tracewell

@@ -12,6 +12,8 @@
 
 namespace Tracewell {
 
+class DescriptorStream;
+
 /// Owns one `.wdb` container: its stream, its block manager, its header and its table of
 /// contents. Everything else in the file belongs to a section. What the block operations and
 /// addNewSection wrote is visible to other processes when they return, in the order of the calls.
@@ -32,13 +34,19 @@ public:
     /// application name set earlier is kept.
     /// \throws Qsim::OpenException
     void create(const std::string& path);
-    /// Opens an existing container read-only.
-    /// \throws Qsim::OpenException when it is missing, cannot be read, or is no container.
+    /// Opens an existing container read-only. A manager that is open stays with its file.
+    /// \throws Qsim::OpenException when it is missing, cannot be read, or is no container, or when
+    /// the manager is open.
     void open(const std::string& path);
     /// Safe when nothing is open.
+    /// \throws std::ios_base::failure when the system reports that closing failed; the manager is
+    /// closed in any case.
     void close();
     bool isOpen() const { return m_open; }
 
+    /// Both do nothing when no file is open.
+    /// \throws std::ios_base::failure when the transfer fails, as writing to a file opened for
+    /// reading does.
     void readHeader();
     void writeHeader();
     void setApplication(const std::string& application);
@@ -63,14 +71,16 @@ public:
     /// Answers the file offset, not the size; getSection has the size.
     long long getSectionSize(const std::string& sectionId, unsigned int version) const;
     /// The whole section in a buffer from malloc, which the caller frees; null when there is no
-    /// such section or it holds nothing. `size` may be null.
-    char* getSectionData(const std::string& sectionId, unsigned int version,
-                         long long* size) const;
-    /// The first `size` bytes in a buffer from new[], which the caller deletes; null when there is
-    /// no such section or nothing was asked for. Bytes past the end of the file are zero.
+    /// such section, it holds nothing, or it does not lie in the file. `size` may be null; it gets
+    /// the buffer's size, and is left alone when there is no such section.
+    char* getSectionData(const std::string& sectionId, unsigned int version, long long* size) const;
+    /// `size` bytes from the section's start on in a buffer from new[], which the caller deletes;
+    /// the section's own size is not looked at. Bytes past the end of the file are zero. Null when
+    /// there is no such section, it holds nothing or starts outside the file, or when nothing or
+    /// more than the whole file was asked for.
     char* getSectionData(const std::string& sectionId, unsigned int version, long long size) const;
 
-    std::basic_iostream<char>& getiostream() { return *m_stream; }
+    std::basic_iostream<char>& getiostream();
     WdbIBlockManager& getFileBlockManager() { return *m_blockManager; }
     const WdbIBlockManager& getFileBlockManager() const { return *m_blockManager; }
     WdbFileHeader& getHeader() { return m_header; }
@@ -82,7 +92,7 @@ private:
     bool findSection(const std::string& sectionId, unsigned int version,
                      WdbTableOfContentItem& out) const;
 
-    std::unique_ptr<std::basic_iostream<char>> m_stream;
+    std::unique_ptr<DescriptorStream> m_stream;
     std::unique_ptr<WdbFileBlockManager> m_blockManager;
     WdbFileHeader m_header;
     std::unique_ptr<TableOfContent> m_tableOfContent;
