@@ -134,8 +134,10 @@ void DescriptorStreamBuffer::refreshLength()
 DescriptorStreamBuffer::pos_type DescriptorStreamBuffer::seekTo(long long position,
                                                                 std::ios_base::openmode which)
 {
-    if (!isOpen() || position < 0)
+    if (!isOpen() || position < 0) {
+        errno = isOpen() ? EINVAL : EBADF;
         return pos_type(off_type(-1));
+    }
     if (which & std::ios_base::in)
         m_getPosition = position;
     if (which & std::ios_base::out)
