@@ -22,9 +22,15 @@ class WdbScalarBTree;
 
 /// Owns all scalar trees of one reader. Trees are made when a viewer asks for their address, are
 /// filled by a scan of the event database, and take in new events while a simulation runs. Their
-/// records lie in a temporary file that goes with the manager.
+/// records lie in a temporary file that goes with the manager. A tree pointer is good until its
+/// tree is deleted or made anew.
 ///
-/// The recursive mutex guards the tree maps, the trees and the buffer.
+/// An event whose time lies before the last one of a tree is taken at that last time: changes of a
+/// byte keep the order in which they arrive, and no tree sees time run backwards.
+///
+/// The recursive mutex guards the tree maps, the trees and the buffer. Operations on these take it
+/// unless they say otherwise; a tree that was handed out is used under it where a live reader
+/// thread runs. The setters and createDrawingBTreeFile are for the time before other threads come.
 class TRACEWELL_API WdbAddressBTreeManager
 {
 public:
@@ -34,10 +40,13 @@ public:
     WdbAddressBTreeManager& operator=(const WdbAddressBTreeManager&) = delete;
     ~WdbAddressBTreeManager();
 
-    /// Creates (or truncates) the file for the trees' records.
+    /// Creates the file for the trees' records, for its owner alone. A name that is in use fails,
+    /// except that of the manager's own file, which is emptied; trees that hold something must be
+    /// reset then. A file that the manager made before under another name is removed.
     /// \throws Qsim::OpenException
     void createDrawingBTreeFile(const std::string& name);
 
+    /// Replaces a tree that is there.
     void createByteBTree(long long address);
     void createBitBTree(long long address, unsigned int bit);
     /// Null when there is none. Trees stay the manager's.
@@ -46,7 +55,8 @@ public:
     WdbScalarBTree* getBitBTree(long long address, unsigned int bit) const;
     WdbScalarBTree* getOrCreateBitBTree(long long address, unsigned int bit);
     /// Appends to `trees` the trees of `count` addresses from `start` on, and to `toScan` those
-    /// that a scan must fill.
+    /// that a scan must fill: the new ones, and the empty ones if the environment variable
+    /// WAVEDATA_RESCAN exists or setRescanBTree asks for it.
     void getOrCreateByteBTrees(long long start, long long count,
                                std::vector<WdbScalarBTree*>& trees,
                                std::vector<WdbScalarBTree*>& toScan);
@@ -54,7 +64,7 @@ public:
                               std::vector<WdbScalarBTree*>& trees,
                               std::vector<WdbScalarBTree*>& toScan);
     void deleteByteBTrees(long long start, long long count);
-    /// The caller holds the mutex where other threads come here.
+    /// Takes no lock: the caller holds the mutex where other threads come here.
     void deleteBitBTrees(const std::vector<WdbAddressBitPair>& pairs);
     /// True once any tree was ever made.
     bool hasAtLeastOneBtree() const;
@@ -64,20 +74,24 @@ public:
     /// Keeps a new event for flushEvents.
     void addEventBuffered(const WdbLiveEvent* event);
     void flushEvents();
+    /// Does nothing.
     void markTime(long long time);
     /// Empties the trees, the buffer and the file; the trees stay known.
+    /// \throws Qsim::OpenException when the file cannot be made again.
     void reset();
 
     void setDataEventNotifier(IDataEventNotifier* notifier);
     void setEventDatabase(WdbIEventBlockDatabase* eventDatabase);
-    /// With `rescan`, an empty tree that exists already is named for scanning again.
+    /// With `rescan`, an empty tree that exists already is named for scanning.
     void setRescanBTree(bool rescan);
     std::recursive_mutex& getMutex() const;
 
     /// Fills new trees from the event database on the calling thread. Takes no lock: beside a live
-    /// reader thread the caller holds the mutex. `status` may be null.
+    /// reader thread the caller holds the mutex. `status` may be null. Nothing happens without an
+    /// event database or without trees.
     void scanWdbDatabase(const std::vector<WdbScalarBTree*>& trees, QSIM::IGuiStatus* status);
-    /// The same on a pool of threads, one task a bucket, with the mutex held throughout.
+    /// The same on a pool of threads, one task a bucket, with the mutex held throughout. `status`
+    /// is called on the calling thread.
     void scanWdbDatabaseMultiThread(const std::vector<WdbScalarBTree*>& trees,
                                     QSIM::IGuiStatus* status);
 

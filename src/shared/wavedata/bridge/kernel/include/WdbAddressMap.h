@@ -8,24 +8,30 @@
 
 namespace Tracewell {
 
-/// A set of addresses or object numbers, kept as maximal ranges. Stored as 16 bytes a range, start
-/// and end, in ascending order; whoever stores it keeps the number of ranges. No lock.
+/// A set of addresses or object numbers, kept as ranges that neither overlap nor touch. Stored as
+/// 16 bytes a range, start and end, in ascending order; whoever stores it keeps the number of
+/// ranges. No lock.
 class TRACEWELL_API WdbAddressMap
 {
 public:
-    void insert(long long address);
+    void insert(long long address) { insert(address, address); }
+    /// Both inclusive; nothing when `start` is above `end`.
     void insert(long long start, long long end);
     bool find(long long address) const;
-    void clear();
+    void clear() { m_ranges.clear(); }
     /// The number of ranges.
-    unsigned int size() const;
+    unsigned int size() const { return static_cast<unsigned int>(m_ranges.size()); }
     /// True when an insertion changed the set since the last resetDirtyFlag.
     bool isDirty() const { return m_dirty; }
     void resetDirtyFlag() { m_dirty = false; }
 
+    /// Stores the ranges as one block and returns its handle.
     long long addBlock(WdbIBlockManager& manager) const;
-    /// Inserts `count` stored ranges as they stand.
+    /// Takes in `count` stored ranges as they stand: they are not joined, one that overlaps an
+    /// earlier one or ends before it starts is dropped, and the set does not become dirty. Nothing
+    /// happens when the storage cannot hold that many.
     void loadBlock(long long offset, long long count, WdbIBlockManager& manager);
+    /// One line a range, on the standard output.
     void dump() const;
 
 private:
@@ -36,8 +42,15 @@ private:
             return WdbAddressRange::leftOfRange(a, b);
         }
     };
+    using Ranges = std::set<WdbAddressRange, LeftOfRange>;
 
-    std::set<WdbAddressRange, LeftOfRange> m_ranges;
+    /// The range that holds the address, or the next one above it.
+    Ranges::const_iterator findAtOrAbove(long long address) const
+    {
+        return m_ranges.lower_bound(WdbAddressRange(address));
+    }
+
+    Ranges m_ranges;
     bool m_dirty = false;
 };
 

@@ -19,13 +19,20 @@ public:
     {
         return contains(other.m_start) && contains(other.m_end);
     }
-    void expand(long long address);
+    void expand(long long address)
+    {
+        if (address < m_start)
+            m_start = address;
+        else if (address > m_end)
+            m_end = address;
+    }
     bool operator==(const WdbAddressRange& other) const
     {
         return m_start == other.m_start && m_end == other.m_end;
     }
 
-    /// The order under which ranges that overlap are equivalent.
+    /// The order of disjoint ranges. An address as a range of its own is neither left nor right of
+    /// the range that holds it, so a search for it finds that range.
     static bool leftOfRange(const WdbAddressRange& a, const WdbAddressRange& b)
     {
         return a.m_start < b.m_start && a.m_end < b.m_end;

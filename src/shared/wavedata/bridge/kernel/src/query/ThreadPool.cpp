@@ -1,0 +1,65 @@
+#include "ThreadPool.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <system_error>
+
+namespace Tracewell {
+
+ThreadPool::ThreadPool(std::size_t threads)
+{
+    const std::size_t processors = std::max(1u, std::thread::hardware_concurrency());
+    threads = std::clamp<std::size_t>(threads, 1, processors);
+    m_workers.reserve(threads);
+    while (m_workers.size() < threads) {
+        try {
+            m_workers.emplace_back(&ThreadPool::work, this);
+        } catch (const std::system_error&) {
+            // Fewer threads take longer; without any nothing would ever run.
+            if (m_workers.empty())
+                throw;
+            break;
+        }
+    }
+}
+
+void ThreadPool::stop()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = true;
+    }
+    m_wakeUp.notify_all();
+    for (std::thread& worker : m_workers)
+        worker.join();
+    m_workers.clear();
+}
+
+void ThreadPool::enqueue(std::function<void()> task)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_stop)
+            throw std::runtime_error("submit on stopped ThreadPool");
+        m_queue.push_back(std::move(task));
+    }
+    m_wakeUp.notify_one();
+}
+
+void ThreadPool::work()
+{
+    for (;;) {
+        std::function<void()> task;
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_wakeUp.wait(lock, [this] { return m_stop || !m_queue.empty(); });
+            if (m_queue.empty())
+                return;
+            task = std::move(m_queue.front());
+            m_queue.pop_front();
+        }
+        task();
+    }
+}
+
+} // namespace Tracewell

@@ -1,0 +1,158 @@
+#include "WdbAddressBTreeManagerImp.h"
+
+#include "TreeAppend.h"
+#include "WdbLiveEvent.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+namespace Tracewell {
+
+namespace {
+
+using Lock = std::lock_guard<std::recursive_mutex>;
+
+/// Calls `action(address, byte)` for each byte of the event whose address exists.
+template <class Action> void forEachByte(const WdbLiveEvent& event, Action action)
+{
+    const auto start = static_cast<unsigned long long>(event.getStartAddress());
+    const unsigned long long lastOffset =
+        static_cast<unsigned long long>(std::numeric_limits<long long>::max()) - start;
+    const unsigned char* const value = event.getValue();
+    for (unsigned long long i = 0; i < event.getValuelength() && i <= lastOffset; ++i)
+        action(static_cast<long long>(start + i), value[i]);
+}
+
+template <class Trees> auto findBit(Trees& trees, unsigned int bit)
+{
+    return std::find_if(trees.begin(), trees.end(), [bit](const auto& tree) {
+        return static_cast<unsigned int>(tree->getBitPosition()) == bit;
+    });
+}
+
+} // namespace
+
+std::size_t WdbAddressBTreeManagerImp::AddressHash::operator()(long long address) const noexcept
+{
+    auto rest = static_cast<unsigned long long>(address);
+    unsigned long long hash = 0xcbf29ce484222325ull;
+    for (unsigned int i = 0; i < sizeof rest; ++i, rest >>= 8)
+        hash = (hash ^ (rest & 0xff)) * 0x100000001b3ull;
+    return static_cast<std::size_t>(hash);
+}
+
+WdbScalarBTree& WdbAddressBTreeManagerImp::makeByteTree(long long address)
+{
+    Tree& tree = m_byteTrees[address];
+    tree = std::make_unique<WdbScalarBTree>(address, m_file.getBlockManager());
+    m_hasTree = true;
+    return *tree;
+}
+
+WdbScalarBTree& WdbAddressBTreeManagerImp::makeBitTree(long long address, unsigned int bit)
+{
+    auto tree = std::make_unique<WdbScalarBTree>(address, m_file.getBlockManager());
+    tree->setBitPosition(static_cast<int>(bit));
+    std::vector<Tree>& trees = m_bitTrees[address];
+    trees.push_back(std::move(tree));
+    m_hasTree = true;
+    return *trees.back();
+}
+
+WdbScalarBTree* WdbAddressBTreeManagerImp::findByteTree(long long address) const
+{
+    const auto found = m_byteTrees.find(address);
+    return found == m_byteTrees.end() ? nullptr : found->second.get();
+}
+
+WdbScalarBTree* WdbAddressBTreeManagerImp::findBitTree(long long address, unsigned int bit) const
+{
+    const auto found = m_bitTrees.find(address);
+    if (found == m_bitTrees.end())
+        return nullptr;
+    const auto tree = findBit(found->second, bit);
+    return tree == found->second.end() ? nullptr : tree->get();
+}
+
+std::vector<WdbScalarBTree*> WdbAddressBTreeManagerImp::listBitTrees(long long address) const
+{
+    std::vector<WdbScalarBTree*> list;
+    const auto found = m_bitTrees.find(address);
+    if (found != m_bitTrees.end())
+        for (const Tree& tree : found->second)
+            list.push_back(tree.get());
+    return list;
+}
+
+void WdbAddressBTreeManagerImp::removeBitTree(long long address, unsigned int bit)
+{
+    const auto found = m_bitTrees.find(address);
+    if (found == m_bitTrees.end())
+        return;
+    std::vector<Tree>& trees = found->second;
+    const auto tree = findBit(trees, bit);
+    if (tree != trees.end())
+        trees.erase(tree);
+    if (trees.empty())
+        m_bitTrees.erase(found);
+}
+
+void WdbAddressBTreeManagerImp::resetTrees()
+{
+    for (auto& entry : m_byteTrees)
+        entry.second->reset();
+    for (auto& entry : m_bitTrees)
+        for (Tree& tree : entry.second)
+            tree->reset();
+}
+
+bool WdbAddressBTreeManagerImp::isRescanWanted() const
+{
+    return m_rescan || std::getenv("WAVEDATA_RESCAN") != nullptr;
+}
+
+void WdbAddressBTreeManagerImp::addEventDirect(const WdbLiveEvent& event)
+{
+    if (!m_hasTree)
+        return;
+    const Lock lock(m_mutex);
+    m_latestTime = std::max(m_latestTime, event.getTime());
+    forEachByte(event, [&](long long address, unsigned char value) {
+        addByte(event.getTime(), address, value);
+    });
+}
+
+void WdbAddressBTreeManagerImp::addEventBuffered(const WdbLiveEvent& event)
+{
+    if (!m_hasTree)
+        return;
+    const Lock lock(m_mutex);
+    m_latestTime = std::max(m_latestTime, event.getTime());
+    forEachByte(event, [&](long long address, unsigned char value) {
+        m_buffer.push_back({event.getTime(), address, value});
+    });
+}
+
+void WdbAddressBTreeManagerImp::flushEvents()
+{
+    const Lock lock(m_mutex);
+    for (const BufferedByte& byte : m_buffer)
+        addByte(byte.time, byte.address, byte.value);
+    m_buffer.clear();
+}
+
+void WdbAddressBTreeManagerImp::addByte(long long time, long long address, unsigned char value)
+{
+    if (WdbScalarBTree* const tree = findByteTree(address))
+        appendInOrder(*tree, time, value);
+    if (m_bitTrees.empty())
+        return;
+    const auto found = m_bitTrees.find(address);
+    if (found == m_bitTrees.end())
+        return;
+    for (const Tree& tree : found->second)
+        appendInOrder(*tree, time, getTreeValue(*tree, value));
+}
+
+} // namespace Tracewell
