@@ -122,7 +122,7 @@ DescriptorStreamBuffer::int_type DescriptorStreamBuffer::overflow(int_type chara
 
 bool DescriptorStreamBuffer::fits(long long offset, unsigned long long size) const
 {
-    return offset >= 0 && offset <= m_length &&
+    return isOpen() && offset >= 0 && offset <= m_length &&
            size <= static_cast<unsigned long long>(m_length - offset);
 }
 
