@@ -54,6 +54,8 @@ struct Variable
     std::string name;
     /// "[7:0]", "[3]", or empty.
     std::string range;
+    /// True when no blank stands between name and range.
+    bool rangeAttached = false;
     std::size_t scope = kNoScope;
     /// Index of its object.
     std::size_t object = 0;
@@ -66,16 +68,24 @@ struct Declarations
     /// One step of the declaration text, so that it can be written again as it was.
     struct Item
     {
-        enum class Kind { OpenScope, Variable, CloseScope, Comment };
+        enum class Kind { OpenScope, Variable, CloseScope, Comment, Section };
         Kind kind = Kind::Variable;
-        /// Index of the scope, variable or comment.
+        /// Index of the scope, variable, comment or section.
         std::size_t index = 0;
+    };
+
+    /// A section of another tool ("$attrbegin ... $end"), kept as it is.
+    struct Section
+    {
+        std::string keyword;
+        std::string text;
     };
 
     std::string date;
     std::string version;
     Timescale timescale;
     std::vector<std::string> comments;
+    std::vector<Section> sections;
     std::vector<Scope> scopes;
     std::vector<Variable> variables;
     std::vector<Object> objects;

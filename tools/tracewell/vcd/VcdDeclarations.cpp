@@ -1,0 +1,344 @@
+#include "vcd/VcdDeclarations.h"
+
+#include "vcd/VcdInput.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+
+namespace tracewell {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n\f\v";
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+/// Reads a decimal number that takes the whole of `text`.
+template <class Number> bool parseNumber(std::string_view text, Number& number)
+{
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, number);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+/// Width of "[7:0]" or "[3]"; false for anything else.
+bool parseRange(std::string_view text, long long& width)
+{
+    if (text.size() < 3 || text.front() != '[' || text.back() != ']') {
+        return false;
+    }
+    text = text.substr(1, text.size() - 2);
+    const std::size_t colon = text.find(':');
+    int left = 0;
+    int right = 0;
+    if (!parseNumber(text.substr(0, colon), left)) {
+        return false;
+    }
+    width = 1;
+    if (colon != std::string_view::npos) {
+        if (!parseNumber(text.substr(colon + 1), right)) {
+            return false;
+        }
+        width += std::max(left, right) - static_cast<long long>(std::min(left, right));
+    }
+    return true;
+}
+
+class DeclarationReader
+{
+public:
+    explicit DeclarationReader(VcdInput& input) : m_input(input) {}
+    Declarations read();
+
+private:
+    void readScope();
+    void closeScope();
+    void readVariable();
+    void readTimescale();
+    void readOther(std::string_view keyword);
+    std::string sectionText(const char* keyword);
+    /// One of the words that a section must have.
+    std::string_view needed(const char* section);
+    void takeEnd();
+    unsigned int parseWidth(std::string_view text, Variable& variable);
+    void splitName(std::string_view text, Variable& variable);
+    std::size_t objectOf(const std::string& code, const Variable& variable);
+    void add(Declarations::Item::Kind kind, std::size_t index)
+    {
+        m_table.items.push_back({kind, index});
+    }
+
+    using ScopeKey = std::tuple<std::size_t, std::string, std::string>;
+
+    VcdInput& m_input;
+    Declarations m_table;
+    std::vector<std::size_t> m_open;
+    std::map<ScopeKey, std::size_t> m_scopes;
+    std::unordered_map<std::string, std::size_t> m_objects;
+    std::string m_text;
+};
+
+Declarations DeclarationReader::read()
+{
+    bool any = false;
+    for (;;) {
+        const std::string_view keyword = m_input.word();
+        if (keyword.empty()) {
+            m_input.fail(any ? "the declarations are cut off: there is no $enddefinitions"
+                             : "the file is empty, not a VCD");
+        }
+        const bool body = keyword[0] == '#' || keyword == "$dumpvars";
+        if (keyword[0] != '$' && !(body && any)) {
+            m_input.fail(fmt::format("{} is no declaration; {}", quoted(keyword),
+                                     any ? "a section that starts with $ was expected"
+                                         : "the file is not a VCD"));
+        }
+        any = true;
+        if (keyword == "$var") {
+            readVariable();
+        } else if (keyword == "$scope") {
+            readScope();
+        } else if (keyword == "$upscope") {
+            takeEnd();
+            closeScope();
+        } else if (keyword == "$timescale") {
+            readTimescale();
+        } else if (keyword == "$date") {
+            m_table.date = sectionText("$date");
+        } else if (keyword == "$version") {
+            m_table.version = sectionText("$version");
+        } else if (keyword == "$comment") {
+            add(Declarations::Item::Kind::Comment, m_table.comments.size());
+            m_table.comments.push_back(sectionText("$comment"));
+        } else if (keyword == "$enddefinitions") {
+            takeEnd();
+            break;
+        } else if (body) {
+            m_input.putBack();
+            break;
+        } else if (keyword != "$end") {
+            readOther(keyword);
+        }
+    }
+    while (!m_open.empty()) {
+        closeScope();
+    }
+    return std::move(m_table);
+}
+
+std::string DeclarationReader::sectionText(const char* keyword)
+{
+    if (!m_input.textToEnd(m_text)) {
+        m_input.fail(fmt::format("a {} section is cut off: there is no $end", keyword));
+    }
+    return m_text;
+}
+
+std::string_view DeclarationReader::needed(const char* section)
+{
+    const std::string_view word = m_input.word();
+    if (word.empty() || word == "$end") {
+        m_input.fail(fmt::format("a {} section is cut off", section));
+    }
+    return word;
+}
+
+/// The $end of a section without words; its absence does no harm.
+void DeclarationReader::takeEnd()
+{
+    if (m_input.word() != "$end") {
+        m_input.putBack();
+    }
+}
+
+/// The text of a $scope or $var, whose names can hold blanks but no declaration.
+static void checkEnded(const VcdInput& input, std::string_view text, const char* section)
+{
+    if (text.find('$') == std::string_view::npos) {
+        return;
+    }
+    for (const char* keyword : {"$var", "$scope", "$upscope", "$enddefinitions"}) {
+        for (std::size_t at = text.find(keyword); at != std::string_view::npos;
+             at = text.find(keyword, at + 1)) {
+            const std::size_t behind = at + std::string_view(keyword).size();
+            const bool starts = at == 0 || kBlanks.find(text[at - 1]) != std::string_view::npos;
+            const bool ends =
+                behind == text.size() || kBlanks.find(text[behind]) != std::string_view::npos;
+            if (starts && ends) {
+                input.fail(fmt::format("a {} section is cut off: {} follows before its $end",
+                                       section, keyword));
+            }
+        }
+    }
+}
+
+void DeclarationReader::readScope()
+{
+    Scope scope;
+    scope.kind = needed("$scope");
+    scope.name = sectionText("$scope");
+    checkEnded(m_input, scope.name, "$scope");
+    scope.parent = m_open.empty() ? kNoScope : m_open.back();
+    if (m_open.size() == kMaxScopeDepth) {
+        m_input.fail(fmt::format("scopes are nested more than {} deep", kMaxScopeDepth));
+    }
+    const auto [place, isNew] =
+        m_scopes.try_emplace(ScopeKey(scope.parent, scope.kind, scope.name), m_table.scopes.size());
+    if (isNew) {
+        m_table.scopes.push_back(std::move(scope));
+    }
+    m_open.push_back(place->second);
+    add(Declarations::Item::Kind::OpenScope, place->second);
+}
+
+void DeclarationReader::closeScope()
+{
+    if (!m_open.empty()) {
+        add(Declarations::Item::Kind::CloseScope, m_open.back());
+        m_open.pop_back();
+    }
+}
+
+void DeclarationReader::readVariable()
+{
+    Variable variable;
+    variable.kind = needed("$var");
+    variable.width = parseWidth(needed("$var"), variable);
+    const std::string code(needed("$var"));
+    const std::string text = sectionText("$var");
+    checkEnded(m_input, text, "$var");
+    splitName(text, variable);
+    variable.scope = m_open.empty() ? kNoScope : m_open.back();
+    variable.object = objectOf(code, variable);
+    add(Declarations::Item::Kind::Variable, m_table.variables.size());
+    m_table.variables.push_back(std::move(variable));
+}
+
+/// A size is a number or, in an extended VCD, a range. 0 stands for 1.
+unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& variable)
+{
+    long long width = 0;
+    if (parseRange(text, width)) {
+        variable.range = text;
+    } else if (!std::all_of(text.begin(), text.end(), isDigit)) {
+        m_input.fail(fmt::format("{} is no size of a variable", quoted(text)));
+    } else if (!parseNumber(text, width)) {
+        width = kMaxWidth + 1LL;
+    }
+    const bool counts = classify(variable.kind, 2) == ObjectClass::Vector;
+    if (width > (counts ? static_cast<long long>(kMaxWidth) : 0x7fffffffLL)) {
+        m_input.fail(fmt::format("a variable of {} bits; the widest that can be kept has {}",
+                                 quoted(text), kMaxWidth));
+    }
+    return static_cast<unsigned int>(std::max(width, 1LL));
+}
+
+/// Takes "data [7:0]" and "data[7:0]" apart. An escaped name may end in a bracket of its own, and
+/// so may the name of an array's element; so may anything that does not fit the width.
+void DeclarationReader::splitName(std::string_view text, Variable& variable)
+{
+    const std::size_t bracket = text.rfind('[');
+    long long width = 0;
+    if (bracket == std::string_view::npos || bracket == 0 || !variable.range.empty() ||
+        !parseRange(text.substr(bracket), width)) {
+        variable.name = text;
+        return;
+    }
+    const std::size_t nameEnd = text.find_last_not_of(kBlanks, bracket - 1) + 1;
+    const bool attached = nameEnd == bracket;
+    if (attached && (text[0] == '\\' || width == 1 || width != variable.width)) {
+        variable.name = text;
+        return;
+    }
+    variable.name = text.substr(0, nameEnd);
+    variable.range = text.substr(bracket);
+    variable.rangeAttached = attached;
+}
+
+std::size_t DeclarationReader::objectOf(const std::string& code, const Variable& variable)
+{
+    const ObjectClass wanted = classify(variable.kind, variable.width);
+    const auto [place, isNew] = m_objects.try_emplace(code, m_table.objects.size());
+    if (isNew) {
+        m_table.objects.push_back({code, wanted, variable.width});
+        return place->second;
+    }
+    Object& object = m_table.objects[place->second];
+    const bool sameFamily =
+        (object.objectClass == ObjectClass::Scalar || object.objectClass == ObjectClass::Vector) &&
+        (wanted == ObjectClass::Scalar || wanted == ObjectClass::Vector);
+    if (sameFamily && variable.width > object.width) {
+        object.width = variable.width;
+        object.objectClass = wanted;
+    }
+    return place->second;
+}
+
+/// "1ns", "10 ps", "244 ns", "1.5 us", "ns".
+void DeclarationReader::readTimescale()
+{
+    const std::string text = sectionText("$timescale");
+    std::string digits;
+    int exponent = 0;
+    std::size_t at = 0;
+    bool fraction = false;
+    for (; at < text.size() && (isDigit(text[at]) || (text[at] == '.' && !fraction)); ++at) {
+        if (text[at] == '.') {
+            fraction = true;
+        } else {
+            digits += text[at];
+            exponent -= fraction ? 1 : 0;
+        }
+    }
+    at = text.find_first_not_of(kBlanks, at);
+    std::string unit = at == std::string::npos ? "" : text.substr(at);
+    std::transform(unit.begin(), unit.end(), unit.begin(), [](char c) {
+        return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+    });
+    if (text.empty()) {
+        return;
+    }
+    static const std::unordered_map<std::string, int> kUnits = {
+        {"s", 0},    {"sec", 0},  {"ms", -3},  {"us", -6},  {"ns", -9},
+        {"ps", -12}, {"fs", -15}, {"as", -18}, {"zs", -21},
+    };
+    while (exponent < 0 && !digits.empty() && digits.back() == '0') {
+        digits.pop_back();
+        ++exponent;
+    }
+    const auto found = kUnits.find(unit);
+    unsigned long long factor = 1;
+    const bool sound = digits.empty() ? !fraction : parseNumber(digits, factor);
+    if (found == kUnits.end() || !sound || factor == 0 || factor > 1'000'000'000'000ULL ||
+        exponent < -18) {
+        m_input.fail(fmt::format("{} is no timescale; write it like 10 ns", quoted(text)));
+    }
+    m_table.timescale = {factor, found->second + exponent, true};
+}
+
+void DeclarationReader::readOther(std::string_view keyword)
+{
+    Declarations::Section section;
+    section.keyword = keyword;
+    section.text = sectionText(section.keyword.c_str());
+    add(Declarations::Item::Kind::Section, m_table.sections.size());
+    m_table.sections.push_back(std::move(section));
+}
+
+} // namespace
+
+Declarations readDeclarations(VcdInput& input)
+{
+    return DeclarationReader(input).read();
+}
+
+} // namespace tracewell
