@@ -2,20 +2,103 @@
 
 #include "IWdbWriter.h"
 #include "TracewellExport.h"
+#include "WdbFileManager.h"
+
+#include <memory>
+#include <string>
 
 namespace Tracewell {
 
-/// Writes a `.wdb` container inside the simulating process.
+class WdbMultipleBucketEventDatabase;
+class WdbStringMapDatabase;
+
+/// Writes a `.wdb` container inside the simulating process. Full blocks are compressed and stored
+/// by helper threads, in the order in which they became full. See IWdbWriter for the contract of
+/// the operations; all but the setters do nothing while the writer is closed. One thread at a time
+/// drives a writer.
+///
+/// The trace functions go to the writer that was constructed last and still exists.
 class TRACEWELL_API WdbStandAloneWriter : public IWdbWriter
 {
 public:
     WdbStandAloneWriter();
+    WdbStandAloneWriter(const WdbStandAloneWriter&) = delete;
+    WdbStandAloneWriter& operator=(const WdbStandAloneWriter&) = delete;
+    /// Closes.
     ~WdbStandAloneWriter() override;
-    // The operations of IWdbWriter follow, see there.
+
+    /// Mode and option have no meaning. An empty `wdbFile` is "zsim.wdb". Embeds the debug file and
+    /// the run-time type file of `snapshot` where they exist. Closes an open file first.
+    /// \throws Qsim::OpenException; the writer is closed then and can be opened again.
+    void open(WriterMode mode, const std::string& snapshot, const std::string& wdbFile,
+              int option) override;
+    TraceVhdlFunc getTraceVhdlFunc() override { return &traceVhdl; }
+    TraceVhdlFuncScalar getTraceVhdlFuncScalar() override { return &traceVhdlScalar; }
+    TraceVlogFunc getTraceVlogFunc() override { return &traceVlog; }
+    TraceScObjectFunc getTraceScObjectFunc() override { return &traceScObject; }
+    TraceScVirtualObjectFunc getTraceScVirtualObjectFunc() override
+    {
+        return &traceScVirtualObject;
+    }
+    /// -1 while closed, and for a text that cannot be stored: longer than 1,010 characters or with
+    /// a NUL inside.
+    long long addString(const std::string& text) override;
+    /// The file is complete when it returns.
+    void close() override;
+    /// Does nothing.
+    void restart() override;
+    /// Does nothing.
+    void setMaxTraceableSize(unsigned int size) override;
+    void markCurrentTime(long long time) override;
+    void setBaseDPOffset(long long offset) override { m_baseOffset = offset; }
+    /// Goes to the file at once when one is open.
+    void setApplication(const std::string& application) override;
+    void setAddressSize(long long size) override { m_addressSize = size; }
+    /// 0 means the default, 2,048.
+    void setBucketDivision(unsigned int division) override { m_bucketDivision = division; }
+    void setFilterRepeatedValue(bool filter) override;
 
     /// After it, everything traced so far is readable by a reader that opens the file now, and
     /// survives the death of this process.
     void flush();
+
+private:
+    static void traceVhdl(long long time, unsigned int id, unsigned int size, unsigned char* old,
+                          unsigned char* value);
+    static void traceVhdlScalar(long long time, unsigned int id, unsigned int size,
+                                const unsigned char* value);
+    static void traceVlog(long long time, unsigned int id, unsigned int kind, unsigned char* old,
+                          unsigned char* value, unsigned int firstBit, unsigned int endBit);
+    static void traceScObject(long long time, unsigned long long address, unsigned char* old,
+                              unsigned char* value, unsigned int firstBit, unsigned int bitCount);
+    static void traceScVirtualObject(long long time, unsigned long long address,
+                                     unsigned char* value, unsigned int offset, unsigned int size);
+    static WdbStandAloneWriter* getOpenWriter();
+
+    void create(const std::string& snapshot, const std::string& fileName);
+    long long getAddress(const unsigned char* place) const;
+    void writeEvent(long long time, long long address, unsigned int length,
+                    const unsigned char* value);
+    void writeVector(long long time, long long address, const unsigned char* vector,
+                     const unsigned char* value, unsigned int firstBit, unsigned int endBit);
+    void reserveScratch(unsigned int groups);
+
+    /// The writer constructed last; each knows the one before it.
+    static WdbStandAloneWriter* s_pWriter;
+
+    /// Null while closed.
+    std::unique_ptr<WdbMultipleBucketEventDatabase> m_eventDatabase;
+    long long m_baseOffset = 0;
+    /// Room for merged vectors, in groups of 8 bytes.
+    std::unique_ptr<unsigned char[]> m_scratch;
+    unsigned int m_scratchGroups = 0;
+
+    WdbStandAloneWriter* m_previousWriter;
+    WdbFileManager m_fileManager;
+    std::unique_ptr<WdbStringMapDatabase> m_stringMap;
+    long long m_addressSize = 0;
+    unsigned int m_bucketDivision;
+    bool m_filter = true;
 };
 
 } // namespace Tracewell

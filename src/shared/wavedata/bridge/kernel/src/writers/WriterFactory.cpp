@@ -1,0 +1,13 @@
+#include "WriterFactory.h"
+
+#include "WdbStandAloneWriter.h"
+
+namespace Tracewell {
+
+IWdbWriter& WriterFactory::getWdbWriter()
+{
+    static WdbStandAloneWriter writer;
+    return writer;
+}
+
+} // namespace Tracewell
