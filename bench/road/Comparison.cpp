@@ -1,0 +1,295 @@
+#include "Comparison.h"
+
+#include "Process.h"
+#include "Workload.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <vector>
+
+namespace tracewell::bench {
+
+namespace {
+
+constexpr unsigned int kDivisions[] = {8, 16, 32, 64, 256, 2048};
+constexpr const char* kPixels = "1000";
+
+/// Measurements by name, run in turn and kept until the medians are asked for.
+class Measurements
+{
+public:
+    explicit Measurements(const ComparisonOptions& options) : m_options(options) {}
+
+    void add(const std::string& name, const std::vector<std::string>& command, bool pinned)
+    {
+        m_tasks.push_back({name, command, pinned});
+    }
+
+    void run()
+    {
+        for (int run = 1; run <= m_options.runs; ++run) {
+            for (const Task& task : m_tasks) {
+                std::fprintf(stderr, "run %d of %d: %-40s\r", run, m_options.runs,
+                             task.name.c_str());
+                ProcessResult result = runProcess(task.command, task.pinned);
+                result.values["processMs"] = result.wallMs;
+                result.values["processMib"] = result.peakMib;
+                for (const auto& [key, value] : result.values)
+                    m_samples[task.name + "/" + key].push_back(value);
+            }
+        }
+        std::fprintf(stderr, "%60s\r", "");
+        m_tasks.clear();
+    }
+
+    double median(const std::string& name) const
+    {
+        std::vector<double> samples = m_samples.at(name);
+        std::sort(samples.begin(), samples.end());
+        const std::size_t middle = samples.size() / 2;
+        return samples.size() % 2 != 0 ? samples[middle]
+                                       : (samples[middle - 1] + samples[middle]) / 2;
+    }
+
+private:
+    struct Task
+    {
+        std::string name;
+        std::vector<std::string> command;
+        bool pinned;
+    };
+
+    const ComparisonOptions& m_options;
+    std::vector<Task> m_tasks;
+    std::map<std::string, std::vector<double>> m_samples;
+};
+
+/// Three digits that matter.
+std::string number(double value)
+{
+    const double size = value < 0 ? -value : value;
+    char text[32];
+    std::snprintf(text, sizeof text, "%.*f",
+                  size >= 100  ? 0
+                  : size >= 10 ? 1
+                  : size >= 1  ? 2
+                               : 3,
+                  value);
+    return text;
+}
+
+std::string ratio(double ours, double theirs)
+{
+    return theirs > 0 ? number(ours / theirs) : "-";
+}
+
+void printRow(const std::vector<std::string>& cells)
+{
+    for (const std::string& cell : cells)
+        std::printf("| %s ", cell.c_str());
+    std::printf("|\n");
+}
+
+void printHeader(const std::string& title, const std::vector<std::string>& cells)
+{
+    std::printf("\n%s\n\n", title.c_str());
+    printRow(cells);
+    printRow(std::vector<std::string>(cells.size(), "---"));
+}
+
+class Comparison
+{
+public:
+    explicit Comparison(const ComparisonOptions& options)
+        : m_options(options), m_count(std::to_string(options.changes)), m_measurements(options)
+    {}
+
+    void run()
+    {
+        addWriters();
+        addReaders();
+        m_measurements.run();
+        addDivisions();
+        addImport();
+        m_measurements.run();
+        printWriters();
+        printReaders();
+        printDrawing();
+        printDivisions();
+        printImport();
+    }
+
+private:
+    std::string file(const std::string& name) const { return m_options.directory + "/" + name; }
+
+    void addWriter(const std::string& name, const std::string& writer, const std::string& workload,
+                   const std::string& path, bool pinned, unsigned int division = 2048)
+    {
+        m_measurements.add(
+            name,
+            {m_options.self, "write", writer, workload, m_count, path, std::to_string(division)},
+            pinned);
+    }
+
+    void addWriters()
+    {
+        for (const std::string& workload : Workload::names()) {
+            addWriter("own/" + workload, "own", workload, file(workload + ".wdb"), true);
+            addWriter("fst/" + workload, "fst", workload, file(workload + ".fst"), true);
+            addWriter("own2/" + workload, "own", workload, file(workload + ".wdb"), false);
+            addWriter("vcd/" + workload, "vcd", workload, file(workload + ".vcd"), true);
+            for (const char* bound : {"append", "zlib-fresh", "zlib-reused"})
+                addWriter(bound + ("/" + workload), bound, workload, "-", true);
+        }
+    }
+
+    void addReaders()
+    {
+        for (const std::string workload : {"mixed", "sparse"}) {
+            for (const char* signals : {"1", "20", "1000000"}) {
+                for (const std::string reader : {"own", "fst"}) {
+                    const std::string path = file(workload + (reader == "own" ? ".wdb" : ".fst"));
+                    m_measurements.add(
+                        "read-" + reader + "/" + workload + "/" + signals,
+                        {m_options.self, "read", reader, workload, m_count, path, signals}, false);
+                }
+            }
+        }
+        for (const std::string& workload : Workload::names())
+            m_measurements.add(
+                "draw/" + workload,
+                {m_options.self, "draw", workload, m_count, file(workload + ".wdb"), "20", kPixels},
+                false);
+    }
+
+    void addDivisions()
+    {
+        for (const std::string workload : {"mixed", "sparse"}) {
+            for (const unsigned int division : kDivisions) {
+                const std::string name = workload + "/" + std::to_string(division);
+                const std::string path = file("division.wdb");
+                addWriter("division/" + name, "own", workload, path, false, division);
+                m_measurements.add("division-read/" + name,
+                                   {m_options.self, "read", "own", workload, m_count, path, "1"},
+                                   false);
+            }
+        }
+    }
+
+    void addImport()
+    {
+        if (m_options.tracewell.empty())
+            return;
+        m_measurements.add("import/own",
+                           {m_options.tracewell, "import", file("mixed.vcd"), file("import.wdb")},
+                           false);
+        m_measurements.add("import/fst", {"vcd2fst", file("mixed.vcd"), file("import.fst")}, false);
+    }
+
+    double get(const std::string& name) const { return m_measurements.median(name); }
+
+    void printWriters() const
+    {
+        for (const std::string& workload : Workload::names()) {
+            const double fst = get("fst/" + workload + "/wall");
+            printHeader("Writing, " + workload + ", " + m_count + " changes",
+                        {"writer", "calling thread, ns a change", "wall with close, ns a change",
+                         "bytes a change", "wall / FST"});
+            const auto row = [&](const std::string& title, const std::string& name) {
+                const std::string key = name + "/" + workload + "/";
+                printRow({title, number(get(key + "thread")), number(get(key + "wall")),
+                          number(get(key + "bytes")), ratio(get(key + "wall"), fst)});
+            };
+            row("Tracewell, one processor", "own");
+            row("Tracewell, all processors", "own2");
+            row("FST writer (LZ4)", "fst");
+            row("VCD text, tight writer", "vcd");
+            row("records in memory only", "append");
+            row("zlib level 1, `compress2` a block", "zlib-fresh");
+            row("zlib level 1, one state reused", "zlib-reused");
+        }
+    }
+
+    void printReaders() const
+    {
+        printHeader("Reading, from open to full history in memory",
+                    {"workload", "signals", "Tracewell, ms", "FST, ms", "ours / theirs"});
+        for (const std::string workload : {"mixed", "sparse"}) {
+            for (const std::string signals : {"1", "20", "1000000"}) {
+                const std::string key = "/" + workload + "/" + signals + "/history";
+                printRow({workload, signals == "1000000" ? "all" : signals,
+                          number(get("read-own" + key)), number(get("read-fst" + key)),
+                          ratio(get("read-own" + key), get("read-fst" + key))});
+            }
+        }
+    }
+
+    void printDrawing() const
+    {
+        printHeader("Drawing 20 signals, 1,000 pixels",
+                    {"workload", "first picture, ms", "window", "answer, all 20, us",
+                     "answer, slowest signal, us", "pan step, all 20, us",
+                     "pan step, slowest signal, us"});
+        for (const std::string& workload : Workload::names()) {
+            const std::string key = "draw/" + workload + "/";
+            for (const std::string factor : {"1", "10", "100", "1000", "10000"})
+                printRow(
+                    {workload, factor == "1" ? number(get(key + "first")) : "",
+                     factor == "1" ? "whole run" : "1/" + factor,
+                     number(get(key + "draw" + factor)), number(get(key + "slowestDraw" + factor)),
+                     number(get(key + "pan" + factor)), number(get(key + "slowestPan" + factor))});
+        }
+    }
+
+    void printDivisions() const
+    {
+        printHeader("Addresses a bucket",
+                    {"workload", "division", "bytes a change", "wall, ns a change",
+                     "writer's memory, MiB", "one signal, ms"});
+        for (const std::string workload : {"mixed", "sparse"}) {
+            for (const unsigned int division : kDivisions) {
+                const std::string key = workload + "/" + std::to_string(division) + "/";
+                printRow({workload, std::to_string(division),
+                          number(get("division/" + key + "bytes")),
+                          number(get("division/" + key + "wall")),
+                          number(get("division/" + key + "peak")),
+                          number(get("division-read/" + key + "history"))});
+            }
+        }
+    }
+
+    void printImport() const
+    {
+        if (m_options.tracewell.empty())
+            return;
+        const double mib =
+            static_cast<double>(std::filesystem::file_size(file("mixed.vcd"))) / 1048576;
+        printHeader("Import of a VCD, " + number(mib) + " MiB",
+                    {"program", "wall, s", "MiB/s", "peak memory, MiB", "file, MiB"});
+        const auto row = [&](const std::string& title, const std::string& name,
+                             const std::string& output) {
+            const double seconds = get(name + "/processMs") / 1000;
+            const double size = static_cast<double>(std::filesystem::file_size(file(output)));
+            printRow({title, number(seconds), number(mib / seconds),
+                      number(get(name + "/processMib")), number(size / 1048576)});
+        };
+        row("`tracewell import`", "import/own", "import.wdb");
+        row("`vcd2fst`", "import/fst", "import.fst");
+    }
+
+    const ComparisonOptions& m_options;
+    std::string m_count;
+    Measurements m_measurements;
+};
+
+} // namespace
+
+void compare(const ComparisonOptions& options)
+{
+    Comparison(options).run();
+}
+
+} // namespace tracewell::bench

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <ctime>
+
+namespace tracewell::bench {
+
+/// Wall time and processor time of the calling thread since it was made, in nanoseconds.
+class Stopwatch
+{
+public:
+    double wall() const { return now(CLOCK_MONOTONIC) - m_wall; }
+    double thread() const { return now(CLOCK_THREAD_CPUTIME_ID) - m_thread; }
+
+private:
+    static double now(clockid_t clock)
+    {
+        timespec time{};
+        clock_gettime(clock, &time);
+        return 1e9 * static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec);
+    }
+
+    double m_wall = now(CLOCK_MONOTONIC);
+    double m_thread = now(CLOCK_THREAD_CPUTIME_ID);
+};
+
+} // namespace tracewell::bench

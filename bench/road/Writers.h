@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Stopwatch.h"
+#include "Workload.h"
+
+#include <string>
+
+namespace tracewell::bench {
+
+struct WriteResult
+{
+    explicit WriteResult(const Stopwatch& watch) : threadNs(watch.thread()), wallNs(watch.wall()) {}
+
+    /// Processor time of the calling thread, from open to the end of close.
+    double threadNs;
+    double wallNs;
+    /// What a peer without a file would have stored; 0 to take the file's size.
+    double bytes = 0;
+};
+
+/// The stand-alone writer, driven as a kernel drives it.
+WriteResult writeOwn(const Workload& workload, const std::string& path, unsigned int division);
+/// FST with LZ4.
+WriteResult writeFst(const Workload& workload, const std::string& path);
+/// VCD text with no more work than it takes.
+WriteResult writeVcd(const Workload& workload, const std::string& path);
+
+// Physical bounds: event records, block by block and bucket by bucket as the database lays them
+// out, that go nowhere.
+WriteResult appendRecords(const Workload& workload);
+WriteResult compressFresh(const Workload& workload);
+WriteResult compressReused(const Workload& workload);
+
+} // namespace tracewell::bench

@@ -1,0 +1,133 @@
+// One measurement a process, so that no run warms up another; `compare` runs them all.
+
+#include "Comparison.h"
+#include "Readers.h"
+#include "Writers.h"
+
+#include "QsimException.h"
+
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+using namespace tracewell::bench;
+
+namespace {
+
+double peakMib()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) / 1024;
+}
+
+WriteResult runWriter(const std::string& writer, const Workload& workload, const std::string& path,
+                      unsigned int division)
+{
+    if (writer == "own")
+        return writeOwn(workload, path, division);
+    if (writer == "fst")
+        return writeFst(workload, path);
+    if (writer == "vcd")
+        return writeVcd(workload, path);
+    if (writer == "append")
+        return appendRecords(workload);
+    if (writer == "zlib-fresh")
+        return compressFresh(workload);
+    if (writer == "zlib-reused")
+        return compressReused(workload);
+    throw std::runtime_error("unknown writer " + writer);
+}
+
+// write WRITER WORKLOAD CHANGES FILE [DIVISION]
+void measureWrite(char** arguments)
+{
+    const Workload workload(arguments[1], std::strtoull(arguments[2], nullptr, 10));
+    const std::string path = arguments[3];
+    const unsigned int division =
+        arguments[4] ? static_cast<unsigned int>(std::atoi(arguments[4])) : 2048;
+    // What the stream itself takes is no memory of the writer's.
+    const double before = peakMib();
+    const WriteResult result = runWriter(arguments[0], workload, path, division);
+    const double changes = static_cast<double>(workload.changes().size());
+    const double bytes =
+        result.bytes > 0 ? result.bytes : static_cast<double>(std::filesystem::file_size(path));
+    std::printf("thread=%g\nwall=%g\nbytes=%g\npeak=%g\n", result.threadNs / changes,
+                result.wallNs / changes, bytes / changes, peakMib() - before);
+}
+
+// read READER WORKLOAD CHANGES FILE SIGNALS
+void measureRead(char** arguments)
+{
+    const Workload workload(arguments[1], std::strtoull(arguments[2], nullptr, 10));
+    const auto signals = static_cast<std::uint32_t>(std::atoi(arguments[4]));
+    const double before = peakMib();
+    const ReadResult result = std::strcmp(arguments[0], "fst") == 0
+                                  ? readFst(workload, arguments[3], signals)
+                                  : readOwn(workload, arguments[3], signals);
+    std::printf("history=%g\nchanges=%g\npeak=%g\n", result.historyMs, result.changes,
+                peakMib() - before);
+}
+
+// draw WORKLOAD CHANGES FILE SIGNALS PIXELS
+void measureDraw(char** arguments)
+{
+    const Workload workload(arguments[0], std::strtoull(arguments[1], nullptr, 10));
+    const DrawResult result =
+        drawOwn(workload, arguments[2], static_cast<std::uint32_t>(std::atoi(arguments[3])),
+                std::atoll(arguments[4]));
+    std::printf("first=%g\n", result.firstPictureMs);
+    for (const DrawResult::Zoom& zoom : result.zooms)
+        std::printf("draw%lld=%g\npan%lld=%g\nslowestDraw%lld=%g\nslowestPan%lld=%g\n", zoom.factor,
+                    zoom.drawUs, zoom.factor, zoom.panUs, zoom.factor, zoom.slowestDrawUs,
+                    zoom.factor, zoom.slowestPanUs);
+}
+
+// compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]
+void runComparison(const char* self, int count, char** arguments)
+{
+    ComparisonOptions options;
+    options.self = self;
+    options.directory = arguments[0];
+    if (count > 1)
+        options.changes = std::strtoull(arguments[1], nullptr, 10);
+    if (count > 2)
+        options.runs = std::atoi(arguments[2]);
+    if (count > 3)
+        options.tracewell = arguments[3];
+    compare(options);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+try {
+    const std::string command = argc > 1 ? argv[1] : "";
+    if (command == "write" && argc >= 6)
+        measureWrite(argv + 2);
+    else if (command == "read" && argc >= 7)
+        measureRead(argv + 2);
+    else if (command == "draw" && argc >= 7)
+        measureDraw(argv + 2);
+    else if (command == "compare" && argc >= 3)
+        runComparison(argv[0], argc - 2, argv + 2);
+    else {
+        std::fprintf(stderr, "usage: road write WRITER WORKLOAD CHANGES FILE [DIVISION]\n"
+                             "       road read own|fst WORKLOAD CHANGES FILE SIGNALS\n"
+                             "       road draw WORKLOAD CHANGES FILE SIGNALS PIXELS\n"
+                             "       road compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]\n");
+        return 2;
+    }
+    return 0;
+} catch (const Qsim::Exception& e) {
+    std::fprintf(stderr, "road: %s\n", e.what());
+    return 1;
+} catch (const std::exception& e) {
+    std::fprintf(stderr, "road: %s\n", e.what());
+    return 1;
+}
