@@ -9,8 +9,7 @@
 #include <ctime>
 #include <random>
 #include <thread>
-
-#include <sys/stat.h>
+#include <vector>
 
 namespace Tracewell {
 namespace {
@@ -43,19 +42,23 @@ void embed(WdbFileManager& manager, const std::string& id, unsigned int version,
 std::string dataOf(const WdbFileManager& manager, const std::string& id, unsigned int version = 1)
 {
     long long size = -9;
-    char* const data = manager.getSectionData(id, version, &size);
-    if (!data)
-        return "(none)";
-    std::string content(data, static_cast<std::size_t>(size));
-    std::free(data);
-    return content;
+    const std::unique_ptr<char, decltype(&std::free)> data(
+        manager.getSectionData(id, version, &size), &std::free);
+    return data ? std::string(data.get(), static_cast<std::size_t>(size)) : "(none)";
 }
 
-std::string item(const std::string& id, unsigned int version, int offset, int size)
+/// The first bytes of a section.
+std::string dataOf(const WdbFileManager& manager, const std::string& id, long long size)
 {
-    return padded(id, 24) + littleEndian(version, 8) +
-           littleEndian(static_cast<unsigned int>(offset), 8) +
-           littleEndian(static_cast<unsigned int>(size), 8);
+    const std::unique_ptr<char[]> data(manager.getSectionData(id, 1, size));
+    return data ? std::string(data.get(), static_cast<std::size_t>(size)) : "(none)";
+}
+
+std::string item(const std::string& id, unsigned int version, unsigned int offset,
+                 unsigned int size)
+{
+    return padded(id, 24) + littleEndian(version, 8) + littleEndian(offset, 8) +
+           littleEndian(size, 8);
 }
 
 class FileManagerTest : public ::testing::Test
@@ -68,14 +71,15 @@ protected:
     WdbFileManager m_manager;
 };
 
+using FileManagerDeathTest = FileManagerTest;
+
 TEST_F(FileManagerTest, containerLiesInTheFileAsLaidOut)
 {
     m_manager.setApplication("Tracewell");
-    const auto before = static_cast<int>(std::time(nullptr));
+    const std::time_t before = std::time(nullptr);
     m_manager.create(m_path);
     const int created = m_manager.getHeader().m_creationTime;
-    EXPECT_GE(created, before);
-    EXPECT_LE(created, static_cast<int>(std::time(nullptr)));
+    EXPECT_TRUE(created >= before && created <= std::time(nullptr));
 
     std::string expected = std::string("Zelnix WAVE DATABASE 01\0", 24) + padded("Tracewell", 24) +
                            littleEndian(64, 8) + littleEndian(static_cast<unsigned>(created), 4) +
@@ -94,8 +98,6 @@ TEST_F(FileManagerTest, containerLiesInTheFileAsLaidOut)
     expected.replace(80, 8, littleEndian(252, 8));
     expected.replace(156, 4, littleEndian(48, 4));
     expected.replace(192, 4, littleEndian(2, 4));
-    EXPECT_EQ(content(), expected);
-
     m_manager.close();
     EXPECT_EQ(content(), expected);
 }
@@ -108,25 +110,19 @@ TEST_F(FileManagerTest, sectionsAreFoundByIdAndVersionTheOldestFirst)
     embed(m_manager, "section 3", 1, "younger");
     embed(m_manager, "section 3", 2, "other version");
     embed(m_manager, "exactly 24 bytes long id", 1, "long");
-    m_manager.addNewSection("empty", 1, 64, 0);
     for (int run = 0; run < 2; ++run) {
         for (int i = 0; i < 25; ++i)
             EXPECT_EQ(dataOf(m_manager, "section " + std::to_string(i)),
                       "data " + std::to_string(i));
-        EXPECT_EQ(dataOf(m_manager, "section 3", 2), "other version");
+        EXPECT_EQ(dataOf(m_manager, "section 3", 2u), "other version");
         EXPECT_EQ(dataOf(m_manager, "exactly 24 bytes long id"), "long");
         EXPECT_EQ(dataOf(m_manager, "exactly 24 bytes long id, and more"), "long");
         EXPECT_EQ(dataOf(m_manager, "section"), "(none)");
-        EXPECT_EQ(dataOf(m_manager, "section 4", 2), "(none)");
-        EXPECT_EQ(dataOf(m_manager, "empty"), "(none)");
-
         WdbTableOfContentItem found;
-        EXPECT_TRUE(m_manager.getSection("section 0", 1, found));
-        EXPECT_EQ(found.m_fileOffset, 200);
-        EXPECT_EQ(found.m_size, 6);
+        EXPECT_TRUE(m_manager.getSection("section 0", 1, found) && found.m_fileOffset == 200 &&
+                    found.m_size == 6);
         EXPECT_EQ(m_manager.getSectionFileOffset("section 0", 1), 200);
         EXPECT_EQ(m_manager.getSectionSize("section 0", 1), 200) << "the offset, by contract";
-
         m_manager.close();
         m_manager.open(m_path);
     }
@@ -134,57 +130,55 @@ TEST_F(FileManagerTest, sectionsAreFoundByIdAndVersionTheOldestFirst)
               "Cannot find sectionID = '50%d %%s' and version = '4000000000' in the wave database");
 }
 
-TEST_F(FileManagerTest, dataComesInTheSizeAskedFor)
+TEST_F(FileManagerTest, dataComesInTheSizeAskedForAsFarAsTheFileExplainsIt)
 {
     m_manager.create(m_path);
     embed(m_manager, "a", 1, "abcdef");
-    const auto first = [&](const std::string& id, long long size) -> std::string {
-        const std::unique_ptr<char[]> data(m_manager.getSectionData(id, 1, size));
-        return data ? std::string(data.get(), static_cast<std::size_t>(size)) : "(none)";
-    };
-    EXPECT_EQ(first("a", 3), "abc");
-    EXPECT_EQ(first("a", 54), "abcdef" + item("a", 1, 200, 6));
-    EXPECT_EQ(first("a", 56), padded("abcdef" + item("a", 1, 200, 6), 56));
-    EXPECT_EQ(first("a", 0), "(none)");
-    EXPECT_EQ(first("a", -1), "(none)");
-    EXPECT_EQ(first("a", 1LL << 60), "(none)") << "no more than the file explains";
-    EXPECT_EQ(first("b", 3), "(none)");
+    EXPECT_EQ(dataOf(m_manager, "a", 3LL), "abc");
+    EXPECT_EQ(dataOf(m_manager, "a", 56LL), padded("abcdef" + item("a", 1, 200, 6), 56));
+    for (long long size : {0LL, -1LL, 1LL << 60})
+        EXPECT_EQ(dataOf(m_manager, "a", size), "(none)");
 
     m_manager.addNewSection("outside", 1, 5000, 1);
-    m_manager.addNewSection("too long", 1, 200, 1 << 20);
     m_manager.addNewSection("negative", 1, -8, 4);
     m_manager.addNewSection("less than nothing", 1, 200, -4);
-    for (const char* id : {"outside", "too long", "negative", "less than nothing"}) {
+    m_manager.addNewSection("nothing", 1, 200, 0);
+    for (const char* id : {"outside", "negative", "less than nothing", "nothing", "missing"}) {
         EXPECT_EQ(dataOf(m_manager, id), "(none)") << id;
-        EXPECT_EQ(first(id, 2), id == std::string("too long") ? "ab" : "(none)") << id;
+        EXPECT_EQ(dataOf(m_manager, id, 2LL), "(none)") << id;
     }
+    m_manager.addNewSection("too long", 1, 200, 1 << 20);
+    EXPECT_EQ(dataOf(m_manager, "too long"), "(none)");
     long long untouched = 5;
     EXPECT_EQ(m_manager.getSectionData("missing", 1, &untouched), nullptr);
     EXPECT_EQ(untouched, 5);
 }
 
-TEST_F(FileManagerTest, filesAreEmbeddedWhole)
+TEST_F(FileManagerTest, filesAreEmbeddedWholeAndNothingIsNoSection)
 {
     std::string big(300000, '\0');
     for (std::size_t i = 0; i < big.size(); ++i)
         big[i] = static_cast<char>(i * i >> 3);
     const std::string source = m_directory.path("zsim.dbg");
+    const std::string nothing = m_directory.path("empty");
     writeFile(source, big);
-    writeFile(m_directory.path("empty"), "");
-
-    m_manager.embedFileInNewSection("closed", 1, m_directory.path("missing"));
+    writeFile(nothing, "");
     m_manager.create(m_path);
     m_manager.embedFileInNewSection("Zelnix DBG", 1, source);
     EXPECT_EQ(dataOf(m_manager, "Zelnix DBG"), big);
-    const std::string before = content();
-    m_manager.embedFileInNewSection("none", 1, m_directory.path("empty"));
-    embed(m_manager, "none", 1, "");
-    EXPECT_EQ(content(), before);
-    EXPECT_EQ(openErrorOf([&] { m_manager.getSectionFileOffset("none", 1); }),
-              "Cannot find sectionID = 'none' and version = '1' in the wave database");
-}
 
-using FileManagerDeathTest = FileManagerTest;
+    const std::string before = content();
+    m_manager.embedFileInNewSection("none", 1, nothing);
+    embed(m_manager, "none", 1, "");
+    m_manager.close();
+    embed(m_manager, "none", 1, "data");
+    m_manager.embedFileInNewSection("none", 1, m_directory.path("missing"));
+    m_manager.addNewSection("none", 1, 0, 0);
+    m_manager.setApplication("later");
+    m_manager.readHeader();
+    EXPECT_EQ(dataOf(m_manager, "none"), "(none)");
+    EXPECT_EQ(content(), before);
+}
 
 TEST_F(FileManagerDeathTest, fileThatCannotBeEmbeddedEndsTheProcess)
 {
@@ -194,32 +188,6 @@ TEST_F(FileManagerDeathTest, fileThatCannotBeEmbeddedEndsTheProcess)
                 ::testing::StrEq("WDB FATAL ERROR: Can't open WDB constituent file " + missing +
                                  " for reading for the following reason: No such file or "
                                  "directory\n"));
-    // Its size says a page, and it holds less.
-    const std::string lying = "/sys/kernel/mm/transparent_hugepage/enabled";
-    if (std::filesystem::exists(lying)) {
-        EXPECT_EXIT(m_manager.embedFileInNewSection("a", 1, lying), ::testing::ExitedWithCode(1),
-                    ::testing::StartsWith("WDB FATAL ERROR: Can't read WDB constituent file " +
-                                          lying + " for the following reason: "));
-    }
-}
-
-TEST_F(FileManagerTest, closedManagerDoesNothing)
-{
-    m_manager.close();
-    m_manager.readHeader();
-    m_manager.writeHeader();
-    m_manager.addNewSection("a", 1, 0, 0);
-    embed(m_manager, "a", 1, "abc");
-    EXPECT_EQ(dataOf(m_manager, "a"), "(none)");
-    EXPECT_EQ(m_manager.getTableOfContent(), nullptr);
-    EXPECT_FALSE(std::filesystem::exists(m_path));
-
-    m_manager.create(m_path);
-    m_manager.close();
-    const std::string before = content();
-    embed(m_manager, "a", 1, "abc");
-    m_manager.setApplication("later");
-    EXPECT_EQ(content(), before);
 }
 
 TEST_F(FileManagerTest, applicationStaysInsideItsField)
@@ -229,19 +197,14 @@ TEST_F(FileManagerTest, applicationStaysInsideItsField)
     m_manager.setApplication(exact + ", and more");
     EXPECT_EQ(content().substr(24, 24), exact) << "the header is written at once";
     EXPECT_EQ(m_manager.getApplication(), exact);
-    m_manager.setApplication("short");
-    EXPECT_EQ(content().substr(24, 24), padded("short", 24));
-
     WdbFileManager reader;
     reader.open(m_path);
-    EXPECT_EQ(reader.getApplication(), "short");
-    m_manager.setApplication("changed");
+    m_manager.setApplication("short");
+    EXPECT_EQ(reader.getApplication(), exact);
     reader.readHeader();
-    EXPECT_EQ(reader.getApplication(), "changed");
-
-    const std::string second = m_directory.path("second.wdb");
-    m_manager.create(second);
-    EXPECT_EQ(readFile(second).substr(24, 24), padded("changed", 24)) << "kept for the next file";
+    EXPECT_EQ(reader.getApplication(), "short");
+    m_manager.create(m_path);
+    EXPECT_EQ(content().substr(24, 24), padded("short", 24)) << "kept for the next file";
 }
 
 TEST_F(FileManagerTest, whatCannotBeOpenedIsRefusedAndTheManagerStaysUsable)
@@ -249,35 +212,29 @@ TEST_F(FileManagerTest, whatCannotBeOpenedIsRefusedAndTheManagerStaysUsable)
     WdbFileManager other;
     other.create(m_path);
     embed(other, "a", 1, "abc");
-    other.close();
     const std::string good = content();
     const std::string bad = m_directory.path("bad.wdb");
-    const auto openBad = [&] { m_manager.open(bad); };
-    const auto check = [&](const std::string& error) {
-        EXPECT_EQ(openErrorOf(openBad), error);
-        EXPECT_FALSE(m_manager.isOpen());
-        EXPECT_TRUE(m_manager.getiostream().good());
+    const auto expectRefusal = [&](const std::string& error) {
+        EXPECT_EQ(openErrorOf([&] { m_manager.open(bad); }), error);
+        EXPECT_TRUE(!m_manager.isOpen() && m_manager.getiostream().good());
         m_manager.open(m_path);
         EXPECT_EQ(dataOf(m_manager, "a"), "abc");
         m_manager.close();
     };
-    check("wdb database file does not exist.");
+    expectRefusal("wdb database file does not exist.");
     std::filesystem::create_directory(bad);
-    check(kCannotOpen);
+    expectRefusal(kCannotOpen);
     std::filesystem::remove(bad);
-    for (std::size_t size : {0u, 1u, 63u}) {
+    for (std::size_t size : {0u, 63u}) {
         writeFile(bad, good.substr(0, size));
-        check(kCannotOpen);
+        expectRefusal(kCannotOpen);
     }
-    for (std::size_t at : {0u, 22u, 23u}) {
+    for (std::size_t at : {0u, 23u}) {
         std::string changed = good;
         changed[at] = static_cast<char>(changed[at] ^ 1);
         writeFile(bad, changed);
-        check(kIncompatible);
+        expectRefusal(kIncompatible);
     }
-    ::mkfifo((bad + ".pipe").c_str(), 0600);
-    EXPECT_EQ(openErrorOf([&] { m_manager.open(bad + ".pipe"); }), kCannotOpen);
-
     m_manager.create(bad);
     EXPECT_EQ(readFile(bad).substr(0, 24), good.substr(0, 24)) << "nothing of the bad file is kept";
     EXPECT_EQ(openErrorOf([&] { m_manager.open(m_path); }), kCannotOpen) << "already open";
@@ -287,17 +244,14 @@ TEST_F(FileManagerTest, whatCannotBeOpenedIsRefusedAndTheManagerStaysUsable)
 
 TEST_F(FileManagerTest, whatCannotBeCreatedIsRefusedAndTheManagerStaysUsable)
 {
-    std::vector<std::string> paths = {m_directory.path("no%%such/a.wdb"), m_directory.path("")};
-    if (std::filesystem::exists("/dev/full"))
-        paths.push_back("/dev/full");
-    for (const std::string& path : paths) {
+    for (const std::string& path :
+         {m_directory.path("no%%such/a.wdb"), m_directory.path(""), std::string("/dev/full")}) {
         m_manager.create(m_path);
         EXPECT_EQ(openErrorOf([&] { m_manager.create(path); }),
                   "Cannot create simulation database file at: " + path +
                       " Please check that this filepath is writable or specify an alternative "
                       "location using --wdb");
-        EXPECT_FALSE(m_manager.isOpen());
-        EXPECT_TRUE(m_manager.getiostream().good());
+        EXPECT_TRUE(!m_manager.isOpen() && m_manager.getiostream().good());
     }
     m_manager.create(m_path);
     embed(m_manager, "a", 1, "abc");
@@ -328,18 +282,60 @@ TEST_F(FileManagerTest, threadsMayEmbedAtOnce)
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([this, thread] {
-            for (int i = 0; i < 20; ++i) {
-                const std::string id = std::to_string(100 * thread + i);
-                embed(m_manager, id, 1, "data of " + id);
-            }
+            for (int id = 20 * thread; id < 20 * thread + 20; ++id)
+                embed(m_manager, std::to_string(id), 1, "data of " + std::to_string(id));
         });
     for (std::thread& thread : threads)
         thread.join();
-    for (int thread = 0; thread < 4; ++thread)
-        for (int i = 0; i < 20; ++i) {
-            const std::string id = std::to_string(100 * thread + i);
-            EXPECT_EQ(dataOf(m_manager, id), "data of " + id);
+    for (int id = 0; id < 80; ++id)
+        EXPECT_EQ(dataOf(m_manager, std::to_string(id)), "data of " + std::to_string(id));
+}
+
+/// Puts one of the numbers that do most harm at any place behind the version.
+void damage(std::string& bytes, std::mt19937_64& random)
+{
+    const unsigned long long size = bytes.size();
+    const std::vector<unsigned long long> values = {
+        0, 1, 8, 64, size - 1, size, ~0ULL >> 1, 1ULL << 63, ~0ULL, random(), random() % size};
+    const std::size_t at = 24 + random() % (size - 31);
+    const int width = random() % 2 == 0 ? 8 : 4;
+    bytes.replace(at / 4 * 4, static_cast<std::size_t>(width),
+                  littleEndian(values[random() % values.size()], width));
+}
+
+TEST_F(FileManagerTest, noDamageHarmsAReader)
+{
+    m_manager.create(m_path);
+    for (int i = 0; i < 25; ++i)
+        embed(m_manager, std::to_string(i), 1, std::string(5u * static_cast<unsigned>(i) + 1, 'x'));
+    m_manager.close();
+    const std::string good = content();
+    for (unsigned int seed = 1; seed <= 1500; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937_64 random(seed);
+        std::string bytes = good;
+        for (unsigned long long count = 1 + random() % 6; count > 0; --count)
+            damage(bytes, random);
+        if (random() % 4 == 0)
+            bytes.resize(64 + random() % (bytes.size() - 64));
+        // A name of its own: some file systems make an emptied file reach the disk.
+        const std::string path = m_directory.path(std::to_string(seed));
+        writeFile(path, bytes);
+        m_manager.open(path);
+        for (int i = 0; i < 25; ++i) {
+            EXPECT_LE(dataOf(m_manager, std::to_string(i)).size(), bytes.size());
+            dataOf(m_manager, std::to_string(i), 100LL);
         }
+        m_manager.close();
+        EXPECT_EQ(readFile(path), bytes) << "reading wrote";
+    }
+
+    writeFile(m_path, std::string(good).replace(72, 8, littleEndian(1ULL << 40, 8)));
+    m_manager.open(m_path);
+    WdbTableOfContentItem item;
+    EXPECT_THROW(m_manager.getSection("", 0, item), Qsim::OpenException)
+        << "an item outside the file matches nothing";
+    EXPECT_TRUE(m_manager.getSection("24", 1, item)) << "the rest is still found";
 }
 
 } // namespace

@@ -17,16 +17,11 @@ class TestDirectory
 public:
     TestDirectory() : m_path(::testing::TempDir() + "/tracewell-XXXXXX")
     {
-        if (!::mkdtemp(m_path.data()))
-            throw std::filesystem::filesystem_error("mkdtemp", m_path, std::error_code());
+        EXPECT_NE(::mkdtemp(m_path.data()), nullptr);
     }
     TestDirectory(const TestDirectory&) = delete;
     TestDirectory& operator=(const TestDirectory&) = delete;
-    ~TestDirectory()
-    {
-        std::error_code error;
-        std::filesystem::remove_all(m_path, error);
-    }
+    ~TestDirectory() { std::filesystem::remove_all(m_path); }
 
     std::string path(const std::string& name) const { return m_path + "/" + name; }
 

@@ -69,9 +69,16 @@ public:
 
     class Iterator : public WdbBlockListIterator<Node>
     {
-    public:
-        using WdbBlockListIterator<Node>::WdbBlockListIterator;
+        using Base = WdbBlockListIterator<Node>;
 
+    public:
+        using Base::Base;
+
+        Iterator& operator++()
+        {
+            Base::operator++();
+            return *this;
+        }
         /// The id of the item's first string; 0 at the end.
         long long getStartId() const { return this->getEntry().m_startId; }
         /// How many strings the item holds; 0 at the end.
