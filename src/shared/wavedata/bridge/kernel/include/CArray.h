@@ -6,26 +6,35 @@
 
 namespace Tracewell {
 
-/// Unsigned numbers with an explicit capacity. push_back and setData do not grow or check.
+/// Unsigned numbers with an explicit capacity. push_back and setData do not grow or check. Copies
+/// are deep.
 class TRACEWELL_API CArray
 {
 public:
-    CArray();
+    static constexpr unsigned int kDefaultCapacity = 128;
+
+    CArray() : CArray(kDefaultCapacity) {}
     explicit CArray(unsigned int capacity);
     CArray(const CArray& other);
+    CArray(CArray&& other) noexcept;
     CArray& operator=(const CArray& other);
-    ~CArray();
+    CArray& operator=(CArray&& other) noexcept;
+    ~CArray() = default;
 
-    /// Beyond the capacity: drops the content and allocates `capacity` zeroed entries.
+    /// Beyond the capacity: drops the content and allocates `capacity` zeroed entries. Otherwise
+    /// nothing happens.
     void reserve(unsigned int capacity);
+    /// Raises the capacity at least to `capacity` and keeps the content.
+    void grow(unsigned int capacity);
     void push_back(unsigned int value) { m_data[m_size++] = value; }
-    /// Zeroes the data; the capacity stays.
+    /// Zeroes all entries up to the capacity, which stays.
     void clear();
     unsigned int size() const { return m_size; }
     unsigned int capacity() const { return m_capacity; }
     bool empty() const { return m_size == 0; }
     /// 0 when empty.
     unsigned int front() const { return m_size == 0 ? 0 : m_data[0]; }
+    /// 0 when empty.
     unsigned int back() const { return m_size == 0 ? 0 : m_data[m_size - 1]; }
     unsigned int operator[](unsigned int index) const { return m_data[index]; }
     void setData(unsigned int index, unsigned int value) { m_data[index] = value; }
@@ -33,7 +42,7 @@ public:
 
 private:
     unsigned int m_capacity;
-    unsigned int m_size;
+    unsigned int m_size = 0;
     std::unique_ptr<unsigned int[]> m_data;
 };
 

@@ -5,6 +5,7 @@
 #include "WdbEvent.h"
 #include "WdbIBlockManager.h"
 
+#include <cstring>
 #include <iosfwd>
 #include <memory>
 
@@ -40,22 +41,40 @@ private:
 };
 
 /// The unit of event storage: a buffer of `maxBlockSize` bytes with a header of 20 bytes (start
-/// time, time length, number of events), event records back to back, and zeros to the end. Its
-/// stored form is the zlib stream of the whole buffer. Not safe for concurrent use.
+/// time i64, time length i64, number of events u32), event records back to back, and zeros to the
+/// end. Its stored form is the zlib stream of the whole buffer. Not safe for concurrent use.
 class TRACEWELL_API WdbEventBlock
 {
 public:
     static constexpr unsigned int kHeaderSize = 20;
     /// canAdd leaves this much free, 4 bytes more than a record's header.
     static constexpr unsigned int kAddMargin = 20;
+    /// The offsets start with this capacity and grow when a block holds more events.
+    static constexpr unsigned int kOffsetCapacity = 1024;
+    /// getLargestDiff and the keys know this many addresses from a base on.
+    static constexpr unsigned int kKeyAddresses = 2048;
+    static constexpr unsigned int kKeySize = kKeyAddresses / 8;
 
     class TRACEWELL_API Iterator
     {
     public:
-        Iterator(long long baseAddress, char* memory, const CArray& offsets);
+        Iterator(long long baseAddress, char* memory, const CArray& offsets)
+            : m_baseAddress(baseAddress), m_size(offsets.size()), m_memory(memory),
+              m_offsets(offsets)
+        {}
         explicit operator bool() const { return m_index < m_size; }
-        Iterator& operator++();
-        WdbEvent& operator*();
+        Iterator& operator++()
+        {
+            ++m_index;
+            return *this;
+        }
+        /// The cursor, owned by the iterator, set to the current event.
+        WdbEvent& operator*()
+        {
+            m_event.setBaseAddress(m_baseAddress);
+            m_event.setBase(m_memory + m_offsets[m_index]);
+            return m_event;
+        }
         unsigned int getIndex() const { return m_index; }
         void setIndex(unsigned int index) { m_index = index; }
 
@@ -78,17 +97,29 @@ public:
         return static_cast<unsigned long long>(m_currentSize) + kAddMargin + length <
                m_maxBlockSize;
     }
-    void addEvent(long long time, long long address, unsigned int length,
-                  const unsigned char* value);
+    /// The longest value that an empty block of that size can take.
+    static unsigned int getLongestValue(unsigned int maxBlockSize)
+    {
+        constexpr unsigned int kTaken = kHeaderSize + kAddMargin + 1;
+        return maxBlockSize > kTaken ? maxBlockSize - kTaken : 0;
+    }
+
+    /// Appends a record; ask canAdd first. Nothing happens for a length of 0.
+    inline void addEvent(long long time, long long address, unsigned int length,
+                         const unsigned char* value);
     /// Appends bytes that are already a record.
     void addEvent(char* record, unsigned int size);
     void addEvent(const WdbLiveEvent* event);
+    /// Back to the empty block: the buffer is zero again.
     void clear();
 
     bool isEmpty() const { return m_offsets.empty(); }
+    /// Number of events.
     unsigned int size() const { return m_offsets.size(); }
-    long long getStartTime() const;
-    long long getTimeLength() const;
+    /// From the image's header, which addBlock, putBlock and loadBlock fill.
+    long long getStartTime() const { return readHeader().m_startTime; }
+    /// Time of the last event minus time of the first, by position; from the image's header.
+    long long getTimeLength() const { return readHeader().m_timeLength; }
     long long getBaseAddress() const { return m_baseAddress; }
     void setBaseAddress(long long baseAddress) { m_baseAddress = baseAddress; }
     unsigned int sizeofEventBlock() const { return m_maxBlockSize; }
@@ -101,34 +132,104 @@ public:
     Iterator getIterator();
     WdbEventIterator getEventIterator();
 
-    /// Stores the compressed image; `size` is the stored size. 0 for an empty block.
+    /// Brings the image's header up to date with the events. Nothing happens when empty.
+    void fillHeader() const;
+    /// Stores the compressed image; `size` is the stored size. 0 for an empty block. A stream that
+    /// does not fit in the block's size is cut there.
     long long addBlock(WdbIBlockManager& manager, unsigned int& size) const;
     /// Writes the image uncompressed over the handle; loadBlock cannot read it.
     void putBlock(long long handle, WdbIBlockManager& manager);
-    /// Reads a stored block. A damaged one gives its whole records up to the damage; a stored size
-    /// above the block size, or a place outside the storage, gives an empty block.
+    /// Reads a stored block. A damaged one gives its records up to the damage; a stored size above
+    /// the block size, or a place outside the storage, gives an empty block.
     void loadBlock(long long offset, unsigned int size, WdbIBlockManager& manager);
 
     /// Of events with one time, start address and length only the last one stays. Gives up when
-    /// the first 101 events hold no repeat.
+    /// the first events, up to the one of index 101, hold no repeat.
     void filterOutRepeatedValue();
-    /// How far back in time the previous change of a touched address may lie; throws
-    /// std::out_of_range when an event leaves the 2,048 addresses from `baseAddress` on.
+    /// How far back in time the previous change of a touched address may lie.
+    /// \throws std::out_of_range when an event leaves the kKeyAddresses addresses from
+    /// `baseAddress` on.
     long long getLargestDiff(long long baseAddress) const;
-    /// The same, and the 256-byte set of touched addresses.
+    /// The same, and the set of touched addresses as kKeySize bytes, a bit each.
     void getLargestDiffAndKey(long long baseAddress, long long& diff, unsigned char* key) const;
+    /// Only the set. \throws std::out_of_range as getLargestDiff.
     void getkeyMap(long long baseAddress, unsigned char* key) const;
     static bool isAddressInKey(long long address, long long baseAddress, const unsigned char* key);
 
     void dump(std::ostream& os, bool withEvents) const;
 
 private:
+    /// The image's first bytes, without padding in the image.
+    struct Header
+    {
+        long long m_startTime;
+        long long m_timeLength;
+        unsigned int m_numberOfEvents;
+    };
+    struct FreeMemory
+    {
+        void operator()(char* memory) const;
+    };
+    using Memory = std::unique_ptr<char[], FreeMemory>;
+
+    static Memory allocate(unsigned int maxBlockSize);
+    Header readHeader() const;
+    void writeHeader(const Header& header) const;
+    WdbEvent eventAt(unsigned int index) const
+    {
+        return WdbEvent(m_memory.get() + m_offsets[index], m_baseAddress);
+    }
+    void growOffsets();
+    /// Takes up the records of the image, of which `bytes` were inflated.
+    void findRecords(unsigned int bytes);
+
     long long m_baseAddress;
     unsigned int m_maxBlockSize;
-    std::unique_ptr<char[]> m_memory;
     unsigned int m_currentSize = kHeaderSize;
-    long long m_fileOffset = 0;
+    Memory m_memory;
     CArray m_offsets;
+    /// Bytes of the buffer that may differ from zero, if these are more than m_currentSize.
+    unsigned int m_loadedSize = 0;
+    long long m_fileOffset = 0;
 };
+
+inline void WdbEventBlock::addEvent(long long time, long long address, unsigned int length,
+                                    const unsigned char* value)
+{
+    if (length == 0)
+        return;
+    if (m_offsets.size() == m_offsets.capacity())
+        growOffsets();
+    const unsigned int offset = m_currentSize;
+    m_offsets.push_back(offset);
+    m_currentSize = offset + WdbEvent::kHeaderSize + length;
+
+    const WdbEventRecordHeader header = {
+        time, static_cast<unsigned int>(address) - static_cast<unsigned int>(m_baseAddress),
+        length};
+    char* const record = m_memory.get() + offset;
+    std::memcpy(record, &header, sizeof header);
+    char* const out = record + sizeof header;
+    // The common widths without a call.
+    switch (length) {
+    case 1:
+        std::memcpy(out, value, 1);
+        break;
+    case 2:
+        std::memcpy(out, value, 2);
+        break;
+    case 4:
+        std::memcpy(out, value, 4);
+        break;
+    case 8:
+        std::memcpy(out, value, 8);
+        break;
+    case 16:
+        std::memcpy(out, value, 16);
+        break;
+    default:
+        std::memcpy(out, value, length);
+    }
+}
 
 } // namespace Tracewell

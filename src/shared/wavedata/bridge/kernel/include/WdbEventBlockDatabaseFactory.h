@@ -5,6 +5,7 @@
 
 namespace Tracewell {
 
+/// Makes event databases by their type number.
 class TRACEWELL_API WdbEventBlockDatabaseFactory
 {
 public:

@@ -2,6 +2,7 @@
 
 #include "TracewellExport.h"
 
+#include <cstddef>
 #include <type_traits>
 
 namespace Tracewell {
@@ -10,7 +11,10 @@ namespace Tracewell {
 struct TRACEWELL_API WdbEventDatabaseHeader
 {
     /// Defaults in division, block size and node width; zero elsewhere.
-    WdbEventDatabaseHeader();
+    WdbEventDatabaseHeader()
+        : m_bucketDivision(getBucketDivision()), m_maxEventBlockSize(getDefaultMaxEventBlockSize()),
+          m_blockListNodeWidth(getDefaultBlockListNodeWidth())
+    {}
 
     /// Addresses a bucket, 2,048.
     static unsigned int getBucketDivision() { return 2048; }
@@ -19,21 +23,33 @@ struct TRACEWELL_API WdbEventDatabaseHeader
     /// Where in the file the latest time of the header at `headerOffset` lies.
     static long long getLatestTimeFileOffset(long long headerOffset) { return headerOffset; }
 
-    long long m_latestTime;
-    int m_databaseTypeId;
-    unsigned int m_numberOfBuckets;
+    /// 0 in the file until the database's end, so a 0 tells that its writer never got there.
+    long long m_latestTime = 0;
+    int m_databaseTypeId = 0;
+    unsigned int m_numberOfBuckets = 0;
     unsigned long long m_bucketDivision;
-    unsigned long long m_addressSize;
-    long long m_bucketTableOffset;
-    long long m_reserved;
+    unsigned long long m_addressSize = 0;
+    /// Where the first-node handles of the buckets lie, 8 bytes each.
+    long long m_bucketTableOffset = 0;
+    long long m_reserved = 0;
     /// Number of ranges in the address map.
-    long long m_addressMapSize;
-    long long m_addressMapFileOffset;
+    long long m_addressMapSize = 0;
+    long long m_addressMapFileOffset = 0;
     unsigned int m_maxEventBlockSize;
     unsigned int m_blockListNodeWidth;
 };
 
 static_assert(sizeof(WdbEventDatabaseHeader) == 72 &&
               std::is_trivially_copyable_v<WdbEventDatabaseHeader>);
+static_assert(offsetof(WdbEventDatabaseHeader, m_latestTime) == 0 &&
+              offsetof(WdbEventDatabaseHeader, m_databaseTypeId) == 8 &&
+              offsetof(WdbEventDatabaseHeader, m_numberOfBuckets) == 12 &&
+              offsetof(WdbEventDatabaseHeader, m_bucketDivision) == 16 &&
+              offsetof(WdbEventDatabaseHeader, m_addressSize) == 24 &&
+              offsetof(WdbEventDatabaseHeader, m_bucketTableOffset) == 32 &&
+              offsetof(WdbEventDatabaseHeader, m_addressMapSize) == 48 &&
+              offsetof(WdbEventDatabaseHeader, m_addressMapFileOffset) == 56 &&
+              offsetof(WdbEventDatabaseHeader, m_maxEventBlockSize) == 64 &&
+              offsetof(WdbEventDatabaseHeader, m_blockListNodeWidth) == 68);
 
 } // namespace Tracewell

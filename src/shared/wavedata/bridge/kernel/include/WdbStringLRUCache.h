@@ -13,13 +13,17 @@ class TRACEWELL_API WdbStringLRUCache
 {
 public:
     explicit WdbStringLRUCache(unsigned long long capacity);
+    WdbStringLRUCache(const WdbStringLRUCache&) = delete;
+    WdbStringLRUCache& operator=(const WdbStringLRUCache&) = delete;
 
+    /// At capacity the oldest entry makes room.
     void add(long long id, const std::string& text);
     /// Copies the text out and makes it the most recent; false when it is not there.
     bool get(long long id, std::string& text) const;
     /// Replaces or adds.
     void put(long long id, const std::string& text);
     void reset();
+    /// To the standard output, the oldest first.
     void print() const;
 
 private:
@@ -30,8 +34,9 @@ private:
     };
 
     unsigned long long m_capacity;
+    /// Ids, the most recent last. A lookup reorders it.
     mutable std::list<long long> m_recency;
-    mutable std::unordered_map<long long, Entry> m_entries;
+    std::unordered_map<long long, Entry> m_entries;
 };
 
 } // namespace Tracewell

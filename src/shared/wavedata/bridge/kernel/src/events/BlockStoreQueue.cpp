@@ -1,0 +1,117 @@
+#include "BlockStoreQueue.h"
+
+#include "BlockCompressor.h"
+
+#include <algorithm>
+#include <system_error>
+
+namespace Tracewell {
+
+StoreTask::~StoreTask() = default;
+
+unsigned int BlockStoreQueue::getDefaultWorkers()
+{
+    return std::clamp(std::thread::hardware_concurrency(), 1u, 2u);
+}
+
+BlockStoreQueue::BlockStoreQueue(unsigned int workers, std::size_t maxBytes)
+    : m_maxBytes(maxBytes), m_ring(kMaxTasks)
+{
+    m_workers.reserve(workers);
+    try {
+        while (m_workers.size() < workers)
+            m_workers.emplace_back(&BlockStoreQueue::work, this);
+    } catch (const std::system_error&) {
+        // Fewer threads than wished for do as well.
+    }
+}
+
+BlockStoreQueue::~BlockStoreQueue()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = true;
+    }
+    m_workToDo.notify_all();
+    for (std::thread& worker : m_workers)
+        worker.join();
+}
+
+void BlockStoreQueue::submit(StoreTask& task, std::size_t bytes)
+{
+    if (m_workers.empty()) {
+        BlockCompressor compressor;
+        task.compress(compressor);
+        task.commit();
+        return;
+    }
+    bool wake = false;
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (!hasRoom(bytes, m_maxBytes)) {
+            // Some slack, so that a caller who is faster than the workers does not have to be
+            // woken for every single block.
+            ++m_waitingSubmitters;
+            m_roomMade.wait(lock, [&] { return hasRoom(bytes, m_maxBytes - m_maxBytes / 4); });
+            --m_waitingSubmitters;
+        }
+        slotOf(m_submitted++) = {&task, bytes, false};
+        m_bytes += bytes;
+        wake = m_sleepingWorkers > 0;
+    }
+    if (wake)
+        m_workToDo.notify_one();
+}
+
+void BlockStoreQueue::drain()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_allCommitted.wait(lock, [this] { return m_committed == m_submitted; });
+}
+
+bool BlockStoreQueue::hasRoom(std::size_t bytes, std::size_t limit) const
+{
+    const unsigned long long waiting = m_submitted - m_committed;
+    return waiting == 0 || (waiting < kMaxTasks && m_bytes + bytes <= limit);
+}
+
+void BlockStoreQueue::work()
+{
+    BlockCompressor compressor;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (;;) {
+        ++m_sleepingWorkers;
+        m_workToDo.wait(lock, [this] { return m_stop || m_claimed < m_submitted; });
+        --m_sleepingWorkers;
+        if (m_claimed == m_submitted)
+            return;
+        Slot& slot = slotOf(m_claimed++);
+        lock.unlock();
+        slot.task->compress(compressor);
+        lock.lock();
+        slot.compressed = true;
+        commitReadyTasks(lock);
+    }
+}
+
+void BlockStoreQueue::commitReadyTasks(std::unique_lock<std::mutex>& lock)
+{
+    if (m_committing)
+        return;
+    m_committing = true;
+    while (m_committed < m_claimed && slotOf(m_committed).compressed) {
+        const Slot slot = slotOf(m_committed);
+        lock.unlock();
+        slot.task->commit();
+        lock.lock();
+        ++m_committed;
+        m_bytes -= slot.bytes;
+        if (m_waitingSubmitters > 0)
+            m_roomMade.notify_all();
+    }
+    m_committing = false;
+    if (m_committed == m_submitted)
+        m_allCommitted.notify_all();
+}
+
+} // namespace Tracewell

@@ -1,0 +1,15 @@
+#include "WdbEvent.h"
+
+#include "DumpFormat.h"
+
+#include <ostream>
+
+namespace Tracewell {
+
+void WdbEvent::dump(std::ostream& os) const
+{
+    os << "--WdbEvent::dump()\n";
+    dumpEventFields(os, getTime(), getStartAddress(), getValuelength(), getValue());
+}
+
+} // namespace Tracewell

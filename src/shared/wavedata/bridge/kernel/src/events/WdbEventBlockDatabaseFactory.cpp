@@ -1,0 +1,27 @@
+#include "WdbEventBlockDatabaseFactory.h"
+
+#include "WdbMultipleBucketEventDatabase.h"
+#include "WdbSingleBucketEventDatabase.h"
+
+namespace Tracewell {
+
+WdbEventBlockDatabaseFactory& WdbEventBlockDatabaseFactory::getInstance()
+{
+    static WdbEventBlockDatabaseFactory instance;
+    return instance;
+}
+
+WdbIEventBlockDatabase* WdbEventBlockDatabaseFactory::create(int typeId,
+                                                             WdbFileManager& fileManager)
+{
+    switch (typeId) {
+    case kSingleBucket:
+        return new WdbSingleBucketEventDatabase(typeId, fileManager);
+    case kMultipleBucket:
+        return new WdbMultipleBucketEventDatabase(typeId, fileManager);
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace Tracewell
