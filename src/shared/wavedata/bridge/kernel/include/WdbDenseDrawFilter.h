@@ -46,16 +46,27 @@ public:
     /// Works on the event added last; `out` is set with EmitPending and EmitQueued.
     Command process(DenseEvent& out);
 
+    /// True while a dense stretch grows change by change: a Simple event within the resolution of
+    /// getRunEnd would only move the stretch's end.
+    bool isInRun() const;
+    long long getRunEnd() const { return back().endTime; }
+    /// For a client that sees its next changes: takes one that lies within the resolution of the
+    /// run's end, and with it all between them, as if each had been added and processed.
+    void extendRun(long long time, unsigned char value);
+
 private:
     enum QueueState : int { Empty = 0, Slot0 = 1, Slot0Slot1 = 2, Slot1 = 3, Slot1Slot0 = 4 };
 
+    bool hasTwo() const { return m_queueState == Slot0Slot1 || m_queueState == Slot1Slot0; }
     DenseEvent& front();
     DenseEvent& back();
+    const DenseEvent& back() const;
     void popFront();
     void popBack();
     void pushBack(const DenseEvent& event);
     void pushNextEvent();
-    void mergeQueue();
+    void makeDense(DenseEvent& event) const;
+    void mergeQueue(DenseEvent& first, const DenseEvent& last);
 
     long long m_resolution = 0;
     DenseEvent m_pending;
