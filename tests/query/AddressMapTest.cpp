@@ -1,0 +1,104 @@
+#include "../support/TestFiles.h"
+
+#include "WdbAddressMap.h"
+#include "WdbFileManager.h"
+#include "WdbMemoryBlockManager.h"
+
+#include <limits>
+#include <random>
+#include <set>
+
+namespace Tracewell {
+namespace {
+
+constexpr long long kLowest = std::numeric_limits<long long>::min();
+constexpr long long kHighest = std::numeric_limits<long long>::max();
+
+unsigned int countRuns(const std::set<long long>& set)
+{
+    unsigned int runs = 0;
+    for (const long long address : set)
+        runs += set.count(address - 1) == 0 ? 1 : 0;
+    return runs;
+}
+
+TEST(WdbAddressMap, holdsTheSetThatWasInserted)
+{
+    for (unsigned int seed = 1; seed <= 200; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        WdbAddressMap map;
+        std::set<long long> model;
+        for (int step = 0; step < 60; ++step) {
+            const long long start = static_cast<long long>(random() % 120) - 60;
+            const long long end = random() % 2 == 0 ? start : start + random() % 12 - 2;
+            const std::size_t before = model.size();
+            for (long long address = start; address <= end; ++address)
+                model.insert(address);
+            map.resetDirtyFlag();
+            start == end ? map.insert(start) : map.insert(start, end);
+            ASSERT_EQ(map.isDirty(), model.size() != before);
+            ASSERT_EQ(map.size(), countRuns(model));
+        }
+        for (long long address = -80; address < 80; ++address)
+            ASSERT_EQ(map.find(address), model.count(address) != 0) << address;
+    }
+}
+
+TEST(WdbAddressMap, reachesTheEndsOfTheAddressSpaceAtOnce)
+{
+    WdbAddressMap map;
+    EXPECT_FALSE(map.find(0));
+    map.insert(kHighest);
+    map.insert(kLowest);
+    map.insert(kHighest - 1);
+    EXPECT_EQ(map.size(), 2u);
+    map.insert(kLowest + 1, kHighest - 2);
+    EXPECT_EQ(map.size(), 1u);
+    EXPECT_TRUE(map.find(0));
+}
+
+TEST(WdbAddressMap, storesStartAndEndOfEachRangeInOrder)
+{
+    WdbMemoryBlockManager manager;
+    WdbAddressMap map;
+    map.insert(10, 12);
+    map.insert(-5);
+    const std::string expected = littleEndian(static_cast<unsigned long long>(-5), 8) +
+                                 littleEndian(static_cast<unsigned long long>(-5), 8) +
+                                 littleEndian(10, 8) + littleEndian(12, 8);
+    const long long handle = map.addBlock(manager);
+    std::string stored(expected.size(), '\0');
+    manager.getBlock(handle, stored.data(), stored.size());
+    EXPECT_EQ(stored, expected);
+    manager.freeBlock(handle, stored.size());
+}
+
+TEST(WdbAddressMap, takesSoundRangesOfAFileAndNothingElse)
+{
+    const TestDirectory directory;
+    WdbFileManager file;
+    file.create(directory.path("run.wdb"));
+    WdbIBlockManager& manager = file.getFileBlockManager();
+    const WdbAddressRange ranges[] = {{4, 6}, {7, 9}, {5, 8}, {3, 3}, {20, 12}, {2, 5}, {9, 30}};
+    const long long handle = manager.addBlock(reinterpret_cast<const char*>(ranges), sizeof ranges);
+
+    WdbAddressMap map;
+    map.loadBlock(handle, 7, manager);
+    EXPECT_EQ(map.size(), 3u) << "3, 4 to 6 and 7 to 9, not joined";
+    EXPECT_FALSE(map.isDirty());
+    EXPECT_FALSE(map.find(12));
+    map.insert(10);
+    EXPECT_EQ(map.size(), 3u) << "7 to 10";
+    map.insert(2, 11);
+    EXPECT_EQ(map.size(), 1u);
+
+    map.clear();
+    for (const long long count : {-1LL, 0LL, 8LL, kHighest / 16, kHighest})
+        map.loadBlock(handle, count, manager);
+    map.loadBlock(kHighest - 1, 1, manager);
+    EXPECT_EQ(map.size(), 0u);
+}
+
+} // namespace
+} // namespace Tracewell
