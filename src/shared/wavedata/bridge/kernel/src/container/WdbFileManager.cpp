@@ -146,7 +146,7 @@ void WdbFileManager::close()
         return;
     m_open = false;
     if (!m_stream->close())
-        m_stream->setstate(std::ios_base::failbit);
+        transfer(*m_stream, [this] { m_stream->setstate(std::ios_base::failbit); });
 }
 
 void WdbFileManager::readHeader()
