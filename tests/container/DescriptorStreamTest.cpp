@@ -35,25 +35,5 @@ TEST(DescriptorStream, everyWriteIsInTheFileAtOnceAndPositionsAreSeparate)
     EXPECT_EQ(std::streamoff(stream.seekp(0, std::ios::end).tellp()), 0);
 }
 
-TEST(DescriptorStream, readerSeesAFileGrow)
-{
-    const TestDirectory directory;
-    const std::string path = directory.path("file");
-    DescriptorStream writer;
-    DescriptorStream reader;
-    ASSERT_TRUE(writer.open(path, Mode::Create));
-    writer << "ab";
-    ASSERT_TRUE(reader.open(path, Mode::Read));
-    auto& buffer = *static_cast<DescriptorStreamBuffer*>(reader.rdbuf());
-    EXPECT_TRUE(buffer.contains(0, 2));
-    EXPECT_FALSE(buffer.contains(0, 3));
-    writer << "c";
-    EXPECT_TRUE(buffer.contains(0, 3));
-    writer << "d";
-    EXPECT_EQ(std::streamoff(reader.seekg(0, std::ios::end).tellg()), 4);
-    EXPECT_FALSE(reader << "x");
-    EXPECT_EQ(readFile(path), "abcd");
-}
-
 } // namespace
 } // namespace Tracewell

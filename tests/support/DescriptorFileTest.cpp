@@ -50,25 +50,5 @@ TEST(DescriptorFile, whatIsNoOrdinaryFileFailsInsteadOfHanging)
     EXPECT_EQ(file.readAt(0, &byte, 1), 0u);
 }
 
-TEST(DescriptorFile, offsetsHave64BitsAndShortReadsAreCounted)
-{
-    const TestDirectory directory;
-    const std::string path = directory.path("far");
-    const long long far = 5LL << 30;
-    DescriptorFile writer;
-    ASSERT_TRUE(writer.open(path, Mode::Create));
-    ASSERT_EQ(writer.writeAt(far, "xyz", 3), 3u);
-    EXPECT_EQ(writer.size(), far + 3);
-
-    DescriptorFile reader;
-    ASSERT_TRUE(reader.open(path, Mode::Read));
-    char bytes[4] = {'?', '?', '?', '?'};
-    EXPECT_EQ(reader.readAt(far + 1, bytes, 4), 2u);
-    EXPECT_EQ(errno, ENODATA);
-    EXPECT_EQ(std::string(bytes, 4), "yz??");
-    EXPECT_EQ(reader.writeAt(0, "w", 1), 0u);
-    EXPECT_EQ(errno, EBADF);
-}
-
 } // namespace
 } // namespace Tracewell
