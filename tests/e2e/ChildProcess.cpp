@@ -1,0 +1,161 @@
+#include "ChildProcess.h"
+
+#include "../support/TestFiles.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+namespace Tracewell {
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+constexpr rlim_t kCpuSeconds = kSanitized ? 100 : 20;
+constexpr unsigned int kWallSeconds = 250;
+constexpr rlim_t kAddressSpace = rlim_t{2} << 30;
+constexpr rlim_t kFileSize = rlim_t{256} << 20;
+
+void limit(int resource, rlim_t value)
+{
+    const rlimit limits{value, value};
+    ::setrlimit(static_cast<__rlimit_resource>(resource), &limits);
+}
+
+void redirect(int descriptor, const std::string& path, int flags)
+{
+    const int file = ::open(path.c_str(), flags, 0600);
+    ::dup2(file, descriptor);
+    ::close(file);
+}
+
+/// In the child: never comes back.
+[[noreturn]] void execute(std::vector<std::string> command, const std::string& directory)
+{
+    std::vector<char*> arguments;
+    for (std::string& argument : command)
+        arguments.push_back(argument.data());
+    arguments.push_back(nullptr);
+    if (::chdir(directory.c_str()) == 0)
+        ::execv(arguments[0], arguments.data());
+    ::_exit(127);
+}
+
+} // namespace
+
+bool Outcome::exited() const
+{
+    return WIFEXITED(status);
+}
+
+int Outcome::exitCode() const
+{
+    return exited() ? WEXITSTATUS(status) : -1;
+}
+
+std::string Outcome::describe() const
+{
+    return command + "\n" +
+           (exited() ? "exit code " + std::to_string(exitCode())
+                     : "signal " + std::to_string(WTERMSIG(status))) +
+           ", peak " + std::to_string(peakKib) + " KiB\n" + err;
+}
+
+Outcome runProgram(const std::vector<std::string>& command, const std::string& directory)
+{
+    const TestDirectory scratch;
+    Outcome outcome;
+    for (const std::string& argument : command)
+        outcome.command += argument + " ";
+
+    const pid_t process = ::fork();
+    if (process == 0) {
+        redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+        redirect(STDOUT_FILENO, scratch.path("out"), O_WRONLY | O_CREAT);
+        redirect(STDERR_FILENO, scratch.path("err"), O_WRONLY | O_CREAT);
+        ::setenv("ASAN_OPTIONS", "abort_on_error=1", 1);
+        ::setenv("UBSAN_OPTIONS", "abort_on_error=1", 1);
+        limit(RLIMIT_CORE, 0);
+        limit(RLIMIT_CPU, kCpuSeconds);
+        limit(RLIMIT_FSIZE, kFileSize);
+        // A sanitizer reserves terabytes without using them; the peak below tells of those builds.
+        if (!kSanitized)
+            limit(RLIMIT_AS, kAddressSpace);
+        ::alarm(kWallSeconds);
+        execute(command, directory);
+    }
+    rusage usage{};
+    ::wait4(process, &outcome.status, 0, &usage);
+    outcome.peakKib = usage.ru_maxrss;
+    outcome.out = readFile(scratch.path("out"));
+    outcome.err = readFile(scratch.path("err"));
+    return outcome;
+}
+
+RunningProgram::RunningProgram(const std::vector<std::string>& command,
+                               const std::string& directory, bool withInput)
+{
+    ::signal(SIGPIPE, SIG_IGN);
+    int ends[2] = {-1, -1};
+    if (withInput && ::pipe2(ends, O_CLOEXEC) != 0)
+        throw std::runtime_error("no pipe");
+    m_process = ::fork();
+    if (m_process == 0) {
+        if (withInput)
+            ::dup2(ends[0], STDIN_FILENO);
+        else
+            redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+        redirect(STDOUT_FILENO, "/dev/null", O_WRONLY);
+        execute(command, directory);
+    }
+    if (withInput)
+        ::close(ends[0]);
+    m_input = ends[1];
+}
+
+RunningProgram::~RunningProgram()
+{
+    kill();
+}
+
+bool RunningProgram::write(const std::string& text)
+{
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t count = ::write(m_input, text.data() + done, text.size() - done);
+        if (count <= 0)
+            return false;
+        done += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+bool RunningProgram::isRunning()
+{
+    if (m_process > 0 && ::waitpid(m_process, nullptr, WNOHANG) == m_process)
+        m_process = -1;
+    return m_process > 0;
+}
+
+void RunningProgram::kill()
+{
+    if (isRunning()) {
+        ::kill(m_process, SIGKILL);
+        ::waitpid(m_process, nullptr, 0);
+        m_process = -1;
+    }
+    if (m_input >= 0)
+        ::close(m_input);
+    m_input = -1;
+}
+
+} // namespace Tracewell

@@ -1,0 +1,120 @@
+#include "ChildProcess.h"
+#include "FileMutator.h"
+
+#include "../support/TestFiles.h"
+
+namespace Tracewell {
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr long kPeakKib = 1 << 20;
+#else
+constexpr long kPeakKib = 200 << 10;
+#endif
+
+unsigned int numberFromEnvironment(const char* name, unsigned int otherwise)
+{
+    const char* const text = std::getenv(name);
+    return text ? static_cast<unsigned int>(std::strtoul(text, nullptr, 10)) : otherwise;
+}
+
+/// A simulation with a variable of every kind.
+std::string makeVcd()
+{
+    std::string vcd = "$timescale 10 ns $end\n$scope module top $end\n"
+                      "$var reg 8 a bus [7:0] $end\n$var reg 70 b wide [69:0] $end\n"
+                      "$var wire 1 c clk $end\n$var real 64 d level $end\n"
+                      "$var string 1 e phase $end\n$var event 1 f hit $end\n"
+                      "$scope module inner $end\n$var wire 1 c clk $end\n"
+                      "$var wire 4 g state [3:0] $end\n$upscope $end\n$upscope $end\n"
+                      "$enddefinitions $end\n";
+    for (int time = 0; time < 3000; ++time) {
+        vcd += "#" + std::to_string(7 * time) + "\n" + (time % 2 != 0 ? "1" : "0") + "c\n";
+        if (time % 3 == 0)
+            vcd += std::string("b") + "01xz"[time / 3 % 4] + "10" + "xz01"[time % 4] + "1 a\n";
+        if (time % 10 == 0)
+            vcd += "b" + std::string(static_cast<std::size_t>(time / 10 % 70 + 1), '1') + " b\n";
+        if (time % 25 == 0)
+            vcd += "r" + std::to_string(time / 8.0) + " d\nb" + std::string("01u") + "1 g\n";
+        if (time % 50 == 0)
+            vcd += "sphase" + std::to_string(time) + " e\n1f\n";
+    }
+    return vcd;
+}
+
+class Mutation : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        writeFile(m_directory.path("run.vcd"), makeVcd());
+        const Outcome import = run({"import", "run.vcd", "imported.wdb"});
+        ASSERT_EQ(import.exitCode(), 0) << import.describe();
+        const Outcome kernel =
+            runProgram({E2E_KERNEL, "kernel.wdb", "100000"}, m_directory.path(""));
+        ASSERT_EQ(kernel.exitCode(), 0) << kernel.describe();
+    }
+
+    Outcome run(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), E2E_TRACEWELL);
+        return runProgram(arguments, m_directory.path(""));
+    }
+
+    const TestDirectory m_directory;
+};
+
+} // namespace
+
+TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
+{
+    const std::vector<std::vector<std::string>> commands = {
+        {"info", "bad.wdb"},
+        {"info", "--json", "bad.wdb"},
+        {"signals", "bad.wdb"},
+        {"values", "bad.wdb", "top.bus[7:0]", "top.phase", "top.wide[69:0]", "top.level"},
+        {"values", "bad.wdb", "top.hit", "toy.clk", "toy.count[31:0]", "--resolution", "500"},
+        {"next", "bad.wdb", "100", "top.bus[7:0]"},
+        {"previous", "bad.wdb", "900", "toy.count[31:0]"},
+        {"draw", "bad.wdb", "-o", "bad.svg"},
+        {"draw", "bad.wdb"},
+        {"export", "bad.wdb", "bad.vcd"},
+        {"events", "bad.wdb"},
+        {"verify", "bad.wdb"}};
+    const unsigned int seed = numberFromEnvironment("TRACEWELL_SEED", std::random_device{}());
+    const unsigned int mutations = numberFromEnvironment("TRACEWELL_MUTATIONS", 200);
+    SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed) +
+                 " TRACEWELL_MUTATIONS=" + std::to_string(mutations));
+    std::mt19937 random(seed);
+    const FileMutator mutators[] = {FileMutator(readFile(m_directory.path("imported.wdb"))),
+                                    FileMutator(readFile(m_directory.path("kernel.wdb")))};
+    for (const char* const sound : {"imported.wdb", "kernel.wdb"})
+        ASSERT_EQ(run({"verify", sound}).exitCode(), 0) << sound;
+
+    unsigned int refused = 0;
+    for (unsigned int i = 0; i < mutations; ++i) {
+        writeFile(m_directory.path("bad.wdb"), mutators[random() % 4 == 0].mutate(random));
+        for (unsigned int part = 0; part < 3; ++part) {
+            const auto& command = commands[(3 * i + part) % commands.size()];
+            std::filesystem::remove(m_directory.path("bad.svg"));
+            std::filesystem::remove(m_directory.path("bad.vcd"));
+            const Outcome outcome = run(command);
+            ASSERT_TRUE(outcome.exitCode() == 0 || outcome.exitCode() == 1)
+                << "mutation " << i << ": " << outcome.describe();
+            ASSERT_EQ(outcome.err.find("Sanitizer"), std::string::npos)
+                << "mutation " << i << ": " << outcome.describe();
+            ASSERT_LT(outcome.peakKib, kPeakKib) << "mutation " << i << ": " << outcome.describe();
+            if (outcome.exitCode() == 1) {
+                ++refused;
+                ASSERT_FALSE(outcome.err.empty() && outcome.out.empty())
+                    << "mutation " << i << ": " << outcome.describe();
+            }
+        }
+    }
+    // Damage that every command refuses, or none, would try nothing.
+    EXPECT_GT(refused, 0u);
+    EXPECT_LT(refused, 3 * mutations);
+}
+
+} // namespace Tracewell

@@ -1,0 +1,43 @@
+# Installs the build into a scratch prefix and builds and runs consumer/ against it, once by
+# find_package and once by pkg-config.
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output
+    ERROR_VARIABLE output WORKING_DIRECTORY ${SCRATCH_DIR})
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "failed (${result}): ${ARGN}\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+function(expectAnswer program)
+  run(${program})
+  if(NOT output STREQUAL "42\n")
+    message(FATAL_ERROR "${program} printed: ${output}")
+  endif()
+endfunction()
+
+set(consumer ${CMAKE_CURRENT_LIST_DIR}/consumer)
+set(prefix ${SCRATCH_DIR}/prefix)
+file(REMOVE_RECURSE ${SCRATCH_DIR})
+file(MAKE_DIRECTORY ${SCRATCH_DIR})
+set(flags)
+if(SANITIZE)
+  set(flags -fsanitize=${SANITIZE})
+endif()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+run(${CMAKE_COMMAND} -S ${consumer} -B build -G ${GENERATOR} -D CMAKE_PREFIX_PATH=${prefix}
+  -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_CXX_FLAGS=${flags})
+run(${CMAKE_COMMAND} --build build)
+expectAnswer(${SCRATCH_DIR}/build/consumer)
+
+file(GLOB_RECURSE pkgConfigFile ${prefix}/*/tracewell.pc)
+get_filename_component(pkgConfigDir ${pkgConfigFile} DIRECTORY)
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgConfigDir} pkg-config --cflags --libs tracewell)
+separate_arguments(options UNIX_COMMAND "${output}")
+get_filename_component(libraryDir ${pkgConfigDir} DIRECTORY)
+run(${CXX} -std=c++17 ${flags} ${consumer}/consumer.cpp -o by-pkg-config ${options}
+  -Wl,-rpath,${libraryDir})
+expectAnswer(${SCRATCH_DIR}/by-pkg-config)
