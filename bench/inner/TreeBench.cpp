@@ -25,8 +25,10 @@ void appendToTree(benchmark::State& state)
     WdbMemoryBlockManager manager;
     WdbScalarBTree tree(0, manager);
     long long time = 0;
-    for (auto _ : state)
-        tree.addValueWithFilter(time += kStep, static_cast<unsigned char>(time / kStep & 1));
+    for (auto _ : state) {
+        time += kStep;
+        tree.addValueWithFilter(time, static_cast<unsigned char>(time / kStep & 1));
+    }
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(appendToTree);

@@ -152,17 +152,16 @@ private:
             for (const char* signals : {"1", "20", "1000000"}) {
                 for (const std::string reader : {"own", "fst"}) {
                     const std::string path = file(workload + (reader == "own" ? ".wdb" : ".fst"));
-                    m_measurements.add(
-                        "read-" + reader + "/" + workload + "/" + signals,
-                        {m_options.self, "read", reader, workload, m_count, path, signals}, false);
+                    m_measurements.add("read-" + reader + "/" + workload + "/" + signals,
+                                       {m_options.self, "read", reader, workload, path, signals},
+                                       false);
                 }
             }
         }
         for (const std::string& workload : Workload::names())
             m_measurements.add(
                 "draw/" + workload,
-                {m_options.self, "draw", workload, m_count, file(workload + ".wdb"), "20", kPixels},
-                false);
+                {m_options.self, "draw", workload, file(workload + ".wdb"), "20", kPixels}, false);
     }
 
     void addDivisions()
@@ -173,8 +172,7 @@ private:
                 const std::string path = file("division.wdb");
                 addWriter("division/" + name, "own", workload, path, false, division);
                 m_measurements.add("division-read/" + name,
-                                   {m_options.self, "read", "own", workload, m_count, path, "1"},
-                                   false);
+                                   {m_options.self, "read", "own", workload, path, "1"}, false);
             }
         }
     }

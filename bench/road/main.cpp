@@ -61,27 +61,24 @@ void measureWrite(char** arguments)
                 result.wallNs / changes, bytes / changes, peakMib() - before);
 }
 
-// read READER WORKLOAD CHANGES FILE SIGNALS
+// read READER WORKLOAD FILE SIGNALS
 void measureRead(char** arguments)
 {
-    const Workload workload(arguments[1], std::strtoull(arguments[2], nullptr, 10));
-    const auto signals = static_cast<std::uint32_t>(std::atoi(arguments[4]));
-    const double before = peakMib();
+    const Workload layout(arguments[1], 0);
+    const auto signals = static_cast<std::uint32_t>(std::atoi(arguments[3]));
     const ReadResult result = std::strcmp(arguments[0], "fst") == 0
-                                  ? readFst(workload, arguments[3], signals)
-                                  : readOwn(workload, arguments[3], signals);
-    std::printf("history=%g\nchanges=%g\npeak=%g\n", result.historyMs, result.changes,
-                peakMib() - before);
+                                  ? readFst(layout, arguments[2], signals)
+                                  : readOwn(layout, arguments[2], signals);
+    std::printf("history=%g\nchanges=%g\npeak=%g\n", result.historyMs, result.changes, peakMib());
 }
 
-// draw WORKLOAD CHANGES FILE SIGNALS PIXELS
+// draw WORKLOAD FILE SIGNALS PIXELS
 void measureDraw(char** arguments)
 {
-    const Workload workload(arguments[0], std::strtoull(arguments[1], nullptr, 10));
     const DrawResult result =
-        drawOwn(workload, arguments[2], static_cast<std::uint32_t>(std::atoi(arguments[3])),
-                std::atoll(arguments[4]));
-    std::printf("first=%g\n", result.firstPictureMs);
+        drawOwn(Workload(arguments[0], 0), arguments[1],
+                static_cast<std::uint32_t>(std::atoi(arguments[2])), std::atoll(arguments[3]));
+    std::printf("first=%g\npeak=%g\n", result.firstPictureMs, peakMib());
     for (const DrawResult::Zoom& zoom : result.zooms)
         std::printf("draw%lld=%g\npan%lld=%g\nslowestDraw%lld=%g\nslowestPan%lld=%g\n", zoom.factor,
                     zoom.drawUs, zoom.factor, zoom.panUs, zoom.factor, zoom.slowestDrawUs,
@@ -110,16 +107,16 @@ try {
     const std::string command = argc > 1 ? argv[1] : "";
     if (command == "write" && argc >= 6)
         measureWrite(argv + 2);
-    else if (command == "read" && argc >= 7)
+    else if (command == "read" && argc >= 6)
         measureRead(argv + 2);
-    else if (command == "draw" && argc >= 7)
+    else if (command == "draw" && argc >= 6)
         measureDraw(argv + 2);
     else if (command == "compare" && argc >= 3)
         runComparison(argv[0], argc - 2, argv + 2);
     else {
         std::fprintf(stderr, "usage: road write WRITER WORKLOAD CHANGES FILE [DIVISION]\n"
-                             "       road read own|fst WORKLOAD CHANGES FILE SIGNALS\n"
-                             "       road draw WORKLOAD CHANGES FILE SIGNALS PIXELS\n"
+                             "       road read own|fst WORKLOAD FILE SIGNALS\n"
+                             "       road draw WORKLOAD FILE SIGNALS PIXELS\n"
                              "       road compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]\n");
         return 2;
     }
