@@ -1,5 +1,17 @@
 # Sources of import, export and the VCD reader.
 target_sources(tracewell_cli PRIVATE
+  files/Interrupt.cpp
+  files/OutputText.cpp
+  files/UnfinishedFile.cpp
+  recording/EventMerge.cpp
+  recording/SignalRecorder.cpp
+  recording/SnapshotDirectory.cpp
+  recording/TextLookup.cpp
+  recording/TextStore.cpp
+  recording/ValueReplay.cpp
+  vcd/VcdCodes.cpp
   vcd/VcdDeclarations.cpp
   vcd/VcdInput.cpp
+  vcd/VcdReader.cpp
+  vcd/VcdValues.cpp
 )

@@ -1,0 +1,265 @@
+#include "CommandError.h"
+#include "Commands.h"
+#include "files/Interrupt.h"
+#include "files/UnfinishedFile.h"
+#include "names/DataLayout.h"
+#include "names/DeclarationText.h"
+#include "recording/SignalRecorder.h"
+#include "recording/SnapshotDirectory.h"
+#include "text/ProgressBar.h"
+#include "text/Terminal.h"
+#include "vcd/VcdDeclarations.h"
+#include "vcd/VcdInput.h"
+#include "vcd/VcdReader.h"
+
+#include "WdbStandAloneWriter.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tracewell {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Tracewell::IWdbWriter;
+using Tracewell::WdbStandAloneWriter;
+
+/// Data memory that an import may take, in bytes.
+constexpr long long kMostMemory = 1LL << 30;
+/// Decimals of a time beyond which no 64-bit count has room.
+constexpr int kMostFractionDigits = 18;
+
+constexpr unsigned int kSmallestDivision = 16;
+/// An open bucket takes about 16 KB in the writer, so these bound its memory.
+constexpr unsigned long long kFewestBuckets = 8;
+constexpr unsigned long long kMostBuckets = 2048;
+/// Text of a VCD that is worth a bucket of its own: about what fills a block.
+constexpr unsigned long long kTextOfBucket = 16 * 1024;
+/// Stands in for the size of an input that is not known before its end.
+constexpr unsigned long long kAssumedSize = 16 * 1024 * 1024;
+
+struct Options
+{
+    std::string input;
+    std::string output;
+    double sync = 0;
+    unsigned int division = 0;
+};
+
+/// The fewest addresses a bucket, so that a reader of few signals reads little, within the number
+/// of buckets that the input is worth.
+unsigned int chooseDivision(const DataLayout& layout, unsigned long long inputSize)
+{
+    const unsigned long long worth = (inputSize != 0 ? inputSize : kAssumedSize) / kTextOfBucket;
+    const unsigned long long buckets = std::clamp(worth, kFewestBuckets, kMostBuckets);
+    const auto plainBytes = static_cast<unsigned long long>(layout.overrideStart());
+    unsigned int division = kSmallestDivision;
+    while (plainBytes > division * buckets) {
+        division *= 2;
+    }
+    return division;
+}
+
+/// Closes the writer, whatever happens.
+class OpenWriter
+{
+public:
+    OpenWriter() : m_writer(*qtracewell_getStandAloneWdbWriter()) {}
+    OpenWriter(const OpenWriter&) = delete;
+    OpenWriter& operator=(const OpenWriter&) = delete;
+    ~OpenWriter() { m_writer.close(); }
+
+    IWdbWriter& operator*() { return m_writer; }
+    IWdbWriter* operator->() { return &m_writer; }
+    void flush() { static_cast<WdbStandAloneWriter&>(m_writer).flush(); }
+
+private:
+    IWdbWriter& m_writer;
+};
+
+class Import
+{
+public:
+    explicit Import(const Options& options) : m_options(options), m_output(options.output) {}
+    void run();
+
+private:
+    /// One pass over the input. Answers the decimals of its times when there are more than
+    /// `fractionDigits`; the pass was in vain then.
+    std::optional<int> attempt(int fractionDigits);
+    void open(OpenWriter& writer, const Declarations& declarations, const DataLayout& layout,
+              const VcdInput& input);
+    std::optional<int> readChanges(VcdReader& reader, SignalRecorder& recorder,
+                                   const VcdInput& input, int fractionDigits);
+    void whileReading(OpenWriter& writer, ProgressBar& bar, const VcdInput& input);
+    void summarize(const VcdInput& input, const SignalRecorder& recorder,
+                   const Declarations& declarations) const;
+
+    const Options& m_options;
+    UnfinishedFile m_output;
+    InterruptGuard m_interrupt;
+    bool m_isOpen = false;
+    Clock::time_point m_nextSync;
+};
+
+void Import::run()
+{
+    checkOutput(m_options.input, m_options.output, OutputKind::RegularFile);
+    std::optional<int> digits = attempt(0);
+    if (digits) {
+        digits = attempt(*digits);
+    }
+    m_output.finish();
+}
+
+std::optional<int> Import::attempt(int fractionDigits)
+{
+    VcdInput input(m_options.input);
+    ProgressBar bar("importing");
+    OpenWriter writer;
+    m_isOpen = false;
+    input.setReadHook([&] { whileReading(writer, bar, input); });
+
+    Declarations declarations = readDeclarations(input);
+    if (fractionDigits > 0) {
+        declarations.timescale.exponent -= fractionDigits;
+        declarations.timescale.stated = true;
+    }
+    const DataLayout layout(declarations);
+    if (layout.totalSize() > kMostMemory) {
+        input.fail(fmt::format("the values of all variables take {} MB; at most {} can be kept",
+                               layout.totalSize() >> 20, kMostMemory >> 20));
+    }
+    SignalRecorder recorder(declarations, layout, *writer);
+    open(writer, declarations, layout, input);
+
+    VcdReader reader(input, declarations.objects, fractionDigits);
+    const std::optional<int> needed = readChanges(reader, recorder, input, fractionDigits);
+    if (needed) {
+        return needed;
+    }
+    writer->close();
+    if (reader.isCutOff()) {
+        std::cerr << fmt::format("tracewell: {}: line {}: the file is cut off inside a value "
+                                 "change; everything before it was kept\n",
+                                 input.name(), input.line());
+    }
+    if (isTerminal(StandardStream::Error)) {
+        summarize(input, recorder, declarations);
+    }
+    return std::nullopt;
+}
+
+void Import::open(OpenWriter& writer, const Declarations& declarations, const DataLayout& layout,
+                  const VcdInput& input)
+{
+    writer->setBucketDivision(m_options.division != 0 ? m_options.division
+                                                      : chooseDivision(layout, input.size()));
+    writer->setFilterRepeatedValue(true);
+    writer->setApplication("tracewell");
+    const SnapshotDirectory directory(m_options.output, writeDeclarations(declarations));
+    m_interrupt.check();
+    // What cannot be opened for writing is not ours to take away.
+    if (!std::filesystem::exists(m_options.output)) {
+        m_output.start();
+    }
+    writer->open(IWdbWriter::kDefaultMode, directory.snapshot(), m_options.output, 0);
+    m_output.start();
+    m_isOpen = true;
+    m_nextSync = Clock::now();
+}
+
+std::optional<int> Import::readChanges(VcdReader& reader, SignalRecorder& recorder,
+                                       const VcdInput& input, int fractionDigits)
+{
+    VcdChange change;
+    while (reader.next(change)) {
+        const std::string complaint = recorder.apply(change);
+        if (!complaint.empty()) {
+            reader.refuse(complaint);
+        }
+        if (reader.neededFractionDigits() <= fractionDigits) {
+            continue;
+        }
+        if (!input.isRepeatable()) {
+            reader.refuse("a time with a fraction: the timescale must become finer, so the input "
+                          "must be read twice; give it as a file");
+        }
+        while (reader.next(change)) {
+        }
+        if (reader.neededFractionDigits() > kMostFractionDigits) {
+            throw CommandError(fmt::format("{}: times with {} decimals; at most {} can be kept",
+                                           input.name(), reader.neededFractionDigits(),
+                                           kMostFractionDigits));
+        }
+        return reader.neededFractionDigits();
+    }
+    return std::nullopt;
+}
+
+void Import::whileReading(OpenWriter& writer, ProgressBar& bar, const VcdInput& input)
+{
+    m_interrupt.check();
+    if (input.size() != 0) {
+        bar.update(static_cast<double>(input.bytesRead()) / static_cast<double>(input.size()));
+    }
+    if (m_isOpen && m_options.sync > 0 && Clock::now() >= m_nextSync) {
+        writer.flush();
+        m_nextSync = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                        std::chrono::duration<double>(m_options.sync));
+    }
+}
+
+void Import::summarize(const VcdInput& input, const SignalRecorder& recorder,
+                       const Declarations& declarations) const
+{
+    std::error_code ignored;
+    const auto size = std::filesystem::file_size(m_options.output, ignored);
+    std::cerr << fmt::format("{}: {} changes of {} variables, time {} to {}, {:.1f} MB of text in "
+                             "{:.1f} MB\n",
+                             m_options.output, recorder.changes(), declarations.variables.size(),
+                             recorder.firstTime(), recorder.time(),
+                             static_cast<double>(input.bytesRead()) / 1e6,
+                             static_cast<double>(ignored ? 0 : size) / 1e6);
+}
+
+} // namespace
+
+void addImportCommand(CLI::App& app)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("import", "Record a VCD in a wave database");
+    command->add_option("IN.vcd", options->input, "The VCD; - is the standard input")->required();
+    command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
+    command
+        ->add_option("--sync", options->sync,
+                     "Make what was read so far readable by others every SECONDS; a kill then "
+                     "loses no more than that")
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber);
+    command
+        ->add_option("--division", options->division,
+                     "Addresses a bucket. Small ones make the answer for one signal fast, large "
+                     "ones save memory; the default depends on the design and the input")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1 << 30));
+    command->footer(
+        "Example:\n"
+        "  tracewell import run.vcd run.wdb\n"
+        "  vvp sim.vvp -vcd >/dev/null & tracewell import - run.wdb --sync 1 <fifo.vcd\n"
+        "An input without sense is refused, with its line, and leaves no output. A body that is\n"
+        "cut off keeps everything up to the cut. An output whose writer ran out of disk space or\n"
+        "was killed stays, holds what had reached it, and is not marked as closed.");
+    command->callback([options] { Import(*options).run(); });
+}
+
+} // namespace tracewell

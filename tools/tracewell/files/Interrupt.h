@@ -1,0 +1,20 @@
+#pragma once
+
+namespace tracewell {
+
+/// While one exists, SIGINT, SIGTERM and SIGHUP are noted instead of ending the process on the
+/// spot, so that an unfinished output can be taken away first; a second one ends it. SIGPIPE is
+/// ignored: the write that it would have ended fails. One at a time.
+class InterruptGuard
+{
+public:
+    InterruptGuard();
+    InterruptGuard(const InterruptGuard&) = delete;
+    InterruptGuard& operator=(const InterruptGuard&) = delete;
+    ~InterruptGuard();
+
+    /// \throws CommandError after one of the signals.
+    void check() const;
+};
+
+} // namespace tracewell

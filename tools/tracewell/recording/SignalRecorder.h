@@ -1,0 +1,90 @@
+#pragma once
+
+#include "names/DataLayout.h"
+#include "recording/TextStore.h"
+#include "vcd/VcdReader.h"
+
+#include "IWdbWriter.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// Plays the kernel of a simulation that runs through the changes of a VCD: keeps the values of all
+/// objects in a data memory, laid out by DataLayout, and hands each change to the writer's trace
+/// functions before it takes place there. A value that an object has already is not traced again.
+class SignalRecorder
+{
+public:
+    /// Keeps a reference to the layout. Tells the writer where the data memory lies and how large
+    /// it is, so it comes before the writer's open.
+    SignalRecorder(const Declarations& declarations, const DataLayout& layout,
+                   Tracewell::IWdbWriter& writer);
+
+    /// Takes one step. An empty answer is success; otherwise it says what is wrong with the value.
+    std::string apply(const VcdChange& change);
+
+    /// Values that were traced.
+    unsigned long long changes() const { return m_changes; }
+    long long firstTime() const { return m_firstTime; }
+    long long time() const { return m_time; }
+
+private:
+    struct State
+    {
+        long long address;
+        std::uint32_t width;
+        ObjectClass objectClass;
+        bool hasValue = false;
+        bool isOverridden = false;
+    };
+
+    /// Firings of an event at the time of the latest one.
+    struct Firings
+    {
+        long long time = 0;
+        int count = 0;
+    };
+
+    struct FreeMemory
+    {
+        void operator()(unsigned char* memory) const { std::free(memory); }
+    };
+
+    void setTime(long long time);
+    void setLetter(std::uint32_t object, std::uint8_t code);
+    std::string setLetters(std::uint32_t object, std::string_view letters);
+    std::string setReal(std::uint32_t object, std::string_view text);
+    void setText(std::uint32_t object, std::string_view text);
+    std::string setPort(std::uint32_t object, std::string_view text);
+
+    /// The plain value; it tells all.
+    void storeExact(std::uint32_t object, const unsigned char* value);
+    void storePlain(State& state, const unsigned char* value);
+    void storeVector(const State& state, const unsigned char* value, std::size_t bytes);
+    /// The plain value stays; an object without any gets its unknown one.
+    void storeBeside(std::uint32_t object, char kind, std::string_view text);
+    void storeOverride(std::uint32_t object, const TextReference& reference);
+    void fire(std::uint32_t object, std::uint8_t code);
+    void trace(long long address, const unsigned char* value, std::size_t bytes);
+
+    const DataLayout& m_layout;
+    Tracewell::IWdbWriter& m_writer;
+    TextStore m_texts;
+    Tracewell::IWdbWriter::TraceVhdlFunc m_trace;
+    Tracewell::IWdbWriter::TraceVlogFunc m_traceVector;
+    std::unique_ptr<unsigned char[], FreeMemory> m_memory;
+    std::vector<State> m_states;
+    /// By address, from the first event's on.
+    std::vector<Firings> m_firings;
+    long long m_eventStart = 0;
+    std::vector<unsigned char> m_groups;
+    long long m_time = 0;
+    long long m_firstTime = 0;
+    bool m_hasTime = false;
+    unsigned long long m_changes = 0;
+};
+
+} // namespace tracewell

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "names/DataLayout.h"
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace Tracewell {
+class IWdbWriter;
+}
+
+namespace tracewell {
+
+/// Puts texts into the string map of a recording. Texts that come again soon are stored once.
+class TextStore
+{
+public:
+    explicit TextStore(Tracewell::IWdbWriter& writer) : m_writer(writer) {}
+
+    /// `kind` is the letter in front of the text in a value change.
+    /// \throws CommandError when the map is full.
+    TextReference refer(char kind, std::string_view text);
+
+private:
+    TextReference store(std::string_view text);
+
+    Tracewell::IWdbWriter& m_writer;
+    /// Bounded: thrown away when it has grown too large.
+    std::unordered_map<std::string, TextReference> m_known;
+    std::size_t m_knownBytes = 0;
+    std::string m_piece;
+};
+
+} // namespace tracewell

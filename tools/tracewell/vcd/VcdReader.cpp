@@ -1,0 +1,290 @@
+#include "vcd/VcdReader.h"
+
+#include "vcd/VcdValues.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace tracewell {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n\f\v";
+constexpr long long kLastTime = std::numeric_limits<long long>::max();
+
+/// value * 10 + digit, or false when that leaves 63 bits.
+bool shiftIn(long long& value, int digit)
+{
+    return !__builtin_mul_overflow(value, 10LL, &value) &&
+           !__builtin_add_overflow(value, static_cast<long long>(digit), &value);
+}
+
+/// Digits and exponent of "12.5" or "1e3", without zeros at the ends.
+bool splitDecimal(std::string_view text, std::string& digits, long long& exponent)
+{
+    bool any = false;
+    bool fraction = false;
+    std::size_t at = 0;
+    for (; at < text.size(); ++at) {
+        const char c = text[at];
+        if (c == '.' && !fraction) {
+            fraction = true;
+        } else if (c >= '0' && c <= '9') {
+            any = true;
+            digits += c;
+            exponent -= fraction ? 1 : 0;
+        } else {
+            break;
+        }
+    }
+    if (at < text.size()) {
+        if (text[at] != 'e' && text[at] != 'E') {
+            return false;
+        }
+        text.remove_prefix(at + 1);
+        const bool negative = text.substr(0, 1) == "-";
+        if (negative || text.substr(0, 1) == "+") {
+            text.remove_prefix(1);
+        }
+        if (text.empty() || text.size() > 4 ||
+            text.find_first_not_of("0123456789") != std::string_view::npos) {
+            return false;
+        }
+        const int power = std::stoi(std::string(text));
+        exponent += negative ? -power : power;
+    }
+    while (!digits.empty() && digits.back() == '0') {
+        digits.pop_back();
+        ++exponent;
+    }
+    digits.erase(0, digits.find_first_not_of('0'));
+    return any;
+}
+
+} // namespace
+
+bool VcdReader::next(VcdChange& change)
+{
+    for (;;) {
+        std::string_view word = m_input.word();
+        if (word.empty()) {
+            return false;
+        }
+        Step step;
+        const std::uint8_t letter = letterCode(word[0]);
+        if (letter != kNoLetter) {
+            change.kind = VcdChange::Kind::Letter;
+            change.letter = letter;
+            word.remove_prefix(1);
+            step = setObject(word.empty() ? m_input.word() : word, change);
+        } else {
+            switch (word[0]) {
+            case 'b':
+            case 'B':
+                change.kind = VcdChange::Kind::Letters;
+                step = readValue(word, change);
+                break;
+            case '#':
+                step = readTime(word, change);
+                break;
+            case 'r':
+            case 'R':
+                change.kind = VcdChange::Kind::Real;
+                step = readValue(word, change);
+                break;
+            case 's':
+            case 'S':
+                step = readText(word, change);
+                break;
+            case 'p':
+            case 'P':
+                step = readPort(word, change);
+                break;
+            case '$':
+                step = readKeyword(word);
+                break;
+            default:
+                m_input.fail(fmt::format("{} is no value change", quoted(word)));
+            }
+        }
+        if (step != Step::Skipped) {
+            return step == Step::Given;
+        }
+    }
+}
+
+VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change)
+{
+    change.object = m_codes.find(code);
+    if (change.object != kNoObject) {
+        return Step::Given;
+    }
+    if (code.empty() || (m_input.endsWithWord() && m_codes.isStartOfCode(code))) {
+        return endInside();
+    }
+    m_input.fail(fmt::format("a value for the code {}, which no $var declares", quoted(code)));
+}
+
+VcdReader::Step VcdReader::endInside()
+{
+    m_cutOff = true;
+    return Step::End;
+}
+
+/// "b1010 !", also with a blank behind the b.
+VcdReader::Step VcdReader::readValue(std::string_view word, VcdChange& change)
+{
+    word.remove_prefix(1);
+    if (word.empty()) {
+        word = m_input.word();
+        if (word.empty()) {
+            return endInside();
+        }
+    }
+    const std::string_view code = m_input.word(&word);
+    change.text = word;
+    return setObject(code, change);
+}
+
+/// "sidle !". A text that holds blanks reaches to the code at the end of the line.
+VcdReader::Step VcdReader::readText(std::string_view word, VcdChange& change)
+{
+    change.kind = VcdChange::Kind::Text;
+    const std::string_view code = m_input.word(&word);
+    change.object = m_codes.find(code);
+    change.text = word.substr(1);
+    if (change.object != kNoObject) {
+        return Step::Given;
+    }
+    if (code.empty()) {
+        return endInside();
+    }
+    m_scratch = code;
+    std::string_view line = m_input.lineFrom(word);
+    line = line.substr(0, line.find_last_not_of(kBlanks) + 1);
+    const std::size_t codeAt = line.find_last_of(kBlanks) + 1;
+    const std::uint32_t last =
+        codeAt > 0 && codeAt <= line.size() ? m_codes.find(line.substr(codeAt)) : kNoObject;
+    if (last == kNoObject) {
+        return setObject(m_scratch, change);
+    }
+    change.object = last;
+    change.text = line.substr(1, codeAt - 1);
+    change.text = change.text.substr(0, change.text.find_last_not_of(kBlanks) + 1);
+    return Step::Given;
+}
+
+/// "pDDUU 66 00 <0".
+VcdReader::Step VcdReader::readPort(std::string_view word, VcdChange& change)
+{
+    change.kind = VcdChange::Kind::Port;
+    m_scratch = word.substr(1);
+    for (int blanks = m_scratch.empty() ? -1 : 0; blanks < 2; ++blanks) {
+        const std::string_view part = m_input.word();
+        if (part.empty()) {
+            return endInside();
+        }
+        m_scratch.append(m_scratch.empty() ? "" : " ").append(part);
+    }
+    change.text = m_scratch;
+    return setObject(m_input.word(), change);
+}
+
+VcdReader::Step VcdReader::readTime(std::string_view word, VcdChange& change)
+{
+    word.remove_prefix(1);
+    if (word.empty()) {
+        word = m_input.word();
+        if (word.empty()) {
+            return endInside();
+        }
+    }
+    const long long time = parseTime(word);
+    if (time < m_time) {
+        if (m_input.endsWithWord()) {
+            return endInside();
+        }
+        m_input.fail(fmt::format("the time goes back from {} to {}", m_time, quoted(word)));
+    }
+    m_time = time;
+    change.kind = VcdChange::Kind::Time;
+    change.time = time;
+    return Step::Given;
+}
+
+long long VcdReader::parseTime(std::string_view text)
+{
+    const bool plain =
+        std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    long long time = 0;
+    if (plain && text.size() <= 18 && m_fractionDigits == 0) {
+        for (const char c : text) {
+            time = time * 10 + (c - '0');
+        }
+        return time;
+    }
+
+    std::string digits;
+    long long exponent = 0;
+    if (text[0] == '-') {
+        m_input.fail(fmt::format("the time {} lies before 0", quoted(text)));
+    }
+    if (!splitDecimal(text, digits, exponent)) {
+        m_input.fail(fmt::format("{} is no time", quoted(text)));
+    }
+    if (digits.empty()) {
+        return 0;
+    }
+    m_neededDigits = static_cast<int>(std::max<long long>(m_neededDigits, -exponent));
+    bool fits = true;
+    exponent += m_fractionDigits;
+    for (std::size_t i = 0; i < digits.size() && fits; ++i) {
+        if (static_cast<long long>(digits.size() - i) + exponent > 0) {
+            fits = shiftIn(time, digits[i] - '0');
+        }
+    }
+    for (; exponent > 0 && fits; --exponent) {
+        fits = shiftIn(time, 0);
+    }
+    if (!fits) {
+        m_input.fail(fmt::format(
+            "the time {} lies beyond {}, the last that can be kept{}", quoted(text), kLastTime,
+            m_fractionDigits == 0 ? ""
+                                  : fmt::format(" (in units of 1e-{} of the timescale, for the "
+                                                "fractions of other times)",
+                                                m_fractionDigits)));
+    }
+    return time;
+}
+
+VcdReader::Step VcdReader::readKeyword(std::string_view keyword)
+{
+    // What stands between these and their $end are value changes like others; behind $vcdclose
+    // stands a time.
+    static constexpr std::string_view kTransparent[] = {
+        "$end",       "$dumpvars",     "$dumpall",     "$dumpon",       "$dumpoff",
+        "$dumpports", "$dumpportsall", "$dumpportson", "$dumpportsoff", "$vcdclose",
+    };
+    if (std::find(std::begin(kTransparent), std::end(kTransparent), keyword) !=
+        std::end(kTransparent)) {
+        return Step::Skipped;
+    }
+    if (keyword == "$var" || keyword == "$scope" || keyword == "$enddefinitions") {
+        m_input.fail(fmt::format("{} among the value changes; a file with several sets of "
+                                 "declarations must be taken apart first",
+                                 keyword));
+    }
+    for (;;) {
+        const std::string_view word = m_input.word();
+        if (word.empty()) {
+            return endInside();
+        }
+        if (word == "$end") {
+            return Step::Skipped;
+        }
+    }
+}
+
+} // namespace tracewell

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "vcd/VcdCodes.h"
+#include "vcd/VcdInput.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tracewell {
+
+/// One step through the value changes of a VCD.
+struct VcdChange
+{
+    enum class Kind {
+        Time,    ///< `time` has come
+        Letter,  ///< `object` took the one letter with code `letter`
+        Letters, ///< `object` took the letters of `text`, unchecked
+        Real,    ///< the number of `text`, unchecked
+        Text,    ///< `text` as it is
+        Port     ///< states and both strengths of an extended VCD: "DDUU 66 00"
+    };
+
+    Kind kind = Kind::Time;
+    std::uint8_t letter = 0;
+    std::uint32_t object = 0;
+    long long time = 0;
+    std::string_view text;
+};
+
+/// Walks the value changes behind the declarations. Changes before the first time belong to time 0,
+/// which has been when the first change is given.
+class VcdReader
+{
+public:
+    /// Times are multiplied by ten to the power of `fractionDigits`.
+    VcdReader(VcdInput& input, const std::vector<Object>& objects, int fractionDigits)
+        : m_input(input), m_codes(objects), m_fractionDigits(fractionDigits)
+    {}
+
+    /// The next step; false at the end. The text of `change` is valid until the next call.
+    /// \throws CommandError for anything that has no sensible meaning.
+    bool next(VcdChange& change);
+
+    /// After the end: whether the last change was cut off, and so left out.
+    bool isCutOff() const { return m_cutOff; }
+    /// Decimals that the times so far have, at least; those beyond the fraction digits asked for
+    /// were dropped.
+    int neededFractionDigits() const { return m_neededDigits; }
+    /// Ends the command: the change last given cannot be used.
+    [[noreturn]] void refuse(const std::string& why) const { m_input.fail(why); }
+
+private:
+    enum class Step { Given, Skipped, End };
+
+    Step readKeyword(std::string_view keyword);
+    Step readTime(std::string_view word, VcdChange& change);
+    Step readValue(std::string_view word, VcdChange& change);
+    Step readText(std::string_view word, VcdChange& change);
+    Step readPort(std::string_view word, VcdChange& change);
+    Step setObject(std::string_view code, VcdChange& change);
+    Step endInside();
+    long long parseTime(std::string_view text);
+
+    VcdInput& m_input;
+    VcdCodes m_codes;
+    int m_fractionDigits;
+    int m_neededDigits = 0;
+    long long m_time = 0;
+    bool m_cutOff = false;
+    std::string m_scratch;
+};
+
+} // namespace tracewell
