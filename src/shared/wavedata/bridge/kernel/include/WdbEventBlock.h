@@ -5,6 +5,7 @@
 #include "WdbEvent.h"
 #include "WdbIBlockManager.h"
 
+#include <cstdint>
 #include <cstring>
 #include <iosfwd>
 #include <memory>
@@ -107,6 +108,10 @@ public:
     /// Appends a record; ask canAdd first. Nothing happens for a length of 0.
     inline void addEvent(long long time, long long address, unsigned int length,
                          const unsigned char* value);
+    /// addEvent for the common short values, if there is room; false otherwise. Without a call,
+    /// made for the writers' inner loop.
+    inline bool addShortEvent(long long time, long long address, unsigned int length,
+                              const unsigned char* value);
     /// Appends bytes that are already a record.
     void addEvent(char* record, unsigned int size);
     void addEvent(const WdbLiveEvent* event);
@@ -172,6 +177,10 @@ private:
     };
     using Memory = std::unique_ptr<char[], FreeMemory>;
 
+    static constexpr unsigned int kPrefetchDistance = 256;
+
+    /// A record without its value, whose place is the answer.
+    inline char* addRecord(long long time, long long address, unsigned int length);
     static Memory allocate(unsigned int maxBlockSize);
     Header readHeader() const;
     void writeHeader(const Header& header) const;
@@ -180,6 +189,8 @@ private:
         return WdbEvent(m_memory.get() + m_offsets[index], m_baseAddress);
     }
     void growOffsets();
+    /// Takes out the events whose flag, one for each event, is 1.
+    void removeEvents(const char* removed);
     /// Takes up the records of the image, of which `bytes` were inflated.
     void findRecords(unsigned int bytes);
 
@@ -200,35 +211,46 @@ inline void WdbEventBlock::addEvent(long long time, long long address, unsigned 
         return;
     if (m_offsets.size() == m_offsets.capacity())
         growOffsets();
-    const unsigned int offset = m_currentSize;
-    m_offsets.push_back(offset);
-    m_currentSize = offset + WdbEvent::kHeaderSize + length;
+    std::memcpy(addRecord(time, address, length), value, length);
+}
 
+inline char* WdbEventBlock::addRecord(long long time, long long address, unsigned int length)
+{
+    const unsigned int offset = m_currentSize;
     const WdbEventRecordHeader header = {
         time, static_cast<unsigned int>(address) - static_cast<unsigned int>(m_baseAddress),
         length};
     char* const record = m_memory.get() + offset;
+    m_offsets.push_back(offset);
+    m_currentSize = offset + WdbEvent::kHeaderSize + length;
     std::memcpy(record, &header, sizeof header);
-    char* const out = record + sizeof header;
-    // The common widths without a call.
+    // Blocks are handed to other threads when full, so the lines to come may be far away.
+    __builtin_prefetch(
+        reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(record) + kPrefetchDistance),
+        1);
+    return record + sizeof header;
+}
+
+inline bool WdbEventBlock::addShortEvent(long long time, long long address, unsigned int length,
+                                         const unsigned char* value)
+{
+    if (!canAdd(length) || m_offsets.size() == m_offsets.capacity())
+        return false;
     switch (length) {
     case 1:
-        std::memcpy(out, value, 1);
-        break;
+        std::memcpy(addRecord(time, address, 1), value, 1);
+        return true;
     case 2:
-        std::memcpy(out, value, 2);
-        break;
+        std::memcpy(addRecord(time, address, 2), value, 2);
+        return true;
     case 4:
-        std::memcpy(out, value, 4);
-        break;
+        std::memcpy(addRecord(time, address, 4), value, 4);
+        return true;
     case 8:
-        std::memcpy(out, value, 8);
-        break;
-    case 16:
-        std::memcpy(out, value, 16);
-        break;
+        std::memcpy(addRecord(time, address, 8), value, 8);
+        return true;
     default:
-        std::memcpy(out, value, length);
+        return false;
     }
 }
 

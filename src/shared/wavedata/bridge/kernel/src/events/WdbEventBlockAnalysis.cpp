@@ -4,101 +4,143 @@
 
 #include <algorithm>
 #include <array>
-#include <bitset>
 #include <cstdint>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace Tracewell {
 
 namespace {
 
-/// The events of one block by time, address and length. The address is taken relative to the
-/// block's base, so the 16 bytes before the value are the key. A slot holds an event's index plus
-/// 1, or 0.
-class EventTable
-{
-public:
-    /// `slots` are zero; `count`, a power of two, is above the number of events to come.
-    EventTable(unsigned int* slots, unsigned int count) : m_slots(slots), m_mask(count - 1) {}
-
-    /// The slot of the event that equals `record` or, if there is none, a free one.
-    template <class RecordAt> unsigned int& find(const char* record, const RecordAt& recordAt) const
-    {
-        for (std::size_t place = hash(record);; ++place) {
-            unsigned int& slot = m_slots[place & m_mask];
-            if (slot == 0 || std::memcmp(recordAt(slot - 1), record, WdbEvent::kHeaderSize) == 0)
-                return slot;
-        }
-    }
-
-private:
-    static std::size_t hash(const char* record)
-    {
-        std::uint64_t time;
-        std::uint64_t place;
-        std::memcpy(&time, record, 8);
-        std::memcpy(&place, record + 8, 8);
-        const std::uint64_t mixed = (time * 0x9e3779b97f4a7c15u ^ place) * 0xd6e8feb86659fd93u;
-        return static_cast<std::size_t>(mixed >> 32);
-    }
-
-    unsigned int* m_slots;
-    std::size_t m_mask;
-};
-
 /// The index of the last event that is looked at while no repeat was found.
 constexpr unsigned int kGiveUpIndex = 101;
+
+/// What tells whether two events are repeats: the 16 bytes before the value. The address is taken
+/// relative to the block's base.
+struct RepeatKey
+{
+    explicit RepeatKey(const char* record)
+    {
+        std::memcpy(&time, record, 8);
+        std::memcpy(&address, record + 8, 4);
+        std::memcpy(&length, record + 12, 4);
+    }
+    bool operator==(const RepeatKey& other) const
+    {
+        return time == other.time && address == other.address && length == other.length;
+    }
+    std::size_t hash() const
+    {
+        const std::uint64_t place = static_cast<std::uint64_t>(length) << 32 | address;
+        const std::uint64_t mixed =
+            (static_cast<std::uint64_t>(time) * 0x9e3779b97f4a7c15u ^ place) * 0xd6e8feb86659fd93u;
+        return static_cast<std::size_t>(mixed ^ mixed >> 32);
+    }
+
+    long long time;
+    unsigned int address;
+    unsigned int length;
+};
+
+enum class Repeats { None, Found, Unknown };
+
+/// Sets the flag of each event that a later one repeats. Knows the last event at an address only,
+/// which is enough while times do not fall and nothing is written in two widths at one time;
+/// otherwise the answer is unknown. `flags` are zero before.
+template <class KeyAt>
+Repeats findOrderedRepeats(unsigned int count, const KeyAt& keyAt, char* flags)
+{
+    // An address without an event stands at event 0, which needs no branch here: its address then
+    // tells it apart, where it has the same time at all.
+    constexpr unsigned int kAddresses = 2048;
+    unsigned int lastEvents[kAddresses] = {};
+    bool found = false;
+    long long latest = count > 0 ? keyAt(0).time : 0;
+    for (unsigned int i = 1; i < count; ++i) {
+        const RepeatKey key = keyAt(i);
+        if (key.time < latest)
+            return Repeats::Unknown;
+        latest = key.time;
+        const unsigned int lastEvent = std::exchange(lastEvents[key.address % kAddresses], i);
+        const RepeatKey last = keyAt(lastEvent);
+        if (last.time == key.time && (last.address - key.address) % kAddresses == 0) {
+            if (!(last == key))
+                return Repeats::Unknown;
+            flags[lastEvent] = 1;
+            found = true;
+        }
+        if (!found && i == kGiveUpIndex)
+            return Repeats::None;
+    }
+    return found ? Repeats::Found : Repeats::None;
+}
+
+/// The same for events in any order, by a table with open addressing.
+template <class KeyAt> Repeats findRepeats(unsigned int count, const KeyAt& keyAt, char* flags)
+{
+    static thread_local std::vector<unsigned int> numbers;
+    std::size_t size = 256;
+    while (size < 2 * static_cast<std::size_t>(count))
+        size *= 2;
+    numbers.assign(size, 0);
+    bool found = false;
+    for (unsigned int i = 0; i < count; ++i) {
+        const RepeatKey key = keyAt(i);
+        std::size_t place = key.hash() % size;
+        while (numbers[place] != 0 && !(keyAt(numbers[place] - 1) == key))
+            place = (place + 1) % size;
+        if (numbers[place] != 0) {
+            flags[numbers[place] - 1] = 1;
+            found = true;
+        }
+        numbers[place] = i + 1;
+        if (!found && i == kGiveUpIndex)
+            return Repeats::None;
+    }
+    return found ? Repeats::Found : Repeats::None;
+}
 
 } // namespace
 
 void WdbEventBlock::filterOutRepeatedValue()
 {
-    const auto recordAt = [this](unsigned int index) {
-        return static_cast<const char*>(m_memory.get()) + m_offsets[index];
+    const char* const memory = m_memory.get();
+    const auto keyAt = [memory, this](unsigned int index) {
+        return RepeatKey(memory + m_offsets[index]);
     };
+    static thread_local std::vector<char> flags;
+    flags.assign(size(), 0);
+    Repeats repeats = findOrderedRepeats(size(), keyAt, flags.data());
+    if (repeats == Repeats::Unknown) {
+        flags.assign(size(), 0);
+        repeats = findRepeats(size(), keyAt, flags.data());
+    }
+    if (repeats == Repeats::Found)
+        removeEvents(flags.data());
+}
+
+// Moves whole runs of events, since few are removed.
+void WdbEventBlock::removeEvents(const char* removed)
+{
     const unsigned int count = size();
-
-    // Most blocks end here, so the first events get a small table.
-    unsigned int first = 0;
-    {
-        std::array<unsigned int, 256> slots{};
-        const EventTable table(slots.data(), static_cast<unsigned int>(slots.size()));
-        const unsigned int end = std::min(count, kGiveUpIndex + 1);
-        for (; first < end; ++first) {
-            unsigned int& slot = table.find(recordAt(first), recordAt);
-            if (slot != 0)
-                break;
-            slot = first + 1;
-        }
-        if (first == end)
-            return;
-    }
-
-    // Offset 0 marks an event that a later one repeats.
-    static thread_local std::vector<unsigned int> slots;
-    unsigned int slotCount = 256;
-    while (slotCount < 2 * count)
-        slotCount *= 2;
-    slots.assign(slotCount, 0);
-    const EventTable table(slots.data(), slotCount);
-    for (unsigned int i = 0; i < count; ++i) {
-        unsigned int& slot = table.find(recordAt(i), recordAt);
-        if (slot != 0)
-            m_offsets.setData(slot - 1, 0);
-        slot = i + 1;
-    }
-
-    unsigned int kept = 0;
-    unsigned int end = kHeaderSize;
-    for (unsigned int i = 0; i < count; ++i) {
-        const unsigned int offset = m_offsets[i];
-        if (offset == 0)
-            continue;
-        const unsigned int length = eventAt(i).sizeofEvent();
-        std::memmove(m_memory.get() + end, m_memory.get() + offset, length);
-        m_offsets.setData(kept++, end);
-        end += length;
+    const auto findNext = [&](unsigned int from, char flag) {
+        const void* const found = std::memchr(removed + from, flag, count - from);
+        return found ? static_cast<unsigned int>(static_cast<const char*>(found) - removed) : count;
+    };
+    unsigned int kept = findNext(0, 1);
+    unsigned int end = kept < count ? m_offsets[kept] : m_currentSize;
+    for (unsigned int i = kept; i < count;) {
+        const unsigned int runBegin = findNext(i, 0);
+        if (runBegin == count)
+            break;
+        const unsigned int runEnd = findNext(runBegin, 1);
+        const unsigned int from = m_offsets[runBegin];
+        const unsigned int to = runEnd < count ? m_offsets[runEnd] : m_currentSize;
+        std::memmove(m_memory.get() + end, m_memory.get() + from, to - from);
+        for (i = runBegin; i < runEnd; ++i)
+            m_offsets.setData(kept++, m_offsets[i] - (from - end));
+        end += to - from;
     }
     for (unsigned int i = kept; i < count; ++i)
         m_offsets.setData(i, 0);

@@ -128,8 +128,8 @@ void WdbMultipleBucketEventDatabase::writeEvent(long long time, long long addres
             static_cast<unsigned int>(static_cast<unsigned __int128>(m_reciprocal) * place >> 64);
         const unsigned int offset = place - bucket * m_division;
         WdbEventBlock* const block = m_openBlocks[bucket];
-        if (block && length <= m_division - offset && block->canAdd(length)) {
-            block->addEvent(time, address, length, value);
+        if (block && length <= m_division - offset &&
+            block->addShortEvent(time, address, length, value)) {
             if (time > m_latestTime)
                 m_latestTime = time;
             return;
