@@ -46,13 +46,28 @@ public:
     /// Works on the event added last; `out` is set with EmitPending and EmitQueued.
     Command process(DenseEvent& out);
 
+    // Short cuts for a client that sees its next changes.
+
     /// True while a dense stretch grows change by change: a Simple event within the resolution of
     /// getRunEnd would only move the stretch's end.
     bool isInRun() const;
     long long getRunEnd() const { return back().endTime; }
-    /// For a client that sees its next changes: takes one that lies within the resolution of the
-    /// run's end, and with it all between them, as if each had been added and processed.
+    /// Takes one that lies within the resolution of the run's end, and with it all between them, as
+    /// if each had been added and processed.
     void extendRun(long long time, unsigned char value);
+
+    /// True while only a Simple event is pending: one further than the resolution behind it would
+    /// release it as it is.
+    bool isPassing() const { return m_queueState == Empty && m_pending.type == DenseEvent::Simple; }
+    long long getPendingTime() const { return m_pending.startTime; }
+    /// Takes one that lies so far behind, and gives out the one that was pending.
+    void passSimple(long long time, unsigned char value, DenseEvent& out)
+    {
+        out = m_pending;
+        m_pending.startTime = time;
+        m_pending.endTime = time;
+        m_pending.value = value;
+    }
 
 private:
     enum QueueState : int { Empty = 0, Slot0 = 1, Slot0Slot1 = 2, Slot1 = 3, Slot1Slot0 = 4 };

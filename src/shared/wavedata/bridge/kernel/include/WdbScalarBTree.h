@@ -159,6 +159,10 @@ protected:
 
     /// Goes to the next answer.
     void fetchDenseEvent();
+    /// The same by a short cut, when two changes in a row lie far apart; false when they do not.
+    bool passSimple();
+    /// Hands the filter at once what only moves the end of its dense stretch.
+    void skipRun();
     /// The tree's last event.
     DenseEvent makeLastEvent() const;
 
@@ -177,6 +181,12 @@ protected:
     /// The Block fetched last. It may wait in the filter over several calls before it proves to be
     /// the history's tail.
     DenseEvent m_saved;
+
+    /// What advance has not yet gone over of the current record: m_index up to m_count.
+    const long long* m_times = nullptr;
+    const unsigned char* m_values = nullptr;
+    unsigned int m_index = 0;
+    unsigned int m_count = 0;
 };
 
 } // namespace Tracewell

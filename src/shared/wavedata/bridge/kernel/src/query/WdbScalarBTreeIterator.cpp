@@ -43,8 +43,6 @@ protected:
         m_current = makeLastEvent();
         return false;
     }
-
-    unsigned int m_index = 0;
 };
 
 /// A history of one record, of which it has a copy.
@@ -89,12 +87,11 @@ protected:
     bool fetch(DenseEvent& saved) override
     {
         if (m_largestDiff < m_resolution) {
-            fetchDenseRecord(m_times[0], m_times[m_count - 1], saved);
+            fetchDenseRecord(m_times[0], m_times[m_count - 1], m_values[m_count - 1], saved);
             return true;
         }
         skipRun();
-        setCurrent(DenseEvent::Simple, m_times[m_index], m_times[m_index]);
-        m_current.value = m_values[m_index];
+        m_current = makeSimple(m_times[m_index], m_values[m_index]);
         return false;
     }
 
@@ -109,56 +106,44 @@ protected:
         return false;
     }
 
-    /// A stretch of no length is its last value.
-    void fetchDenseRecord(long long firstTime, long long lastTime, DenseEvent& saved)
+    /// A stretch of no length is answered as its value.
+    void fetchDenseRecord(long long firstTime, long long lastTime, unsigned char lastValue,
+                          DenseEvent& saved)
     {
         if (firstTime == lastTime) {
-            setCurrent(DenseEvent::Simple, lastTime, lastTime);
-            m_current.value = m_values[m_count - 1];
+            m_current = makeSimple(lastTime, lastValue);
         } else {
-            setCurrent(DenseEvent::Block, firstTime, lastTime > 0 ? lastTime : firstTime);
+            m_current = makeBlock(firstTime, lastTime);
             saved = m_current;
         }
     }
 
-    void setCurrent(DenseEvent::Type type, long long startTime, long long endTime)
+    static DenseEvent makeSimple(long long time, unsigned char value)
     {
-        m_current = DenseEvent();
-        m_current.type = type;
-        m_current.startTime = startTime;
-        m_current.endTime = endTime;
+        DenseEvent event;
+        event.type = DenseEvent::Simple;
+        event.value = value;
+        event.startTime = time;
+        event.endTime = time;
+        return event;
     }
 
-    const long long* m_times = nullptr;
-    const unsigned char* m_values = nullptr;
-    /// 0 when there is no record.
-    unsigned int m_count = 0;
+    static DenseEvent makeBlock(long long startTime, long long endTime)
+    {
+        DenseEvent event;
+        event.type = DenseEvent::Block;
+        event.startTime = startTime;
+        event.endTime = endTime > 0 ? endTime : startTime;
+        return event;
+    }
+
     long long m_largestDiff = 0;
 
 private:
-    /// Within a dense stretch only its end counts: hands over what lies between at once.
-    void skipRun()
-    {
-        if (!m_filter.isInRun()) {
-            return;
-        }
-        const long long limit = m_toTime > 0 ? m_toTime : std::numeric_limits<long long>::max();
-        const unsigned int start = m_index;
-        long long end = m_filter.getRunEnd();
-        while (m_index + 1 < m_count && m_times[m_index] <= limit &&
-               saturatingSubtract(m_times[m_index], end) <= m_resolution) {
-            end = m_times[m_index];
-            ++m_index;
-        }
-        if (m_index != start) {
-            m_filter.extendRun(end, m_values[m_index - 1]);
-        }
-    }
-
     std::unique_ptr<long long[]> m_copy;
 };
 
-/// A history of many records, of which only those that show single changes are read.
+/// A history of many records. It reads those that show more than one gap, and where it starts.
 class BTreeIterator : public RecordIterator
 {
 public:
@@ -171,29 +156,37 @@ protected:
     void seek() override
     {
         m_cursor.position();
-        enterLeaf();
-        if (m_count != 0) {
+        m_eof = m_cursor.isAtEnd();
+        if (!m_eof && !isDense()) {
+            readRecord();
             RecordIterator::seek();
         }
     }
 
     void advance(bool skipRecord) override
     {
-        if (m_eof || stepInRecord(skipRecord)) {
+        if (m_eof || stepInPieces() || stepInRecord(skipRecord)) {
             return;
         }
         m_cursor.advance();
-        enterLeaf();
+        m_eof = m_cursor.isAtEnd();
+        if (!m_eof && !isDense() && !takePieces()) {
+            readRecord();
+        }
     }
 
     bool fetch(DenseEvent& saved) override
     {
+        if (m_piece < m_pieceCount) {
+            m_current = m_pieces[m_piece];
+            return false;
+        }
         if (m_count != 0) {
             return RecordIterator::fetch(saved);
         }
         if (!m_cursor.isDense()) {
             const WdbScalarTreeNode::Record& record = m_cursor.getRecord();
-            fetchDenseRecord(record.firstTime, record.lastTime, saved);
+            fetchDenseRecord(record.firstTime, record.lastTime, record.lastValue, saved);
             return true;
         }
         const long long start = saturatingAdd(m_firstTime, m_cursor.getLengthBefore());
@@ -201,33 +194,69 @@ protected:
         if (start == end) {
             m_current = makeLastEvent();
         } else {
-            setCurrent(DenseEvent::Block, start, end > 0 ? end : start);
+            m_current = makeBlock(start, end);
             saved = m_current;
         }
         return false;
     }
 
 private:
-    /// Reads the record under the cursor, unless it or its node is answered as one stretch.
-    void enterLeaf()
+    /// True when the cursor stands on what is answered as one stretch.
+    bool isDense() const
     {
-        m_count = 0;
-        m_index = 0;
-        m_eof = m_cursor.isAtEnd();
-        if (m_eof || m_cursor.isDense()) {
-            return;
-        }
-        const WdbScalarTreeNode::Record& entry = m_cursor.getRecord();
-        if (entry.largestDiff < m_resolution && entry.firstTime != entry.lastTime) {
-            return;
-        }
+        return m_cursor.isDense() || m_cursor.getRecord().largestDiff < m_resolution;
+    }
+
+    void readRecord()
+    {
+        const long long largestDiff = m_cursor.getRecord().largestDiff;
         const WdbScalarTreeRecordImage& record = m_cursor.readRecord();
-        setRecord(record.pairs.times, record.pairs.values,
-                  std::clamp(record.numberOfValues, 1U, WdbScalarTreeRecord::kCapacity),
-                  entry.largestDiff);
+        setRecord(record.pairs.times, record.pairs.values, record.numberOfValues, largestDiff);
+    }
+
+    /// A record with no gap but the largest one that shows is two dense stretches, or one when that
+    /// gap lies behind it. The filter makes the same of a Block and its last change as of all the
+    /// changes, as long as none of them lies behind the view.
+    bool takePieces()
+    {
+        const WdbScalarTreeNode::Record& record = m_cursor.getRecord();
+        if (m_resolution <= 0 || record.secondDiff > m_resolution ||
+            (m_toTime > 0 && record.lastTime > m_toTime)) {
+            return false;
+        }
+        long long start = record.firstTime;
+        if (record.largestDiff > m_resolution && record.gapStart != record.lastTime) {
+            addPieces(start, record.gapStart, record.gapStartValue);
+            start = saturatingAdd(record.gapStart, record.largestDiff);
+        }
+        addPieces(start, record.lastTime, record.lastValue);
+        return true;
+    }
+
+    void addPieces(long long startTime, long long endTime, unsigned char lastValue)
+    {
+        if (startTime != endTime) {
+            m_pieces[m_pieceCount++] = makeBlock(startTime, endTime);
+        }
+        m_pieces[m_pieceCount++] = makeSimple(endTime, lastValue);
+    }
+
+    bool stepInPieces()
+    {
+        if (m_piece + 1 < m_pieceCount) {
+            ++m_piece;
+            return true;
+        }
+        m_piece = 0;
+        m_pieceCount = 0;
+        return false;
     }
 
     WdbScalarTreeCursor m_cursor;
+    /// Instead of a record that is not read.
+    DenseEvent m_pieces[4];
+    unsigned int m_piece = 0;
+    unsigned int m_pieceCount = 0;
 };
 
 } // namespace
@@ -311,6 +340,9 @@ void WdbScalarBTree::Iterator::setParameters(long long address, int bitPosition,
 
 void WdbScalarBTree::Iterator::fetchDenseEvent()
 {
+    if (passSimple()) {
+        return;
+    }
     const auto setEof = [this](long long time) {
         m_current = DenseEvent();
         m_current.type = DenseEvent::Eof;
@@ -361,6 +393,39 @@ void WdbScalarBTree::Iterator::fetchDenseEvent()
             m_needFetch = false;
             return;
         }
+    }
+}
+
+bool WdbScalarBTree::Iterator::passSimple()
+{
+    if (m_needFetch || m_index + 1 >= m_count || !m_filter.isPassing()) {
+        return false;
+    }
+    const long long time = m_times[m_index];
+    const long long distance = saturatingSubtract(time, m_filter.getPendingTime());
+    if (distance <= std::max(m_resolution, 0LL) || (m_toTime > 0 && time > m_toTime)) {
+        return false;
+    }
+    m_filter.passSimple(time, m_values[m_index], m_current);
+    ++m_index;
+    return true;
+}
+
+void WdbScalarBTree::Iterator::skipRun()
+{
+    if (!m_filter.isInRun()) {
+        return;
+    }
+    const long long limit = m_toTime > 0 ? m_toTime : std::numeric_limits<long long>::max();
+    const unsigned int start = m_index;
+    long long end = m_filter.getRunEnd();
+    while (m_index + 1 < m_count && m_times[m_index] <= limit &&
+           saturatingSubtract(m_times[m_index], end) <= m_resolution) {
+        end = m_times[m_index];
+        ++m_index;
+    }
+    if (m_index != start) {
+        m_filter.extendRun(end, m_values[m_index - 1]);
     }
 }
 

@@ -1,7 +1,5 @@
 #include "WdbScalarRecordStore.h"
 
-#include "WdbScalarTreeRecordImage.h"
-
 namespace Tracewell {
 
 namespace {
@@ -77,7 +75,32 @@ void removeRecord(NodePointer& slot)
     }
 }
 
-/// The bottom node at the right edge.
+/// Describes `count` pairs, at least one, at `block`. `nextDiff` is the distance behind the last.
+WdbScalarTreeNode::Record describe(long long block, const long long* times,
+                                   const unsigned char* values, unsigned int count,
+                                   long long nextDiff)
+{
+    long long largest = std::max(nextDiff, 0LL);
+    long long second = 0;
+    unsigned int gapStart = count - 1;
+    for (unsigned int i = 1; i < count; ++i) {
+        const long long diff = saturatingSubtract(times[i], times[i - 1]);
+        if (diff <= second) {
+            continue;
+        }
+        if (diff > largest) {
+            second = largest;
+            largest = diff;
+            gapStart = i - 1;
+        } else {
+            second = diff;
+        }
+    }
+    return {block,  times[0],        times[count - 1], largest,
+            second, times[gapStart], values[gapStart], values[count - 1]};
+}
+
+/// The bottom node at the right edge. Never empty once a record was closed.
 const WdbScalarTreeNode& lastBottom(const WdbScalarTreeNode& root)
 {
     const WdbScalarTreeNode* node = &root;
@@ -110,9 +133,9 @@ void WdbScalarRecordStore::saveRecord(WdbScalarTreeRecord& record)
     }
     record.saved();
 
-    const WdbScalarTreeNode::Record entry = {m_block, record.getStartTime(),
-                                             record.getTimeAt(record.getNumberOfValues() - 1),
-                                             record.getLargestDiff()};
+    const long long nextDiff = saturatingSubtract(record.getIndexLength(), record.getTimeLength());
+    const WdbScalarTreeNode::Record entry = describe(m_block, record.getTimes(), record.getValues(),
+                                                     record.getNumberOfValues(), nextDiff);
     if (!isNew) {
         updateRecord(m_root, entry, record.getIndexLength());
     } else if (NodePointer sibling = addRecord(m_root, entry, record.getIndexLength(), m_fanOut)) {
@@ -142,41 +165,39 @@ void WdbScalarRecordStore::dropRecord()
 void WdbScalarRecordStore::extendClosedRecord(long long nextTime)
 {
     const WdbScalarTreeNode& bottom = lastBottom(*m_root);
-    if (bottom.getCount() == 0) {
-        return;
-    }
-    WdbScalarTreeNode::Record entry = bottom.records.back();
-    const long long length = saturatingSubtract(nextTime, entry.firstTime);
+    const WdbScalarTreeNode::Record& old = bottom.records.back();
+    const long long length = saturatingSubtract(nextTime, old.firstTime);
     const long long oldLength =
         saturatingSubtract(bottom.getTotal(), bottom.getLengthBefore(bottom.getCount() - 1));
     if (length == oldLength) {
         return;
     }
-    entry.largestDiff = std::max(entry.largestDiff, saturatingSubtract(nextTime, entry.lastTime));
-
     WdbScalarTreeRecordImage image;
-    char* const bytes = reinterpret_cast<char*>(&image);
-    m_records->getBlock(entry.block, bytes, sizeof(image));
+    readRecord(old.block, image);
+    const WdbScalarTreeNode::Record entry =
+        describe(old.block, image.pairs.times, image.pairs.values, image.numberOfValues,
+                 saturatingSubtract(nextTime, old.lastTime));
     image.indexLength = length;
     image.largestDiff = entry.largestDiff;
-    m_records->putBlock(entry.block, bytes, sizeof(image));
+    m_records->putBlock(entry.block, reinterpret_cast<const char*>(&image), sizeof(image));
     updateRecord(m_root, entry, length);
 }
 
 void WdbScalarRecordStore::updateClosedRecord(unsigned char value)
 {
-    const WdbScalarTreeNode& bottom = lastBottom(*m_root);
-    if (bottom.getCount() == 0) {
-        return;
-    }
-    const long long block = bottom.records.back().block;
+    WdbScalarTreeNode::Record entry = lastBottom(*m_root).records.back();
     WdbScalarTreeRecordImage image;
-    char* const bytes = reinterpret_cast<char*>(&image);
-    m_records->getBlock(block, bytes, sizeof(image));
-    if (image.numberOfValues - 1U < WdbScalarTreeRecord::kCapacity) {
-        image.pairs.values[image.numberOfValues - 1U] = value;
-        m_records->putBlock(block, bytes, sizeof(image));
-    }
+    readRecord(entry.block, image);
+    image.pairs.values[image.numberOfValues - 1] = value;
+    m_records->putBlock(entry.block, reinterpret_cast<const char*>(&image), sizeof(image));
+    entry.lastValue = value;
+    updateRecord(m_root, entry, image.indexLength);
+}
+
+void WdbScalarRecordStore::readRecord(long long block, WdbScalarTreeRecordImage& image) const
+{
+    m_records->getBlock(block, reinterpret_cast<char*>(&image), sizeof(image));
+    image.numberOfValues = std::clamp(image.numberOfValues, 1U, WdbScalarTreeRecord::kCapacity);
 }
 
 } // namespace Tracewell

@@ -3,6 +3,7 @@
 #include "WdbIBlockManager.h"
 #include "WdbScalarTreeNode.h"
 #include "WdbScalarTreeRecord.h"
+#include "WdbScalarTreeRecordImage.h"
 
 #include <memory>
 
@@ -31,6 +32,8 @@ public:
     const std::shared_ptr<WdbScalarTreeNode>& getRoot() const { return m_root; }
 
 private:
+    void readRecord(long long block, WdbScalarTreeRecordImage& image) const;
+
     WdbIBlockManager* m_records;
     unsigned int m_fanOut;
     std::shared_ptr<WdbScalarTreeNode> m_root;

@@ -67,6 +67,8 @@ const WdbScalarTreeRecordImage& WdbScalarTreeCursor::readRecord()
     }
     m_records->getBlock(getRecord().block, reinterpret_cast<char*>(m_buffer.get()),
                         sizeof(WdbScalarTreeRecordImage));
+    m_buffer->numberOfValues =
+        std::clamp(m_buffer->numberOfValues, 1U, WdbScalarTreeRecord::kCapacity);
     return *m_buffer;
 }
 

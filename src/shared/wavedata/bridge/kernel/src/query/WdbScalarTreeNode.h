@@ -17,7 +17,7 @@ namespace Tracewell {
 class WdbScalarTreeNode
 {
 public:
-    /// What the index knows of a record, so that one too dense to draw need not be read.
+    /// What the index knows of a record, so that one without much to draw need not be read.
     struct Record
     {
         long long block;
@@ -25,6 +25,12 @@ public:
         long long lastTime;
         /// With the distance to the next record's first time, unless the record is open.
         long long largestDiff;
+        /// The largest of the other distances.
+        long long secondDiff;
+        /// The time in front of the largest one.
+        long long gapStart;
+        unsigned char gapStartValue;
+        unsigned char lastValue;
     };
 
     explicit WdbScalarTreeNode(bool bottom) : isBottom(bottom) {}
