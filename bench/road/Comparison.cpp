@@ -4,6 +4,8 @@
 #include "Workload.h"
 
 #include <algorithm>
+#include <unistd.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -15,6 +17,9 @@ namespace tracewell::bench {
 namespace {
 
 constexpr unsigned int kDivisions[] = {8, 16, 32, 64, 256, 2048};
+/// The bucket sizes of the files that are read: the default, and one for readers of few signals.
+constexpr unsigned int kReadDivisions[] = {2048, 32};
+constexpr const char* kAllSignals = "1000000";
 constexpr const char* kPixels = "1000";
 
 /// Measurements by name, run in turn and kept until the medians are asked for.
@@ -32,8 +37,9 @@ public:
     {
         for (int run = 1; run <= m_options.runs; ++run) {
             for (const Task& task : m_tasks) {
-                std::fprintf(stderr, "run %d of %d: %-40s\r", run, m_options.runs,
-                             task.name.c_str());
+                if (::isatty(STDERR_FILENO))
+                    std::fprintf(stderr, "run %d of %d: %-40s\r", run, m_options.runs,
+                                 task.name.c_str());
                 ProcessResult result = runProcess(task.command, task.pinned);
                 result.values["processMs"] = result.wallMs;
                 result.values["processMib"] = result.peakMib;
@@ -41,7 +47,6 @@ public:
                     m_samples[task.name + "/" + key].push_back(value);
             }
         }
-        std::fprintf(stderr, "%60s\r", "");
         m_tasks.clear();
     }
 
@@ -95,7 +100,7 @@ void printRow(const std::vector<std::string>& cells)
 
 void printHeader(const std::string& title, const std::vector<std::string>& cells)
 {
-    std::printf("\n%s\n\n", title.c_str());
+    std::printf("\n### %s\n\n", title.c_str());
     printRow(cells);
     printRow(std::vector<std::string>(cells.size(), "---"));
 }
@@ -146,22 +151,39 @@ private:
         }
     }
 
+    std::string ownFile(const std::string& workload, unsigned int division) const
+    {
+        return file(workload + std::to_string(division) + ".wdb");
+    }
+
     void addReaders()
     {
-        for (const std::string workload : {"mixed", "sparse"}) {
-            for (const char* signals : {"1", "20", "1000000"}) {
-                for (const std::string reader : {"own", "fst"}) {
-                    const std::string path = file(workload + (reader == "own" ? ".wdb" : ".fst"));
-                    m_measurements.add("read-" + reader + "/" + workload + "/" + signals,
-                                       {m_options.self, "read", reader, workload, path, signals},
-                                       false);
-                }
+        for (const std::string& workload : Workload::names()) {
+            for (const unsigned int division : kReadDivisions) {
+                const std::string path = ownFile(workload, division);
+                const std::string suffix = "/" + workload + "/" + std::to_string(division);
+                addWriter("for-reading" + suffix, "own", workload, path, false, division);
+                m_measurements.add("draw" + suffix,
+                                   {m_options.self, "draw", workload, path, "20", kPixels}, false);
             }
         }
-        for (const std::string& workload : Workload::names())
-            m_measurements.add(
-                "draw/" + workload,
-                {m_options.self, "draw", workload, file(workload + ".wdb"), "20", kPixels}, false);
+        for (const std::string workload : {"mixed", "sparse"}) {
+            for (const std::string signals : {"1", "20", kAllSignals}) {
+                addReader("fst", workload, file(workload + ".fst"), signals);
+                for (const unsigned int division : kReadDivisions)
+                    addReader("own" + std::to_string(division), workload,
+                              ownFile(workload, division), signals);
+            }
+        }
+    }
+
+    void addReader(const std::string& reader, const std::string& workload, const std::string& path,
+                   const std::string& signals)
+    {
+        m_measurements.add(
+            "read/" + reader + "/" + workload + "/" + signals,
+            {m_options.self, "read", reader == "fst" ? "fst" : "own", workload, path, signals},
+            false);
     }
 
     void addDivisions()
@@ -213,30 +235,42 @@ private:
 
     void printReaders() const
     {
-        printHeader("Reading, from open to full history in memory",
-                    {"workload", "signals", "Tracewell, ms", "FST, ms", "ours / theirs"});
+        printHeader("Reading, from open to full history in memory, ms",
+                    {"workload", "signals", "FST", "Tracewell, division 2,048",
+                     "Tracewell, division 32", "best / FST"});
         for (const std::string workload : {"mixed", "sparse"}) {
-            for (const std::string signals : {"1", "20", "1000000"}) {
-                const std::string key = "/" + workload + "/" + signals + "/history";
-                printRow({workload, signals == "1000000" ? "all" : signals,
-                          number(get("read-own" + key)), number(get("read-fst" + key)),
-                          ratio(get("read-own" + key), get("read-fst" + key))});
+            for (const std::string signals : {"1", "20", kAllSignals}) {
+                const auto history = [&](const std::string& reader) {
+                    return get("read/" + reader + "/" + workload + "/" + signals + "/history");
+                };
+                const double fst = history("fst");
+                const double coarse = history("own2048");
+                const double fine = history("own32");
+                printRow({workload, signals == kAllSignals ? "all" : signals, number(fst),
+                          number(coarse), number(fine), ratio(std::min(coarse, fine), fst)});
             }
         }
     }
 
     void printDrawing() const
     {
-        printHeader("Drawing 20 signals, 1,000 pixels",
-                    {"workload", "first picture, ms", "window", "answer, all 20, us",
-                     "answer, slowest signal, us", "pan step, all 20, us",
-                     "pan step, slowest signal, us"});
+        printHeader("First picture: from open to the answers for 20 signals, 1,000 pixels",
+                    {"workload", "division", "ms", "memory, MiB"});
         for (const std::string& workload : Workload::names()) {
-            const std::string key = "draw/" + workload + "/";
+            for (const unsigned int division : kReadDivisions) {
+                const std::string key = "draw/" + workload + "/" + std::to_string(division) + "/";
+                printRow({workload, std::to_string(division), number(get(key + "first")),
+                          number(get(key + "peak"))});
+            }
+        }
+        printHeader("Later pictures of the same signals, once their trees exist, us",
+                    {"workload", "window", "all 20", "slowest signal", "pan step, all 20",
+                     "pan step, slowest signal"});
+        for (const std::string& workload : Workload::names()) {
+            const std::string key = "draw/" + workload + "/2048/";
             for (const std::string factor : {"1", "10", "100", "1000", "10000"})
                 printRow(
-                    {workload, factor == "1" ? number(get(key + "first")) : "",
-                     factor == "1" ? "whole run" : "1/" + factor,
+                    {workload, factor == "1" ? "whole run" : "1/" + factor,
                      number(get(key + "draw" + factor)), number(get(key + "slowestDraw" + factor)),
                      number(get(key + "pan" + factor)), number(get(key + "slowestPan" + factor))});
         }
