@@ -1,5 +1,31 @@
 # Sources of the reading commands.
+find_package(ZLIB REQUIRED)
+target_link_libraries(tracewell_cli PRIVATE ZLIB::ZLIB)
 target_sources(tracewell_cli PRIVATE
+  commands/WindowOptions.cpp
+  draw/Lane.cpp
+  draw/Picture.cpp
+  draw/SvgPicture.cpp
+  draw/TextPicture.cpp
+  draw/TimeRuler.cpp
+  survey/BlockImage.cpp
+  survey/EventSurvey.cpp
+  survey/FileBytes.cpp
+  survey/Findings.cpp
+  survey/StringSurvey.cpp
+  survey/Survey.cpp
+  text/Output.cpp
   text/ProgressBar.cpp
+  text/Table.cpp
   text/Terminal.cpp
+  text/TimeText.cpp
+  text/Utf8.cpp
+  text/ValueText.cpp
+  wave/FileKind.cpp
+  wave/NearestNames.cpp
+  wave/SignalCursor.cpp
+  wave/SignalSelection.cpp
+  wave/SignalValues.cpp
+  wave/ValueRows.cpp
+  wave/WaveFile.cpp
 )

@@ -1,0 +1,168 @@
+#include "CommandError.h"
+#include "Commands.h"
+#include "commands/RadixOption.h"
+#include "commands/WindowOptions.h"
+#include "draw/Picture.h"
+#include "files/UnfinishedFile.h"
+#include "text/Output.h"
+#include "text/Terminal.h"
+#include "text/Utf8.h"
+#include "wave/SignalSelection.h"
+#include "wave/SignalValues.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+namespace {
+
+constexpr unsigned int kDefaultPixels = 1200;
+constexpr unsigned int kDefaultColumns = 80;
+/// Lanes that are drawn when nobody says which.
+constexpr std::size_t kDefaultLanes = 40;
+
+struct Options
+{
+    std::string file;
+    std::vector<std::string> signals;
+    WindowOptions window;
+    Radix radix = Radix::Automatic;
+    unsigned int width = 0;
+    std::string output;
+};
+
+std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, std::string& note)
+{
+    if (!options.signals.empty()) {
+        return selectSignals(file, options.signals);
+    }
+    if (!file.hasNames()) {
+        throw CommandError(fmt::format("{}: no signals can be listed, {}; name the bytes to draw: "
+                                       "@ADDRESS or @ADDRESS:BYTES",
+                                       file.path(), file.whyNoNames()));
+    }
+    std::vector<Signal> signals = allSignals(file);
+    if (signals.size() > kDefaultLanes) {
+        note = fmt::format("The first {} of {} signals; name others to see them.", kDefaultLanes,
+                           signals.size());
+        signals.resize(kDefaultLanes);
+    }
+    return signals;
+}
+
+/// Fills the picture's lanes; `waveWidth` is how many places a lane has.
+void fillLanes(Picture& picture, const SignalValues& values, long long latestTime,
+               unsigned int waveWidth, unsigned int shortestText, Radix radix)
+{
+    const ValueText valueText([&](long long id) { return values.lookUp(id); }, radix);
+    const long long places = std::max(1u, waveWidth);
+    // Not the other way round: the product of span and pixels may be too large.
+    picture.window.resolution = (picture.window.to - picture.window.from) / places;
+    const long long shortest = picture.window.resolution * shortestText;
+    for (std::size_t i = 0; i < values.signals().size(); ++i) {
+        picture.lanes.push_back(
+            makeLane(values, i, picture.window, latestTime, shortest, valueText));
+    }
+}
+
+void writeFile(const Options& options, const std::string& svg)
+{
+    checkOutput(options.file, options.output, OutputKind::Any);
+    UnfinishedFile unfinished(options.output);
+    errno = 0;
+    std::ofstream out(options.output, std::ios::binary | std::ios::trunc);
+    if (!out) {
+        throw CommandError(fmt::format("{}: cannot be created: {}; check the place and its "
+                                       "permissions",
+                                       options.output, std::strerror(errno)));
+    }
+    unfinished.start();
+    out.write(svg.data(), static_cast<std::streamsize>(svg.size()));
+    out.close();
+    if (!out) {
+        throw CommandError(fmt::format("{}: could not be written: {}; make room and try again",
+                                       options.output, std::strerror(errno)));
+    }
+    unfinished.finish();
+}
+
+void run(const Options& options)
+{
+    WaveFile file(options.file);
+    Picture picture;
+    picture.title = std::filesystem::path(options.file).filename().string();
+    picture.timeText = file.timeText();
+    picture.window = options.window.window(file.timeText(), file.latestTime());
+    // A recording of time 0 alone still has values to show.
+    if (picture.window.to == picture.window.from) {
+        ++picture.window.to;
+    }
+    const SignalValues values(file, chooseSignals(file, options, picture.note));
+    // What holds at the very end is drawn up to the edge of such a window.
+    const long long latest = std::max(file.latestTime(), picture.window.from + 1);
+
+    if (!options.output.empty()) {
+        const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
+        fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText,
+                  options.radix);
+        const std::string svg = drawSvg(picture, width);
+        if (options.output != "-") {
+            writeFile(options, svg);
+            return;
+        }
+        Output out;
+        out << svg;
+        out.finish();
+        return;
+    }
+    const unsigned int columns =
+        options.width != 0 ? options.width : terminalColumns(kDefaultColumns);
+    fillLanes(picture, values, latest, textWaveWidth(values.signals(), columns), 1, options.radix);
+    Output out;
+    out << drawText(picture, columns);
+    out.finish();
+}
+
+} // namespace
+
+void addDrawCommand(CLI::App& app)
+{
+    constexpr unsigned int kNarrowest = 40;
+    constexpr unsigned int kWidest = 20000;
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("draw", "Draw signals as a picture, or in the terminal");
+    command->add_option("FILE", options->file, "A wave database")->required();
+    command->add_option("SIGNAL", options->signals,
+                        "Full names (top.dut.data), patterns with * and ?, or @ADDRESS[:BYTES]; "
+                        "the first 40 signals if none is given");
+    options->window.addTo(*command);
+    command
+        ->add_option("--width", options->width,
+                     "Width of the picture in pixels, or in columns in the terminal")
+        ->type_name("PX")
+        ->check(CLI::Range(kNarrowest, kWidest));
+    addRadixOption(*command, options->radix);
+    command
+        ->add_option("-o,--output", options->output,
+                     "Write the picture to this SVG file (- for the standard output); without it, "
+                     "draw in the terminal")
+        ->type_name("OUT.svg");
+    command->footer("Example:\n"
+                    "  tracewell draw run.wdb 'top.dut.*' --from 10us --to 12.5us -o run.svg\n"
+                    "Stretches with more changes than there are pixels come out as bars. Hatched\n"
+                    "is x (red) or u w - of nine states, a line in the middle is z, a dashed line\n"
+                    "l or h. An arrow is the firing of an event.");
+    command->callback([options] { run(*options); });
+}
+
+} // namespace tracewell

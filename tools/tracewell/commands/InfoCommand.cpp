@@ -1,0 +1,220 @@
+#include "Commands.h"
+#include "survey/Survey.h"
+#include "text/Output.h"
+#include "text/ProgressBar.h"
+#include "text/Table.h"
+#include "text/Utf8.h"
+
+#include "WdbEventBlockDatabaseFactory.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tracewell {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Tracewell::WdbEventBlockDatabaseFactory;
+using Tracewell::WdbFileHeader;
+
+struct Options
+{
+    std::string file;
+    bool json = false;
+};
+
+std::string versionText(const WdbFileHeader& header)
+{
+    return printable(
+        std::string_view(header.m_version, strnlen(header.m_version, WdbFileHeader::kTextSize)));
+}
+
+/// The header keeps the low 32 bits of the seconds since 1970.
+std::string creationText(const WdbFileHeader& header)
+{
+    if (header.m_creationTime == -1) {
+        return "unknown";
+    }
+    const auto seconds =
+        static_cast<std::time_t>(static_cast<std::uint32_t>(header.m_creationTime));
+    return fmt::format("{:%Y-%m-%d %H:%M:%S} UTC", fmt::gmtime(seconds));
+}
+
+std::string databaseText(int type)
+{
+    switch (type) {
+    case WdbEventBlockDatabaseFactory::kSingleBucket:
+        return fmt::format("{} (one list for all addresses)", type);
+    case WdbEventBlockDatabaseFactory::kMultipleBucket:
+        return fmt::format("{} (a list for each bucket of addresses)", type);
+    default:
+        return fmt::format("{} (not known)", type);
+    }
+}
+
+std::string timeText(const Survey& survey, long long time)
+{
+    return survey.timeText.hasTimescale()
+               ? fmt::format("{} ({})", time, survey.timeText.format(time))
+               : std::to_string(time);
+}
+
+std::string endingText(const Survey& survey)
+{
+    switch (survey.ending) {
+    case Survey::Ending::Closed:
+        return "yes";
+    case Survey::Ending::NeverClosed:
+        return "no; what was recorded last may be missing";
+    case Survey::Ending::Unknown:
+        break;
+    }
+    return "cannot be told, there is no event behind time 0";
+}
+
+const char* endingName(Survey::Ending ending)
+{
+    switch (ending) {
+    case Survey::Ending::Closed:
+        return "yes";
+    case Survey::Ending::NeverClosed:
+        return "no";
+    case Survey::Ending::Unknown:
+        break;
+    }
+    return "unknown";
+}
+
+void addEventLines(std::vector<std::vector<std::string>>& lines, const Survey& survey)
+{
+    const Tracewell::WdbEventDatabaseHeader& header = *survey.eventHeader;
+    lines.push_back({"latest time", timeText(survey, survey.latestTime())});
+    lines.push_back({"database", databaseText(header.m_databaseTypeId)});
+    lines.push_back(
+        {"buckets", fmt::format("{} of {} addresses, {} in use", header.m_numberOfBuckets,
+                                header.m_bucketDivision, survey.bucketsInUse)});
+    lines.push_back({"address size", fmt::format("{} bytes", header.m_addressSize)});
+    lines.push_back({"event blocks", std::to_string(survey.blocks)});
+    lines.push_back({"events", std::to_string(survey.events)});
+}
+
+void printText(Output& out, const std::string& path, const Survey& survey)
+{
+    std::vector<std::vector<std::string>> lines;
+    lines.push_back({"file", fmt::format("{} ({} bytes)", printable(path), survey.fileSize)});
+    lines.push_back({"version", versionText(survey.header)});
+    lines.push_back({"application", printable(survey.header.getApplication())});
+    lines.push_back({"created", creationText(survey.header)});
+    lines.push_back({"closed", endingText(survey)});
+    if (survey.hasNames) {
+        lines.push_back({"timescale", survey.timeText.timescaleText() +
+                                          (survey.names.timescale.stated ? "" : " (assumed)")});
+    }
+    if (survey.eventHeader) {
+        addEventLines(lines, survey);
+    }
+    lines.push_back({"strings", survey.hasStringMap ? std::to_string(survey.strings) : "none"});
+    lines.push_back({"signals", survey.hasNames ? fmt::format("{} names of {} objects",
+                                                              survey.names.variables.size(),
+                                                              survey.names.objects.size())
+                                                : "no name table"});
+    if (survey.findings.damages() > 0) {
+        lines.push_back({"damage", fmt::format("{} places; see: tracewell verify {}",
+                                               survey.findings.damages(), printable(path))});
+    }
+    for (const std::vector<std::string>& line : lines) {
+        out << fmt::format("{:<13} {}\n", line[0], line[1]);
+    }
+
+    using Align = ColumnFormat::Align;
+    std::vector<std::vector<std::string>> rows;
+    for (const Survey::Section& section : survey.sections) {
+        rows.push_back({section.id, std::to_string(section.version), std::to_string(section.offset),
+                        std::to_string(section.size)});
+    }
+    out << "\n"
+        << formatTable({{"section"},
+                        {"version", Align::Right},
+                        {"offset", Align::Right},
+                        {"size", Align::Right}},
+                       rows);
+}
+
+Json sectionsJson(const Survey& survey)
+{
+    Json sections = Json::array();
+    for (const Survey::Section& section : survey.sections) {
+        sections.push_back({{"id", section.id},
+                            {"version", section.version},
+                            {"offset", section.offset},
+                            {"size", section.size}});
+    }
+    return sections;
+}
+
+void printJson(Output& out, const std::string& path, const Survey& survey)
+{
+    Json json = {{"file", printable(path)},
+                 {"fileSize", survey.fileSize},
+                 {"version", versionText(survey.header)},
+                 {"application", printable(survey.header.getApplication())},
+                 {"created", survey.header.m_creationTime == -1
+                                 ? Json()
+                                 : Json(static_cast<std::uint32_t>(survey.header.m_creationTime))},
+                 {"closed", endingName(survey.ending)},
+                 {"timescale", survey.hasNames ? Json(survey.timeText.timescaleText()) : Json()}};
+    if (survey.eventHeader) {
+        json["latestTime"] = survey.latestTime();
+        json["databaseType"] = survey.eventHeader->m_databaseTypeId;
+        json["buckets"] = survey.eventHeader->m_numberOfBuckets;
+        json["bucketsInUse"] = survey.bucketsInUse;
+        json["bucketDivision"] = survey.eventHeader->m_bucketDivision;
+        json["addressSize"] = survey.eventHeader->m_addressSize;
+        json["eventBlocks"] = survey.blocks;
+        json["events"] = survey.events;
+    }
+    json["strings"] = survey.strings;
+    json["signals"] = survey.names.variables.size();
+    json["objects"] = survey.names.objects.size();
+    json["damages"] = survey.findings.damages();
+    json["sections"] = sectionsJson(survey);
+    out << json.dump(2) << "\n";
+}
+
+void run(const Options& options)
+{
+    ProgressBar bar("reading");
+    const Survey survey = surveyFile(options.file, [&](double fraction) { bar.update(fraction); });
+    Output out;
+    if (options.json) {
+        printJson(out, options.file, survey);
+    } else {
+        printText(out, options.file, survey);
+    }
+    out.finish();
+}
+
+} // namespace
+
+void addInfoCommand(CLI::App& app)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("info", "Tell what a wave database holds");
+    command->add_option("FILE", options->file, "A wave database")->required();
+    command->add_flag("--json", options->json, "JSON, for programs");
+    command->footer("Example:\n"
+                    "  tracewell info run.wdb");
+    command->callback([options] { run(*options); });
+}
+
+} // namespace tracewell

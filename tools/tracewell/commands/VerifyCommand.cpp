@@ -1,0 +1,170 @@
+#include "Commands.h"
+#include "survey/Survey.h"
+#include "text/Output.h"
+#include "text/ProgressBar.h"
+#include "text/Utf8.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <memory>
+#include <string>
+
+namespace tracewell {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int kDamaged = 1;
+
+struct Options
+{
+    std::string file;
+    bool json = false;
+};
+
+std::string timeText(const Survey& survey, long long time)
+{
+    return survey.timeText.format(time);
+}
+
+/// Of a recording that was never closed: what can be relied on. Empty for one that was.
+std::string endingText(const Survey& survey)
+{
+    if (survey.ending != Survey::Ending::NeverClosed) {
+        return {};
+    }
+    std::string text = "the writer never closed this file";
+    if (survey.wholeUpTo) {
+        text += fmt::format("; it is whole up to time {}, where bucket {} ends (which may not have "
+                            "changed since), and single events reach to time {}",
+                            timeText(survey, *survey.wholeUpTo), survey.earliestEnd,
+                            timeText(survey, survey.latestEvent));
+    }
+    if (survey.emptyLists > 0) {
+        text +=
+            fmt::format("; {} buckets were written to and list no event yet", survey.emptyLists);
+    }
+    return text;
+}
+
+void printFindings(Output& out, const Survey& survey)
+{
+    for (const Finding& finding : survey.findings.all()) {
+        const bool damage = finding.severity == Finding::Severity::Damage;
+        out << fmt::format("{}: {}: {}", damage ? "damage" : "notice",
+                           printable(finding.place.text()), printable(finding.what));
+        out << (finding.lost.empty() ? "\n" : fmt::format("; lost: {}\n", finding.lost));
+    }
+    const unsigned long long told = survey.findings.all().size();
+    const unsigned long long found = survey.findings.damages() + survey.findings.notices();
+    if (found > told) {
+        out << fmt::format("{} more findings are not listed\n", found - told);
+    }
+}
+
+void printText(Output& out, const std::string& path, const Survey& survey)
+{
+    printFindings(out, survey);
+    if (const std::string ending = endingText(survey); !ending.empty()) {
+        out << "notice: " << ending << "\n";
+    }
+    if (survey.unclaimedBytes > 0) {
+        out << fmt::format("notice: {} bytes belong to nothing{}\n", survey.unclaimedBytes,
+                           survey.ending == Survey::Ending::NeverClosed
+                               ? "; blocks that were stored and not listed yet"
+                               : "");
+    }
+    out << fmt::format("{}: {} sections, {} buckets in use, {} blocks, {} events, {} strings\n",
+                       printable(path), survey.sections.size(), survey.bucketsInUse, survey.blocks,
+                       survey.events, survey.strings);
+    out << (survey.findings.damages() == 0
+                ? "sound\n"
+                : fmt::format("damaged in {} places\n", survey.findings.damages()));
+}
+
+Json findingJson(const Finding& finding)
+{
+    Json json = {{"severity", finding.severity == Finding::Severity::Damage ? "damage" : "notice"},
+                 {"section", printable(finding.place.section)}};
+    const auto addNumber = [&](const char* name, long long value) {
+        if (value >= 0) {
+            json[name] = value;
+        }
+    };
+    addNumber("bucket", finding.place.bucket);
+    addNumber("node", finding.place.node);
+    addNumber("block", finding.place.block);
+    addNumber("blockSize", finding.place.blockSize);
+    addNumber("record", finding.place.record);
+    addNumber("byte", finding.place.byte);
+    json["what"] = printable(finding.what);
+    if (!finding.lost.empty()) {
+        json["lost"] = printable(finding.lost);
+    }
+    return json;
+}
+
+void printJson(Output& out, const std::string& path, const Survey& survey)
+{
+    const bool neverClosed = survey.ending == Survey::Ending::NeverClosed;
+    Json json = {{"file", printable(path)},
+                 {"sound", survey.findings.damages() == 0},
+                 {"damages", survey.findings.damages()},
+                 {"notices", survey.findings.notices()},
+                 {"closed", survey.ending == Survey::Ending::Unknown ? Json() : Json(!neverClosed)},
+                 {"wholeUpTo", neverClosed && survey.wholeUpTo ? Json(*survey.wholeUpTo) : Json()},
+                 {"latestTime", survey.latestTime()},
+                 {"unclaimedBytes", survey.unclaimedBytes},
+                 {"sections", survey.sections.size()},
+                 {"bucketsInUse", survey.bucketsInUse},
+                 {"blocks", survey.blocks},
+                 {"events", survey.events},
+                 {"strings", survey.strings},
+                 {"findings", Json::array()}};
+    for (const Finding& finding : survey.findings.all()) {
+        json["findings"].push_back(findingJson(finding));
+    }
+    out << json.dump(2) << "\n";
+}
+
+void run(const Options& options)
+{
+    Survey survey;
+    {
+        ProgressBar bar("verifying");
+        survey = surveyFile(options.file, [&](double fraction) { bar.update(fraction); });
+    }
+    Output out;
+    if (options.json) {
+        printJson(out, options.file, survey);
+    } else {
+        printText(out, options.file, survey);
+    }
+    out.finish();
+    if (survey.findings.damages() > 0) {
+        throw CLI::RuntimeError(kDamaged);
+    }
+}
+
+} // namespace
+
+void addVerifyCommand(CLI::App& app)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App* command =
+        app.add_subcommand("verify", "Read everything in a wave database and tell what is damaged");
+    command->add_option("FILE", options->file, "A wave database")->required();
+    command->add_flag("--json", options->json, "JSON, for programs");
+    command->footer("Example:\n"
+                    "  tracewell verify run.wdb && echo sound\n"
+                    "Exit code 0 for a sound file, also for one whose writer was killed; 1 when\n"
+                    "something in it is damaged. Each damage is told with its place: section,\n"
+                    "bucket, offset of list node and block in the file, record and byte in the\n"
+                    "unpacked block.");
+    command->callback([options] { run(*options); });
+}
+
+} // namespace tracewell

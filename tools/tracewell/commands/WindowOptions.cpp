@@ -1,0 +1,49 @@
+#include "commands/WindowOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace tracewell {
+
+CLI::Validator timeArgument()
+{
+    return CLI::Validator(
+        [](std::string& text) {
+            return isTimeArgument(text)
+                       ? std::string()
+                       : fmt::format("\"{}\" is no time; write a number and, if need be, a unit: "
+                                     "12.5us",
+                                     text);
+        },
+        "TIME", "time");
+}
+
+void WindowOptions::addTo(CLI::App& command)
+{
+    command
+        .add_option("--from", m_from,
+                    "Start of the stretch to show: a number in units of the timescale, or with a "
+                    "unit (12.5us)")
+        ->check(timeArgument());
+    command.add_option("--to", m_to, "End of the stretch; the end of the recording if not given")
+        ->check(timeArgument());
+}
+
+TimeWindow WindowOptions::window(const TimeText& timeText, long long latestTime) const
+{
+    TimeWindow window;
+    if (!m_from.empty()) {
+        window.from = timeText.parse(m_from, Rounding::Down);
+    }
+    window.to =
+        m_to.empty() ? std::max(latestTime, window.from) : timeText.parse(m_to, Rounding::Down);
+    if (window.to < window.from) {
+        throw CLI::ValidationError("--to", fmt::format("{} lies before the start of the stretch",
+                                                       timeText.format(window.to)));
+    }
+    return window;
+}
+
+} // namespace tracewell

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "text/TimeText.h"
+#include "wave/SignalCursor.h"
+
+#include <string>
+
+namespace CLI {
+class App;
+class Option;
+class Validator;
+} // namespace CLI
+
+namespace tracewell {
+
+/// --from and --to of the commands that show a stretch of time.
+class WindowOptions
+{
+public:
+    void addTo(CLI::App& command);
+
+    /// The stretch that was asked for; without --to up to `latestTime`. Resolution 0.
+    /// \throws CLI::ValidationError when it ends before it starts.
+    TimeWindow window(const TimeText& timeText, long long latestTime) const;
+
+private:
+    std::string m_from;
+    std::string m_to;
+};
+
+/// Takes times as a person writes them: 12.5us, or plain numbers in units of the timescale.
+CLI::Validator timeArgument();
+
+} // namespace tracewell

@@ -1,0 +1,284 @@
+#include "draw/Picture.h"
+
+#include "draw/TimeRuler.h"
+#include "text/Utf8.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace tracewell {
+
+namespace {
+
+constexpr std::size_t kLongestNames = 32;
+constexpr std::size_t kFewestWaveColumns = 16;
+
+constexpr const char* kDense = "▓";
+constexpr const char* kUnknown = "░";
+constexpr const char* kLine = "─";
+constexpr const char* kDashes = "╌";
+
+std::size_t nameColumns(const std::vector<Signal>& signals, std::size_t columns)
+{
+    const std::string common = commonScope(signals);
+    std::size_t longest = common.empty() ? 0 : common.size() - 1;
+    for (const Signal& signal : signals) {
+        longest = std::max(longest, characterCount(signal.label.substr(common.size())));
+    }
+    return std::min({longest, kLongestNames, std::max<std::size_t>(columns / 3, 1)});
+}
+
+std::size_t waveColumns(const std::vector<Signal>& signals, std::size_t columns)
+{
+    const std::size_t taken = nameColumns(signals, columns) + 1;
+    return std::max(kFewestWaveColumns, columns > taken ? columns - taken : 0);
+}
+
+/// A row of single characters.
+using Row = std::vector<std::string>;
+
+std::string joined(const Row& row)
+{
+    std::string text;
+    for (const std::string& character : row) {
+        text += character;
+    }
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+}
+
+/// The characters of a valid UTF-8 text.
+Row charactersOf(std::string_view text)
+{
+    Row characters;
+    for (const char c : text) {
+        if ((static_cast<unsigned char>(c) & 0xC0u) == 0x80 && !characters.empty()) {
+            characters.back() += c;
+        } else {
+            characters.emplace_back(1, c);
+        }
+    }
+    return characters;
+}
+
+char letterOf(Look look)
+{
+    switch (look) {
+    case Look::HighImpedance:
+        return 'z';
+    case Look::Uninitialized:
+        return 'u';
+    case Look::Weak:
+        return 'w';
+    case Look::DontCare:
+        return '-';
+    default:
+        return 'x';
+    }
+}
+
+/// Two rows of characters that show one lane.
+class LaneRows
+{
+public:
+    LaneRows(const Lane& lane, const TimeWindow& window, std::size_t columns)
+        : m_lane(lane), m_window(window), m_columns(columns), m_top(columns, " "),
+          m_bottom(columns, " ")
+    {
+        for (const LaneSegment& segment : lane.segments) {
+            draw(segment);
+        }
+        // What is dense takes the columns at its ends too.
+        for (const LaneSegment& segment : lane.segments) {
+            if (segment.look == Look::Dense) {
+                fill(column(segment.start), column(segment.end - 1) + 1, kDense, kDense);
+            }
+        }
+        drawFirings();
+    }
+
+    std::string top() const { return joined(m_top); }
+    std::string bottom() const { return joined(m_bottom); }
+
+private:
+    std::size_t column(long long time) const
+    {
+        const double span = std::max(1.0, static_cast<double>(m_window.to - m_window.from));
+        const double place = static_cast<double>(time - m_window.from) / span;
+        return std::min(m_columns,
+                        static_cast<std::size_t>(place * static_cast<double>(m_columns)));
+    }
+
+    void fill(std::size_t from, std::size_t to, const char* top, const char* bottom)
+    {
+        for (std::size_t i = from; i < std::min(to, m_columns); ++i) {
+            m_top[i] = top;
+            m_bottom[i] = bottom;
+        }
+    }
+
+    void draw(const LaneSegment& segment);
+    void drawLevel(const LaneSegment& segment, std::size_t from, std::size_t to);
+    void drawLetter(const LaneSegment& segment, std::size_t from, std::size_t to);
+    void drawBus(const LaneSegment& segment, std::size_t from, std::size_t to);
+    void drawFirings();
+
+    const Lane& m_lane;
+    const TimeWindow& m_window;
+    std::size_t m_columns;
+    Row m_top;
+    Row m_bottom;
+    /// The level on which the segment before ended, if it was one.
+    Look m_before = Look::Blank;
+};
+
+void LaneRows::draw(const LaneSegment& segment)
+{
+    const std::size_t from = column(segment.start);
+    const std::size_t to = segment.end >= m_window.to ? m_columns : column(segment.end);
+    switch (segment.look) {
+    case Look::Blank:
+    case Look::Dense:
+        break;
+    case Look::Low:
+    case Look::High:
+        drawLevel(segment, from, to);
+        break;
+    case Look::WeakLow:
+        fill(from, to, " ", kDashes);
+        break;
+    case Look::WeakHigh:
+        fill(from, to, kDashes, " ");
+        break;
+    case Look::HighImpedance:
+        fill(from, to, " ", kDashes);
+        drawLetter(segment, from, to);
+        break;
+    case Look::Unknown:
+    case Look::Uninitialized:
+    case Look::Weak:
+    case Look::DontCare:
+    case Look::Bus:
+    case Look::BusInPart:
+        if (segment.look >= Look::Bus || !m_lane.signal.isDigital()) {
+            drawBus(segment, from, to);
+        } else {
+            fill(from, to, kUnknown, kUnknown);
+            drawLetter(segment, from, to);
+        }
+        break;
+    }
+    m_before = segment.look;
+}
+
+void LaneRows::drawLevel(const LaneSegment& segment, std::size_t from, std::size_t to)
+{
+    const bool high = segment.look == Look::High;
+    fill(from, to, high ? kLine : " ", high ? " " : kLine);
+    const bool edge = m_before == (high ? Look::Low : Look::High);
+    if (edge && from < m_columns) {
+        m_top[from] = high ? "┌" : "┐";
+        m_bottom[from] = high ? "┘" : "└";
+    }
+}
+
+void LaneRows::drawLetter(const LaneSegment& segment, std::size_t from, std::size_t to)
+{
+    if (from < std::min(to, m_columns)) {
+        m_top[from] = std::string(1, letterOf(segment.look));
+    }
+}
+
+void LaneRows::drawBus(const LaneSegment& segment, std::size_t from, std::size_t to)
+{
+    const bool unknown = segment.look < Look::Bus;
+    fill(from, to, unknown ? kUnknown : " ", kLine);
+    if (segment.startsHere && from < m_columns) {
+        m_top[from] = "│";
+        m_bottom[from] = from > 0 && m_bottom[from - 1] == kLine ? "┴" : "└";
+        ++from;
+    }
+    const std::size_t room = to > from ? to - from : 0;
+    const Row text = charactersOf(cutEnd(segment.text, room));
+    const bool onlyDots = text.size() == 1 && characterCount(segment.text) > 1;
+    for (std::size_t i = 0; i < text.size() && !onlyDots && from + i < m_columns; ++i) {
+        m_top[from + i] = text[i];
+    }
+}
+
+void LaneRows::drawFirings()
+{
+    for (const long long time : m_lane.firings) {
+        const std::size_t at = std::min(column(time), m_columns - 1);
+        const bool several = m_top[at] == "↑" || m_top[at] == kDense;
+        m_top[at] = several ? kDense : "↑";
+        m_bottom[at] = several ? kDense : "│";
+    }
+}
+
+std::string padded(std::string text, std::size_t columns)
+{
+    const std::size_t used = characterCount(text);
+    return used < columns ? text.append(columns - used, ' ') : text;
+}
+
+std::string drawRuler(const Picture& picture, const std::string& scope, std::size_t names,
+                      std::size_t columns)
+{
+    Row labels(columns, " ");
+    Row line(columns, kLine);
+    std::size_t free = 0;
+    for (const RulerTick& tick :
+         makeRuler(picture.window, picture.timeText, static_cast<double>(columns), 1)) {
+        const auto at = static_cast<std::size_t>(tick.position * static_cast<double>(columns));
+        if (at >= columns || tick.label.empty()) {
+            continue;
+        }
+        line[at] = "┬";
+        if (at < free || at + tick.label.size() > columns) {
+            continue;
+        }
+        for (std::size_t i = 0; i < tick.label.size(); ++i) {
+            labels[at + i] = std::string(1, tick.label[i]);
+        }
+        free = at + tick.label.size() + 1;
+    }
+    return std::string(names + 1, ' ') + joined(labels) + "\n" + padded(scope, names) + " " +
+           joined(line) + "\n";
+}
+
+} // namespace
+
+unsigned int textWaveWidth(const std::vector<Signal>& signals, unsigned int columns)
+{
+    return static_cast<unsigned int>(waveColumns(signals, columns));
+}
+
+std::string drawText(const Picture& picture, unsigned int columns)
+{
+    std::vector<Signal> signals;
+    for (const Lane& lane : picture.lanes) {
+        signals.push_back(lane.signal);
+    }
+    const std::string scope = commonScope(signals);
+    const std::size_t names = nameColumns(signals, columns);
+    const std::size_t wave = waveColumns(signals, columns);
+
+    const std::string shownScope =
+        scope.empty() ? scope : cutStart(scope.substr(0, scope.size() - 1), names);
+    std::string text = drawRuler(picture, shownScope, names, wave);
+    for (const Lane& lane : picture.lanes) {
+        const LaneRows rows(lane, picture.window, wave);
+        const std::string name = cutStart(lane.signal.label.substr(scope.size()), names);
+        text += padded(name, names) + " " + rows.top() + "\n";
+        text += std::string(names + 1, ' ') + rows.bottom() + "\n";
+    }
+    if (!picture.note.empty()) {
+        text += picture.note + "\n";
+    }
+    return text;
+}
+
+} // namespace tracewell

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <fstream>
+#include <string>
+#include <type_traits>
+
+namespace tracewell {
+
+/// A file as bytes at offsets. Its length is that at opening; a file that grows is seen up to
+/// there.
+class FileBytes
+{
+public:
+    /// \throws CommandError
+    explicit FileBytes(const std::string& path);
+
+    const std::string& path() const { return m_path; }
+    long long size() const { return m_size; }
+
+    bool contains(long long offset, unsigned long long size) const
+    {
+        return offset >= 0 && offset <= m_size &&
+               size <= static_cast<unsigned long long>(m_size - offset);
+    }
+
+    /// False when the file does not hold these bytes.
+    /// \throws CommandError when the disk cannot be read.
+    bool read(long long offset, void* out, unsigned long long size);
+
+    template <class T> bool readRecord(long long offset, T& out)
+    {
+        static_assert(std::is_trivially_copyable_v<T>);
+        return read(offset, &out, sizeof out);
+    }
+
+private:
+    std::string m_path;
+    std::ifstream m_file;
+    long long m_size = 0;
+};
+
+} // namespace tracewell

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "names/Declarations.h"
+#include "survey/Findings.h"
+#include "text/TimeText.h"
+
+#include "WdbEventDatabaseHeader.h"
+#include "WdbFileHeader.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// Everything there is to know about a wave database without asking for a signal.
+struct Survey
+{
+    struct Section
+    {
+        std::string id;
+        unsigned long long version = 0;
+        long long offset = 0;
+        long long size = 0;
+    };
+
+    enum class Ending {
+        Closed,      ///< the writer stored its latest time at the end
+        NeverClosed, ///< there are events, and no latest time was stored
+        Unknown      ///< all events are at time 0, or there are none
+    };
+
+    long long fileSize = 0;
+    Tracewell::WdbFileHeader header;
+    std::vector<Section> sections;
+
+    std::optional<Tracewell::WdbEventDatabaseHeader> eventHeader;
+    /// Buckets with a list.
+    unsigned long long bucketsInUse = 0;
+    unsigned long long blocks = 0;
+    unsigned long long events = 0;
+    /// Of all events that could be read.
+    long long latestEvent = 0;
+    Ending ending = Ending::Unknown;
+    /// No event before this time is missing at the end of any bucket's list, and the bucket that
+    /// ends there. It may just not have changed since.
+    std::optional<long long> wholeUpTo;
+    long long earliestEnd = 0;
+    /// Buckets with a list from which no event could be read: the first ones were not listed yet.
+    unsigned long long emptyLists = 0;
+
+    bool hasStringMap = false;
+    unsigned long long stringBlocks = 0;
+    unsigned long long strings = 0;
+
+    bool hasNames = false;
+    Declarations names;
+    TimeText timeText;
+
+    /// Bytes that nothing in the file points to.
+    long long unclaimedBytes = 0;
+    Findings findings;
+
+    /// The stored latest time, or that of the last event where none was stored.
+    long long latestTime() const
+    {
+        return eventHeader && eventHeader->m_latestTime != 0 ? eventHeader->m_latestTime
+                                                             : latestEvent;
+    }
+};
+
+/// Reads the whole file, section by section, node by node, record by record, and trusts nothing in
+/// it: what does not fit becomes a finding. Takes memory in proportion to the size of the file, and
+/// time for unpacking each stored byte once. `progress` is told the fraction that is done.
+/// \throws CommandError when there is no file or it is no wave database.
+Survey surveyFile(const std::string& path, const std::function<void(double)>& progress);
+
+} // namespace tracewell

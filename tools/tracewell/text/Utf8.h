@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tracewell {
+
+/// Names and texts of a recording come in any encoding. The copy is valid UTF-8 that a terminal,
+/// an XML or a JSON reader takes without harm: bytes that are no UTF-8 and control characters come
+/// out as U+FFFD.
+std::string printable(std::string_view text);
+
+/// Characters of a valid UTF-8 text.
+std::size_t characterCount(std::string_view text);
+
+/// At most `limit` characters of a valid UTF-8 text. A longer one loses its end, or its start, and
+/// has "…" there instead.
+std::string cutEnd(std::string_view text, std::size_t limit);
+std::string cutStart(std::string_view text, std::size_t limit);
+
+} // namespace tracewell

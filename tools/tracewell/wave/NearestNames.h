@@ -1,0 +1,15 @@
+#pragma once
+
+#include "wave/Signal.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tracewell {
+
+/// At most three signals whose names somebody may have meant by `name`: those that end in it, and
+/// those that differ from it by a few characters.
+std::vector<std::string> nearestNames(std::string_view name, const std::vector<Signal>& signals);
+
+} // namespace tracewell

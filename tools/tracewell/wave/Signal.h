@@ -1,0 +1,53 @@
+#pragma once
+
+#include "names/DataLayout.h"
+
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// One thing that a reading command shows: a variable of the name table, or a run of bytes that
+/// was asked for by its address.
+struct Signal
+{
+    enum class Form { Scalar, Vector, Real, String, Event, Bytes };
+
+    /// Full name, fit for output; "#2" and so on behind it where variables share a name.
+    std::string label;
+    /// The scopes' part of the label, with the "." behind it; empty for bytes.
+    std::string scope;
+    /// The keyword of the declaration; "bytes" without one.
+    std::string kind;
+    Form form = Form::Bytes;
+    /// Bits.
+    unsigned int width = 1;
+    long long address = 0;
+    /// Bytes of the plain value at `address`.
+    long long size = 1;
+    /// Where the override lies; below 0 when there can be none.
+    long long overrideAddress = -1;
+
+    /// One letter at a time: drawn as a level and not as a bus.
+    bool isDigital() const { return form == Form::Scalar || (form == Form::Vector && width == 1); }
+};
+
+/// What is known of a signal from a time on.
+struct SignalState
+{
+    enum class Kind {
+        Blank, ///< no value was recorded yet
+        Dense, ///< more changes than the resolution shows
+        Value
+    };
+
+    Kind kind = Kind::Blank;
+    /// The bytes at Signal::address.
+    std::vector<unsigned char> plain;
+    /// All zero while the plain value tells all.
+    TextReference override;
+    /// Of an event: how often it fired at this very time.
+    unsigned int firings = 0;
+};
+
+} // namespace tracewell

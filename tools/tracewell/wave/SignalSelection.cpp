@@ -1,0 +1,236 @@
+#include "wave/SignalSelection.h"
+
+#include "CommandError.h"
+#include "text/Utf8.h"
+#include "wave/NearestNames.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace tracewell {
+
+namespace {
+
+/// Every byte of a run gets a tree of its own.
+constexpr long long kLongestRun = 65536;
+
+Signal::Form formOf(ObjectClass objectClass)
+{
+    switch (objectClass) {
+    case ObjectClass::Scalar:
+        return Signal::Form::Scalar;
+    case ObjectClass::Vector:
+        return Signal::Form::Vector;
+    case ObjectClass::Real:
+        return Signal::Form::Real;
+    case ObjectClass::String:
+        return Signal::Form::String;
+    case ObjectClass::Event:
+        break;
+    }
+    return Signal::Form::Event;
+}
+
+Signal makeSignal(const WaveFile& file, std::size_t index)
+{
+    const Declarations& declarations = file.declarations();
+    const Variable& variable = declarations.variables[index];
+    const Object& object = declarations.objects[variable.object];
+
+    Signal signal;
+    const std::string scope = printable(declarations.scopePath(variable.scope));
+    signal.scope = scope.empty() ? scope : scope + ".";
+    signal.label = printable(declarations.fullName(index));
+    signal.kind = printable(variable.kind);
+    signal.form = formOf(object.objectClass);
+    signal.width = std::min(std::max(variable.width, 1u), object.width);
+    signal.address = file.layout().addressOf(variable.object);
+    // A variable that is narrower than the object it shares needs the object's first groups alone.
+    signal.size = DataLayout::sizeOf({{}, object.objectClass, signal.width});
+    signal.overrideAddress = file.layout().overrideOf(variable.object);
+    return signal;
+}
+
+std::optional<long long> parseNumber(std::string_view text)
+{
+    const bool hex = text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X";
+    text.remove_prefix(hex ? 2 : 0);
+    long long value = 0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() || value < 0) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+Signal parseByteRun(const WaveFile& file, const std::string& argument)
+{
+    const std::size_t colon = argument.find(':');
+    const std::optional<long long> address = parseNumber(
+        std::string_view(argument).substr(1, colon == std::string::npos ? colon : colon - 1));
+    const std::optional<long long> size =
+        colon == std::string::npos ? 1 : parseNumber(std::string_view(argument).substr(colon + 1));
+    if (!address || !size || *size < 1 || *size > kLongestRun ||
+        *address > std::numeric_limits<long long>::max() - kLongestRun) {
+        throw CommandError(fmt::format("{}: \"{}\" is no place in the data memory; write @ADDRESS "
+                                       "or @ADDRESS:BYTES with at most {} bytes, as in @0x40:4",
+                                       file.path(), printable(argument), kLongestRun));
+    }
+    Signal signal;
+    signal.label =
+        *size == 1 ? fmt::format("@{}", *address) : fmt::format("@{}:{}", *address, *size);
+    signal.kind = "bytes";
+    signal.form = Signal::Form::Bytes;
+    signal.width = static_cast<unsigned int>(*size) * 8;
+    signal.address = *address;
+    signal.size = *size;
+    return signal;
+}
+
+/// The variables' names in every spelling that an argument may use.
+class NameIndex
+{
+public:
+    NameIndex(const WaveFile& file, const std::vector<Signal>& signals) : m_signals(signals)
+    {
+        const Declarations& declarations = file.declarations();
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            const std::string full = declarations.fullName(i);
+            const std::string plain =
+                full.substr(0, full.size() - declarations.variables[i].range.size());
+            // What stands behind the name in the label, "#2" for one, may follow either form.
+            const std::string number = signals[i].label.substr(printable(full).size());
+            for (const std::string& name : {full, plain, printable(full), printable(plain)}) {
+                add(name, i);
+                add(name + number, i);
+            }
+        }
+    }
+
+    std::vector<std::size_t> find(const std::string& argument) const
+    {
+        const std::string_view name = withoutLeadingDot(argument);
+        if (const auto exact = m_variables.find(std::string(name)); exact != m_variables.end()) {
+            return exact->second;
+        }
+        std::vector<std::size_t> found;
+        if (name.find_first_of("*?") != std::string_view::npos) {
+            for (std::size_t i = 0; i < m_signals.size(); ++i) {
+                if (matchesGlob(name, m_signals[i].label)) {
+                    found.push_back(i);
+                }
+            }
+        }
+        return found;
+    }
+
+private:
+    static std::string_view withoutLeadingDot(std::string_view name)
+    {
+        return name.size() > 1 && name[0] == '.' ? name.substr(1) : name;
+    }
+
+    void add(const std::string& name, std::size_t variable)
+    {
+        std::vector<std::size_t>& variables = m_variables[name];
+        if (variables.empty() || variables.back() != variable) {
+            variables.push_back(variable);
+        }
+    }
+
+    const std::vector<Signal>& m_signals;
+    std::unordered_map<std::string, std::vector<std::size_t>> m_variables;
+};
+
+[[noreturn]] void failToFind(const WaveFile& file, const std::vector<Signal>& signals,
+                             const std::string& argument)
+{
+    std::string remedy = fmt::format("list them with `tracewell signals {}`", file.path());
+    const std::vector<std::string> nearest = nearestNames(printable(argument), signals);
+    if (!nearest.empty()) {
+        remedy = fmt::format("did you mean {}?", fmt::join(nearest, " or "));
+    }
+    throw CommandError(
+        fmt::format("{}: no signal \"{}\"; {}", file.path(), printable(argument), remedy));
+}
+
+} // namespace
+
+bool matchesGlob(std::string_view pattern, std::string_view text)
+{
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t starText = 0;
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            starText = t;
+        } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == text[t])) {
+            ++p;
+            ++t;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            t = ++starText;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', p) == std::string_view::npos;
+}
+
+std::vector<Signal> allSignals(const WaveFile& file)
+{
+    std::vector<Signal> signals;
+    std::unordered_map<std::string, unsigned int> seen;
+    signals.reserve(file.declarations().variables.size());
+    for (std::size_t i = 0; i < file.declarations().variables.size(); ++i) {
+        signals.push_back(makeSignal(file, i));
+        const unsigned int number = ++seen[signals.back().label];
+        if (number > 1) {
+            signals.back().label += fmt::format("#{}", number);
+        }
+    }
+    return signals;
+}
+
+std::vector<Signal> selectSignals(const WaveFile& file, const std::vector<std::string>& arguments)
+{
+    const std::vector<Signal> signals = allSignals(file);
+    const NameIndex index(file, signals);
+    std::vector<Signal> selected;
+    std::unordered_set<std::string> taken;
+    const auto take = [&](const Signal& signal) {
+        if (taken.insert(signal.label).second) {
+            selected.push_back(signal);
+        }
+    };
+    for (const std::string& argument : arguments) {
+        const std::vector<std::size_t> found = index.find(argument);
+        for (const std::size_t variable : found) {
+            take(signals[variable]);
+        }
+        if (!found.empty()) {
+            continue;
+        }
+        if (!argument.empty() && argument[0] == '@') {
+            take(parseByteRun(file, argument));
+        } else if (!file.hasNames()) {
+            throw CommandError(fmt::format("{}: no signal can be found by its name, {}; ask for "
+                                           "bytes by their address: @ADDRESS or @ADDRESS:BYTES",
+                                           file.path(), file.whyNoNames()));
+        } else {
+            failToFind(file, signals, argument);
+        }
+    }
+    return selected;
+}
+
+} // namespace tracewell

@@ -1,0 +1,91 @@
+#include "wave/SignalValues.h"
+
+#include "CommandError.h"
+#include "text/ProgressBar.h"
+
+#include "IGuiStatus.h"
+#include "WdbAddressBTreeManager.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace tracewell {
+
+namespace {
+
+/// A tree for each byte takes memory before anything is known of it. The bytes of a sound recording
+/// have left a trace in the file: an entry, a list node and a block each bucket at the least.
+constexpr unsigned long long kTreesForEachFileByte = 64;
+constexpr unsigned long long kTreesAlwaysAllowed = 1u << 17;
+
+class ScanProgress : public QSIM::IGuiStatus
+{
+public:
+    void setProgress(double percent) override
+    {
+        m_percent = percent;
+        m_bar.update(percent / 100);
+    }
+    double getProgress() override { return m_percent; }
+
+private:
+    double m_percent = 0;
+    ProgressBar m_bar{"reading"};
+};
+
+} // namespace
+
+SignalValues::SignalValues(WaveFile& file, std::vector<Signal> signals)
+    : m_file(file), m_signals(std::move(signals)), m_trees(m_signals.size())
+{
+    requireSensibleSize();
+    Tracewell::WdbAddressBTreeManager& manager = m_file.reader().getBTreeManager();
+    std::vector<Tracewell::WdbScalarBTree*> toScan;
+    for (std::size_t i = 0; i < m_signals.size(); ++i) {
+        const Signal& signal = m_signals[i];
+        manager.getOrCreateByteBTrees(signal.address, signal.size, m_trees[i], toScan);
+        if (mayHaveOverride(signal)) {
+            manager.getOrCreateByteBTrees(signal.overrideAddress, sizeof(TextReference), m_trees[i],
+                                          toScan);
+        }
+    }
+    ScanProgress progress;
+    manager.scanWdbDatabaseMultiThread(toScan, &progress);
+}
+
+SignalCursor SignalValues::cursor(std::size_t signal, const TimeWindow& window) const
+{
+    return SignalCursor(m_signals[signal], m_trees[signal], window, m_file.latestTime());
+}
+
+void SignalValues::requireSensibleSize() const
+{
+    std::error_code error;
+    const std::uintmax_t fileSize = std::filesystem::file_size(m_file.path(), error);
+    unsigned long long left = kTreesAlwaysAllowed + (error ? 0 : fileSize * kTreesForEachFileByte);
+    for (const Signal& signal : m_signals) {
+        const auto size = static_cast<unsigned long long>(signal.size);
+        if (size > left) {
+            throw CommandError(fmt::format("{}: {} takes {} bytes, more than a file of this size "
+                                           "can tell; ask for fewer signals, or try `tracewell "
+                                           "verify` on it",
+                                           m_file.path(), signal.label, signal.size));
+        }
+        left -= size;
+    }
+}
+
+/// Overrides are rare and lie in buckets of their own. Eight trees are only worth making where
+/// something was recorded.
+bool SignalValues::mayHaveOverride(const Signal& signal) const
+{
+    return signal.overrideAddress >= 0 && signal.form != Signal::Form::Bytes &&
+           !m_file.database()
+                .getEventBlockDatabaseIterator(std::vector<long long>{signal.overrideAddress})
+                .empty();
+}
+
+} // namespace tracewell

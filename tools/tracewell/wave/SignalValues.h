@@ -1,0 +1,40 @@
+#pragma once
+
+#include "wave/Signal.h"
+#include "wave/SignalCursor.h"
+#include "wave/WaveFile.h"
+
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// The histories of some signals: their trees, filled by one scan of the recording. Afterwards
+/// every question is answered from the trees, at any zoom.
+class SignalValues
+{
+public:
+    /// `file` must outlive it.
+    /// \throws CommandError when the signals are larger than anything that the file can hold.
+    SignalValues(WaveFile& file, std::vector<Signal> signals);
+
+    const std::vector<Signal>& signals() const { return m_signals; }
+    SignalCursor cursor(std::size_t signal, const TimeWindow& window) const;
+    /// The trees of the signal's bytes, in ascending order of their addresses.
+    const std::vector<Tracewell::WdbScalarBTree*>& trees(std::size_t signal) const
+    {
+        return m_trees[signal];
+    }
+    /// A text of the recording's string map.
+    std::string lookUp(long long id) const { return m_file.reader().getStringMapValue(id); }
+
+private:
+    void requireSensibleSize() const;
+    bool mayHaveOverride(const Signal& signal) const;
+
+    WaveFile& m_file;
+    std::vector<Signal> m_signals;
+    std::vector<std::vector<Tracewell::WdbScalarBTree*>> m_trees;
+};
+
+} // namespace tracewell

@@ -1,0 +1,67 @@
+#include "wave/ValueRows.h"
+
+#include <algorithm>
+
+namespace tracewell {
+
+ValueRows::ValueRows(const SignalValues& values, const TimeWindow& window,
+                     const ValueText& valueText)
+    : m_values(values), m_valueText(valueText), m_from(window.from),
+      m_cells(values.signals().size())
+{
+    m_cursors.reserve(m_cells.size());
+    for (std::size_t i = 0; i < m_cells.size(); ++i) {
+        m_cursors.push_back(values.cursor(i, window));
+        step(i);
+    }
+}
+
+bool ValueRows::next()
+{
+    if (m_due.empty()) {
+        return false;
+    }
+    clearFirings();
+    long long until = m_due.front().time;
+    if (!m_started) {
+        m_started = true;
+        until = std::max(until, m_from);
+    }
+    while (!m_due.empty() && m_due.front().time <= until) {
+        std::pop_heap(m_due.begin(), m_due.end());
+        const Due due = m_due.back();
+        m_due.pop_back();
+        m_time = due.time;
+        take(due.signal);
+        step(due.signal);
+    }
+    return true;
+}
+
+void ValueRows::step(std::size_t signal)
+{
+    if (m_cursors[signal].next()) {
+        m_due.push_back({m_cursors[signal].time(), signal});
+        std::push_heap(m_due.begin(), m_due.end());
+    }
+}
+
+void ValueRows::take(std::size_t signal)
+{
+    const SignalState& state = m_cursors[signal].state();
+    m_cells[signal] = {state.kind, m_valueText.format(m_values.signals()[signal], state)};
+    if (m_values.signals()[signal].form == Signal::Form::Event &&
+        state.kind == SignalState::Kind::Value) {
+        m_fired.push_back(signal);
+    }
+}
+
+void ValueRows::clearFirings()
+{
+    for (const std::size_t signal : m_fired) {
+        m_cells[signal] = {};
+    }
+    m_fired.clear();
+}
+
+} // namespace tracewell
