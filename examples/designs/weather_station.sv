@@ -188,12 +188,14 @@ module statistics (
     end
 endmodule
 
-// The station: two sensors share one bus, which nobody drives in between.
+// The station: two sensors share one bus, which nobody drives in between. What is on the bus at a
+// `take` is sent.
 module weather_station (
     input  wire        clk,
     input  wire        rst,
     input  wire        read_temperature,
     input  wire        read_wind,
+    input  wire        take,
     input  wire [7:0]  temperature,
     input  wire [7:0]  wind,
     output wire        line,
@@ -215,7 +217,7 @@ module weather_station (
 
     byte_fifo queue (
         .clk(clk), .rst(rst),
-        .push(read_temperature || read_wind), .push_data(bus),
+        .push(take), .push_data(bus),
         .pop(send), .pop_data(next_byte), .empty(empty), .full(full), .level(level)
     );
     uart_tx transmitter (
@@ -237,6 +239,7 @@ module bench;
     reg         rst;
     reg         read_temperature = 0;
     reg         read_wind = 0;
+    reg         take = 0;
     reg  [7:0]  temperature;
     reg  [7:0]  wind;
     wire        line;
@@ -250,7 +253,7 @@ module bench;
 
     weather_station station (
         .clk(clk), .rst(rst),
-        .read_temperature(read_temperature), .read_wind(read_wind),
+        .read_temperature(read_temperature), .read_wind(read_wind), .take(take),
         .temperature(temperature), .wind(wind),
         .line(line), .sum(sum), .updated(updated)
     );
@@ -263,14 +266,22 @@ module bench;
             average  = 1.0 * station.sum / readings;
         end
 
-    task measure(input [7:0] celsius, input [7:0] knots, input integer gap);
+    // Each sensor holds the bus for `hold` clocks; its reading is taken at the end.
+    task measure(input [7:0] celsius, input [7:0] knots, input integer hold, input integer gap);
         begin
-            @(negedge clk) temperature = celsius;
+            temperature = celsius;
             wind = knots;
             read_temperature = 1;
-            @(negedge clk) read_temperature = 0;
-            @(negedge clk) read_wind = 1;
-            @(negedge clk) read_wind = 0;
+            repeat (hold) @(negedge clk);
+            take = 1;
+            @(negedge clk) take = 0;
+            read_temperature = 0;
+            repeat (hold / 2) @(negedge clk);
+            read_wind = 1;
+            repeat (hold) @(negedge clk);
+            take = 1;
+            @(negedge clk) take = 0;
+            read_wind = 0;
             repeat (gap) @(negedge clk);
         end
     endtask
@@ -282,27 +293,30 @@ module bench;
         $dumpvars(0, bench);
 
         weather = "power-up";
-        #42 rst = 1;
-        #30 rst = 0;
+        repeat (80) @(negedge clk);
+        rst = 1;
+        repeat (40) @(negedge clk);
+        rst = 0;
         weather = "calm";
-        for (n = 0; n < 6; n = n + 1)
-            measure(18 + n / 2, 3 + ($random(seed) & 3), 190);
+        for (n = 0; n < 5; n = n + 1)
+            measure(18 + n, 3 + ($random(seed) & 3), 50, 80);
 
         weather = "storm";
-        for (n = 0; n < 12; n = n + 1) begin
-            if (n % 4 == 1) -> lightning;
-            measure(16 - n / 2, 40 + ($random(seed) & 31), 20);
+        for (n = 0; n < 8; n = n + 1) begin
+            if (n % 3 == 1) -> lightning;
+            measure(16 - n, 40 + ($random(seed) & 31), 12, 20);
         end
-        repeat (400) @(negedge clk);
+        repeat (360) @(negedge clk);
 
         weather = "restart";
         rst = 1;
         readings = 0;
-        #37 rst = 0;
+        repeat (40) @(negedge clk);
+        rst = 0;
         weather = "clearing up";
-        for (n = 0; n < 4; n = n + 1)
-            measure(14 + n, 12 - 2 * n, 190);
-        repeat (100) @(negedge clk);
+        for (n = 0; n < 3; n = n + 1)
+            measure(14 + n, 12 - 2 * n, 50, 80);
+        repeat (60) @(negedge clk);
         $display("%0d readings, average %0.2f", readings, average);
         $finish;
     end
