@@ -1,0 +1,151 @@
+#include "ImportExportFixture.h"
+
+#include <string>
+
+namespace {
+
+const std::string kHead = "$timescale 1 ns $end\n"
+                          "$var wire 1 ! a $end\n"
+                          "$var reg 8 ab b [7:0] $end\n"
+                          "$var real 64 # r $end\n"
+                          "$enddefinitions $end\n";
+
+struct Refusal
+{
+    const char* name;
+    std::string text;
+    /// Parts of the one line that says why.
+    int line;
+    const char* reason;
+};
+
+void PrintTo(const Refusal& refusal, std::ostream* os)
+{
+    *os << refusal.name;
+}
+
+class Refusals : public ImportExport, public ::testing::WithParamInterface<Refusal>
+{};
+
+TEST_P(Refusals, giveFileLineAndReasonAndLeaveNothing)
+{
+    write("in.vcd", GetParam().text);
+    const Result result = import();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_NE(result.error.find(path("in.vcd") + ": line " + std::to_string(GetParam().line) + ":"),
+              std::string::npos)
+        << result.error;
+    EXPECT_NE(result.error.find(GetParam().reason), std::string::npos) << result.error;
+    EXPECT_EQ(result.error.find('\n'), std::string::npos);
+    EXPECT_EQ(files(), std::vector<std::string>{"in.vcd"});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Vcd, Refusals,
+    ::testing::Values(
+        Refusal{"undeclaredCode", kHead + "#0\n1!\n\n0z\n#1\n", 9, "\"z\""},
+        Refusal{"undeclaredCodeAtTheEnd", kHead + "#0\n1zz", 7, "\"zz\""},
+        Refusal{"timeBackwards", kHead + "#10\n1!\n#9\n0!\n", 8, "back from 10"},
+        Refusal{"negativeTime", kHead + "#-1\n", 6, "before 0"},
+        Refusal{"timeBeyond63Bits", kHead + "#9223372036854775808\n1!\n", 6, "beyond"},
+        Refusal{"timeBeyond63BitsWhenRefined",
+                kHead + "#0.001\n1!\n#9223372036854775\n"
+                        "#9223372036854776\n",
+                9, "beyond"},
+        Refusal{"noTime", kHead + "#1x\n", 6, "no time"},
+        Refusal{"cutDeclaration", "$var wire 1 ! a\n$var wire 1 \" b $end\n", 2, "cut off"},
+        Refusal{"cutHeader", "$scope module top $end\n$var wire 1 ! a $end\n", 3, "cut off"},
+        Refusal{"cutVariable", "$scope module top $end\n$var wire 1 $end\n", 2, "cut off"},
+        Refusal{"cutComment", "$scope module top $end\n$comment it goes on", 2, "cut off"},
+        Refusal{"width31Bits", "\n$var wire 2147483648 ! a $end $enddefinitions $end #0", 2,
+                "2147483648"},
+        Refusal{"widthBeyondAll", "$var reg 99999999999999999999 ! a $end", 1, "widest"},
+        Refusal{"width24Bits", "$var reg 16777217 ! a $end", 1, "16777216"},
+        Refusal{"widthNegative", "$var wire -8 ! a $end", 1, "\"-8\""},
+        Refusal{"tooMuchMemory",
+                [] {
+                    std::string text;
+                    for (int i = 0; i < 300; ++i) {
+                        text += "$var reg 16777216 c" + std::to_string(i) + " a $end\n";
+                    }
+                    return text + "$enddefinitions $end\n";
+                }(),
+                301, "MB"},
+        Refusal{"gzip", std::string("\x1f\x8b\x08\0\0\0\0\0", 8), 1, "gunzip"},
+        Refusal{"binary", kHead + "#0\n1!\n" + std::string("\0\1\2", 3), 8, "NUL"},
+        Refusal{"utf16", std::string("\xff\xfe$\0v\0", 6), 1, "UTF-16"},
+        Refusal{"empty", "", 1, "empty"}, Refusal{"otherText", "\nhello world\n", 2, "not a VCD"},
+        Refusal{"noValue", kHead + "#0\nq!\n", 7, "\"q!\""},
+        Refusal{"noLetters", kHead + "#0\nb10210 ab\n", 7, "\"10210\""},
+        Refusal{"noReal", kHead + "#0\nr1.5x #\n", 7, "\"1.5x\""},
+        Refusal{"declarationInTheBody", kHead + "#0\n1!\n$scope module x $end\n", 8, "$scope"},
+        Refusal{"noTimescale", "$timescale 10 parsecs $end", 1, "timescale"},
+        Refusal{"deepScopes",
+                [] {
+                    std::string text;
+                    for (int i = 0; i < 1000; ++i) {
+                        text += "$scope module x $end\n";
+                    }
+                    return text;
+                }(),
+                513, "deep"}),
+    [](const auto& refusal) { return refusal.param.name; });
+
+struct Cut
+{
+    const char* name;
+    const char* tail;
+    bool warns;
+};
+
+class CutBodies : public ImportExport, public ::testing::WithParamInterface<Cut>
+{};
+
+TEST_P(CutBodies, keepEverythingUpToTheCut)
+{
+    write("in.vcd", kHead + "#5\n1!\nb101 ab\n#8\n0!\n" + GetParam().tail);
+    const Result result = import();
+    EXPECT_EQ(result.code, 0) << result.error;
+    EXPECT_EQ(result.error.find("cut off") != std::string::npos, GetParam().warns) << result.error;
+    run({"export", path("out.wdb"), path("out.vcd")});
+    const std::string text = read("out.vcd");
+    EXPECT_EQ(text.substr(text.find("#5")), "#5\n1!\nb101 ab\n#8\n0!\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Vcd, CutBodies,
+                         ::testing::Values(Cut{"value", "b1101", true}, Cut{"scalar", "1", true},
+                                           Cut{"blank", "b1101 ", true},
+                                           Cut{"code", "b1101 a", true}, Cut{"time", "#1", true},
+                                           Cut{"hash", "#", true}, Cut{"keyword", "$dump", true},
+                                           Cut{"comment", "$comment x", true},
+                                           Cut{"port", "pD 6", true}, Cut{"nothing", "\n", false}),
+                         [](const auto& cut) { return cut.param.name; });
+
+TEST_F(ImportExport, refusalSparesAnOlderOutputAsLongAsTheDeclarationsAreNoGood)
+{
+    write("out.wdb", "older");
+    write("in.vcd", "$var wire 1 ! a");
+    EXPECT_EQ(import().code, 1);
+    EXPECT_EQ(read("out.wdb"), "older");
+    write("in.vcd", kHead + "#0\n1?\n");
+    EXPECT_EQ(import().code, 1);
+    EXPECT_EQ(files(), std::vector<std::string>{"in.vcd"});
+}
+
+TEST_F(ImportExport, inputsAndOutputsThatCannotBeAreRefused)
+{
+    write("in.vcd", kHead + "#0\n1!\n");
+    EXPECT_EQ(run({"import", path("none.vcd"), path("out.wdb")}).code, 1);
+    EXPECT_EQ(run({"import", path("in.vcd"), path("in.vcd")}).code, 1);
+    EXPECT_EQ(run({"import", path("in.vcd"), path("no/such/place.wdb")}).code, 1);
+    EXPECT_EQ(run({"import", path("in.vcd"), path("")}).code, 1);
+    EXPECT_EQ(run({"import", path("in.vcd"), "-"}).code, 1);
+    EXPECT_EQ(run({"import", path("in.vcd"), "/dev/null"}).code, 1);
+    EXPECT_EQ(run({"import", path("in.vcd"), path("out.wdb"), "--sync", "-1"}).code, 2);
+    EXPECT_EQ(run({"import", path("in.vcd")}).code, 2);
+    EXPECT_EQ(run({"export", path("in.vcd"), path("out.vcd")}).code, 1);
+    EXPECT_EQ(files(), std::vector<std::string>{"in.vcd"});
+    EXPECT_EQ(read("in.vcd"), kHead + "#0\n1!\n");
+}
+
+} // namespace
