@@ -171,6 +171,7 @@ void addValuesCommand(CLI::App& app)
     command
         ->add_option("--resolution", options->resolution,
                      "Show changes that lie no further apart than this as dense")
+        ->type_name("TIME")
         ->check(timeArgument());
     addRadixOption(*command, options->radix);
     CLI::Option* csv = command->add_flag("--csv", options->csv, "Comma-separated values");

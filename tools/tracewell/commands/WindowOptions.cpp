@@ -17,7 +17,7 @@ CLI::Validator timeArgument()
                                      "12.5us",
                                      text);
         },
-        "TIME", "time");
+        "", "time");
 }
 
 void WindowOptions::addTo(CLI::App& command)
@@ -26,8 +26,10 @@ void WindowOptions::addTo(CLI::App& command)
         .add_option("--from", m_from,
                     "Start of the stretch to show: a number in units of the timescale, or with a "
                     "unit (12.5us)")
+        ->type_name("TIME")
         ->check(timeArgument());
     command.add_option("--to", m_to, "End of the stretch; the end of the recording if not given")
+        ->type_name("TIME")
         ->check(timeArgument());
 }
 

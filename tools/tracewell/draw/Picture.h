@@ -29,7 +29,7 @@ std::string drawSvg(const Picture& picture, unsigned int width);
 /// Pixels that the lanes of such a picture are wide: the resolution to ask for follows from it.
 unsigned int svgWaveWidth(const std::vector<Signal>& signals, unsigned int width);
 /// Pixels that a text must have at least.
-constexpr unsigned int kSvgShortestText = 20;
+constexpr unsigned int kSvgShortestText = 12;
 
 /// The picture as lines of text with box characters, `columns` wide.
 std::string drawText(const Picture& picture, unsigned int columns);

@@ -27,6 +27,7 @@ constexpr std::size_t kShortestNames = 10;
 constexpr std::size_t kLongestNames = 38;
 /// Half of a bus's crossing.
 constexpr double kSlant = 3;
+constexpr double kTextMargin = 3;
 constexpr double kNarrowestWave = 100;
 
 std::string escape(std::string_view text)
@@ -221,20 +222,24 @@ void LaneDrawing::drawBus(const LaneSegment& segment, bool lastOfAll)
     const double left = place(segment.start);
     const double right = place(segment.end);
     const double slant = std::min(kSlant, (right - left) / 2);
-    const double leftSlant = segment.startsHere ? slant : 0;
-    const double rightSlant = lastOfAll ? 0 : slant;
-    std::string path = fmt::format("M{} {}H{}", number(left + leftSlant), number(-kAmplitude),
-                                   number(right - rightSlant));
-    path += lastOfAll ? fmt::format("M{} {}", number(right), number(kAmplitude))
-                      : fmt::format("L{} 0L{} {}", number(right), number(right - rightSlant),
-                                    number(kAmplitude));
-    path += fmt::format("H{}", number(left + leftSlant));
-    if (segment.startsHere) {
-        path +=
-            fmt::format("L{} 0L{} {}", number(left), number(left + leftSlant), number(-kAmplitude));
+    const std::string leftEnd =
+        segment.startsHere ? fmt::format("H{}L{} 0L{} {}", number(left + slant), number(left),
+                                         number(left + slant), number(-kAmplitude))
+                           : fmt::format("H{}V{}", number(left), number(-kAmplitude));
+    const char* const style = busStyle(segment.look);
+    if (!lastOfAll) {
+        drawPath(style, fmt::format("M{} {}{}H{}L{} 0Z", number(right - slant), number(kAmplitude),
+                                    leftEnd, number(right - slant), number(right)));
+    } else if (segment.startsHere) {
+        drawPath(style, fmt::format("M{} {}{}H{}", number(right), number(kAmplitude), leftEnd,
+                                    number(right)));
+    } else {
+        m_out += fmt::format("<rect class=\"{}\" stroke-dasharray=\"{} {}\" x=\"{}\" y=\"{}\" "
+                             "width=\"{}\" height=\"{}\"/>\n",
+                             style, number(right - left), number(2 * kAmplitude), number(left),
+                             number(-kAmplitude), number(right - left), number(2 * kAmplitude));
     }
-    m_out += fmt::format("<path class=\"{}\" d=\"{}\"/>\n", busStyle(segment.look), path);
-    drawText(segment, left + leftSlant, right - rightSlant);
+    drawText(segment, left, right);
 }
 
 void LaneDrawing::drawBox(const LaneSegment& segment)
@@ -248,15 +253,15 @@ void LaneDrawing::drawBox(const LaneSegment& segment)
 
 void LaneDrawing::drawText(const LaneSegment& segment, double left, double right)
 {
-    const double room = right - left - 6;
+    const double room = right - left - 2 * kTextMargin;
     if (segment.text.empty() || room < kValueCharacter) {
         return;
     }
     const auto characters = static_cast<std::size_t>(room / kValueCharacter);
-    const std::string text = cutEnd(segment.text, characters);
-    if (characters < 2 && characterCount(segment.text) > characters) {
+    if (characters < 3 && characterCount(segment.text) > characters) {
         return;
     }
+    const std::string text = cutEnd(segment.text, characters);
     m_out += fmt::format("<text class=\"{}\" x=\"{}\" y=\"3.5\">{}</text>\n",
                          textStyle(segment.look), number((left + right) / 2), escape(text));
 }

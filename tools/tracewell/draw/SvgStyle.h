@@ -37,8 +37,8 @@ path{fill:none}
 .hi{fill:#1a7f37;fill-opacity:.1}
 .wk{stroke:#1a7f37;stroke-width:1.5;stroke-dasharray:3 2}
 .hz{stroke:#bc4c00;stroke-width:1.75}
-.dl{fill:#2da44e;fill-opacity:.75}
-.db{fill:#54a3f5;fill-opacity:.85}
+.dl{fill:#1a7f37;fill-opacity:.85}
+.db{fill:#0969da;fill-opacity:.7}
 .xl,.ul,.wl,.nl{stroke-width:1}
 .xl{fill:url(#hx);stroke:#cf222e}
 .ul{fill:url(#hu);stroke:#8250df}

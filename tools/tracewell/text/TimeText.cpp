@@ -241,7 +241,7 @@ std::string TimeText::format(long long time) const
     }
     const Wide value = magnitudeOf(time) * std::max<Wide>(m_timescale.factor, 1);
     if (value == 0) {
-        return fmt::format("0 {}", unitName(m_timescale.exponent));
+        return "0 s";
     }
     const int magnitude = static_cast<int>(digitsOf(value).size()) - 1 + m_timescale.exponent;
     const int unit = unitExponent(magnitude);

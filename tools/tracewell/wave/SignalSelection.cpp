@@ -107,6 +107,7 @@ public:
                 full.substr(0, full.size() - declarations.variables[i].range.size());
             // What stands behind the name in the label, "#2" for one, may follow either form.
             const std::string number = signals[i].label.substr(printable(full).size());
+            m_plainNames.push_back(printable(plain));
             for (const std::string& name : {full, plain, printable(full), printable(plain)}) {
                 add(name, i);
                 add(name + number, i);
@@ -123,7 +124,7 @@ public:
         std::vector<std::size_t> found;
         if (name.find_first_of("*?") != std::string_view::npos) {
             for (std::size_t i = 0; i < m_signals.size(); ++i) {
-                if (matchesGlob(name, m_signals[i].label)) {
+                if (matchesGlob(name, m_signals[i].label) || matchesGlob(name, m_plainNames[i])) {
                     found.push_back(i);
                 }
             }
@@ -146,6 +147,8 @@ private:
     }
 
     const std::vector<Signal>& m_signals;
+    /// Without the range.
+    std::vector<std::string> m_plainNames;
     std::unordered_map<std::string, std::vector<std::size_t>> m_variables;
 };
 
