@@ -50,9 +50,7 @@ public:
 /// Holds one text for either kind of list; the empty text is an item without content.
 struct TextItem
 {
-    TextItem(unsigned int itemParameter, long long baseAddress)
-        : m_parameter(itemParameter), m_base(baseAddress)
-    {}
+    TextItem(unsigned int /*itemParameter*/, long long /*baseAddress*/) {}
     void clear() { m_text.clear(); }
     long long addBlock(WdbIBlockManager& manager, unsigned int& size) const
     {
@@ -67,8 +65,6 @@ struct TextItem
         return addBlock(manager, size);
     }
 
-    unsigned int m_parameter;
-    long long m_base;
     std::string m_text;
 };
 
@@ -220,18 +216,6 @@ TEST(BlockList, iteratorKeepsToTheNodeThatItReadAndLastEntryToTheFile)
     list.flushNode();
     EXPECT_EQ(entriesFrom(early), (Entries{{1, 1}}));
     EXPECT_EQ(entriesFrom(late), (Entries{{1, 1}, {2, 2}, {3, 3}, {4, 4}, {5, 5}}));
-}
-
-TEST(BlockList, openItemIsHandedOutAndReplaced)
-{
-    StoredBytes file;
-    List<10> list(file, 0, 64, 4096, kWriting);
-    EXPECT_EQ(list.getItem(), nullptr);
-    EXPECT_TRUE(list.openItem().m_parameter == 64 && list.openItem().m_base == 4096);
-    list.openItem().m_text = "abc";
-    EXPECT_EQ(list.takeOpenItem(std::make_unique<TextItem>(1u, 2LL))->m_text, "abc");
-    EXPECT_TRUE(list.begin().isEof()) << "what was handed out is the caller's to store";
-    EXPECT_EQ(list.openItem().m_base, 2);
 }
 
 TEST(BlockList, readingStoresNothing)

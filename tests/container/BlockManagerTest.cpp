@@ -67,37 +67,30 @@ TEST(BlockManagers, keepWhatWasStoredAndFilesOnlyGrow)
 TEST(BlockManagers, freeListGivesTheOldestBlockOfExactlyTheSize)
 {
     WdbBlockFreeList list;
+    for (const auto& [handle, size] : {std::pair{1, 50u}, {2, 200u}, {3, 100u}, {4, 100u}})
+        list.putBlock(handle, size);
     long long handle = -7;
-    list.putBlock(1, 50);
-    list.putBlock(2, 200);
-    EXPECT_FALSE(list.getBlock(100, handle));
+    EXPECT_FALSE(list.getBlock(99, handle));
     EXPECT_EQ(handle, -7);
-    list.putBlock(3, 100);
-    list.putBlock(4, 100);
-    EXPECT_TRUE(list.getBlock(100, handle));
-    EXPECT_EQ(handle, 3);
-    EXPECT_TRUE(list.getBlock(100, handle));
-    EXPECT_EQ(handle, 4);
+    EXPECT_TRUE(list.getBlock(100, handle) && handle == 3);
+    EXPECT_TRUE(list.getBlock(100, handle) && handle == 4);
     EXPECT_FALSE(list.getBlock(100, handle));
 }
 
 TEST(BlockManagers, containsIsExactForAnyNumbers)
 {
     const TestDirectory directory;
+    writeFile(directory.path("ten"), "0123456789");
     std::stringstream text("0123456789");
     DescriptorStream stream;
-    writeFile(directory.path("ten"), text.str());
     ASSERT_TRUE(stream.open(directory.path("ten"), DescriptorFile::Mode::Read));
-    for (std::basic_iostream<char>* each : {static_cast<std::basic_iostream<char>*>(&text),
-                                            static_cast<std::basic_iostream<char>*>(&stream)}) {
+    for (std::iostream* each :
+         {static_cast<std::iostream*>(&text), static_cast<std::iostream*>(&stream)}) {
         const WdbFileBlockManager manager(*each);
-        EXPECT_TRUE(manager.contains(0, 10));
-        EXPECT_TRUE(manager.contains(10, 0));
-        EXPECT_FALSE(manager.contains(9, 2));
-        EXPECT_FALSE(manager.contains(11, 0));
-        EXPECT_FALSE(manager.contains(-1, kHuge));
-        EXPECT_FALSE(manager.contains(1, kHuge));
-        EXPECT_FALSE(manager.contains(kFar, kHuge));
+        EXPECT_TRUE(manager.contains(0, 10) && manager.contains(10, 0));
+        EXPECT_FALSE(manager.contains(9, 2) || manager.contains(11, 0));
+        EXPECT_FALSE(manager.contains(-1, kHuge) || manager.contains(1, kHuge) ||
+                     manager.contains(kFar, kHuge));
         EXPECT_TRUE(each->good());
     }
     stream.close();

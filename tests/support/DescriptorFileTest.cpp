@@ -48,6 +48,7 @@ TEST(DescriptorFile, whatIsNoOrdinaryFileFailsInsteadOfHanging)
     char byte;
     ASSERT_TRUE(file.open(pipe, Mode::Read));
     EXPECT_EQ(file.readAt(0, &byte, 1), 0u);
+    EXPECT_EQ(file.size(), -1);
 }
 
 } // namespace

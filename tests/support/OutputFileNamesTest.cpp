@@ -9,42 +9,38 @@ namespace {
 
 using Names = ZSIM::OutputFileNames;
 
-TEST(OutputFileNames, everyNameIsTheSimulators)
+TEST(OutputFileNames, pathsLeadToTheSimulatorsFiles)
 {
     const std::string s = "work.top";
-    std::string names;
-    for (const std::string& name : std::vector<std::string>{
-             Names::getDumpDirName(), Names::getAdjunctDirPathName(), Names::getElabLogFileName(),
-             Names::getHDLLibraryMappingFileName(), Names::getIncludeFileReleaseDir(),
-             Names::getProtoInstExtension(), Names::getSimLogFileName(),
-             Names::getWaveformConfigFileName(), Names::getZsiHeaderFileName(),
-             Names::getKernelExecDirName(s, "/root"), Names::getCodegenDirName(s),
-             Names::getCCPDirName(s), Names::getCCPObjPathName(s, "a"),
-             Names::getCCPMemFilePathName(s), Names::getSettingsPathName(s, "r"),
-             Names::getKernelDLLPathName(s, "r")})
-        names += name + "\n";
-    EXPECT_EQ(names, "zsim.dir\nzsim.dir/adjunct\nzelab.log\nzsim.ini\ndata/zsim/include\n"
-                     ".protoinst\nzsimapp.log\nzsim.wcfg\nzsi.h\n/root/zsim.dir/work.top\n"
-                     "zsim.dir/work.top/obj\nzsim.ccp\n"
-                     "zsim.dir/zsim.ccp/work.top/obj/a.nt64.obj\n"
-                     "zsim.dir/zsim.ccp/work.top/zsimccp.mem\n"
-                     "r/zsim.dir/work.top/zsimSettings.ini\nr/zsim.dir/work.top/zsimk.dll\n");
+    std::string paths;
+    for (const std::string& path :
+         {Names::getAdjunctDirPathName(), Names::getKernelExecDirName(s, "/root"),
+          Names::getSettingsPathName(s, "r"), Names::getKernelDLLPathName(s, "r"),
+          Names::getCCPObjPathName(s, "a"), Names::getCCPMemFilePathName(s),
+          Names::getCCPRelocateFilePathName(s), Names::getCCPRelocateHeaderFilePathName(s)})
+        paths += path + " ";
+    EXPECT_EQ(paths, "zsim.dir/adjunct /root/zsim.dir/work.top "
+                     "r/zsim.dir/work.top/zsimSettings.ini r/zsim.dir/work.top/zsimk.dll "
+                     "zsim.dir/zsim.ccp/work.top/obj/a.nt64.obj "
+                     "zsim.dir/zsim.ccp/work.top/zsimccp.mem "
+                     "zsim.dir/zsim.ccp/work.top/zsimccp.reloc "
+                     "zsim.dir/zsim.ccp/work.top/ccpreloc.h ");
 
     std::string files;
-    for (const auto& path :
-         {Names::getBreakpointManagerPathName(s), Names::getCRVSolverDumpFilePathName(s),
-          Names::getDbgPathName(s), Names::getDesignRolodexFilePathName(s),
-          Names::getKernelLogPathName(s), Names::getMemFilePathName(s),
-          Names::getProtoSettingsPathName(s), Names::getRTTIPathName(s),
-          Names::getRelocateFilePathName(s), Names::getSVCovConsInfoFilePathName(s),
-          Names::getSVCovInfoFilePathName(s), Names::getSVTypeFilePathName(s),
-          Names::getSimCrashLogPathName(s), Names::getKernelExecPathName(s, false),
-          Names::getKernelExecPathName(s, true), Names::getSimRelaunchFilePathName(s),
-          Names::getTypeFilePathName(s)}) {
+    for (const std::string& path :
+         {Names::getCodegenDirName(s), Names::getBreakpointManagerPathName(s),
+          Names::getCRVSolverDumpFilePathName(s), Names::getDbgPathName(s),
+          Names::getDesignRolodexFilePathName(s), Names::getKernelLogPathName(s),
+          Names::getMemFilePathName(s), Names::getProtoSettingsPathName(s),
+          Names::getRTTIPathName(s), Names::getRelocateFilePathName(s),
+          Names::getSVCovConsInfoFilePathName(s), Names::getSVCovInfoFilePathName(s),
+          Names::getSVTypeFilePathName(s), Names::getSimCrashLogPathName(s),
+          Names::getKernelExecPathName(s, false), Names::getKernelExecPathName(s, true),
+          Names::getSimRelaunchFilePathName(s), Names::getTypeFilePathName(s)}) {
         EXPECT_EQ(path.rfind("zsim.dir/work.top/", 0), 0u) << path;
         files += path.substr(18) + " ";
     }
-    EXPECT_EQ(files, "TempBreakPointFile.txt zsim.crvsdump zsim.dbg zsim.rlx zsimkernel.log "
+    EXPECT_EQ(files, "obj TempBreakPointFile.txt zsim.crvsdump zsim.dbg zsim.rlx zsimkernel.log "
                      "zsim.mem settings.protoinst zsim.rtti zsim.reloc zsim.covconsinfo "
                      "zsim.covinfo zsim.svtype zsimcrash.log zsimk.exe azsim.exe "
                      "Compile_Options.txt zsim.type ");

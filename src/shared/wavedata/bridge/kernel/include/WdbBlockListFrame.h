@@ -81,9 +81,6 @@ public:
         return *m_item;
     }
 
-    /// The item, or null while none was made.
-    T* getItem() const { return m_item.get(); }
-
     /// Hands the open item out and closes it; `replacement` (may be null, must be empty) serves
     /// the next openItem. The caller stores the item and then calls addEntry.
     std::unique_ptr<T> takeOpenItem(std::unique_ptr<T> replacement)

@@ -19,7 +19,8 @@ class DescriptorStream;
 /// addNewSection wrote is visible to other processes when they return, in the order of the calls.
 ///
 /// The lock is the recursive mutex of the block manager. create, close, the header operations and
-/// the two embed operations take it; open, addNewSection and the lookups hold none of their own.
+/// the two embed operations take it. open and addNewSection take it for each transfer only, as do
+/// the lookups, so nobody may add sections during a lookup by this manager.
 class TRACEWELL_API WdbFileManager
 {
 public:
@@ -80,6 +81,8 @@ public:
     /// more than the whole file was asked for.
     char* getSectionData(const std::string& sectionId, unsigned int version, long long size) const;
 
+    /// Throws std::ios_base::failure on its bad and fail states. Use by several threads needs the
+    /// lock.
     std::basic_iostream<char>& getiostream();
     WdbIBlockManager& getFileBlockManager() { return *m_blockManager; }
     const WdbIBlockManager& getFileBlockManager() const { return *m_blockManager; }

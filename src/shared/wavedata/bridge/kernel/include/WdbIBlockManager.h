@@ -10,8 +10,8 @@ namespace Tracewell {
 /// reach their storage. A block has no header; whoever keeps the handle keeps the size too. A
 /// stored block never moves and never changes its size, so a reader may run beside the writer.
 ///
-/// A failed transfer is never reported to the caller: it prints one line to the standard error
-/// stream and ends the process.
+/// A failed transfer is never reported to the caller. The managers over a stream print one line to
+/// the standard error stream and end the process.
 class TRACEWELL_API WdbIBlockManager
 {
 public:

@@ -92,6 +92,8 @@ void WdbFileManager::create(const std::string& path)
         m_header.m_creationTime = static_cast<int>(std::time(nullptr));
         m_header.m_tableOfContentOffset = 0;
         writeRecord(*m_stream, m_header);
+        // A null device takes everything and keeps nothing.
+        readRecord(*m_stream, m_header);
     } catch (const std::ios_base::failure&) {
         m_stream->close();
         m_stream->clear();
@@ -196,9 +198,9 @@ void WdbFileManager::addNewSection(const std::string& sectionId, unsigned int ve
 void WdbFileManager::embedDataInNewSection(const std::string& sectionId, unsigned int version,
                                            const unsigned char* data, long long size)
 {
+    const Lock lock(m_blockManager->getMutex());
     if (!m_open || size <= 0)
         return;
-    const Lock lock(m_blockManager->getMutex());
     const long long offset = m_blockManager->addBlock(reinterpret_cast<const char*>(data),
                                                       static_cast<unsigned long long>(size));
     addNewSection(sectionId, version, offset, size);

@@ -119,8 +119,8 @@ std::size_t DescriptorFile::writeAt(long long offset, const char* data, std::siz
 
 long long DescriptorFile::size() const
 {
-    struct stat status;
-    return ::fstat(m_descriptor, &status) == 0 ? static_cast<long long>(status.st_size) : -1;
+    // The status tells 0 for a pipe, whose size nobody knows, and for a disk.
+    return ::lseek(m_descriptor, 0, SEEK_END);
 }
 
 } // namespace Tracewell

@@ -39,7 +39,7 @@ public:
     std::size_t readAt(long long offset, char* out, std::size_t size) const;
     /// The number of bytes transferred; fewer than asked for only when the transfer failed.
     std::size_t writeAt(long long offset, const char* data, std::size_t size);
-    /// In bytes, asked from the system; -1 when it cannot tell.
+    /// In bytes, asked from the system; -1 when it cannot tell, as for a pipe.
     long long size() const;
 
 private:
