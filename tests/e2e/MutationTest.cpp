@@ -10,7 +10,7 @@ namespace {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr long kPeakKib = 1 << 20;
 #else
-constexpr long kPeakKib = 200 << 10;
+constexpr long kPeakKib = 100 << 10;
 #endif
 
 unsigned int numberFromEnvironment(const char* name, unsigned int otherwise)
@@ -71,12 +71,12 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
 {
     const std::vector<std::vector<std::string>> commands = {
         {"info", "bad.wdb"},
-        {"info", "--json", "bad.wdb"},
+        {"info", "bad.wdb", "--json"},
         {"signals", "bad.wdb"},
-        {"values", "bad.wdb", "top.bus[7:0]", "top.phase", "top.wide[69:0]", "top.level"},
-        {"values", "bad.wdb", "top.hit", "toy.clk", "toy.count[31:0]", "--resolution", "500"},
-        {"next", "bad.wdb", "100", "top.bus[7:0]"},
-        {"previous", "bad.wdb", "900", "toy.count[31:0]"},
+        {"values", "bad.wdb", "*"},
+        {"values", "bad.wdb", "*", "--from", "900", "--resolution", "500"},
+        {"next", "bad.wdb", "100", "*"},
+        {"previous", "bad.wdb", "900", "*"},
         {"draw", "bad.wdb", "-o", "bad.svg"},
         {"draw", "bad.wdb"},
         {"export", "bad.wdb", "bad.vcd"},
@@ -89,8 +89,13 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
     std::mt19937 random(seed);
     const FileMutator mutators[] = {FileMutator(readFile(m_directory.path("imported.wdb"))),
                                     FileMutator(readFile(m_directory.path("kernel.wdb")))};
-    for (const char* const sound : {"imported.wdb", "kernel.wdb"})
-        ASSERT_EQ(run({"verify", sound}).exitCode(), 0) << sound;
+    for (const char* const sound : {"imported.wdb", "kernel.wdb"}) {
+        for (std::vector<std::string> command : commands) {
+            command[1] = sound;
+            const Outcome outcome = run(command);
+            ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
+        }
+    }
 
     unsigned int refused = 0;
     for (unsigned int i = 0; i < mutations; ++i) {
