@@ -1,13 +1,13 @@
 #include "../support/TestFiles.h"
-#include "TreeHistory.h"
+#include "TestEvents.h"
 
 #include "IGuiStatus.h"
 #include "ScanTargets.h"
 #include "ThreadPool.h"
 #include "WdbAddressBTreeManager.h"
-#include "WdbEventBlockDatabaseFactory.h"
 #include "WdbFileManager.h"
 #include "WdbMemoryBlockManager.h"
+#include "WdbMultipleBucketEventDatabase.h"
 
 #include <atomic>
 #include <cstring>
@@ -50,77 +50,66 @@ struct ScanCase
 {
     int typeId;
     unsigned int division;
-    long long addressSize;
-    /// Distance between the addresses that events and trees keep to.
+    unsigned long long addressSize;
+    /// Distance between the places that events and trees keep to.
     long long spread;
 };
 
 class ScanOfRandomEvents : public ::testing::TestWithParam<ScanCase>
 {
 protected:
-    void fill(std::mt19937& random, WdbIEventBlockDatabase& database, int count)
+    long long pickAddress()
+    {
+        return static_cast<long long>(m_random() % 40) * GetParam().spread + m_random() % 6;
+    }
+
+    void fill(WdbIEventBlockDatabase& database)
     {
         long long time = 0;
-        for (int i = 0; i < count; ++i) {
-            time += random() % 3;
-            Event event{time, pickAddress(random), {}};
-            const auto length = random() % 50 == 0 ? 200 : 1 + random() % 12;
-            for (auto byte = length; byte > 0; --byte)
-                event.value += static_cast<char>(random() % 4);
-            database.writeEvent(event.time, event.address,
-                                static_cast<unsigned int>(event.value.size()),
-                                reinterpret_cast<const unsigned char*>(event.value.data()));
-            m_events.push_back(std::move(event));
+        m_events.clear();
+        for (int i = 0; i < 4000; ++i) {
+            time += m_random() % 3;
+            m_events.push_back({time, pickAddress(), {}});
+            std::string& value = m_events.back().value;
+            for (auto left = m_random() % 50 == 0 ? 200 : 1 + m_random() % 12; left > 0; --left)
+                value += static_cast<char>(m_random() % 4);
+            database.writeEvent(time, m_events.back().address,
+                                static_cast<unsigned int>(value.size()),
+                                reinterpret_cast<const unsigned char*>(value.data()));
         }
     }
 
-    Trees makeTrees(std::mt19937& random, WdbAddressBTreeManager& manager)
+    Trees makeTrees(WdbAddressBTreeManager& manager)
     {
         Trees trees;
         Trees toScan;
-        std::vector<WdbAddressBitPair> bits;
         for (int i = 0; i < 60; ++i) {
-            manager.getOrCreateByteBTrees(pickAddress(random), 1, trees, toScan);
-            bits.emplace_back(pickAddress(random), random() % 8);
+            manager.getOrCreateByteBTrees(pickAddress(), 1, trees, toScan);
+            const auto bit = static_cast<unsigned int>(m_random() % 8);
+            manager.getOrCreateBitBTrees({{pickAddress(), bit}}, trees, toScan);
         }
-        manager.getOrCreateBitBTrees(bits, trees, toScan);
         return toScan;
     }
 
-    long long pickAddress(std::mt19937& random) const
-    {
-        return static_cast<long long>(random() % 40) * GetParam().spread + random() % 6;
-    }
-
+    std::mt19937 m_random;
     std::vector<Event> m_events;
 };
 
 TEST_P(ScanOfRandomEvents, bothScansGiveEachTreeItsEvents)
 {
     const TestDirectory directory;
-    const ScanCase& param = GetParam();
     for (unsigned int seed = 1; seed <= 6; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
-        m_events.clear();
-        const std::string path = directory.path(std::to_string(seed));
+        m_random.seed(seed);
         WdbFileManager file;
-        file.create(path + ".wdb");
-        const std::unique_ptr<WdbIEventBlockDatabase> database(
-            WdbEventBlockDatabaseFactory::getInstance().create(param.typeId, file));
-        const auto addressSize = static_cast<unsigned long long>(param.addressSize);
-        database->initialize(
-            WdbIEventBlockDatabase::createEventSection(
-                param.typeId,
-                WdbIEventBlockDatabase::calculateNumberOfBucket(addressSize, param.division),
-                addressSize, param.division, file),
-            true);
-        fill(random, *database, 4000);
-
+        file.create(directory.path("run.wdb"));
+        const auto database =
+            addEventDatabase(file, GetParam().typeId, GetParam().addressSize, GetParam().division);
+        fill(*database);
         for (const bool onPool : {false, true}) {
             WdbAddressBTreeManager manager(database.get());
-            manager.createDrawingBTreeFile(path + (onPool ? ".pool" : ".one"));
-            const Trees trees = makeTrees(random, manager);
+            manager.createDrawingBTreeFile(directory.path("trees"));
+            const Trees trees = makeTrees(manager);
             if (onPool)
                 manager.scanWdbDatabaseMultiThread(trees, nullptr);
             else
@@ -151,207 +140,97 @@ TEST(ScanTargets, damagedRecordsNeitherLeadAstrayNorTurnTimeBack)
     block.addEvent(15, 104, 1, value + 6);
     block.addEvent(30, 104, 1, value + 7);
     targets.addBlock(block);
-    EXPECT_EQ(getHistory(low), (History{{10, 1}, {20, 2}}));
-    EXPECT_EQ(getHistory(high), (History{{10, 5}, {20, 7}, {30, 8}}));
+    const History lowHistory = {{10, 1}, {20, 2}};
+    const History highHistory = {{10, 5}, {20, 7}, {30, 8}};
+    EXPECT_EQ(getHistory(low), lowHistory);
+    EXPECT_EQ(getHistory(high), highHistory);
 
+    constexpr long long kHighest = std::numeric_limits<long long>::max();
     const auto sendDamaged = [&](long long base, unsigned int delta, unsigned int length) {
         WdbEventBlock damaged(1024, base);
         damaged.addEvent(40, base, 8, value);
-        std::memcpy(damaged.getMemory() + WdbEventBlock::kHeaderSize + 8, &delta, sizeof delta);
-        std::memcpy(damaged.getMemory() + WdbEventBlock::kHeaderSize + 12, &length, sizeof length);
+        char* const record = damaged.getMemory() + WdbEventBlock::kHeaderSize;
+        std::memcpy(record + 8, &delta, sizeof delta);
+        std::memcpy(record + 12, &length, sizeof length);
         targets.addBlock(damaged);
     };
-    constexpr long long kHighest = std::numeric_limits<long long>::max();
     sendDamaged(100, 0, 0xFFFFFFFFu);
     sendDamaged(100, 0, 1000);
     sendDamaged(100, 0xFFFFFFFFu, 8);
     sendDamaged(kHighest, 0, 8);
     sendDamaged(kHighest, 200, 8);
-    EXPECT_EQ(getHistory(low).size(), 2u);
-    EXPECT_EQ(getHistory(high).size(), 3u);
+    EXPECT_EQ(getHistory(low), lowHistory);
+    EXPECT_EQ(getHistory(high), highHistory);
 }
-
-/// A database of buckets of 100 addresses, each with `blocks` blocks of one event for its first
-/// address.
-class FakeDatabase : public WdbIEventBlockDatabase
-{
-public:
-    class Iterator : public WdbIEventBlockIterator
-    {
-    public:
-        Iterator(const FakeDatabase& database, long long base) : m_database(database), m_base(base)
-        {
-            ++m_database.m_alive;
-        }
-        ~Iterator() override { --m_database.m_alive; }
-        bool isEof() const override { return m_block == m_database.m_blocks; }
-        explicit operator bool() const override { return !isEof(); }
-        WdbIEventBlockIterator& operator++() override
-        {
-            ++m_block;
-            ++m_database.m_blocksRead;
-            return *this;
-        }
-        void getEventBlock(WdbEventBlock& block) override
-        {
-            if (m_base == m_database.m_brokenBucket)
-                throw std::runtime_error("broken");
-            const auto value = static_cast<unsigned char>(m_block % 2);
-            block.clear();
-            block.setBaseAddress(m_base);
-            block.addEvent(m_block, m_base, 1, &value);
-            std::memcpy(block.getMemory(), &m_block, sizeof m_block);
-        }
-
-    private:
-        const FakeDatabase& m_database;
-        long long m_base;
-        long long m_block = 0;
-    };
-
-    FakeDatabase(long long blocks, long long latestTime)
-        : m_blocks(blocks), m_latestTime(latestTime)
-    {
-        m_header.m_maxEventBlockSize = 100;
-    }
-
-    void getEventBlockDatabaseIterator(const Trees& trees, IteratorVector& iterators,
-                                       std::vector<Trees>& treeLists) const override
-    {
-        std::map<long long, Trees> groups;
-        for (WdbScalarBTree* const tree : trees)
-            groups[tree->getAddress() / 100 * 100].push_back(tree);
-        for (const auto& group : groups) {
-            iterators.push_back(std::make_shared<Iterator>(*this, group.first));
-            treeLists.push_back(group.second);
-        }
-    }
-    long long getLatestTime() const override { return m_latestTime; }
-    const WdbEventDatabaseHeader& getEventDatabaseHeader() const override { return m_header; }
-
-    void initialize(long long, bool) override {}
-    void writeEvent(long long, long long, unsigned int, const unsigned char*) override {}
-    void flush() override {}
-    void setLatestTime(long long) override {}
-    void setFilterRepeatedValue(bool) override {}
-    IteratorVector getAllEventBlockDatabaseIterator() const override { return {}; }
-    IteratorVector getEventBlockDatabaseIterator(const std::vector<long long>&) const override
-    {
-        return {};
-    }
-    void setAddressMapFileOffsetAndSize(long long, long long) override {}
-    WdbIEventSource* getIEventDataSource() override { return nullptr; }
-
-    long long m_blocks;
-    long long m_latestTime;
-    long long m_brokenBucket = -1;
-    WdbEventDatabaseHeader m_header;
-    mutable std::atomic<int> m_alive{0};
-    mutable std::atomic<long long> m_blocksRead{0};
-};
 
 class RecordingStatus : public QSIM::IGuiStatus
 {
 public:
-    void setProgress(double percent) override
-    {
-        m_calls.push_back(percent);
-        if (m_calls.size() == m_throwAt)
-            throw std::runtime_error("viewer gone");
-    }
+    void setProgress(double percent) override { m_calls.push_back(percent); }
     double getProgress() override { return m_calls.empty() ? 0.0 : m_calls.back(); }
 
     std::vector<double> m_calls;
-    std::size_t m_throwAt = 0;
 };
 
-class ScanProgress : public ::testing::Test
+TEST(ScanProgress, movesEveryThousandBlocksAndWithWholeBuckets)
 {
-protected:
-    void scan(bool onPool)
-    {
-        m_manager.createDrawingBTreeFile(m_directory.path("trees"));
-        m_manager.getOrCreateByteBTrees(0, 1, m_trees, m_toScan);
-        m_manager.getOrCreateByteBTrees(100, 3, m_trees, m_toScan);
-        if (onPool)
-            m_manager.scanWdbDatabaseMultiThread(m_toScan, &m_status);
-        else
-            m_manager.scanWdbDatabase(m_toScan, &m_status);
+    const TestDirectory directory;
+    WdbFileManager file;
+    file.create(directory.path("run.wdb"));
+    addEventDatabase(file, 1001, 200, 100);
+    // Blocks so small that one event fills them.
+    WdbIBlockManager& blocks = file.getFileBlockManager();
+    const long long section = WdbIEventBlockDatabase::getEventSection(file);
+    const std::string blockSize = littleEndian(64, 4);
+    blocks.putBlock(section + 64, blockSize.data(), 4);
+    WdbMultipleBucketEventDatabase database(1001, file);
+    database.initialize(section, true);
+    for (long long time = 0; time < 4000; ++time) {
+        const unsigned char value[8] = {static_cast<unsigned char>(time % 2)};
+        database.writeEvent(time, 0, 8, value);
+        database.writeEvent(time, 100, 8, value);
     }
 
-    TestDirectory m_directory;
-    FakeDatabase m_database{4000, 4000};
-    WdbAddressBTreeManager m_manager{&m_database};
-    RecordingStatus m_status;
-    Trees m_trees;
-    Trees m_toScan;
-};
+    WdbAddressBTreeManager manager(&database);
+    manager.createDrawingBTreeFile(directory.path("trees"));
+    Trees trees;
+    Trees toScan;
+    manager.getOrCreateByteBTrees(0, 1, trees, toScan);
+    manager.getOrCreateByteBTrees(100, 3, trees, toScan);
+    RecordingStatus status;
+    manager.scanWdbDatabase({}, &status);
+    EXPECT_TRUE(status.m_calls.empty());
 
-TEST_F(ScanProgress, movesEveryThousandBlocksAndEndsAtAll)
-{
-    scan(false);
-    const std::vector<double> expected = {999 / 160.0,
-                                          1999 / 160.0,
-                                          2999 / 160.0,
-                                          3999 / 160.0,
-                                          25,
-                                          25 + 999 / 53.3333333333,
-                                          25 + 1999 / 53.3333333333,
-                                          25 + 2999 / 53.3333333333,
-                                          25 + 3999 / 53.3333333333,
-                                          100};
-    ASSERT_EQ(m_status.m_calls.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i)
-        EXPECT_NEAR(m_status.m_calls[i], expected[i], 1e-6) << i;
+    manager.scanWdbDatabaseMultiThread(trees, &status);
+    EXPECT_EQ(status.m_calls, (std::vector<double>{25, 100}));
+    EXPECT_EQ(getHistory(*trees[1]).size(), 4000u);
+
+    status.m_calls.clear();
+    manager.scanWdbDatabase(trees, &status);
+    ASSERT_EQ(status.m_calls.size(), 10u);
+    const double times[] = {999, 1999, 2999, 3999, 3999};
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_NEAR(status.m_calls[i], times[i] / 3999 * 25, 1e-9);
+        EXPECT_NEAR(status.m_calls[5 + i], 25 + times[i] / 3999 * 75, 1e-9);
+    }
+
+    status.m_calls.clear();
+    database.setLatestTime(0);
+    manager.scanWdbDatabase(trees, &status);
+    EXPECT_EQ(status.m_calls, (std::vector<double>{25, 100}));
+    manager.setEventDatabase(nullptr);
+    manager.scanWdbDatabase(trees, &status);
+    EXPECT_EQ(status.m_calls.size(), 2u);
 }
 
-TEST_F(ScanProgress, withoutALatestTimeOnlyTheEndOfABucketCounts)
+TEST(ThreadPool, runsEverythingBeforeItStopsAlsoBehindAnException)
 {
-    m_database.m_latestTime = 0;
-    scan(false);
-    EXPECT_EQ(m_status.m_calls, (std::vector<double>{25, 100}));
-}
-
-TEST_F(ScanProgress, poolReportsWholeBuckets)
-{
-    scan(true);
-    EXPECT_EQ(m_status.m_calls, (std::vector<double>{25, 100}));
-    EXPECT_EQ(getHistory(*m_trees[0]).size(), 4000u);
-    EXPECT_EQ(getHistory(*m_trees[1]).size(), 4000u);
-}
-
-TEST_F(ScanProgress, anExceptionComesOutWhenAllThreadsAreDone)
-{
-    m_database.m_brokenBucket = 0;
-    EXPECT_THROW(scan(true), std::runtime_error);
-    EXPECT_EQ(m_database.m_blocksRead, 4000);
-    EXPECT_EQ(m_database.m_alive, 0);
-    EXPECT_TRUE(m_status.m_calls.empty());
-    EXPECT_THROW(m_manager.scanWdbDatabase(m_toScan, nullptr), std::runtime_error);
-
-    m_database.m_brokenBucket = -1;
-    m_status.m_throwAt = 1;
-    EXPECT_THROW(m_manager.scanWdbDatabaseMultiThread(m_toScan, &m_status), std::runtime_error);
-    EXPECT_EQ(m_database.m_alive, 0);
-}
-
-TEST_F(ScanProgress, nothingIsSaidWithoutTreesOrDatabase)
-{
-    m_manager.scanWdbDatabase({}, &m_status);
-    m_manager.setEventDatabase(nullptr);
-    scan(true);
-    m_manager.scanWdbDatabase(m_toScan, &m_status);
-    EXPECT_TRUE(m_status.m_calls.empty());
-}
-
-TEST(ThreadPool, hasAThreadAndTakesNothingAfterStop)
-{
-    ThreadPool pool(0);
     std::atomic<int> done{0};
-    std::vector<std::future<int>> futures;
+    ThreadPool pool(0);
+    std::future<void> broken = pool.submit([] { throw std::logic_error("broken"); });
     for (int i = 0; i < 100; ++i)
-        futures.push_back(pool.submit([&done] { return ++done; }));
-    EXPECT_EQ(futures.front().get(), 1);
+        pool.submit([&done] { ++done; });
+    EXPECT_THROW(broken.get(), std::logic_error);
     pool.stop();
     EXPECT_EQ(done, 100);
     try {

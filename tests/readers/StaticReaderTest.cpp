@@ -1,25 +1,27 @@
-#include "../query/TreeHistory.h"
+#include "../query/TestEvents.h"
 #include "../support/TestFiles.h"
 
 #include "QsimException.h"
 #include "WdbAddressBTreeManager.h"
 #include "WdbAddressMap.h"
-#include "WdbEventBlockDatabaseFactory.h"
 #include "WdbEventReaderFactory.h"
 #include "WdbFileManager.h"
 #include "WdbStringMapDatabase.h"
 #include "platform/Process.h"
 
-#include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <random>
 
 namespace Tracewell {
 namespace {
 
-std::unique_ptr<WdbIEventReader> makeReader()
+using Trees = std::vector<WdbScalarBTree*>;
+
+void embed(WdbFileManager& file, const char* section, const std::string& data)
 {
-    return std::unique_ptr<WdbIEventReader>(
-        WdbEventReaderFactory::getInstance().create(WdbEventReaderFactory::StaticReader));
+    file.embedDataInNewSection(section, 1, reinterpret_cast<const unsigned char*>(data.data()),
+                               static_cast<long long>(data.size()));
 }
 
 class StaticReader : public ::testing::Test
@@ -31,30 +33,39 @@ protected:
         std::filesystem::create_directory(m_temporary);
     }
 
-    std::unique_ptr<WdbIEventBlockDatabase> addEvents()
+    /// A file with something in every section; bytes 1 to 4 at addresses 48 to 51 since time 5.
+    void fill()
     {
-        std::unique_ptr<WdbIEventBlockDatabase> database(
-            WdbEventBlockDatabaseFactory::getInstance().create(1001, m_file));
-        database->initialize(WdbIEventBlockDatabase::createEventSection(1001, 2, 100, 50, m_file),
-                             true);
-        return database;
+        embed(m_file, "Zelnix DBG", "debug information");
+        embed(m_file, "Zelnix RTTI", "types");
+        embed(m_file, "Zelnix Proto", "settings");
+        const auto events = addEventDatabase(m_file, 1001, 100, 50);
+        const unsigned char value[] = {1, 2, 3, 4};
+        events->writeEvent(5, 48, 4, value);
+        for (long long time = 6; time < 3000; ++time)
+            events->writeEvent(time, time % 40, 2, value + time % 3);
+        events->setLatestTime(9000);
+        WdbAddressMap objects;
+        objects.insert(3, 6);
+        events->setAddressMapFileOffsetAndSize(objects.addBlock(m_file.getFileBlockManager()), 1);
+        WdbStringMapDatabase strings(m_file);
+        strings.initialize(WdbStringMapDatabase::createStringMapSection(101, m_file, true), true);
+        strings.addString("one");
+        strings.addString("two");
+    }
+
+    static std::unique_ptr<WdbIEventReader> makeReader()
+    {
+        return std::unique_ptr<WdbIEventReader>(
+            WdbEventReaderFactory::getInstance().create(WdbEventReaderFactory::StaticReader));
     }
 
     std::unique_ptr<WdbIEventReader> read()
     {
         m_file.close();
-        std::unique_ptr<WdbIEventReader> reader = makeReader();
+        auto reader = makeReader();
         reader->createReader("channel", m_fileName, 7, m_temporary);
         return reader;
-    }
-
-    std::vector<std::string> listTemporaryFiles() const
-    {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_temporary))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
     }
 
     std::string getRefusal(WdbIEventReader& reader, const std::string& fileName)
@@ -67,41 +78,26 @@ protected:
         return "none";
     }
 
+    std::vector<std::string> listTemporaryFiles() const
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_temporary))
+            names.push_back(entry.path().filename().string());
+        return names;
+    }
+
     TestDirectory m_directory;
     const std::string m_temporary = m_directory.path("temporary");
     const std::string m_fileName = m_directory.path("a name of thirty-one characters.wdb");
     WdbFileManager m_file;
 };
 
-void embed(WdbFileManager& file, const char* section, const std::string& data)
-{
-    file.embedDataInNewSection(section, 1, reinterpret_cast<const unsigned char*>(data.data()),
-                               static_cast<long long>(data.size()));
-}
-
 TEST_F(StaticReader, givesBackWhatTheContainerHolds)
 {
-    embed(m_file, "Zelnix DBG", "debug information");
-    embed(m_file, "Zelnix RTTI", "types");
-    embed(m_file, "Zelnix Proto", "settings");
-    auto database = addEvents();
-    const unsigned char value[] = {1, 2, 3, 4};
-    database->writeEvent(5, 48, 4, value);
-    database->setLatestTime(9);
-    WdbAddressMap objects;
-    objects.insert(3, 6);
-    database->setAddressMapFileOffsetAndSize(objects.addBlock(m_file.getFileBlockManager()), 1);
-    database.reset();
-    {
-        WdbStringMapDatabase strings(m_file);
-        strings.initialize(WdbStringMapDatabase::createStringMapSection(101, m_file, true), true);
-        strings.addString("one");
-        strings.addString("two");
-    }
-
+    fill();
     const auto reader = read();
     EXPECT_TRUE(reader->isWDBVersionMatched());
-    EXPECT_EQ(reader->getLatestTime(), 9);
+    EXPECT_EQ(reader->getLatestTime(), 9000);
     long long size = 0;
     const std::unique_ptr<char, decltype(&std::free)> debug(reader->getDbg(&size), &std::free);
     EXPECT_EQ(std::string(debug.get(), static_cast<std::size_t>(size)), "debug information");
@@ -110,7 +106,6 @@ TEST_F(StaticReader, givesBackWhatTheContainerHolds)
     const std::unique_ptr<char[]> header(reader->getDbgHeader(5));
     EXPECT_EQ(std::string(header.get(), 5), "debug");
     EXPECT_EQ(reader->getProtoSettings(), "settings");
-
     EXPECT_EQ(reader->getStringMapValue(2), "two");
     EXPECT_EQ(reader->getStringMapValue(2), "two");
     for (const long long id : {0LL, -1LL, 3LL, (1LL << 32) + 1})
@@ -120,14 +115,13 @@ TEST_F(StaticReader, givesBackWhatTheContainerHolds)
     reader->setObjectTraced(7, 0, 0);
     EXPECT_TRUE(reader->isObjectTraced(7));
 
-    std::vector<WdbScalarBTree*> trees;
-    std::vector<WdbScalarBTree*> toScan;
-    WdbAddressBTreeManager& manager = reader->getBTreeManager();
-    manager.getOrCreateByteBTrees(47, 5, trees, toScan);
-    manager.scanWdbDatabaseMultiThread(toScan, nullptr);
-    EXPECT_TRUE(trees[0]->isEmpty());
-    for (int i = 1; i < 5; ++i)
-        EXPECT_EQ(getHistory(*trees[static_cast<unsigned>(i)]), (History{{5, i}}));
+    Trees trees;
+    Trees toScan;
+    reader->getBTreeManager().getOrCreateByteBTrees(48, 5, trees, toScan);
+    reader->getBTreeManager().scanWdbDatabaseMultiThread(toScan, nullptr);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(getHistory(*trees[static_cast<std::size_t>(i)]), (History{{5, i + 1}}));
+    EXPECT_TRUE(trees[4]->isEmpty());
 
     EXPECT_EQ(getRefusal(*reader, m_fileName), "Cannot open simulation database file.");
     EXPECT_EQ(reader->getStringMapValue(1), "one") << "a second opening disturbs nothing";
@@ -135,23 +129,19 @@ TEST_F(StaticReader, givesBackWhatTheContainerHolds)
 
 TEST_F(StaticReader, missingSectionsAreAbsence)
 {
-    addEvents();
+    addEventDatabase(m_file, 1000, 100, 50);
     const auto reader = read();
     EXPECT_EQ(reader->getLatestTime(), 0);
     EXPECT_EQ(reader->getDbg(nullptr), nullptr);
-    EXPECT_EQ(reader->getRtti(nullptr), nullptr);
     EXPECT_EQ(reader->getDbgHeader(10), nullptr);
     EXPECT_EQ(reader->getProtoSettings(), "");
     EXPECT_EQ(reader->getStringMapValue(1), "");
     EXPECT_TRUE(reader->isObjectTraced(1234));
-    EXPECT_FALSE(reader->hasMoreData());
 }
 
 TEST_F(StaticReader, aListOfObjectsThatCannotBeTrueHidesNone)
 {
-    auto database = addEvents();
-    database->setAddressMapFileOffsetAndSize(64, 1LL << 60);
-    database.reset();
+    addEventDatabase(m_file, 1001, 100, 50)->setAddressMapFileOffsetAndSize(64, 1LL << 60);
     EXPECT_TRUE(read()->isObjectTraced(1));
 }
 
@@ -166,9 +156,8 @@ TEST_F(StaticReader, canBeUsedAgainAfterARefusal)
     m_file.addNewSection("WDB.Event", 1, 1LL << 40, 72);
     m_file.close();
     EXPECT_EQ(getRefusal(*reader, m_fileName), "The wdb file does not contain event database.");
-
     m_file.create(m_fileName);
-    addEvents();
+    addEventDatabase(m_file, 1001, 100, 50);
     m_file.close();
     EXPECT_EQ(getRefusal(*reader, m_fileName), "none");
     EXPECT_EQ(listTemporaryFiles().size(), 1u);
@@ -176,7 +165,7 @@ TEST_F(StaticReader, canBeUsedAgainAfterARefusal)
 
 TEST_F(StaticReader, eachReaderHasATemporaryFileWhileItLives)
 {
-    addEvents();
+    addEventDatabase(m_file, 1001, 100, 50);
     auto first = read();
     auto second = read();
     const std::vector<std::string> names = listTemporaryFiles();
@@ -190,13 +179,7 @@ TEST_F(StaticReader, eachReaderHasATemporaryFileWhileItLives)
     first.reset();
     EXPECT_EQ(listTemporaryFiles().size(), 1u);
     second.reset();
-    EXPECT_TRUE(listTemporaryFiles().empty());
-}
 
-TEST_F(StaticReader, temporaryFilesGoToTheSystemsPlaceUnlessADirectoryIsNamed)
-{
-    addEvents();
-    m_file.close();
     ::setenv("TMPDIR", m_temporary.c_str(), 1);
     for (const char* const directory : {"", "/no/such/directory"}) {
         const auto reader = makeReader();
@@ -204,13 +187,49 @@ TEST_F(StaticReader, temporaryFilesGoToTheSystemsPlaceUnlessADirectoryIsNamed)
         EXPECT_EQ(listTemporaryFiles().size(), 1u);
     }
     ::unsetenv("TMPDIR");
+    EXPECT_TRUE(listTemporaryFiles().empty());
+}
+
+TEST_F(StaticReader, noDamageHarmsIt)
+{
+    fill();
+    m_file.close();
+    const std::string good = readFile(m_fileName);
+    for (unsigned int seed = 1; seed <= 400; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937_64 random(seed);
+        std::string bytes = good;
+        const unsigned long long numbers[] = {0,          1,          bytes.size() - 8, ~0ull,
+                                              ~0ull >> 1, 1ull << 33, random()};
+        for (auto count = 1 + random() % 6; count > 0; --count) {
+            const std::size_t width = random() % 2 == 0 ? 8 : 1;
+            bytes.replace(24 + random() % (bytes.size() - 32), width,
+                          littleEndian(numbers[random() % 7], static_cast<int>(width)));
+        }
+        if (random() % 4 == 0)
+            bytes.resize(64 + random() % bytes.size());
+        writeFile(m_fileName, bytes);
+
+        const auto reader = makeReader();
+        if (getRefusal(*reader, m_fileName) != "none")
+            continue;
+        Trees trees;
+        Trees toScan;
+        reader->getBTreeManager().getOrCreateByteBTrees(0, 100, trees, toScan);
+        reader->getBTreeManager().scanWdbDatabaseMultiThread(toScan, nullptr);
+        std::vector<WdbTimeByteValues> out;
+        reader->getValueEvents(0, 10000, random() % 50, trees, out);
+        reader->getNextEvent(500, trees);
+        reader->getStringMapValue(2);
+        reader->getProtoSettings();
+        std::free(reader->getDbg(nullptr));
+    }
 }
 
 TEST(WdbEventReaderFactory, knowsNoOtherReader)
 {
-    EXPECT_EQ(WdbEventReaderFactory::getInstance().create(
-                  static_cast<WdbEventReaderFactory::ReaderType>(2)),
-              nullptr);
+    const auto unknown = static_cast<WdbEventReaderFactory::ReaderType>(2);
+    EXPECT_EQ(WdbEventReaderFactory::getInstance().create(unknown), nullptr);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "../query/TreeHistory.h"
+#include "../query/TestEvents.h"
 
 #include "WdbMemoryBlockManager.h"
 #include "WdbStaticReader.h"

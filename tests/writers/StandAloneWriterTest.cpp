@@ -1,11 +1,9 @@
-#include "../query/TreeHistory.h"
+#include "../query/TestEvents.h"
 #include "../support/TestFiles.h"
 
 #include "OutputFileNames.h"
 #include "QsimException.h"
 #include "WdbAddressBTreeManager.h"
-#include "WdbIEventBlockDatabase.h"
-#include "WdbMultipleBucketEventDatabase.h"
 #include "WdbStandAloneWriter.h"
 #include "WdbStaticReader.h"
 #include "WdbStringMapDatabase.h"
@@ -22,17 +20,17 @@
 namespace Tracewell {
 namespace {
 
-std::vector<std::string> listSections(const std::string& path)
+std::string listSections(const std::string& path)
 {
     WdbFileManager file;
     file.open(path);
-    std::vector<std::string> sections;
+    std::string names;
     for (auto entry = file.getTableOfContent()->begin(); entry; ++entry) {
         WdbTableOfContentItem item;
         item.loadBlock(entry.getHandle(), entry.getSize(), file.getFileBlockManager());
-        sections.emplace_back(item.m_sectionId);
+        names += item.m_sectionId + std::string(" ");
     }
-    return sections;
+    return names;
 }
 
 /// The histories of `count` bytes from `address` on.
@@ -96,8 +94,7 @@ TEST_F(StandAloneWriter, everyTraceFunctionComesBackFromTheFile)
 {
     const auto traceVlog = m_writer.getTraceVlogFunc();
     open();
-    std::array<unsigned char, 16> value{};
-    value.fill(0xff);
+    std::vector<unsigned char> value(1600, 0xff);
     m_memory[201] = 0x30;
     m_writer.getTraceVhdlFunc()(1, 0, 3, &m_memory[10], value.data());
     m_writer.getTraceVhdlFuncScalar()(2, 0, 1, value.data());
@@ -106,58 +103,47 @@ TEST_F(StandAloneWriter, everyTraceFunctionComesBackFromTheFile)
     traceVlog(5, 0, 5, &m_memory[200], value.data(), 32, 64);
     traceVlog(6, 0, 5, &m_memory[200], value.data(), 7, 7);
     traceVlog(6, 0, 5, &m_memory[200], value.data(), 7, 3);
-    m_writer.getTraceScObjectFunc()(10, 400, &m_memory[200], value.data(), 0, 8);
-    m_writer.getTraceScObjectFunc()(11, 400, &m_memory[200], value.data(), 5, 0xFFFFFFFFu);
-    m_writer.getTraceScVirtualObjectFunc()(12, 500, value.data(), 60, 10);
+    m_writer.getTraceScObjectFunc()(10, 250, &m_memory[200], value.data(), 0, 8);
+    m_writer.getTraceScObjectFunc()(11, 250, &m_memory[200], value.data(), 5, 0xFFFFFFFFu);
+    m_writer.getTraceScVirtualObjectFunc()(12, 270, value.data(), 5, 10);
     m_writer.markCurrentTime(20);
+    // So long that the room for it is not kept, and the next one needs new room.
+    traceVlog(13, 0, 5, &m_memory[400], value.data(), 1, 1600 * 4);
+    traceVlog(14, 0, 5, &m_memory[400], value.data(), 0, 1);
     m_writer.close();
 
-    long long latestTime = 0;
-    const auto histories = readHistories(m_fileName, 0, 600, &latestTime);
-    EXPECT_EQ(latestTime, 20);
-    std::vector<History> expected(600);
+    std::vector<History> expected(300);
     for (const std::size_t place : {10, 11, 12})
         expected[place] = {{1, 0xff}};
     for (std::size_t place = 200; place < 216; ++place)
         expected[place] = {{place < 208 ? 3 : 4, 0}};
-    expected[200] = {{3, 0x18}, {4, 0}};
-    expected[204] = {{3, 0x18}, {4, 0}};
+    for (const std::size_t place : {200, 204})
+        expected[place] = {{3, 0x18}, {4, 0}};
     expected[201] = {{3, 0x30}};
     for (const std::size_t place : {203, 207})
         expected[place].push_back({4, 0xc0});
     for (const std::size_t place : {208, 212})
-        expected[place] = {{4, 3}, {5, 0xff}};
-    for (const std::size_t place : {209, 210, 211, 213, 214, 215})
+        expected[place] = {{4, 3}};
+    for (std::size_t place = 208; place < 216; ++place)
         expected[place].push_back({5, 0xff});
-    for (std::size_t place = 400; place < 408; ++place)
-        expected[place] = {{10, place == 401 ? 0x30 : place % 4 == 0 ? 0xff : 0}};
-    for (std::size_t place = 560; place < 570; ++place)
+    for (std::size_t place = 250; place < 258; ++place)
+        expected[place] = {{10, place == 251 ? 0x30 : place % 4 == 2 ? 0xff : 0}};
+    for (std::size_t place = 275; place < 285; ++place)
         expected[place] = {{12, 0xff}};
+    long long latestTime = 0;
+    const auto histories = readHistories(m_fileName, 0, 300, &latestTime);
+    EXPECT_EQ(latestTime, 20);
     for (std::size_t place = 0; place < expected.size(); ++place)
         EXPECT_EQ(histories[place], expected[place]) << place;
-}
-
-TEST_F(StandAloneWriter, hugeVectorsAreWholeAndLeaveTheNextOnesSound)
-{
-    open();
-    const auto traceVlog = m_writer.getTraceVlogFunc();
-    std::vector<unsigned char> value(1608, 0x5a);
-    traceVlog(1, 0, 5, &m_memory[0], value.data(), 1, 1600 * 4);
-    traceVlog(2, 0, 5, &m_memory[8], value.data(), 1, 4);
-    m_writer.close();
-    const auto histories = readHistories(m_fileName, 0, 1608);
-    EXPECT_EQ(histories[0], (History{{1, 0xb4}}));
-    EXPECT_EQ(histories[1], (History{{1, 0xb4}}));
-    EXPECT_EQ(histories[8], (History{{1, 0xb4}, {2, 4}}));
-    EXPECT_EQ(histories[1599], (History{{1, 0xb4}}));
-    EXPECT_EQ(histories[1600], (History{}));
+    EXPECT_EQ(readHistories(m_fileName, 400, 1)[0], (History{{13, 0xfe}, {14, 1}}));
+    EXPECT_EQ(readHistories(m_fileName, 1999, 1)[0], (History{{13, 0xff}}));
 }
 
 TEST_F(StandAloneWriter, sectionsAreTheEventsTheTextsAndTheFilesOfTheSnapshotIfThere)
 {
     open();
     m_writer.close();
-    EXPECT_EQ(listSections(m_fileName), (std::vector<std::string>{"WDB.Event", "WDB.StringMap"}));
+    EXPECT_EQ(listSections(m_fileName), "WDB.Event WDB.StringMap ");
 
     const std::string dump = m_directory.path("zsim.dir");
     std::filesystem::create_directories(dump + "/work.top");
@@ -165,58 +151,51 @@ TEST_F(StandAloneWriter, sectionsAreTheEventsTheTextsAndTheFilesOfTheSnapshotIfT
     writeFile(ZSIM::OutputFileNames::getDbgPathName("work.top"), "debug");
     writeFile(ZSIM::OutputFileNames::getRTTIPathName("work.top"), "types");
     m_writer.setApplication("early");
-    open("zsim.dir/work.top/zsimk");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(m_directory.path(""));
+    m_writer.open(IWdbWriter::kDefaultMode, "zsim.dir/work.top/zsimk", "", 0);
+    std::filesystem::current_path(before);
     m_writer.close();
-    EXPECT_EQ(listSections(m_fileName), (std::vector<std::string>{"Zelnix DBG", "Zelnix RTTI",
-                                                                  "WDB.Event", "WDB.StringMap"}));
+    EXPECT_EQ(listSections(m_directory.path("zsim.wdb")),
+              "Zelnix DBG Zelnix RTTI WDB.Event WDB.StringMap ");
     WdbFileManager file;
-    file.open(m_fileName);
+    file.open(m_directory.path("zsim.wdb"));
     EXPECT_EQ(file.getApplication(), "early");
 }
 
 TEST_F(StandAloneWriter, closedItDoesNothingAndItOpensAgain)
 {
-    EXPECT_EQ(m_writer.addString("text"), -1);
-    traceByte(1, 0, 1);
-    m_writer.markCurrentTime(5);
-    m_writer.flush();
+    const auto doAll = [&](int time) {
+        traceByte(time, 0, static_cast<unsigned char>(time));
+        m_writer.markCurrentTime(time);
+        m_writer.flush();
+        return m_writer.addString("text");
+    };
+    EXPECT_EQ(doAll(1), -1);
     m_writer.close();
-    EXPECT_FALSE(std::filesystem::exists(m_fileName));
     EXPECT_THROW(m_writer.open(IWdbWriter::kDefaultMode, "", m_directory.path("no/where"), 0),
                  Qsim::OpenException);
     m_writer.setAddressSize(std::numeric_limits<long long>::max());
     EXPECT_THROW(open(), Qsim::OpenException);
-    traceByte(1, 0, 1);
-    EXPECT_EQ(m_writer.addString("text"), -1);
+    EXPECT_FALSE(std::filesystem::exists(m_fileName));
+    EXPECT_EQ(doAll(1), -1);
 
     m_writer.setAddressSize(sizeof m_memory);
     m_writer.setBucketDivision(0);
     open();
-    EXPECT_EQ(m_writer.addString("text"), 1);
-    traceByte(1, 0, 1);
+    EXPECT_EQ(doAll(2), 1);
     const std::string other = m_directory.path("other.wdb");
     m_writer.open(IWdbWriter::kDefaultMode, "", other, 0);
-    EXPECT_EQ(m_writer.addString("another"), 1) << "ids start anew";
-    traceByte(2, 0, 2);
+    EXPECT_EQ(doAll(3), 1) << "ids start anew";
+    EXPECT_EQ(doAll(4), 2);
     m_writer.close();
-    EXPECT_EQ(readHistories(m_fileName, 0, 1), (std::vector<History>{{{1, 1}}}));
-    EXPECT_EQ(readHistories(other, 0, 1), (std::vector<History>{{{2, 2}}}));
+    EXPECT_EQ(readHistories(m_fileName, 0, 1)[0], (History{{2, 2}}));
+    EXPECT_EQ(readHistories(other, 0, 1)[0], (History{{3, 3}, {4, 4}}));
     WdbFileManager file;
     file.open(other);
-    WdbEventDatabaseHeader header;
-    file.getFileBlockManager().getBlock(WdbIEventBlockDatabase::getEventSection(file),
-                                        reinterpret_cast<char*>(&header), sizeof header);
-    EXPECT_EQ(header.m_bucketDivision, 2048u);
-}
-
-TEST_F(StandAloneWriter, emptyNameIsTheStandardName)
-{
-    const auto before = std::filesystem::current_path();
-    std::filesystem::current_path(m_directory.path(""));
-    m_writer.open(IWdbWriter::kDefaultMode, "", "", 0);
-    std::filesystem::current_path(before);
-    m_writer.close();
-    EXPECT_TRUE(std::filesystem::exists(m_directory.path("zsim.wdb")));
+    const auto division =
+        static_cast<std::size_t>(WdbIEventBlockDatabase::getEventSection(file) + 16);
+    EXPECT_EQ(readFile(other).substr(division, 8), littleEndian(2048, 8));
 }
 
 /// Random events, times, texts, and sometimes the latest time, the same for one seed.
@@ -255,10 +234,8 @@ TEST_F(StandAloneWriter, fileIsTheOneWithoutHelperThreadsByteForByte)
         const std::string plainName = m_directory.path("plain.wdb");
         WdbFileManager file;
         file.create(plainName);
-        auto events = std::make_unique<WdbMultipleBucketEventDatabase>(1001, file);
+        auto events = addEventDatabase(file, 1001, sizeof m_memory, 64);
         events->setFilterRepeatedValue(filter);
-        events->initialize(
-            WdbIEventBlockDatabase::createEventSection(1001, 2000 / 64 + 1, 2000, 64, file), true);
         auto strings = std::make_unique<WdbStringMapDatabase>(file);
         strings->initialize(WdbStringMapDatabase::createStringMapSection(101, file, true), true);
         produce(
@@ -309,18 +286,6 @@ TEST_F(StandAloneWriter, whatWasFlushedSurvivesTheProcess)
         reader.createReader("", m_fileName, 0, "");
         EXPECT_EQ(reader.getStringMapValue(1), flushed ? "text" : "");
     }
-}
-
-TEST_F(StandAloneWriter, goesOnAfterAFlush)
-{
-    open();
-    for (int time = 0; time < 10; ++time) {
-        traceByte(time, 5, static_cast<unsigned char>(time));
-        m_writer.flush();
-        EXPECT_EQ(readHistories(m_fileName, 5, 1)[0].size(), static_cast<std::size_t>(time + 1));
-    }
-    m_writer.close();
-    EXPECT_EQ(readHistories(m_fileName, 5, 1)[0].size(), 10u);
 }
 
 TEST_F(StandAloneWriter, traceFunctionsGoToTheWriterBuiltLast)

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "WdbEventBlockDatabaseFactory.h"
+#include "WdbIEventBlockDatabase.h"
+#include "WdbScalarBTree.h"
+
+#include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace Tracewell {
+
+/// Times and bytes.
+using History = std::vector<std::pair<long long, int>>;
+
+/// All events of a tree.
+inline History getHistory(const WdbScalarBTree& tree)
+{
+    constexpr long long kEndOfTime = std::numeric_limits<long long>::max();
+    History history;
+    const std::unique_ptr<WdbScalarBTree::Iterator> event(tree.find(0, 0, kEndOfTime, -1));
+    for (; *event; ++*event)
+        history.emplace_back(event->getTime(), (**event).getValue());
+    return history;
+}
+
+/// A new event section in an open container, and the database that writes it.
+inline std::unique_ptr<WdbIEventBlockDatabase> addEventDatabase(WdbFileManager& file, int typeId,
+                                                                unsigned long long addressSize,
+                                                                unsigned int division)
+{
+    std::unique_ptr<WdbIEventBlockDatabase> database(
+        WdbEventBlockDatabaseFactory::getInstance().create(typeId, file));
+    const unsigned int buckets =
+        WdbIEventBlockDatabase::calculateNumberOfBucket(addressSize, division);
+    database->initialize(
+        WdbIEventBlockDatabase::createEventSection(typeId, buckets, addressSize, division, file),
+        true);
+    return database;
+}
+
+} // namespace Tracewell
