@@ -41,9 +41,18 @@ public:
     void setSize(unsigned int size) { m_size = size; }
 
 private:
+    struct FreeMemory
+    {
+        void operator()(unsigned int* data) const;
+    };
+    // From calloc: entries that are never used need not cost memory.
+    using Data = std::unique_ptr<unsigned int[], FreeMemory>;
+
+    static Data allocate(unsigned int capacity);
+
     unsigned int m_capacity;
     unsigned int m_size = 0;
-    std::unique_ptr<unsigned int[]> m_data;
+    Data m_data;
 };
 
 } // namespace Tracewell

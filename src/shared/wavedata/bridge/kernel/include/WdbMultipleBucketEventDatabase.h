@@ -17,7 +17,7 @@ class WdbEventBlockListIterator;
 /// Divides the address space into buckets with a block list each (type 1001), so that a reader of
 /// few signals reads few blocks. Bucket b covers the addresses from b * division on; what lies
 /// behind the last bucket or the address size belongs to the last bucket.
-class TRACEWELL_API WdbMultipleBucketEventDatabase : public WdbIEventBlockDatabase
+class TRACEWELL_API WdbMultipleBucketEventDatabase final : public WdbIEventBlockDatabase
 {
 public:
     using EventBlockList = WdbAppendingBlockList<WdbEventBlock, 100>;

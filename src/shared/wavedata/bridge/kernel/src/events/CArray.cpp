@@ -1,15 +1,30 @@
 #include "CArray.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <new>
 #include <utility>
 
 namespace Tracewell {
 
-CArray::CArray(unsigned int capacity) : m_capacity(capacity), m_data(new unsigned int[capacity]())
-{}
+void CArray::FreeMemory::operator()(unsigned int* data) const
+{
+    std::free(data);
+}
+
+CArray::Data CArray::allocate(unsigned int capacity)
+{
+    Data data(
+        static_cast<unsigned int*>(std::calloc(std::max(capacity, 1u), sizeof(unsigned int))));
+    if (!data)
+        throw std::bad_alloc();
+    return data;
+}
+
+CArray::CArray(unsigned int capacity) : m_capacity(capacity), m_data(allocate(capacity)) {}
 
 CArray::CArray(const CArray& other)
-    : m_capacity(other.m_capacity), m_size(other.m_size), m_data(new unsigned int[other.m_capacity])
+    : m_capacity(other.m_capacity), m_size(other.m_size), m_data(allocate(other.m_capacity))
 {
     std::copy_n(other.m_data.get(), m_capacity, m_data.get());
 }

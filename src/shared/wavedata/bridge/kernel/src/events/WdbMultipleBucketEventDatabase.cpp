@@ -252,6 +252,7 @@ void WdbMultipleBucketEventDatabase::setAddressMapFileOffsetAndSize(long long of
 {
     m_header.m_addressMapFileOffset = offset;
     m_header.m_addressMapSize = size;
+    m_store->drain();
     if (m_forWriting)
         writeEventDatabaseHeader(*m_blockManager, m_headerOffset, m_header);
 }
@@ -348,8 +349,11 @@ void WdbMultipleBucketEventDatabase::storeOpenBlock(EventBlockList& list) const
 
 void WdbMultipleBucketEventDatabase::storeLists(const std::vector<EventBlockList*>& lists) const
 {
+    if (!m_forWriting)
+        return;
     for (EventBlockList* const list : lists) {
-        if (list->isItemOpen())
+        // A caller who walks a list of its own accord closes the item behind our back.
+        if (list->isItemOpen() || m_openBlocks[getBucketOf(*list)])
             storeOpenBlock(*list);
     }
     m_store->drain();
