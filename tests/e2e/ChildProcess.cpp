@@ -14,11 +14,7 @@ namespace Tracewell {
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
+constexpr bool kSanitized = E2E_SANITIZED;
 
 constexpr rlim_t kCpuSeconds = kSanitized ? 100 : 20;
 constexpr unsigned int kWallSeconds = 250;

@@ -7,11 +7,7 @@ namespace Tracewell {
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr long kPeakKib = 1 << 20;
-#else
-constexpr long kPeakKib = 100 << 10;
-#endif
+constexpr long kPeakKib = E2E_SANITIZED ? 1 << 20 : 100 << 10;
 
 unsigned int numberFromEnvironment(const char* name, unsigned int otherwise)
 {
