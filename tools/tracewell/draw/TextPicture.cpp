@@ -218,17 +218,20 @@ void LaneRows::drawFirings()
     }
 }
 
-std::string padded(std::string text, std::size_t columns)
+/// One line of the picture: a name, then its part of the lanes.
+std::string line(std::string name, std::size_t names, const std::string& lanes)
 {
-    const std::size_t used = characterCount(text);
-    return used < columns ? text.append(columns - used, ' ') : text;
+    if (!lanes.empty()) {
+        name.append(names + 1 - characterCount(name), ' ');
+    }
+    return name + lanes + "\n";
 }
 
 std::string drawRuler(const Picture& picture, const std::string& scope, std::size_t names,
                       std::size_t columns)
 {
     Row labels(columns, " ");
-    Row line(columns, kLine);
+    Row ticks(columns, kLine);
     std::size_t free = 0;
     for (const RulerTick& tick :
          makeRuler(picture.window, picture.timeText, static_cast<double>(columns), 1)) {
@@ -236,7 +239,7 @@ std::string drawRuler(const Picture& picture, const std::string& scope, std::siz
         if (at >= columns || tick.label.empty()) {
             continue;
         }
-        line[at] = "┬";
+        ticks[at] = "┬";
         if (at < free || at + tick.label.size() > columns) {
             continue;
         }
@@ -245,8 +248,7 @@ std::string drawRuler(const Picture& picture, const std::string& scope, std::siz
         }
         free = at + tick.label.size() + 1;
     }
-    return std::string(names + 1, ' ') + joined(labels) + "\n" + padded(scope, names) + " " +
-           joined(line) + "\n";
+    return line("", names, joined(labels)) + line(scope, names, joined(ticks));
 }
 
 } // namespace
@@ -272,8 +274,7 @@ std::string drawText(const Picture& picture, unsigned int columns)
     for (const Lane& lane : picture.lanes) {
         const LaneRows rows(lane, picture.window, wave);
         const std::string name = cutStart(lane.signal.label.substr(scope.size()), names);
-        text += padded(name, names) + " " + rows.top() + "\n";
-        text += std::string(names + 1, ' ') + rows.bottom() + "\n";
+        text += line(name, names, rows.top()) + line("", names, rows.bottom());
     }
     if (!picture.note.empty()) {
         text += picture.note + "\n";

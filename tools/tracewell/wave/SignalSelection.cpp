@@ -121,6 +121,9 @@ public:
         if (const auto exact = m_variables.find(std::string(name)); exact != m_variables.end()) {
             return exact->second;
         }
+        if (const auto first = m_variables.find(withoutFirst(name)); first != m_variables.end()) {
+            return {first->second.front()};
+        }
         std::vector<std::size_t> found;
         if (name.find_first_of("*?") != std::string_view::npos) {
             for (std::size_t i = 0; i < m_signals.size(); ++i) {
@@ -136,6 +139,13 @@ private:
     static std::string_view withoutLeadingDot(std::string_view name)
     {
         return name.size() > 1 && name[0] == '.' ? name.substr(1) : name;
+    }
+
+    /// "name" for "name#1", the first of several with a name; empty for anything else.
+    static std::string withoutFirst(std::string_view name)
+    {
+        const bool isFirst = name.size() > 2 && name.substr(name.size() - 2) == "#1";
+        return std::string(isFirst ? name.substr(0, name.size() - 2) : std::string_view());
     }
 
     void add(const std::string& name, std::size_t variable)

@@ -18,7 +18,7 @@ std::vector<Signal> allSignals(const WaveFile& file);
 
 /// The signals that the arguments name, each once, in the order of the arguments. An argument is
 /// - a full name ("top.dut.data[7:0]"), also without its range and with a leading ".";
-/// - a full name with "#2", "#3", ... behind it: one of several variables with that name;
+/// - a full name with "#1", "#2", ... behind it: one of several variables with that name;
 /// - a pattern of matchesGlob, when no name is just like it;
 /// - "@ADDRESS" or "@ADDRESS:BYTES": a run of bytes, for recordings without names too.
 /// \throws CommandError when an argument fits nothing; it names the nearest names.

@@ -1,0 +1,224 @@
+#include "ReadingFixture.h"
+
+#include "draw/Picture.h"
+#include "draw/TimeRuler.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <random>
+#include <regex>
+
+using namespace tracewell;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+namespace {
+
+constexpr const char* kLooks = "$timescale 1 ns $end\n$scope module a&b $end\n"
+                               "$var wire 1 ! s $end\n$var wire 8 \" v<0> $end\n"
+                               "$var event 1 # e $end\n$var wire 1 $ gr\xFCn $end\n"
+                               "$var real 64 % r $end\n$upscope $end\n$enddefinitions $end\n";
+
+class Draw : public Reading
+{
+protected:
+    void record()
+    {
+        RecordingBuilder builder(path(), kLooks);
+        const char* letters = "01xzuwlh-";
+        for (int i = 0; i < 9; ++i) {
+            builder.letters(10 * i, "a&b.s", std::string(1, letters[i]));
+        }
+        builder.letters(10, "a&b.v<0>", "xxxxxxxx");
+        builder.letters(30, "a&b.v<0>", "00x10101");
+        builder.letters(50, "a&b.v<0>", "10100101");
+        builder.fire(40, "a&b.e");
+        builder.fire(80, "a&b.e");
+        for (int time = 50; time < 80; ++time) {
+            for (int step = 0; step < 20; ++step) {
+                builder.letters(time, "a&b.gr\xFCn", step % 2 ? "1" : "0");
+            }
+            builder.letters(time, "a&b.gr\xFCn", time % 2 ? "1" : "0");
+        }
+        builder.real(0, "a&b.r", 0.30000000000000004);
+        builder.letters(100, "a&b.s", "0");
+    }
+
+    std::string svg(std::vector<std::string> arguments = {}) const
+    {
+        arguments.insert(arguments.end(), {"-o", path("out.svg")});
+        EXPECT_EQ(output("draw", arguments), "");
+        return read("out.svg");
+    }
+};
+
+std::size_t count(const std::string& text, const std::string& part)
+{
+    std::size_t found = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++found;
+    }
+    return found;
+}
+
+/// Tags open and close in pairs, attributes are quoted, and no stray mark-up stands in the text.
+void expectWellFormed(const std::string& xml)
+{
+    static const std::regex kTag(R"re(<(/?)([a-zA-Z]+)((?: [a-zA-Z-]+="[^"<>&]*")*)(/?)>)re");
+    std::vector<std::string> open;
+    std::size_t at = 0;
+    for (auto tag = std::sregex_iterator(xml.begin(), xml.end(), kTag);
+         tag != std::sregex_iterator(); ++tag) {
+        const auto begin = static_cast<std::size_t>(tag->position());
+        EXPECT_EQ(xml.substr(at, begin - at).find_first_of("<>"), std::string::npos);
+        at = begin + static_cast<std::size_t>(tag->length());
+        if ((*tag)[1].length() > 0) {
+            ASSERT_FALSE(open.empty());
+            EXPECT_EQ(open.back(), (*tag)[2]);
+            open.pop_back();
+        } else if ((*tag)[4].length() == 0) {
+            open.push_back((*tag)[2]);
+        }
+    }
+    EXPECT_TRUE(open.empty());
+    EXPECT_EQ(xml.substr(at), "\n");
+    static const std::regex kBareAmpersand("&(?!amp;|lt;|gt;|quot;)");
+    EXPECT_FALSE(std::regex_search(xml, kBareAmpersand));
+}
+
+} // namespace
+
+TEST_F(Draw, pictureIsWellFormedAndShowsEverySortOfValue)
+{
+    record();
+    const std::string picture = svg({"--width", "700"});
+    expectWellFormed(picture);
+    EXPECT_THAT(picture, HasSubstr("width=\"700\""));
+    EXPECT_EQ(count(picture, "<g transform"), 5u);
+    // Boxes for x u w -, lines for levels, z and the weak ones.
+    for (const char* style : {"xl", "ul", "wl", "nl", "lv", "hz", "wk", "bx", "bp", "bu", "ev"}) {
+        EXPECT_GE(count(picture, std::string("class=\"") + style + "\""), 1u) << style;
+    }
+    EXPECT_THAT(picture,
+                AllOf(HasSubstr(">xx</text>"), HasSubstr(">X5</text>"), HasSubstr(">a5</text>"),
+                      HasSubstr(">0.30000000000000004</text>"), HasSubstr(">60 ns</text>")));
+    EXPECT_THAT(picture, AllOf(HasSubstr("a&amp;b.v&lt;0&gt;"), HasSubstr("gr\xEF\xBF\xBDn"),
+                               Not(HasSubstr("gr\xFCn"))));
+}
+
+TEST_F(Draw, stretchWithMoreChangesThanPixelsIsABar)
+{
+    RecordingBuilder builder(path(), kLooks);
+    for (int time = 0; time < 20000; ++time) {
+        builder.letters(time, "a&b.s", time % 2 ? "1" : "0");
+        builder.letters(time, "a&b.v<0>", time % 2 ? "00000001" : "10000000");
+    }
+    builder.letters(100000, "a&b.s", "1");
+    builder.close();
+    const std::string picture = svg();
+    EXPECT_EQ(count(picture, "class=\"dl\""), 1u);
+    EXPECT_EQ(count(picture, "class=\"db\""), 1u);
+    EXPECT_LT(picture.size(), 12000u);
+    EXPECT_EQ(count(svg({"--from", "100", "--to", "150"}), "class=\"dl\""), 0u);
+}
+
+TEST_F(Draw, manySignalsAreCutToALimitThatIsTold)
+{
+    std::string design;
+    for (int i = 0; i < 60; ++i) {
+        const std::string number = std::to_string(i);
+        design += "$var wire 1 s" + number + " s" + number + " $end\n";
+    }
+    RecordingBuilder(path(), design + "$enddefinitions $end\n").close();
+    EXPECT_EQ(count(svg(), "<g transform"), 40u);
+    EXPECT_THAT(svg(), HasSubstr("The first 40 of 60 signals"));
+    EXPECT_EQ(count(svg({"s*"}), "<g transform"), 60u);
+    EXPECT_THAT(output("draw"), HasSubstr("The first 40 of 60 signals"));
+}
+
+TEST_F(Draw, terminalPictureLinesUpWithItsRuler)
+{
+    RecordingBuilder builder(path(), kSmallDesign);
+    for (int time = 0; time < 100; time += 10) {
+        builder.letters(time, "top.clk", time % 20 ? "1" : "0");
+    }
+    builder.letters(0, "top.dut.data[7:0]", "xxxxxxxx");
+    builder.letters(30, "top.dut.data[7:0]", "10100101");
+    builder.letters(60, "top.dut.data[7:0]", "zzzzzzzz");
+    builder.fire(50, "top.tick");
+    builder.letters(0, "top.dut.same", "x");
+    builder.letters(80, "top.dut.same", "1");
+    builder.letters(100, "top.clk", "0");
+    builder.close();
+    EXPECT_EQ("\n" + output("draw", {"top.clk", "top.tick", "top.dut.data", "top.dut.same",
+                                     "--width", "64"}),
+              R"(
+              0 ns                     50 ns
+top           ┬────────────────────────┬────────────────────────
+clk                ┌────┐    ┌────┐    ┌────┐    ┌────┐    ┌────
+              ─────┘    └────┘    └────┘    └────┘    └────┘
+tick                                   ↑
+                                       │
+dut.data[7:0] │xx░░░░░░░░░░░░│a5            z
+              └──────────────┴──────────────╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌
+dut.same      x░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░──────────
+              ░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░
+dut.same#2
+
+)");
+}
+
+TEST_F(Draw, unfinishedPictureIsNotLeftBehind)
+{
+    record();
+    const Result result = run({"draw", path(), "-o", path("no/such/place.svg")});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.error, HasSubstr("no/such/place.svg: cannot be created"));
+    EXPECT_EQ(run({"draw", path(), "-o", path()}).code, 1);
+    EXPECT_EQ(run({"verify", path()}).code, 0);
+    if (FILE* full = std::fopen("/dev/full", "w")) {
+        std::fclose(full);
+        EXPECT_THAT(run({"draw", path(), "-o", "/dev/full"}).error, HasSubstr("make room"));
+    }
+    EXPECT_THAT(output("draw", {"-o", "-"}), HasSubstr("<svg"));
+}
+
+TEST(TimeRuler, putsRoundTimesWhereTheyBelongAndApart)
+{
+    const unsigned int seed = 9;
+    SCOPED_TRACE(seed);
+    std::mt19937_64 random(seed);
+    for (int i = 0; i < 2000; ++i) {
+        const unsigned long long factors[] = {1, 10, 100, 244};
+        const TimeText text =
+            i % 7
+                ? TimeText(Timescale{factors[random() % 4], -static_cast<int>(random() % 16), true})
+                : TimeText();
+        TimeWindow window;
+        window.from = static_cast<long long>(random() >> 2 >> random() % 62);
+        window.to = window.from + 1 + static_cast<long long>(random() >> 2 >> random() % 62);
+        const double width = 100 + static_cast<double>(random() % 2000);
+        const std::vector<RulerTick> ticks = makeRuler(window, text, width, 6);
+        ASSERT_LE(ticks.size(), 20 + static_cast<std::size_t>(width / 6));
+        const double span = static_cast<double>(window.to - window.from);
+        double end = -1000;
+        for (const RulerTick& tick : ticks) {
+            ASSERT_GE(tick.position, 0);
+            ASSERT_LE(tick.position, 1);
+            if (tick.label.empty()) {
+                continue;
+            }
+            const double place = tick.position * width;
+            ASSERT_GT(place, end);
+            end = place + 6 * static_cast<double>(tick.label.size());
+            const auto time = static_cast<double>(text.parse(tick.label, Rounding::Down));
+            ASSERT_NEAR(time, static_cast<double>(window.from) + tick.position * span,
+                        1 + 1e-6 * static_cast<double>(window.to))
+                << tick.label;
+        }
+    }
+    EXPECT_EQ(makeRuler({0, 1000, 0}, TimeText(Timescale{1, -9, true}), 1000, 6)[10].label,
+              "0.2 us");
+}

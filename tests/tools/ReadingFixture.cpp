@@ -1,0 +1,217 @@
+#include "ReadingFixture.h"
+
+#include "CommandError.h"
+#include "Commands.h"
+#include "names/DeclarationText.h"
+
+#include "QsimException.h"
+#include "WdbEventBlockDatabaseFactory.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+#include <stdlib.h>
+
+using namespace tracewell;
+
+const char* const kSmallDesign = "$timescale 1 ns $end\n"
+                                 "$scope module top $end\n"
+                                 "$var wire 1 ! clk $end\n"
+                                 "$var event 1 % tick $end\n"
+                                 "$scope module dut $end\n"
+                                 "$var reg 8 \" data [7:0] $end\n"
+                                 "$var wire 1 ! clk $end\n"
+                                 "$var real 64 # level $end\n"
+                                 "$var string 1 $ phase $end\n"
+                                 "$var integer 32 & n [31:0] $end\n"
+                                 "$var wire 1 ' never $end\n"
+                                 "$var wire 1 ( same $end\n"
+                                 "$var wire 1 ) same $end\n"
+                                 "$upscope $end\n$upscope $end\n$enddefinitions $end\n";
+
+RecordingBuilder::RecordingBuilder(const std::string& path, const std::string& declarations,
+                                   unsigned int division)
+{
+    using Tracewell::WdbIEventBlockDatabase;
+    m_fileManager.create(path);
+    m_fileManager.setApplication("builder");
+    long long size = 8192;
+    if (!declarations.empty()) {
+        m_fileManager.embedDataInNewSection(
+            "Zelnix DBG", 1, reinterpret_cast<const unsigned char*>(declarations.data()),
+            static_cast<long long>(declarations.size()));
+        m_declarations = parseDeclarations(declarations);
+        m_layout = std::make_unique<DataLayout>(m_declarations);
+        size = m_layout->totalSize();
+        for (std::size_t i = 0; i < m_declarations.variables.size(); ++i) {
+            m_objects.emplace(m_declarations.fullName(i), m_declarations.variables[i].object);
+        }
+    }
+    const auto bytes = static_cast<unsigned long long>(size);
+    const long long section = WdbIEventBlockDatabase::createEventSection(
+        1001, WdbIEventBlockDatabase::calculateNumberOfBucket(bytes, division), bytes, division,
+        m_fileManager);
+    m_database.reset(
+        Tracewell::WdbEventBlockDatabaseFactory::getInstance().create(1001, m_fileManager));
+    m_database->initialize(section, true);
+    m_strings = std::make_unique<Tracewell::WdbStringMapDatabase>(m_fileManager);
+    m_strings->initialize(
+        Tracewell::WdbStringMapDatabase::createStringMapSection(101, m_fileManager, true), true);
+}
+
+std::size_t RecordingBuilder::objectOf(const std::string& name) const
+{
+    return m_objects.at(name);
+}
+
+void RecordingBuilder::bytes(long long time, long long address, const std::string& bytes)
+{
+    m_database->writeEvent(time, address, static_cast<unsigned int>(bytes.size()),
+                           reinterpret_cast<const unsigned char*>(bytes.data()));
+}
+
+void RecordingBuilder::letters(long long time, const std::string& name, const std::string& letters)
+{
+    const std::size_t object = objectOf(name);
+    const auto codeOf = [](char letter) {
+        return static_cast<unsigned int>(
+            std::find(std::begin(kLetters), std::end(kLetters), letter) - std::begin(kLetters));
+    };
+    std::string value;
+    if (m_declarations.objects[object].objectClass == ObjectClass::Scalar) {
+        value = static_cast<char>(codeOf(letters.at(0)));
+    } else {
+        std::vector<std::uint32_t> words(
+            static_cast<std::size_t>(DataLayout::sizeOf(m_declarations.objects[object])) / 4);
+        for (std::size_t i = 0; i < letters.size(); ++i) {
+            const std::size_t bit = letters.size() - 1 - i;
+            const unsigned int code = codeOf(letters[i]);
+            words[bit / 32 * 2] |= (code & 1) << bit % 32;
+            words[bit / 32 * 2 + 1] |= (code >> 1) << bit % 32;
+        }
+        value.assign(reinterpret_cast<const char*>(words.data()), words.size() * 4);
+    }
+    bytes(time, m_layout->addressOf(object), value);
+}
+
+void RecordingBuilder::real(long long time, const std::string& name, double value)
+{
+    bytes(time, m_layout->addressOf(objectOf(name)),
+          {reinterpret_cast<const char*>(&value), sizeof value});
+}
+
+TextReference RecordingBuilder::store(char kind, const std::string& text)
+{
+    TextReference reference;
+    reference.kind = static_cast<std::uint8_t>(kind);
+    for (std::size_t at = 0; at == 0 || at < text.size(); at += 1010) {
+        const long long id = m_strings->addString(text.substr(at, 1010));
+        reference.firstId =
+            reference.pieces == 0 ? static_cast<unsigned int>(id) : reference.firstId;
+        ++reference.pieces;
+    }
+    return reference;
+}
+
+void RecordingBuilder::text(long long time, const std::string& name, const std::string& text)
+{
+    const TextReference reference = store('s', text);
+    bytes(time, m_layout->addressOf(objectOf(name)),
+          {reinterpret_cast<const char*>(&reference), sizeof reference});
+}
+
+void RecordingBuilder::override(long long time, const std::string& name, char kind,
+                                const std::string& text)
+{
+    const TextReference reference = kind == 0 ? TextReference() : store(kind, text);
+    bytes(time, m_layout->overrideOf(objectOf(name)),
+          {reinterpret_cast<const char*>(&reference), sizeof reference});
+}
+
+void RecordingBuilder::fire(long long time, const std::string& name)
+{
+    const std::size_t object = objectOf(name);
+    const std::string value{static_cast<char>(++m_firings[object]), 1};
+    bytes(time, m_layout->addressOf(object), value);
+}
+
+void RecordingBuilder::flush()
+{
+    m_database->flush();
+    m_strings->flush();
+}
+
+void RecordingBuilder::close()
+{
+    m_database.reset();
+    m_strings.reset();
+    m_fileManager.close();
+}
+
+Reading::Reading()
+{
+    std::string pattern = ::testing::TempDir() + "reading_XXXXXX";
+    m_directory = ::mkdtemp(pattern.data());
+}
+
+Reading::~Reading()
+{
+    std::filesystem::remove_all(m_directory);
+}
+
+void Reading::write(const std::string& name, const std::string& bytes) const
+{
+    std::ofstream(path(name), std::ios::binary) << bytes;
+}
+
+std::string Reading::read(const std::string& name) const
+{
+    std::ifstream stream(path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+Reading::Result Reading::run(std::vector<std::string> arguments)
+{
+    CLI::App app;
+    addInfoCommand(app);
+    addSignalsCommand(app);
+    addValuesCommand(app);
+    addNextPreviousCommands(app);
+    addDrawCommand(app);
+    addEventsCommand(app);
+    addVerifyCommand(app);
+    std::reverse(arguments.begin(), arguments.end());
+
+    Result result;
+    std::ostringstream captured;
+    std::streambuf* const before = std::cout.rdbuf(captured.rdbuf());
+    try {
+        app.parse(arguments);
+    } catch (const CLI::RuntimeError& e) {
+        result.code = e.get_exit_code();
+    } catch (const CLI::ParseError& e) {
+        result = {2, {}, e.what()};
+    } catch (const CommandError& e) {
+        result = {1, {}, e.what()};
+    } catch (const Qsim::Exception& e) {
+        result = {1, {}, e.what()};
+    }
+    std::cout.rdbuf(before);
+    result.out = captured.str();
+    return result;
+}
+
+std::string Reading::output(const std::string& command, std::vector<std::string> arguments) const
+{
+    arguments.insert(arguments.begin(), {command, path()});
+    const Result result = run(arguments);
+    EXPECT_EQ(result.code, 0) << result.error;
+    return result.out;
+}

@@ -1,0 +1,125 @@
+#include "ReadingFixture.h"
+
+#include "wave/SignalSelection.h"
+
+#include <gmock/gmock.h>
+
+using namespace tracewell;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+namespace {
+
+class Selection : public Reading
+{
+protected:
+    void record(const std::string& declarations) { RecordingBuilder(path(), declarations).close(); }
+
+    std::vector<std::string> select(const std::vector<std::string>& arguments) const
+    {
+        const WaveFile file(path());
+        std::vector<std::string> labels;
+        for (const Signal& signal : selectSignals(file, arguments)) {
+            labels.push_back(signal.label);
+        }
+        return labels;
+    }
+};
+
+} // namespace
+
+TEST(Glob, hasTwoWildcardsAndTakesBracketsAsTheyAre)
+{
+    EXPECT_TRUE(matchesGlob("top.*", "top.a.b"));
+    EXPECT_TRUE(matchesGlob("*.d?ta[*", "top.data[7:0]"));
+    EXPECT_TRUE(matchesGlob("**", ""));
+    EXPECT_TRUE(matchesGlob("a*b*c", "a_b_b_c"));
+    EXPECT_FALSE(matchesGlob("top.?", "top.ab"));
+    EXPECT_FALSE(matchesGlob("[ab]", "a"));
+    EXPECT_FALSE(matchesGlob("a*b", "a_b_c"));
+    EXPECT_FALSE(matchesGlob(std::string(40, '*') + "x", std::string(5000, 'a')));
+}
+
+TEST_F(Selection, findsNamesInEverySpelling)
+{
+    record(kSmallDesign);
+    EXPECT_THAT(select({"top.dut.data[7:0]"}), ElementsAre("top.dut.data[7:0]"));
+    EXPECT_THAT(select({".top.dut.data", "top.clk"}), ElementsAre("top.dut.data[7:0]", "top.clk"));
+    EXPECT_THAT(select({"top.?lk", "*clk"}), ElementsAre("top.clk", "top.dut.clk"));
+    EXPECT_THAT(select({"top.dut.l*", "top.dut.*l", "top.dut.level"}),
+                ElementsAre("top.dut.level"));
+    EXPECT_THAT(select({"top.dut.dat?"}), ElementsAre("top.dut.data[7:0]"));
+    EXPECT_THAT(select({"@0x10:4", "@3"}), ElementsAre("@16:4", "@3"));
+}
+
+TEST_F(Selection, tellsNamesakesApart)
+{
+    record(kSmallDesign);
+    EXPECT_THAT(select({"top.dut.same"}), ElementsAre("top.dut.same", "top.dut.same#2"));
+    EXPECT_THAT(select({"top.dut.same#2"}), ElementsAre("top.dut.same#2"));
+    EXPECT_THAT(select({"top.dut.same#1"}), ElementsAre("top.dut.same"));
+    const WaveFile file(path());
+    const std::vector<Signal> signals = selectSignals(file, {"top.dut.same"});
+    EXPECT_NE(signals[0].address, signals[1].address);
+    // Aliases share their place.
+    const std::vector<Signal> clocks = selectSignals(file, {"top.clk", "top.dut.clk"});
+    EXPECT_EQ(clocks[0].address, clocks[1].address);
+}
+
+TEST_F(Selection, prefersANameToThePatternThatItLooksLike)
+{
+    record("$scope module t $end\n$var wire 1 ! a*b $end\n$var wire 1 \" axb $end\n"
+           "$var wire 4 # mem[2] [3:0] $end\n$var wire 1 $ gr\xFCn $end\n$var wire 1 % @7 $end\n"
+           "$upscope $end\n$var wire 1 & @8 $end\n$enddefinitions $end\n");
+    EXPECT_THAT(select({"t.a*b"}), ElementsAre("t.a*b"));
+    EXPECT_THAT(select({"t.a?b"}), ElementsAre("t.a*b", "t.axb"));
+    EXPECT_THAT(select({"t.mem[2]"}), ElementsAre("t.mem[2][3:0]"));
+    EXPECT_THAT(select({"t.gr\xFCn"}), ElementsAre("t.gr\xEF\xBF\xBDn"));
+    EXPECT_THAT(select({"t.gr\xEF\xBF\xBDn"}), ElementsAre("t.gr\xEF\xBF\xBDn"));
+    EXPECT_THAT(select({"@8", "@9"}), ElementsAre("@8", "@9"));
+}
+
+TEST_F(Selection, namesTheNearestWhenThereIsNone)
+{
+    record(kSmallDesign);
+    const auto errorOf = [&](const std::string& name) {
+        const Result result = run({"values", path(), name});
+        EXPECT_EQ(result.code, 1);
+        EXPECT_EQ(result.error.find('\n'), std::string::npos);
+        return result.error;
+    };
+    EXPECT_THAT(errorOf("clk"), HasSubstr("did you mean top.clk or top.dut.clk?"));
+    EXPECT_THAT(errorOf("top.dut.DATA"), HasSubstr("did you mean top.dut.data[7:0]"));
+    EXPECT_THAT(errorOf("top.dut.lvel"), HasSubstr("top.dut.level"));
+    EXPECT_THAT(errorOf("completely_else"), HasSubstr("tracewell signals"));
+    EXPECT_THAT(errorOf("nothing.*"), HasSubstr("no signal \"nothing.*\""));
+    EXPECT_THAT(errorOf("@12x"), HasSubstr("@ADDRESS"));
+    EXPECT_THAT(errorOf("@0:99999999"), HasSubstr("at most 65536 bytes"));
+}
+
+TEST_F(Selection, recordingWithoutNamesGivesBytes)
+{
+    RecordingBuilder builder(path(), "");
+    builder.bytes(5, 100, "\x01\xA5");
+    builder.bytes(7, 101, "\x5A");
+    builder.close();
+    EXPECT_EQ(output("values", {"@100:2", "@200"}), "time  @100:2  @200\n"
+                                                    "   5  01a5\n"
+                                                    "   7  015a\n");
+    for (const char* command : {"signals", "draw"}) {
+        const Result result = run({command, path()});
+        EXPECT_EQ(result.code, 1);
+        EXPECT_THAT(result.error, HasSubstr("it holds no name table"));
+    }
+    EXPECT_THAT(run({"values", path(), "top.clk"}).error, HasSubstr("@ADDRESS:BYTES"));
+    EXPECT_THAT(run({"values", path(), "@1", "--from", "1ns"}).error, HasSubstr("no timescale"));
+    EXPECT_THAT(output("draw", {"@100:2"}), HasSubstr("01a5"));
+}
+
+TEST_F(Selection, refusesVectorsThatNoFileOfThisSizeCanHold)
+{
+    record("$var wire 16000000 ! huge $end\n$enddefinitions $end\n");
+    const Result result = run({"values", path(), "huge"});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.error, HasSubstr("more than a file of this size can tell"));
+}

@@ -1,0 +1,170 @@
+#include "text/ValueText.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+
+using namespace tracewell;
+
+namespace {
+
+ValueText textIn(Radix radix)
+{
+    return ValueText(
+        [](long long id) {
+            static const char* const kTexts[] = {"",    "hello", " \"big\"\nworld",
+                                                 "uz1", "0lh",   "7.5"};
+            return id >= 1 && id <= 5 ? std::string(kTexts[id]) : std::string();
+        },
+        radix);
+}
+
+Signal signalOf(Signal::Form form, unsigned int width = 1, const char* kind = "wire")
+{
+    Signal signal;
+    signal.form = form;
+    signal.width = width;
+    signal.kind = kind;
+    return signal;
+}
+
+template <class T> SignalState stateOf(const T& value)
+{
+    SignalState state;
+    state.kind = SignalState::Kind::Value;
+    state.plain.resize(sizeof value);
+    std::memcpy(state.plain.data(), &value, sizeof value);
+    return state;
+}
+
+SignalState referenceTo(unsigned int id, unsigned short pieces)
+{
+    return stateOf(TextReference{id, pieces, 's', 0});
+}
+
+} // namespace
+
+TEST(ValueText, groupsLettersIntoDigits)
+{
+    struct Case
+    {
+        const char* letters;
+        Radix radix;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"10100101", Radix::Hexadecimal, "a5"}, {"1xxxx", Radix::Hexadecimal, "1x"},
+        {"xxxxzzzz", Radix::Hexadecimal, "xz"}, {"1xzz00z1", Radix::Hexadecimal, "XZ"},
+        {"x01z", Radix::Hexadecimal, "X"},      {"uuuu----", Radix::Hexadecimal, "u-"},
+        {"hhhhh1l0", Radix::Hexadecimal, "hc"}, {"lz00wz00", Radix::Hexadecimal, "ZX"},
+        {"101", Radix::Hexadecimal, "5"},       {"1101", Radix::Octal, "15"},
+        {"xzz1", Radix::Octal, "xZ"},           {"x", Radix::Hexadecimal, "x"},
+        {"10xz", Radix::Binary, "10xz"},        {"xxx", Radix::Decimal, "x"},
+        {"0x0", Radix::Decimal, "X"},           {"z01", Radix::Decimal, "Z"},
+        {"1111", Radix::Decimal, "15"}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(ValueText::formatLetters(c.letters, c.radix, false), c.text) << c.letters;
+    }
+    EXPECT_EQ(ValueText::formatLetters("1111", Radix::Decimal, true), "-1");
+    EXPECT_EQ(ValueText::formatLetters("1000", Radix::Decimal, true), "-8");
+    EXPECT_EQ(ValueText::formatLetters("0111", Radix::Decimal, true), "7");
+}
+
+TEST(ValueText, writesDecimalsOfAnyLength)
+{
+    std::mt19937_64 random(7);
+    for (int i = 0; i < 500; ++i) {
+        const unsigned int width = 2 + static_cast<unsigned int>(random() % 63);
+        const unsigned long long value = random() & (~0ull >> (64 - width));
+        std::string bits;
+        for (unsigned int bit = width; bit-- > 0;) {
+            bits += value >> bit & 1 ? '1' : '0';
+        }
+        EXPECT_EQ(ValueText::formatLetters(bits, Radix::Decimal, false), std::to_string(value));
+        const auto asSigned = static_cast<long long>(value << (64 - width)) >> (64 - width);
+        EXPECT_EQ(ValueText::formatLetters(bits, Radix::Decimal, true), std::to_string(asSigned));
+    }
+    EXPECT_EQ(ValueText::formatLetters("1" + std::string(100, '0'), Radix::Decimal, false),
+              "1267650600228229401496703205376");
+}
+
+TEST(ValueText, readsVectorsGroupByGroup)
+{
+    struct Groups
+    {
+        std::uint32_t a0, b0, a1, b1;
+    };
+    // Bits 39 to 36 are z x 1 0.
+    const SignalState state = stateOf(Groups{0xDEADBEEF, 0, 0x6F, 0xC0});
+    EXPECT_EQ(textIn(Radix::Hexadecimal).format(signalOf(Signal::Form::Vector, 40), state),
+              "Xfdeadbeef");
+    EXPECT_EQ(textIn(Radix::Binary).format(signalOf(Signal::Form::Vector, 3), state), "111");
+    EXPECT_EQ(textIn(Radix::Binary).letters(signalOf(Signal::Form::Vector, 40), state).substr(0, 8),
+              "zx101111");
+}
+
+TEST(ValueText, choosesTheRadixThatAPersonExpects)
+{
+    const SignalState minusTwo = stateOf(std::uint64_t{0xFFFFFFFE});
+    const ValueText text = textIn(Radix::Automatic);
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "integer"), minusTwo), "-2");
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "parameter"), minusTwo), "-2");
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "time"), minusTwo), "4294967294");
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "reg"), minusTwo), "fffffffe");
+}
+
+TEST(ValueText, writesEveryOtherFormOfValue)
+{
+    const ValueText text = textIn(Radix::Automatic);
+    std::string letters;
+    for (unsigned char code = 0; code < 10; ++code) {
+        letters += text.format(signalOf(Signal::Form::Scalar), stateOf(code));
+    }
+    EXPECT_EQ(letters, "01zxuwlh-x");
+
+    const Signal real = signalOf(Signal::Form::Real);
+    EXPECT_EQ(text.format(real, stateOf(0.1)), "0.1");
+    EXPECT_EQ(text.format(real, stateOf(-0.0)), "-0");
+    EXPECT_EQ(text.format(real, stateOf(0.1 + 0.2)), "0.30000000000000004");
+    EXPECT_EQ(text.format(real, stateOf(std::nan(""))), "nan");
+    EXPECT_EQ(text.format(real, stateOf(-std::numeric_limits<double>::infinity())), "-inf");
+
+    const Signal string = signalOf(Signal::Form::String);
+    EXPECT_EQ(text.format(string, referenceTo(1, 1)), "\"hello\"");
+    EXPECT_EQ(text.format(string, referenceTo(1, 2)), "\"hello \\\"big\\\"\\nworld\"");
+    EXPECT_EQ(text.format(string, referenceTo(99, 65535)), "\"\"");
+
+    SignalState fired = stateOf(static_cast<unsigned short>(0));
+    fired.firings = 1;
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Event), fired), "!");
+    fired.firings = 3;
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Event), fired), "!x3");
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Bytes, 16), stateOf(std::uint16_t{0xA501})),
+              "01a5");
+
+    EXPECT_EQ(text.format(real, SignalState()), "");
+    SignalState dense;
+    dense.kind = SignalState::Kind::Dense;
+    EXPECT_EQ(text.format(real, dense), "~~~~");
+}
+
+TEST(ValueText, letsAnOverrideTakeThePlaceOfThePlainValue)
+{
+    const ValueText text = textIn(Radix::Automatic);
+    SignalState state = stateOf(std::uint64_t{0});
+    const auto with = [&](char kind, unsigned int id) {
+        state.override = {id, 1, static_cast<std::uint8_t>(kind), 0};
+        return state;
+    };
+    const Signal bus = signalOf(Signal::Form::Vector, 8);
+    EXPECT_EQ(text.letters(bus, with('b', 3)), "uuuuuuz1");
+    EXPECT_EQ(text.letters(bus, with('b', 4)), "000000lh");
+    EXPECT_EQ(text.letters(signalOf(Signal::Form::Vector, 2), with('b', 3)), "z1");
+    EXPECT_EQ(text.format(bus, with('s', 1)), "\"hello\"");
+    EXPECT_EQ(text.format(bus, with('r', 5)), "7.5");
+    EXPECT_EQ(text.letters(bus, with('r', 5)), "");
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Scalar), with('b', 3)), "1");
+}

@@ -1,0 +1,361 @@
+#include "ReadingFixture.h"
+
+#include "survey/Survey.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <zlib.h>
+
+#include <cstring>
+#include <functional>
+#include <random>
+
+using namespace tracewell;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+namespace {
+
+/// A file's bytes, with the places that a test wants to damage.
+class Bytes
+{
+public:
+    explicit Bytes(std::string bytes) : m_bytes(std::move(bytes)) {}
+
+    template <class T> T get(std::size_t at) const
+    {
+        T value;
+        std::memcpy(&value, m_bytes.data() + at, sizeof value);
+        return value;
+    }
+    template <class T> void put(std::size_t at, T value)
+    {
+        std::memcpy(m_bytes.data() + at, &value, sizeof value);
+    }
+    std::size_t place(std::size_t at) const { return static_cast<std::size_t>(get<long long>(at)); }
+
+    std::string& text() { return m_bytes; }
+    std::size_t contentNode() const { return place(48); }
+    std::size_t item(std::size_t number) const { return place(contentNode() + 8 + 8 * number); }
+    /// Sections in the order of the builder: names, events, strings.
+    std::size_t section(std::size_t number) const { return place(item(number) + 32); }
+    std::size_t events() const { return section(1); }
+    std::size_t bucketTable() const { return place(events() + 32); }
+    std::size_t node(std::size_t bucket = 0) const { return place(bucketTable() + 8 * bucket); }
+    std::size_t block(std::size_t slot = 0) const { return place(node() + 8 + 8 * slot); }
+    std::size_t sizeAt(std::size_t slot = 0) const { return node() + 808 + 4 * slot; }
+    std::size_t stringNode() const { return place(place(section(2) + 8)); }
+
+    /// Unpacks a block, lets `change` alter its image, and lists the result, stored at the end of
+    /// the file, in its place.
+    void alterImage(const std::function<void(Bytes&)>& change, std::size_t slot = 0)
+    {
+        std::string image(10240, '\0');
+        uLongf size = image.size();
+        uncompress(reinterpret_cast<Bytef*>(image.data()), &size,
+                   reinterpret_cast<const Bytef*>(m_bytes.data()) + block(slot),
+                   get<unsigned int>(sizeAt(slot)));
+        Bytes altered(image);
+        change(altered);
+        std::string stored(20480, '\0');
+        size = stored.size();
+        compress2(reinterpret_cast<Bytef*>(stored.data()), &size,
+                  reinterpret_cast<const Bytef*>(altered.m_bytes.data()), altered.m_bytes.size(),
+                  1);
+        put(node() + 8 + 8 * slot, static_cast<long long>(m_bytes.size()));
+        put(sizeAt(slot), static_cast<unsigned int>(size));
+        m_bytes.append(stored, 0, size);
+    }
+
+private:
+    std::string m_bytes;
+};
+
+class Verify : public Reading
+{
+protected:
+    /// Several blocks in bucket 0, one in others, and some texts.
+    void record(bool closed = true)
+    {
+        RecordingBuilder builder(path(closed ? "run.wdb" : "open.wdb"), kSmallDesign, 32);
+        for (int time = 0; time < 2000; ++time) {
+            builder.letters(time, "top.dut.data[7:0]", time % 2 ? "00000001" : "10000000");
+        }
+        builder.letters(7, "top.clk", "1");
+        for (int i = 0; i < 200; ++i) {
+            builder.text(2000 + i, "top.dut.phase", "a text with the number " + std::to_string(i));
+        }
+        if (!closed) {
+            builder.flush();
+            write("run.wdb", read("open.wdb"));
+        }
+    }
+
+    Result verify() const { return run({"verify", path()}); }
+
+    void damage(const std::function<void(Bytes&)>& change)
+    {
+        Bytes bytes(read());
+        change(bytes);
+        write("run.wdb", bytes.text());
+    }
+};
+
+struct Damage
+{
+    const char* name;
+    std::function<void(Bytes&)> change;
+    /// Parts of the finding.
+    std::vector<std::string> told;
+};
+
+class VerifyDamage : public Verify, public ::testing::WithParamInterface<Damage>
+{};
+
+std::vector<Damage> damages()
+{
+    const auto shift = [](Bytes& image, std::size_t record, std::size_t field, unsigned int value) {
+        image.put(20 + 24 * record + field, value);
+    };
+    return {
+        {"ContentsOutsideTheFile",
+         [](Bytes& b) { b.put(48, 1ll << 40); },
+         {"table of contents", "does not lie in the file"}},
+        {"ContentsRunInACircle",
+         [](Bytes& b) { b.put(b.contentNode(), static_cast<long long>(b.contentNode())); },
+         {"table of contents", "overlaps something else"}},
+        {"ContentsCountTooMany",
+         [](Bytes& b) { b.put(b.contentNode() + 128, 11u); },
+         {"counts 11 entries", "perhaps sections"}},
+        {"SectionOutsideTheFile",
+         [](Bytes& b) { b.put(b.item(0) + 40, 1ll << 40); },
+         {"Zelnix DBG", "does not lie in the file"}},
+        {"NoEventSection",
+         [](Bytes& b) { b.put(b.item(1), 'X'); },
+         {"WDB.Event", "no such section", "lost: all events"}},
+        {"UnknownType", [](Bytes& b) { b.put(b.events() + 8, 1002); }, {"type 1002 is not known"}},
+        {"DivisionOfZero", [](Bytes& b) { b.put(b.events() + 16, 0ll); }, {"division of 0"}},
+        {"BlockSizeWithoutSense",
+         [](Bytes& b) { b.put(b.events() + 64, 0xFFFFFFFFu); },
+         {"block size of 4294967295"}},
+        {"BucketTableOutsideTheFile",
+         [](Bytes& b) { b.put(b.events() + 12, 0xFFFFFFFFu); },
+         {"the bucket table"}},
+        {"ListNodeOutsideTheFile",
+         [](Bytes& b) { b.put(b.bucketTable(), -5ll); },
+         {"bucket 0", "a list node of 1216 bytes at -5", "lost: all events of the bucket"}},
+        {"TwoBucketsShareAList",
+         [](Bytes& b) { b.put(b.bucketTable() + 8, static_cast<long long>(b.node())); },
+         {"bucket 1", "overlaps"}},
+        {"ListRunsInACircle",
+         [](Bytes& b) {
+             b.put(b.node(), static_cast<long long>(b.node()));
+             b.put(b.node() + 1208, 100u);
+         },
+         {"bucket 0, node at", "overlaps"}},
+        {"NodeForgetsABlock",
+         [](Bytes& b) { b.put(b.node() + 1208, b.get<unsigned int>(b.node() + 1208) - 1); },
+         {"lists more blocks than it counts"}},
+        {"BlockTooLarge",
+         [](Bytes& b) { b.put(b.sizeAt(1), 10241u); },
+         {"block of 10241 bytes is not between 1 and 10240",
+          "from time 424 ns on, up to time 850"}},
+        {"BlockListedTwice",
+         [](Bytes& b) { b.put(b.node() + 16, static_cast<long long>(b.block(0))); },
+         {"bucket 0", "block at", "overlaps"}},
+        {"StreamCutOff",
+         [](Bytes& b) { b.put(b.sizeAt(0), b.get<unsigned int>(b.sizeAt(0)) - 9); },
+         {"block at", "zlib stream is cut off", "events at its end, up to time"}},
+        {"StreamDamaged",
+         [](Bytes& b) { b.put(b.block(0) + 40, 0x5A5A5A5Au); },
+         {"zlib stream is damaged"}},
+        {"StreamForNoReason",
+         [](Bytes& b) { b.put(b.block(0), 0); },
+         {"zlib stream is damaged; 0 of 10240 bytes"}},
+        {"RecordRunsOut",
+         [=](Bytes& b) { b.alterImage([=](Bytes& i) { shift(i, 3, 12, 70000); }); },
+         {"record 3, byte 92", "runs past the end", "those behind it"}},
+        {"RecordWithoutValue",
+         [=](Bytes& b) { b.alterImage([=](Bytes& i) { shift(i, 3, 12, 0); }); },
+         {"record 3, byte 92", "has no value"}},
+        {"EventOutsideItsBucket",
+         [=](Bytes& b) { b.alterImage([=](Bytes& i) { shift(i, 5, 8, 28); }); },
+         {"record 5", "covers the addresses 28 to 35", "ends before 32"}},
+        {"BytesBehindTheRecords",
+         [](Bytes& b) { b.alterImage([](Bytes& i) { i.text().back() = 1; }); },
+         {"no zeros follow the last record"}},
+        {"CountTooSmall",
+         [](Bytes& b) { b.alterImage([](Bytes& i) { i.put(16, 10u); }); },
+         {"no zeros follow the last record, from byte 260"}},
+        {"WrongStartTime",
+         [](Bytes& b) { b.alterImage([](Bytes& i) { i.put(0, 99ll); }); },
+         {"says that it starts at 99"}},
+        {"ImageTooLong",
+         [](Bytes& b) { b.alterImage([](Bytes& i) { i.text() += "more"; }); },
+         {"unpacks to more than 10240 bytes"}},
+        {"ImageTooShort",
+         [](Bytes& b) { b.alterImage([](Bytes& i) { i.text().resize(5000); }); },
+         {"unpacks to 5000 bytes instead of 10240"}},
+        {"NamesWithoutSense",
+         [](Bytes& b) { b.text().replace(b.text().find("reg 8"), 5, "reg x"); },
+         {"Zelnix DBG", "the name table makes no sense", "lost: all names"}},
+        {"TextsLeaveAGap",
+         [](Bytes& b) { b.put(b.stringNode() + 816, 900ll); },
+         {"WDB.StringMap", "starts with text 900"}},
+        {"TextsMiscounted",
+         [](Bytes& b) { b.put(b.stringNode() + 2008, 3u); },
+         {"its list says 3", "lost: the texts 1 to 3"}},
+        {"TextBlockDamaged",
+         [](Bytes& b) { b.put(b.place(b.stringNode() + 8) + 30, 0x5A5A5A5A); },
+         {"WDB.StringMap", "zlib stream is damaged", "lost: the texts 1 to"}},
+        {"TextAnchorLost",
+         [](Bytes& b) { b.put(b.section(2) + 8, 1ll << 50); },
+         {"the anchor of the list", "lost: all texts"}},
+        {"CutInTheMiddle",
+         [](Bytes& b) { b.text().resize(b.block(3) + 10); },
+         {"block at", "does not lie in the file"}}};
+}
+
+} // namespace
+
+TEST_F(Verify, soundFileIsSound)
+{
+    record();
+    const Result result = verify();
+    EXPECT_EQ(result.code, 0);
+    EXPECT_THAT(result.out, AllOf(HasSubstr("3 sections, 2 buckets in use"),
+                                  HasSubstr("2201 events, 200 strings\nsound\n")));
+    EXPECT_THAT(result.out, AllOf(Not(HasSubstr("damage:")), Not(HasSubstr("notice:"))));
+}
+
+TEST_P(VerifyDamage, isFoundInItsPlace)
+{
+    record();
+    damage(GetParam().change);
+    const Result result = verify();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.error.find("terminate"), std::string::npos);
+    std::string all = result.out;
+    // One finding tells it all.
+    std::string found;
+    for (std::size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
+        const std::string line = all.substr(at, all.find('\n', at) - at);
+        const bool fits = line.rfind("damage: ", 0) == 0 &&
+                          std::all_of(GetParam().told.begin(), GetParam().told.end(),
+                                      [&](const std::string& part) {
+                                          return line.find(part) != std::string::npos;
+                                      });
+        found = fits ? line : found;
+    }
+    EXPECT_NE(found, "") << all;
+    EXPECT_THAT(all, HasSubstr("\ndamaged in "));
+
+    const nlohmann::json json = nlohmann::json::parse(run({"verify", path(), "--json"}).out);
+    EXPECT_EQ(json["sound"], false);
+    EXPECT_EQ(json["damages"], surveyFile(path(), nullptr).findings.damages());
+    EXPECT_EQ(run({"info", path()}).code, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, VerifyDamage, ::testing::ValuesIn(damages()),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(Verify, everythingButTheDamagedBlockIsRead)
+{
+    record();
+    const unsigned long long events = surveyFile(path(), nullptr).events;
+    damage([](Bytes& b) { b.put(b.block(1), 0); });
+    const Survey survey = surveyFile(path(), nullptr);
+    EXPECT_EQ(survey.findings.damages(), 1u);
+    // Blocks of 10,240 bytes and records of 24.
+    EXPECT_EQ(survey.events, events - 425);
+}
+
+TEST_F(Verify, fileOfAKilledWriterIsSoundAndSaysHowFarItGoes)
+{
+    record(false);
+    const Result result = verify();
+    EXPECT_EQ(result.code, 0) << result.out;
+    EXPECT_THAT(result.out, AllOf(HasSubstr("never closed this file"),
+                                  HasSubstr("whole up to time 7 ns, where bucket 1 ends"),
+                                  HasSubstr("reach to time 2.199 us"), HasSubstr("\nsound\n")));
+    const nlohmann::json json = nlohmann::json::parse(run({"verify", path(), "--json"}).out);
+    EXPECT_EQ(json["closed"], false);
+    EXPECT_EQ(json["wholeUpTo"], 7);
+    EXPECT_EQ(json["latestTime"], 2199);
+    EXPECT_THAT(output("info"), HasSubstr("closed        no"));
+
+    // Stored behind everything, and listed nowhere.
+    damage([](Bytes& b) { b.text() += std::string(100, 'x'); });
+    EXPECT_THAT(verify().out, HasSubstr("100 bytes belong to nothing; blocks that were stored"));
+}
+
+TEST_F(Verify, timesThatGoBackAreNoDamage)
+{
+    RecordingBuilder builder(path(), kSmallDesign);
+    for (const int time : {5, 9, 3, 4, 1}) {
+        builder.letters(time, "top.clk", "1");
+    }
+    builder.close();
+    const Result result = verify();
+    EXPECT_EQ(result.code, 0);
+    EXPECT_THAT(result.out, HasSubstr("record 2, byte 54: time goes back here (2 times"));
+}
+
+TEST_F(Verify, randomDamageNeverBreaksIt)
+{
+    const unsigned int seed = 11;
+    SCOPED_TRACE(seed);
+    record();
+    const std::string sound = read();
+    std::mt19937 random(seed);
+    for (int i = 0; i < 400; ++i) {
+        std::string bytes = sound;
+        for (unsigned int n = 1 + random() % 4; n > 0; --n) {
+            // The first bytes steer most.
+            const std::size_t at = random() % (random() % 2 ? bytes.size() : 6000);
+            static const long long kWords[] = {0, -1, 1, 64, 200, 1ll << 32, 1ll << 62};
+            const long long word =
+                random() % 2 ? kWords[random() % 7] : bytes[at] ^ (1 << random() % 8);
+            bytes.replace(at, std::min<std::size_t>(random() % 2 ? 8 : 1, bytes.size() - at),
+                          reinterpret_cast<const char*>(&word),
+                          std::min<std::size_t>(random() % 2 ? 8 : 1, bytes.size() - at));
+        }
+        if (random() % 5 == 0) {
+            bytes.resize(random() % bytes.size());
+        }
+        write("run.wdb", bytes);
+        const Result result = verify();
+        ASSERT_TRUE(result.code == 0 || result.code == 1);
+        ASSERT_TRUE(!result.out.empty() || !result.error.empty());
+    }
+}
+
+TEST_F(Verify, filesOfOtherKindsSayWhatTheyAre)
+{
+    write("run.vcd", "$date today $end\n");
+    write("run.fst", std::string("\0\0\0\0\0\0\0\x01\x49", 9) + std::string(400, 'x'));
+    write("run.gz", "\x1f\x8b\x08 and so on");
+    write("empty", "");
+    write("short", "Zel");
+    write("other", std::string(100, 'x'));
+    write("newer", "Zelnix WAVE DATABASE 07" + std::string(100, '\0'));
+    const std::pair<const char*, const char*> cases[] = {{"run.vcd", "tracewell import"},
+                                                         {"run.fst", "FST"},
+                                                         {"run.gz", "gunzip"},
+                                                         {"empty", "the file is empty"},
+                                                         {"short", "only 3 bytes"},
+                                                         {"other", "no wave database"},
+                                                         {"newer", "another format version"},
+                                                         {"missing", "no such file"},
+                                                         {".", "directory"}};
+    for (const auto& [name, told] : cases) {
+        for (const char* command : {"info", "signals", "draw", "events", "verify"}) {
+            const Result result = run({command, path(name)});
+            EXPECT_EQ(result.code, 1);
+            EXPECT_EQ(result.out, "");
+            EXPECT_THAT(result.error, AllOf(HasSubstr(path(name)), HasSubstr(told)));
+            EXPECT_EQ(result.error.find('\n'), std::string::npos);
+        }
+    }
+}
