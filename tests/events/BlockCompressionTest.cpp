@@ -1,0 +1,122 @@
+#include "EventTestData.h"
+
+#include "BlockStore.h"
+#include "WdbMemoryBlockManager.h"
+
+#include <functional>
+#include <stdexcept>
+
+namespace Tracewell {
+namespace {
+
+TEST(BlockCompressor, resetStateGivesTheBytesOfCompress2AlsoWhenCut)
+{
+    std::mt19937 random(7);
+    BlockCompressor compressor;
+    int cut = 0;
+    for (int round = 0; round < 400; ++round) {
+        SCOPED_TRACE(round);
+        // From all zeros to all noise, so that the reset state follows very different images.
+        std::string image(below(random, 2) == 0 ? 10240 : 64 + below(random, 3000), '\0');
+        const std::size_t noise =
+            round % 4 == 0 ? image.size() : below(random, static_cast<unsigned int>(image.size()));
+        const unsigned int alphabet = 1 + below(random, 256);
+        for (std::size_t i = 0; i < noise; ++i)
+            image[i] = static_cast<char>(random() % alphabet);
+
+        std::string expected(image.size(), '\0');
+        uLongf length = expected.size();
+        const bool fits = compress2(reinterpret_cast<Bytef*>(expected.data()), &length,
+                                    bytesOf(image), image.size(), 1) == Z_OK;
+        expected.resize(length);
+        ASSERT_EQ(compressor.compress(image.data(), static_cast<unsigned int>(image.size())), fits);
+        ASSERT_EQ(std::string(compressor.data(), compressor.size()), expected);
+        cut += fits ? 0 : 1;
+    }
+    EXPECT_GT(cut, 10);
+    EXPECT_LT(cut, 300);
+}
+
+/// What addBlock makes of a block that does not compress is cut; it is read as far as it goes.
+TEST(BlockCompressor, aCutStreamFromElsewhereIsReadAsFarAsItGoes)
+{
+    std::mt19937 random(8);
+    TestContainer container;
+    WdbEventBlock block(10240, 0);
+    add(block, {1, 0, randomBytes(random, 5000)});
+    add(block, {2, 5000, randomBytes(random, WdbEventBlock::getLongestValue(10240) - 5016)});
+    const std::vector<TestEvent> events = eventsOf(block);
+    unsigned int size = 0;
+    const long long handle = block.addBlock(container.blocks(), size);
+    EXPECT_EQ(size, 10240u);
+
+    block.loadBlock(handle, size, container.blocks());
+    const std::vector<TestEvent> read = eventsOf(block);
+    ASSERT_EQ(read.size(), 2u);
+    EXPECT_EQ(read[0], events[0]);
+    const std::size_t whole = events[1].value.size() - 8;
+    EXPECT_EQ(read[1].value.substr(0, whole), events[1].value.substr(0, whole));
+}
+
+class FailingManager : public WdbMemoryBlockManager
+{
+public:
+    explicit FailingManager(std::function<void()> fail) : m_fail(std::move(fail)) {}
+    long long addBlock(const char*, unsigned long long) override
+    {
+        m_fail();
+        return 0;
+    }
+
+private:
+    std::function<void()> m_fail;
+};
+
+TEST(StoringDeathTest, anExceptionWhileStoringEndsTheProcessWithItsLine)
+{
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    WdbEventBlock events(10240, 0);
+    add(events, {1, 0, "x"});
+    WdbStringBlock strings(1024);
+    strings.addString(1, "text");
+    unsigned int size = 0;
+    unsigned int count = 0;
+    long long id = 0;
+
+    const auto expectLine = [&](const std::function<void()>& fail, const std::string& eventLine,
+                                const std::string& stringLine) {
+        FailingManager manager(fail);
+        const std::string reason = " for the following reason: .*\n$";
+        EXPECT_EXIT(events.addBlock(manager, size), ::testing::ExitedWithCode(1),
+                    "^WDB FATAL ERROR: " + eventLine + reason);
+        EXPECT_EXIT(strings.addBlock(manager, size, id, count), ::testing::ExitedWithCode(1),
+                    "^WDB FATAL ERROR: " + stringLine + reason);
+    };
+    expectLine([] { throw std::runtime_error("broken"); }, "failed to add event block",
+               "failed to add event block");
+    expectLine([] { throw Qsim::IOException("QSim", "", "", 0, "broken"); },
+               "unspecified exception thrown", "unspecified exception thrown");
+    expectLine([] { throw 3; }, "caught unspecified exception in WdbEventBlock::addBlock",
+               "caught unspecified exception in WdbStringBlock::addBlock");
+}
+
+TEST(StoringDeathTest, anExceptionOnAHelperThreadEndsTheProcessToo)
+{
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto storeThroughQueue = [] {
+        WdbMemoryBlockManager memory;
+        FailingManager failing([] { throw std::runtime_error("broken"); });
+        const long long anchor = memory.addBlock(std::string(8, '\0').data(), 8);
+        EventBlockList list(memory, anchor, 10240, 0, EventBlockList::Access::Writing);
+        add(list.openItem(), {1, 0, "x"});
+        BlockStore<WdbEventBlock, EventBlockList> store(failing);
+        store.setQueue(std::make_shared<BlockStoreQueue>());
+        store.storeOpenItem(list);
+        store.drain();
+    };
+    EXPECT_EXIT(storeThroughQueue(), ::testing::ExitedWithCode(1),
+                "WDB FATAL ERROR: failed to add event block for the following reason: .*\n$");
+}
+
+} // namespace
+} // namespace Tracewell

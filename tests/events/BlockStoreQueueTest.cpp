@@ -1,0 +1,138 @@
+#include "EventTestData.h"
+
+#include "BlockCompressor.h"
+#include "BlockStoreQueue.h"
+#include "WdbStringMapDatabase.h"
+
+#include <algorithm>
+#include <atomic>
+#include <deque>
+
+namespace Tracewell {
+namespace {
+
+/// Takes as long to compress as it is told, and notes its number when it is committed.
+class NotingTask : public StoreTask
+{
+public:
+    NotingTask(int number, int work, std::vector<int>& committed, std::atomic<int>& underWay)
+        : m_number(number), m_work(work), m_committed(committed), m_underWay(underWay)
+    {}
+    void compress(BlockCompressor& compressor) override
+    {
+        const std::string image(1024, 'x');
+        for (int i = 0; i < m_work; ++i)
+            compressor.compress(image.data(), 1024);
+    }
+    void commit() override
+    {
+        m_committed.push_back(m_number);
+        --m_underWay;
+    }
+
+    int m_number;
+    int m_work;
+    std::vector<int>& m_committed;
+    std::atomic<int>& m_underWay;
+};
+
+TEST(BlockStoreQueue, commitsInTheOrderOfSubmissionAndHoldsNoMoreThanItsBound)
+{
+    for (const unsigned int workers : {0u, 1u, 2u, 4u}) {
+        std::mt19937 random(workers);
+        std::vector<int> committed;
+        std::atomic<int> underWay{0};
+        std::deque<NotingTask> tasks;
+        BlockStoreQueue queue(workers, 1000);
+        queue.drain();
+        for (int i = 0; i < 400; ++i) {
+            tasks.emplace_back(i, below(random, 8) == 0 ? 20 : 0, committed, underWay);
+            queue.submit(tasks.back(), 100);
+            // Ten fit, and one more may be committed and not yet counted off.
+            EXPECT_LE(++underWay, 11);
+            if (i % 90 == 0) {
+                queue.drain();
+                EXPECT_EQ(underWay, 0);
+                EXPECT_EQ(committed.size(), tasks.size());
+            }
+        }
+        // A task above the bound waits until it is alone, and is not refused.
+        tasks.emplace_back(400, 0, committed, underWay);
+        ++underWay;
+        queue.submit(tasks.back(), 5000);
+        queue.drain();
+        ASSERT_EQ(committed.size(), 401u);
+        EXPECT_TRUE(std::is_sorted(committed.begin(), committed.end()));
+    }
+}
+
+struct Load
+{
+    const char* name;
+    unsigned long long addressSize;
+    unsigned int division;
+    unsigned int noisePercent;
+    unsigned int longest;
+    int events;
+};
+
+class StoreQueueLoad : public ::testing::TestWithParam<Load>
+{
+protected:
+    /// Events and texts of a run, with looks at them in between.
+    static std::string record(const std::shared_ptr<BlockStoreQueue>& queue)
+    {
+        const Load& load = GetParam();
+        TestContainer container;
+        auto database = container.createDatabase(1001, load.addressSize, load.division);
+        auto& buckets = dynamic_cast<WdbMultipleBucketEventDatabase&>(*database);
+        WdbStringMapDatabase strings(container.files());
+        strings.initialize(
+            WdbStringMapDatabase::createStringMapSection(101, container.files(), true), true);
+        buckets.setStoreQueue(queue);
+        strings.setStoreQueue(queue);
+
+        std::mt19937 random(5);
+        for (int i = 0; i < load.events; ++i) {
+            const std::size_t length = 1 + below(random, load.longest);
+            add(*database, {i / 20, static_cast<long long>(random() % load.addressSize),
+                            below(random, 100) < load.noisePercent ? randomBytes(random, length)
+                                                                   : std::string(length, 'v')});
+            if (i % 50 == 0)
+                strings.addString("text " + std::to_string(i) +
+                                  std::string(below(random, 300), 't'));
+            if (i % (load.events / 3) == 100) {
+                database->flush();
+                strings.flush();
+            }
+            if (i % (load.events / 3) == 1000) {
+                std::string text;
+                EXPECT_TRUE(strings.getString(1, text));
+                EXPECT_FALSE(database->getEventBlockDatabaseIterator({0}).empty());
+            }
+        }
+        database.reset();
+        strings.flush();
+        return container.content();
+    }
+};
+
+TEST_P(StoreQueueLoad, fileIsTheOneWithoutAQueueByteForByte)
+{
+    std::string expected = record(nullptr);
+    // The creation time in the file's header is nobody's business here.
+    const auto withoutTime = [](std::string content) { return content.replace(56, 4, 4, '\0'); };
+    for (const auto& queue :
+         {std::make_shared<BlockStoreQueue>(), std::make_shared<BlockStoreQueue>(1),
+          std::make_shared<BlockStoreQueue>(4, 1), std::make_shared<BlockStoreQueue>(2, 100000)})
+        EXPECT_TRUE(withoutTime(record(queue)) == withoutTime(expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(Loads, StoreQueueLoad,
+                         ::testing::Values(Load{"fewBuckets", 5000, 2048, 0, 8, 60000},
+                                           Load{"manyBuckets", 200000, 256, 5, 8, 60000},
+                                           Load{"noise", 5000, 2048, 100, 300, 6000}),
+                         [](const auto& load) { return std::string(load.param.name); });
+
+} // namespace
+} // namespace Tracewell

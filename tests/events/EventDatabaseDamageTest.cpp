@@ -1,0 +1,105 @@
+#include "EventTestData.h"
+
+#include "QsimException.h"
+
+namespace Tracewell {
+namespace {
+
+/// A file with 3 buckets and its bytes, to be damaged.
+class DamagedEventDatabase : public ::testing::TestWithParam<int>
+{
+protected:
+    void SetUp() override
+    {
+        std::mt19937 random(4);
+        auto database = m_container.createDatabase(GetParam(), 5000);
+        for (int i = 0; i < 3000; ++i)
+            add(*database,
+                {i, static_cast<long long>(below(random, 5000)), randomBytes(random, 4)});
+        m_header =
+            static_cast<std::size_t>(WdbIEventBlockDatabase::getEventSection(m_container.files()));
+        database.reset();
+        m_container.files().close();
+        m_content = m_container.content();
+    }
+
+    std::string patched(std::size_t offset, unsigned long long value, int size) const
+    {
+        return std::string(m_content).replace(m_header + offset, static_cast<std::size_t>(size),
+                                              littleEndian(value, size));
+    }
+
+    /// The number of events of a file with that content.
+    std::size_t countEvents(const std::string& content)
+    {
+        m_container.files().close();
+        writeFile(m_container.path(), content);
+        m_container.reopen();
+        const auto database = m_container.openDatabase();
+        const std::size_t count = eventsOf(*database).size();
+        EXPECT_EQ(m_container.content(), content) << "reading has written";
+        return count;
+    }
+
+    TestContainer m_container;
+    std::size_t m_header = 0;
+    std::string m_content;
+};
+
+TEST_P(DamagedEventDatabase, aHeaderThatCannotBeTrueIsRefused)
+{
+    EXPECT_GE(countEvents(m_content), 3000u);
+    // Buckets, place of their table, block size.
+    for (const std::string& content :
+         {patched(12, 0x7fffffff, 4), patched(32, 1ull << 40, 8), patched(32, ~0ull, 8),
+          patched(64, 0, 4), patched(64, 63, 4), patched(64, 0x0f000000, 4),
+          patched(64, 0xffffffff, 4), m_content.substr(0, m_header + 40)})
+        EXPECT_THROW(countEvents(content), Qsim::OpenException);
+    for (const unsigned long long division : {0ull, 1ull << 32}) {
+        if (GetParam() == 1000)
+            EXPECT_GE(countEvents(patched(16, division, 8)), 3000u) << "not needed";
+        else
+            EXPECT_THROW(countEvents(patched(16, division, 8)), Qsim::OpenException);
+    }
+    EXPECT_EQ(countEvents(patched(64, 64, 4)), 0u) << "blocks above the block size are empty";
+    EXPECT_GT(countEvents(patched(64, 65536, 4)), 0u);
+}
+
+TEST_P(DamagedEventDatabase, noChangeOfBytesCrashesHangsOrWrites)
+{
+    std::mt19937 random(11);
+    for (int round = 0; round < 400; ++round) {
+        SCOPED_TRACE(round);
+        std::string content = m_content;
+        for (unsigned int i = 1 + below(random, 4); i > 0; --i) {
+            // Half of the damage goes to table, header and the first nodes. Whether the file is a
+            // container at all is not what this is about.
+            const std::size_t start = m_header - 24;
+            const std::size_t place =
+                below(random, 2) == 0 ? below(random, 1400) : random() % (content.size() - start);
+            content[start + place] = static_cast<char>(random());
+        }
+        try {
+            countEvents(content);
+        } catch (const Qsim::OpenException&) {
+        }
+    }
+}
+
+TEST_P(DamagedEventDatabase, aDatabaseForReadingNeverWrites)
+{
+    m_container.reopen();
+    const auto database = m_container.openDatabase();
+    const std::size_t count = eventsOf(*database).size();
+    add(*database, {9000, 10, "x"});
+    database->setLatestTime(9000);
+    database->setAddressMapFileOffsetAndSize(1, 2);
+    database->flush();
+    EXPECT_EQ(eventsOf(*database).size(), count);
+    EXPECT_EQ(m_container.content(), m_content);
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, DamagedEventDatabase, ::testing::Values(1000, 1001));
+
+} // namespace
+} // namespace Tracewell

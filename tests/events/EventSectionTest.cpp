@@ -1,0 +1,210 @@
+#include "EventTestData.h"
+
+#include "BlockStoreQueue.h"
+#include "QsimException.h"
+#include "WdbMemoryBlockManager.h"
+#include "WdbScalarBTree.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Tracewell {
+namespace {
+
+constexpr long long kNodeSize = 1216;
+
+TEST(EventSection, bucketsAreCountedUp)
+{
+    using Database = WdbIEventBlockDatabase;
+    EXPECT_EQ(Database::calculateNumberOfBucket(0), 0u);
+    EXPECT_EQ(Database::calculateNumberOfBucket(2048), 1u);
+    EXPECT_EQ(Database::calculateNumberOfBucket(2049), 2u);
+    EXPECT_EQ(Database::calculateNumberOfBucket(100, 30), 4u);
+    EXPECT_EQ(Database::calculateNumberOfBucket(4096, 0), 2u) << "0 stands for the default";
+    EXPECT_EQ(Database::calculateNumberOfBucket(~0ull, 1), 0xffffffffu);
+}
+
+TEST(EventSection, isATableOfZerosAndAHeaderOf72Bytes)
+{
+    TestContainer container;
+    const long long offset = container.createSection(1001, 5000, 2000);
+    EXPECT_EQ(offset, 64 + 136 + 24);
+    EXPECT_EQ(container.content().substr(64 + 136, 24 + 72),
+              std::string(24, '\0') + littleEndian(0, 8) + littleEndian(1001, 4) +
+                  littleEndian(3, 4) + littleEndian(2000, 8) + littleEndian(5000, 8) +
+                  littleEndian(64 + 136, 8) + std::string(24, '\0') + littleEndian(10240, 4) +
+                  littleEndian(100, 4));
+    WdbTableOfContentItem item;
+    container.files().getSection("WDB.Event", 1, item);
+    EXPECT_EQ(item.m_fileOffset, offset);
+    EXPECT_EQ(item.m_size, 72);
+    EXPECT_EQ(WdbIEventBlockDatabase::getEventSection(container.files()), offset);
+    EXPECT_EQ(WdbIEventBlockDatabase::getEventDatabaseTypeId(container.files()), 1001);
+    EXPECT_EQ(WdbEventBlockDatabaseFactory::getInstance().create(999, container.files()), nullptr);
+
+    TestContainer empty;
+    EXPECT_THROW(WdbIEventBlockDatabase::getEventSection(empty.files()), Qsim::OpenException);
+}
+
+TEST(EventDatabase, fileHoldsTableNodeBlockAndLatestTimeAsLaidOutByHand)
+{
+    TestContainer container;
+    auto database = container.createDatabase(1001, 5000);
+    add(*database, {7, 2050, "\x11\x22"});
+    add(*database, {9, 2048, "\x33"});
+    database->setAddressMapFileOffsetAndSize(0x1234, 5);
+    const long long header = WdbIEventBlockDatabase::getEventSection(container.files());
+    const auto at = [&](long long offset, std::size_t size) {
+        return container.content().substr(static_cast<std::size_t>(offset), size);
+    };
+    const long long node = header + 72 + 48; // behind the item of the table of contents
+    EXPECT_EQ(at(header - 24, 24), littleEndian(0, 8) +
+                                       littleEndian(static_cast<unsigned long long>(node), 8) +
+                                       littleEndian(0, 8));
+    EXPECT_EQ(at(header + 48, 16), littleEndian(5, 8) + littleEndian(0x1234, 8));
+    EXPECT_EQ(at(header, 8), littleEndian(0, 8));
+    EXPECT_EQ(at(node, kNodeSize), std::string(kNodeSize, '\0'));
+
+    database.reset();
+    const long long block = node + kNodeSize;
+    const std::string stored = at(block, std::string::npos);
+    EXPECT_EQ(inflated(stored),
+              padded(littleEndian(7, 8) + littleEndian(2, 8) + littleEndian(2, 4) +
+                         record(7, 2, "\x11\x22") + record(9, 0, "\x33"),
+                     10240));
+    EXPECT_EQ(
+        at(node, kNodeSize),
+        padded(littleEndian(0, 8) + littleEndian(static_cast<unsigned long long>(block), 8), 808) +
+            padded(littleEndian(stored.size(), 4), 400) + littleEndian(1, 4) + littleEndian(0, 4));
+    EXPECT_EQ(at(header, 8), littleEndian(9, 8));
+}
+
+TEST(EventDatabase, addressHashIsAPlainDivision)
+{
+    TestContainer container;
+    auto base = container.createDatabase(1001, 5000);
+    const auto& database = dynamic_cast<const WdbMultipleBucketEventDatabase&>(*base);
+    unsigned int bucket = 99;
+    long long first = -1;
+    long long last = -1;
+    const auto place = [&] { return std::make_tuple(bucket, first, last); };
+    EXPECT_TRUE(database.addressHash(4095, bucket, first, last));
+    EXPECT_EQ(place(), std::make_tuple(1u, 2048, 4095));
+    EXPECT_FALSE(database.addressHash(5001, bucket, first, last));
+    EXPECT_EQ(place(), std::make_tuple(2u, 2048, 4095)) << "the last bucket";
+    EXPECT_TRUE(database.addressHash(5000, bucket, first, last)) << "equal to the size";
+    EXPECT_EQ(place(), std::make_tuple(2u, 4096, 6143));
+}
+
+TEST(EventDatabase, iteratorsComeOnceABucketAndCreateNothing)
+{
+    TestContainer container;
+    auto database = container.createDatabase(1001, 10000);
+    add(*database, {1, 10, "a"});
+    add(*database, {2, 2047, "bc"});
+    add(*database, {3, 9999, "d"});
+    EXPECT_EQ(database->getEventBlockDatabaseIterator({0, 5, 2000}).size(), 1u);
+    const std::string before = container.content();
+    EXPECT_TRUE(database->getEventBlockDatabaseIterator({6000, -1}).empty());
+    EXPECT_EQ(container.content(), before);
+
+    WdbMemoryBlockManager blocks;
+    WdbScalarBTree inFirst(9, blocks), missing(6000, blocks), inSecond(2049, blocks),
+        alsoInFirst(2, blocks), behindTheEnd(123456, blocks);
+    WdbIEventBlockDatabase::IteratorVector iterators;
+    std::vector<std::vector<WdbScalarBTree*>> groups;
+    database->getEventBlockDatabaseIterator(
+        {&inSecond, &inFirst, &missing, &behindTheEnd, &alsoInFirst}, iterators, groups);
+    EXPECT_EQ(iterators.size(), 3u);
+    EXPECT_EQ(groups, (std::vector<std::vector<WdbScalarBTree*>>{
+                          {&inFirst, &alsoInFirst}, {&inSecond}, {&behindTheEnd}}));
+    EXPECT_EQ(
+        eventsOf(iterators),
+        (std::vector<TestEvent>{{1, 10, "a"}, {2, 2047, "b"}, {2, 2048, "c"}, {3, 9999, "d"}}));
+
+    auto single = container.createDatabase(1000, 10000);
+    iterators.clear();
+    groups.clear();
+    single->getEventBlockDatabaseIterator({&inSecond, &inFirst}, iterators, groups);
+    EXPECT_EQ(groups, (std::vector<std::vector<WdbScalarBTree*>>{{&inSecond, &inFirst}}));
+    EXPECT_TRUE(iterators.at(0)->isEof());
+}
+
+TEST(EventDatabase, filterMakesRoomInAFullBlockAndOnlyThere)
+{
+    for (const bool filter : {true, false}) {
+        TestContainer container;
+        auto database = container.createDatabase(1001, 2048);
+        database->setFilterRepeatedValue(filter);
+        for (int i = 0; i < 5000; ++i)
+            add(*database, {1, i % 2, littleEndian(static_cast<unsigned>(i), 4)});
+        const std::vector<TestEvent> events = eventsOf(*database);
+        EXPECT_EQ(events.back().value, littleEndian(4999, 4));
+        EXPECT_TRUE(filter ? events.size() < 600 : events.size() == 5000) << events.size();
+    }
+}
+
+TEST(EventDatabase, latestTimeNeverFallsAndIsRecoveredWhenItNeverReachedTheFile)
+{
+    for (const int type : {1000, 1001}) {
+        TestContainer container;
+        auto database = container.createDatabase(type, 5000);
+        EXPECT_EQ(container.openDatabase()->getLatestTime(), 0);
+        add(*database, {100, 3000, "x"});
+        add(*database, {40, 10, "x"});
+        EXPECT_EQ(database->getLatestTime(), 100);
+        for (const auto& iterator : database->getAllEventBlockDatabaseIterator())
+            EXPECT_FALSE(iterator->isEof());
+        // 1000 takes the time of its last event, 1001 the latest of its buckets.
+        EXPECT_EQ(container.openDatabase()->getLatestTime(), type == 1000 ? 40 : 100);
+        database->setLatestTime(500);
+        database.reset();
+        EXPECT_EQ(container.openDatabase()->getLatestTime(), 500);
+    }
+}
+
+TestEvent changeAt(int time)
+{
+    return {time, time * 7 % 6000, littleEndian(static_cast<unsigned int>(time), 1)};
+}
+
+TEST(EventDatabase, everythingFlushedSurvivesAWriterThatIsKilled)
+{
+    for (const bool withQueue : {false, true}) {
+        TestContainer container;
+        const pid_t child = ::fork();
+        if (child == 0) {
+            WdbFileManager files;
+            files.create(container.path());
+            auto* const database = new WdbMultipleBucketEventDatabase(1001, files);
+            database->initialize(WdbIEventBlockDatabase::createEventSection(1001, 3, 6000, files),
+                                 true);
+            if (withQueue)
+                database->setStoreQueue(std::make_shared<BlockStoreQueue>());
+            for (int i = 0; i < 40000; ++i)
+                add(*database, changeAt(i));
+            database->flush();
+            for (int i = 0; i < 100; ++i)
+                add(*database, {50000 + i, 0, "lost"});
+            ::_exit(0);
+        }
+        int status = -1;
+        ASSERT_TRUE(::waitpid(child, &status, 0) == child && status == 0);
+        container.reopen();
+        const auto database = container.openDatabase();
+        EXPECT_EQ(database->getEventDatabaseHeader().m_latestTime, 0);
+        EXPECT_EQ(database->getLatestTime(), 39999);
+        std::vector<TestEvent> events = eventsOf(*database);
+        ASSERT_EQ(events.size(), 40000u);
+        std::sort(events.begin(), events.end(),
+                  [](const TestEvent& a, const TestEvent& b) { return a.time < b.time; });
+        for (int i = 0; i < 40000; ++i)
+            ASSERT_EQ(events[static_cast<std::size_t>(i)], changeAt(i));
+    }
+}
+
+} // namespace
+} // namespace Tracewell
