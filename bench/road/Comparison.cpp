@@ -42,6 +42,7 @@ public:
                                  task.name.c_str());
                 ProcessResult result = runProcess(task.command, task.pinned);
                 result.values["processMs"] = result.wallMs;
+                result.values["processorMs"] = result.processorMs;
                 result.values["processMib"] = result.peakMib;
                 for (const auto& [key, value] : result.values)
                     m_samples[task.name + "/" + key].push_back(value);
@@ -215,13 +216,14 @@ private:
     {
         for (const std::string& workload : Workload::names()) {
             const double fst = get("fst/" + workload + "/wall");
-            printHeader("Writing, " + workload + ", " + m_count + " changes",
-                        {"writer", "calling thread, ns a change", "wall with close, ns a change",
+            printHeader("Writing, " + workload + ", " + m_count + " changes, ns a change",
+                        {"writer", "calling thread", "all threads", "wall with close",
                          "bytes a change", "wall / FST"});
             const auto row = [&](const std::string& title, const std::string& name) {
                 const std::string key = name + "/" + workload + "/";
-                printRow({title, number(get(key + "thread")), number(get(key + "wall")),
-                          number(get(key + "bytes")), ratio(get(key + "wall"), fst)});
+                printRow({title, number(get(key + "thread")), number(get(key + "cpu")),
+                          number(get(key + "wall")), number(get(key + "bytes")),
+                          ratio(get(key + "wall"), fst)});
             };
             row("Tracewell, one processor", "own");
             row("Tracewell, all processors", "own2");
@@ -235,19 +237,22 @@ private:
 
     void printReaders() const
     {
-        printHeader("Reading, from open to full history in memory, ms",
+        printHeader("Reading, from open to full history in memory, ms (processor time of all "
+                    "threads)",
                     {"workload", "signals", "FST", "Tracewell, division 2,048",
                      "Tracewell, division 32", "best / FST"});
         for (const std::string workload : {"mixed", "sparse"}) {
             for (const std::string signals : {"1", "20", kAllSignals}) {
-                const auto history = [&](const std::string& reader) {
-                    return get("read/" + reader + "/" + workload + "/" + signals + "/history");
+                const auto get = [&](const std::string& reader, const std::string& value) {
+                    return this->get("read/" + reader + "/" + workload + "/" + signals + value);
                 };
-                const double fst = history("fst");
-                const double coarse = history("own2048");
-                const double fine = history("own32");
-                printRow({workload, signals == kAllSignals ? "all" : signals, number(fst),
-                          number(coarse), number(fine), ratio(std::min(coarse, fine), fst)});
+                const auto cell = [&](const std::string& reader) {
+                    return number(get(reader, "/history")) + " (" + number(get(reader, "/cpu")) +
+                           ")";
+                };
+                const double best = std::min(get("own2048", "/history"), get("own32", "/history"));
+                printRow({workload, signals == kAllSignals ? "all" : signals, cell("fst"),
+                          cell("own2048"), cell("own32"), ratio(best, get("fst", "/history"))});
             }
         }
     }
@@ -255,12 +260,12 @@ private:
     void printDrawing() const
     {
         printHeader("First picture: from open to the answers for 20 signals, 1,000 pixels",
-                    {"workload", "division", "ms", "memory, MiB"});
+                    {"workload", "division", "ms", "processor time, ms", "memory, MiB"});
         for (const std::string& workload : Workload::names()) {
             for (const unsigned int division : kReadDivisions) {
                 const std::string key = "draw/" + workload + "/" + std::to_string(division) + "/";
                 printRow({workload, std::to_string(division), number(get(key + "first")),
-                          number(get(key + "peak"))});
+                          number(get(key + "cpu")), number(get(key + "peak"))});
             }
         }
         printHeader("Later pictures of the same signals, once their trees exist, us",
@@ -279,14 +284,14 @@ private:
     void printDivisions() const
     {
         printHeader("Addresses a bucket",
-                    {"workload", "division", "bytes a change", "wall, ns a change",
+                    {"workload", "division", "bytes a change", "all threads, ns a change",
                      "writer's memory, MiB", "one signal, ms"});
         for (const std::string workload : {"mixed", "sparse"}) {
             for (const unsigned int division : kDivisions) {
                 const std::string key = workload + "/" + std::to_string(division) + "/";
                 printRow({workload, std::to_string(division),
                           number(get("division/" + key + "bytes")),
-                          number(get("division/" + key + "wall")),
+                          number(get("division/" + key + "cpu")),
                           number(get("division/" + key + "peak")),
                           number(get("division-read/" + key + "history"))});
             }
@@ -299,14 +304,16 @@ private:
             return;
         const double mib =
             static_cast<double>(std::filesystem::file_size(file("mixed.vcd"))) / 1048576;
-        printHeader("Import of a VCD, " + number(mib) + " MiB",
-                    {"program", "wall, s", "MiB/s", "peak memory, MiB", "file, MiB"});
+        printHeader(
+            "Import of a VCD, " + number(mib) + " MiB",
+            {"program", "wall, s", "processor time, s", "MiB/s", "peak memory, MiB", "file, MiB"});
         const auto row = [&](const std::string& title, const std::string& name,
                              const std::string& output) {
             const double seconds = get(name + "/processMs") / 1000;
             const double size = static_cast<double>(std::filesystem::file_size(file(output)));
-            printRow({title, number(seconds), number(mib / seconds),
-                      number(get(name + "/processMib")), number(size / 1048576)});
+            printRow({title, number(seconds), number(get(name + "/processorMs") / 1000),
+                      number(mib / seconds), number(get(name + "/processMib")),
+                      number(size / 1048576)});
         };
         row("`tracewell import`", "import/own", "import.wdb");
         row("`vcd2fst`", "import/fst", "import.fst");

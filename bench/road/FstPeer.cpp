@@ -81,6 +81,7 @@ ReadResult readFst(const Workload& workload, const std::string& path, std::uint3
     }
     fstReaderIterBlocks(fst, takeChange, &histories, nullptr);
     result.historyMs = watch.wall() / 1e6;
+    result.historyCpuMs = watch.process() / 1e6;
     for (const Histories::History& history : histories.signals)
         result.changes += static_cast<double>(history.times.size());
     fstReaderClose(fst);

@@ -91,6 +91,7 @@ ReadResult readOwn(const Workload& workload, const std::string& path, std::uint3
     const Stopwatch watch;
     Viewer viewer(workload, path, signalCount);
     result.historyMs = watch.wall() / 1e6;
+    result.historyCpuMs = watch.process() / 1e6;
     for (std::size_t signal = 0; signal < viewer.signalCount(); ++signal)
         result.changes += static_cast<double>(viewer.ask(signal, 0, viewer.latestTime(), 0));
     return result;
@@ -106,6 +107,7 @@ DrawResult drawOwn(const Workload& workload, const std::string& path, std::uint3
     for (std::size_t signal = 0; signal < viewer.signalCount(); ++signal)
         viewer.ask(signal, 0, latest, latest / pixels);
     result.firstPictureMs = watch.wall() / 1e6;
+    result.firstPictureCpuMs = watch.process() / 1e6;
 
     for (const long long factor : {1, 10, 100, 1000, 10000}) {
         const long long window = std::max<long long>(latest / factor, 1);

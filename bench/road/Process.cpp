@@ -31,6 +31,11 @@ void pinToLastProcessor()
     }
 }
 
+double milliseconds(const timeval& time)
+{
+    return 1e3 * static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e3;
+}
+
 std::string readAll(int descriptor)
 {
     std::string text;
@@ -73,6 +78,7 @@ ProcessResult runProcess(const std::vector<std::string>& command, bool pinned)
 
     ProcessResult result;
     result.wallMs = watch.wall() / 1e6;
+    result.processorMs = milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
     result.peakMib = static_cast<double>(usage.ru_maxrss) / 1024;
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::string line;

@@ -11,6 +11,7 @@ struct ProcessResult
     /// What it printed: "name=number" lines.
     std::map<std::string, double> values;
     double wallMs = 0;
+    double processorMs = 0;
     double peakMib = 0;
 };
 

@@ -12,6 +12,8 @@ struct ReadResult
 {
     /// From opening the file to the whole histories of the signals in memory.
     double historyMs = 0;
+    /// Processor time of all threads.
+    double historyCpuMs = 0;
     /// How many changes these are (ours: answers of one signal each at full resolution).
     double changes = 0;
 };
@@ -23,6 +25,8 @@ struct DrawResult
 {
     /// From opening the file to the drawing answers of all signals over the whole run.
     double firstPictureMs = 0;
+    /// Processor time of all threads.
+    double firstPictureCpuMs = 0;
     struct Zoom
     {
         /// The window is the run divided by this.

@@ -9,10 +9,14 @@ namespace tracewell::bench {
 
 struct WriteResult
 {
-    explicit WriteResult(const Stopwatch& watch) : threadNs(watch.thread()), wallNs(watch.wall()) {}
+    explicit WriteResult(const Stopwatch& watch)
+        : threadNs(watch.thread()), processNs(watch.process()), wallNs(watch.wall())
+    {}
 
     /// Processor time of the calling thread, from open to the end of close.
     double threadNs;
+    /// The same of all threads.
+    double processNs;
     double wallNs;
     /// What a peer without a file would have stored; 0 to take the file's size.
     double bytes = 0;

@@ -57,8 +57,9 @@ void measureWrite(char** arguments)
     const double changes = static_cast<double>(workload.changes().size());
     const double bytes =
         result.bytes > 0 ? result.bytes : static_cast<double>(std::filesystem::file_size(path));
-    std::printf("thread=%g\nwall=%g\nbytes=%g\npeak=%g\n", result.threadNs / changes,
-                result.wallNs / changes, bytes / changes, peakMib() - before);
+    std::printf("thread=%g\ncpu=%g\nwall=%g\nbytes=%g\npeak=%g\n", result.threadNs / changes,
+                result.processNs / changes, result.wallNs / changes, bytes / changes,
+                peakMib() - before);
 }
 
 // read READER WORKLOAD FILE SIGNALS
@@ -69,7 +70,8 @@ void measureRead(char** arguments)
     const ReadResult result = std::strcmp(arguments[0], "fst") == 0
                                   ? readFst(layout, arguments[2], signals)
                                   : readOwn(layout, arguments[2], signals);
-    std::printf("history=%g\nchanges=%g\npeak=%g\n", result.historyMs, result.changes, peakMib());
+    std::printf("history=%g\ncpu=%g\nchanges=%g\npeak=%g\n", result.historyMs, result.historyCpuMs,
+                result.changes, peakMib());
 }
 
 // draw WORKLOAD FILE SIGNALS PIXELS
@@ -78,7 +80,8 @@ void measureDraw(char** arguments)
     const DrawResult result =
         drawOwn(Workload(arguments[0], 0), arguments[1],
                 static_cast<std::uint32_t>(std::atoi(arguments[2])), std::atoll(arguments[3]));
-    std::printf("first=%g\npeak=%g\n", result.firstPictureMs, peakMib());
+    std::printf("first=%g\ncpu=%g\npeak=%g\n", result.firstPictureMs, result.firstPictureCpuMs,
+                peakMib());
     for (const DrawResult::Zoom& zoom : result.zooms)
         std::printf("draw%lld=%g\npan%lld=%g\nslowestDraw%lld=%g\nslowestPan%lld=%g\n", zoom.factor,
                     zoom.drawUs, zoom.factor, zoom.panUs, zoom.factor, zoom.slowestDrawUs,
