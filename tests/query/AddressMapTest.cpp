@@ -1,4 +1,5 @@
 #include "../support/TestFiles.h"
+#include "TestEvents.h"
 
 #include "WdbAddressMap.h"
 #include "WdbFileManager.h"
@@ -29,8 +30,8 @@ TEST(WdbAddressMap, holdsTheSetThatWasInserted)
         WdbAddressMap map;
         std::set<long long> model;
         for (int step = 0; step < 60; ++step) {
-            const long long start = static_cast<long long>(random() % 120) - 60;
-            const long long end = random() % 2 == 0 ? start : start + random() % 12 - 2;
+            const long long start = pick(random, 120) - 60;
+            const long long end = pick(random, 2) == 0 ? start : start + pick(random, 12) - 2;
             const std::size_t before = model.size();
             for (long long address = start; address <= end; ++address)
                 model.insert(address);

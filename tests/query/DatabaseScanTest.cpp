@@ -58,21 +58,19 @@ struct ScanCase
 class ScanOfRandomEvents : public ::testing::TestWithParam<ScanCase>
 {
 protected:
-    long long pickAddress()
-    {
-        return static_cast<long long>(m_random() % 40) * GetParam().spread + m_random() % 6;
-    }
+    long long pickAddress() { return pick(m_random, 40) * GetParam().spread + pick(m_random, 6); }
 
     void fill(WdbIEventBlockDatabase& database)
     {
         long long time = 0;
         m_events.clear();
         for (int i = 0; i < 4000; ++i) {
-            time += m_random() % 3;
+            time += pick(m_random, 3);
             m_events.push_back({time, pickAddress(), {}});
             std::string& value = m_events.back().value;
-            for (auto left = m_random() % 50 == 0 ? 200 : 1 + m_random() % 12; left > 0; --left)
-                value += static_cast<char>(m_random() % 4);
+            for (int left = pick(m_random, 50) == 0 ? 200 : 1 + pick(m_random, 12); left > 0;
+                 --left)
+                value += static_cast<char>(pick(m_random, 4));
             database.writeEvent(time, m_events.back().address,
                                 static_cast<unsigned int>(value.size()),
                                 reinterpret_cast<const unsigned char*>(value.data()));
@@ -85,7 +83,7 @@ protected:
         Trees toScan;
         for (int i = 0; i < 60; ++i) {
             manager.getOrCreateByteBTrees(pickAddress(), 1, trees, toScan);
-            const auto bit = static_cast<unsigned int>(m_random() % 8);
+            const auto bit = static_cast<unsigned int>(pick(m_random, 8));
             manager.getOrCreateBitBTrees({{pickAddress(), bit}}, trees, toScan);
         }
         return toScan;

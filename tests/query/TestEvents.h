@@ -6,10 +6,17 @@
 
 #include <limits>
 #include <memory>
+#include <random>
 #include <utility>
 #include <vector>
 
 namespace Tracewell {
+
+/// A number from 0 to `count` - 1.
+template <class Random> int pick(Random& random, unsigned int count)
+{
+    return static_cast<int>(random() % count);
+}
 
 /// Times and bytes.
 using History = std::vector<std::pair<long long, int>>;

@@ -129,7 +129,8 @@ TEST_F(StaticReader, givesBackWhatTheContainerHolds)
 
 TEST_F(StaticReader, missingSectionsAreAbsence)
 {
-    addEventDatabase(m_file, 1000, 100, 50);
+    // A list of objects that cannot be true hides no object either.
+    addEventDatabase(m_file, 1000, 100, 50)->setAddressMapFileOffsetAndSize(64, 1LL << 60);
     const auto reader = read();
     EXPECT_EQ(reader->getLatestTime(), 0);
     EXPECT_EQ(reader->getDbg(nullptr), nullptr);
@@ -137,12 +138,6 @@ TEST_F(StaticReader, missingSectionsAreAbsence)
     EXPECT_EQ(reader->getProtoSettings(), "");
     EXPECT_EQ(reader->getStringMapValue(1), "");
     EXPECT_TRUE(reader->isObjectTraced(1234));
-}
-
-TEST_F(StaticReader, aListOfObjectsThatCannotBeTrueHidesNone)
-{
-    addEventDatabase(m_file, 1001, 100, 50)->setAddressMapFileOffsetAndSize(64, 1LL << 60);
-    EXPECT_TRUE(read()->isObjectTraced(1));
 }
 
 TEST_F(StaticReader, canBeUsedAgainAfterARefusal)
@@ -195,7 +190,7 @@ TEST_F(StaticReader, noDamageHarmsIt)
     fill();
     m_file.close();
     const std::string good = readFile(m_fileName);
-    for (unsigned int seed = 1; seed <= 400; ++seed) {
+    for (unsigned int seed = 1; seed <= 150; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937_64 random(seed);
         std::string bytes = good;

@@ -111,10 +111,10 @@ protected:
 History makeHistory(std::mt19937& random)
 {
     History history;
-    long long time = random() % 300;
-    for (auto count = random() % 4 == 0 ? 0 : random() % 60; count > 0; --count) {
-        history.emplace_back(time, random() % 3);
-        time += random() % 5 == 0 ? 40 + random() % 200 : random() % 4;
+    long long time = pick(random, 300);
+    for (int count = pick(random, 4) == 0 ? 0 : pick(random, 60); count > 0; --count) {
+        history.emplace_back(time, pick(random, 3));
+        time += pick(random, 5) == 0 ? 40 + pick(random, 200) : pick(random, 4);
     }
     return history;
 }
@@ -125,12 +125,12 @@ TEST_F(ValueQuery, answersAreThoseOfTheTreesInTimeOrder)
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
         m_columns.clear();
-        for (auto columns = random() % 8; columns > 0; --columns)
+        for (int columns = pick(random, 8); columns > 0; --columns)
             addTree(makeHistory(random));
         for (int query = 0; query < 20; ++query) {
-            const long long from = random() % 1500;
-            const long long to = from + random() % 1500;
-            const long long resolution = random() % 2 == 0 ? 0 : random() % 100;
+            const long long from = pick(random, 1500);
+            const long long to = from + pick(random, 1500);
+            const long long resolution = pick(random, 2) == 0 ? 0 : pick(random, 100);
             ASSERT_EQ(ask(from, to, resolution), askOneByOne(from, to, resolution));
         }
     }

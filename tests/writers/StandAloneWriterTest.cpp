@@ -12,7 +12,6 @@
 #include <array>
 #include <cstring>
 #include <functional>
-#include <random>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -93,50 +92,45 @@ protected:
 TEST_F(StandAloneWriter, everyTraceFunctionComesBackFromTheFile)
 {
     const auto traceVlog = m_writer.getTraceVlogFunc();
+    const auto traceScObject = m_writer.getTraceScObjectFunc();
     open();
     std::vector<unsigned char> value(1600, 0xff);
-    m_memory[201] = 0x30;
-    m_writer.getTraceVhdlFunc()(1, 0, 3, &m_memory[10], value.data());
+    m_writer.getTraceVhdlFunc()(1, 0, 2, &m_memory[63], value.data());
     m_writer.getTraceVhdlFuncScalar()(2, 0, 1, value.data());
-    traceVlog(3, 0, 5, &m_memory[200], value.data(), 3, 5);
-    traceVlog(4, 0, 5, &m_memory[200], value.data(), 30, 34);
-    traceVlog(5, 0, 5, &m_memory[200], value.data(), 32, 64);
-    traceVlog(6, 0, 5, &m_memory[200], value.data(), 7, 7);
-    traceVlog(6, 0, 5, &m_memory[200], value.data(), 7, 3);
-    m_writer.getTraceScObjectFunc()(10, 250, &m_memory[200], value.data(), 0, 8);
-    m_writer.getTraceScObjectFunc()(11, 250, &m_memory[200], value.data(), 5, 0xFFFFFFFFu);
-    m_writer.getTraceScVirtualObjectFunc()(12, 270, value.data(), 5, 10);
-    m_writer.markCurrentTime(20);
+    traceVlog(3, 0, 5, &m_memory[200], value.data(), 35, 37);
+    traceVlog(4, 0, 5, &m_memory[200], value.data(), 32, 64);
+    traceVlog(5, 0, 5, &m_memory[200], value.data(), 7, 7);
+    traceVlog(5, 0, 5, &m_memory[200], value.data(), 7, 3);
+    m_writer.markCurrentTime(30);
     // So long that the room for it is not kept, and the next one needs new room.
-    traceVlog(13, 0, 5, &m_memory[400], value.data(), 1, 1600 * 4);
-    traceVlog(14, 0, 5, &m_memory[400], value.data(), 0, 1);
+    traceVlog(6, 0, 5, &m_memory[400], value.data(), 1, 1600 * 4);
+    traceVlog(7, 0, 5, &m_memory[400], value.data(), 0, 1);
+    traceScObject(8, 300, &m_memory[200], value.data(), 33, 8);
+    traceScObject(9, 300, &m_memory[200], value.data(), 5, 0xFFFFFFFFu);
+    m_writer.getTraceScVirtualObjectFunc()(10, 270, value.data(), 5, 1);
     m_writer.close();
 
-    std::vector<History> expected(300);
-    for (const std::size_t place : {10, 11, 12})
-        expected[place] = {{1, 0xff}};
-    for (std::size_t place = 200; place < 216; ++place)
-        expected[place] = {{place < 208 ? 3 : 4, 0}};
-    for (const std::size_t place : {200, 204})
-        expected[place] = {{3, 0x18}, {4, 0}};
-    expected[201] = {{3, 0x30}};
-    for (const std::size_t place : {203, 207})
-        expected[place].push_back({4, 0xc0});
-    for (const std::size_t place : {208, 212})
-        expected[place] = {{4, 3}};
-    for (std::size_t place = 208; place < 216; ++place)
-        expected[place].push_back({5, 0xff});
-    for (std::size_t place = 250; place < 258; ++place)
-        expected[place] = {{10, place == 251 ? 0x30 : place % 4 == 2 ? 0xff : 0}};
-    for (std::size_t place = 275; place < 285; ++place)
-        expected[place] = {{12, 0xff}};
     long long latestTime = 0;
-    const auto histories = readHistories(m_fileName, 0, 300, &latestTime);
-    EXPECT_EQ(latestTime, 20);
+    const auto histories = readHistories(m_fileName, 0, 2000, &latestTime);
+    EXPECT_EQ(latestTime, 10) << "whatever was marked before";
+    std::vector<History> expected(2000);
+    for (const int place : {63, 64})
+        expected[static_cast<std::size_t>(place)] = {{1, 0xff}};
+    for (std::size_t i = 0; i < 8; ++i) {
+        expected[208 + i] = {{3, i % 4 == 0 ? 0x18 : 0}, {4, 0xff}};
+        expected[308 + i] = {{8, i % 4 == 0 ? 0xfe : i % 4 == 1 ? 1 : 0}};
+    }
+    for (std::size_t place = 400; place < 2000; ++place)
+        expected[place] = {{6, place < 408 && place % 4 == 0 ? 0xfe : 0xff}};
+    expected[400].push_back({7, 1});
+    expected[404].push_back({7, 1});
+    for (std::size_t i = 1; i < 8; ++i) {
+        if (i != 4)
+            expected[400 + i].push_back({7, 0});
+    }
+    expected[275] = {{10, 0xff}};
     for (std::size_t place = 0; place < expected.size(); ++place)
         EXPECT_EQ(histories[place], expected[place]) << place;
-    EXPECT_EQ(readHistories(m_fileName, 400, 1)[0], (History{{13, 0xfe}, {14, 1}}));
-    EXPECT_EQ(readHistories(m_fileName, 1999, 1)[0], (History{{13, 0xff}}));
 }
 
 TEST_F(StandAloneWriter, sectionsAreTheEventsTheTextsAndTheFilesOfTheSnapshotIfThere)
@@ -198,94 +192,31 @@ TEST_F(StandAloneWriter, closedItDoesNothingAndItOpensAgain)
     EXPECT_EQ(readFile(other).substr(division, 8), littleEndian(2048, 8));
 }
 
-/// Random events, times, texts, and sometimes the latest time, the same for one seed.
-template <class Event, class Text> void produce(unsigned int seed, Event event, Text text)
-{
-    std::mt19937 random(seed);
-    long long time = 0;
-    for (int i = 0; i < 40000; ++i) {
-        time += random() % 4 == 0 ? random() % 10 : 0;
-        std::array<unsigned char, 300> value{};
-        const unsigned int length = random() % 300 == 0 ? 300 : 1 + random() % 8;
-        for (unsigned int byte = 0; byte < length; ++byte)
-            value[byte] = static_cast<unsigned char>(random() % 3 == 0 ? random() : 0);
-        event(time, random() % 1700, length, value.data());
-        if (random() % 50 == 0)
-            text("text " + std::to_string(random()));
-    }
-}
-
-TEST_F(StandAloneWriter, fileIsTheOneWithoutHelperThreadsByteForByte)
-{
-    for (unsigned int seed = 1; seed <= 3; ++seed) {
-        SCOPED_TRACE(seed);
-        const bool filter = seed != 3;
-        m_writer.setFilterRepeatedValue(filter);
-        open();
-        const auto trace = m_writer.getTraceVhdlFunc();
-        produce(
-            seed,
-            [&](long long time, std::size_t place, unsigned int length, unsigned char* value) {
-                trace(time, 0, length, &m_memory[place], value);
-            },
-            [&](const std::string& text) { m_writer.addString(text); });
-        m_writer.close();
-
-        const std::string plainName = m_directory.path("plain.wdb");
-        WdbFileManager file;
-        file.create(plainName);
-        auto events = addEventDatabase(file, 1001, sizeof m_memory, 64);
-        events->setFilterRepeatedValue(filter);
-        auto strings = std::make_unique<WdbStringMapDatabase>(file);
-        strings->initialize(WdbStringMapDatabase::createStringMapSection(101, file, true), true);
-        produce(
-            seed,
-            [&](long long time, long long place, unsigned int length, const unsigned char* value) {
-                events->writeEvent(time, place, length, value);
-            },
-            [&](const std::string& text) { strings->addString(text); });
-        events.reset();
-        strings.reset();
-        file.close();
-
-        std::string plain = readFile(plainName);
-        std::string helped = readFile(m_fileName);
-        ASSERT_GT(plain.size(), 100000u);
-        plain.replace(56, 4, "time");
-        helped.replace(56, 4, "time");
-        EXPECT_TRUE(plain == helped);
-    }
-}
-
 TEST_F(StandAloneWriter, whatWasFlushedSurvivesTheProcess)
 {
-    for (const bool flushed : {true, false}) {
-        SCOPED_TRACE(flushed);
-        const int status = runInChild([&] {
-            open();
-            for (int time = 0; time < 3000; ++time)
-                traceByte(time, static_cast<std::size_t>(time % 700),
-                          static_cast<unsigned char>(time / 700));
-            m_writer.addString("text");
-            if (flushed)
-                m_writer.flush();
-            for (int time = 3000; time < 3100; ++time)
-                traceByte(time, 0, static_cast<unsigned char>(time));
-        });
-        ASSERT_EQ(status, 0);
-        long long latestTime = -1;
-        const auto histories = readHistories(m_fileName, 0, 700, &latestTime);
-        EXPECT_EQ(latestTime, flushed ? 2999 : 0);
-        for (int place = 0; place < 700; ++place) {
-            History expected;
-            for (int time = place; flushed && time < 3000; time += 700)
-                expected.emplace_back(time, time / 700);
-            EXPECT_EQ(histories[static_cast<std::size_t>(place)], expected) << place;
-        }
-        WdbStaticReader reader;
-        reader.createReader("", m_fileName, 0, "");
-        EXPECT_EQ(reader.getStringMapValue(1), flushed ? "text" : "");
+    ASSERT_EQ(runInChild([&] {
+                  open();
+                  m_writer.addString("text");
+                  for (int time = 0; time < 3000; ++time) {
+                      traceByte(time, static_cast<std::size_t>(time % 700),
+                                static_cast<unsigned char>(time / 700));
+                      if (time == 1000 || time == 2000)
+                          m_writer.flush();
+                  }
+              }),
+              0);
+    long long latestTime = 0;
+    const auto histories = readHistories(m_fileName, 0, 700, &latestTime);
+    EXPECT_EQ(latestTime, 2000);
+    for (int place = 0; place < 700; ++place) {
+        History expected;
+        for (int time = place; time <= 2000; time += 700)
+            expected.emplace_back(time, time / 700);
+        EXPECT_EQ(histories[static_cast<std::size_t>(place)], expected) << place;
     }
+    WdbStaticReader reader;
+    reader.createReader("", m_fileName, 0, "");
+    EXPECT_EQ(reader.getStringMapValue(1), "text");
 }
 
 TEST_F(StandAloneWriter, traceFunctionsGoToTheWriterBuiltLast)
