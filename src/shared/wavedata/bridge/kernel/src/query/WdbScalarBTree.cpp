@@ -42,9 +42,8 @@ void WdbScalarBTree::addFilteredValue(long long time, unsigned char value)
         return;
     }
     updateValue(value);
-    if (value == m_previousValue && m_previousTime >= 0 && m_previousTime != time) {
+    if (value == m_previousValue && m_previousTime >= 0 && m_previousTime != time)
         deleteLastValue(); // the pulse had no width
-    }
 }
 
 void WdbScalarBTree::deleteLastValue()
@@ -53,9 +52,8 @@ void WdbScalarBTree::deleteLastValue()
         m_record.deleteLastValue();
         m_lastValue = m_previousValue;
         m_lastTime = m_previousTime;
-        if (!m_record.isEmpty()) {
+        if (!m_record.isEmpty())
             return;
-        }
         if (m_state == Stored) {
             // Closed records stay closed: the next value opens a new one.
             m_store->dropRecord();
@@ -71,11 +69,10 @@ void WdbScalarBTree::deleteLastValue()
 
 void WdbScalarBTree::updateValue(unsigned char value)
 {
-    if (m_state == Stored && m_record.isEmpty()) {
+    if (m_state == Stored && m_record.isEmpty())
         m_store->updateClosedRecord(value);
-    } else {
+    else
         m_record.updateLastValue(value);
-    }
     m_lastValue = value;
 }
 
@@ -100,11 +97,10 @@ void WdbScalarBTree::reset()
 
 void WdbScalarBTree::appendToRecord(long long time, unsigned char value)
 {
-    if (m_record.isFull()) {
+    if (m_record.isFull())
         closeRecord(time);
-    } else if (m_record.isEmpty() && m_store) {
+    else if (m_record.isEmpty() && m_store)
         m_store->extendClosedRecord(time);
-    }
     m_record.addTimeValue(time, value);
 }
 
