@@ -151,7 +151,7 @@ protected:
         std::string wide(24, '\0');
         bool known = false;
         for (long long time = 0; time < 60000;) {
-            time += random() % 4 == 0 ? random() % 300 : random() % 3;
+            time += static_cast<long long>(random() % (random() % 4 == 0 ? 300 : 3));
             if (random() % 2 == 0) {
                 m_bit = m_bit == "0" ? "1" : "0";
                 builder.letters(time, "bit", m_bit);
@@ -238,8 +238,8 @@ TEST_F(RandomHistory, rowsAreThoseOfAPlainModel)
     EXPECT_EQ(rowsOf(values, {0, 100000, 0}), expected(0, 100000));
     std::mt19937 random(seed);
     for (int i = 0; i < 200; ++i) {
-        const long long from = random() % 62000;
-        const long long to = from + random() % 3000;
+        const auto from = static_cast<long long>(random() % 62000);
+        const auto to = from + static_cast<long long>(random() % 3000);
         ASSERT_EQ(rowsOf(values, {from, to, 0}), expected(from, to)) << from << " to " << to;
     }
 }
@@ -291,7 +291,7 @@ TEST_F(RandomHistory, nextAndPreviousAreThoseOfAPlainModel)
     }
     std::mt19937 random(5);
     for (int i = 0; i < 60; ++i) {
-        const long long time = i < 3 ? i : random() % 61000;
+        const long long time = i < 3 ? i : static_cast<long long>(random() % 61000);
         const auto next = std::upper_bound(changes.begin(), changes.end(), time);
         const auto previous = std::lower_bound(changes.begin(), changes.end(), time);
         const std::string after = next == changes.end() ? "none" : std::to_string(*next);

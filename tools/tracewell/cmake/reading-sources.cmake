@@ -5,7 +5,9 @@ target_sources(tracewell_cli PRIVATE
   commands/WindowOptions.cpp
   draw/Lane.cpp
   draw/Picture.cpp
+  draw/SvgLane.cpp
   draw/SvgPicture.cpp
+  draw/SvgText.cpp
   draw/TextPicture.cpp
   draw/TimeRuler.cpp
   survey/BlockImage.cpp

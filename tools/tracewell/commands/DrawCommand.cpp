@@ -103,14 +103,13 @@ void run(const Options& options)
     picture.title = std::filesystem::path(options.file).filename().string();
     picture.timeText = file.timeText();
     picture.window = options.window.window(file.timeText(), file.latestTime());
-    // A recording of time 0 alone still has values to show.
+    // What holds at a single time still takes room to be seen.
+    long long latest = file.latestTime();
     if (picture.window.to == picture.window.from) {
+        latest += latest == picture.window.from ? 1 : 0;
         ++picture.window.to;
     }
     const SignalValues values(file, chooseSignals(file, options, picture.note));
-    // What holds at the very end is drawn up to the edge of such a window.
-    const long long latest = std::max(file.latestTime(), picture.window.from + 1);
-
     if (!options.output.empty()) {
         const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
         fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText,

@@ -3,6 +3,7 @@
 #include "text/Output.h"
 #include "text/ProgressBar.h"
 #include "text/Table.h"
+#include "text/Terminal.h"
 #include "wave/WaveFile.h"
 
 #include "WdbEventBlockDatabaseFactory.h"
@@ -138,10 +139,14 @@ void run(const Options& options)
 
     Output out;
     RecordPrinter printer(out, file, header, options.json);
+    // On a terminal the lines themselves show that something happens.
+    const bool linesAreSeen = isTerminal(StandardStream::Output);
     ProgressBar bar("reading");
     WdbEventBlock block(header.m_maxEventBlockSize, 0);
     for (std::size_t i = 0; i < buckets.size(); ++i) {
-        bar.update(static_cast<double>(i) / static_cast<double>(buckets.size()));
+        if (!linesAreSeen) {
+            bar.update(static_cast<double>(i) / static_cast<double>(buckets.size()));
+        }
         for (; !buckets[i]->isEof(); ++*buckets[i]) {
             buckets[i]->getEventBlock(block);
             const unsigned long long bucket =
