@@ -145,8 +145,8 @@ protected:
     using DenseEvent = WdbDenseDrawFilter::DenseEvent;
 
     Iterator() = default;
-    Iterator(const Iterator&) = default;
-    Iterator& operator=(const Iterator&) = default;
+    Iterator(const Iterator&) = delete;
+    Iterator& operator=(const Iterator&) = delete;
 
     /// Goes to the last event at or before fromTime, or to the first one.
     virtual void seek() = 0;

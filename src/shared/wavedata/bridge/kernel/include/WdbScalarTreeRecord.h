@@ -69,7 +69,8 @@ public:
         return reinterpret_cast<const unsigned char*>(m_times.get() + m_allocated);
     }
 
-    /// True when there is a value and memory for one more, so that append may be called.
+    /// True when there is a value and memory for one more, so that append may be called. One
+    /// comparison: an empty record wraps round.
     bool canAppend() const { return m_count - 1U < m_allocated - 1U; }
     /// addTimeValue behind canAppend.
     void append(long long time, unsigned char value)
