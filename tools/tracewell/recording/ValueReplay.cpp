@@ -101,9 +101,14 @@ bool ValueReplay::isChanged(std::size_t object) const
         return std::memcmp(m_memory.data() + address, m_shown.data() + address,
                            static_cast<std::size_t>(size)) == 0;
     };
-    return m_isShown[object] == 0 ||
-           !same(m_layout.addressOf(object), DataLayout::sizeOf(m_declarations.objects[object])) ||
-           !same(m_layout.overrideOf(object), sizeof(TextReference));
+    const Object& declared = m_declarations.objects[object];
+    if (m_isShown[object] == 0 || !same(m_layout.overrideOf(object), sizeof(TextReference))) {
+        return true;
+    }
+    // The plain value under a text does not show; but an event that fires again does.
+    const bool isCovered = referenceAt(m_layout.overrideOf(object)).kind != 0 &&
+                           declared.objectClass != ObjectClass::Event;
+    return !isCovered && !same(m_layout.addressOf(object), DataLayout::sizeOf(declared));
 }
 
 void ValueReplay::appendValue(std::string& out, std::size_t object)
