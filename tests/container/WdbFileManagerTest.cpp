@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <ctime>
 #include <random>
@@ -269,17 +270,20 @@ TEST_F(FileManagerTest, readerFollowsAWriterAndNeverWrites)
 
 TEST_F(FileManagerTest, threadsMayEmbedAtOnce)
 {
+    constexpr int kEach = 200;
     m_manager.create(m_path);
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.emplace_back([this, thread] {
-            for (int id = 20 * thread; id < 20 * thread + 20; ++id)
-                embed(m_manager, std::to_string(id), 1, "data of " + std::to_string(id));
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    for (int id = 0; id < 80; ++id)
-        EXPECT_EQ(dataOf(m_manager, std::to_string(id)), "data of " + std::to_string(id));
+    std::atomic<int> waiting{2};
+    const auto embedFrom = [&](int first) {
+        for (--waiting; waiting > 0;) {
+        }
+        for (int id = first; id < first + kEach; ++id)
+            embed(m_manager, std::to_string(id), 1, "data of " + std::to_string(id));
+    };
+    std::thread other(embedFrom, 0);
+    embedFrom(kEach);
+    other.join();
+    for (int id = 0; id < 2 * kEach; ++id)
+        ASSERT_EQ(dataOf(m_manager, std::to_string(id)), "data of " + std::to_string(id));
 }
 
 /// Puts one of the numbers that do most harm at any place behind the version.
