@@ -1,0 +1,39 @@
+#pragma once
+
+#include "TracewellExport.h"
+
+#include <boost/thread/condition_variable.hpp>
+#include <boost/thread/mutex.hpp>
+#include <boost/thread/thread.hpp>
+
+#include <functional>
+#include <memory>
+
+namespace Tracewell {
+
+/// Holds the thread that drains a SharedMemory ring, and a switch that others can set for it.
+class TRACEWELL_API SharedMemReader
+{
+public:
+    SharedMemReader() = default;
+    SharedMemReader(const SharedMemReader&) = delete;
+    SharedMemReader& operator=(const SharedMemReader&) = delete;
+    /// Wakes whoever waits for the switch and joins the thread: its body must have been told to
+    /// end.
+    virtual ~SharedMemReader();
+
+    /// Runs `body` on a thread of its own. Joins an earlier one first.
+    void start(std::function<void()> body);
+    /// Sets the switch and wakes whoever waits for it.
+    void capture(bool on);
+    bool isCapturing() const;
+
+private:
+    /// Guards the switch.
+    mutable boost::mutex m_mutex;
+    boost::condition_variable m_changed;
+    bool m_capture = false;
+    std::unique_ptr<boost::thread> m_thread;
+};
+
+} // namespace Tracewell

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "TracewellExport.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace Tracewell {
+
+class SharedRegion;
+
+/// A ring of records of 24 bytes for one producer and one consumer, in two named regions: one for
+/// the records, one that begins with the write index and the read index, u32 each. The records'
+/// places are 0, 24, 48 and so on up to the data size inclusive, and then 24 again.
+///
+/// Each region follows the rules of SharedMemoryRegion. Where one is missing, every operation
+/// answers null or does nothing.
+class TRACEWELL_API SharedMemory
+{
+public:
+    static constexpr int kOpen = 0;
+    static constexpr int kCreate = 1;
+    static constexpr unsigned int kRecordSize = 24;
+
+    /// Any other mode leaves the regions away. A region is named by its prefix and the absolute
+    /// form of `path`. Sizes are in bytes.
+    SharedMemory(int mode, const std::string& path, int unused, int dataSize,
+                 const std::string& dataPrefix, int pointerSize, const std::string& pointerPrefix);
+    SharedMemory(const SharedMemory&) = delete;
+    SharedMemory& operator=(const SharedMemory&) = delete;
+    virtual ~SharedMemory();
+
+    // The producer's.
+
+    /// The record to be filled next, or null while the ring is full. Nobody sees it before
+    /// commitWrite.
+    char* getEmptyBlock();
+    /// Hands over the record that getEmptyBlock gave.
+    void commitWrite();
+
+    // The consumer's.
+
+    /// The oldest record that was handed over, or null.
+    char* getNextBlock();
+    /// Frees the record that getNextBlock gave.
+    void advanceRead();
+
+    /// Empties the ring. The other side must stand still.
+    void clearPointers();
+
+private:
+    bool isUsable() const { return m_writeIndex && m_readIndex && m_data; }
+
+    unsigned int m_dataSize;
+    unsigned int m_nextWrite = 0;
+    std::unique_ptr<SharedRegion> m_dataRegion;
+    std::unique_ptr<SharedRegion> m_pointerRegion;
+    char* m_data = nullptr;
+    std::uint32_t* m_writeIndex = nullptr;
+    std::uint32_t* m_readIndex = nullptr;
+};
+
+} // namespace Tracewell

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "SharedMemoryRegion.h"
+#include "TracewellExport.h"
+#include "WdbCircularBuffer.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace Tracewell {
+
+/// One side of a live channel: its ring with waiting and a way to stop. Whoever waits tries 100
+/// times and then sleeps 10 ms, for as long as it takes. While data flows the consumer spaces its
+/// tries, some 50 to 250 microseconds apart, since every look at the ring takes the producer's
+/// cache line away.
+///
+/// The puts belong to one thread at a time, getPackets to one thread; the rest may be called by any
+/// thread. Without a region every operation behaves as after shutDown.
+class TRACEWELL_API WdbSharedMemMgr
+{
+public:
+    static constexpr unsigned int kRingSize = 8192000;
+
+    /// The creator comes first. See SharedMemoryRegion for the channel's name and for failures.
+    WdbSharedMemMgr(bool create, const std::string& path, int channel);
+    /// Whether a running producer has created the channel, so that it could be opened.
+    static bool isOffered(const std::string& path, int channel)
+    {
+        return SharedMemoryRegion::isOffered(kRingSize, path, channel);
+    }
+    WdbSharedMemMgr(const WdbSharedMemMgr&) = delete;
+    WdbSharedMemMgr& operator=(const WdbSharedMemMgr&) = delete;
+    ~WdbSharedMemMgr();
+
+    /// Waits until there are bytes and takes all of them; `buffer` has room for kRingSize. False
+    /// after shutDown, restart or stopReading, even when the ring holds something.
+    bool getPackets(char* buffer, unsigned int& count);
+
+    // False after shutDown, and for a packet that the ring could never hold.
+
+    bool putPacket(const WdbLivePacketContainer* change)
+    {
+        if (m_shutDown.load(std::memory_order_relaxed))
+            return false;
+        return m_ring.putPacket(*change) || waitToPut(*change, change->getLength() + 24ull);
+    }
+    /// A packet with this payload, of at most 8 bytes; false for more.
+    bool putPacket(const char* data, unsigned int count);
+    bool putPacketMarkTime(long long time);
+
+    /// Empties the ring.
+    void clear();
+    /// Like stopReading, and empties the ring as soon as nobody is inside of it any more.
+    void restart();
+    /// Makes getPackets answer false and leaves the ring as it is.
+    void stopReading();
+    void shutDown();
+    /// Ends the effect of shutDown, restart and stopReading. A consumer whose region was replaced
+    /// by that of a new producer takes the new one. Nobody may be waiting.
+    void prepareForStart();
+    /// `ticks` times 10 ms.
+    void sleepMem(int ticks);
+
+    bool isMapped() const;
+    /// Whether a process holds the other side of the channel now.
+    bool isPeerPresent() const;
+
+private:
+    class Pace;
+
+    template <class Packet> bool waitToPut(const Packet& packet, unsigned long long size);
+    bool isConsumerStopped() const { return m_shutDown || m_restart; }
+
+    std::atomic<bool> m_shutDown{false};
+    std::atomic<bool> m_restart{false};
+    WdbCircularBuffer m_ring;
+    /// Held while the consumer is in the ring and while region and ring are exchanged or emptied.
+    mutable std::mutex m_ringMutex;
+    std::unique_ptr<SharedMemoryRegion> m_region;
+    /// The consumer's.
+    std::unique_ptr<Pace> m_pace;
+};
+
+} // namespace Tracewell

@@ -1,0 +1,39 @@
+#include "SharedMemReader.h"
+
+#include <boost/thread/lock_guard.hpp>
+
+#include <utility>
+
+namespace Tracewell {
+
+SharedMemReader::~SharedMemReader()
+{
+    {
+        const boost::lock_guard<boost::mutex> lock(m_mutex);
+        m_changed.notify_all();
+    }
+    if (m_thread)
+        m_thread->join();
+}
+
+void SharedMemReader::start(std::function<void()> body)
+{
+    if (m_thread)
+        m_thread->join();
+    m_thread = std::make_unique<boost::thread>(std::move(body));
+}
+
+void SharedMemReader::capture(bool on)
+{
+    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    m_capture = on;
+    m_changed.notify_all();
+}
+
+bool SharedMemReader::isCapturing() const
+{
+    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    return m_capture;
+}
+
+} // namespace Tracewell

@@ -1,0 +1,100 @@
+#include "SharedMemory.h"
+
+#include "ChannelName.h"
+#include "RegionAttachment.h"
+#include "RingSpace.h"
+#include "platform/SharedRegion.h"
+
+#include <algorithm>
+
+namespace Tracewell {
+
+namespace {
+
+constexpr unsigned int kIndexSize = sizeof(std::uint32_t);
+
+unsigned int notNegative(int size)
+{
+    return static_cast<unsigned int>(std::max(size, 0));
+}
+
+} // namespace
+
+SharedMemory::SharedMemory(int mode, const std::string& path, int /*unused*/, int dataSize,
+                           const std::string& dataPrefix, int pointerSize,
+                           const std::string& pointerPrefix)
+    : m_dataSize(notNegative(dataSize)), m_dataRegion(std::make_unique<SharedRegion>()),
+      m_pointerRegion(std::make_unique<SharedRegion>())
+{
+    if (mode != kOpen && mode != kCreate)
+        return;
+    const std::string absolutePath = makeAbsolute(path);
+    const auto attach = [&](SharedRegion& region, const std::string& prefix, std::size_t size) {
+        attachRegion(region, mode == kCreate ? RegionMode::Create : RegionMode::Open,
+                     makeRegionName(prefix, "", absolutePath, ""), size,
+                     "shared memory of " + absolutePath);
+        return region.data();
+    };
+    // The last record begins at the data size.
+    m_data = attach(*m_dataRegion, dataPrefix, std::size_t{m_dataSize} + kRecordSize);
+    const std::size_t pointerBytes = notNegative(pointerSize);
+    char* const pointers = attach(*m_pointerRegion, pointerPrefix, pointerBytes);
+    if (pointers && pointerBytes >= kIndexSize)
+        m_writeIndex = reinterpret_cast<std::uint32_t*>(pointers);
+    if (pointers && pointerBytes >= 2 * kIndexSize)
+        m_readIndex = m_writeIndex + 1;
+    if (mode == kCreate)
+        clearPointers();
+}
+
+SharedMemory::~SharedMemory() = default;
+
+char* SharedMemory::getEmptyBlock()
+{
+    if (!isUsable() || kRecordSize >= m_dataSize / 2)
+        return nullptr;
+    const std::uint32_t writeIndex = loadOwnIndex(m_writeIndex);
+    const std::uint32_t readIndex = loadPeerIndex(m_readIndex);
+    std::uint32_t nextWrite = 0;
+    if (writeIndex > m_dataSize || readIndex > m_dataSize ||
+        !fitsIntoRing(m_dataSize, writeIndex, readIndex, kRecordSize, nextWrite))
+        return nullptr;
+    m_nextWrite = nextWrite;
+    return m_data + writeIndex;
+}
+
+void SharedMemory::commitWrite()
+{
+    if (m_writeIndex)
+        publishIndex(m_writeIndex, m_nextWrite);
+}
+
+char* SharedMemory::getNextBlock()
+{
+    if (!isUsable())
+        return nullptr;
+    const std::uint32_t readIndex = loadOwnIndex(m_readIndex);
+    const std::uint32_t writeIndex = loadPeerIndex(m_writeIndex);
+    if (readIndex == writeIndex || readIndex > m_dataSize || writeIndex > m_dataSize)
+        return nullptr;
+    return m_data + readIndex;
+}
+
+void SharedMemory::advanceRead()
+{
+    if (!m_readIndex)
+        return;
+    const std::uint64_t next = std::uint64_t{loadOwnIndex(m_readIndex)} + kRecordSize;
+    publishIndex(m_readIndex,
+                 static_cast<std::uint32_t>(next > m_dataSize ? next - m_dataSize : next));
+}
+
+void SharedMemory::clearPointers()
+{
+    if (m_writeIndex && m_readIndex)
+        clearIndexPair(m_writeIndex);
+    else if (m_writeIndex)
+        publishIndex(m_writeIndex, 0);
+}
+
+} // namespace Tracewell
