@@ -15,6 +15,17 @@ FileBytes::FileBytes(const std::string& path) : m_path(path), m_file(path, std::
     }
 }
 
+bool FileBytes::lookAgain()
+{
+    m_file.seekg(0, std::ios::end);
+    const auto size = static_cast<long long>(m_file.tellg());
+    if (size <= m_size) {
+        return false;
+    }
+    m_size = size;
+    return true;
+}
+
 bool FileBytes::read(long long offset, void* out, unsigned long long size)
 {
     if (!contains(offset, size)) {

@@ -23,6 +23,9 @@ public:
                size <= static_cast<unsigned long long>(m_size - offset);
     }
 
+    /// A writer may be at work beside us: takes note of what it added. False when that is nothing.
+    bool lookAgain();
+
     /// False when the file does not hold these bytes.
     /// \throws CommandError when the disk cannot be read.
     bool read(long long offset, void* out, unsigned long long size);

@@ -79,7 +79,10 @@ std::string SurveyContext::timeText(long long time) const
 bool SurveyContext::claim(const Place& place, const std::string& thing, long long offset,
                           long long size, const std::string& lost) const
 {
-    if (size < 0 || !file.contains(offset, static_cast<unsigned long long>(size))) {
+    const auto isInFile = [&] {
+        return size >= 0 && file.contains(offset, static_cast<unsigned long long>(size));
+    };
+    if (!isInFile() && !(file.lookAgain() && isInFile())) {
         damage(place,
                fmt::format("{} of {} bytes at {} does not lie in the file of {} bytes", thing, size,
                            offset, file.size()),
@@ -174,12 +177,12 @@ Survey surveyFile(const std::string& path, const std::function<void(double)>& pr
     FileBytes file(path);
     ExtentMap extents;
     Survey survey;
-    survey.fileSize = file.size();
     const SurveyContext context{file, extents, survey, progress};
     surveyContainer(context);
     surveyNames(context);
     surveyEvents(context);
     surveyStrings(context);
+    survey.fileSize = file.size();
     survey.unclaimedBytes = file.size() - extents.claimed();
     return survey;
 }
