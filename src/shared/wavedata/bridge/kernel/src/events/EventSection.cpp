@@ -1,7 +1,7 @@
 #include "EventSection.h"
 
 #include "QsimException.h"
-#include "WdbIBlockManager.h"
+#include "WdbBucketFileOffsetTable.h"
 
 namespace Tracewell {
 
@@ -37,7 +37,8 @@ WdbEventDatabaseHeader readEventDatabaseHeader(const WdbIBlockManager& manager, 
         throwDamagedSection("The event section of the wave database lies outside the file.");
     manager.getBlock(offset, reinterpret_cast<char*>(&header), sizeof header);
 
-    const unsigned long long tableSize = 8ull * header.m_numberOfBuckets;
+    const unsigned long long tableSize =
+        WdbBucketFileOffsetTable::getSize(header.m_numberOfBuckets);
     if (tableSize > 0 && !manager.contains(header.m_bucketTableOffset, tableSize))
         throwDamagedSection("The bucket table of the wave database lies outside the file.");
     if (!isBlockSizeExplained(manager, header.m_maxEventBlockSize, forWriting))

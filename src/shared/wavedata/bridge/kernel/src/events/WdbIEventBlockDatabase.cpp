@@ -1,6 +1,7 @@
 #include "WdbIEventBlockDatabase.h"
 
 #include "EventSection.h"
+#include "WdbBucketFileOffsetTable.h"
 #include "WdbFileManager.h"
 
 #include <boost/thread/lock_guard.hpp>
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <limits>
 #include <string>
-#include <vector>
 
 namespace Tracewell {
 
@@ -51,11 +51,7 @@ long long WdbIEventBlockDatabase::createEventSection(int typeId, unsigned int nu
     const boost::lock_guard<boost::recursive_mutex> lock(blocks.getMutex());
 
     WdbEventDatabaseHeader header;
-    {
-        const std::vector<long long> table(numberOfBuckets);
-        header.m_bucketTableOffset =
-            blocks.addBlock(reinterpret_cast<const char*>(table.data()), 8ull * numberOfBuckets);
-    }
+    header.m_bucketTableOffset = WdbBucketFileOffsetTable(numberOfBuckets).addBlock(blocks);
     header.m_databaseTypeId = typeId;
     header.m_numberOfBuckets = numberOfBuckets;
     header.m_bucketDivision = divisionOrDefault(division);

@@ -2,49 +2,17 @@
 
 #include "BlockStore.h"
 #include "EventSection.h"
+#include "WdbBucketFileOffsetTable.h"
 #include "WdbEventBlockListIterator.h"
 #include "WdbFileManager.h"
 #include "WdbScalarBTree.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <map>
-#include <set>
 #include <utility>
 
 namespace Tracewell {
-
-namespace {
-
-constexpr unsigned int kHandleSize = 8;
-
-long long getTableEntryOffset(const WdbEventDatabaseHeader& header, unsigned int bucket)
-{
-    return header.m_bucketTableOffset + static_cast<long long>(bucket) * kHandleSize;
-}
-
-/// Calls `visit(bucket, firstNode)` for each bucket that the table in the file has a list for.
-template <class Visit>
-void forEachWrittenBucket(const WdbIBlockManager& manager, const WdbEventDatabaseHeader& header,
-                          const Visit& visit)
-{
-    std::array<long long, 512> entries;
-    unsigned int bucket = 0;
-    while (bucket < header.m_numberOfBuckets) {
-        const unsigned int count =
-            std::min(header.m_numberOfBuckets - bucket, static_cast<unsigned int>(entries.size()));
-        manager.getBlock(getTableEntryOffset(header, bucket),
-                         reinterpret_cast<char*>(entries.data()),
-                         static_cast<unsigned long long>(count) * kHandleSize);
-        for (unsigned int i = 0; i < count; ++i, ++bucket) {
-            if (entries[i] != 0)
-                visit(bucket, entries[i]);
-        }
-    }
-}
-
-} // namespace
 
 WdbMultipleBucketEventDatabase::WdbMultipleBucketEventDatabase(int typeId,
                                                                WdbFileManager& fileManager)
@@ -101,18 +69,24 @@ void WdbMultipleBucketEventDatabase::prepareHotPath()
 // A file whose writer came to its end has the time in the header.
 void WdbMultipleBucketEventDatabase::recoverLatestTime()
 {
+    using Node = EventBlockList::Node;
     WdbEventBlock block(m_header.m_maxEventBlockSize, 0);
-    std::set<long long> chainsSeen;
-    forEachWrittenBucket(*m_blockManager, m_header, [&](unsigned int bucket, long long firstNode) {
-        // A sound file has no two buckets with one chain, and a damaged one shall not make us
-        // walk a chain for each of its buckets.
-        if (!chainsSeen.insert(firstNode).second)
+    // Lists of a sound file share no byte, so what is read of them fits in the file. Lists of a
+    // damaged one may run into each other; they shall not make us read a chain for each bucket.
+    unsigned long long bytesRead = 0;
+    forEachList([&](unsigned int /*bucket*/, long long firstNode) {
+        if (!m_blockManager->contains(0, bytesRead))
             return;
-        long long handle = 0;
-        unsigned int size = 0;
-        if (!openList(bucket, EventBlockList::Access::Reading)->findLastEntry(handle, size))
-            return;
-        block.loadBlock(handle, size, *m_blockManager);
+        WdbBlockListWalk<Node> walk(*m_blockManager, firstNode);
+        Node::Entry last;
+        do {
+            bytesRead += sizeof(Node);
+            const Node& node = walk.getNode();
+            if (node.m_count > 0)
+                last = node.getEntry(node.m_count - 1);
+        } while (m_blockManager->contains(0, bytesRead) && walk.advance());
+        bytesRead += last.m_size;
+        block.loadBlock(last.m_handle, last.m_size, *m_blockManager);
         if (!block.isEmpty())
             m_latestTime =
                 std::max(m_latestTime, addTimes(block.getStartTime(), block.getTimeLength()));
@@ -197,7 +171,7 @@ WdbIEventBlockDatabase::IteratorVector
 WdbMultipleBucketEventDatabase::getAllEventBlockDatabaseIterator() const
 {
     std::vector<EventBlockList*> lists;
-    forEachWrittenBucket(*m_blockManager, m_header, [&](unsigned int bucket, long long) {
+    forEachList([&](unsigned int bucket, long long /*firstNode*/) {
         if (EventBlockList* const list = loadEventBlockList(static_cast<int>(bucket)))
             lists.push_back(list);
     });
@@ -307,7 +281,7 @@ std::unique_ptr<WdbMultipleBucketEventDatabase::EventBlockList>
 WdbMultipleBucketEventDatabase::openList(unsigned int bucket, WdbBlockListAccess access) const
 {
     return std::make_unique<EventBlockList>(
-        *m_blockManager, getTableEntryOffset(m_header, bucket), m_header.m_maxEventBlockSize,
+        *m_blockManager, WdbBucketFileOffsetTable::getEntryOffset(m_header.m_bucketTableOffset, bucket), m_header.m_maxEventBlockSize,
         static_cast<long long>(bucket * m_header.m_bucketDivision), access);
 }
 
