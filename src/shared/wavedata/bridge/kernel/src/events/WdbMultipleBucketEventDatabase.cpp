@@ -74,23 +74,25 @@ void WdbMultipleBucketEventDatabase::recoverLatestTime()
     // Lists of a sound file share no byte, so what is read of them fits in the file. Lists of a
     // damaged one may run into each other; they shall not make us read a chain for each bucket.
     unsigned long long bytesRead = 0;
-    forEachList([&](unsigned int /*bucket*/, long long firstNode) {
-        if (!m_blockManager->contains(0, bytesRead))
-            return;
-        WdbBlockListWalk<Node> walk(*m_blockManager, firstNode);
-        Node::Entry last;
-        do {
-            bytesRead += sizeof(Node);
-            const Node& node = walk.getNode();
-            if (node.m_count > 0)
-                last = node.getEntry(node.m_count - 1);
-        } while (m_blockManager->contains(0, bytesRead) && walk.advance());
-        bytesRead += last.m_size;
-        block.loadBlock(last.m_handle, last.m_size, *m_blockManager);
-        if (!block.isEmpty())
-            m_latestTime =
-                std::max(m_latestTime, addTimes(block.getStartTime(), block.getTimeLength()));
-    });
+    WdbBucketFileOffsetTable::forEachList(
+        *m_blockManager, m_header.m_bucketTableOffset, m_header.m_numberOfBuckets,
+        [&](unsigned int /*bucket*/, long long firstNode) {
+            if (!m_blockManager->contains(0, bytesRead))
+                return;
+            WdbBlockListWalk<Node> walk(*m_blockManager, firstNode);
+            Node::Entry last;
+            do {
+                bytesRead += sizeof(Node);
+                const Node& node = walk.getNode();
+                if (node.m_count > 0)
+                    last = node.getEntry(node.m_count - 1);
+            } while (m_blockManager->contains(0, bytesRead) && walk.advance());
+            bytesRead += std::min(last.m_size, m_header.m_maxEventBlockSize);
+            block.loadBlock(last.m_handle, last.m_size, *m_blockManager);
+            if (!block.isEmpty())
+                m_latestTime =
+                    std::max(m_latestTime, addTimes(block.getStartTime(), block.getTimeLength()));
+        });
 }
 
 void WdbMultipleBucketEventDatabase::writeEvent(long long time, long long address,
@@ -171,10 +173,12 @@ WdbIEventBlockDatabase::IteratorVector
 WdbMultipleBucketEventDatabase::getAllEventBlockDatabaseIterator() const
 {
     std::vector<EventBlockList*> lists;
-    forEachList([&](unsigned int bucket, long long /*firstNode*/) {
-        if (EventBlockList* const list = loadEventBlockList(static_cast<int>(bucket)))
-            lists.push_back(list);
-    });
+    WdbBucketFileOffsetTable::forEachList(
+        *m_blockManager, m_header.m_bucketTableOffset, m_header.m_numberOfBuckets,
+        [&](unsigned int bucket, long long /*firstNode*/) {
+            if (EventBlockList* const list = loadEventBlockList(static_cast<int>(bucket)))
+                lists.push_back(list);
+        });
     storeLists(lists);
     IteratorVector iterators;
     for (EventBlockList* const list : lists)
@@ -281,8 +285,10 @@ std::unique_ptr<WdbMultipleBucketEventDatabase::EventBlockList>
 WdbMultipleBucketEventDatabase::openList(unsigned int bucket, WdbBlockListAccess access) const
 {
     return std::make_unique<EventBlockList>(
-        *m_blockManager, WdbBucketFileOffsetTable::getEntryOffset(m_header.m_bucketTableOffset, bucket), m_header.m_maxEventBlockSize,
-        static_cast<long long>(bucket * m_header.m_bucketDivision), access);
+        *m_blockManager,
+        WdbBucketFileOffsetTable::getEntryOffset(m_header.m_bucketTableOffset, bucket),
+        m_header.m_maxEventBlockSize, static_cast<long long>(bucket * m_header.m_bucketDivision),
+        access);
 }
 
 bool WdbMultipleBucketEventDatabase::isAboveAddressSize(long long address) const
