@@ -8,30 +8,6 @@
 namespace Tracewell {
 namespace {
 
-TEST(CArray, reserveDropsAndGrowKeepsTheContent)
-{
-    CArray array(2);
-    EXPECT_EQ(array.back(), 0u);
-    array.push_back(7);
-    array.push_back(9);
-    array.reserve(2);
-    array.grow(4);
-    EXPECT_EQ(array.front(), 7u);
-    EXPECT_EQ(array.back(), 9u);
-
-    CArray copy;
-    EXPECT_EQ(copy.capacity(), 128u);
-    copy = array;
-    array.reserve(5);
-    EXPECT_TRUE(array.empty());
-    array.setSize(5);
-    EXPECT_EQ(array.back(), 0u);
-    EXPECT_EQ(copy.back(), 9u);
-    copy.clear();
-    EXPECT_EQ(copy.capacity(), 4u);
-    EXPECT_EQ(copy[1], 0u);
-}
-
 /// An event of the addresses 50 to 60 in a block with base 40.
 class EventCursor : public ::testing::Test
 {
