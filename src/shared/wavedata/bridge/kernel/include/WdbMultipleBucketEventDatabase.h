@@ -58,7 +58,8 @@ public:
     bool addressHash(long long address, unsigned int& bucket, long long& first,
                      long long& last) const;
     /// The bucket's list, made in memory and in the file if it is not there; null when there is no
-    /// such bucket or the database is open for reading and the bucket was never written.
+    /// such bucket or the database is open for reading and the bucket was never written. With a
+    /// queue, flush() before working on the list itself: a block may still be on its way into it.
     EventBlockList* getOrCreateEventBlockList(int bucket) const;
     /// The bucket's list, or null when it was never written. Creates nothing in the file.
     EventBlockList* loadEventBlockList(int bucket) const;
