@@ -124,26 +124,6 @@ TEST(BlockList, nodesLieInTheFileAsLaidOut)
               littleEndian(8, 8) + node10(144, entries) + node10(0, {{77, 5}, {78, 6}}));
 }
 
-TEST(BlockList, stringNodesLieInTheFileAsLaidOut)
-{
-    StoredBytes file;
-    StringList<100> list(file, 0, 0, 0, kWriting);
-    list.addEntry(0x1122334455, 0x66778899AA, 21, 22);
-    list.openItem().m_text = "xyz";
-    auto entry = ++list.begin();
-    EXPECT_EQ(
-        file.m_bytes,
-        littleEndian(8, 8) + littleEndian(0, 8) +
-            padded(littleEndian(0x1122334455, 8) + littleEndian(2424, 8), 800) +
-            padded(littleEndian(0x66778899AA, 8) + littleEndian(~0ULL - 5000000000 + 1, 8), 800) +
-            padded(littleEndian(21, 4) + littleEndian(3, 4), 400) +
-            padded(littleEndian(22, 4) + littleEndian(7, 4), 400) + littleEndian(2, 4) +
-            littleEndian(0, 4) + "xyz");
-    EXPECT_EQ(
-        std::make_tuple(entry.getHandle(), entry.getStartId(), entry.getSize(), entry.getCount()),
-        std::make_tuple(2424LL, -5000000000LL, 3u, 7u));
-}
-
 /// Random appends, flushes and views; after every single change of the storage a reader finds the
 /// oldest entries: all of them but at most one node's and the one on its way.
 template <class L, unsigned int N> void compareWithModel(unsigned int seed)
@@ -216,19 +196,6 @@ TEST(BlockList, iteratorKeepsToTheNodeThatItReadAndLastEntryToTheFile)
     list.flushNode();
     EXPECT_EQ(entriesFrom(early), (Entries{{1, 1}}));
     EXPECT_EQ(entriesFrom(late), (Entries{{1, 1}, {2, 2}, {3, 3}, {4, 4}, {5, 5}}));
-}
-
-TEST(BlockList, readingStoresNothing)
-{
-    for (const std::string& bytes : {std::string(8, '\0'), littleEndian(5000, 8), std::string()}) {
-        StoredBytes file(bytes);
-        List<10> list(file, 0, 0, 0, kReading);
-        list.openItem().m_text = "abc";
-        list.flushOpenItem();
-        list.addEntry(1, 2);
-        EXPECT_TRUE(list.begin().isEof());
-        EXPECT_EQ(file.m_bytes, bytes);
-    }
 }
 
 std::size_t countEntries(StoredBytes& file)

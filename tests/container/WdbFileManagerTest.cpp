@@ -24,16 +24,6 @@ constexpr char kIncompatible[] =
     "the old database, the current version of Merido cannot open WDB files created in versions "
     "prior to 2014.3";
 
-template <class Operation> std::string openErrorOf(Operation operation)
-{
-    try {
-        operation();
-    } catch (const Qsim::OpenException& exception) {
-        return exception.getMessage();
-    }
-    return "no exception";
-}
-
 void embed(WdbFileManager& manager, const std::string& id, unsigned int version,
            const std::string& data)
 {
@@ -145,14 +135,10 @@ TEST_F(FileManagerTest, dataComesInTheSizeAskedForAsFarAsTheFileExplainsIt)
     m_manager.addNewSection("negative", 1, -8, 4);
     m_manager.addNewSection("less than nothing", 1, 200, -4);
     m_manager.addNewSection("nothing", 1, 200, 0);
-    for (const char* id : {"outside", "negative", "less than nothing", "nothing", "missing"}) {
-        EXPECT_EQ(dataOf(m_manager, id), "(none)") << id;
-        EXPECT_EQ(dataOf(m_manager, id, 2LL), "(none)") << id;
-    }
     m_manager.addNewSection("too long", 1, 200, 1 << 20);
+    for (const char* id : {"outside", "negative", "less than nothing", "nothing", "missing"})
+        EXPECT_EQ(dataOf(m_manager, id) + dataOf(m_manager, id, 2LL), "(none)(none)") << id;
     EXPECT_EQ(dataOf(m_manager, "too long"), "(none)");
-    long long size = 5;
-    EXPECT_TRUE(!m_manager.getSectionData("missing", 1, &size) && size == 5);
 }
 
 TEST_F(FileManagerTest, filesAreEmbeddedWholeAndNothingIsNoSection)
@@ -173,12 +159,8 @@ TEST_F(FileManagerTest, filesAreEmbeddedWholeAndNothingIsNoSection)
     embed(m_manager, "none", 1, "");
     m_manager.close();
     embed(m_manager, "none", 1, "data");
-    m_manager.embedFileInNewSection("none", 1, m_directory.path("missing"));
-    m_manager.addNewSection("none", 1, 0, 0);
     m_manager.setApplication("later");
-    m_manager.readHeader();
-    EXPECT_EQ(dataOf(m_manager, "none"), "(none)");
-    EXPECT_EQ(content(), before);
+    EXPECT_EQ(content(), before) << "nor does a closed manager write";
 }
 
 TEST_F(FileManagerDeathTest, fileThatCannotBeEmbeddedEndsTheProcess)
@@ -198,60 +180,51 @@ TEST_F(FileManagerDeathTest, fileThatCannotBeEmbeddedEndsTheProcess)
     expectEnd(pipe, "seek in WDB constituent file " + pipe, "Illegal seek");
 }
 
-TEST_F(FileManagerTest, whatCannotBeOpenedIsRefusedAndTheManagerStaysUsable)
+TEST_F(FileManagerTest, whatCannotBeOpenedOrCreatedIsRefusedAndTheManagerStaysUsable)
 {
     WdbFileManager other;
     other.create(m_path);
     embed(other, "a", 1, "abc");
     const std::string good = content();
     const std::string bad = m_directory.path("bad.wdb");
-    const auto expectRefusal = [&](const std::string& error) {
-        EXPECT_EQ(openErrorOf([&] { m_manager.open(bad); }), error);
+    const auto expectRefusal = [&](auto operation, const std::string& error) {
+        EXPECT_EQ(openErrorOf(operation), error);
         EXPECT_TRUE(!m_manager.isOpen() && m_manager.getiostream().good());
         m_manager.open(m_path);
         EXPECT_EQ(openErrorOf([&] { m_manager.open(m_path); }), kCannotOpen) << "already open";
         EXPECT_EQ(dataOf(m_manager, "a"), "abc");
-        m_manager.close();
     };
-    expectRefusal("wdb database file does not exist.");
+    const auto expectRefusalOfBad = [&](const std::string& error) {
+        m_manager.close();
+        expectRefusal([&] { m_manager.open(bad); }, error);
+    };
+    expectRefusalOfBad("wdb database file does not exist.");
     writeFile(bad, good.substr(0, 63));
-    expectRefusal(kCannotOpen);
+    expectRefusalOfBad(kCannotOpen);
     for (std::size_t at : {0u, 23u}) {
         std::string changed = good;
         changed[at] = static_cast<char>(changed[at] ^ 1);
         writeFile(bad, changed);
-        expectRefusal(kIncompatible);
+        expectRefusalOfBad(kIncompatible);
     }
+    for (const std::string& path : {m_directory.path("no%%such/a.wdb"), m_directory.path(""),
+                                    std::string("/dev/full"), std::string("/dev/null")})
+        expectRefusal([&] { m_manager.create(path); },
+                      "Cannot create simulation database file at: " + path +
+                          " Please check that this filepath is writable or specify an alternative "
+                          "location using --wdb");
     m_manager.create(bad);
     EXPECT_EQ(readFile(bad).substr(0, 24), good.substr(0, 24)) << "nothing of the bad file is kept";
 }
 
-TEST_F(FileManagerTest, whatCannotBeCreatedIsRefusedAndTheManagerStaysUsable)
-{
-    for (const std::string& path : {m_directory.path("no%%such/a.wdb"), m_directory.path(""),
-                                    std::string("/dev/full"), std::string("/dev/null")}) {
-        m_manager.create(m_path);
-        EXPECT_EQ(openErrorOf([&] { m_manager.create(path); }),
-                  "Cannot create simulation database file at: " + path +
-                      " Please check that this filepath is writable or specify an alternative "
-                      "location using --wdb");
-        EXPECT_TRUE(!m_manager.isOpen() && m_manager.getiostream().good());
-    }
-    m_manager.create(m_path);
-    embed(m_manager, "a", 1, "abc");
-    EXPECT_EQ(dataOf(m_manager, "a"), "abc");
-}
-
 TEST_F(FileManagerTest, readerFollowsAWriterAndNeverWrites)
 {
-    const std::string name = "exactly 24 bytes of name";
     m_manager.create(m_path);
-    m_manager.setApplication(name + ", and more");
-    EXPECT_EQ(m_manager.getApplication(), name);
+    m_manager.setApplication("exactly 24 bytes of name, and more");
     WdbFileManager reader;
     reader.open(m_path);
     m_manager.setApplication("short");
-    EXPECT_EQ(reader.getApplication(), name);
+    EXPECT_EQ(reader.getApplication(), "exactly 24 bytes of name");
     reader.readHeader();
     EXPECT_EQ(reader.getApplication(), "short");
 
@@ -264,7 +237,6 @@ TEST_F(FileManagerTest, readerFollowsAWriterAndNeverWrites)
     const std::string before = content();
     EXPECT_THROW(reader.setApplication("mine"), std::ios_base::failure);
     EXPECT_EQ(dataOf(reader, "0"), "data 0") << "usable after the refusal";
-    reader.close();
     EXPECT_EQ(content(), before);
 }
 
@@ -286,18 +258,6 @@ TEST_F(FileManagerTest, threadsMayEmbedAtOnce)
         ASSERT_EQ(dataOf(m_manager, std::to_string(id)), "data of " + std::to_string(id));
 }
 
-/// Puts one of the numbers that do most harm at any place behind the version.
-void damage(std::string& bytes, std::mt19937_64& random)
-{
-    const unsigned long long size = bytes.size();
-    const std::vector<unsigned long long> values = {
-        0, 1, 8, 64, size - 1, size, ~0ULL >> 1, 1ULL << 63, ~0ULL, random(), random() % size};
-    const std::size_t at = 24 + random() % (size - 31);
-    const int width = random() % 2 == 0 ? 8 : 4;
-    bytes.replace(at / 4 * 4, static_cast<std::size_t>(width),
-                  littleEndian(values[random() % values.size()], width));
-}
-
 TEST_F(FileManagerTest, noDamageHarmsAReader)
 {
     m_manager.create(m_path);
@@ -308,11 +268,7 @@ TEST_F(FileManagerTest, noDamageHarmsAReader)
     for (unsigned int seed = 1; seed <= 1500; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937_64 random(seed);
-        std::string bytes = good;
-        for (unsigned long long count = 1 + random() % 6; count > 0; --count)
-            damage(bytes, random);
-        if (random() % 4 == 0)
-            bytes.resize(64 + random() % (bytes.size() - 64));
+        const std::string bytes = damaged(good, random);
         // A name of its own: some file systems make an emptied file reach the disk.
         const std::string path = m_directory.path(std::to_string(seed));
         writeFile(path, bytes);

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "QsimException.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 #include <stdlib.h>
@@ -53,6 +56,35 @@ inline std::string padded(std::string text, std::size_t size)
 {
     text.resize(size, '\0');
     return text;
+}
+
+/// What an operation is refused with.
+template <class Operation> std::string openErrorOf(Operation operation)
+{
+    try {
+        operation();
+    } catch (const Qsim::OpenException& exception) {
+        return exception.getMessage();
+    }
+    return "no exception";
+}
+
+/// A container with some of the numbers that do most harm behind its version, and perhaps cut.
+inline std::string damaged(std::string bytes, std::mt19937_64& random)
+{
+    const unsigned long long size = bytes.size();
+    for (unsigned long long count = 1 + random() % 6; count > 0; --count) {
+        const unsigned long long numbers[] = {0,          1,          8,        64,
+                                              size - 1,   size,       ~0ull,    ~0ull >> 1,
+                                              1ull << 63, 1ull << 33, random(), random() % size};
+        const int width = 1 << random() % 4;
+        const std::size_t at = 24 + random() % (size - 32);
+        bytes.replace(random() % 4 == 0 ? at : at / 4 * 4, static_cast<std::size_t>(width),
+                      littleEndian(numbers[random() % std::size(numbers)], width));
+    }
+    if (random() % 4 == 0)
+        bytes.resize(64 + random() % (size - 64));
+    return bytes;
 }
 
 } // namespace Tracewell
