@@ -105,6 +105,25 @@ TEST(DenseDrawFilter, keptChangesAreAnsweredOneByOne)
               "0-20 22=3 end");
 }
 
+TEST(DenseDrawFilter, shortCutOfARunGivesTheSameStretch)
+{
+    WdbDenseDrawFilter filter(false);
+    filter.setResolution(10);
+    Event out;
+    for (const long long time : {0, 10}) {
+        filter.addSimpleEvent(time, 1);
+        EXPECT_EQ(filter.process(out), WdbDenseDrawFilter::NeedMore);
+    }
+    ASSERT_TRUE(filter.isInRun());
+    filter.extendRun(30, 40, 5);
+    filter.addSimpleEvent(100, 6);
+    EXPECT_EQ(filter.process(out), WdbDenseDrawFilter::EmitQueued);
+    EXPECT_EQ(out.endTime, 30);
+    EXPECT_EQ(filter.process(out), WdbDenseDrawFilter::EmitQueued);
+    EXPECT_EQ(out.startTime, 40);
+    EXPECT_EQ(out.value, 5);
+}
+
 TEST(DenseDrawFilter, trimLengthensTheDistanceToTheNextEvent)
 {
     WdbDenseDrawFilter filter(false);

@@ -170,6 +170,30 @@ TEST_F(ScalarTree, equalTimesGiveTheLaterValue)
     }
 }
 
+TEST_F(ScalarTree, nodeWithoutLengthIsAnsweredByItsRecords)
+{
+    SmallTree tree(m_manager, 1, 2);
+    tree.addValue(5, 1);
+    tree.addValue(9, 2);
+    tree.deleteLastValue(); // the gap of 4 stays behind in the node
+    for (const int time : {5, 5, 30, 60})
+        tree.addValue(time, static_cast<unsigned char>(time));
+    EXPECT_EQ(ask(tree, 0, 4, 100), (Answers{{5, 5}, {30, 30}, {60, 60}}));
+}
+
+TEST_F(ScalarTree, stretchesBeforeTimeZeroKeepTheirEnds)
+{
+    SmallTree tree(m_manager, 4, 3);
+    Answers expected;
+    for (int time = -1000; time <= 1000; time += 100) {
+        for (int i = 0; i < 5; ++i)
+            tree.addValue(time + 4 * i, static_cast<unsigned char>(i));
+        expected.push_back({time, Answer::kDense});
+        expected.push_back({time + 16, 4});
+    }
+    EXPECT_EQ(ask(tree, -2000, 5, 2000), expected);
+}
+
 TEST_F(ScalarTree, timesAtTheEndsOfTheScaleDoNotOverflow)
 {
     m_tree.addValue(0, 1);

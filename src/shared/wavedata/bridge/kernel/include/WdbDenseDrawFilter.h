@@ -52,9 +52,9 @@ public:
     /// getRunEnd would only move the stretch's end.
     bool isInRun() const;
     long long getRunEnd() const { return back().endTime; }
-    /// Takes one that lies within the resolution of the run's end, and with it all between them, as
-    /// if each had been added and processed.
-    void extendRun(long long time, unsigned char value);
+    /// Takes one that lies within reach of the run, and with it all between them, as if each had
+    /// been added and processed. `before` is the time of the one in front of it.
+    void extendRun(long long before, long long time, unsigned char value);
 
     /// True while only a Simple event is pending: one further than the resolution behind it would
     /// release it as it is.

@@ -121,10 +121,10 @@ bool WdbDenseDrawFilter::isInRun() const
     return hasTwo() && back().type == DenseEvent::Simple && !m_keepSimple;
 }
 
-void WdbDenseDrawFilter::extendRun(long long time, unsigned char value)
+void WdbDenseDrawFilter::extendRun(long long before, long long time, unsigned char value)
 {
     DenseEvent& last = back();
-    front().endTime = last.endTime;
+    front().endTime = before;
     last = makeEvent(DenseEvent::Simple, time, time);
     last.value = value;
 }

@@ -130,7 +130,7 @@ protected:
         DenseEvent event;
         event.type = DenseEvent::Block;
         event.startTime = startTime;
-        event.endTime = endTime > 0 ? endTime : startTime;
+        event.endTime = endTime;
         return event;
     }
 
@@ -407,8 +407,10 @@ void WdbScalarBTree::Iterator::skipRun()
         end = m_times[m_index];
         ++m_index;
     }
-    if (m_index != start)
-        m_filter.extendRun(end, m_values[m_index - 1]);
+    if (m_index == start)
+        return;
+    const long long before = m_index - start > 1 ? m_times[m_index - 2] : m_filter.getRunEnd();
+    m_filter.extendRun(before, end, m_values[m_index - 1]);
 }
 
 WdbDenseDrawFilter::DenseEvent WdbScalarBTree::Iterator::makeLastEvent() const

@@ -41,10 +41,11 @@ public:
     {
         return position == 0 ? 0 : lengths[position - 1];
     }
-    /// True when no gap of the subtree shows at the resolution: at most one pixel apart.
+    /// True when no gap of the subtree shows at the resolution: at most one pixel apart. A subtree
+    /// without length is no stretch, whatever gap a value taken back has left behind in it.
     bool isDense(long long resolution) const
     {
-        return resolution > 0 && largestDiff > 0 && resolution >= largestDiff;
+        return resolution > 0 && largestDiff > 0 && resolution >= largestDiff && getTotal() > 0;
     }
 
     void add(const Record& record, long long length);
