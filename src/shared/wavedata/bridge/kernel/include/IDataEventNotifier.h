@@ -1,9 +1,11 @@
 #pragma once
 
+#include "TracewellExport.h"
+
 namespace Tracewell {
 
 /// A viewer's wish to be told of new data; kept by WdbAddressBTreeManager for its owner.
-class IDataEventNotifier
+class TRACEWELL_API IDataEventNotifier
 {
 public:
     virtual ~IDataEventNotifier() = default;

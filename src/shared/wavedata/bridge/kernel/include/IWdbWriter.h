@@ -12,22 +12,33 @@ namespace Tracewell {
 /// simulation time.
 ///
 /// Vectors lie in memory as groups of 32 bits, 8 bytes each: an a-word, then a b-word. The
-/// four-state code of a bit is its a-bit plus twice its b-bit.
+/// four-state code of a bit is its a-bit plus twice its b-bit. Bit n is in group n / 32.
 class TRACEWELL_API IWdbWriter
 {
 public:
     enum WriterMode : int { kDefaultMode = 0, kLiveMode = 1, kPostMode = 2 };
 
+    // Of the trace functions, `old` is the object's place in the data memory, from which its
+    // address follows, and `value` what it takes at `time`; both are only read, and only during the
+    // call. An event-based writer has no use for `id`.
+
+    /// `kind` bytes of `value` to an event-based writer.
     using TraceVhdlFunc = void (*)(long long time, unsigned int id, unsigned int kind,
                                    unsigned char* old, unsigned char* value);
+    /// Does nothing in the stand-alone writer: there is no `old` to tell the address.
     using TraceVhdlFuncScalar = void (*)(long long time, unsigned int id, unsigned int kind,
                                          const unsigned char* value);
+    /// Bits `firstBit` up to, not including, `endBit` of the vector at `old` change. `value` has
+    /// groups of its own: the first bit that changes is bit 0 of its first group. All groups that
+    /// the change touches are recorded, with the other bits as they are at `old`.
     using TraceVlogFunc = void (*)(long long time, unsigned int id, unsigned int kind,
                                    unsigned char* old, unsigned char* value, unsigned int firstBit,
                                    unsigned int endBit);
+    /// The same for `bitCount` bits, at an address that the caller gives. Marks the time.
     using TraceScObjectFunc = void (*)(long long time, unsigned long long address,
                                        unsigned char* old, unsigned char* value,
                                        unsigned int firstBit, unsigned int bitCount);
+    /// `size` bytes at `address` + `offset`. Marks the time.
     using TraceScVirtualObjectFunc = void (*)(long long time, unsigned long long address,
                                               unsigned char* value, unsigned int offset,
                                               unsigned int size);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "TracewellExport.h"
+
 namespace Tracewell {
 
 /// Names one bit tree: an address and the bit's position in that byte.
-struct WdbAddressBitPair
+struct TRACEWELL_API WdbAddressBitPair
 {
     WdbAddressBitPair() = default;
     WdbAddressBitPair(long long address, unsigned int bit) : m_address(address), m_bit(bit) {}
