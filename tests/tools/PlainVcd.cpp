@@ -1,5 +1,6 @@
 #include "PlainVcd.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -19,7 +20,6 @@ std::string lower(std::string text)
 
 std::string extended(std::string letters, std::size_t width)
 {
-    letters = lower(letters);
     const auto filler = [](char c) { return c == '1' || c == 'h' || c == 'l' ? '0' : c; };
     while (letters.size() > width && letters[0] == filler(letters[letters.size() - width])) {
         letters.erase(0, 1);
@@ -38,47 +38,54 @@ std::string realValue(const std::string& text)
     return value != value ? "rnan" : out;
 }
 
+/// All variables with one identifier code.
+struct Signal
+{
+    std::size_t width = 1;
+    bool isEvent = false;
+    PlainVcd::History history;
+
+    void dropRepeat()
+    {
+        const std::size_t size = history.size();
+        if (!isEvent && size > 1 && history[size - 1].second == history[size - 2].second) {
+            history.pop_back();
+        }
+    }
+
+    void set(long long time, const std::string& value)
+    {
+        int firings = 1;
+        if (!history.empty() && history.back().first == time) {
+            firings += std::atoi(history.back().second.c_str());
+            history.pop_back();
+        }
+        dropRepeat();
+        history.emplace_back(time, isEvent ? std::to_string(firings) + " times " + value : value);
+    }
+};
+
 class Reader
 {
 public:
-    explicit Reader(const std::string& path) : m_stream(path, std::ios::binary)
-    {
-        if (!m_stream) {
-            throw std::runtime_error("cannot read " + path);
-        }
-    }
+    explicit Reader(const std::string& path) : m_stream(path, std::ios::binary) {}
 
     PlainVcd read()
     {
         while (m_stream >> m_word && m_word != "$enddefinitions") {
-            declare(m_word);
-        }
-        if (m_vcd.variables.empty()) {
-            throw std::runtime_error("no variables");
+            declare();
         }
         while (m_stream >> m_word) {
             change();
         }
-        for (Place& place : m_places) {
-            flush(place);
-        }
-        for (std::size_t i = 0; i < m_places.size(); ++i) {
-            m_vcd.variables[i].history = m_histories[m_places[i].code];
+        for (std::size_t i = 0; i < m_codes.size(); ++i) {
+            m_signals[m_codes[i]].dropRepeat();
+            m_vcd.variables[i].history = m_signals[m_codes[i]].history;
         }
         return m_vcd;
     }
 
 private:
-    struct Place
-    {
-        std::string code;
-    };
-    struct Signal
-    {
-        std::size_t width = 1;
-        bool isEvent = false;
-    };
-
     std::string sectionText()
     {
         std::string text;
@@ -88,130 +95,89 @@ private:
         return text;
     }
 
-    void declare(const std::string& keyword)
+    void declare()
     {
-        const std::string section = keyword;
-        if (section == "$upscope") {
-            m_scopes.pop_back();
-        }
-        if (section == "$end") {
-            return;
-        }
-        const std::string text = sectionText();
-        if (section == "$timescale") {
+        const std::string keyword = m_word;
+        const std::string text = keyword == "$end" ? "" : sectionText();
+        if (keyword == "$timescale") {
             m_vcd.timescale = text;
-        } else if (section == "$scope") {
-            const std::size_t blank = text.find(' ');
-            m_scopes.push_back(blank == std::string::npos ? "" : text.substr(blank + 1));
-        } else if (section == "$var") {
+        } else if (keyword == "$scope") {
+            m_scopes.push_back(text.find(' ') == std::string::npos ? ""
+                                                                   : text.substr(text.find(' ')));
+        } else if (keyword == "$upscope") {
+            m_scopes.pop_back();
+        } else if (keyword == "$var") {
             std::istringstream words(text);
             std::string kind;
-            std::string size;
             std::string code;
-            words >> kind >> size >> code;
-            const std::string name = text.substr(static_cast<std::size_t>(words.tellg()));
-            std::string path;
+            std::size_t width = 0;
+            words >> kind >> width >> code;
+            width = std::max<std::size_t>(width, 1);
+            std::string declaration = kind + " " + std::to_string(width);
             for (const std::string& scope : m_scopes) {
-                path += scope + ".";
+                declaration += scope + ".";
             }
-            Signal& signal = m_signals[code];
-            std::size_t width = std::strtoull(size.c_str(), nullptr, 10);
-            width = width == 0 ? 1 : width;
-            signal.width = std::max(signal.width, width);
-            signal.isEvent = kind == "event";
-            m_vcd.variables.push_back({kind + " " + std::to_string(width) + " " + path + name, {}});
-            m_places.push_back({code});
+            m_vcd.variables.push_back(
+                {declaration + text.substr(static_cast<std::size_t>(words.tellg())), {}});
+            m_codes.push_back(code);
+            m_signals[code].width = std::max(m_signals[code].width, width);
+            m_signals[code].isEvent = kind == "event";
         }
     }
 
     void change()
     {
-        const char first = lower(m_word.substr(0, 1))[0];
+        const char first = lower(m_word)[0];
         if (first == '$') {
-            if (m_word == "$comment" || m_word.compare(0, 2, "$x") == 0) {
+            if (m_word == "$comment" || m_word == "$xtool") {
                 sectionText();
             }
             return;
         }
+        std::string value = m_word.substr(1);
         if (first == '#') {
-            m_vcd.lastTime = std::strtoll(m_word.c_str() + 1, nullptr, 10);
+            m_vcd.lastTime = std::strtoll(value.c_str(), nullptr, 10);
             return;
         }
-        std::string value = m_word;
         std::string code;
-        std::string more;
+        std::string strengths[2];
         if (first == 'p') {
-            for (int i = 0; i < 2; ++i) {
-                m_stream >> more;
-                value += " " + more;
-            }
+            m_stream >> strengths[0] >> strengths[1];
         }
-        if (std::string("brsp").find(first) != std::string::npos) {
+        if (std::string("brsp").find(first) != std::string::npos || value.empty()) {
             m_stream >> code;
-        } else if (m_word.size() == 1) {
-            m_stream >> code;
-            value = "b" + value;
         } else {
-            code = m_word.substr(1);
-            value = "b" + m_word.substr(0, 1);
+            code = value;
         }
         if (m_signals.count(code) == 0) {
             throw std::runtime_error("undeclared " + code);
         }
-        const Signal& signal = m_signals[code];
-        if (lower(value)[0] == 'b') {
-            value = extended(value.substr(1), signal.width);
-        } else if (lower(value)[0] == 'r') {
-            value = realValue(value.substr(1));
+        Signal& signal = m_signals[code];
+        if (first == 'r') {
+            value = realValue(value);
+        } else if (first == 's' || first == 'p') {
+            value = first + value + " " + strengths[0] + " " + strengths[1];
         } else {
-            value[0] = first;
+            value = extended(first == 'b' ? lower(value) : std::string(1, first), signal.width);
         }
-        set(code, value, signal.isEvent);
-    }
-
-    void set(const std::string& code, const std::string& value, bool isEvent)
-    {
-        auto& history = m_histories[code];
-        const bool sameTime = !history.empty() && history.back().first == m_vcd.lastTime;
-        if (isEvent) {
-            const int before = sameTime ? std::atoi(history.back().second.c_str()) : 0;
-            if (sameTime) {
-                history.pop_back();
-            }
-            history.emplace_back(m_vcd.lastTime, std::to_string(before + 1) + " times " + value);
-            return;
-        }
-        if (sameTime) {
-            history.back().second = value;
-            return;
-        }
-        dropRepeat(history);
-        history.emplace_back(m_vcd.lastTime, value);
-    }
-
-    static void dropRepeat(std::vector<std::pair<long long, std::string>>& history)
-    {
-        const std::size_t size = history.size();
-        if (size > 1 && history[size - 1].second == history[size - 2].second) {
-            history.pop_back();
-        }
-    }
-
-    void flush(const Place& place)
-    {
-        if (!m_signals[place.code].isEvent) {
-            dropRepeat(m_histories[place.code]);
-        }
+        signal.set(m_vcd.lastTime, value);
     }
 
     std::ifstream m_stream;
     std::string m_word;
     PlainVcd m_vcd;
     std::vector<std::string> m_scopes;
-    std::vector<Place> m_places;
+    /// By variable.
+    std::vector<std::string> m_codes;
     std::map<std::string, Signal> m_signals;
-    std::map<std::string, std::vector<std::pair<long long, std::string>>> m_histories;
 };
+
+std::string stepText(const PlainVcd::Variable& variable, std::size_t step)
+{
+    return step < variable.history.size()
+               ? std::to_string(variable.history[step].first) + " " + variable.history[step].second
+               : "nothing";
+}
 
 } // namespace
 
@@ -222,7 +188,7 @@ PlainVcd readPlainVcd(const std::string& path)
 
 std::string differenceOf(const PlainVcd& a, const PlainVcd& b)
 {
-    if (a.variables.size() != b.variables.size()) {
+    if (a.variables.empty() || a.variables.size() != b.variables.size()) {
         return std::to_string(a.variables.size()) + " and " + std::to_string(b.variables.size()) +
                " variables";
     }
@@ -233,13 +199,8 @@ std::string differenceOf(const PlainVcd& a, const PlainVcd& b)
             return "\"" + left.declaration + "\" and \"" + right.declaration + "\"";
         }
         for (std::size_t k = 0; k < std::max(left.history.size(), right.history.size()); ++k) {
-            const auto text = [k](const PlainVcd::Variable& v) {
-                return k < v.history.size()
-                           ? std::to_string(v.history[k].first) + " " + v.history[k].second
-                           : std::string("nothing");
-            };
-            if (text(left) != text(right)) {
-                return left.declaration + ": " + text(left) + " and " + text(right);
+            if (stepText(left, k) != stepText(right, k)) {
+                return left.declaration + ": " + stepText(left, k) + " and " + stepText(right, k);
             }
         }
     }

@@ -8,18 +8,15 @@
 /// that shares nothing with the program under test.
 struct PlainVcd
 {
+    using History = std::vector<std::pair<long long, std::string>>;
+
     struct Variable
     {
-        /// "wire 8 top.dut.data [7:0]"
+        /// "wire 8 top. dut. data [7:0]"
         std::string declaration;
         /// The last value of each time at which it differs from the one before; for an event,
         /// every time at which it fired, and how often.
-        std::vector<std::pair<long long, std::string>> history;
-
-        bool operator==(const Variable& other) const
-        {
-            return declaration == other.declaration && history == other.history;
-        }
+        History history;
     };
 
     std::string timescale;

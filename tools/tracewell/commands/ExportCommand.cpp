@@ -57,6 +57,12 @@ void Export::run()
                                        "by `tracewell import` have one",
                                        file.path(), file.whyNoNames()));
     }
+    if (file.layout().totalSize() > kLargestMemory) {
+        throw CommandError(
+            fmt::format("{}: its name table asks for {} MB of values; at most {} can "
+                        "be exported",
+                        file.path(), file.layout().totalSize() >> 20, kLargestMemory >> 20));
+    }
     OutputText out(m_options.output);
     m_output.start();
     out.text() = writeDeclarations(file.declarations());

@@ -33,8 +33,6 @@ using Clock = std::chrono::steady_clock;
 using Tracewell::IWdbWriter;
 using Tracewell::WdbStandAloneWriter;
 
-/// Data memory that an import may take, in bytes.
-constexpr long long kMostMemory = 1LL << 30;
 /// Decimals of a time beyond which no 64-bit count has room.
 constexpr int kMostFractionDigits = 18;
 
@@ -124,10 +122,10 @@ void Import::run()
 std::optional<int> Import::attempt(int fractionDigits)
 {
     VcdInput input(m_options.input);
-    ProgressBar bar("importing");
+    std::optional<ProgressBar> bar("importing");
     OpenWriter writer;
     m_isOpen = false;
-    input.setReadHook([&] { whileReading(writer, bar, input); });
+    input.setReadHook([&] { whileReading(writer, *bar, input); });
 
     Declarations declarations = readDeclarations(input);
     if (fractionDigits > 0) {
@@ -135,9 +133,9 @@ std::optional<int> Import::attempt(int fractionDigits)
         declarations.timescale.stated = true;
     }
     const DataLayout layout(declarations);
-    if (layout.totalSize() > kMostMemory) {
+    if (layout.totalSize() > kLargestMemory) {
         input.fail(fmt::format("the values of all variables take {} MB; at most {} can be kept",
-                               layout.totalSize() >> 20, kMostMemory >> 20));
+                               layout.totalSize() >> 20, kLargestMemory >> 20));
     }
     SignalRecorder recorder(declarations, layout, *writer);
     open(writer, declarations, layout, input);
@@ -148,6 +146,7 @@ std::optional<int> Import::attempt(int fractionDigits)
         return needed;
     }
     writer->close();
+    bar.reset();
     if (reader.isCutOff()) {
         std::cerr << fmt::format("tracewell: {}: line {}: the file is cut off inside a value "
                                  "change; everything before it was kept\n",
@@ -255,7 +254,7 @@ void addImportCommand(CLI::App& app)
     command->footer(
         "Example:\n"
         "  tracewell import run.vcd run.wdb\n"
-        "  vvp sim.vvp -vcd >/dev/null & tracewell import - run.wdb --sync 1 <fifo.vcd\n"
+        "  zcat run.vcd.gz | tracewell import - run.wdb\n"
         "An input without sense is refused, with its line, and leaves no output. A body that is\n"
         "cut off keeps everything up to the cut. An output whose writer ran out of disk space or\n"
         "was killed stays, holds what had reached it, and is not marked as closed.");

@@ -41,6 +41,8 @@ static_assert(sizeof(TextReference) == 8);
 constexpr char kLetters[] = {'0', '1', 'z', 'x', 'u', 'w', 'l', 'h', '-'};
 constexpr unsigned int kLetterCount = 9;
 constexpr long long kOverrideAlignment = 4096;
+/// The largest data memory that is imported or exported.
+constexpr long long kLargestMemory = 1LL << 30;
 
 /// Places of all objects of a table.
 class DataLayout

@@ -21,27 +21,27 @@ EventMerge::EventMerge(Tracewell::WdbIEventBlockDatabase& database, std::string 
             bucket.event.setBase(bucket.records.data());
             bucket.time = bucket.event.getTime();
             m_buckets.push_back(std::move(bucket));
-            m_heap.push_back(&m_buckets.back());
+            m_heap.push_back({m_buckets.back().time, &m_buckets.back()});
         }
     }
-    std::make_heap(m_heap.begin(), m_heap.end(), &isLater);
+    std::make_heap(m_heap.begin(), m_heap.end());
 }
 
 const Tracewell::WdbEvent* EventMerge::next()
 {
     if (m_started && !m_heap.empty()) {
-        Bucket& last = *m_heap.front();
-        const long long time = last.time;
+        Bucket& last = *m_heap.front().bucket;
         if (!advance(last)) {
-            std::pop_heap(m_heap.begin(), m_heap.end(), &isLater);
+            std::pop_heap(m_heap.begin(), m_heap.end());
             m_heap.pop_back();
-        } else if (last.time != time) {
-            std::pop_heap(m_heap.begin(), m_heap.end(), &isLater);
-            std::push_heap(m_heap.begin(), m_heap.end(), &isLater);
+        } else if (last.time != m_heap.front().time) {
+            std::pop_heap(m_heap.begin(), m_heap.end());
+            m_heap.back().time = last.time;
+            std::push_heap(m_heap.begin(), m_heap.end());
         }
     }
     m_started = true;
-    return m_heap.empty() ? nullptr : &m_heap.front()->event;
+    return m_heap.empty() ? nullptr : &m_heap.front().bucket->event;
 }
 
 bool EventMerge::advance(Bucket& bucket)

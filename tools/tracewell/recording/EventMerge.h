@@ -32,16 +32,24 @@ private:
         Tracewell::WdbEvent event;
     };
 
+    /// A bucket that still has events, with the time of the next.
+    struct Waiting
+    {
+        long long time;
+        Bucket* bucket;
+
+        bool operator<(const Waiting& other) const { return time > other.time; }
+    };
+
     /// Brings the bucket to its next event; false when it has none.
     bool advance(Bucket& bucket);
     bool loadNextBlock(Bucket& bucket);
-    static bool isLater(const Bucket* a, const Bucket* b) { return a->time > b->time; }
 
     std::string m_name;
     Tracewell::WdbEventBlock m_block;
     std::vector<Bucket> m_buckets;
-    /// Heap of the buckets that still have events, the earliest in front.
-    std::vector<Bucket*> m_heap;
+    /// A heap, the earliest in front.
+    std::vector<Waiting> m_heap;
     bool m_started = false;
 };
 

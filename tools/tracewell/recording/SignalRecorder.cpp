@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -55,14 +54,8 @@ std::string badLetters(std::string_view text)
 SignalRecorder::SignalRecorder(const Declarations& declarations, const DataLayout& layout,
                                Tracewell::IWdbWriter& writer)
     : m_layout(layout), m_writer(writer), m_texts(writer), m_trace(writer.getTraceVhdlFunc()),
-      m_traceVector(writer.getTraceVlogFunc())
+      m_traceVector(writer.getTraceVlogFunc()), m_memory(layout.totalSize())
 {
-    // Zero pages that are never touched cost nothing.
-    const auto size = static_cast<std::size_t>(layout.totalSize());
-    m_memory.reset(static_cast<unsigned char*>(std::calloc(size + 1, 1)));
-    if (!m_memory) {
-        throw std::bad_alloc();
-    }
     m_states.reserve(declarations.objects.size());
     long long events = 0;
     m_eventStart = layout.overrideStart();
@@ -78,7 +71,7 @@ SignalRecorder::SignalRecorder(const Declarations& declarations, const DataLayou
     }
     m_firings.resize(static_cast<std::size_t>(events));
     m_groups.resize(largest);
-    writer.setBaseDPOffset(reinterpret_cast<long long>(m_memory.get()));
+    writer.setBaseDPOffset(reinterpret_cast<long long>(m_memory.at(0)));
     writer.setAddressSize(layout.totalSize());
 }
 
@@ -241,7 +234,7 @@ void SignalRecorder::fire(std::uint32_t object, std::uint8_t code)
         return;
     }
     ++firings.count;
-    const unsigned char before = m_memory[static_cast<std::size_t>(state.address)];
+    const unsigned char before = *m_memory.at(state.address);
     m_groups[0] = static_cast<unsigned char>(before + 1);
     m_groups[1] = code;
     storeExact(object, m_groups.data());
@@ -258,7 +251,7 @@ void SignalRecorder::storeExact(std::uint32_t object, const unsigned char* value
 
 void SignalRecorder::storePlain(State& state, const unsigned char* value)
 {
-    unsigned char* place = m_memory.get() + state.address;
+    unsigned char* place = m_memory.at(state.address);
     switch (state.objectClass) {
     case ObjectClass::Scalar:
         if (state.hasValue && *place == *value) {
@@ -286,7 +279,7 @@ void SignalRecorder::storePlain(State& state, const unsigned char* value)
 /// Traces the groups from the first to the last that changes.
 void SignalRecorder::storeVector(const State& state, const unsigned char* value, std::size_t bytes)
 {
-    unsigned char* place = m_memory.get() + state.address;
+    unsigned char* place = m_memory.at(state.address);
     std::size_t first = 0;
     std::size_t end = bytes;
     if (state.hasValue) {
@@ -329,7 +322,7 @@ void SignalRecorder::storeOverride(std::uint32_t object, const TextReference& re
     const long long address = m_layout.overrideOf(object);
     unsigned char bytes[sizeof reference];
     std::memcpy(bytes, &reference, sizeof reference);
-    if (std::memcmp(m_memory.get() + address, bytes, sizeof bytes) != 0) {
+    if (std::memcmp(m_memory.at(address), bytes, sizeof bytes) != 0) {
         trace(address, bytes, sizeof bytes);
     }
     m_states[object].isOverridden = reference.kind != 0;
@@ -337,7 +330,7 @@ void SignalRecorder::storeOverride(std::uint32_t object, const TextReference& re
 
 void SignalRecorder::trace(long long address, const unsigned char* value, std::size_t bytes)
 {
-    unsigned char* place = m_memory.get() + address;
+    unsigned char* place = m_memory.at(address);
     m_trace(m_time, 0, static_cast<unsigned int>(bytes), place, const_cast<unsigned char*>(value));
     std::memcpy(place, value, bytes);
     ++m_changes;

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "names/DataLayout.h"
+#include "recording/DataMemory.h"
 #include "recording/TextStore.h"
 #include "vcd/VcdReader.h"
 
 #include "IWdbWriter.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -48,11 +48,6 @@ private:
         int count = 0;
     };
 
-    struct FreeMemory
-    {
-        void operator()(unsigned char* memory) const { std::free(memory); }
-    };
-
     void setTime(long long time);
     void setLetter(std::uint32_t object, std::uint8_t code);
     std::string setLetters(std::uint32_t object, std::string_view letters);
@@ -75,7 +70,7 @@ private:
     TextStore m_texts;
     Tracewell::IWdbWriter::TraceVhdlFunc m_trace;
     Tracewell::IWdbWriter::TraceVlogFunc m_traceVector;
-    std::unique_ptr<unsigned char[], FreeMemory> m_memory;
+    DataMemory m_memory;
     std::vector<State> m_states;
     /// By address, from the first event's on.
     std::vector<Firings> m_firings;

@@ -1,6 +1,5 @@
 #include "recording/ValueReplay.h"
 
-#include "vcd/VcdCodes.h"
 #include "vcd/VcdValues.h"
 
 #include <algorithm>
@@ -10,38 +9,34 @@ namespace tracewell {
 
 namespace {
 
-constexpr long long kSlotBytes = 8;
-
-bool isByteWise(ObjectClass objectClass)
-{
-    return objectClass == ObjectClass::Scalar || objectClass == ObjectClass::Event;
-}
+/// Pages a place that the index by address may take.
+constexpr long long kPagesOfPlace = 8;
+constexpr long long kFewestPages = 4096;
 
 } // namespace
 
 ValueReplay::ValueReplay(const Declarations& declarations, const DataLayout& layout,
                          TextLookup& texts)
-    : m_declarations(declarations), m_layout(layout), m_texts(texts),
-      m_memory(static_cast<std::size_t>(layout.totalSize())), m_shown(m_memory.size()),
-      m_isShown(declarations.objects.size()), m_isMarked(declarations.objects.size())
+    : m_declarations(declarations), m_layout(layout), m_texts(texts), m_memory(layout.totalSize()),
+      m_shown(layout.totalSize()), m_isShown(declarations.objects.size()),
+      m_isMarked(declarations.objects.size())
 {
-    const std::vector<Object>& objects = declarations.objects;
-    m_byteStart = layout.overrideStart();
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        if (isByteWise(objects[i].objectClass)) {
-            m_byteStart = std::min(m_byteStart, layout.addressOf(i));
-        }
+    for (std::size_t i = 0; i < declarations.objects.size(); ++i) {
+        m_places.push_back({layout.addressOf(i), static_cast<std::uint32_t>(i)});
     }
-    const long long slots = m_byteStart / kSlotBytes;
-    m_objectAt.assign(static_cast<std::size_t>(slots + layout.overrideStart() - m_byteStart),
-                      kNoObject);
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        const long long address = layout.addressOf(i);
-        const long long size = DataLayout::sizeOf(objects[i]);
-        const bool byteWise = isByteWise(objects[i].objectClass);
-        const auto first =
-            m_objectAt.begin() + (byteWise ? slots + address - m_byteStart : address / kSlotBytes);
-        std::fill_n(first, byteWise ? size : size / kSlotBytes, static_cast<std::uint32_t>(i));
+    std::sort(m_places.begin(), m_places.end(),
+              [](const Place& a, const Place& b) { return a.address < b.address; });
+    const auto pages = kFewestPages + kPagesOfPlace * static_cast<long long>(m_places.size());
+    while (layout.overrideStart() >> m_pageShift > pages) {
+        ++m_pageShift;
+    }
+    std::uint32_t place = 0;
+    for (long long page = 0; page <= (layout.overrideStart() >> m_pageShift) + 1; ++page) {
+        while (place + 1 < m_places.size() &&
+               m_places[place + 1].address <= (page << m_pageShift)) {
+            ++place;
+        }
+        m_firstOfPage.push_back(place);
     }
 }
 
@@ -51,30 +46,43 @@ void ValueReplay::apply(long long address, const unsigned char* value, unsigned 
         return;
     }
     const long long end = std::min(address + length, m_layout.totalSize());
-    std::memcpy(m_memory.data() + address, value, static_cast<std::size_t>(end - address));
+    std::memcpy(m_memory.at(address), value, static_cast<std::size_t>(end - address));
     markRange(address, end);
 }
 
 void ValueReplay::markRange(long long address, long long end)
 {
-    const long long slots = m_byteStart / kSlotBytes;
-    while (address < end) {
-        if (address < m_byteStart) {
-            mark(m_objectAt[static_cast<std::size_t>(address / kSlotBytes)]);
-            address += kSlotBytes - address % kSlotBytes;
-        } else if (address < m_layout.overrideStart()) {
-            mark(m_objectAt[static_cast<std::size_t>(slots + address - m_byteStart)]);
-            ++address;
-        } else {
-            mark(static_cast<std::uint32_t>((address - m_layout.overrideStart()) / kSlotBytes));
-            address += kSlotBytes - address % kSlotBytes;
+    constexpr long long kOverrideBytes = sizeof(TextReference);
+    if (address < m_layout.overrideStart() && !m_places.empty()) {
+        for (std::size_t i = placeOf(address); i < m_places.size() && m_places[i].address < end;
+             ++i) {
+            mark(m_places[i].object);
         }
     }
+    for (address = std::max(address, m_layout.overrideStart()); address < end;
+         address += kOverrideBytes) {
+        mark(static_cast<std::uint32_t>((address - m_layout.overrideStart()) / kOverrideBytes));
+    }
+}
+
+/// The last place at or before the address.
+std::size_t ValueReplay::placeOf(long long address) const
+{
+    const auto page = static_cast<std::size_t>(address >> m_pageShift);
+    const std::uint32_t first = m_firstOfPage[page];
+    const std::uint32_t last = m_firstOfPage[page + 1];
+    if (m_pageShift == 0 || first == last) {
+        return first;
+    }
+    const auto behind =
+        std::upper_bound(m_places.begin() + first, m_places.begin() + last + 1, address,
+                         [](long long wanted, const Place& p) { return wanted < p.address; });
+    return static_cast<std::size_t>(behind - m_places.begin()) - 1;
 }
 
 void ValueReplay::mark(std::uint32_t object)
 {
-    if (object != kNoObject && m_isMarked[object] == 0) {
+    if (m_isMarked[object] == 0) {
         m_isMarked[object] = 1;
         m_marked.push_back(object);
     }
@@ -98,7 +106,7 @@ bool ValueReplay::takeChanges(std::string& out)
 bool ValueReplay::isChanged(std::size_t object) const
 {
     const auto same = [&](long long address, long long size) {
-        return std::memcmp(m_memory.data() + address, m_shown.data() + address,
+        return std::memcmp(m_memory.at(address), m_shown.at(address),
                            static_cast<std::size_t>(size)) == 0;
     };
     const Object& declared = m_declarations.objects[object];
@@ -118,8 +126,7 @@ void ValueReplay::appendValue(std::string& out, std::size_t object)
         appendPlain(out, object);
     }
     const auto show = [&](long long address, long long size) {
-        std::memcpy(m_shown.data() + address, m_memory.data() + address,
-                    static_cast<std::size_t>(size));
+        std::memcpy(m_shown.at(address), m_memory.at(address), static_cast<std::size_t>(size));
     };
     show(m_layout.addressOf(object), DataLayout::sizeOf(m_declarations.objects[object]));
     show(m_layout.overrideOf(object), sizeof(TextReference));
@@ -129,7 +136,7 @@ void ValueReplay::appendValue(std::string& out, std::size_t object)
 TextReference ValueReplay::referenceAt(long long address) const
 {
     TextReference reference;
-    std::memcpy(&reference, m_memory.data() + address, sizeof reference);
+    std::memcpy(&reference, m_memory.at(address), sizeof reference);
     return reference;
 }
 
@@ -154,7 +161,7 @@ bool ValueReplay::appendText(std::string& out, const TextReference& reference,
 void ValueReplay::appendPlain(std::string& out, std::size_t object)
 {
     const Object& declared = m_declarations.objects[object];
-    const unsigned char* value = m_memory.data() + m_layout.addressOf(object);
+    const unsigned char* value = m_memory.at(m_layout.addressOf(object));
     switch (declared.objectClass) {
     case ObjectClass::Scalar:
         out += kLetters[*value < kLetterCount ? *value : kLetterX];
@@ -177,7 +184,7 @@ void ValueReplay::appendPlain(std::string& out, std::size_t object)
         appendText(out, referenceAt(m_layout.addressOf(object)), declared.code);
         break;
     case ObjectClass::Event: {
-        const unsigned char* before = m_shown.data() + m_layout.addressOf(object);
+        const unsigned char* before = m_shown.at(m_layout.addressOf(object));
         for (auto left = static_cast<unsigned char>(value[0] - before[0]); left > 0; --left) {
             out += kLetters[value[1] < kLetterCount ? value[1] : kLetterX];
             out.append(declared.code).append(1, '\n');

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "names/DataLayout.h"
+#include "recording/DataMemory.h"
 #include "recording/TextLookup.h"
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,8 +29,15 @@ public:
     unsigned long long missingTexts() const { return m_missingTexts; }
 
 private:
+    struct Place
+    {
+        long long address;
+        std::uint32_t object;
+    };
+
     void mark(std::uint32_t object);
     void markRange(long long address, long long end);
+    std::size_t placeOf(long long address) const;
     bool isChanged(std::size_t object) const;
     void appendValue(std::string& out, std::size_t object);
     bool appendText(std::string& out, const TextReference& reference, const std::string& code);
@@ -40,13 +47,15 @@ private:
     const Declarations& m_declarations;
     const DataLayout& m_layout;
     TextLookup& m_texts;
-    std::vector<unsigned char> m_memory;
+    DataMemory m_memory;
     /// The memory as it was when each object was last written.
-    std::vector<unsigned char> m_shown;
+    DataMemory m_shown;
     std::vector<char> m_isShown;
-    /// Objects by address: one entry for every 8 bytes below m_byteStart, one a byte from there on.
-    std::vector<std::uint32_t> m_objectAt;
-    long long m_byteStart = 0;
+    /// The plain values by address.
+    std::vector<Place> m_places;
+    /// For every 2^m_pageShift bytes of the memory, the last place at or before their start.
+    std::vector<std::uint32_t> m_firstOfPage;
+    unsigned int m_pageShift = 0;
     std::vector<std::uint32_t> m_marked;
     std::vector<char> m_isMarked;
     unsigned long long m_missingTexts = 0;
