@@ -37,27 +37,6 @@ TEST(BlockCompressor, resetStateGivesTheBytesOfCompress2AlsoWhenCut)
     EXPECT_LT(cut, 300);
 }
 
-/// What addBlock makes of a block that does not compress is cut; it is read as far as it goes.
-TEST(BlockCompressor, aCutStreamFromElsewhereIsReadAsFarAsItGoes)
-{
-    std::mt19937 random(8);
-    TestContainer container;
-    WdbEventBlock block(10240, 0);
-    add(block, {1, 0, randomBytes(random, 5000)});
-    add(block, {2, 5000, randomBytes(random, WdbEventBlock::getLongestValue(10240) - 5016)});
-    const std::vector<TestEvent> events = eventsOf(block);
-    unsigned int size = 0;
-    const long long handle = block.addBlock(container.blocks(), size);
-    EXPECT_EQ(size, 10240u);
-
-    block.loadBlock(handle, size, container.blocks());
-    const std::vector<TestEvent> read = eventsOf(block);
-    ASSERT_EQ(read.size(), 2u);
-    EXPECT_EQ(read[0], events[0]);
-    const std::size_t whole = events[1].value.size() - 8;
-    EXPECT_EQ(read[1].value.substr(0, whole), events[1].value.substr(0, whole));
-}
-
 class FailingManager : public WdbMemoryBlockManager
 {
 public:
@@ -104,10 +83,9 @@ TEST(StoringDeathTest, anExceptionOnAHelperThreadEndsTheProcessToo)
 {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto storeThroughQueue = [] {
-        WdbMemoryBlockManager memory;
         FailingManager failing([] { throw std::runtime_error("broken"); });
-        const long long anchor = memory.addBlock(std::string(8, '\0').data(), 8);
-        EventBlockList list(memory, anchor, 10240, 0, EventBlockList::Access::Writing);
+        TestContainer container;
+        EventBlockList list(container.blocks(), 72, 10240, 0, EventBlockList::Access::Writing);
         add(list.openItem(), {1, 0, "x"});
         BlockStore<WdbEventBlock, EventBlockList> store(failing);
         store.setQueue(std::make_shared<BlockStoreQueue>());

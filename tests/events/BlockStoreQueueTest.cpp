@@ -2,11 +2,13 @@
 
 #include "BlockCompressor.h"
 #include "BlockStoreQueue.h"
+#include "WdbStandAloneWriter.h"
 #include "WdbStringMapDatabase.h"
 
 #include <algorithm>
 #include <atomic>
 #include <deque>
+#include <functional>
 
 namespace Tracewell {
 namespace {
@@ -79,53 +81,90 @@ struct Load
 class StoreQueueLoad : public ::testing::TestWithParam<Load>
 {
 protected:
-    /// Events and texts of a run, with looks at them in between.
+    struct Recorder
+    {
+        std::function<void(const TestEvent&)> add;
+        std::function<void(const std::string&)> addString;
+        std::function<void()> flush;
+    };
+
+    static void produce(const Recorder& recorder)
+    {
+        const Load& load = GetParam();
+        std::mt19937 random(5);
+        for (int i = 0; i < load.events; ++i) {
+            const std::size_t length = 1 + below(random, load.longest);
+            recorder.add({i / 20, static_cast<long long>(random() % load.addressSize),
+                          below(random, 100) < load.noisePercent ? randomBytes(random, length)
+                                                                 : std::string(length, 'v')});
+            if (i % 50 == 0)
+                recorder.addString("text " + std::to_string(i) +
+                                   std::string(below(random, 300), 't'));
+            if (i % (load.events / 3) == 100)
+                recorder.flush();
+        }
+    }
+
+    /// The file's content but for the creation time in its header.
+    static std::string contentOf(const std::string& path)
+    {
+        return readFile(path).replace(56, 4, 4, '\0');
+    }
+
     static std::string record(const std::shared_ptr<BlockStoreQueue>& queue)
     {
         const Load& load = GetParam();
         TestContainer container;
         auto database = container.createDatabase(1001, load.addressSize, load.division);
-        auto& buckets = dynamic_cast<WdbMultipleBucketEventDatabase&>(*database);
         WdbStringMapDatabase strings(container.files());
         strings.initialize(
             WdbStringMapDatabase::createStringMapSection(101, container.files(), true), true);
-        buckets.setStoreQueue(queue);
+        dynamic_cast<WdbMultipleBucketEventDatabase&>(*database).setStoreQueue(queue);
         strings.setStoreQueue(queue);
-
-        std::mt19937 random(5);
-        for (int i = 0; i < load.events; ++i) {
-            const std::size_t length = 1 + below(random, load.longest);
-            add(*database, {i / 20, static_cast<long long>(random() % load.addressSize),
-                            below(random, 100) < load.noisePercent ? randomBytes(random, length)
-                                                                   : std::string(length, 'v')});
-            if (i % 50 == 0)
-                strings.addString("text " + std::to_string(i) +
-                                  std::string(below(random, 300), 't'));
-            if (i % (load.events / 3) == 100) {
-                database->flush();
-                strings.flush();
-            }
-            if (i % (load.events / 3) == 1000) {
-                std::string text;
-                EXPECT_TRUE(strings.getString(1, text));
-                EXPECT_FALSE(database->getEventBlockDatabaseIterator({0}).empty());
-            }
-        }
+        produce({[&](const TestEvent& event) { add(*database, event); },
+                 [&](const std::string& text) { strings.addString(text); },
+                 [&] {
+                     // What is stored to be looked at comes first in a flush as well.
+                     std::string text;
+                     EXPECT_TRUE(strings.getString(1, text));
+                     strings.flush();
+                     EXPECT_FALSE(database->getEventBlockDatabaseIterator({0}).empty());
+                     database->flush();
+                 }});
         database.reset();
         strings.flush();
-        return container.content();
+        return contentOf(container.path());
+    }
+
+    static std::string recordByWriter()
+    {
+        const Load& load = GetParam();
+        const TestDirectory directory;
+        WdbStandAloneWriter writer;
+        writer.setAddressSize(static_cast<long long>(load.addressSize));
+        writer.setBucketDivision(load.division);
+        writer.open(IWdbWriter::kDefaultMode, "", directory.path("run.wdb"), 0);
+        const auto trace = writer.getTraceScVirtualObjectFunc();
+        produce(
+            {[&](const TestEvent& event) {
+                 std::string value = event.value;
+                 trace(event.time, event.address, reinterpret_cast<unsigned char*>(value.data()), 0,
+                       static_cast<unsigned int>(value.size()));
+             },
+             [&](const std::string& text) { writer.addString(text); }, [&] { writer.flush(); }});
+        writer.close();
+        return contentOf(directory.path("run.wdb"));
     }
 };
 
 TEST_P(StoreQueueLoad, fileIsTheOneWithoutAQueueByteForByte)
 {
-    std::string expected = record(nullptr);
-    // The creation time in the file's header is nobody's business here.
-    const auto withoutTime = [](std::string content) { return content.replace(56, 4, 4, '\0'); };
+    const std::string expected = record(nullptr);
     for (const auto& queue :
          {std::make_shared<BlockStoreQueue>(), std::make_shared<BlockStoreQueue>(1),
           std::make_shared<BlockStoreQueue>(4, 1), std::make_shared<BlockStoreQueue>(2, 100000)})
-        EXPECT_TRUE(withoutTime(record(queue)) == withoutTime(expected));
+        EXPECT_TRUE(record(queue) == expected);
+    EXPECT_TRUE(recordByWriter() == expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Loads, StoreQueueLoad,

@@ -52,6 +52,18 @@ inline std::string littleEndian(unsigned long long value, int size)
     return bytes;
 }
 
+/// Numbers of 8 bytes.
+template <class... Numbers> std::string words(Numbers... numbers)
+{
+    return (std::string() + ... + littleEndian(static_cast<unsigned long long>(numbers), 8));
+}
+
+/// Numbers of 4 bytes.
+template <class... Numbers> std::string halfWords(Numbers... numbers)
+{
+    return (std::string() + ... + littleEndian(static_cast<unsigned long long>(numbers), 4));
+}
+
 inline std::string padded(std::string text, std::size_t size)
 {
     text.resize(size, '\0');
