@@ -38,6 +38,7 @@ public:
     explicit WdbAddressBTreeManager(WdbIEventBlockDatabase* eventDatabase);
     WdbAddressBTreeManager(const WdbAddressBTreeManager&) = delete;
     WdbAddressBTreeManager& operator=(const WdbAddressBTreeManager&) = delete;
+    /// Waits for whoever holds the mutex; nobody may come here any more.
     ~WdbAddressBTreeManager();
 
     /// Creates the file for the trees' records, for its owner alone. A name that is in use fails,
@@ -77,6 +78,8 @@ public:
     /// Does nothing.
     void markTime(long long time);
     /// Empties the trees, the buffer and the file; the trees stay known.
+    /// \throws Qsim::OpenException when the file cannot be emptied; trees must not be filled then
+    /// before createDrawingBTreeFile has succeeded.
     /// \throws Qsim::OpenException when the file cannot be made again.
     void reset();
 

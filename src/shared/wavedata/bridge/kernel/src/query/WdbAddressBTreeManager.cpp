@@ -38,7 +38,11 @@ WdbAddressBTreeManager::WdbAddressBTreeManager(WdbIEventBlockDatabase* eventData
     : m_imp(std::make_unique<WdbAddressBTreeManagerImp>(eventDatabase))
 {}
 
-WdbAddressBTreeManager::~WdbAddressBTreeManager() = default;
+WdbAddressBTreeManager::~WdbAddressBTreeManager()
+{
+    const Lock lock(getMutex());
+    m_imp->releaseTrees();
+}
 
 void WdbAddressBTreeManager::createDrawingBTreeFile(const std::string& name)
 {

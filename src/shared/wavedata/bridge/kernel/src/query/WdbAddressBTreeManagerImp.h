@@ -34,6 +34,11 @@ public:
     void removeByteTree(long long address) { m_byteTrees.erase(address); }
     void removeBitTree(long long address, unsigned int bit);
     void resetTrees();
+    void releaseTrees()
+    {
+        m_byteTrees.clear();
+        m_bitTrees.clear();
+    }
 
     /// Whether a tree that exists is to be scanned again if it is empty; asks the environment too.
     bool isRescanWanted() const;
