@@ -78,9 +78,8 @@ public:
     /// Does nothing.
     void markTime(long long time);
     /// Empties the trees, the buffer and the file; the trees stay known.
-    /// \throws Qsim::OpenException when the file cannot be emptied; trees must not be filled then
+    /// \throws Qsim::OpenException when the file cannot be made again; trees must not be filled then
     /// before createDrawingBTreeFile has succeeded.
-    /// \throws Qsim::OpenException when the file cannot be made again.
     void reset();
 
     void setDataEventNotifier(IDataEventNotifier* notifier);
