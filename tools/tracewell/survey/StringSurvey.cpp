@@ -36,13 +36,18 @@ private:
     const SurveyContext& m_context;
     BlockImage m_image;
     std::vector<unsigned char> m_stored;
-    long long m_nextId = 1;
+    /// Of the texts so far; any number once a list is damaged.
+    unsigned long long m_lastId = 0;
 };
+
+unsigned long long lastIdOf(const StringNode::Entry& entry)
+{
+    return static_cast<unsigned long long>(entry.m_startId) + entry.m_count - 1;
+}
 
 std::string idRange(const StringNode::Entry& entry)
 {
-    return fmt::format("the texts {} to {}", entry.m_startId,
-                       static_cast<unsigned long long>(entry.m_startId) + entry.m_count - 1);
+    return fmt::format("the texts {} to {}", entry.m_startId, lastIdOf(entry));
 }
 
 void StringSurvey::walkList(long long firstNode)
@@ -53,7 +58,7 @@ void StringSurvey::walkList(long long firstNode)
         place.node = offset;
         StringNode node;
         if (!m_context.claim(place, "a list node", offset, sizeof node,
-                             fmt::format("the texts from {} on", m_nextId))) {
+                             fmt::format("the texts behind number {}", m_lastId))) {
             return;
         }
         m_context.file.readRecord(offset, node);
@@ -84,14 +89,13 @@ void StringSurvey::readBlock(Place place, const StringNode::Entry& entry)
 {
     place.block = entry.m_handle;
     place.blockSize = entry.m_size;
-    if (entry.m_startId != m_nextId) {
+    if (static_cast<unsigned long long>(entry.m_startId) != m_lastId + 1) {
         m_context.damage(place,
                          fmt::format("the block starts with text {}, the one before ends at {}",
-                                     entry.m_startId, m_nextId - 1),
+                                     entry.m_startId, m_lastId),
                          "texts between them, or one of two with the same number");
     }
-    m_nextId =
-        static_cast<long long>(static_cast<unsigned long long>(entry.m_startId) + entry.m_count);
+    m_lastId = lastIdOf(entry);
     if (entry.m_size == 0 || entry.m_size > m_image.blockSize()) {
         m_context.damage(place,
                          fmt::format("a stored block of {} bytes is not between 1 and {}",
