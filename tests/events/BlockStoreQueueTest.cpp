@@ -128,7 +128,7 @@ protected:
                      std::string text;
                      EXPECT_TRUE(strings.getString(1, text));
                      strings.flush();
-                     EXPECT_FALSE(database->getEventBlockDatabaseIterator({0}).empty());
+                     EXPECT_FALSE(database->getAllEventBlockDatabaseIterator().empty());
                      database->flush();
                  }});
         database.reset();
