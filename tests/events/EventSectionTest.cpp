@@ -18,9 +18,8 @@ TEST(EventSection, bucketsAreCountedUpAndUnknownTypesAndMissingSectionsTold)
     EXPECT_EQ(Database::calculateNumberOfBucket(~0ull, 1), 0xffffffffu);
 
     TestContainer container;
-    EXPECT_EQ(WdbEventBlockDatabaseFactory::getInstance().create(999, container.files()), nullptr);
     EXPECT_THROW(Database::getEventSection(container.files()), Qsim::OpenException);
-    container.createSection(77, 5000, 2048);
+    EXPECT_EQ(container.createDatabase(77, 5000), nullptr);
     EXPECT_EQ(Database::getEventDatabaseTypeId(container.files()), 77);
 }
 

@@ -114,6 +114,33 @@ inline std::string randomBytes(std::mt19937& random, std::size_t size)
     return bytes;
 }
 
+/// A new event section in an open container, and the database that writes it.
+inline std::unique_ptr<WdbIEventBlockDatabase> createDatabase(WdbFileManager& files, int typeId,
+                                                              unsigned long long addressSize,
+                                                              unsigned int division = 2048)
+{
+    const long long section = WdbIEventBlockDatabase::createEventSection(
+        typeId, WdbIEventBlockDatabase::calculateNumberOfBucket(addressSize, division), addressSize,
+        division, files);
+    std::unique_ptr<WdbIEventBlockDatabase> database(
+        WdbEventBlockDatabaseFactory::getInstance().create(typeId, files));
+    if (database)
+        database->initialize(section, true);
+    return database;
+}
+
+/// The database of an open container, for reading.
+inline std::unique_ptr<WdbIEventBlockDatabase> openDatabase(WdbFileManager& files)
+{
+    std::unique_ptr<WdbIEventBlockDatabase> database(
+        WdbEventBlockDatabaseFactory::getInstance().create(
+            WdbIEventBlockDatabase::getEventDatabaseTypeId(files), files));
+    if (!database)
+        throw Qsim::OpenException("test", "", "", 0, "no such type");
+    database->initialize(WdbIEventBlockDatabase::getEventSection(files), false);
+    return database;
+}
+
 /// A container in a directory of its own, and databases in it.
 class TestContainer
 {
@@ -129,31 +156,14 @@ public:
         m_files.close();
         m_files.open(path());
     }
-
-    long long createSection(int typeId, unsigned long long addressSize, unsigned int division)
-    {
-        return WdbIEventBlockDatabase::createEventSection(
-            typeId, WdbIEventBlockDatabase::calculateNumberOfBucket(addressSize, division),
-            addressSize, division, m_files);
-    }
     std::unique_ptr<WdbIEventBlockDatabase>
     createDatabase(int typeId, unsigned long long addressSize, unsigned int division = 2048)
     {
-        const long long section = createSection(typeId, addressSize, division);
-        std::unique_ptr<WdbIEventBlockDatabase> database(
-            WdbEventBlockDatabaseFactory::getInstance().create(typeId, m_files));
-        database->initialize(section, true);
-        return database;
+        return Tracewell::createDatabase(m_files, typeId, addressSize, division);
     }
     std::unique_ptr<WdbIEventBlockDatabase> openDatabase()
     {
-        std::unique_ptr<WdbIEventBlockDatabase> database(
-            WdbEventBlockDatabaseFactory::getInstance().create(
-                WdbIEventBlockDatabase::getEventDatabaseTypeId(m_files), m_files));
-        if (!database)
-            throw Qsim::OpenException("test", "", "", 0, "no such type");
-        database->initialize(WdbIEventBlockDatabase::getEventSection(m_files), false);
-        return database;
+        return Tracewell::openDatabase(m_files);
     }
 
 private:

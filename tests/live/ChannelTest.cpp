@@ -1,4 +1,4 @@
-#include "ForkedProcess.h"
+#include "../support/ForkedProcess.h"
 #include "PacketWalk.h"
 #include "SharedMemory.h"
 #include "WdbSharedMemMgr.h"

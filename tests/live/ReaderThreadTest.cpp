@@ -1,4 +1,4 @@
-#include "ForkedProcess.h"
+#include "../support/ForkedProcess.h"
 #include "SharedMemReader.h"
 #include "WdbFileManager.h"
 #include "WdbLiveEvent.h"

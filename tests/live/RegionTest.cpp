@@ -1,5 +1,5 @@
+#include "../support/ForkedProcess.h"
 #include "ChannelName.h"
-#include "ForkedProcess.h"
 #include "WdbSharedMemMgr.h"
 #include "platform/SharedRegion.h"
 

@@ -1,8 +1,5 @@
-#include "../support/TestFiles.h"
 #include "TestEvents.h"
 
-#include "QsimException.h"
-#include "WdbAddressBTreeManager.h"
 #include "WdbLiveEvent.h"
 
 #include <sys/stat.h>
@@ -32,17 +29,6 @@ protected:
         send(&WdbAddressBTreeManager::addEventDirect, time, address, value);
     }
 
-    /// What creating a file of that name is refused with.
-    std::string getRefusal(const std::string& name)
-    {
-        try {
-            m_manager->createDrawingBTreeFile(name);
-        } catch (const Qsim::OpenException& exception) {
-            return exception.getMessage();
-        }
-        return "none";
-    }
-
     TestDirectory m_directory;
     const std::string m_fileName = m_directory.path("trees.zelwvdat");
     std::unique_ptr<WdbAddressBTreeManager> m_manager =
@@ -56,37 +42,30 @@ bool isThere(const std::string& path)
     return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
-TEST_F(AddressBTreeManager, drawingFileIsItsOwnersAloneAndGoesWithTheManager)
+TEST_F(AddressBTreeManager, drawingFileIsItsOwnersAndNeverTakesANameInUse)
 {
     struct stat status;
     ASSERT_EQ(::stat(m_fileName.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777u, 0600u);
-    m_manager->createDrawingBTreeFile(m_directory.path("other"));
-    EXPECT_FALSE(isThere(m_fileName)) << "under the old name nothing stays behind";
-    m_manager.reset();
-    EXPECT_FALSE(isThere(m_directory.path("other")));
-}
 
-TEST_F(AddressBTreeManager, drawingFileNeverTakesANameThatIsInUse)
-{
-    const auto refusal = [](const std::string& name) {
-        return "Cannot create temporary waveform data file " + name +
-               " for the following reason: unknown reason";
+    const auto expectRefusal = [&](const std::string& name, const std::string& hint) {
+        EXPECT_EQ(openErrorOf([&] { m_manager->createDrawingBTreeFile(name); }),
+                  "Cannot create temporary waveform data file " + name +
+                      " for the following reason: unknown reason" + hint);
     };
     const std::string foreign = m_directory.path("100%% foreign");
     const std::string link = m_directory.path("link");
     writeFile(foreign, "precious");
     std::filesystem::create_symlink(m_directory.path("target"), link);
-    EXPECT_EQ(getRefusal(link), refusal(link));
-    EXPECT_EQ(getRefusal(foreign), refusal(foreign));
-    EXPECT_EQ(getRefusal(foreign), refusal(foreign)) << "also when asked again";
-    const std::string longName = m_directory.path(std::string(260, 'n'));
-    EXPECT_EQ(getRefusal(longName),
-              refusal(longName) +
+    for (const std::string& name : {link, foreign, foreign})
+        expectRefusal(name, "");
+    expectRefusal(m_directory.path(std::string(260, 'n')),
                   "\nOne possible cause of file IO error is too long path. Please "
                   "try shortening directory structure and/or top design unit name.");
-    EXPECT_EQ(getRefusal(m_fileName), "none");
+    m_manager->createDrawingBTreeFile(m_directory.path("other"));
+    EXPECT_FALSE(isThere(m_fileName)) << "under the old name nothing stays behind";
     m_manager.reset();
+    EXPECT_FALSE(isThere(m_directory.path("other")));
     EXPECT_EQ(readFile(foreign), "precious");
     EXPECT_TRUE(isThere(link));
     EXPECT_FALSE(isThere(m_directory.path("target")));

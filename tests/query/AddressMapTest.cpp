@@ -1,11 +1,7 @@
-#include "../support/TestFiles.h"
 #include "TestEvents.h"
 
 #include "WdbAddressMap.h"
-#include "WdbFileManager.h"
 
-#include <limits>
-#include <random>
 #include <set>
 
 namespace Tracewell {
@@ -60,18 +56,13 @@ TEST(WdbAddressMap, reachesTheEndsOfTheAddressSpaceAtOnce)
 
 TEST(WdbAddressMap, isStoredRangeByRangeAndTakesSoundOnesBack)
 {
-    const TestDirectory directory;
-    WdbFileManager file;
-    file.create(directory.path("run.wdb"));
-    WdbIBlockManager& manager = file.getFileBlockManager();
+    TestContainer container;
+    WdbIBlockManager& manager = container.blocks();
     WdbAddressMap map;
     map.insert(10, 12);
     map.insert(-5);
-    const std::string below = littleEndian(static_cast<unsigned long long>(-5), 8);
-    const std::string expected = below + below + littleEndian(10, 8) + littleEndian(12, 8);
     const long long offset = map.addBlock(manager);
-    EXPECT_EQ(readFile(directory.path("run.wdb")).substr(static_cast<std::size_t>(offset)),
-              expected);
+    EXPECT_EQ(container.content().substr(static_cast<std::size_t>(offset)), words(-5, -5, 10, 12));
 
     const WdbAddressRange ranges[] = {{4, 6}, {7, 9}, {5, 8}, {3, 3}, {20, 12}, {2, 5}, {9, 30}};
     const long long handle = manager.addBlock(reinterpret_cast<const char*>(ranges), sizeof ranges);

@@ -1,13 +1,9 @@
-#include "../support/TestFiles.h"
 #include "TestEvents.h"
 
 #include "IGuiStatus.h"
 #include "ScanTargets.h"
 #include "ThreadPool.h"
-#include "WdbAddressBTreeManager.h"
-#include "WdbFileManager.h"
 #include "WdbMemoryBlockManager.h"
-#include "WdbMultipleBucketEventDatabase.h"
 
 #include <atomic>
 #include <cstring>
@@ -20,18 +16,11 @@ namespace {
 
 using Trees = std::vector<WdbScalarBTree*>;
 
-struct Event
-{
-    long long time;
-    long long address;
-    std::string value;
-};
-
 /// What a tree holds after the events: one value a time, and no repeats.
-History getExpectedHistory(const std::vector<Event>& events, const WdbScalarBTree& tree)
+History getExpectedHistory(const std::vector<TestEvent>& events, const WdbScalarBTree& tree)
 {
     std::map<long long, int> lastAtTime;
-    for (const Event& event : events) {
+    for (const TestEvent& event : events) {
         const long long place = tree.getAddress() - event.address;
         if (place < 0 || place >= static_cast<long long>(event.value.size()))
             continue;
@@ -71,9 +60,7 @@ protected:
             for (int left = pick(m_random, 50) == 0 ? 200 : 1 + pick(m_random, 12); left > 0;
                  --left)
                 value += static_cast<char>(pick(m_random, 4));
-            database.writeEvent(time, m_events.back().address,
-                                static_cast<unsigned int>(value.size()),
-                                reinterpret_cast<const unsigned char*>(value.data()));
+            add(database, m_events.back());
         }
     }
 
@@ -90,7 +77,7 @@ protected:
     }
 
     std::mt19937 m_random;
-    std::vector<Event> m_events;
+    std::vector<TestEvent> m_events;
 };
 
 TEST_P(ScanOfRandomEvents, bothScansGiveEachTreeItsEvents)
@@ -99,10 +86,9 @@ TEST_P(ScanOfRandomEvents, bothScansGiveEachTreeItsEvents)
     for (unsigned int seed = 1; seed <= 6; ++seed) {
         SCOPED_TRACE(seed);
         m_random.seed(seed);
-        WdbFileManager file;
-        file.create(directory.path("run.wdb"));
-        const auto database =
-            addEventDatabase(file, GetParam().typeId, GetParam().addressSize, GetParam().division);
+        TestContainer container;
+        const auto database = container.createDatabase(GetParam().typeId, GetParam().addressSize,
+                                                       GetParam().division);
         fill(*database);
         for (const bool onPool : {false, true}) {
             WdbAddressBTreeManager manager(database.get());
@@ -173,20 +159,16 @@ public:
 TEST(ScanProgress, movesEveryThousandBlocksAndWithWholeBuckets)
 {
     const TestDirectory directory;
-    WdbFileManager file;
-    file.create(directory.path("run.wdb"));
-    addEventDatabase(file, 1001, 200, 100);
+    TestContainer container;
     // Blocks so small that one event fills them.
-    WdbIBlockManager& blocks = file.getFileBlockManager();
-    const long long section = WdbIEventBlockDatabase::getEventSection(file);
-    const std::string blockSize = littleEndian(64, 4);
-    blocks.putBlock(section + 64, blockSize.data(), 4);
-    WdbMultipleBucketEventDatabase database(1001, file);
+    WdbMultipleBucketEventDatabase database(1001, container.files());
+    container.createDatabase(1001, 200, 100);
+    const long long section = WdbIEventBlockDatabase::getEventSection(container.files());
+    container.blocks().putBlock(section + 64, halfWords(64).data(), 4);
     database.initialize(section, true);
     for (long long time = 0; time < 4000; ++time) {
-        const unsigned char value[8] = {static_cast<unsigned char>(time % 2)};
-        database.writeEvent(time, 0, 8, value);
-        database.writeEvent(time, 100, 8, value);
+        add(database, {time, 0, words(time % 2)});
+        add(database, {time, 100, words(time % 2)});
     }
 
     WdbAddressBTreeManager manager(&database);

@@ -53,56 +53,27 @@ std::string feed(long long resolution, const std::vector<Event>& events, bool ke
     }
 }
 
-TEST(DenseDrawFilter, changesFurtherApartThanTheResolutionComeThrough)
+TEST(DenseDrawFilter, fusesWithinTheResolutionAndSplitsABlockAtTheTail)
 {
     EXPECT_EQ(feed(0, {change(0, 1), change(5, 2), change(5, 3), change(9, 4), end(9)}),
               "0=1 5=3 9=4 end")
         << "of two at one time the later";
-    EXPECT_EQ(feed(10, {change(0, 1), change(0, 2), change(11, 3), change(22, 4), end(23)}),
-              "0=2 11=3 22=4 end");
     EXPECT_EQ(feed(10, {change(kEarliest, 1), change(kLatest, 2), end(kLatest)}),
               "-9223372036854775808=1 9223372036854775807=2 end");
-    EXPECT_EQ(feed(kLatest, {change(0), change(kLatest), end(kLatest)}),
-              "0-9223372036854775807 end");
-}
-
-TEST(DenseDrawFilter, changesWithinTheResolutionFuse)
-{
     EXPECT_EQ(feed(10, {change(0, 1), change(10, 2), change(20, 3), change(100, 4), end(101)}),
               "0-10 20=3 100=4 end")
         << "the value at the end of a stretch holds for long, so it shows";
-    EXPECT_EQ(feed(10, {change(0), change(10), change(20), end(25)}), "0-20 end");
     EXPECT_EQ(feed(10, {change(0, 1), change(10, 2), change(21, 3), change(22, 4), end(25)}),
               "0-0 10=2 21-22 end");
-    EXPECT_EQ(feed(10, {change(0), block(5, 50), change(60, 7), end(100)}), "0-50 60=7 end");
-}
-
-TEST(DenseDrawFilter, blockAtTheTailIsGivenBackAndJoinsAgain)
-{
-    EXPECT_EQ(feed(10, {block(0, 50), end(100)}), "split ");
-    EXPECT_EQ(feed(10, {{Event::Dense, 0, 0, 50, 0}, end(100)}), "split ") << "taken as a Block";
     EXPECT_EQ(feed(10, {block(0, 50), end(60)}), "0-50 end");
-    EXPECT_EQ(feed(10, {block(0, 50), end(100), block(0, 70), change(70, 9), end(100)}),
-              "split 0-70 70=9 end");
     EXPECT_EQ(feed(10, {change(0), change(5), block(15, 50), end(100), block(15, 70), change(70, 9),
                         end(100)}),
               "split 0-70 70=9 end")
         << "the stretch that the Block had joined goes on";
-}
-
-TEST(DenseDrawFilter, blanksEndARun)
-{
-    EXPECT_EQ(feed(10, {blank(3), change(5, 1), blank(6), change(8, 2), end(9)}),
-              "blank 3 5=1 blank 6 8=2 end");
-    EXPECT_EQ(feed(10, {change(0), change(5), blank(9), end(9)}), "0-5 blank 9 end");
-}
-
-TEST(DenseDrawFilter, keptChangesAreAnsweredOneByOne)
-{
-    EXPECT_EQ(feed(10, {change(0, 1), change(5, 2), change(7, 3), end(9)}, true),
-              "0=1 5=2 7=3 end");
-    EXPECT_EQ(feed(10, {change(0, 1), block(5, 20), change(22, 3), end(100)}, true),
-              "0-20 22=3 end");
+    EXPECT_EQ(feed(10, {blank(3), change(5, 1), blank(6), change(8), change(9), blank(9), end(9)}),
+              "blank 3 5=1 blank 6 8-9 blank 9 end");
+    EXPECT_EQ(feed(10, {change(0, 1), change(5, 2), block(8, 20), change(22, 3), end(100)}, true),
+              "0=1 5-20 22=3 end");
 }
 
 TEST(DenseDrawFilter, shortCutOfARunGivesTheSameStretch)

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "WdbEventBlockDatabaseFactory.h"
-#include "WdbIEventBlockDatabase.h"
+#include "../events/EventTestData.h"
+
+#include "WdbAddressBTreeManager.h"
 #include "WdbScalarBTree.h"
 
 #include <limits>
 #include <memory>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -30,21 +30,6 @@ inline History getHistory(const WdbScalarBTree& tree)
     for (; *event; ++*event)
         history.emplace_back(event->getTime(), (**event).getValue());
     return history;
-}
-
-/// A new event section in an open container, and the database that writes it.
-inline std::unique_ptr<WdbIEventBlockDatabase> addEventDatabase(WdbFileManager& file, int typeId,
-                                                                unsigned long long addressSize,
-                                                                unsigned int division)
-{
-    std::unique_ptr<WdbIEventBlockDatabase> database(
-        WdbEventBlockDatabaseFactory::getInstance().create(typeId, file));
-    const unsigned int buckets =
-        WdbIEventBlockDatabase::calculateNumberOfBucket(addressSize, division);
-    database->initialize(
-        WdbIEventBlockDatabase::createEventSection(typeId, buckets, addressSize, division, file),
-        true);
-    return database;
 }
 
 } // namespace Tracewell

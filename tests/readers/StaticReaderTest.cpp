@@ -1,17 +1,12 @@
 #include "../query/TestEvents.h"
-#include "../support/TestFiles.h"
 
-#include "QsimException.h"
-#include "WdbAddressBTreeManager.h"
 #include "WdbAddressMap.h"
 #include "WdbEventReaderFactory.h"
-#include "WdbFileManager.h"
 #include "WdbStringMapDatabase.h"
 #include "platform/Process.h"
 
 #include <cstdlib>
 #include <cstring>
-#include <random>
 
 namespace Tracewell {
 namespace {
@@ -39,11 +34,10 @@ protected:
         embed(m_file, "Zelnix DBG", "debug information");
         embed(m_file, "Zelnix RTTI", "types");
         embed(m_file, "Zelnix Proto", "settings");
-        const auto events = addEventDatabase(m_file, 1001, 100, 50);
-        const unsigned char value[] = {1, 2, 3, 4};
-        events->writeEvent(5, 48, 4, value);
+        const auto events = createDatabase(m_file, 1001, 100, 50);
+        add(*events, {5, 48, "\1\2\3\4"});
         for (long long time = 6; time < 3000; ++time)
-            events->writeEvent(time, time % 40, 2, value + time % 3);
+            add(*events, {time, time % 40, time % 2 == 0 ? "ab" : "cd"});
         events->setLatestTime(9000);
         WdbAddressMap objects;
         objects.insert(3, 6);
@@ -70,12 +64,7 @@ protected:
 
     std::string getRefusal(WdbIEventReader& reader, const std::string& fileName)
     {
-        try {
-            reader.createReader("", fileName, 0, m_temporary);
-        } catch (const Qsim::OpenException& exception) {
-            return exception.getMessage();
-        }
-        return "none";
+        return openErrorOf([&] { reader.createReader("", fileName, 0, m_temporary); });
     }
 
     std::vector<std::string> listTemporaryFiles() const
@@ -127,20 +116,7 @@ TEST_F(StaticReader, givesBackWhatTheContainerHolds)
     EXPECT_EQ(reader->getStringMapValue(1), "one") << "a second opening disturbs nothing";
 }
 
-TEST_F(StaticReader, missingSectionsAreAbsence)
-{
-    // A list of objects that cannot be true hides no object either.
-    addEventDatabase(m_file, 1000, 100, 50)->setAddressMapFileOffsetAndSize(64, 1LL << 60);
-    const auto reader = read();
-    EXPECT_EQ(reader->getLatestTime(), 0);
-    EXPECT_EQ(reader->getDbg(nullptr), nullptr);
-    EXPECT_EQ(reader->getDbgHeader(10), nullptr);
-    EXPECT_EQ(reader->getProtoSettings(), "");
-    EXPECT_EQ(reader->getStringMapValue(1), "");
-    EXPECT_TRUE(reader->isObjectTraced(1234));
-}
-
-TEST_F(StaticReader, canBeUsedAgainAfterARefusal)
+TEST_F(StaticReader, missingSectionsAreAbsenceAndRefusalsLeaveItUsable)
 {
     const auto reader = makeReader();
     m_file.close();
@@ -152,15 +128,21 @@ TEST_F(StaticReader, canBeUsedAgainAfterARefusal)
     m_file.close();
     EXPECT_EQ(getRefusal(*reader, m_fileName), "The wdb file does not contain event database.");
     m_file.create(m_fileName);
-    addEventDatabase(m_file, 1001, 100, 50);
+    // A list of objects that cannot be true hides no object either.
+    createDatabase(m_file, 1000, 100)->setAddressMapFileOffsetAndSize(64, 1LL << 60);
     m_file.close();
-    EXPECT_EQ(getRefusal(*reader, m_fileName), "none");
+    EXPECT_EQ(getRefusal(*reader, m_fileName), "no exception");
+    EXPECT_EQ(reader->getLatestTime(), 0);
+    EXPECT_EQ(reader->getDbg(nullptr), nullptr);
+    EXPECT_EQ(reader->getDbgHeader(10), nullptr);
+    EXPECT_EQ(reader->getProtoSettings() + reader->getStringMapValue(1), "");
+    EXPECT_TRUE(reader->isObjectTraced(1234));
     EXPECT_EQ(listTemporaryFiles().size(), 1u);
 }
 
 TEST_F(StaticReader, eachReaderHasATemporaryFileWhileItLives)
 {
-    addEventDatabase(m_file, 1001, 100, 50);
+    createDatabase(m_file, 1001, 100, 50);
     auto first = read();
     auto second = read();
     const std::vector<std::string> names = listTemporaryFiles();
@@ -193,20 +175,11 @@ TEST_F(StaticReader, noDamageHarmsIt)
     for (unsigned int seed = 1; seed <= 150; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937_64 random(seed);
-        std::string bytes = good;
-        const unsigned long long numbers[] = {0,          1,          bytes.size() - 8, ~0ull,
-                                              ~0ull >> 1, 1ull << 33, random()};
-        for (auto count = 1 + random() % 6; count > 0; --count) {
-            const std::size_t width = random() % 2 == 0 ? 8 : 1;
-            bytes.replace(24 + random() % (bytes.size() - 32), width,
-                          littleEndian(numbers[random() % 7], static_cast<int>(width)));
-        }
-        if (random() % 4 == 0)
-            bytes.resize(64 + random() % bytes.size());
+        const std::string bytes = damaged(good, random);
         writeFile(m_fileName, bytes);
 
         const auto reader = makeReader();
-        if (getRefusal(*reader, m_fileName) != "none")
+        if (getRefusal(*reader, m_fileName) != "no exception")
             continue;
         Trees trees;
         Trees toScan;
@@ -219,12 +192,6 @@ TEST_F(StaticReader, noDamageHarmsIt)
         reader->getProtoSettings();
         std::free(reader->getDbg(nullptr));
     }
-}
-
-TEST(WdbEventReaderFactory, knowsNoOtherReader)
-{
-    const auto unknown = static_cast<WdbEventReaderFactory::ReaderType>(2);
-    EXPECT_EQ(WdbEventReaderFactory::getInstance().create(unknown), nullptr);
 }
 
 } // namespace

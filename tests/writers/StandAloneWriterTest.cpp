@@ -1,9 +1,7 @@
 #include "../query/TestEvents.h"
-#include "../support/TestFiles.h"
+#include "../support/ForkedProcess.h"
 
 #include "OutputFileNames.h"
-#include "QsimException.h"
-#include "WdbAddressBTreeManager.h"
 #include "WdbStandAloneWriter.h"
 #include "WdbStaticReader.h"
 #include "WdbStringMapDatabase.h"
@@ -11,10 +9,6 @@
 
 #include <array>
 #include <cstring>
-#include <functional>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace Tracewell {
 namespace {
@@ -48,19 +42,6 @@ std::vector<History> readHistories(const std::string& path, long long address, l
     if (latestTime)
         *latestTime = reader.getLatestTime();
     return histories;
-}
-
-/// Runs `work` in a process of its own, which ends by _exit(0) behind it.
-int runInChild(const std::function<void()>& work)
-{
-    const pid_t child = ::fork();
-    if (child == 0) {
-        work();
-        ::_exit(0);
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    return status;
 }
 
 class StandAloneWriter : public ::testing::Test
@@ -114,8 +95,7 @@ TEST_F(StandAloneWriter, everyTraceFunctionComesBackFromTheFile)
     const auto histories = readHistories(m_fileName, 0, 2000, &latestTime);
     EXPECT_EQ(latestTime, 10) << "whatever was marked before";
     std::vector<History> expected(2000);
-    for (const int place : {63, 64})
-        expected[static_cast<std::size_t>(place)] = {{1, 0xff}};
+    expected[63] = expected[64] = {{1, 0xff}};
     for (std::size_t i = 0; i < 8; ++i) {
         expected[208 + i] = {{3, i % 4 == 0 ? 0x18 : 0}, {4, 0xff}};
         expected[308 + i] = {{8, i % 4 == 0 ? 0xfe : i % 4 == 1 ? 1 : 0}};
@@ -194,17 +174,18 @@ TEST_F(StandAloneWriter, closedItDoesNothingAndItOpensAgain)
 
 TEST_F(StandAloneWriter, whatWasFlushedSurvivesTheProcess)
 {
-    ASSERT_EQ(runInChild([&] {
-                  open();
-                  m_writer.addString("text");
-                  for (int time = 0; time < 3000; ++time) {
-                      traceByte(time, static_cast<std::size_t>(time % 700),
-                                static_cast<unsigned char>(time / 700));
-                      if (time == 1000 || time == 2000)
-                          m_writer.flush();
-                  }
-              }),
-              0);
+    ForkedProcess recorder([&] {
+        open();
+        m_writer.addString("text");
+        for (int time = 0; time < 3000; ++time) {
+            traceByte(time, static_cast<std::size_t>(time % 700),
+                      static_cast<unsigned char>(time / 700));
+            if (time == 1000 || time == 2000)
+                m_writer.flush();
+        }
+        return true;
+    });
+    ASSERT_TRUE(recorder.succeeds());
     long long latestTime = 0;
     const auto histories = readHistories(m_fileName, 0, 700, &latestTime);
     EXPECT_EQ(latestTime, 2000);
@@ -239,15 +220,16 @@ TEST_F(StandAloneWriter, libraryWritersCompleteTheirFileAtExit)
 {
     IWdbWriter& factoryWriter = WriterFactory::getWdbWriter();
     ASSERT_NE(&factoryWriter, qtracewell_getStandAloneWdbWriter());
-    EXPECT_EQ(runInChild([&] {
-                  factoryWriter.setAddressSize(100);
-                  factoryWriter.open(IWdbWriter::kDefaultMode, "", m_fileName, 0);
-                  unsigned char value = 7;
-                  factoryWriter.getTraceScVirtualObjectFunc()(1, 2, &value, 3, 1);
-                  factoryWriter.markCurrentTime(50);
-                  std::exit(0);
-              }),
-              0);
+    ForkedProcess kernel([&] {
+        factoryWriter.setAddressSize(100);
+        factoryWriter.open(IWdbWriter::kDefaultMode, "", m_fileName, 0);
+        unsigned char value = 7;
+        factoryWriter.getTraceScVirtualObjectFunc()(1, 2, &value, 3, 1);
+        factoryWriter.markCurrentTime(50);
+        std::exit(0);
+        return true;
+    });
+    EXPECT_TRUE(kernel.succeeds());
     long long latestTime = 0;
     EXPECT_EQ(readHistories(m_fileName, 5, 1, &latestTime), (std::vector<History>{{{1, 7}}}));
     EXPECT_EQ(latestTime, 50);
