@@ -75,9 +75,10 @@ INSTANTIATE_TEST_SUITE_P(
                                               "#5\nbxxx0000000x \"\n#6\nb1 \"\nbz &\n"},
         Oddity{"scalarsAndVectorsMixed", kHead + "#0\nb1 !\nx\"\n1&\n#1\nb00z !\n0\"\nz&\n#2\n"
                                                  "b10 !\n#3\n1!\n#4\nu&\n#5\nx&\n"},
-        Oddity{"strangeKindsOfValue", kHead + "#0\nshello !\nr1.5 \"\nb1010 #\nb1 $\nsx %\n#1\n"
-                                              "1!\nb11 \"\nr2 #\nsback $\n1%\n#2\ns !\ns $\n1#\n"
-                                              "#3\nr-1e3 !\nshello \"\n0$\n"},
+        Oddity{"strangeKindsOfValue", kHead +
+                                          "#0\nshello !\nr1.5 \"\nb1010 #\nb1 $\nsx %\n#1\n"
+                                          "1!\nb11 \"\nr2 #\nsback $\n1%\n#2\nsx %\ns !\ns $\n1#\n"
+                                          "#3\nr-1e3 !\nsx %\nshello \"\n0$\n"},
         Oddity{"reals",
                kHead + "#0\nr0.1 #\n#1\nr-0.0 #\n#2\nr0 #\n#3\nrnan #\n#4\nr-inf #\n#5\nr1e999 #\n"
                        "#6\nr4.9406564584124654e-324 #\n#7\nr1.7976931348623157e308 #\n#8\n"
@@ -164,9 +165,21 @@ TEST_F(ImportExport, textsWithBlanksReachToTheCodeAtTheEndOfTheLine)
               "#1\nsone two  three $\n#2\n1!\n");
 }
 
+TEST_F(ImportExport, changesAcrossTheBorderOfAReadStayWhole)
+{
+    constexpr std::size_t kRead = 256 * 1024;
+    for (std::size_t before = 0; before < 24; ++before) {
+        std::string text = kHead + "#1\n$comment ";
+        text += std::string(kRead - 6 - before - text.size(), 'x') + " $end\n";
+        text += "b10110011 \"\nslonger $\n#2\n0!\n";
+        EXPECT_EQ(exportedChanges(text + "$comment " + std::string(kRead, 'x') + " $end\n"),
+                  "#1\nb10110011 \"\nslonger $\n#2\n0!\n");
+    }
+}
+
 TEST_F(ImportExport, sectionsOfOtherToolsAndCommentsStayInTheirPlace)
 {
-    const std::string head = "$comment one $end\n$scope module top $end\n"
+    const std::string head = "$comment one\n  line  more $end\n$scope module top $end\n"
                              "$attrbegin misc 07 \"\" 1 $end\n$var wire 1 ! a $end\n"
                              "$comment two $end\n$upscope $end\n$enddefinitions $end\n";
     exportedChanges(head + "#0\n1!\n");
