@@ -2,13 +2,10 @@
 
 #include "../support/TestFiles.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <stdexcept>
 
 namespace Tracewell {
 
@@ -95,63 +92,6 @@ Outcome runProgram(const std::vector<std::string>& command, const std::string& d
     outcome.out = readFile(scratch.path("out"));
     outcome.err = readFile(scratch.path("err"));
     return outcome;
-}
-
-RunningProgram::RunningProgram(const std::vector<std::string>& command,
-                               const std::string& directory, bool withInput)
-{
-    ::signal(SIGPIPE, SIG_IGN);
-    int ends[2] = {-1, -1};
-    if (withInput && ::pipe2(ends, O_CLOEXEC) != 0)
-        throw std::runtime_error("no pipe");
-    m_process = ::fork();
-    if (m_process == 0) {
-        if (withInput)
-            ::dup2(ends[0], STDIN_FILENO);
-        else
-            redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
-        redirect(STDOUT_FILENO, "/dev/null", O_WRONLY);
-        execute(command, directory);
-    }
-    if (withInput)
-        ::close(ends[0]);
-    m_input = ends[1];
-}
-
-RunningProgram::~RunningProgram()
-{
-    kill();
-}
-
-bool RunningProgram::write(const std::string& text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t count = ::write(m_input, text.data() + done, text.size() - done);
-        if (count <= 0)
-            return false;
-        done += static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
-bool RunningProgram::isRunning()
-{
-    if (m_process > 0 && ::waitpid(m_process, nullptr, WNOHANG) == m_process)
-        m_process = -1;
-    return m_process > 0;
-}
-
-void RunningProgram::kill()
-{
-    if (isRunning()) {
-        ::kill(m_process, SIGKILL);
-        ::waitpid(m_process, nullptr, 0);
-        m_process = -1;
-    }
-    if (m_input >= 0)
-        ::close(m_input);
-    m_input = -1;
 }
 
 } // namespace Tracewell

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace Tracewell {
@@ -25,27 +24,5 @@ struct Outcome
 /// Runs a program to its end in `directory`, with no input. It is stopped, by a signal, when it
 /// uses more processor time, memory or disk than any work on small files can need.
 Outcome runProgram(const std::vector<std::string>& command, const std::string& directory);
-
-/// A running program, killed when this goes.
-class RunningProgram
-{
-public:
-    /// With `withInput`, what is given to write() is its standard input.
-    RunningProgram(const std::vector<std::string>& command, const std::string& directory,
-                   bool withInput);
-    RunningProgram(const RunningProgram&) = delete;
-    RunningProgram& operator=(const RunningProgram&) = delete;
-    ~RunningProgram();
-
-    /// False when it no longer reads.
-    bool write(const std::string& text);
-    bool isRunning();
-    /// SIGKILL; returns when the process is gone.
-    void kill();
-
-private:
-    pid_t m_process = -1;
-    int m_input = -1;
-};
 
 } // namespace Tracewell

@@ -1,24 +1,24 @@
 #include "ChildProcess.h"
-#include "RecordedRun.h"
 
-#include "../support/TestFiles.h"
-#include "QsimException.h"
+#include "../events/EventTestData.h"
+#include "../support/ForkedProcess.h"
+
 #include "WdbAddressBTreeManager.h"
-#include "WdbEventBlockDatabaseFactory.h"
-#include "WdbEventReaderFactory.h"
-#include "WdbFileManager.h"
-#include "WdbIEventBlockDatabase.h"
+#include "WdbStandAloneWriter.h"
+#include "WdbStaticReader.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <memory>
+#include <atomic>
 
 namespace Tracewell {
 
 namespace {
+
+constexpr unsigned int kDivision = 400;
+constexpr unsigned int kAddressSize = 1000;
 
 unsigned int newSeed()
 {
@@ -27,110 +27,102 @@ unsigned int newSeed()
                  : std::random_device{}();
 }
 
-/// The progress of a recorder, in a file that both processes map.
-class SharedProgress
+/// The endless run of a recording process, told again by the same seed. Event n has time n, so no
+/// two events are repeats of one another.
+class RecordedRun
 {
 public:
-    explicit SharedProgress(const std::string& path)
+    struct Step
     {
-        writeFile(path, std::string(sizeof(RunProgress), '\0'));
-        const int file = ::open(path.c_str(), O_RDWR);
-        m_memory =
-            ::mmap(nullptr, sizeof(RunProgress), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-        ::close(file);
-        EXPECT_NE(m_memory, MAP_FAILED);
-    }
-    SharedProgress(const SharedProgress&) = delete;
-    SharedProgress& operator=(const SharedProgress&) = delete;
-    ~SharedProgress() { ::munmap(m_memory, sizeof(RunProgress)); }
+        TestEvent event;
+        /// A text to be added before the event, or empty.
+        std::string text;
+        /// A flush follows.
+        bool flush = false;
+    };
 
-    const RunProgress& operator*() const { return *static_cast<const RunProgress*>(m_memory); }
-    const RunProgress* operator->() const { return &**this; }
+    RecordedRun(unsigned int seed, bool withFlushes) : m_random(seed), m_withFlushes(withFlushes) {}
+
+    Step next()
+    {
+        Step step;
+        step.event = {m_time++, below(m_random, kAddressSize - 40), ""};
+        step.event.value = randomBytes(m_random, 1 + below(m_random, 40));
+        if (below(m_random, 20) == 0)
+            step.text = std::string(1 + below(m_random, 200), 't') + std::to_string(m_time);
+        step.flush = below(m_random, 3000) == 0 && m_withFlushes;
+        return step;
+    }
 
 private:
-    void* m_memory = nullptr;
+    std::mt19937 m_random;
+    bool m_withFlushes;
+    long long m_time = 1;
 };
 
-struct Piece
+/// What a recording process has done so far.
+struct Progress
 {
-    long long time;
-    long long address;
-    std::vector<unsigned char> value;
+    std::atomic<long long> tracedEvents;
+    /// What stood before the last flush that has returned.
+    std::atomic<long long> savedEvents;
+    std::atomic<long long> savedTexts;
+};
 
-    bool operator==(const Piece& other) const
-    {
-        return time == other.time && address == other.address && value == other.value;
+[[noreturn]] void record(const std::string& path, RecordedRun run, Progress& progress)
+{
+    WdbStandAloneWriter writer;
+    writer.setAddressSize(kAddressSize);
+    writer.setBucketDivision(kDivision);
+    writer.open(IWdbWriter::kDefaultMode, "", path, 0);
+    const auto trace = writer.getTraceScVirtualObjectFunc();
+    for (long long texts = 0;;) {
+        RecordedRun::Step step = run.next();
+        if (!step.text.empty())
+            texts = writer.addString(step.text);
+        trace(step.event.time, 0, reinterpret_cast<unsigned char*>(step.event.value.data()),
+              static_cast<unsigned int>(step.event.address),
+              static_cast<unsigned int>(step.event.value.size()));
+        progress.tracedEvents = step.event.time;
+        if (step.flush) {
+            writer.flush();
+            progress.savedTexts = texts;
+            progress.savedEvents = step.event.time;
+        }
     }
-};
+}
 
-/// The pieces of all steps up to `lastTime`, bucket by bucket.
-std::vector<std::vector<Piece>> expectedPieces(RecordedRun run, long long lastTime)
+/// Lists of pieces of events, by bucket.
+using Buckets = std::vector<std::vector<TestEvent>>;
+
+Buckets piecesUpTo(RecordedRun run, long long lastTime)
 {
-    constexpr long long kDivision = RecordedRun::kDivision;
-    std::vector<std::vector<Piece>> buckets(
-        static_cast<std::size_t>((RecordedRun::kAddressSize + kDivision - 1) / kDivision));
-    for (RecordedRun::Step step = run.next(); step.time <= lastTime; step = run.next()) {
-        auto from = step.value.begin();
-        long long address = step.address;
-        while (from != step.value.end()) {
-            const long long room = kDivision - address % kDivision;
-            const auto to = from + std::min<long long>(room, step.value.end() - from);
-            buckets[static_cast<std::size_t>(address / kDivision)].push_back(
-                {step.time, address, std::vector<unsigned char>(from, to)});
-            address += to - from;
-            from = to;
+    Buckets buckets((kAddressSize + kDivision - 1) / kDivision);
+    for (TestEvent event = run.next().event; event.time <= lastTime; event = run.next().event) {
+        while (!event.value.empty()) {
+            const auto room = static_cast<std::size_t>(kDivision - event.address % kDivision);
+            const TestEvent piece{event.time, event.address, event.value.substr(0, room)};
+            buckets[static_cast<std::size_t>(event.address) / kDivision].push_back(piece);
+            event.address += static_cast<long long>(piece.value.size());
+            event.value.erase(0, piece.value.size());
         }
     }
     return buckets;
 }
 
-/// The pieces that a file lists, and the end of the latest of its blocks.
-std::vector<std::vector<Piece>> listedPieces(const std::string& path, long long& lastTime)
+Buckets listedPieces(const std::string& path, long long& lastTime)
 {
-    WdbFileManager manager;
-    manager.open(path);
-    std::unique_ptr<WdbIEventBlockDatabase> database(
-        WdbEventBlockDatabaseFactory::getInstance().create(
-            WdbIEventBlockDatabase::getEventDatabaseTypeId(manager), manager));
-    database->initialize(WdbIEventBlockDatabase::getEventSection(manager), false);
-    std::vector<std::vector<Piece>> buckets(database->getEventDatabaseHeader().m_numberOfBuckets);
-    WdbEventBlock block(database->getEventDatabaseHeader().m_maxEventBlockSize, 0);
+    WdbFileManager files;
+    files.open(path);
+    const auto database = openDatabase(files);
+    Buckets buckets(database->getEventDatabaseHeader().m_numberOfBuckets);
     lastTime = 0;
-    for (const auto& iterator : database->getAllEventBlockDatabaseIterator()) {
-        for (; *iterator; ++*iterator) {
-            iterator->getEventBlock(block);
-            lastTime = std::max(lastTime, block.getStartTime() + block.getTimeLength());
-            for (auto event = block.getIterator(); event; ++event) {
-                const long long address = (*event).getStartAddress();
-                const unsigned char* const value = (*event).getValue();
-                buckets[static_cast<std::size_t>(address / RecordedRun::kDivision)].push_back(
-                    {(*event).getTime(), address,
-                     std::vector<unsigned char>(value, value + (*event).getValuelength())});
-            }
-        }
+    for (TestEvent& event : eventsOf(*database)) {
+        lastTime = std::max(lastTime, event.time);
+        buckets.at(static_cast<std::size_t>(event.address) / kDivision).push_back(std::move(event));
     }
     EXPECT_EQ(database->getLatestTime(), lastTime);
-    database.reset();
-    manager.close();
     return buckets;
-}
-
-std::unique_ptr<WdbIEventReader> openReader(const std::string& path, const TestDirectory& directory)
-{
-    std::unique_ptr<WdbIEventReader> reader(
-        WdbEventReaderFactory::getInstance().create(WdbEventReaderFactory::StaticReader));
-    reader->createReader("", path, 0, directory.path(""));
-    return reader;
-}
-
-void expectTexts(WdbIEventReader& reader, RecordedRun run, long long count)
-{
-    for (long long id = 0; id < count;) {
-        const std::string text = run.next().text;
-        if (!text.empty()) {
-            ASSERT_EQ(reader.getStringMapValue(++id), text);
-        }
-    }
 }
 
 class KilledRecorder : public ::testing::TestWithParam<bool>
@@ -142,54 +134,57 @@ class KilledRecorder : public ::testing::TestWithParam<bool>
 // by bucket, the beginning of what it traced.
 TEST_P(KilledRecorder, leavesTheBeginningOfEachBucketAndAllThatWasFlushed)
 {
-    constexpr int kRounds = 8;
     // Blocks a bucket that may be missing: a node, what waits for compression, the open one.
-    constexpr long long kMissingBytes = 10240LL * (100 + 512 + 1);
-    const bool withFlushes = GetParam();
+    constexpr std::size_t kMissingBytes = 10240 * (100 + 512 + 1);
     const unsigned int seed = newSeed();
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
     std::mt19937 random(seed);
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < 8; ++round) {
         const TestDirectory directory;
-        const SharedProgress progress(directory.path("progress"));
-        const auto runSeed = static_cast<unsigned int>(random() % 1000000);
+        const std::string path = directory.path("run.wdb");
+        const RecordedRun run(below(random, 1000000), GetParam());
         // Every other run is long enough to have filled list nodes.
         const bool isLong = round % 2 != 0;
-        const auto eventsToLive =
-            static_cast<long long>(1 + random() % 20000 + (isLong ? 300000 : 0));
-        {
-            RunningProgram recorder({E2E_RECORDER, directory.path("run.wdb"),
-                                     directory.path("progress"), std::to_string(runSeed),
-                                     withFlushes ? "1" : "0"},
-                                    directory.path(""), false);
-            while (progress->tracedEvents < eventsToLive)
-                ASSERT_TRUE(recorder.isRunning());
-            recorder.kill();
-        }
+        const long long eventsToLive = 1 + below(random, 20000) + (isLong ? 300000 : 0);
+        void* const shared = ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE,
+                                    MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(shared, MAP_FAILED);
+        Progress& progress = *new (shared) Progress{};
+        ForkedProcess recorder([&]() -> bool { record(path, run, progress); });
+        while (progress.tracedEvents < eventsToLive)
+            ASSERT_TRUE(recorder.isRunning());
+        recorder.kill();
 
-        const RecordedRun run(runSeed, withFlushes);
-        const long long saved = progress->savedEvents;
-        const auto expected = expectedPieces(run, progress->tracedEvents + 1);
+        const long long saved = progress.savedEvents;
+        const Buckets expected = piecesUpTo(run, progress.tracedEvents + 1);
         long long lastTime = 0;
-        const auto listed = listedPieces(directory.path("run.wdb"), lastTime);
+        const Buckets listed = listedPieces(path, lastTime);
         ASSERT_EQ(listed.size(), expected.size());
         EXPECT_GE(lastTime, saved);
         for (std::size_t bucket = 0; bucket < listed.size(); ++bucket) {
+            SCOPED_TRACE(bucket);
             ASSERT_LE(listed[bucket].size(), expected[bucket].size());
             ASSERT_TRUE(
-                std::equal(listed[bucket].begin(), listed[bucket].end(), expected[bucket].begin()))
-                << "bucket " << bucket;
-            long long missingBytes = 0;
+                std::equal(listed[bucket].begin(), listed[bucket].end(), expected[bucket].begin()));
+            std::size_t missingBytes = 0;
             for (std::size_t i = listed[bucket].size(); i < expected[bucket].size(); ++i) {
-                ASSERT_GT(expected[bucket][i].time, saved) << "bucket " << bucket;
-                missingBytes += 16 + static_cast<long long>(expected[bucket][i].value.size());
+                ASSERT_GT(expected[bucket][i].time, saved);
+                missingBytes += 16 + expected[bucket][i].value.size();
             }
             EXPECT_LE(missingBytes, kMissingBytes);
             EXPECT_TRUE(!isLong || !listed[bucket].empty());
         }
-        const auto reader = openReader(directory.path("run.wdb"), directory);
-        EXPECT_EQ(reader->getLatestTime(), lastTime);
-        expectTexts(*reader, run, progress->savedTexts);
+        WdbStaticReader reader;
+        reader.createReader("", path, 0, directory.path(""));
+        EXPECT_EQ(reader.getLatestTime(), lastTime);
+        RecordedRun again = run;
+        for (long long id = 0; id < progress.savedTexts;) {
+            const std::string text = again.next().text;
+            if (!text.empty()) {
+                ASSERT_EQ(reader.getStringMapValue(++id), text);
+            }
+        }
+        ::munmap(shared, sizeof(Progress));
     }
 }
 
@@ -201,43 +196,61 @@ INSTANTIATE_TEST_SUITE_P(WithAndWithoutFlushes, KilledRecorder, ::testing::Bool(
 TEST(KilledImport, keepsWhatAReaderHasSeen)
 {
     constexpr long long kStep = 10;
-    constexpr int kRounds = 3;
     const unsigned int seed = newSeed();
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
     std::mt19937 random(seed);
-    for (int round = 0; round < kRounds; ++round) {
+    ::signal(SIGPIPE, SIG_IGN);
+    for (int round = 0; round < 3; ++round) {
         const TestDirectory directory;
         const std::string wdb = directory.path("run.wdb");
-        RunningProgram import({E2E_TRACEWELL, "import", "--sync", "0.01", "-", wdb},
-                              directory.path(""), true);
-        ASSERT_TRUE(import.write("$timescale 1 ns $end\n$var reg 32 ! count [31:0] $end\n"
-                                 "$enddefinitions $end\n"));
-        const long long timeToSee = kStep * static_cast<long long>(1 + random() % 20000);
+        int ends[2];
+        ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+        ForkedProcess import([&] {
+            ::dup2(ends[0], STDIN_FILENO);
+            ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
+            ::execl(E2E_TRACEWELL, E2E_TRACEWELL, "import", "--sync", "0.01", "-", wdb.c_str(),
+                    nullptr);
+            return false;
+        });
+        ::close(ends[0]);
+        const auto write = [&](const std::string& text) {
+            for (std::size_t done = 0; done < text.size();) {
+                const ssize_t count = ::write(ends[1], text.data() + done, text.size() - done);
+                ASSERT_GT(count, 0);
+                done += static_cast<std::size_t>(count);
+            }
+        };
+        write("$timescale 1 ns $end\n$var reg 32 ! count [31:0] $end\n$enddefinitions $end\n");
+        const long long timeToSee = kStep * (1 + below(random, 20000));
         long long seen = 0;
-        for (unsigned int count = 0; seen < timeToSee; ++count) {
+        for (unsigned int count = 0; seen < timeToSee && !HasFatalFailure(); ++count) {
             std::string text = "#" + std::to_string(kStep * count) + "\nb";
             for (int bit = 31; bit >= 0; --bit)
                 text += (count >> bit & 1) != 0 ? '1' : '0';
-            ASSERT_TRUE(import.write(text + " !\n"));
+            write(text + " !\n");
             if (count % 1000 != 0)
                 continue;
             try {
-                seen = openReader(wdb, directory)->getLatestTime();
+                WdbStaticReader reader;
+                reader.createReader("", wdb, 0, directory.path(""));
+                seen = reader.getLatestTime();
             } catch (const Qsim::Exception&) {
                 // Not there yet.
             }
         }
         import.kill();
+        ::close(ends[1]);
 
-        const auto reader = openReader(wdb, directory);
-        ASSERT_GE(reader->getLatestTime(), seen);
+        WdbStaticReader reader;
+        reader.createReader("", wdb, 0, directory.path(""));
+        ASSERT_GE(reader.getLatestTime(), seen);
         std::vector<WdbScalarBTree*> trees;
         std::vector<WdbScalarBTree*> toScan;
-        reader->getBTreeManager().getOrCreateByteBTrees(0, 4, trees, toScan);
-        reader->getBTreeManager().scanWdbDatabase(toScan, nullptr);
+        reader.getBTreeManager().getOrCreateByteBTrees(0, 4, trees, toScan);
+        reader.getBTreeManager().scanWdbDatabase(toScan, nullptr);
         for (long long time = 0; time <= seen; time += kStep) {
             WdbTimeByteValues values(4);
-            reader->getValueEvent(time, trees, values);
+            reader.getValueEvent(time, trees, values);
             unsigned int count = 0;
             for (unsigned int byte = 0; byte < 4; ++byte)
                 count |= static_cast<unsigned int>(values.getValueAt(byte).getValue())

@@ -28,6 +28,12 @@ public:
         m_id = -1;
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
+    bool isRunning()
+    {
+        if (m_id > 0 && ::waitpid(m_id, nullptr, WNOHANG) == m_id)
+            m_id = -1;
+        return m_id > 0;
+    }
     /// Returns when the process is gone.
     void kill()
     {
