@@ -78,13 +78,3 @@ TEST_F(Listing, eventsAreTheRawRecordsInStoredOrder)
     EXPECT_EQ(output("events", {"--bucket", "2"}), "bucket   time  address  length  value\n");
     EXPECT_THAT(run({"events", path(), "--bucket", "9999"}).error, HasSubstr("no bucket 9999"));
 }
-
-TEST_F(Listing, everyCommandHasHelpWithAnExample)
-{
-    for (const char* command :
-         {"info", "signals", "values", "next", "previous", "draw", "events", "verify"}) {
-        const Result result = run({command, "--help"});
-        EXPECT_EQ(result.code, 2); // A call for help comes out as an exception of its own.
-        EXPECT_EQ(run({command}).code, 2);
-    }
-}

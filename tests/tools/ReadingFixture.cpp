@@ -4,20 +4,12 @@
 #include "Commands.h"
 #include "names/DeclarationText.h"
 
-#include "QsimException.h"
-#include "WdbEventBlockDatabaseFactory.h"
-
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <sstream>
-#include <stdlib.h>
 
 using namespace tracewell;
 
@@ -39,7 +31,6 @@ const char* const kSmallDesign = "$timescale 1 ns $end\n"
 RecordingBuilder::RecordingBuilder(const std::string& path, const std::string& declarations,
                                    unsigned int division)
 {
-    using Tracewell::WdbIEventBlockDatabase;
     m_fileManager.create(path);
     m_fileManager.setApplication("builder");
     long long size = 8192;
@@ -54,32 +45,21 @@ RecordingBuilder::RecordingBuilder(const std::string& path, const std::string& d
             m_objects.emplace(m_declarations.fullName(i), m_declarations.variables[i].object);
         }
     }
-    const auto bytes = static_cast<unsigned long long>(size);
-    const long long section = WdbIEventBlockDatabase::createEventSection(
-        1001, WdbIEventBlockDatabase::calculateNumberOfBucket(bytes, division), bytes, division,
-        m_fileManager);
-    m_database.reset(
-        Tracewell::WdbEventBlockDatabaseFactory::getInstance().create(1001, m_fileManager));
-    m_database->initialize(section, true);
+    m_database = Tracewell::createDatabase(m_fileManager, 1001,
+                                           static_cast<unsigned long long>(size), division);
     m_strings = std::make_unique<Tracewell::WdbStringMapDatabase>(m_fileManager);
     m_strings->initialize(
         Tracewell::WdbStringMapDatabase::createStringMapSection(101, m_fileManager, true), true);
 }
 
-std::size_t RecordingBuilder::objectOf(const std::string& name) const
-{
-    return m_objects.at(name);
-}
-
 void RecordingBuilder::bytes(long long time, long long address, const std::string& bytes)
 {
-    m_database->writeEvent(time, address, static_cast<unsigned int>(bytes.size()),
-                           reinterpret_cast<const unsigned char*>(bytes.data()));
+    add(*m_database, {time, address, bytes});
 }
 
 void RecordingBuilder::letters(long long time, const std::string& name, const std::string& letters)
 {
-    const std::size_t object = objectOf(name);
+    const std::size_t object = m_objects.at(name);
     const auto codeOf = [](char letter) {
         return static_cast<unsigned int>(
             std::find(std::begin(kLetters), std::end(kLetters), letter) - std::begin(kLetters));
@@ -103,7 +83,7 @@ void RecordingBuilder::letters(long long time, const std::string& name, const st
 
 void RecordingBuilder::real(long long time, const std::string& name, double value)
 {
-    bytes(time, m_layout->addressOf(objectOf(name)),
+    bytes(time, m_layout->addressOf(m_objects.at(name)),
           {reinterpret_cast<const char*>(&value), sizeof value});
 }
 
@@ -123,7 +103,7 @@ TextReference RecordingBuilder::store(char kind, const std::string& text)
 void RecordingBuilder::text(long long time, const std::string& name, const std::string& text)
 {
     const TextReference reference = store('s', text);
-    bytes(time, m_layout->addressOf(objectOf(name)),
+    bytes(time, m_layout->addressOf(m_objects.at(name)),
           {reinterpret_cast<const char*>(&reference), sizeof reference});
 }
 
@@ -131,13 +111,13 @@ void RecordingBuilder::override(long long time, const std::string& name, char ki
                                 const std::string& text)
 {
     const TextReference reference = kind == 0 ? TextReference() : store(kind, text);
-    bytes(time, m_layout->overrideOf(objectOf(name)),
+    bytes(time, m_layout->overrideOf(m_objects.at(name)),
           {reinterpret_cast<const char*>(&reference), sizeof reference});
 }
 
 void RecordingBuilder::fire(long long time, const std::string& name)
 {
-    const std::size_t object = objectOf(name);
+    const std::size_t object = m_objects.at(name);
     const std::string value{static_cast<char>(++m_firings[object]), 1};
     bytes(time, m_layout->addressOf(object), value);
 }
@@ -153,28 +133,6 @@ void RecordingBuilder::close()
     m_database.reset();
     m_strings.reset();
     m_fileManager.close();
-}
-
-Reading::Reading()
-{
-    std::string pattern = ::testing::TempDir() + "reading_XXXXXX";
-    m_directory = ::mkdtemp(pattern.data());
-}
-
-Reading::~Reading()
-{
-    std::filesystem::remove_all(m_directory);
-}
-
-void Reading::write(const std::string& name, const std::string& bytes) const
-{
-    std::ofstream(path(name), std::ios::binary) << bytes;
-}
-
-std::string Reading::read(const std::string& name) const
-{
-    std::ifstream stream(path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 Reading::Result Reading::run(std::vector<std::string> arguments)

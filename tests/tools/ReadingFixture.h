@@ -1,18 +1,13 @@
 #pragma once
 
+#include "../events/EventTestData.h"
+
 #include "names/DataLayout.h"
 #include "names/Declarations.h"
 
-#include "WdbFileManager.h"
-#include "WdbIEventBlockDatabase.h"
 #include "WdbStringMapDatabase.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
-#include <memory>
-#include <string>
-#include <vector>
 
 /// Makes a wave database with the library's own databases, value by value.
 class RecordingBuilder
@@ -37,7 +32,6 @@ public:
     void close();
 
 private:
-    std::size_t objectOf(const std::string& name) const;
     tracewell::TextReference store(char kind, const std::string& text);
 
     Tracewell::WdbFileManager m_fileManager;
@@ -60,12 +54,15 @@ protected:
         std::string error;
     };
 
-    Reading();
-    ~Reading() override;
-
-    std::string path(const std::string& name = "run.wdb") const { return m_directory + "/" + name; }
-    void write(const std::string& name, const std::string& bytes) const;
-    std::string read(const std::string& name = "run.wdb") const;
+    std::string path(const std::string& name = "run.wdb") const { return m_directory.path(name); }
+    void write(const std::string& name, const std::string& bytes) const
+    {
+        Tracewell::writeFile(path(name), bytes);
+    }
+    std::string read(const std::string& name = "run.wdb") const
+    {
+        return Tracewell::readFile(path(name));
+    }
 
     /// What main does, but for printing the error.
     static Result run(std::vector<std::string> arguments);
@@ -73,7 +70,7 @@ protected:
     std::string output(const std::string& command, std::vector<std::string> arguments = {}) const;
 
 private:
-    std::string m_directory;
+    Tracewell::TestDirectory m_directory;
 };
 
 /// A clock, a bus, a real, a text, an event, an alias, a namesake and a variable without a value.

