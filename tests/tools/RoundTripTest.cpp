@@ -158,6 +158,13 @@ TEST_F(ImportExport, exportWritesOnlyWhatChangesAndDumpsTheStartAlone)
               "#0\n$dumpvars\n1!\nb101 \"\n$end\n#4\n0!\n#9\n");
 }
 
+TEST_F(ImportExport, lettersAndFiringsComeAsSimulatorsWriteThem)
+{
+    EXPECT_EQ(exportedChanges("$var wire 1 ! a $end $var wire 8 \" v $end $var event 8 # e $end "
+                              "$enddefinitions $end\n#1\nU!\nbUWLHXZ01 \"\nb101 #\nb101 #\n"),
+              "#1\nU!\nbUWLHxz01 \"\nb101 #\nb101 #\n");
+}
+
 TEST_F(ImportExport, textsWithBlanksReachToTheCodeAtTheEndOfTheLine)
 {
     EXPECT_EQ(exportedChanges(kHead + "#1\nsone two  three $\ns four $ \n"), "#1\ns four $\n");

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace tracewell {
 
@@ -12,6 +13,23 @@ namespace {
 /// Pages a place that the index by address may take.
 constexpr long long kPagesOfPlace = 8;
 constexpr long long kFewestPages = 4096;
+
+/// As simulators write a letter: x and z small, those that only nine-state logic has in capitals.
+char spell(char letter)
+{
+    switch (letter) {
+    case 'u':
+        return 'U';
+    case 'w':
+        return 'W';
+    case 'l':
+        return 'L';
+    case 'h':
+        return 'H';
+    default:
+        return letter;
+    }
+}
 
 } // namespace
 
@@ -121,9 +139,16 @@ bool ValueReplay::isChanged(std::size_t object) const
 
 void ValueReplay::appendValue(std::string& out, std::size_t object)
 {
-    const std::string& code = m_declarations.objects[object].code;
-    if (!appendText(out, referenceAt(m_layout.overrideOf(object)), code)) {
+    const Object& declared = m_declarations.objects[object];
+    // An event comes as often as it fired, whatever its value looks like.
+    const std::size_t start = out.size();
+    if (!appendText(out, referenceAt(m_layout.overrideOf(object)), declared.code)) {
         appendPlain(out, object);
+    } else if (declared.objectClass == ObjectClass::Event) {
+        const std::string change = out.substr(start);
+        for (unsigned int left = firingsOf(object); left > 1; --left) {
+            out += change;
+        }
     }
     const auto show = [&](long long address, long long size) {
         std::memcpy(m_shown.at(address), m_memory.at(address), static_cast<std::size_t>(size));
@@ -131,6 +156,13 @@ void ValueReplay::appendValue(std::string& out, std::size_t object)
     show(m_layout.addressOf(object), DataLayout::sizeOf(m_declarations.objects[object]));
     show(m_layout.overrideOf(object), sizeof(TextReference));
     m_isShown[object] = 1;
+}
+
+/// How often an event fired since it was shown last.
+unsigned int ValueReplay::firingsOf(std::size_t object) const
+{
+    const long long address = m_layout.addressOf(object);
+    return static_cast<unsigned char>(*m_memory.at(address) - *m_shown.at(address));
 }
 
 TextReference ValueReplay::referenceAt(long long address) const
@@ -154,7 +186,12 @@ bool ValueReplay::appendText(std::string& out, const TextReference& reference,
         return false;
     }
     out += static_cast<char>(reference.kind);
-    out.append(*text).append(1, ' ').append(code).append(1, '\n');
+    if (reference.kind == 'b') {
+        std::transform(text->begin(), text->end(), std::back_inserter(out), spell);
+    } else {
+        out += *text;
+    }
+    out.append(1, ' ').append(code).append(1, '\n');
     return true;
 }
 
@@ -164,7 +201,7 @@ void ValueReplay::appendPlain(std::string& out, std::size_t object)
     const unsigned char* value = m_memory.at(m_layout.addressOf(object));
     switch (declared.objectClass) {
     case ObjectClass::Scalar:
-        out += kLetters[*value < kLetterCount ? *value : kLetterX];
+        out += spell(kLetters[*value < kLetterCount ? *value : kLetterX]);
         out.append(declared.code).append(1, '\n');
         break;
     case ObjectClass::Vector:
@@ -183,14 +220,12 @@ void ValueReplay::appendPlain(std::string& out, std::size_t object)
     case ObjectClass::String:
         appendText(out, referenceAt(m_layout.addressOf(object)), declared.code);
         break;
-    case ObjectClass::Event: {
-        const unsigned char* before = m_shown.at(m_layout.addressOf(object));
-        for (auto left = static_cast<unsigned char>(value[0] - before[0]); left > 0; --left) {
-            out += kLetters[value[1] < kLetterCount ? value[1] : kLetterX];
+    case ObjectClass::Event:
+        for (unsigned int left = firingsOf(object); left > 0; --left) {
+            out += spell(kLetters[value[1] < kLetterCount ? value[1] : kLetterX]);
             out.append(declared.code).append(1, '\n');
         }
         break;
-    }
     }
 }
 

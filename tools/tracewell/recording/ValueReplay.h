@@ -42,6 +42,7 @@ private:
     void appendValue(std::string& out, std::size_t object);
     bool appendText(std::string& out, const TextReference& reference, const std::string& code);
     void appendPlain(std::string& out, std::size_t object);
+    unsigned int firingsOf(std::size_t object) const;
     TextReference referenceAt(long long address) const;
 
     const Declarations& m_declarations;
