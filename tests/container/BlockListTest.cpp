@@ -177,27 +177,6 @@ TEST(BlockList, behavesLikeAVectorAndIsSoundAfterEveryChange)
     }
 }
 
-TEST(BlockList, iteratorKeepsToTheNodeThatItReadAndLastEntryToTheFile)
-{
-    StoredBytes file;
-    List<3> list(file, 0, 0, 0, kWriting);
-    long long handle = -1;
-    unsigned int size = 0;
-    EXPECT_FALSE(list.findLastEntry(handle, size));
-    list.addEntry(1, 1);
-    const auto early = list.begin();
-    list.addEntry(2, 2);
-    EXPECT_TRUE(list.findLastEntry(handle, size) && handle == 1 && size == 1);
-    list.addEntry(3, 3);
-    list.addEntry(4, 4);
-    EXPECT_TRUE(list.findLastEntry(handle, size) && handle == 4 && size == 4);
-    const auto late = list.begin();
-    list.addEntry(5, 5);
-    list.flushNode();
-    EXPECT_EQ(entriesFrom(early), (Entries{{1, 1}}));
-    EXPECT_EQ(entriesFrom(late), (Entries{{1, 1}, {2, 2}, {3, 3}, {4, 4}, {5, 5}}));
-}
-
 std::size_t countEntries(StoredBytes& file)
 {
     return entriesOf<List<10>>(file).size();

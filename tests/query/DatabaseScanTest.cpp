@@ -193,14 +193,6 @@ TEST(ScanProgress, movesEveryThousandBlocksAndWithWholeBuckets)
         EXPECT_NEAR(status.m_calls[i], times[i] / 3999 * 25, 1e-9);
         EXPECT_NEAR(status.m_calls[5 + i], 25 + times[i] / 3999 * 75, 1e-9);
     }
-
-    status.m_calls.clear();
-    database.setLatestTime(0);
-    manager.scanWdbDatabase(trees, &status);
-    EXPECT_EQ(status.m_calls, (std::vector<double>{25, 100}));
-    manager.setEventDatabase(nullptr);
-    manager.scanWdbDatabase(trees, &status);
-    EXPECT_EQ(status.m_calls.size(), 2u);
 }
 
 TEST(ThreadPool, runsEverythingBeforeItStopsAlsoBehindAnException)

@@ -203,18 +203,18 @@ TEST(ScalarTreeModel, seamsOfTheProductionShapeAreCrossed)
         events.push_back({time, static_cast<int>(i % 2)});
         tree.addValueWithFilter(time, static_cast<unsigned char>(i % 2));
     }
-    EXPECT_EQ(manager.getCount(), 1025u) << "the open record is not yet stored";
+    EXPECT_EQ(manager.m_handles.size(), 1025u) << "the open record is not yet stored";
     EXPECT_TRUE(ask(tree, 0, 0, time) == events);
-    EXPECT_EQ(manager.getCount(), 1026u);
+    EXPECT_EQ(manager.m_handles.size(), 1026u);
     for (const long long index :
          {0LL, 1LL, kRecord - 1, kRecord, 1024 * kRecord - 1, 1024 * kRecord, kCount - 1}) {
         const long long at = events[static_cast<std::size_t>(index)].time;
         for (const long long resolution : {0LL, 3LL, 7LL, 100LL, 5000LL})
             expectSound(events, tree, {at, resolution, time + 1, at + 20000});
     }
-    const unsigned int reads = manager.getReads();
+    const unsigned int reads = manager.m_reads;
     EXPECT_EQ(ask(tree, 0, 5000, time), (Answers{{events.front().time, Answer::kDense}}));
-    EXPECT_EQ(manager.getReads(), reads) << "what is dense is not read";
+    EXPECT_EQ(manager.m_reads, reads) << "what is dense is not read";
 }
 
 } // namespace

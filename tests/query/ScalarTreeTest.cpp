@@ -36,7 +36,7 @@ TEST_F(ScalarTree, filterDropsWhatChangesNothingAndOneStepBackIsKnown)
     add({{0, 1}, {5, 1}, {10, 2}, {10, 3}, {20, 4}, {20, 3}, {30, 4}});
     EXPECT_EQ(getAll(), (Answers{{0, 1}, {10, 3}, {30, 4}}));
     EXPECT_EQ(ask(m_tree, 29, 0, 100, 29), (Answers{{10, 3}}));
-    EXPECT_EQ(m_manager.getCount(), 0u) << "a short history needs no block";
+    EXPECT_EQ(m_manager.m_handles.size(), 0u) << "a short history needs no block";
     m_tree.updateValue(9);
     for (int i = 0; i < 2; ++i) {
         m_tree.deleteLastValue();
@@ -145,25 +145,25 @@ TEST_F(ScalarTree, recordsLieInTheirBlocksAsLaidOut)
 {
     addClock(2048);
     const Answers clock = getAll();
-    EXPECT_EQ(m_manager.getCount(), 0u) << "a full record stays open";
+    EXPECT_EQ(m_manager.m_handles.size(), 0u) << "a full record stays open";
     add({{1LL << 40, 0x5A}});
-    ASSERT_EQ(m_manager.getCount(), 1u);
-    EXPECT_TRUE(m_manager.getBytes(1) == layOut(1LL << 40, (1LL << 40) - 20470, clock));
+    ASSERT_EQ(m_manager.m_handles.size(), 1u);
+    EXPECT_TRUE(m_manager.getBytes(0) == layOut(1LL << 40, (1LL << 40) - 20470, clock));
 
     getAll();
     getAll();
-    ASSERT_EQ(m_manager.getCount(), 2u);
-    EXPECT_EQ(m_manager.getRewrites(), 0u) << "an unchanged record is not stored twice";
+    ASSERT_EQ(m_manager.m_handles.size(), 2u);
+    EXPECT_EQ(m_manager.m_rewrites, 0u) << "an unchanged record is not stored twice";
     add({{(1LL << 40) + 7, 0xA5}});
     getAll();
-    EXPECT_EQ(m_manager.getRewrites(), 1u);
-    EXPECT_TRUE(m_manager.getBytes(2) ==
+    EXPECT_EQ(m_manager.m_rewrites, 1u);
+    EXPECT_TRUE(m_manager.getBytes(1) ==
                 layOut(7, 7, {{1LL << 40, 0x5A}, {(1LL << 40) + 7, 0xA5}}));
 
     m_tree.reset();
     addClock(2048);
     add({{30000, 7}, {30000, 1}, {40000, 3}});
-    EXPECT_TRUE(m_manager.getBytes(3) == layOut(40000, 40000 - 20470, clock))
+    EXPECT_TRUE(m_manager.getBytes(2) == layOut(40000, 40000 - 20470, clock))
         << "the next change that stays decides how far a closed record reaches";
 }
 
@@ -171,10 +171,10 @@ TEST_F(ScalarTree, damagedRecordStaysWithinItsBuffer)
 {
     addClock(2048 * 3);
     for (const char count : {'\0', '\xFF'}) {
-        for (const long long block : {1LL, 2LL}) {
+        for (const std::size_t block : {0u, 1u}) {
             std::string bytes = m_manager.getBytes(block);
             bytes.replace(16, 8, 8, count);
-            m_manager.putBlock(block, bytes.data(), bytes.size());
+            m_manager.putBlock(m_manager.m_handles[block], bytes.data(), bytes.size());
         }
         EXPECT_FALSE(getAll().empty());
     }

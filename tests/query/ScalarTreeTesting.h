@@ -1,52 +1,44 @@
 #pragma once
 
+#include "WdbMemoryBlockManager.h"
 #include "WdbScalarBTree.h"
 
-#include <cstring>
 #include <memory>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace Tracewell {
 
-/// Keeps every block and counts what is done with them. A freed block is not to be used again.
-class BlockRecorder : public WdbIBlockManager
+/// Counts what is done with its blocks.
+class BlockRecorder : public WdbMemoryBlockManager
 {
 public:
     long long addBlock(const char* data, unsigned long long size) override
     {
-        m_blocks.emplace_back(data, size);
-        return static_cast<long long>(m_blocks.size());
+        m_handles.push_back(WdbMemoryBlockManager::addBlock(data, size));
+        return m_handles.back();
     }
     void getBlock(long long handle, char* out, unsigned long long size) const override
     {
         ++m_reads;
-        std::memcpy(out, at(handle).substr(0, size).data(), size);
+        WdbMemoryBlockManager::getBlock(handle, out, size);
     }
     void putBlock(long long handle, const char* data, unsigned long long size) override
     {
         ++m_rewrites;
-        at(handle).assign(data, size);
+        WdbMemoryBlockManager::putBlock(handle, data, size);
     }
-    void freeBlock(long long handle, unsigned long long) override { at(handle).clear(); }
 
-    const std::string& getBytes(long long handle) const { return at(handle); }
-    std::size_t getCount() const { return m_blocks.size(); }
-    unsigned int getRewrites() const { return m_rewrites; }
-    unsigned int getReads() const { return m_reads; }
-
-private:
-    std::string& at(long long handle) const
+    /// A record as it lies in the block that was the `number`th, from 0.
+    std::string getBytes(std::size_t number) const
     {
-        std::string& bytes = m_blocks.at(static_cast<std::size_t>(handle) - 1);
-        if (bytes.empty())
-            throw std::out_of_range("a freed block is used");
+        std::string bytes(18464, '\0');
+        WdbMemoryBlockManager::getBlock(m_handles.at(number), bytes.data(), bytes.size());
         return bytes;
     }
 
-    mutable std::vector<std::string> m_blocks;
+    std::vector<long long> m_handles;
     unsigned int m_rewrites = 0;
     mutable unsigned int m_reads = 0;
 };

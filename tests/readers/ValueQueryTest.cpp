@@ -136,20 +136,6 @@ TEST_F(ValueQuery, answersAreThoseOfTheTreesInTimeOrder)
     }
 }
 
-TEST_F(ValueQuery, startingPictureCarriesTheLatestOfTheFirstTimes)
-{
-    std::vector<WdbTimeByteValues> out(1, WdbTimeByteValues(0));
-    addTree({});
-    m_queries.getValueEvents(0, 100, 0, m_columns, out);
-    EXPECT_EQ(out.size(), 1u) << "nothing is added, and nothing removed";
-    m_columns.clear();
-    addTree({{0, 1}, {10, 2}, {20, 3}, {200, 9}});
-    addTree({{15, 7}, {20, 8}});
-    EXPECT_EQ(ask(5, 100, 0), (std::vector<Row>{{15, {1, 7}}, {10, {2, 7}}, {20, {3, 8}}}));
-    EXPECT_EQ(ask(0, 300, 50),
-              (std::vector<Row>{{15, {kDense, kDense}}, {20, {3, kDense}}, {200, {9, kDense}}}));
-}
-
 TEST_F(ValueQuery, findsValuesAndNeighboursInTime)
 {
     EXPECT_EQ(m_queries.getNextEvent(5, m_columns), 0);

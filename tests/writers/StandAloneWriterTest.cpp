@@ -172,34 +172,6 @@ TEST_F(StandAloneWriter, closedItDoesNothingAndItOpensAgain)
     EXPECT_EQ(readFile(other).substr(division, 8), littleEndian(2048, 8));
 }
 
-TEST_F(StandAloneWriter, whatWasFlushedSurvivesTheProcess)
-{
-    ForkedProcess recorder([&] {
-        open();
-        m_writer.addString("text");
-        for (int time = 0; time < 3000; ++time) {
-            traceByte(time, static_cast<std::size_t>(time % 700),
-                      static_cast<unsigned char>(time / 700));
-            if (time == 1000 || time == 2000)
-                m_writer.flush();
-        }
-        return true;
-    });
-    ASSERT_TRUE(recorder.succeeds());
-    long long latestTime = 0;
-    const auto histories = readHistories(m_fileName, 0, 700, &latestTime);
-    EXPECT_EQ(latestTime, 2000);
-    for (int place = 0; place < 700; ++place) {
-        History expected;
-        for (int time = place; time <= 2000; time += 700)
-            expected.emplace_back(time, time / 700);
-        EXPECT_EQ(histories[static_cast<std::size_t>(place)], expected) << place;
-    }
-    WdbStaticReader reader;
-    reader.createReader("", m_fileName, 0, "");
-    EXPECT_EQ(reader.getStringMapValue(1), "text");
-}
-
 TEST_F(StandAloneWriter, traceFunctionsGoToTheWriterBuiltLast)
 {
     open();
