@@ -18,7 +18,7 @@ namespace {
 
 constexpr unsigned int kDivisions[] = {8, 16, 32, 64, 256, 2048};
 /// The bucket sizes of the files that are read: the default, and one for readers of few signals.
-constexpr unsigned int kReadDivisions[] = {2048, 32};
+constexpr unsigned int kReadDivisions[] = {2048, 16};
 constexpr const char* kAllSignals = "1000000";
 constexpr const char* kPixels = "1000";
 
@@ -194,8 +194,12 @@ private:
                 const std::string name = workload + "/" + std::to_string(division);
                 const std::string path = file("division.wdb");
                 addWriter("division/" + name, "own", workload, path, false, division);
-                m_measurements.add("division-read/" + name,
-                                   {m_options.self, "read", "own", workload, path, "1"}, false);
+                for (const std::string signals : {"1", "20"})
+                    m_measurements.add("division-read" + signals + "/" + name,
+                                       {m_options.self, "read", "own", workload, path, signals},
+                                       false);
+                m_measurements.add("division-draw/" + name,
+                                   {m_options.self, "draw", workload, path, "20", kPixels}, false);
             }
         }
     }
@@ -240,7 +244,7 @@ private:
         printHeader("Reading, from open to full history in memory, ms (processor time of all "
                     "threads)",
                     {"workload", "signals", "FST", "Tracewell, division 2,048",
-                     "Tracewell, division 32", "best / FST"});
+                     "Tracewell, division 16", "best / FST"});
         for (const std::string workload : {"mixed", "sparse"}) {
             for (const std::string signals : {"1", "20", kAllSignals}) {
                 const auto get = [&](const std::string& reader, const std::string& value) {
@@ -250,9 +254,9 @@ private:
                     return number(get(reader, "/history")) + " (" + number(get(reader, "/cpu")) +
                            ")";
                 };
-                const double best = std::min(get("own2048", "/history"), get("own32", "/history"));
+                const double best = std::min(get("own2048", "/history"), get("own16", "/history"));
                 printRow({workload, signals == kAllSignals ? "all" : signals, cell("fst"),
-                          cell("own2048"), cell("own32"), ratio(best, get("fst", "/history"))});
+                          cell("own2048"), cell("own16"), ratio(best, get("fst", "/history"))});
             }
         }
     }
@@ -285,7 +289,8 @@ private:
     {
         printHeader("Addresses a bucket",
                     {"workload", "division", "bytes a change", "all threads, ns a change",
-                     "writer's memory, MiB", "one signal, ms"});
+                     "writer's memory, MiB", "history of 1 signal, ms", "history of 20 signals, ms",
+                     "first picture, ms"});
         for (const std::string workload : {"mixed", "sparse"}) {
             for (const unsigned int division : kDivisions) {
                 const std::string key = workload + "/" + std::to_string(division) + "/";
@@ -293,7 +298,9 @@ private:
                           number(get("division/" + key + "bytes")),
                           number(get("division/" + key + "cpu")),
                           number(get("division/" + key + "peak")),
-                          number(get("division-read/" + key + "history"))});
+                          number(get("division-read1/" + key + "history")),
+                          number(get("division-read20/" + key + "history")),
+                          number(get("division-draw/" + key + "first"))});
             }
         }
     }
