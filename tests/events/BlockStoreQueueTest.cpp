@@ -145,13 +145,14 @@ protected:
         writer.setBucketDivision(load.division);
         writer.open(IWdbWriter::kDefaultMode, "", directory.path("run.wdb"), 0);
         const auto trace = writer.getTraceScVirtualObjectFunc();
-        produce(
-            {[&](const TestEvent& event) {
-                 std::string value = event.value;
-                 trace(event.time, event.address, reinterpret_cast<unsigned char*>(value.data()), 0,
-                       static_cast<unsigned int>(value.size()));
-             },
-             [&](const std::string& text) { writer.addString(text); }, [&] { writer.flush(); }});
+        produce({[&](const TestEvent& event) {
+                     std::string value = event.value;
+                     trace(event.time, static_cast<unsigned int>(event.address),
+                           reinterpret_cast<unsigned char*>(value.data()), 0,
+                           static_cast<unsigned int>(value.size()));
+                 },
+                 [&](const std::string& text) { writer.addString(text); },
+                 [&] { writer.flush(); }});
         writer.close();
         return contentOf(directory.path("run.wdb"));
     }
