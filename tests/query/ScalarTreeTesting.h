@@ -5,19 +5,31 @@
 
 #include <memory>
 #include <ostream>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace Tracewell {
 
-/// Counts what is done with its blocks.
+/// Counts what is done with its blocks, and gives them back when it goes.
 class BlockRecorder : public WdbMemoryBlockManager
 {
 public:
+    ~BlockRecorder() override
+    {
+        for (const long long handle : m_live)
+            WdbMemoryBlockManager::freeBlock(handle, 0);
+    }
     long long addBlock(const char* data, unsigned long long size) override
     {
         m_handles.push_back(WdbMemoryBlockManager::addBlock(data, size));
+        m_live.insert(m_handles.back());
         return m_handles.back();
+    }
+    void freeBlock(long long handle, unsigned long long size) override
+    {
+        m_live.erase(handle);
+        WdbMemoryBlockManager::freeBlock(handle, size);
     }
     void getBlock(long long handle, char* out, unsigned long long size) const override
     {
@@ -38,6 +50,7 @@ public:
         return bytes;
     }
 
+    std::set<long long> m_live;
     std::vector<long long> m_handles;
     unsigned int m_rewrites = 0;
     mutable unsigned int m_reads = 0;
