@@ -48,8 +48,11 @@ public:
     /// Copies all that is available to `destination`, which takes up to the area's size, and frees
     /// it. False, with a count of 0, when the ring is empty.
     bool getPackets(void* destination, unsigned int& count);
+    /// Frees all that is available, unread. The producer may be at work.
+    void discard();
 
-    /// Empties the ring. The other side must stand still.
+    /// Empties the ring by both indices. The producer must stand still; what a consumer is about to
+    /// take at that moment is no answer any more.
     void clear();
 
 private:

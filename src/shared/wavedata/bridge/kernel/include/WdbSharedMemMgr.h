@@ -5,6 +5,7 @@
 #include "WdbCircularBuffer.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -38,7 +39,8 @@ public:
     /// after shutDown, restart or stopReading, even when the ring holds something.
     bool getPackets(char* buffer, unsigned int& count);
 
-    // False after shutDown, and for a packet that the ring could never hold.
+    // False after shutDown, when the wait hook gives up, and for a packet that the ring could never
+    // hold.
 
     bool putPacket(const WdbLivePacketContainer* change)
     {
@@ -49,10 +51,15 @@ public:
     /// A packet with this payload, of at most 8 bytes; false for more.
     bool putPacket(const char* data, unsigned int count);
     bool putPacketMarkTime(long long time);
+    /// Asked by a producer that has tried 100 times, before it sleeps: false gives up. An empty one
+    /// never does. To be set before the first packet.
+    void setWaitHook(std::function<bool()> hook) { m_waitHook = std::move(hook); }
 
-    /// Empties the ring.
+    /// The producer's: empties the ring, by both indices. A consumer that is in the ring at that
+    /// moment drops what it has taken.
     void clear();
-    /// Like stopReading, and empties the ring as soon as nobody is inside of it any more.
+    /// The consumer's: like stopReading, and drops what is in the ring as soon as getPackets has
+    /// left it. A producer may go on meanwhile.
     void restart();
     /// Makes getPackets answer false and leaves the ring as it is.
     void stopReading();
@@ -66,6 +73,9 @@ public:
     bool isMapped() const;
     /// Whether a process holds the other side of the channel now.
     bool isPeerPresent() const;
+    /// The consumer's: whether the ring is empty and the thread that called getPackets is done with
+    /// what it got, since it has called again or was told to stop.
+    bool isDrained() const;
 
 private:
     class Pace;
@@ -81,6 +91,9 @@ private:
     std::unique_ptr<SharedMemoryRegion> m_region;
     /// The consumer's.
     std::unique_ptr<Pace> m_pace;
+    /// A batch was handed out and getPackets not called since.
+    std::atomic<bool> m_isBatchOut{false};
+    std::function<bool()> m_waitHook;
 };
 
 } // namespace Tracewell

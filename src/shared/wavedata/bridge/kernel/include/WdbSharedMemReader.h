@@ -61,6 +61,10 @@ public:
     bool isMapped() const;
     /// Whether a producer holds the other side of the channel now.
     bool isPeerPresent() const;
+    /// Whether all that was sent so far is stored.
+    bool isDrained() const;
+    /// Events stored since the last start.
+    unsigned long long getEventCount() const { return m_eventCount; }
 
 private:
     class Batch;
@@ -73,6 +77,7 @@ private:
     WdbIEventReader* m_reader;
     std::string m_description;
     std::atomic<bool> m_newEvents{false};
+    std::atomic<unsigned long long> m_eventCount{0};
     boost::mutex m_timeMarkMutex;
     boost::condition_variable m_timeMarkCame;
     /// How many came, guarded by the time-mark mutex.

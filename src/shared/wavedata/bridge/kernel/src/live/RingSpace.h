@@ -46,6 +46,13 @@ inline void publishIndex(std::uint32_t* index, std::uint32_t value)
     __atomic_store_n(index, value, __ATOMIC_RELEASE);
 }
 
+/// Publishes a value unless the index is no longer what it was.
+inline bool replaceIndex(std::uint32_t* index, std::uint32_t was, std::uint32_t value)
+{
+    return __atomic_compare_exchange_n(index, &was, value, false, __ATOMIC_RELEASE,
+                                       __ATOMIC_RELAXED);
+}
+
 /// Sets two neighbouring words, aligned to 8, to 0 at once: nobody sees one without the other.
 inline void clearIndexPair(std::uint32_t* first)
 {

@@ -171,8 +171,21 @@ bool WdbCircularBuffer::getPackets(void* destination, unsigned int& count)
         std::memcpy(out, m_data + readIndex, first);
         std::memcpy(out + first, m_data, writeIndex);
     }
-    publishIndex(m_readIndex, writeIndex);
-    return true;
+    // An emptying that came meanwhile stays: the bytes may be half overwritten already. It puts the
+    // index to 0, where it stands before the first read and never again afterwards.
+    if (replaceIndex(m_readIndex, readIndex, writeIndex))
+        return true;
+    count = 0;
+    return false;
+}
+
+void WdbCircularBuffer::discard()
+{
+    unsigned int readIndex = 0;
+    unsigned int writeIndex = 0;
+    unsigned int count = 0;
+    if (canRead(readIndex, writeIndex, count))
+        replaceIndex(m_readIndex, readIndex, writeIndex);
 }
 
 void WdbCircularBuffer::clear()

@@ -31,7 +31,8 @@ bool tryUntil(const Stop& isStopped, const Attempt& attempt, const Rest& rest)
             if (attempt())
                 return true;
         }
-        rest();
+        if (!rest())
+            return false;
     }
 }
 
@@ -104,6 +105,7 @@ WdbSharedMemMgr::~WdbSharedMemMgr()
 bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
 {
     count = 0;
+    m_isBatchOut = false;
     return tryUntil([this] { return isConsumerStopped(); },
                     [&] {
                         m_pace->wait();
@@ -113,11 +115,13 @@ bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
                             return false;
                         const bool found = m_ring.getPackets(buffer, count);
                         m_pace->looked(count);
+                        m_isBatchOut = found;
                         return found;
                     },
                     [this] {
                         m_pace->becomeIdle();
                         sleepTicks(1);
+                        return true;
                     });
 }
 
@@ -127,7 +131,13 @@ bool WdbSharedMemMgr::waitToPut(const Packet& packet, unsigned long long size)
     if (!m_ring.canEverWrite(size))
         return false;
     return tryUntil([this] { return m_shutDown.load(std::memory_order_relaxed); },
-                    [&] { return m_ring.putPacket(packet); }, [] { sleepTicks(1); });
+                    [&] { return m_ring.putPacket(packet); },
+                    [this] {
+                        if (m_waitHook && !m_waitHook())
+                            return false;
+                        sleepTicks(1);
+                        return true;
+                    });
 }
 
 template TRACEWELL_API bool
@@ -159,7 +169,8 @@ void WdbSharedMemMgr::clear()
 void WdbSharedMemMgr::restart()
 {
     stopReading();
-    clear();
+    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    m_ring.discard();
 }
 
 void WdbSharedMemMgr::stopReading()
@@ -196,6 +207,15 @@ bool WdbSharedMemMgr::isPeerPresent() const
 {
     const std::lock_guard<std::mutex> lock(m_ringMutex);
     return m_region->isPeerPresent();
+}
+
+bool WdbSharedMemMgr::isDrained() const
+{
+    unsigned int readIndex = 0;
+    unsigned int writeIndex = 0;
+    unsigned int available = 0;
+    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    return !m_isBatchOut && !m_ring.canRead(readIndex, writeIndex, available);
 }
 
 } // namespace Tracewell

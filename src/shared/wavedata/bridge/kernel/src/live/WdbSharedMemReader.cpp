@@ -110,8 +110,10 @@ private:
     {
         if (!m_lock.owns_lock())
             return;
-        if (m_eventsHeld > 0)
+        if (m_eventsHeld > 0) {
             m_owner.m_newEvents = true;
+            m_owner.m_eventCount += m_eventsHeld;
+        }
         m_eventsHeld = 0;
         m_lock.unlock();
     }
@@ -150,6 +152,7 @@ void WdbSharedMemReader::start(WdbIEventBlockDatabase* database)
 {
     join();
     m_manager->prepareForStart();
+    m_eventCount = 0;
     m_thread.reset(new (std::nothrow) boost::thread([this, database] { run(database); }));
 }
 
@@ -209,6 +212,11 @@ bool WdbSharedMemReader::isMapped() const
 bool WdbSharedMemReader::isPeerPresent() const
 {
     return m_manager->isPeerPresent();
+}
+
+bool WdbSharedMemReader::isDrained() const
+{
+    return m_manager->isDrained();
 }
 
 void WdbSharedMemReader::takeTimeMark(long long time, WdbIEventBlockDatabase& database)

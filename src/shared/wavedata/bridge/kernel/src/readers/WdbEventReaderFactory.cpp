@@ -1,5 +1,6 @@
 #include "WdbEventReaderFactory.h"
 
+#include "WdbLiveReader.h"
 #include "WdbStaticReader.h"
 
 namespace Tracewell {
@@ -12,7 +13,13 @@ WdbEventReaderFactory& WdbEventReaderFactory::getInstance()
 
 WdbIEventReader* WdbEventReaderFactory::create(ReaderType type)
 {
-    return type == StaticReader ? new WdbStaticReader : nullptr;
+    switch (type) {
+    case StaticReader:
+        return new WdbStaticReader;
+    case LiveReader:
+        return new WdbLiveReader;
+    }
+    return nullptr;
 }
 
 } // namespace Tracewell

@@ -1,0 +1,253 @@
+#include "WdbLiveWriter.h"
+
+#include "OutputFileNames.h"
+#include "VectorMerge.h"
+#include "WdbLivePacketContainer.h"
+#include "WdbSharedMemMgr.h"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <list>
+
+namespace Tracewell {
+
+namespace {
+
+/// A packet of so many bytes is sent in pieces.
+constexpr unsigned int kSplitSize = 299;
+constexpr unsigned int kLongestWhole = kSplitSize - 1 - WdbLivePacketContainer::kPacketOverhead;
+/// Vectors up to here are merged on the stack: all that go as one packet.
+constexpr unsigned int kGroupsOnStack = kLongestWhole / kBytesOfGroup;
+/// How long a change takes unless it waits for room. Its end is announced to who waits between
+/// changes, but for one that looked just then; that one looks again.
+constexpr auto kLookAgain = std::chrono::milliseconds(1);
+
+} // namespace
+
+WdbLiveWriter* WdbLiveWriter::s_pWriter = nullptr;
+
+WdbLiveWriter::WdbLiveWriter() : m_previousWriter(s_pWriter)
+{
+    s_pWriter = this;
+}
+
+WdbLiveWriter::~WdbLiveWriter()
+{
+    close();
+    WdbLiveWriter** link = &s_pWriter;
+    while (*link != this)
+        link = &(*link)->m_previousWriter;
+    *link = m_previousWriter;
+}
+
+void WdbLiveWriter::open(WriterMode mode, const std::string& snapshot, const std::string&,
+                         int option)
+{
+    using ZSIM::OutputFileNames;
+
+    if (mode != kLiveMode)
+        std::exit(1);
+    close();
+    auto manager = std::make_unique<WdbSharedMemMgr>(
+        true, OutputFileNames::getKernelExecDirName(OutputFileNames::getSnapshotName(snapshot), ""),
+        option);
+    manager->setWaitHook(m_waitHook);
+    betweenChanges([&] {
+        const std::lock_guard<std::mutex> lock(m_managerMutex);
+        m_manager = std::move(manager);
+    });
+}
+
+long long WdbLiveWriter::addString(const std::string&)
+{
+    return 0;
+}
+
+void WdbLiveWriter::close()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_managerMutex);
+        if (m_manager)
+            m_manager->shutDown();
+    }
+    betweenChanges([&] {
+        const std::lock_guard<std::mutex> lock(m_managerMutex);
+        m_manager.reset();
+    });
+}
+
+void WdbLiveWriter::restart()
+{
+    betweenChanges([&] {
+        if (m_manager)
+            m_manager->clear();
+    });
+}
+
+void WdbLiveWriter::setMaxTraceableSize(unsigned int) {}
+
+void WdbLiveWriter::markCurrentTime(long long time)
+{
+    betweenChanges([&] {
+        if (m_manager)
+            m_manager->putPacketMarkTime(time);
+    });
+}
+
+void WdbLiveWriter::setApplication(const std::string&) {}
+
+void WdbLiveWriter::setAddressSize(long long) {}
+
+void WdbLiveWriter::setBucketDivision(unsigned int) {}
+
+void WdbLiveWriter::setFilterRepeatedValue(bool) {}
+
+bool WdbLiveWriter::isOpen() const
+{
+    const std::lock_guard<std::mutex> lock(m_managerMutex);
+    return m_manager && m_manager->isMapped();
+}
+
+bool WdbLiveWriter::isViewerPresent() const
+{
+    const std::lock_guard<std::mutex> lock(m_managerMutex);
+    return m_manager && m_manager->isPeerPresent();
+}
+
+/// Runs `action` while no change is on its way into the ring and none begins. Several callers take
+/// turns by the mutex.
+template <class Action> void WdbLiveWriter::betweenChanges(const Action& action)
+{
+    m_marking.fetch_add(1);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (m_writing.load())
+        m_changed.wait_for(lock, kLookAgain);
+    action();
+    m_marking.fetch_sub(1);
+    if (m_standsAside)
+        m_changed.notify_all();
+}
+
+inline void WdbLiveWriter::put(const WdbLivePacketContainer& change)
+{
+    m_writing.store(true);
+    if (m_marking.load() != 0)
+        standAside();
+    if (m_manager)
+        m_manager->putPacket(&change);
+    m_writing.store(false, std::memory_order_release);
+}
+
+void WdbLiveWriter::standAside()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_writing.store(false);
+    m_standsAside = true;
+    m_changed.notify_all();
+    while (m_marking.load() != 0)
+        m_changed.wait(lock);
+    m_standsAside = false;
+    m_writing.store(true);
+}
+
+inline void WdbLiveWriter::sendEvent(long long time, long long address, unsigned int length,
+                                     const unsigned char* value)
+{
+    // No such place in a data memory; the viewer would take the packet for a damaged one.
+    if (address < 0)
+        return;
+    WdbLivePacketContainer change;
+    change.setData(time, length, address, value);
+    if (length <= kLongestWhole)
+        put(change);
+    else
+        sendInPieces(change);
+}
+
+void WdbLiveWriter::sendInPieces(const WdbLivePacketContainer& change)
+{
+    std::list<WdbLivePacketContainer> pieces;
+    change.splitContainer(pieces, kSplitSize);
+    for (const WdbLivePacketContainer& piece : pieces)
+        put(piece);
+}
+
+void WdbLiveWriter::sendVector(long long time, long long address, const unsigned char* vector,
+                               const unsigned char* value, unsigned int firstBit,
+                               unsigned int endBit)
+{
+    if (endBit <= firstBit)
+        return;
+    const VectorSpan span(firstBit, endBit);
+    unsigned char onStack[kGroupsOnStack * kBytesOfGroup];
+    std::unique_ptr<unsigned char[]> onHeap;
+    if (!span.isWholeGroups) {
+        if (span.groups > kGroupsOnStack)
+            onHeap.reset(new unsigned char[std::size_t{span.groups} * kBytesOfGroup]);
+        unsigned char* const merged = onHeap ? onHeap.get() : onStack;
+        mergeVector(vector, value, firstBit, endBit, merged);
+        value = merged;
+    }
+    const unsigned long long place =
+        static_cast<unsigned long long>(address) + std::uint64_t{span.firstGroup} * kBytesOfGroup;
+    sendEvent(time, static_cast<long long>(place), span.groups * kBytesOfGroup, value);
+}
+
+inline long long WdbLiveWriter::getAddress(const unsigned char* place) const
+{
+    return static_cast<long long>(reinterpret_cast<std::uintptr_t>(place) -
+                                  static_cast<unsigned long long>(m_baseDPOffset));
+}
+
+void WdbLiveWriter::traceVhdl(long long time, unsigned int, unsigned int size, unsigned char* old,
+                              unsigned char* value)
+{
+    if (WdbLiveWriter* const writer = s_pWriter)
+        writer->sendEvent(time, writer->getAddress(old), size, value);
+}
+
+void WdbLiveWriter::traceVhdlScalar(long long, unsigned int, unsigned int, const unsigned char*)
+{
+    std::cout << "trace vhdl scalar called" << std::endl;
+}
+
+void WdbLiveWriter::traceVlog(long long time, unsigned int, unsigned int, unsigned char* old,
+                              unsigned char* value, unsigned int firstBit, unsigned int endBit)
+{
+    if (WdbLiveWriter* const writer = s_pWriter)
+        writer->sendVector(time, writer->getAddress(old), old, value, firstBit, endBit);
+}
+
+void WdbLiveWriter::traceScObject(long long time, unsigned long long address, unsigned char* old,
+                                  unsigned char* value, unsigned int firstBit,
+                                  unsigned int bitCount)
+{
+    if (WdbLiveWriter* const writer = s_pWriter)
+        writer->sendVector(time, static_cast<long long>(address), old, value, firstBit,
+                           firstBit + bitCount);
+}
+
+void WdbLiveWriter::traceScVirtualObject(long long time, unsigned long long address,
+                                         unsigned char* value, unsigned int offset,
+                                         unsigned int size)
+{
+    if (WdbLiveWriter* const writer = s_pWriter)
+        writer->sendEvent(time, static_cast<long long>(address + offset), size, value);
+}
+
+} // namespace Tracewell
+
+Tracewell::IWdbWriter* qtracewell_getWdbWriter()
+{
+    static Tracewell::WdbLiveWriter writer;
+    return &writer;
+}
+
+namespace {
+
+/// Makes the library's writer at load, before any that a program constructs itself.
+[[maybe_unused]] const Tracewell::IWdbWriter* const s_writerMadeAtLoad = qtracewell_getWdbWriter();
+
+} // namespace
