@@ -48,11 +48,9 @@ void BlockStoreQueue::submit(StoreTask& task, std::size_t bytes)
     bool wake = false;
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (!hasRoom(bytes, m_maxBytes)) {
-            // Some slack, so that a caller who is faster than the workers does not have to be
-            // woken for every single block.
+        while (!hasRoom(bytes)) {
             ++m_waitingSubmitters;
-            m_roomMade.wait(lock, [&] { return hasRoom(bytes, m_maxBytes - m_maxBytes / 4); });
+            m_roomMade.wait(lock);
             --m_waitingSubmitters;
         }
         slotOf(m_submitted++) = {&task, bytes, false};
@@ -69,10 +67,15 @@ void BlockStoreQueue::drain()
     m_allCommitted.wait(lock, [this] { return m_committed == m_submitted; });
 }
 
-bool BlockStoreQueue::hasRoom(std::size_t bytes, std::size_t limit) const
+bool BlockStoreQueue::hasRoom(std::size_t bytes) const
 {
     const unsigned long long waiting = m_submitted - m_committed;
-    return waiting == 0 || (waiting < kMaxTasks && m_bytes + bytes <= limit);
+    return waiting == 0 || (waiting < kMaxTasks && m_bytes + bytes <= m_maxBytes);
+}
+
+bool BlockStoreQueue::isHalfEmpty() const
+{
+    return m_bytes <= m_maxBytes / 2 && m_submitted - m_committed <= kMaxTasks / 2;
 }
 
 void BlockStoreQueue::work()
@@ -106,7 +109,9 @@ void BlockStoreQueue::commitReadyTasks(std::unique_lock<std::mutex>& lock)
         lock.lock();
         ++m_committed;
         m_bytes -= slot.bytes;
-        if (m_waitingSubmitters > 0)
+        // Not for every single block: whoever submits faster than the workers compress then sleeps
+        // and wakes twice a queue, and finds the first half of it free.
+        if (m_waitingSubmitters > 0 && (m_committed == m_submitted || isHalfEmpty()))
             m_roomMade.notify_all();
     }
     m_committing = false;

@@ -60,7 +60,8 @@ private:
     static constexpr std::size_t kMaxTasks = 1024;
 
     Slot& slotOf(unsigned long long number) { return m_ring[number % kMaxTasks]; }
-    bool hasRoom(std::size_t bytes, std::size_t limit) const;
+    bool hasRoom(std::size_t bytes) const;
+    bool isHalfEmpty() const;
     void work();
     void commitReadyTasks(std::unique_lock<std::mutex>& lock);
 
