@@ -18,7 +18,7 @@ namespace {
 
 constexpr unsigned int kDivisions[] = {8, 16, 32, 64, 256, 2048};
 /// The bucket sizes of the files that are read: the default, and one for readers of few signals.
-constexpr unsigned int kReadDivisions[] = {2048, 16};
+constexpr unsigned int kReadDivisions[] = {2048, 8};
 constexpr const char* kAllSignals = "1000000";
 constexpr const char* kPixels = "1000";
 
@@ -244,7 +244,7 @@ private:
         printHeader("Reading, from open to full history in memory, ms (processor time of all "
                     "threads)",
                     {"workload", "signals", "FST", "Tracewell, division 2,048",
-                     "Tracewell, division 16", "best / FST"});
+                     "Tracewell, division 8", "best / FST"});
         for (const std::string workload : {"mixed", "sparse"}) {
             for (const std::string signals : {"1", "20", kAllSignals}) {
                 const auto get = [&](const std::string& reader, const std::string& value) {
@@ -254,9 +254,9 @@ private:
                     return number(get(reader, "/history")) + " (" + number(get(reader, "/cpu")) +
                            ")";
                 };
-                const double best = std::min(get("own2048", "/history"), get("own16", "/history"));
+                const double best = std::min(get("own2048", "/history"), get("own8", "/history"));
                 printRow({workload, signals == kAllSignals ? "all" : signals, cell("fst"),
-                          cell("own2048"), cell("own16"), ratio(best, get("fst", "/history"))});
+                          cell("own2048"), cell("own8"), ratio(best, get("fst", "/history"))});
             }
         }
     }

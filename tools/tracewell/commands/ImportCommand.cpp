@@ -36,7 +36,7 @@ using Tracewell::WdbStandAloneWriter;
 /// Decimals of a time beyond which no 64-bit count has room.
 constexpr int kMostFractionDigits = 18;
 
-constexpr unsigned int kSmallestDivision = 16;
+constexpr unsigned int kSmallestDivision = 8;
 /// An open bucket takes about 16 KB in the writer, so these bound its memory.
 constexpr unsigned long long kFewestBuckets = 8;
 constexpr unsigned long long kMostBuckets = 2048;
