@@ -191,15 +191,20 @@ void WdbEventBlock::findRecords(unsigned int bytes)
     const unsigned int possible = (bytes - kHeaderSize) / kSmallestRecord;
     const unsigned int count = std::min(readHeader().m_numberOfEvents, possible);
     m_offsets.reserve(count);
-    for (unsigned int i = 0; i < count && bytes - m_currentSize >= kSmallestRecord; ++i) {
-        const unsigned int length = WdbEvent(m_memory.get() + m_currentSize, 0).getValuelength();
-        if (length == 0 || length > m_maxBlockSize - m_currentSize - WdbEvent::kHeaderSize)
-            return;
-        m_offsets.push_back(m_currentSize);
-        m_currentSize += WdbEvent::kHeaderSize + length;
-        if (m_currentSize > bytes)
-            return;
+    char* const memory = m_memory.get();
+    unsigned int found = 0;
+    unsigned int place = kHeaderSize;
+    while (found < count && place <= bytes - kSmallestRecord) {
+        const unsigned int length = WdbEvent(memory + place, 0).getValuelength();
+        if (length == 0 || length > m_maxBlockSize - place - WdbEvent::kHeaderSize)
+            break;
+        m_offsets.setData(found++, place);
+        place += WdbEvent::kHeaderSize + length;
+        if (place > bytes)
+            break;
     }
+    m_offsets.setSize(found);
+    m_currentSize = place;
 }
 
 void WdbEventBlock::growOffsets()

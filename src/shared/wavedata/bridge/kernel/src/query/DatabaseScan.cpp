@@ -6,6 +6,11 @@
 #include "WdbIEventBlockDatabase.h"
 
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <limits>
+#include <mutex>
 
 namespace QSIM {
 
@@ -21,38 +26,106 @@ using Trees = std::vector<WdbScalarBTree*>;
 
 constexpr unsigned int kBlocksPerReport = 1000;
 
-/// The trees of one bucket, and the walk over its blocks.
+/// The trees of one bucket, and walks over its blocks, all on the first one.
 struct Bucket
 {
-    std::shared_ptr<WdbIEventBlockIterator> blocks;
+    std::vector<std::shared_ptr<WdbIEventBlockIterator>> walks;
     Trees trees;
 };
 
-std::vector<Bucket> getBuckets(const WdbIEventBlockDatabase& database, const Trees& trees)
+/// Each bucket gets `walks` walks, or as many as keep the whole at that number.
+std::vector<Bucket> getBuckets(const WdbIEventBlockDatabase& database, const Trees& trees,
+                               std::size_t walks)
 {
-    WdbIEventBlockDatabase::IteratorVector iterators;
-    std::vector<Trees> treeLists;
-    database.getEventBlockDatabaseIterator(trees, iterators, treeLists);
-    std::vector<Bucket> buckets(std::min(iterators.size(), treeLists.size()));
-    for (std::size_t i = 0; i < buckets.size(); ++i)
-        buckets[i] = {std::move(iterators[i]), std::move(treeLists[i])};
+    std::vector<Bucket> buckets;
+    std::size_t made = 0;
+    do {
+        WdbIEventBlockDatabase::IteratorVector iterators;
+        std::vector<Trees> treeLists;
+        database.getEventBlockDatabaseIterator(trees, iterators, treeLists);
+        buckets.resize(std::min(iterators.size(), treeLists.size()));
+        for (std::size_t i = 0; i < buckets.size(); ++i) {
+            buckets[i].walks.push_back(std::move(iterators[i]));
+            buckets[i].trees = std::move(treeLists[i]);
+        }
+        made += buckets.size();
+    } while (!buckets.empty() && made + buckets.size() <= walks);
     return buckets;
 }
 
-/// Walks the bucket's blocks; `afterBlock(block)` follows each.
-template <class AfterBlock>
-void fillTrees(const Bucket& bucket, unsigned int blockSize, AfterBlock afterBlock)
+/// Fills the trees of one bucket by any number of threads: they unpack batches of blocks beside
+/// each other, and take turns to append what they hold, so that the trees see the blocks in order.
+class BucketScan
 {
-    ScanTargets targets(bucket.trees);
-    if (targets.isEmpty())
-        return;
-    WdbEventBlock block(blockSize, 0);
-    for (WdbIEventBlockIterator& place = *bucket.blocks; !place.isEof(); ++place) {
-        place.getEventBlock(block);
-        targets.addBlock(block);
-        afterBlock(block);
+public:
+    BucketScan(const Bucket& bucket, unsigned int blockSize)
+        : m_targets(bucket.trees), m_blockSize(blockSize)
+    {}
+
+    /// One thread's part, by a walk of its own that stands on the first block.
+    void run(WdbIEventBlockIterator& place)
+    {
+        try {
+            std::vector<WdbEventBlock> blocks;
+            blocks.reserve(kBatch);
+            for (std::size_t position = 0;;) {
+                const std::size_t batch = m_claimed++;
+                for (; position < batch * kBatch && !place.isEof(); ++position)
+                    ++place;
+                std::size_t count = 0;
+                for (; count < kBatch && !place.isEof(); ++count, ++position, ++place) {
+                    if (count == blocks.size())
+                        blocks.emplace_back(m_blockSize, 0);
+                    place.getEventBlock(blocks[count]);
+                }
+                if (count == 0 || !append(batch, blocks, count))
+                    return;
+            }
+        } catch (...) {
+            // Nobody may wait for this thread's turn to end.
+            pass(kBroken);
+            throw;
+        }
     }
-}
+
+private:
+    static constexpr std::size_t kBatch = 8;
+    static constexpr std::size_t kBroken = std::numeric_limits<std::size_t>::max();
+
+    /// False when another thread's batch is missing.
+    bool append(std::size_t batch, const std::vector<WdbEventBlock>& blocks, std::size_t count)
+    {
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_turnPassed.wait(lock, [&] { return m_turn == batch || m_turn == kBroken; });
+            if (m_turn == kBroken)
+                return false;
+        }
+        for (std::size_t i = 0; i < count; ++i)
+            m_targets.addBlock(blocks[i]);
+        pass(batch + 1);
+        return true;
+    }
+
+    void pass(std::size_t batch)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_turn != kBroken)
+                m_turn = batch;
+        }
+        m_turnPassed.notify_all();
+    }
+
+    /// Whoever has the turn uses it, without the mutex.
+    ScanTargets m_targets;
+    const unsigned int m_blockSize;
+    std::atomic<std::size_t> m_claimed{0};
+    /// Guards m_turn, the batch whose turn it is.
+    std::mutex m_mutex;
+    std::condition_variable m_turnPassed;
+    std::size_t m_turn = 0;
+};
 
 /// Keeps a viewer's progress display, which may be absent, up to date.
 class Progress
@@ -100,14 +173,17 @@ private:
 void scanDatabase(const WdbIEventBlockDatabase& database, const Trees& trees,
                   QSIM::IGuiStatus* status)
 {
-    const unsigned int blockSize = database.getEventDatabaseHeader().m_maxEventBlockSize;
+    WdbEventBlock block(database.getEventDatabaseHeader().m_maxEventBlockSize, 0);
     Progress progress(status, database, trees.size());
-    for (const Bucket& bucket : getBuckets(database, trees)) {
+    for (const Bucket& bucket : getBuckets(database, trees, 1)) {
+        ScanTargets targets(bucket.trees);
         unsigned int blocks = 0;
-        fillTrees(bucket, blockSize, [&](const WdbEventBlock& block) {
+        for (WdbIEventBlockIterator& place = *bucket.walks.front(); !place.isEof(); ++place) {
+            place.getEventBlock(block);
+            targets.addBlock(block);
             if (++blocks % kBlocksPerReport == 0)
                 progress.reachTime(bucket, block.getStartTime());
-        });
+        }
         progress.finish(bucket);
     }
 }
@@ -117,17 +193,24 @@ void scanDatabaseOnPool(const WdbIEventBlockDatabase& database, const Trees& tre
 {
     const unsigned int blockSize = database.getEventDatabaseHeader().m_maxEventBlockSize;
     Progress progress(status, database, trees.size());
-    const std::vector<Bucket> buckets = getBuckets(database, trees);
+    const std::vector<Bucket> buckets =
+        getBuckets(database, trees, ThreadPool::getProcessorCount());
+    std::deque<BucketScan> scans;
+    for (const Bucket& bucket : buckets)
+        scans.emplace_back(bucket, blockSize);
 
     // The pool goes first, also on the way of an exception, and with it all use of the buckets.
-    ThreadPool pool(buckets.size());
+    ThreadPool pool(buckets.empty() ? 0 : buckets.size() * buckets.front().walks.size());
     std::vector<std::future<void>> futures;
-    for (const Bucket& bucket : buckets)
-        futures.push_back(pool.submit(
-            [&bucket, blockSize] { fillTrees(bucket, blockSize, [](const WdbEventBlock&) {}); }));
     for (std::size_t i = 0; i < buckets.size(); ++i) {
-        futures[i].get();
-        progress.finish(buckets[i]);
+        for (const auto& walk : buckets[i].walks)
+            futures.push_back(pool.submit([&scan = scans[i], &walk] { scan.run(*walk); }));
+    }
+    auto future = futures.begin();
+    for (const Bucket& bucket : buckets) {
+        for (std::size_t i = 0; i < bucket.walks.size(); ++i)
+            (future++)->get();
+        progress.finish(bucket);
     }
 }
 

@@ -66,6 +66,8 @@ ScanTargets::Target* ScanTargets::firstAtOrAbove(long long address)
 
 void ScanTargets::addBlock(const WdbEventBlock& block)
 {
+    if (m_targets.empty())
+        return;
     const char* record = block.getMemory() + WdbEventBlock::kHeaderSize;
     const char* const end = block.getMemory() + block.getMaxEventBlockSize();
     const auto base = static_cast<unsigned long long>(block.getBaseAddress());

@@ -15,7 +15,6 @@ class ScanTargets
 public:
     explicit ScanTargets(const std::vector<WdbScalarBTree*>& trees);
 
-    bool isEmpty() const { return m_targets.empty(); }
     /// Blocks come in the order in which they were stored. What the block says of lengths and
     /// addresses is not trusted.
     void addBlock(const WdbEventBlock& block);

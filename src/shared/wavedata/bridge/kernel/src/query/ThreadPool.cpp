@@ -6,10 +6,14 @@
 
 namespace Tracewell {
 
+std::size_t ThreadPool::getProcessorCount()
+{
+    return std::max(1u, std::thread::hardware_concurrency());
+}
+
 ThreadPool::ThreadPool(std::size_t threads)
 {
-    const std::size_t processors = std::max(1u, std::thread::hardware_concurrency());
-    threads = std::clamp<std::size_t>(threads, 1, processors);
+    threads = std::clamp<std::size_t>(threads, 1, getProcessorCount());
     m_workers.reserve(threads);
     while (m_workers.size() < threads) {
         try {

@@ -17,6 +17,8 @@ namespace Tracewell {
 class ThreadPool
 {
 public:
+    static std::size_t getProcessorCount();
+
     /// `threads` is cut to the number of processors; there is always at least one thread.
     explicit ThreadPool(std::size_t threads);
     ThreadPool(const ThreadPool&) = delete;
