@@ -177,6 +177,19 @@ TEST(BlockList, behavesLikeAVectorAndIsSoundAfterEveryChange)
     }
 }
 
+TEST(BlockList, anIteratorKeepsToTheNodeThatItRead)
+{
+    StoredBytes file;
+    List<3> list(file, 0, 0, 0, kWriting);
+    list.addEntry(1, 1);
+    const auto before = list.begin();
+    for (int i = 2; i <= 5; ++i)
+        list.addEntry(i, 1);
+    list.flushNode();
+    EXPECT_EQ(entriesFrom(before).size(), 1u);
+    EXPECT_EQ(entriesFrom(list.begin()).size(), 5u);
+}
+
 std::size_t countEntries(StoredBytes& file)
 {
     return entriesOf<List<10>>(file).size();

@@ -1,6 +1,7 @@
 #include "../support/TestFiles.h"
 
 #include "DescriptorStreamBuffer.h"
+#include "WdbBlockFreeList.h"
 #include "WdbCFileBlockManager.h"
 #include "WdbFileBlockManager.h"
 #include "WdbMemoryBlockManager.h"
@@ -61,6 +62,19 @@ TEST(BlockManagers, keepWhatWasStoredAndFilesOnlyGrow)
     inCFile.setFile(file);
     expectBlocksAreKept(inCFile, true);
     std::fclose(file);
+}
+
+TEST(BlockFreeList, givesTheOldestBlockOfExactlyTheSize)
+{
+    WdbBlockFreeList list;
+    for (const auto& [handle, size] : {std::pair{1, 50u}, {2, 200u}, {3, 100u}, {4, 100u}})
+        list.putBlock(handle, size);
+    long long handle = -7;
+    EXPECT_FALSE(list.getBlock(99, handle));
+    EXPECT_EQ(handle, -7);
+    EXPECT_TRUE(list.getBlock(100, handle) && handle == 3);
+    EXPECT_TRUE(list.getBlock(100, handle) && handle == 4);
+    EXPECT_FALSE(list.getBlock(100, handle));
 }
 
 TEST(BlockManagers, containsIsExactForAnyNumbers)

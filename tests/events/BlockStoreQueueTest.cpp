@@ -76,6 +76,8 @@ struct Load
     unsigned int noisePercent;
     unsigned int longest;
     int events;
+
+    friend std::ostream& operator<<(std::ostream& os, const Load& load) { return os << load.name; }
 };
 
 class StoreQueueLoad : public ::testing::TestWithParam<Load>

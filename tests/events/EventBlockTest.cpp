@@ -119,6 +119,36 @@ TEST(EventBlock, damagedBlocksGiveWhatIsWholeAndNeverMore)
     }
 }
 
+TEST(EventBlock, cutStreamIsReadAsFarAsItGoes)
+{
+    std::mt19937 random(8);
+    WdbEventBlock whole(kSize, 0);
+    for (int i = 0; whole.canAdd(8); ++i)
+        add(whole, {i, i, randomBytes(random, 8)});
+    whole.fillHeader();
+    const std::vector<TestEvent> events = eventsOf(whole);
+    const std::string stream = compressed(std::string(whole.getMemory(), kSize), 1);
+    TestContainer container;
+    std::size_t countBefore = 0;
+    for (std::size_t size = 0; size <= stream.size(); size += 1 + below(random, 100)) {
+        const long long handle = store(container, stream.substr(0, size));
+        WdbEventBlock block(kSize, 0);
+        block.loadBlock(handle, static_cast<unsigned int>(size), container.blocks());
+        const std::vector<TestEvent> read = eventsOf(block);
+        ASSERT_GE(read.size(), countBefore) << "a longer piece gives no less";
+        countBefore = read.size();
+        for (std::size_t i = 0; i + 1 < read.size(); ++i)
+            ASSERT_EQ(read[i], events[i]) << size;
+        if (!read.empty()) {
+            ASSERT_EQ(read.back().time, events[read.size() - 1].time) << "only its end may lack";
+        }
+        if (size > stream.size() / 2) {
+            ASSERT_GT(read.size(), events.size() / 3) << size;
+        }
+    }
+    EXPECT_GT(countBefore, events.size() * 9 / 10);
+}
+
 /// The events that stay, as the ordered map of the definition finds them.
 std::vector<TestEvent> filtered(const std::vector<TestEvent>& events)
 {

@@ -16,6 +16,12 @@ struct Shape
     unsigned int division;
     bool withQueue;
     unsigned int seed;
+
+    friend std::ostream& operator<<(std::ostream& os, const Shape& shape)
+    {
+        return os << shape.type << " with " << shape.addressSize << " addresses, " << shape.division
+                  << " a bucket" << (shape.withQueue ? ", queued" : "");
+    }
 };
 
 class EventDatabaseModel : public ::testing::TestWithParam<Shape>

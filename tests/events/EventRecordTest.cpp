@@ -3,6 +3,7 @@
 #include "WdbLiveEvent.h"
 
 #include <new>
+#include <sstream>
 
 namespace Tracewell {
 namespace {
@@ -39,6 +40,27 @@ TEST(LiveEvent, isPackedAndLiesWhereItIsPlaced)
     EXPECT_EQ(event->sizeofEvent(), 23u);
     EXPECT_EQ(std::string(odd, 24),
               words(0x1122334455667788, -2) + halfWords(3) + std::string("\x0a\x0b\x0c\x00", 4));
+}
+
+TEST(Dumps, showTheFieldsAndLeaveTheStreamsFormatAsItWas)
+{
+    WdbEventBlock block(128, 16);
+    add(block, {1, 33, "A"});
+    block.fillHeader();
+    std::ostringstream os;
+    os << std::hex;
+    block.dump(os, true);
+    const std::unique_ptr<WdbLiveEvent> event(new (3u) WdbLiveEvent(3));
+    event->setFields(26, -2, bytesOf("\x0a\x0b\xff"));
+    event->dump(os);
+    os << 255;
+    EXPECT_EQ(os.str(), "--WdbEventBlock:dump()\n  m_startTime = 1\n  m_timeLength = 0\n"
+                        "  numberOfEvents = 1\n--current Event Index = 0\n--WdbEvent::dump()\n"
+                        "  m_pTime = 1\n  m_pStartAddress = 21\n  m_pLength = 1\n"
+                        "  m_value = 41 \n"
+                        "--WdbLiveEvent::dump()\n  m_pTime = 26\n"
+                        "  m_pStartAddress = fffffffffffffffe\n  m_pLength = 3\n"
+                        "  m_value = a b ff \nff");
 }
 
 TEST(LiveEvent, plainNewTakesTheValueLengthAndLeavesRoomForTheHeader)

@@ -4,6 +4,8 @@
 #include "WdbMemoryBlockManager.h"
 #include "WdbScalarBTree.h"
 
+#include <tuple>
+
 namespace Tracewell {
 namespace {
 
@@ -53,6 +55,23 @@ TEST(EventDatabase, fileHoldsTableHeaderNodeAndBlockAsLaidOutByHand)
     EXPECT_EQ(at(node, kNodeSize), padded(words(0, block), 808) +
                                        padded(halfWords(stored.size()), 400) + halfWords(1, 0));
     EXPECT_EQ(at(header, 8), littleEndian(9, 8));
+}
+
+TEST(EventDatabase, addressHashIsAPlainDivision)
+{
+    TestContainer container;
+    const auto base = container.createDatabase(1001, 5000);
+    const auto& database = dynamic_cast<const WdbMultipleBucketEventDatabase&>(*base);
+    unsigned int bucket = 99;
+    long long first = -1;
+    long long last = -1;
+    const auto place = [&] { return std::make_tuple(bucket, first, last); };
+    EXPECT_TRUE(database.addressHash(4095, bucket, first, last));
+    EXPECT_EQ(place(), std::make_tuple(1u, 2048, 4095));
+    EXPECT_FALSE(database.addressHash(5001, bucket, first, last));
+    EXPECT_EQ(place(), std::make_tuple(2u, 2048, 4095)) << "only the bucket is told";
+    EXPECT_TRUE(database.addressHash(5000, bucket, first, last)) << "equal to the size";
+    EXPECT_EQ(place(), std::make_tuple(2u, 4096, 6143));
 }
 
 TEST(EventDatabase, iteratorsComeOnceABucketAndCreateNothing)

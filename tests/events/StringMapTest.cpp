@@ -146,8 +146,15 @@ TEST(StringCache, evictsTheLeastRecentlyUsed)
     EXPECT_FALSE(cache.get(2, text));
     EXPECT_EQ(text, "one");
     cache.put(1, "uno");
+    cache.add(4, "four");
+    EXPECT_FALSE(cache.get(3, text)) << "replacing is a use";
     EXPECT_TRUE(cache.get(1, text));
     EXPECT_EQ(text, "uno");
+    cache.add(5, "five");
+    cache.add(6, "six");
+    for (const int id : {1, 2, 3, 4})
+        EXPECT_FALSE(cache.get(id, text)) << id;
+    EXPECT_TRUE(cache.get(5, text) && cache.get(6, text));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "PacketWalk.h"
 #include "WdbCircularBuffer.h"
+#include "WdbLivePacket.h"
 
 #include "../support/TestFiles.h"
 
@@ -7,8 +8,10 @@
 
 #include <cstring>
 #include <list>
+#include <memory>
 #include <numeric>
 #include <random>
+#include <sstream>
 #include <vector>
 
 namespace Tracewell {
@@ -165,6 +168,18 @@ TEST(Ring, indicesOutsideTheAreaAndPacketsOfHalfTheRingAreRefused)
         EXPECT_FALSE(ring.putPacket(WdbLivePacket(length))) << length;
     }
     EXPECT_EQ(memory.all().substr(0, 8), littleEndian(99, 8));
+}
+
+TEST(LivePacket, testPatternRunsThroughTheAlphabetAndBeginsAgain)
+{
+    const std::unique_ptr<WdbLivePacket> packet(new (30u) WdbLivePacket(30));
+    std::ostringstream os;
+    packet->populatePacket('x', os, false);
+    EXPECT_EQ(std::string(packet->getPayload(), 30), "xyzabcdefghijklmnopqrstuvwxyza");
+    const std::unique_ptr<WdbLivePacket> shortPacket(new (3u) WdbLivePacket(3));
+    shortPacket->populatePacket('y', os, true);
+    os << 17;
+    EXPECT_EQ(os.str(), "Bytes 7: 3 79 7a 61 \n17");
 }
 
 using Lengths = std::vector<unsigned int>;

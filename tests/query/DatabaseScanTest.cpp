@@ -42,6 +42,12 @@ struct ScanCase
     unsigned long long addressSize;
     /// Distance between the places that events and trees keep to.
     long long spread;
+
+    friend std::ostream& operator<<(std::ostream& os, const ScanCase& each)
+    {
+        return os << each.typeId << " with " << each.addressSize << " addresses, " << each.division
+                  << " a bucket, spread by " << each.spread;
+    }
 };
 
 class ScanOfRandomEvents : public ::testing::TestWithParam<ScanCase>
@@ -193,6 +199,14 @@ TEST(ScanProgress, movesEveryThousandBlocksAndWithWholeBuckets)
         EXPECT_NEAR(status.m_calls[i], times[i] / 3999 * 25, 1e-9);
         EXPECT_NEAR(status.m_calls[5 + i], 25 + times[i] / 3999 * 75, 1e-9);
     }
+
+    status.m_calls.clear();
+    database.setLatestTime(0);
+    manager.scanWdbDatabase(trees, &status);
+    EXPECT_EQ(status.m_calls, (std::vector<double>{25, 100})) << "no time to measure by";
+    manager.setEventDatabase(nullptr);
+    manager.scanWdbDatabase(trees, &status);
+    EXPECT_EQ(status.m_calls.size(), 2u);
 }
 
 TEST(ThreadPool, runsEverythingBeforeItStopsAlsoBehindAnException)

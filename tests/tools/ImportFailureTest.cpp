@@ -96,6 +96,8 @@ struct Cut
     const char* name;
     const char* tail;
     bool warns;
+
+    friend std::ostream& operator<<(std::ostream& os, const Cut& cut) { return os << cut.name; }
 };
 
 class CutBodies : public ImportExport, public ::testing::WithParamInterface<Cut>

@@ -108,6 +108,11 @@ struct Damage
     std::function<void(Bytes&)> change;
     /// Parts of the finding.
     std::vector<std::string> told;
+
+    friend std::ostream& operator<<(std::ostream& os, const Damage& damage)
+    {
+        return os << damage.name;
+    }
 };
 
 class VerifyDamage : public Verify, public ::testing::WithParamInterface<Damage>
