@@ -2,6 +2,8 @@
 
 #include "QsimException.h"
 
+#include <cstring>
+
 namespace Tracewell {
 namespace {
 
@@ -63,6 +65,25 @@ TEST_P(DamagedEventDatabase, aHeaderThatCannotBeTrueIsRefused)
     }
     EXPECT_EQ(countEvents(patched(64, 64, 4)), 0u) << "blocks above the block size are empty";
     EXPECT_GT(countEvents(patched(64, 65536, 4)), 0u);
+}
+
+TEST_P(DamagedEventDatabase, entriesThatShareABlockAreNotFollowedWithoutEnd)
+{
+    const auto numberAt = [this](std::size_t offset) {
+        unsigned long long number = 0;
+        std::memcpy(&number, m_content.data() + offset, sizeof number);
+        return number;
+    };
+    const std::size_t node = numberAt(numberAt(m_header + 32));
+    std::string content = m_content;
+    for (std::size_t slot = 1; slot < 100; ++slot) {
+        content.replace(node + 8 + 8 * slot, 8, content, node + 8, 8);
+        content.replace(node + 808 + 4 * slot, 4, content, node + 808, 4);
+    }
+    content.replace(node + 1208, 4, littleEndian(100, 4));
+    const std::size_t count = countEvents(content);
+    EXPECT_GE(count, 3000u);
+    EXPECT_LT(count, 12000u) << "no more than the file explains";
 }
 
 TEST_P(DamagedEventDatabase, noChangeOfBytesCrashesHangsOrWrites)
