@@ -20,7 +20,7 @@ public:
         skipExhaustedNodes();
     }
 
-    explicit operator bool() const { return !isEof(); }
+    operator bool() const { return !isEof(); }
     bool isEof() const { return m_slot >= m_walk.getNode().m_count; }
 
     WdbBlockListIterator& operator++()

@@ -63,7 +63,7 @@ public:
             : m_baseAddress(baseAddress), m_size(offsets.size()), m_memory(memory),
               m_offsets(offsets)
         {}
-        explicit operator bool() const { return m_index < m_size; }
+        operator bool() const { return m_index < m_size; }
         Iterator& operator++()
         {
             ++m_index;

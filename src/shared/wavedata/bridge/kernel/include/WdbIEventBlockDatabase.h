@@ -19,7 +19,7 @@ class TRACEWELL_API WdbIEventBlockIterator
 public:
     virtual ~WdbIEventBlockIterator();
     virtual bool isEof() const = 0;
-    virtual explicit operator bool() const = 0;
+    virtual operator bool() const = 0;
     virtual WdbIEventBlockIterator& operator++() = 0;
     /// Loads the current block into `block`, whose maximum size must be the database's; an empty
     /// block at the end.

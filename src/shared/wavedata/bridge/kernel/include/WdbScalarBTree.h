@@ -122,7 +122,7 @@ public:
     virtual ~Iterator();
 
     /// False once there are no more answers.
-    explicit operator bool() const { return m_current.type != DenseEvent::Eof; }
+    operator bool() const { return m_current.type != DenseEvent::Eof; }
     Iterator& operator++()
     {
         fetchDenseEvent();

@@ -49,7 +49,7 @@ public:
         Iterator(WdbIBlockManager& manager, const StringBlockList::Iterator& iterator);
         virtual ~Iterator();
         virtual bool isEof() const;
-        virtual explicit operator bool() const;
+        virtual operator bool() const;
         virtual Iterator& operator++();
         /// An empty block at the end.
         virtual void getStringBlock(WdbStringBlock& block);
