@@ -1,8 +1,8 @@
 #include "ThreadPool.h"
 
 #include <algorithm>
+#include <exception>
 #include <stdexcept>
-#include <system_error>
 
 namespace Tracewell {
 
@@ -18,8 +18,9 @@ ThreadPool::ThreadPool(std::size_t threads)
     while (m_workers.size() < threads) {
         try {
             m_workers.emplace_back(&ThreadPool::work, this);
-        } catch (const std::system_error&) {
-            // Fewer threads take longer; without any nothing would ever run.
+        } catch (const std::exception&) {
+            // No thread or no memory. Fewer threads take longer; without any nothing would ever
+            // run.
             if (m_workers.empty())
                 throw;
             break;
