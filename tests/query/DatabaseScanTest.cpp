@@ -209,6 +209,61 @@ TEST(ScanProgress, movesEveryThousandBlocksAndWithWholeBuckets)
     EXPECT_EQ(status.m_calls.size(), 2u);
 }
 
+/// Its walks, of empty blocks, end at 4, 40, 4, 40 ... blocks.
+class UnevenDatabase : public WdbIEventBlockDatabase
+{
+public:
+    void initialize(long long, bool) override {}
+    void writeEvent(long long, long long, unsigned int, const unsigned char*) override {}
+    void flush() override {}
+    void setLatestTime(long long) override {}
+    void setFilterRepeatedValue(bool) override {}
+    IteratorVector getAllEventBlockDatabaseIterator() const override { return {}; }
+    IteratorVector getEventBlockDatabaseIterator(const std::vector<long long>&) const override
+    {
+        return {};
+    }
+    long long getLatestTime() const override { return 0; }
+    const WdbEventDatabaseHeader& getEventDatabaseHeader() const override { return m_header; }
+    void setAddressMapFileOffsetAndSize(long long, long long) override {}
+    WdbIEventSource* getIEventDataSource() override { return nullptr; }
+    void getEventBlockDatabaseIterator(const Trees& trees, IteratorVector& iterators,
+                                       std::vector<Trees>& treeLists) const override
+    {
+        iterators.push_back(std::make_shared<Walk>(m_walks++ % 2 == 0 ? 4 : 40));
+        treeLists.push_back(trees);
+    }
+
+private:
+    struct Walk : WdbIEventBlockIterator
+    {
+        explicit Walk(int blocks) : m_left(blocks) {}
+        bool isEof() const override { return m_left == 0; }
+        operator bool() const override { return m_left > 0; }
+        WdbIEventBlockIterator& operator++() override
+        {
+            --m_left;
+            return *this;
+        }
+        void getEventBlock(WdbEventBlock& block) override { block.clear(); }
+
+        int m_left;
+    };
+
+    WdbEventDatabaseHeader m_header;
+    mutable int m_walks = 0;
+};
+
+TEST(ScanOnPool, endsAlsoWhereDamageEndsOneWalkBeforeAnother)
+{
+    UnevenDatabase database;
+    WdbAddressBTreeManager manager(&database);
+    manager.createByteBTree(0);
+    RecordingStatus status;
+    manager.scanWdbDatabaseMultiThread({manager.getByteBTree(0)}, &status);
+    EXPECT_EQ(status.m_calls, std::vector<double>{100});
+}
+
 TEST(ThreadPool, runsEverythingBeforeItStopsAlsoBehindAnException)
 {
     std::atomic<int> done{0};

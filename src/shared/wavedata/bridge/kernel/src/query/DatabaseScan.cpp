@@ -59,7 +59,8 @@ class BucketScan
 {
 public:
     BucketScan(const Bucket& bucket, unsigned int blockSize)
-        : m_targets(bucket.trees), m_blockSize(blockSize)
+        : m_targets(bucket.trees), m_blockSize(blockSize),
+          m_batchSize(std::clamp(kBatchBytes / std::max(blockSize, 1u), 1u, kLargestBatch))
     {}
 
     /// One thread's part, by a walk of its own that stands on the first block.
@@ -67,18 +68,20 @@ public:
     {
         try {
             std::vector<WdbEventBlock> blocks;
-            blocks.reserve(kBatch);
+            blocks.reserve(m_batchSize);
             for (std::size_t position = 0;;) {
                 const std::size_t batch = m_claimed++;
-                for (; position < batch * kBatch && !place.isEof(); ++position)
+                for (; position < batch * m_batchSize && !place.isEof(); ++position)
                     ++place;
                 std::size_t count = 0;
-                for (; count < kBatch && !place.isEof(); ++count, ++position, ++place) {
+                for (; count < m_batchSize && !place.isEof(); ++count, ++position, ++place) {
                     if (count == blocks.size())
                         blocks.emplace_back(m_blockSize, 0);
                     place.getEventBlock(blocks[count]);
                 }
-                if (count == 0 || !append(batch, blocks, count))
+                // Damage may end one walk before another, so an empty batch passes its turn as
+                // well.
+                if (!append(batch, blocks, count) || count == 0)
                     return;
             }
         } catch (...) {
@@ -89,7 +92,9 @@ public:
     }
 
 private:
-    static constexpr std::size_t kBatch = 8;
+    static constexpr unsigned int kLargestBatch = 8;
+    /// What a thread may hold unpacked, but for a single block that is larger.
+    static constexpr unsigned int kBatchBytes = 1u << 20;
     static constexpr std::size_t kBroken = std::numeric_limits<std::size_t>::max();
 
     /// False when another thread's batch is missing.
@@ -120,6 +125,7 @@ private:
     /// Whoever has the turn uses it, without the mutex.
     ScanTargets m_targets;
     const unsigned int m_blockSize;
+    const std::size_t m_batchSize;
     std::atomic<std::size_t> m_claimed{0};
     /// Guards m_turn, the batch whose turn it is.
     std::mutex m_mutex;
