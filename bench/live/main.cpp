@@ -1,8 +1,11 @@
+//   live_ring [RUNS] [EVENTS]
+//
 // What handing over a change costs the producer, in ns of its processor time: alone, beside a
 // consumer in another process, and beside one while the producer computes for a while between two
 // changes, as a simulation does. Medians over rounds in which all channels take turns.
 
 #include "Channel.h"
+#include "Road.h"
 
 #include <algorithm>
 #include <csignal>
@@ -107,12 +110,17 @@ double median(std::vector<double> values)
 int main(int argc, char** argv)
 {
     const int rounds = argc > 1 ? std::atoi(argv[1]) : 9;
+    const long long events = argc > 2 ? std::atoll(argv[2]) : 20000000;
+    printRoad(rounds, events);
+    std::puts("");
     std::vector<ChannelKind> kinds = ownChannels();
     for (const ChannelKind& kind : peerChannels())
         kinds.push_back(kind);
 
-    std::printf("%-24s %6s %10s %10s %14s   (ns a change, median of %d rounds)\n", "channel",
-                "bytes", "alone", "beside", "beside, works", rounds);
+    std::printf("### Live ring, ns a change in the producer, median of %d runs\n\n"
+                "| channel | value bytes | alone | beside a consumer | beside, producer works |\n"
+                "| --- | ---: | ---: | ---: | ---: |\n",
+                rounds);
     for (const std::size_t valueBytes : kValueBytes) {
         std::map<std::string, std::vector<double>> alone;
         std::map<std::string, std::vector<double>> beside;
@@ -125,7 +133,7 @@ int main(int argc, char** argv)
             }
         }
         for (const ChannelKind& kind : kinds)
-            std::printf("%-24s %6zu %10.1f %10.1f %14.1f\n", kind.name.c_str(), valueBytes,
+            std::printf("| %s | %zu | %.1f | %.1f | %.1f |\n", kind.name.c_str(), valueBytes,
                         median(alone[kind.name]), median(beside[kind.name]),
                         median(working[kind.name]));
     }

@@ -72,7 +72,7 @@ public:
 
     /// Takes a new event into the trees that exist.
     void addEventDirect(const WdbLiveEvent* event);
-    /// Keeps a new event for flushEvents.
+    /// Keeps what a new event brings for trees that exist until flushEvents.
     void addEventBuffered(const WdbLiveEvent* event);
     void flushEvents();
     /// Does nothing.

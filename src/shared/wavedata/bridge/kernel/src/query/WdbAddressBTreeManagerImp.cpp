@@ -46,7 +46,7 @@ WdbScalarBTree& WdbAddressBTreeManagerImp::makeByteTree(long long address)
 {
     Tree& tree = m_byteTrees[address];
     tree = std::make_unique<WdbScalarBTree>(address, m_file.getBlockManager());
-    m_hasTree = true;
+    noteTree(address);
     return *tree;
 }
 
@@ -56,8 +56,14 @@ WdbScalarBTree& WdbAddressBTreeManagerImp::makeBitTree(long long address, unsign
     tree->setBitPosition(static_cast<int>(bit));
     std::vector<Tree>& trees = m_bitTrees[address];
     trees.push_back(std::move(tree));
-    m_hasTree = true;
+    noteTree(address);
     return *trees.back();
+}
+
+void WdbAddressBTreeManagerImp::noteTree(long long address)
+{
+    m_places.set(placeOf(address));
+    m_hasTree = true;
 }
 
 WdbScalarBTree* WdbAddressBTreeManagerImp::findByteTree(long long address) const
@@ -130,7 +136,8 @@ void WdbAddressBTreeManagerImp::addEventBuffered(const WdbLiveEvent& event)
     const Lock lock(m_mutex);
     m_latestTime = std::max(m_latestTime, event.getTime());
     forEachByte(event, [&](long long address, unsigned char value) {
-        m_buffer.push_back({event.getTime(), address, value});
+        if (mayHaveTree(address))
+            m_buffer.push_back({event.getTime(), address, value});
     });
 }
 

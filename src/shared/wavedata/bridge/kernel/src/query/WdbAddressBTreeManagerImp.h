@@ -5,6 +5,7 @@
 #include "WdbScalarBTree.h"
 
 #include <atomic>
+#include <bitset>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -76,9 +77,18 @@ private:
         std::size_t operator()(long long address) const noexcept;
     };
     using Tree = std::unique_ptr<WdbScalarBTree>;
+    static constexpr std::size_t kPlaces = 65536;
 
+    /// A short answer for nearly all bytes of a live run: false where no tree was ever made.
+    bool mayHaveTree(long long address) const { return m_places[placeOf(address)]; }
+    void noteTree(long long address);
+    static std::size_t placeOf(long long address)
+    {
+        return static_cast<std::size_t>(address) % kPlaces;
+    }
     void addByte(long long time, long long address, unsigned char value);
 
+    std::bitset<kPlaces> m_places;
     std::unordered_map<long long, Tree, AddressHash> m_byteTrees;
     std::unordered_map<long long, std::vector<Tree>, AddressHash> m_bitTrees;
 };
