@@ -77,7 +77,8 @@ void WdbLiveReader::createReader(const std::string& dataFile, const std::string&
         m_fileManager.close();
         throw;
     }
-    m_channel->start(getEventDatabase());
+    if (m_channel->isMapped())
+        m_channel->start(getEventDatabase());
 }
 
 void WdbLiveReader::createFile()
