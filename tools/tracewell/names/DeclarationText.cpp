@@ -44,10 +44,10 @@ void addSection(std::string& out, std::string_view keyword, std::string_view tex
 
 void addVariable(std::string& out, const Declarations& table, const Variable& variable)
 {
-    fmt::format_to(std::back_inserter(out), "$var {} {} {} {}", variable.kind, variable.width,
+    fmt::format_to(std::back_inserter(out), "$var {} {} {} {}", variable.kind.str(), variable.width,
                    table.objects[variable.object].code, variable.name);
     if (!variable.range.empty()) {
-        out.append(variable.rangeAttached ? "" : " ").append(variable.range);
+        out.append(variable.rangeAttached ? "" : " ").append(variable.range.str());
     }
     out += " $end\n";
 }
@@ -64,6 +64,8 @@ std::string writeDeclarations(const Declarations& declarations)
 {
     using Kind = Declarations::Item::Kind;
     std::string out;
+    // More than usual names take: what is not used is never touched, where growing would copy.
+    out.reserve(64 * declarations.items.size());
     if (!declarations.date.empty()) {
         addSection(out, "$date", declarations.date);
     }

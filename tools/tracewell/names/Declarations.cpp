@@ -1,6 +1,15 @@
 #include "names/Declarations.h"
 
+#include <set>
+
 namespace tracewell {
+
+CommonText::CommonText(std::string_view text)
+{
+    static std::set<std::string, std::less<>> texts;
+    const auto known = texts.find(text);
+    m_text = known != texts.end() ? &*known : &*texts.emplace(text).first;
+}
 
 std::string Declarations::scopePath(std::size_t scope) const
 {
@@ -15,7 +24,7 @@ std::string Declarations::fullName(std::size_t variable) const
 {
     const Variable& v = variables[variable];
     const std::string path = scopePath(v.scope);
-    return path.empty() ? v.name + v.range : path + "." + v.name + v.range;
+    return path.empty() ? v.name + v.range.str() : path + "." + v.name + v.range.str();
 }
 
 ObjectClass classify(const std::string& kind, unsigned int width)

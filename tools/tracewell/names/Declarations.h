@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tracewell {
@@ -23,6 +24,23 @@ enum class ObjectClass {
     Real,   ///< a double: eight bytes
     String, ///< a text: a reference to the string map, eight bytes
     Event   ///< a count of firings and a letter: two bytes
+};
+
+/// A text that many variables have in common, so that a table of a million of them keeps it once.
+/// Kept for the rest of the program's life.
+class CommonText
+{
+public:
+    CommonText() : CommonText(std::string_view()) {}
+    /// One thread at a time.
+    explicit CommonText(std::string_view text);
+
+    operator const std::string&() const { return *m_text; }
+    const std::string& str() const { return *m_text; }
+    bool empty() const { return m_text->empty(); }
+
+private:
+    const std::string* m_text;
 };
 
 /// What has a value of its own. Variables that share an identifier code share an object.
@@ -47,13 +65,13 @@ struct Scope
 
 struct Variable
 {
-    /// The keyword of the declaration: wire, reg, integer, real, string, event, port, ...
-    std::string kind;
-    unsigned int width = 1;
     /// As declared, in whatever encoding, without the range.
     std::string name;
+    /// The keyword of the declaration: wire, reg, integer, real, string, event, port, ...
+    CommonText kind;
     /// "[7:0]", "[3]", or empty.
-    std::string range;
+    CommonText range;
+    unsigned int width = 1;
     /// True when no blank stands between name and range.
     bool rangeAttached = false;
     std::size_t scope = kNoScope;

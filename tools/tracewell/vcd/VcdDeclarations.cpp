@@ -1,11 +1,14 @@
 #include "vcd/VcdDeclarations.h"
 
+#include "vcd/VcdCodes.h"
 #include "vcd/VcdInput.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <string_view>
 #include <tuple>
@@ -72,6 +75,8 @@ private:
     unsigned int parseWidth(std::string_view text, Variable& variable);
     void splitName(std::string_view text, Variable& variable);
     std::size_t objectOf(const std::string& code, const Variable& variable);
+    std::uint32_t* findObject(const std::string& code);
+    void growObjects();
     void add(Declarations::Item::Kind kind, std::size_t index)
     {
         m_table.items.push_back({kind, index});
@@ -83,7 +88,9 @@ private:
     Declarations m_table;
     std::vector<std::size_t> m_open;
     std::map<ScopeKey, std::size_t> m_scopes;
-    std::unordered_map<std::string, std::size_t> m_objects;
+    /// Indices of objects by their codes, with open addressing; a node a code would take several
+    /// times as much. The size is a power of two, at least twice the number of objects.
+    std::vector<std::uint32_t> m_objects;
     std::string m_text;
 };
 
@@ -211,7 +218,7 @@ void DeclarationReader::closeScope()
 void DeclarationReader::readVariable()
 {
     Variable variable;
-    variable.kind = needed("$var");
+    variable.kind = CommonText(needed("$var"));
     variable.width = parseWidth(needed("$var"), variable);
     const std::string code(needed("$var"));
     const std::string text = sectionText("$var");
@@ -228,7 +235,7 @@ unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& vari
 {
     long long width = 0;
     if (parseRange(text, width)) {
-        variable.range = text;
+        variable.range = CommonText(text);
     } else if (!std::all_of(text.begin(), text.end(), isDigit)) {
         m_input.fail(fmt::format("{} is no size of a variable", quoted(text)));
     } else if (!parseNumber(text, width)) {
@@ -260,19 +267,23 @@ void DeclarationReader::splitName(std::string_view text, Variable& variable)
         return;
     }
     variable.name = text.substr(0, nameEnd);
-    variable.range = text.substr(bracket);
+    variable.range = CommonText(text.substr(bracket));
     variable.rangeAttached = attached;
 }
 
 std::size_t DeclarationReader::objectOf(const std::string& code, const Variable& variable)
 {
     const ObjectClass wanted = classify(variable.kind, variable.width);
-    const auto [place, isNew] = m_objects.try_emplace(code, m_table.objects.size());
-    if (isNew) {
-        m_table.objects.push_back({code, wanted, variable.width});
-        return place->second;
+    if (2 * (m_table.objects.size() + 1) > m_objects.size()) {
+        growObjects();
     }
-    Object& object = m_table.objects[place->second];
+    std::uint32_t& place = *findObject(code);
+    if (place == kNoObject) {
+        place = static_cast<std::uint32_t>(m_table.objects.size());
+        m_table.objects.push_back({code, wanted, variable.width});
+        return place;
+    }
+    Object& object = m_table.objects[place];
     const bool sameFamily =
         (object.objectClass == ObjectClass::Scalar || object.objectClass == ObjectClass::Vector) &&
         (wanted == ObjectClass::Scalar || wanted == ObjectClass::Vector);
@@ -280,7 +291,26 @@ std::size_t DeclarationReader::objectOf(const std::string& code, const Variable&
         object.width = variable.width;
         object.objectClass = wanted;
     }
-    return place->second;
+    return place;
+}
+
+/// The place of the code, or the free one that it takes.
+std::uint32_t* DeclarationReader::findObject(const std::string& code)
+{
+    const std::size_t mask = m_objects.size() - 1;
+    std::size_t place = std::hash<std::string>{}(code)&mask;
+    while (m_objects[place] != kNoObject && m_table.objects[m_objects[place]].code != code) {
+        place = (place + 1) & mask;
+    }
+    return &m_objects[place];
+}
+
+void DeclarationReader::growObjects()
+{
+    m_objects.assign(std::max<std::size_t>(2 * m_objects.size(), 64), kNoObject);
+    for (std::uint32_t i = 0; i < m_table.objects.size(); ++i) {
+        *findObject(m_table.objects[i].code) = i;
+    }
 }
 
 /// "1ns", "10 ps", "244 ns", "1.5 us", "ns".

@@ -47,7 +47,7 @@ Signal makeSignal(const WaveFile& file, std::size_t index)
     const std::string scope = printable(declarations.scopePath(variable.scope));
     signal.scope = scope.empty() ? scope : scope + ".";
     signal.label = printable(declarations.fullName(index));
-    signal.kind = printable(variable.kind);
+    signal.kind = printable(variable.kind.str());
     signal.form = formOf(object.objectClass);
     signal.width = std::min(std::max(variable.width, 1u), object.width);
     signal.address = file.layout().addressOf(variable.object);
@@ -104,7 +104,7 @@ public:
         for (std::size_t i = 0; i < signals.size(); ++i) {
             const std::string full = declarations.fullName(i);
             const std::string plain =
-                full.substr(0, full.size() - declarations.variables[i].range.size());
+                full.substr(0, full.size() - declarations.variables[i].range.str().size());
             // What stands behind the name in the label, "#2" for one, may follow either form.
             const std::string number = signals[i].label.substr(printable(full).size());
             m_plainNames.push_back(printable(plain));
