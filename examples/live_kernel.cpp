@@ -1,28 +1,31 @@
-// A toy kernel with a viewer beside it: sends a byte that counts, live_viewer shows it.
+// A toy kernel that is watched while it runs: a byte that counts. live_viewer follows it.
 //
 //   live_kernel [END-TIME]
 
 #include "WdbLiveWriter.h"
 
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
 int main(int argc, char** argv)
 {
     const long long end = argc > 1 ? std::atoll(argv[1]) : 1000;
-    unsigned char memory[8] = {};
-    Tracewell::IWdbWriter& writer = *qtracewell_getWdbWriter();
-    writer.setBaseDPOffset(reinterpret_cast<long long>(memory));
+    unsigned char counter = 0;
+    Tracewell::WdbLiveWriter writer;
+    writer.setBaseDPOffset(reinterpret_cast<long long>(&counter));
     writer.open(Tracewell::IWdbWriter::kLiveMode, "toy", "", 0);
-    const auto trace = writer.getTraceVhdlFunc();
+    while (writer.isOpen() && !writer.isViewerPresent())
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    // A viewer that dies must not stop the run: what it has no room for any more is given up.
+    writer.setWaitHook([&] { return writer.isViewerPresent(); });
 
-    // A mark comes through when the viewer is there, and all changes with it.
+    const auto trace = writer.getTraceVhdlFunc();
     for (long long time = 0; time < end; time += 5) {
-        unsigned char next = static_cast<unsigned char>(memory[0] + 1);
-        trace(time, 0, 1, memory, &next);
-        memory[0] = next;
+        auto next = static_cast<unsigned char>(counter + 1);
+        trace(time, 0, 1, &counter, &next);
+        counter = next;
         writer.markCurrentTime(time);
     }
-    while (!static_cast<Tracewell::WdbLiveWriter&>(writer).isViewerPresent())
-        ;
     writer.close();
 }

@@ -1,4 +1,4 @@
-// A toy viewer: follows live_kernel into a file and says what it sees.
+// A toy viewer: records what live_kernel sends, and says what it sees meanwhile.
 //
 //   live_viewer FILE.wdb
 
@@ -9,24 +9,27 @@
 #include <iostream>
 #include <thread>
 
+using namespace Tracewell;
+
 int main(int argc, char** argv)
 try {
-    while (!Tracewell::WdbLiveReader::isOffered("toy", 0))
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    Tracewell::WdbLiveReader reader;
-    reader.setMemFileSize(8);
+    const auto pause = [] { std::this_thread::sleep_for(std::chrono::milliseconds(10)); };
+    while (!WdbLiveReader::isOffered("toy", 0))
+        pause();
+    WdbLiveReader reader;
+    reader.setMemFileSize(1);
     reader.setSnapshot("toy");
     reader.createReader(argc > 1 ? argv[1] : "live.wdb", "toy", 0, "");
 
-    std::vector<Tracewell::WdbScalarBTree*> trees;
+    std::vector<WdbScalarBTree*> trees;
     reader.openByteTrees(0, 1, trees);
-    Tracewell::WdbTimeByteValues value(1);
-    for (bool more = true; more;) {
-        more = reader.isKernelPresent() || !reader.isDrained();
-        boost::unique_lock<boost::mutex> lock(reader.getTimeMarkMutex());
-        reader.markTime(lock);
+    WdbTimeByteValues value(1);
+    for (bool isOver = false; !isOver; pause()) {
+        isOver = !reader.isKernelPresent() && reader.isDrained();
+        if (!reader.hasMoreData())
+            continue;
         reader.getValueEvent(reader.getLatestTime(), trees, value);
-        std::cout << value.getTime() << ": " << +value.getValueAt(0).getValue() << std::endl;
+        std::cout << value.getTime() << " " << +value.getValueAt(0).getValue() << std::endl;
     }
 } catch (const Qsim::Exception& e) {
     std::cerr << "live_viewer: " << e.what() << '\n';

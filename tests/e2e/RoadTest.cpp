@@ -2,6 +2,7 @@
 
 #include "../support/TestFiles.h"
 
+#include <future>
 #include <sstream>
 
 namespace Tracewell {
@@ -44,6 +45,21 @@ TEST(Road, whatTheToyKernelRecordsTheViewerAndTheCommandLineSee)
     const std::string signals = run({E2E_TRACEWELL, "signals", "run.wdb"});
     for (const char* const name : {"toy.count[31:0]", "toy.clk"})
         EXPECT_NE(signals.find(name), std::string::npos) << name << "\n" << signals;
+}
+
+TEST(Road, theToyViewerFollowsTheToyKernelAndLeavesAClosedFile)
+{
+    const TestDirectory directory;
+    auto viewer = std::async(std::launch::async, [&] {
+        return runProgram({E2E_LIVE_VIEWER, "live.wdb"}, directory.path(""));
+    });
+    const Outcome kernel = runProgram({E2E_LIVE_KERNEL, "100000"}, directory.path(""));
+    const Outcome seen = viewer.get();
+    EXPECT_EQ(kernel.exitCode(), 0) << kernel.describe();
+    EXPECT_EQ(seen.exitCode(), 0) << seen.describe();
+    EXPECT_EQ(linesOf(seen.out).back(), "99995 32");
+    const Outcome history = runProgram({E2E_VIEWER, "live.wdb", "0"}, directory.path(""));
+    EXPECT_EQ(linesOf(history.out).size(), 20000u);
 }
 
 TEST(Road, aMissingFileIsOneLineAndExitCodeOne)

@@ -72,8 +72,8 @@ public:
     /// nothing of this writer to be called but isViewerPresent. True: wait on. False: the change or
     /// mark is given up and the call returns. An empty hook waits for ever.
     using WaitHook = std::function<bool()>;
-    /// For the time before open.
-    void setWaitHook(WaitHook hook) { m_waitHook = std::move(hook); }
+    /// Of the simulation's thread.
+    void setWaitHook(WaitHook hook);
     /// Whether there is a channel.
     bool isOpen() const;
     /// Whether a viewer is attached to the channel now. Asks the system, some microseconds. A
@@ -100,6 +100,7 @@ private:
                     const unsigned char* value, unsigned int firstBit, unsigned int endBit);
     void put(const WdbLivePacketContainer& change);
     void standAside();
+    void announceEnd();
     template <class Action> void betweenChanges(const Action& action);
 
     /// The writer constructed last; each knows the one before it.

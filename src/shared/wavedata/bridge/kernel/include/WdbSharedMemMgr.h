@@ -52,7 +52,7 @@ public:
     bool putPacket(const char* data, unsigned int count);
     bool putPacketMarkTime(long long time);
     /// Asked by a producer that has tried 100 times, before it sleeps: false gives up. An empty one
-    /// never does. To be set before the first packet.
+    /// never does. Of the producer's thread.
     void setWaitHook(std::function<bool()> hook) { m_waitHook = std::move(hook); }
 
     /// The producer's: empties the ring, by both indices. A consumer that is in the ring at that

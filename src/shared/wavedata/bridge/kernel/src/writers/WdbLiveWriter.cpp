@@ -20,8 +20,8 @@ constexpr unsigned int kSplitSize = 299;
 constexpr unsigned int kLongestWhole = kSplitSize - 1 - WdbLivePacketContainer::kPacketOverhead;
 /// Vectors up to here are merged on the stack: all that go as one packet.
 constexpr unsigned int kGroupsOnStack = kLongestWhole / kBytesOfGroup;
-/// How long a change takes unless it waits for room. Its end is announced to who waits between
-/// changes, but for one that looked just then; that one looks again.
+/// The end of a change is announced to who waits for it, but may cross with the wish to wait: a
+/// full fence that would rule this out costs each change as much as the rest of it.
 constexpr auto kLookAgain = std::chrono::milliseconds(1);
 
 } // namespace
@@ -104,6 +104,15 @@ void WdbLiveWriter::setBucketDivision(unsigned int) {}
 
 void WdbLiveWriter::setFilterRepeatedValue(bool) {}
 
+void WdbLiveWriter::setWaitHook(WaitHook hook)
+{
+    betweenChanges([&] {
+        m_waitHook = std::move(hook);
+        if (m_manager)
+            m_manager->setWaitHook(m_waitHook);
+    });
+}
+
 bool WdbLiveWriter::isOpen() const
 {
     const std::lock_guard<std::mutex> lock(m_managerMutex);
@@ -138,6 +147,14 @@ inline void WdbLiveWriter::put(const WdbLivePacketContainer& change)
     if (m_manager)
         m_manager->putPacket(&change);
     m_writing.store(false, std::memory_order_release);
+    if (m_marking.load(std::memory_order_relaxed) != 0)
+        announceEnd();
+}
+
+void WdbLiveWriter::announceEnd()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_changed.notify_all();
 }
 
 void WdbLiveWriter::standAside()
