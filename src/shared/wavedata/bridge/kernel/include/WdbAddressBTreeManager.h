@@ -92,8 +92,8 @@ public:
     /// reader thread the caller holds the mutex. `status` may be null. Nothing happens without an
     /// event database or without trees.
     void scanWdbDatabase(const std::vector<WdbScalarBTree*>& trees, QSIM::IGuiStatus* status);
-    /// The same on a pool of threads, one task a bucket, with the mutex held throughout. `status`
-    /// is called on the calling thread.
+    /// The same on a pool of threads with the mutex held throughout. `status` is called on the
+    /// calling thread.
     void scanWdbDatabaseMultiThread(const std::vector<WdbScalarBTree*>& trees,
                                     QSIM::IGuiStatus* status);
 

@@ -15,8 +15,9 @@ class WdbScalarBTree;
 void scanDatabase(const WdbIEventBlockDatabase& database, const std::vector<WdbScalarBTree*>& trees,
                   QSIM::IGuiStatus* status);
 
-/// The same with one task for each bucket on a pool of threads. An exception of a task comes out
-/// after all threads are joined.
+/// The same on a pool of threads: one task for each bucket, or several, which unpack its blocks
+/// beside each other, while there are more processors than buckets. An exception of a task comes
+/// out after all threads are joined.
 void scanDatabaseOnPool(const WdbIEventBlockDatabase& database,
                         const std::vector<WdbScalarBTree*>& trees, QSIM::IGuiStatus* status);
 
