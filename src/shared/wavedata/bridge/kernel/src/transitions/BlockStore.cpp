@@ -1,0 +1,92 @@
+#include "BlockStore.h"
+
+#include "DiskLayout.h"
+
+#include <boost/thread/lock_guard.hpp>
+
+#include <cstring>
+
+namespace Tracewell {
+
+BlockStore::BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits)
+    : m_mode(mode), m_fileName(fileName), m_blockPool(limits.blockBytes, limits.minBlocksPerSize),
+      m_readBackPool(
+          mode == DataBaseMode::StoringReader
+              ? std::make_unique<TransitionPool>(limits.readBackBytes, limits.minBlocksPerSize)
+              : nullptr)
+{}
+
+std::uint32_t* BlockStore::allocate(BTreeElem& leaf, std::size_t bytes)
+{
+    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    ListNode* const node = m_blockPool.allocate(bytes);
+    takeOver(*node, leaf);
+    return leaf.data;
+}
+
+// The former owner can have its data elsewhere by now, or nowhere: written blocks keep their node.
+void BlockStore::takeOver(ListNode& node, BTreeElem& leaf)
+{
+    auto* const former = static_cast<BTreeElem*>(node.owner);
+    if (former && former->data == node.data)
+        writeOneBlock(*former);
+    node.owner = &leaf;
+    leaf.data = node.data;
+}
+
+void BlockStore::writeTree(BTreeElem& root)
+{
+    if (!root.isLeaf()) {
+        for (BTreeElem* const child : *root.children)
+            writeTree(*child);
+        return;
+    }
+    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    if (root.fileOffset < 0)
+        writeOneBlock(root);
+}
+
+void BlockStore::reset()
+{
+    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    m_blockPool.reset();
+    if (m_readBackPool)
+        m_readBackPool->reset();
+    m_readBackFile.close();
+}
+
+bool BlockStore::openForWriting()
+{
+    return m_file.isOpen() ||
+           (m_file.open(m_fileName, m_mode == DataBaseMode::StoringReader ? FileIO::ReadWrite
+                                                                          : FileIO::Write) &&
+            m_file.setOffset(DataBaseFileHeader::kBytes));
+}
+
+// Drops the block from memory once the file has it. One that was read back is there already.
+void BlockStore::writeOneBlock(BTreeElem& leaf)
+{
+    if (!leaf.data)
+        return;
+    if (leaf.fileOffset < 0 && openForWriting()) {
+        leaf.fileOffset = m_file.getOffset();
+        m_file.writeData(leaf.data, static_cast<unsigned int>(blockBytes(leaf.flags, leaf.count)));
+    }
+    leaf.data = nullptr;
+}
+
+void BlockStore::fetch(BTreeElem& leaf)
+{
+    const std::size_t bytes = blockBytes(leaf.flags, leaf.count);
+    if (leaf.data || bytes == 0)
+        return;
+    ListNode* const node = readBackPool().allocate(bytes);
+    takeOver(*node, leaf);
+    if (!m_readBackFile.isOpen())
+        m_readBackFile.open(m_fileName, DescriptorFile::Mode::Read);
+    if (leaf.fileOffset < 0 || !m_readBackFile.isOpen() ||
+        m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(leaf.data), bytes) != bytes)
+        std::memset(leaf.data, 0, bytes);
+}
+
+} // namespace Tracewell

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "DataBase.h"
+#include "DataBlock.h"
+#include "FileIO.h"
+#include "TransitionPool.h"
+#include "platform/DescriptorFile.h"
+
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include <memory>
+#include <string>
+
+namespace Tracewell {
+
+/// The blocks of all leaves, in memory or in the file, and the file. A mutex of its own guards the
+/// pools, the file and, once a leaf is in a tree, its data and fileOffset. It is taken inside a
+/// stripe and never the other way round.
+class BlockStore
+{
+public:
+    BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits);
+
+    /// Keeps the data of a leaf in memory, and every other thread out of the store, for as long as
+    /// it lives: one at a time in a thread, without a call to the store beside it.
+    class Lease
+    {
+    public:
+        Lease(BlockStore& store, BTreeElem& leaf) : m_lock(store.m_mutex) { store.fetch(leaf); }
+
+    private:
+        boost::unique_lock<boost::mutex> m_lock;
+    };
+
+    /// Gives a leaf that is in no tree yet a block of `bytes`, of unknown contents, and returns it.
+    /// Writes the leaf that had it.
+    std::uint32_t* allocate(BTreeElem& leaf, std::size_t bytes);
+    /// Writes all blocks of a tree that are not in the file.
+    void writeTree(BTreeElem& root);
+    /// Forgets all blocks.
+    void reset();
+
+    /// The file that is written, or read by a Viewer at its opening. The caller sees to it that
+    /// nobody else is inside the store.
+    FileIO& file() { return m_file; }
+    const std::string& fileName() const { return m_fileName; }
+    /// Opens the file in the mode's way if it is closed; the position is then behind the header.
+    bool openForWriting();
+
+private:
+    void fetch(BTreeElem& leaf);
+    void takeOver(ListNode& node, BTreeElem& leaf);
+    void writeOneBlock(BTreeElem& leaf);
+    TransitionPool& readBackPool() { return m_readBackPool ? *m_readBackPool : m_blockPool; }
+
+    const DataBaseMode m_mode;
+    const std::string m_fileName;
+    boost::mutex m_mutex;
+    TransitionPool m_blockPool;
+    /// Only in a StoringReader.
+    std::unique_ptr<TransitionPool> m_readBackPool;
+    FileIO m_file;
+    /// The same file with no position to disturb.
+    DescriptorFile m_readBackFile;
+};
+
+} // namespace Tracewell

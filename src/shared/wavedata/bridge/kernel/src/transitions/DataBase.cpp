@@ -1,0 +1,427 @@
+#include "DataBase.h"
+
+#include "DiskLayout.h"
+#include "OutputFileNames.h"
+#include "QsimException.h"
+#include "TransitionCapture.h"
+#include "TransitionChannel.h"
+#include "TransitionLog.h"
+#include "TransitionQueries.h"
+#include "TransitionStore.h"
+
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+
+#include <algorithm>
+#include <limits>
+#include <ostream>
+
+namespace Tracewell {
+
+namespace {
+
+using ZSIM::OutputFileNames;
+
+constexpr const char* kWriteLogPath = "zsim.dir/writeTransition.txt";
+
+constexpr const char* kLimitMessage =
+    "A limit on the number of transitions that can be stored in the waveform\n"
+    "database (.wdb) file has been reached and waveform tracing has been stopped.\n"
+    "If you want to view waveforms past this time, try tracing fewer signals\n"
+    "or trace specifically for the time range of interest, as opposed to tracing\n"
+    "from time 0. You can trace specifically for a time range <start> to <start> + <length>\n"
+    "by closing and relaunching the simulation, run <start>,\n"
+    "then doing add_wave or log_wave with the desired signals, then run <length>.\n"
+    "Please search Zelnix Answers search at https://support.zelnix.example"
+    "\nwith keyword 'tracing limit' for more information.\n";
+
+unsigned int traceableSize(unsigned int size)
+{
+    return size == 0 ? std::numeric_limits<unsigned int>::max() : size;
+}
+
+std::string normalize(const std::string& path)
+{
+    return boost::filesystem::path(path).string();
+}
+
+[[noreturn]] void refuse(const std::string& message)
+{
+    std::string text;
+    for (const char c : message)
+        text.append(c == '%' ? 2 : 1, c);
+    throw Qsim::OpenException("QSim", "DataBase", "", __LINE__, text.c_str());
+}
+
+} // namespace
+
+class DataBase::Imp
+{
+public:
+    Imp(DataBaseMode mode, IConsole* console, const std::string& designName,
+        const std::string& fileName, int processId, unsigned int maxTraceableSize,
+        const DataBaseLimits& limits);
+    ~Imp();
+
+    bool isWriter() const
+    {
+        return m_mode == DataBaseMode::Writer || m_mode == DataBaseMode::LoggingWriter;
+    }
+    template <typename Save>
+    void add(unsigned int id, long long time, const Value& value, Save save);
+    void saveTransitionToDisk();
+    void restartDatabase();
+
+    const DataBaseMode m_mode;
+    TransitionStore m_store;
+    TransitionCapture m_capture;
+    TransitionQueries m_queries;
+    TransitionLog m_log;
+    TransitionChannel m_channel;
+
+private:
+    void stopTracing();
+    void beginFile();
+    void openFinishedFile();
+    bool appendDebugData();
+
+    IConsole* const m_console;
+    const std::string m_debugFileName;
+    DataBaseFileHeader m_header;
+    bool m_isFinished = false;
+};
+
+DataBase::Imp::Imp(DataBaseMode mode, IConsole* console, const std::string& designName,
+                   const std::string& fileName, int processId, unsigned int maxTraceableSize,
+                   const DataBaseLimits& limits)
+    : m_mode(mode), m_store(mode, normalize(fileName), limits, [this] { stopTracing(); }),
+      m_capture(m_store, limits), m_queries(m_store),
+      m_channel(m_store, m_capture,
+                OutputFileNames::getKernelExecDirName(OutputFileNames::getSnapshotName(designName)),
+                processId),
+      m_console(console),
+      m_debugFileName(
+          normalize(OutputFileNames::getDbgPathName(OutputFileNames::getSnapshotName(designName))))
+{
+    m_store.maxTraceableSize = traceableSize(maxTraceableSize);
+    m_header.words[DataBaseFileHeader::MaxTraceableSize] = m_store.maxTraceableSize;
+    if (mode == DataBaseMode::Viewer)
+        openFinishedFile();
+    else if (mode != DataBaseMode::Feeder)
+        beginFile();
+    m_channel.start();
+}
+
+DataBase::Imp::~Imp()
+{
+    m_channel.stop();
+    if (m_mode == DataBaseMode::StoringReader)
+        saveTransitionToDisk();
+}
+
+void DataBase::Imp::stopTracing()
+{
+    m_store.tracingStopped = true;
+    if (m_console)
+        m_console->display(kLimitMessage);
+}
+
+void DataBase::Imp::beginFile()
+{
+    FileIO& file = m_store.blocks.file();
+    m_store.blocks.openForWriting();
+    file.setOffset(0);
+    file.writeData(m_header.words.data(), sizeof m_header);
+    m_header.words[DataBaseFileHeader::FirstBlock] = DataBaseFileHeader::kBytes;
+}
+
+void DataBase::Imp::openFinishedFile()
+{
+    const std::string& name = m_store.blocks.fileName();
+    FileIO& file = m_store.blocks.file();
+    if (!file.open(name, FileIO::Read))
+        refuse("Can not open data base file " + name);
+    const long long fileSize = file.getFileSize();
+    std::array<std::uint64_t, DataBaseFileHeader::kWords>& words = m_header.words;
+    words.fill(0);
+    const bool isWhole = file.readData(words.data(), sizeof m_header);
+    if (words[0] == 0 && words[1] == 0)
+        refuse("The WDB file is incomplete, possibly because the application that was writing it "
+               "failed to shut down properly or is still running.");
+    if (!isWhole || words[0] != DataBaseFileHeader::kFirstSignature ||
+        words[1] != DataBaseFileHeader::kSecondSignature)
+        refuse("The binary signature in the file is different from what is expected for this "
+               "version of ZSim, possibly because the file was created using an earlier version "
+               "of ZSim.  ZSim does not support backward compatibility of WDB files across major "
+               "releases");
+    m_store.maxTraceableSize =
+        static_cast<unsigned int>(words[DataBaseFileHeader::MaxTraceableSize]);
+    if (!file.setOffset(m_header.offset(DataBaseFileHeader::InitialValues)) ||
+        !m_store.initialValues->load(file, fileSize))
+        refuse("The WDB file " + name + " is damaged: its initial values are not whole.");
+    long long latestTime = 0;
+    readBTreeFromDisk(file, m_header.offset(DataBaseFileHeader::Tree), fileSize, m_store.tree,
+                      latestTime);
+    m_store.latestTime = latestTime;
+}
+
+template <typename Save>
+void DataBase::Imp::add(unsigned int id, long long time, const Value& value, Save save)
+{
+    if (m_mode == DataBaseMode::Feeder)
+        m_channel.writeTransToSharedMem(false, id, time, value);
+    if (!isWriter())
+        return;
+    if (id == kTimeMarkId) {
+        m_store.latestTime = time;
+        return;
+    }
+    save();
+    if (m_mode == DataBaseMode::LoggingWriter && time >= 0)
+        m_log.enter(id, time, value);
+}
+
+void DataBase::Imp::saveTransitionToDisk()
+{
+    if (m_isFinished || m_mode == DataBaseMode::Viewer || m_mode == DataBaseMode::Feeder)
+        return;
+    m_isFinished = true;
+    m_capture.flushBuffers();
+    BlockStore& blocks = m_store.blocks;
+    FileIO& file = blocks.file();
+    blocks.openForWriting();
+    for (const auto& [id, root] : m_store.tree.getRoots())
+        blocks.writeTree(*root);
+    file.flush();
+
+    m_header.words[DataBaseFileHeader::Tree] = static_cast<std::uint64_t>(file.getOffset());
+    writeBTreesToDisk(file, m_store.tree, m_store.latestTime);
+    m_header.words[DataBaseFileHeader::InitialValues] =
+        static_cast<std::uint64_t>(file.getOffset());
+    m_store.initialValues->save(file);
+    m_header.words[DataBaseFileHeader::DebugData] = static_cast<std::uint64_t>(file.getOffset());
+    const bool hasDebugData = appendDebugData();
+
+    m_header.words[DataBaseFileHeader::FirstSignature] = DataBaseFileHeader::kFirstSignature;
+    m_header.words[DataBaseFileHeader::SecondSignature] = DataBaseFileHeader::kSecondSignature;
+    m_header.words[DataBaseFileHeader::MaxTraceableSize] = m_store.maxTraceableSize;
+    file.setOffset(0);
+    file.writeData(m_header.words.data(), sizeof m_header);
+    file.flush();
+    file.close();
+    if (!hasDebugData) {
+        boost::system::error_code ignored;
+        boost::filesystem::remove(blocks.fileName(), ignored);
+    }
+    if (m_mode == DataBaseMode::LoggingWriter)
+        m_log.write(kWriteLogPath);
+}
+
+bool DataBase::Imp::appendDebugData()
+{
+    FileIO debugFile;
+    if (!debugFile.open(m_debugFileName, FileIO::Read))
+        return false;
+    std::vector<char> piece(1 << 16);
+    for (long long left = debugFile.getFileSize(); left > 0;) {
+        const auto size =
+            static_cast<unsigned int>(std::min(left, static_cast<long long>(piece.size())));
+        if (!debugFile.readData(piece.data(), size))
+            break;
+        m_store.blocks.file().writeData(piece.data(), size);
+        left -= size;
+    }
+    return true;
+}
+
+void DataBase::Imp::restartDatabase()
+{
+    m_store.latestTime = 0;
+    m_store.tracingStopped = false;
+    m_isFinished = false;
+    if (m_mode == DataBaseMode::Feeder)
+        m_channel.clear();
+    m_capture.resetBuffers();
+    if (m_store.initialValues)
+        m_store.initialValues->clear();
+    FileIO& file = m_store.blocks.file();
+    if (file.isOpen()) {
+        file.close();
+        m_header = DataBaseFileHeader();
+        m_header.words[DataBaseFileHeader::MaxTraceableSize] = m_store.maxTraceableSize;
+        beginFile();
+    }
+    m_log.clear();
+    m_store.blocks.reset();
+    m_store.tree.clear();
+}
+
+DataBase::DataBase(DataBaseMode mode, IConsole* console, const std::string& designName,
+                   const std::string& fileName, int processId, unsigned int maxTraceableSize,
+                   const DataBaseLimits& limits)
+    : m_imp(std::make_unique<Imp>(mode, console, designName, fileName, processId, maxTraceableSize,
+                                  limits))
+{}
+
+DataBase::~DataBase() = default;
+
+bool DataBase::addTransitionToDB(unsigned int id, long long time, const Value& value)
+{
+    m_imp->add(id, time, value, [&] { m_imp->m_capture.saveTransInDB(id, time, value); });
+    return true;
+}
+
+bool DataBase::addVhdlStdLogicTransitionToDB(unsigned int id, long long time, char code)
+{
+    Value value;
+    value.setStdLogic(static_cast<unsigned char>(code));
+    m_imp->add(id, time, value,
+               [&] { m_imp->m_capture.saveVhdlStdLogicTransInDB(id, time, code); });
+    return true;
+}
+
+bool DataBase::addVlogTransitionToDB(unsigned int id, long long time, char code)
+{
+    Value value;
+    value.setVlog(static_cast<unsigned char>(code));
+    m_imp->add(id, time, value, [&] { m_imp->m_capture.saveVlogTransInDB(id, time, code); });
+    return true;
+}
+
+bool DataBase::addTimeMarkToDB(long long time)
+{
+    return m_imp->m_channel.addTimeMarkToDB(time);
+}
+
+void DataBase::saveTransitionToDisk()
+{
+    m_imp->m_channel.stop();
+    m_imp->saveTransitionToDisk();
+}
+
+bool DataBase::restartDatabase()
+{
+    m_imp->restartDatabase();
+    return true;
+}
+
+Transition DataBase::getCurrentTransition(unsigned int id, long long time)
+{
+    return m_imp->m_queries.getCurrentTransition(id, time);
+}
+
+Transition DataBase::getCurrentTransitionLocked(unsigned int id, long long time)
+{
+    return m_imp->m_queries.getCurrentTransitionLocked(id, time);
+}
+
+Transition DataBase::getNextTransition(unsigned int id, long long time)
+{
+    return m_imp->m_queries.getNextTransition(id, time);
+}
+
+Transition DataBase::getNextTransitionLocked(unsigned int id, long long time)
+{
+    return m_imp->m_queries.getNextTransitionLocked(id, time);
+}
+
+Transition DataBase::getPrevTransition(unsigned int id, long long time)
+{
+    return m_imp->m_queries.getPrevTransition(id, time);
+}
+
+Transition DataBase::getPrevTransitionLocked(unsigned int id, long long time)
+{
+    return m_imp->m_queries.getPrevTransitionLocked(id, time);
+}
+
+bool DataBase::getTransInfo(unsigned int id, long long& first, long long& last, ValueType& type)
+{
+    return m_imp->m_queries.getTransInfo(id, first, last, type);
+}
+
+void DataBase::getTransitions(unsigned int id, long long from, long long to, long long minDelta,
+                              std::vector<Transition>& out)
+{
+    m_imp->m_queries.getTransitions(id, from, to, minDelta, out);
+}
+
+void DataBase::traverseAllTransition()
+{
+    m_imp->m_queries.traverseAllTransition();
+}
+
+bool DataBase::readOneTransition(unsigned int& id, long long& time, Value& value)
+{
+    return m_imp->m_channel.readOneTransition(id, time, value);
+}
+
+char* DataBase::getEmptySharedMemBlock()
+{
+    return m_imp->m_channel.getEmptySharedMemBlock();
+}
+
+char* DataBase::getNextSharedMemBlock()
+{
+    return m_imp->m_channel.getNextSharedMemBlock();
+}
+
+void DataBase::writeTransToSharedMem(bool alreadyLocked, unsigned int id, long long time,
+                                     const Value& value)
+{
+    m_imp->m_channel.writeTransToSharedMem(alreadyLocked, id, time, value);
+}
+
+void DataBase::markTime(boost::unique_lock<boost::mutex>& lock)
+{
+    m_imp->m_channel.markTime(lock);
+}
+
+void DataBase::holdForMarkTime()
+{
+    m_imp->m_channel.holdForMarkTime();
+}
+
+boost::mutex& DataBase::getTimeMarkMutex()
+{
+    return m_imp->m_channel.getTimeMarkMutex();
+}
+
+bool DataBase::hasMoreData()
+{
+    return m_imp->m_channel.hasMoreData();
+}
+
+void DataBase::capture(bool on)
+{
+    m_imp->m_channel.capture(on);
+}
+
+long long DataBase::getLatestTime() const
+{
+    return m_imp->m_store.latestTime;
+}
+
+unsigned int DataBase::getMaxTraceableSize() const
+{
+    return m_imp->m_store.maxTraceableSize;
+}
+
+void DataBase::setMaxTraceableSize(unsigned int size)
+{
+    m_imp->m_store.maxTraceableSize = traceableSize(size);
+}
+
+bool DataBase::isOptimizedValueType(unsigned int id) const
+{
+    return m_imp->m_store.pages.findType(id) - static_cast<unsigned int>(ValueVlog) < 2;
+}
+
+void DataBase::dumpDataBase(std::ostream& out)
+{
+    for (const auto& [id, root] : m_imp->m_store.tree.getRoots())
+        NodeTree::dumpTreeNode(out, *root);
+    out << std::endl;
+}
+
+} // namespace Tracewell

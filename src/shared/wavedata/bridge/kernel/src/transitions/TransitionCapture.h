@@ -1,0 +1,52 @@
+#pragma once
+
+#include "BlockCompressor.h"
+#include "HeaderArena.h"
+#include "TransitionPool.h"
+#include "TransitionStore.h"
+
+namespace Tracewell {
+
+/// Puts transitions into the open buffers, and buffers that are full or evicted into the trees.
+/// One thread at a time, in a StoringReader under the stripe of the id.
+class TransitionCapture
+{
+public:
+    TransitionCapture(TransitionStore& store, const DataBaseLimits& limits);
+
+    void saveTransInDB(std::uint32_t id, long long time, const Value& value);
+    void saveVhdlStdLogicTransInDB(std::uint32_t id, long long time, char code);
+    void saveVlogTransInDB(std::uint32_t id, long long time, char code);
+
+    /// Puts what all buffers hold into the trees.
+    void flushBuffers();
+    /// Gives every buffer the state of a new one and keeps its memory.
+    void resetBuffers();
+
+private:
+    template <ValueType kKind> void savePacked(std::uint32_t id, long long time, unsigned int code);
+    VlogTransVecInfo* openPacked(std::uint32_t id, ValueType kind);
+    TransVecInfo* openGeneric(std::uint32_t id, ValueType kind);
+    void takeFirstValue(VlogTransVecInfo& info, long long time);
+    void takeFirstValue(TransVecInfo& info);
+    void flush(VlogTransVecInfo& info, bool noPattern);
+    void flush(TransVecInfo& info, bool noPattern);
+    void widen(VlogTransVecInfo& info);
+    void grow(VlogTransVecInfo& info);
+    void grow(TransVecInfo& info);
+
+    template <typename Info>
+    Info* open(HeaderArena<Info>& arena, std::uint32_t id, ValueType kind, std::size_t bytes);
+    ListNode* takeBlock(std::uint32_t storedId, std::size_t bytes);
+    void evict(ListNode& node, std::uint32_t storedId);
+    void discard(std::uint32_t id, BufferHeader& header);
+    void freeHeader(BufferHeader& header);
+
+    TransitionStore& m_store;
+    TransitionPool m_bufferPool;
+    BlockCompressor m_compressor;
+    HeaderArena<TransVecInfo> m_genericHeaders;
+    HeaderArena<VlogTransVecInfo> m_packedHeaders;
+};
+
+} // namespace Tracewell

@@ -1,0 +1,15 @@
+#include "TransitionStore.h"
+
+#include <utility>
+
+namespace Tracewell {
+
+TransitionStore::TransitionStore(DataBaseMode databaseMode, const std::string& fileName,
+                                 const DataBaseLimits& limits, std::function<void()> onLimit)
+    : mode(databaseMode),
+      initialValues(databaseMode == DataBaseMode::Feeder ? nullptr
+                                                         : std::make_unique<InitialValueTable>()),
+      tree(std::move(onLimit)), blocks(databaseMode, fileName, limits)
+{}
+
+} // namespace Tracewell
