@@ -86,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(
         Oddity{"strings", kHead + "#0\ns $\n#1\nsa\\x20b $\n#2\ns\xff\xfe\xc3\xa4 $\n#3\ns" +
                               repeated("long ", 1).substr(0, 4) + repeated("0123456789", 500) +
                               " $\n#4\ns" + repeated("x", 1010) + " $\n#5\ns $\n"},
-        Oddity{"events", kHead + "#0\n1%\n1%\n#5\n1%\n#5\n1%\n1%\n#6\n" + repeated("1%\n", 255) +
+        Oddity{"events", kHead + "#0\n1%\n1%\n#5\n1%\n#5\n1%\n1%\n#6\n" + repeated("1%\n", 1024) +
                              "#7\n1%\n#8\nx%\n#9\n1%\n"},
         Oddity{"timesBeyondDoubles", kHead + "#9007199254740993\n1!\n#9007199254740994\n0!\n"
                                              "#9223372036854775807\n1!\nb1 \"\n"},
@@ -170,6 +170,8 @@ TEST_F(ImportExport, textsWithBlanksReachToTheCodeAtTheEndOfTheLine)
     EXPECT_EQ(exportedChanges(kHead + "#1\nsone two  three $\ns four $ \n"), "#1\ns four $\n");
     EXPECT_EQ(exportedChanges(kHead + "#1\nsone two  three $\n#2\n1!\n"),
               "#1\nsone two  three $\n#2\n1!\n");
+    const std::string controls = "#1\ns\x01 $\n#2\nsa\x1b!\x02 b $\n#3\nsc\x03 $\n";
+    EXPECT_EQ(exportedChanges(kHead + controls), controls);
 }
 
 TEST_F(ImportExport, changesAcrossTheBorderOfAReadStayWhole)

@@ -3,6 +3,7 @@ target_sources(tracewell_cli PRIVATE
   files/Interrupt.cpp
   files/OutputText.cpp
   files/UnfinishedFile.cpp
+  files/WatchedProcess.cpp
   recording/EventMerge.cpp
   recording/SignalRecorder.cpp
   recording/SnapshotDirectory.cpp

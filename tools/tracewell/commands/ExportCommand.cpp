@@ -60,7 +60,7 @@ void Export::run()
     if (file.layout().totalSize() > kLargestMemory) {
         throw CommandError(
             fmt::format("{}: its name table asks for {} MB of values; at most {} can "
-                        "be exported",
+                        "be exported; `tracewell values` shows some",
                         file.path(), file.layout().totalSize() >> 20, kLargestMemory >> 20));
     }
     OutputText out(m_options.output);
@@ -81,8 +81,9 @@ void Export::writeChanges(WaveFile& file, OutputText& out)
     while (const Tracewell::WdbEvent* event = events.next()) {
         const long long time = event->getTime();
         if (time < 0) {
-            throw CommandError(
-                fmt::format("{}: an event at {}; a VCD has no times below 0", file.path(), time));
+            throw CommandError(fmt::format(
+                "{}: an event at {}; a VCD has no times below 0; `tracewell events` shows it",
+                file.path(), time));
         }
         if (time != m_time) {
             writeTime(out, replay);

@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "files/Interrupt.h"
 #include "files/UnfinishedFile.h"
+#include "files/WatchedProcess.h"
 #include "names/DataLayout.h"
 #include "names/DeclarationText.h"
 #include "recording/SignalRecorder.h"
@@ -87,7 +88,10 @@ private:
 class Import
 {
 public:
-    explicit Import(const Options& options) : m_options(options), m_output(options.output) {}
+    Import(const Options& options, SnapshotDirectory& directory, const InterruptGuard& interrupt)
+        : m_options(options), m_directory(directory), m_interrupt(interrupt),
+          m_output(options.output)
+    {}
     void run();
 
 private:
@@ -103,15 +107,15 @@ private:
                    const Declarations& declarations) const;
 
     const Options& m_options;
+    SnapshotDirectory& m_directory;
+    const InterruptGuard& m_interrupt;
     UnfinishedFile m_output;
-    InterruptGuard m_interrupt;
     bool m_isOpen = false;
     Clock::time_point m_nextSync;
 };
 
 void Import::run()
 {
-    checkOutput(m_options.input, m_options.output, OutputKind::RegularFile);
     std::optional<int> digits = attempt(0);
     if (digits) {
         digits = attempt(*digits);
@@ -134,8 +138,9 @@ std::optional<int> Import::attempt(int fractionDigits)
     }
     const DataLayout layout(declarations);
     if (layout.totalSize() > kLargestMemory) {
-        input.fail(fmt::format("the values of all variables take {} MB; at most {} can be kept",
-                               layout.totalSize() >> 20, kLargestMemory >> 20));
+        input.fail(fmt::format(
+            "the values of all variables take {} MB; at most {} can be kept: dump fewer",
+            layout.totalSize() >> 20, kLargestMemory >> 20));
     }
     SignalRecorder recorder(declarations, layout, *writer);
     open(writer, declarations, layout, input);
@@ -163,16 +168,18 @@ void Import::open(OpenWriter& writer, const Declarations& declarations, const Da
 {
     writer->setBucketDivision(m_options.division != 0 ? m_options.division
                                                       : chooseDivision(layout, input.size()));
-    writer->setFilterRepeatedValue(true);
+    // Nothing is traced twice, and the filter would fuse the firings of an event at one time.
+    writer->setFilterRepeatedValue(false);
     writer->setApplication("tracewell");
-    const SnapshotDirectory directory(m_options.output, writeDeclarations(declarations));
+    m_directory.write(writeDeclarations(declarations));
     m_interrupt.check();
     // What cannot be opened for writing is not ours to take away.
     if (!std::filesystem::exists(m_options.output)) {
         m_output.start();
     }
-    writer->open(IWdbWriter::kDefaultMode, directory.snapshot(), m_options.output, 0);
+    writer->open(IWdbWriter::kDefaultMode, m_directory.snapshot(), m_options.output, 0);
     m_output.start();
+    m_directory.remove();
     m_isOpen = true;
     m_nextSync = Clock::now();
 }
@@ -196,9 +203,9 @@ std::optional<int> Import::readChanges(VcdReader& reader, SignalRecorder& record
         while (reader.next(change)) {
         }
         if (reader.neededFractionDigits() > kMostFractionDigits) {
-            throw CommandError(fmt::format("{}: times with {} decimals; at most {} can be kept",
-                                           input.name(), reader.neededFractionDigits(),
-                                           kMostFractionDigits));
+            throw CommandError(
+                fmt::format("{}: times with {} decimals; at most {} can be kept, so round them",
+                            input.name(), reader.neededFractionDigits(), kMostFractionDigits));
         }
         return reader.neededFractionDigits();
     }
@@ -231,6 +238,31 @@ void Import::summarize(const VcdInput& input, const SignalRecorder& recorder,
                              static_cast<double>(ignored ? 0 : size) / 1e6);
 }
 
+void run(const Options& options)
+{
+    checkOutput(options.input, options.output, OutputKind::RegularFile);
+    const InterruptGuard interrupt;
+    SnapshotDirectory directory(options.output);
+    const WatchedEnd end = runWatched([&] { Import(options, directory, interrupt).run(); });
+    switch (end.kind) {
+    case WatchedEnd::Kind::Done:
+        break;
+    case WatchedEnd::Kind::Failed:
+        throw CommandError(end.text);
+    case WatchedEnd::Kind::Aborted: {
+        UnfinishedFile output(options.output);
+        output.start();
+        throw CommandError(fmt::format("{}: cannot be written: {}; the unfinished output was "
+                                       "removed; make room there and import again",
+                                       options.output, end.text));
+    }
+    case WatchedEnd::Kind::Killed:
+        throw CommandError(fmt::format("{}: the import was ended by {}; what had reached the file "
+                                       "is there, and it is not closed; import again",
+                                       options.output, end.text));
+    }
+}
+
 } // namespace
 
 void addImportCommand(CLI::App& app)
@@ -256,9 +288,10 @@ void addImportCommand(CLI::App& app)
         "  tracewell import run.vcd run.wdb\n"
         "  zcat run.vcd.gz | tracewell import - run.wdb\n"
         "An input without sense is refused, with its line, and leaves no output. A body that is\n"
-        "cut off keeps everything up to the cut. An output whose writer ran out of disk space or\n"
-        "was killed stays, holds what had reached it, and is not marked as closed.");
-    command->callback([options] { Import(*options).run(); });
+        "cut off keeps everything up to the cut. After an error, on a full disk too, the output "
+        "is\n"
+        "taken away; that of a killed import stays, holds what had reached it, and is not closed.");
+    command->callback([options] { run(*options); });
 }
 
 } // namespace tracewell

@@ -2,19 +2,25 @@
 
 #include "CommandError.h"
 
+#include <atomic>
 #include <csignal>
+#include <new>
+
+#include <sys/mman.h>
 
 namespace tracewell {
 
 namespace {
 
-volatile std::sig_atomic_t s_interrupted = 0;
+/// Written by the handler; in memory that child processes share.
+std::atomic<int>* s_interrupted = nullptr;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void note(int signal)
 {
-    s_interrupted = signal;
+    *s_interrupted = signal;
 }
 
 void setHandler(int signal, void (*handler)(int), int flags)
@@ -34,7 +40,15 @@ void setHandler(int signal, void (*handler)(int), int flags)
 
 InterruptGuard::InterruptGuard()
 {
-    s_interrupted = 0;
+    if (s_interrupted == nullptr) {
+        void* const shared = ::mmap(nullptr, sizeof *s_interrupted, PROT_READ | PROT_WRITE,
+                                    MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (shared == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        s_interrupted = new (shared) std::atomic<int>(0);
+    }
+    *s_interrupted = 0;
     for (const int signal : kSignals) {
         setHandler(signal, &note, static_cast<int>(SA_RESETHAND));
     }
@@ -49,10 +63,18 @@ InterruptGuard::~InterruptGuard()
     setHandler(SIGPIPE, SIG_DFL, 0);
 }
 
+void InterruptGuard::leaveToParent()
+{
+    for (const int signal : kSignals) {
+        setHandler(signal, SIG_IGN, 0);
+    }
+}
+
 void InterruptGuard::check() const
 {
-    if (s_interrupted != 0) {
-        throw CommandError("interrupted; the unfinished output was removed");
+    if (*s_interrupted != 0) {
+        throw CommandError(
+            "interrupted; the unfinished output was removed; start again for a whole one");
     }
 }
 

@@ -13,6 +13,9 @@ public:
     InterruptGuard& operator=(const InterruptGuard&) = delete;
     ~InterruptGuard();
 
+    /// In a child process: signals are left to the parent, whose guard check() here asks as well.
+    static void leaveToParent();
+
     /// \throws CommandError after one of the signals.
     void check() const;
 };

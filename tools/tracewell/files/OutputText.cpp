@@ -23,7 +23,9 @@ OutputText::OutputText(const std::string& path)
     m_descriptor = m_isFile ? ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)
                             : STDOUT_FILENO;
     if (m_descriptor < 0) {
-        throw CommandError(fmt::format("{}: cannot be created: {}", m_name, std::strerror(errno)));
+        throw CommandError(
+            fmt::format("{}: cannot be created: {}; check the place and its permissions", m_name,
+                        std::strerror(errno)));
     }
 }
 
@@ -73,8 +75,9 @@ void OutputText::flush()
 
 void OutputText::fail(int error) const
 {
-    throw CommandError(fmt::format("{}: cannot be written: {}; the output was given up", m_name,
-                                   std::strerror(error)));
+    throw CommandError(fmt::format(
+        "{}: cannot be written: {}; the output was given up, make room or name another place",
+        m_name, std::strerror(error)));
 }
 
 } // namespace tracewell

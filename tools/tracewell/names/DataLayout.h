@@ -15,8 +15,8 @@ namespace tracewell {
 //           0, 1, 2 (z) or 3 (x).
 //   Real    8 bytes: the double as it is.
 //   String  8 bytes: a TextReference of kind 's'.
-//   Event   2 bytes: a count that goes up by one with each firing (at most 255 at one time), then
-//           the code of the letter that came with it.
+//   Event   2 bytes: a count that goes up by one with each firing, modulo 256, then the code of the
+//           letter that came with it. Each firing is stored, also those of one time.
 //
 // The memory starts with the vectors, reals and strings, in the order in which their codes are
 // declared first; then come the events, then the scalars, each in that order too. Behind them, at

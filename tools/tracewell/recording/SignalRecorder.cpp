@@ -15,8 +15,6 @@ namespace {
 
 /// The kind of a four-state bit in the vector trace function.
 constexpr unsigned int kVectorKind = 5;
-/// The most firings that the count of an event can tell apart at one time.
-constexpr int kMostFirings = 255;
 constexpr int kEventBytes = 2;
 
 void fillUnknown(ObjectClass objectClass, unsigned int width, unsigned char* value)
@@ -45,8 +43,9 @@ void fillUnknown(ObjectClass objectClass, unsigned int width, unsigned char* val
 
 std::string badLetters(std::string_view text)
 {
-    return fmt::format("{} is no value of 0, 1, x, z and the other letters of nine states",
-                       quoted(text));
+    return fmt::format(
+        "{} is no value of 0, 1, x, z and the other letters of nine states; repair the line",
+        quoted(text));
 }
 
 } // namespace
@@ -57,19 +56,12 @@ SignalRecorder::SignalRecorder(const Declarations& declarations, const DataLayou
       m_traceVector(writer.getTraceVlogFunc()), m_memory(layout.totalSize())
 {
     m_states.reserve(declarations.objects.size());
-    long long events = 0;
-    m_eventStart = layout.overrideStart();
     std::size_t largest = sizeof(double);
     for (std::size_t i = 0; i < declarations.objects.size(); ++i) {
         const Object& object = declarations.objects[i];
         m_states.push_back({layout.addressOf(i), object.width, object.objectClass});
         largest = std::max(largest, static_cast<std::size_t>(DataLayout::sizeOf(object)));
-        if (object.objectClass == ObjectClass::Event) {
-            ++events;
-            m_eventStart = std::min(m_eventStart, layout.addressOf(i));
-        }
     }
-    m_firings.resize(static_cast<std::size_t>(events));
     m_groups.resize(largest);
     writer.setBaseDPOffset(reinterpret_cast<long long>(m_memory.at(0)));
     writer.setAddressSize(layout.totalSize());
@@ -173,7 +165,7 @@ std::string SignalRecorder::setReal(std::uint32_t object, std::string_view text)
     double value = 0;
     const RealForm form = toReal(text, value);
     if (form == RealForm::Invalid) {
-        return fmt::format("{} is no real number", quoted(text));
+        return fmt::format("{} is no real number; repair the line", quoted(text));
     }
     unsigned char bytes[sizeof value];
     std::memcpy(bytes, &value, sizeof value);
@@ -224,17 +216,7 @@ std::string SignalRecorder::setPort(std::uint32_t object, std::string_view text)
 
 void SignalRecorder::fire(std::uint32_t object, std::uint8_t code)
 {
-    const State& state = m_states[object];
-    Firings& firings =
-        m_firings[static_cast<std::size_t>((state.address - m_eventStart) / kEventBytes)];
-    if (!state.hasValue || firings.time != m_time) {
-        firings = {m_time, 0};
-    }
-    if (firings.count == kMostFirings) {
-        return;
-    }
-    ++firings.count;
-    const unsigned char before = *m_memory.at(state.address);
+    const unsigned char before = *m_memory.at(m_states[object].address);
     m_groups[0] = static_cast<unsigned char>(before + 1);
     m_groups[1] = code;
     storeExact(object, m_groups.data());

@@ -41,13 +41,6 @@ private:
         bool isOverridden = false;
     };
 
-    /// Firings of an event at the time of the latest one.
-    struct Firings
-    {
-        long long time = 0;
-        int count = 0;
-    };
-
     void setTime(long long time);
     void setLetter(std::uint32_t object, std::uint8_t code);
     std::string setLetters(std::uint32_t object, std::string_view letters);
@@ -72,9 +65,6 @@ private:
     Tracewell::IWdbWriter::TraceVlogFunc m_traceVector;
     DataMemory m_memory;
     std::vector<State> m_states;
-    /// By address, from the first event's on.
-    std::vector<Firings> m_firings;
-    long long m_eventStart = 0;
     std::vector<unsigned char> m_groups;
     long long m_time = 0;
     long long m_firstTime = 0;

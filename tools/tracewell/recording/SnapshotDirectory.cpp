@@ -13,34 +13,31 @@
 #include <fstream>
 #include <system_error>
 
+#include <sys/stat.h>
+
 namespace tracewell {
 
 namespace {
 
-/// What a new container takes besides the table: its sections, headers and first list nodes.
-constexpr std::uintmax_t kContainerBytes = 256 * 1024;
-
 [[noreturn]] void failToCreate(const std::string& output, int error)
 {
-    throw CommandError(fmt::format("{}: cannot be created: {}", output, std::strerror(error)));
+    const char* remedy =
+        error == ENOSPC ? "make room there" : "the output needs a directory that can be written to";
+    throw CommandError(
+        fmt::format("{}: cannot be created: {}; {}", output, std::strerror(error), remedy));
 }
 
 } // namespace
 
-SnapshotDirectory::SnapshotDirectory(const std::string& output, std::string_view nameTable)
-    : m_snapshot("work.import")
+SnapshotDirectory::SnapshotDirectory(std::string output)
+    : m_output(std::move(output)), m_snapshot("work.import")
 {
-    const std::filesystem::path parent = std::filesystem::path(output).parent_path();
+    const std::filesystem::path parent = std::filesystem::path(m_output).parent_path();
     m_path = ((parent.empty() ? "." : parent) / ".tracewell-XXXXXX").string();
     if (::mkdtemp(m_path.data()) == nullptr) {
-        failToCreate(output, errno);
+        failToCreate(m_output, errno);
     }
-    try {
-        write(output, nameTable);
-    } catch (...) {
-        remove();
-        throw;
-    }
+    m_isThere = true;
 }
 
 SnapshotDirectory::~SnapshotDirectory()
@@ -52,10 +49,15 @@ void SnapshotDirectory::remove()
 {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
+    m_isThere = false;
 }
 
-void SnapshotDirectory::write(const std::string& output, std::string_view nameTable)
+void SnapshotDirectory::write(std::string_view nameTable)
 {
+    if (!m_isThere && ::mkdir(m_path.c_str(), S_IRWXU) != 0) {
+        failToCreate(m_output, errno);
+    }
+    m_isThere = true;
     ZSIM::OutputFileNames::setZSimDirLocation(m_path.c_str());
     const std::filesystem::path file = ZSIM::OutputFileNames::getDbgPathName(m_snapshot);
     std::error_code error;
@@ -65,13 +67,7 @@ void SnapshotDirectory::write(const std::string& output, std::string_view nameTa
     stream.write(nameTable.data(), static_cast<std::streamsize>(nameTable.size()));
     stream.close();
     if (!stream) {
-        failToCreate(output, errno != 0 ? errno : EIO);
-    }
-    // A writer that finds the disk full ends the process on the spot, and this directory would
-    // stay behind.
-    const auto space = std::filesystem::space(m_path, error);
-    if (!error && space.available < nameTable.size() + kContainerBytes) {
-        failToCreate(output, ENOSPC);
+        failToCreate(m_output, errno != 0 ? errno : EIO);
     }
 }
 

@@ -6,25 +6,28 @@
 namespace tracewell {
 
 /// A private directory beside the output that holds the name table as the debug file of a snapshot,
-/// where the writer's open looks for it. Gone with the object.
+/// where the writer's open looks for it. Gone with the object, or before.
 class SnapshotDirectory
 {
 public:
     /// \throws CommandError when the place for the output cannot be written to.
-    SnapshotDirectory(const std::string& output, std::string_view nameTable);
+    explicit SnapshotDirectory(std::string output);
     SnapshotDirectory(const SnapshotDirectory&) = delete;
     SnapshotDirectory& operator=(const SnapshotDirectory&) = delete;
     ~SnapshotDirectory();
 
+    /// Puts the table there; the directory is made again after a remove().
+    /// \throws CommandError
+    void write(std::string_view nameTable);
+    void remove();
     /// What to give to the writer's open.
     const std::string& snapshot() const { return m_snapshot; }
 
 private:
-    void write(const std::string& output, std::string_view nameTable);
-    void remove();
-
+    std::string m_output;
     std::string m_path;
     std::string m_snapshot;
+    bool m_isThere = false;
 };
 
 } // namespace tracewell

@@ -52,7 +52,8 @@ TextReference TextStore::store(std::string_view text)
         }
         if (id < 0 || id > std::numeric_limits<std::uint32_t>::max() ||
             reference.pieces == std::numeric_limits<std::uint16_t>::max()) {
-            throw CommandError("the recording can take no more texts");
+            throw CommandError("the recording can take no more texts; leave variables with long "
+                               "texts out of the dump");
         }
         if (reference.pieces == 0) {
             reference.firstId = static_cast<std::uint32_t>(id);

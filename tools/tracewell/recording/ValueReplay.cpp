@@ -41,6 +41,12 @@ ValueReplay::ValueReplay(const Declarations& declarations, const DataLayout& lay
 {
     for (std::size_t i = 0; i < declarations.objects.size(); ++i) {
         m_places.push_back({layout.addressOf(i), static_cast<std::uint32_t>(i)});
+        if (declarations.objects[i].objectClass == ObjectClass::Event) {
+            if (m_eventEnd == 0) {
+                m_eventStart = layout.addressOf(i);
+            }
+            m_eventEnd = layout.addressOf(i) + DataLayout::sizeOf(declarations.objects[i]);
+        }
     }
     std::sort(m_places.begin(), m_places.end(),
               [](const Place& a, const Place& b) { return a.address < b.address; });
@@ -64,8 +70,28 @@ void ValueReplay::apply(long long address, const unsigned char* value, unsigned 
         return;
     }
     const long long end = std::min(address + length, m_layout.totalSize());
+    if (address < m_eventEnd && end > m_eventStart) {
+        countFirings(address, value, end);
+    }
     std::memcpy(m_memory.at(address), value, static_cast<std::size_t>(end - address));
     markRange(address, end);
+}
+
+/// The count of an event wraps, so it is followed from record to record.
+void ValueReplay::countFirings(long long address, const unsigned char* value, long long end)
+{
+    const long long first = std::max(address, m_eventStart);
+    for (std::size_t i = placeOf(first); i < m_places.size(); ++i) {
+        const long long count = m_places[i].address;
+        if (count >= std::min(end, m_eventEnd)) {
+            break;
+        }
+        const int before = *m_memory.at(count);
+        if (count >= first && value[count - address] != before) {
+            m_firings[m_places[i].object] +=
+                static_cast<unsigned char>(value[count - address] - before);
+        }
+    }
 }
 
 void ValueReplay::markRange(long long address, long long end)
@@ -134,7 +160,8 @@ bool ValueReplay::isChanged(std::size_t object) const
     // The plain value under a text does not show; but an event that fires again does.
     const bool isCovered = referenceAt(m_layout.overrideOf(object)).kind != 0 &&
                            declared.objectClass != ObjectClass::Event;
-    return !isCovered && !same(m_layout.addressOf(object), DataLayout::sizeOf(declared));
+    return !isCovered && (!same(m_layout.addressOf(object), DataLayout::sizeOf(declared)) ||
+                          m_firings.find(static_cast<std::uint32_t>(object)) != m_firings.end());
 }
 
 void ValueReplay::appendValue(std::string& out, std::size_t object)
@@ -146,7 +173,7 @@ void ValueReplay::appendValue(std::string& out, std::size_t object)
         appendPlain(out, object);
     } else if (declared.objectClass == ObjectClass::Event) {
         const std::string change = out.substr(start);
-        for (unsigned int left = firingsOf(object); left > 1; --left) {
+        for (auto left = takeFirings(object); left > 1; --left) {
             out += change;
         }
     }
@@ -158,11 +185,15 @@ void ValueReplay::appendValue(std::string& out, std::size_t object)
     m_isShown[object] = 1;
 }
 
-/// How often an event fired since it was shown last.
-unsigned int ValueReplay::firingsOf(std::size_t object) const
+unsigned long long ValueReplay::takeFirings(std::size_t object)
 {
-    const long long address = m_layout.addressOf(object);
-    return static_cast<unsigned char>(*m_memory.at(address) - *m_shown.at(address));
+    const auto found = m_firings.find(static_cast<std::uint32_t>(object));
+    if (found == m_firings.end()) {
+        return 0;
+    }
+    const unsigned long long firings = found->second;
+    m_firings.erase(found);
+    return firings;
 }
 
 TextReference ValueReplay::referenceAt(long long address) const
@@ -221,7 +252,7 @@ void ValueReplay::appendPlain(std::string& out, std::size_t object)
         appendText(out, referenceAt(m_layout.addressOf(object)), declared.code);
         break;
     case ObjectClass::Event:
-        for (unsigned int left = firingsOf(object); left > 0; --left) {
+        for (auto left = takeFirings(object); left > 0; --left) {
             out += spell(kLetters[value[1] < kLetterCount ? value[1] : kLetterX]);
             out.append(declared.code).append(1, '\n');
         }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace tracewell {
@@ -42,7 +43,8 @@ private:
     void appendValue(std::string& out, std::size_t object);
     bool appendText(std::string& out, const TextReference& reference, const std::string& code);
     void appendPlain(std::string& out, std::size_t object);
-    unsigned int firingsOf(std::size_t object) const;
+    void countFirings(long long address, const unsigned char* value, long long end);
+    unsigned long long takeFirings(std::size_t object);
     TextReference referenceAt(long long address) const;
 
     const Declarations& m_declarations;
@@ -54,6 +56,10 @@ private:
     std::vector<char> m_isShown;
     /// The plain values by address.
     std::vector<Place> m_places;
+    /// Where the events lie, and how often each fired since it was written last.
+    long long m_eventStart = 0;
+    long long m_eventEnd = 0;
+    std::unordered_map<std::uint32_t, unsigned long long> m_firings;
     /// For every 2^m_pageShift bytes of the memory, the last place at or before their start.
     std::vector<std::uint32_t> m_firstOfPage;
     unsigned int m_pageShift = 0;

@@ -100,14 +100,15 @@ Declarations DeclarationReader::read()
     for (;;) {
         const std::string_view keyword = m_input.word();
         if (keyword.empty()) {
-            m_input.fail(any ? "the declarations are cut off: there is no $enddefinitions"
-                             : "the file is empty, not a VCD");
+            m_input.fail(
+                any ? "the declarations are cut off: there is no $enddefinitions; dump it again"
+                    : "the file is empty, not a VCD; name another, or dump it again");
         }
         const bool body = keyword[0] == '#' || keyword == "$dumpvars";
         if (keyword[0] != '$' && !(body && any)) {
             m_input.fail(fmt::format("{} is no declaration; {}", quoted(keyword),
                                      any ? "a section that starts with $ was expected"
-                                         : "the file is not a VCD"));
+                                         : "the file is not a VCD; name another"));
         }
         any = true;
         if (keyword == "$var") {
@@ -145,7 +146,8 @@ Declarations DeclarationReader::read()
 std::string DeclarationReader::sectionText(const char* keyword)
 {
     if (!m_input.textToEnd(m_text)) {
-        m_input.fail(fmt::format("a {} section is cut off: there is no $end", keyword));
+        m_input.fail(fmt::format(
+            "a {} section is cut off: there is no $end; put it there, or dump it again", keyword));
     }
     return m_text;
 }
@@ -154,7 +156,8 @@ std::string_view DeclarationReader::needed(const char* section)
 {
     const std::string_view word = m_input.word();
     if (word.empty() || word == "$end") {
-        m_input.fail(fmt::format("a {} section is cut off", section));
+        m_input.fail(
+            fmt::format("a {} section is cut off; complete it, or dump it again", section));
     }
     return word;
 }
@@ -181,8 +184,9 @@ static void checkEnded(const VcdInput& input, std::string_view text, const char*
             const bool ends =
                 behind == text.size() || kBlanks.find(text[behind]) != std::string_view::npos;
             if (starts && ends) {
-                input.fail(fmt::format("a {} section is cut off: {} follows before its $end",
-                                       section, keyword));
+                input.fail(fmt::format(
+                    "a {} section is cut off: {} follows before its $end; put that there", section,
+                    keyword));
             }
         }
     }
@@ -196,7 +200,8 @@ void DeclarationReader::readScope()
     checkEnded(m_input, scope.name, "$scope");
     scope.parent = m_open.empty() ? kNoScope : m_open.back();
     if (m_open.size() == kMaxScopeDepth) {
-        m_input.fail(fmt::format("scopes are nested more than {} deep", kMaxScopeDepth));
+        m_input.fail(fmt::format("scopes are nested more than {} deep; dump a part of the design",
+                                 kMaxScopeDepth));
     }
     const auto [place, isNew] =
         m_scopes.try_emplace(ScopeKey(scope.parent, scope.kind, scope.name), m_table.scopes.size());
@@ -237,14 +242,16 @@ unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& vari
     if (parseRange(text, width)) {
         variable.range = CommonText(text);
     } else if (!std::all_of(text.begin(), text.end(), isDigit)) {
-        m_input.fail(fmt::format("{} is no size of a variable", quoted(text)));
+        m_input.fail(
+            fmt::format("{} is no size of a variable; write a number of bits", quoted(text)));
     } else if (!parseNumber(text, width)) {
         width = kMaxWidth + 1LL;
     }
     const bool counts = classify(variable.kind, 2) == ObjectClass::Vector;
     if (width > (counts ? static_cast<long long>(kMaxWidth) : 0x7fffffffLL)) {
-        m_input.fail(fmt::format("a variable of {} bits; the widest that can be kept has {}",
-                                 quoted(text), kMaxWidth));
+        m_input.fail(fmt::format(
+            "a variable of {} bits; the widest that can be kept has {}; leave it out of the dump",
+            quoted(text), kMaxWidth));
     }
     return static_cast<unsigned int>(std::max(width, 1LL));
 }

@@ -38,7 +38,8 @@ VcdInput::VcdInput(const std::string& path)
     m_ownsDescriptor = path != "-";
     struct stat status;
     if (m_descriptor < 0 || ::fstat(m_descriptor, &status) != 0) {
-        throw CommandError(fmt::format("{}: cannot be read: {}", m_name, std::strerror(errno)));
+        throw CommandError(fmt::format("{}: cannot be read: {}; check the name and its permissions",
+                                       m_name, std::strerror(errno)));
     }
     if (S_ISREG(status.st_mode)) {
         m_size = static_cast<unsigned long long>(status.st_size);
@@ -128,7 +129,9 @@ bool VcdInput::fill(const char* keep)
     if (!m_exhausted && kept + 1 == m_buffer.size()) {
         if (kept >= kLongestWord) {
             m_wordStart = m_cursor = buffer;
-            fail(fmt::format("a word of more than {} bytes, longer than any value can be", kept));
+            fail(fmt::format("a word of more than {} bytes, longer than any value can be; check "
+                             "that this is a VCD",
+                             kept));
         }
         m_buffer.resize(2 * m_buffer.size());
         buffer = m_buffer.data();
@@ -171,8 +174,8 @@ std::size_t VcdInput::readSome(char* to, std::size_t room)
             return static_cast<std::size_t>(got);
         }
         if (errno != EINTR && errno != EAGAIN) {
-            throw CommandError(
-                fmt::format("{}: cannot be read on: {}", m_name, std::strerror(errno)));
+            throw CommandError(fmt::format("{}: cannot be read on: {}; check the disk", m_name,
+                                           std::strerror(errno)));
         }
     }
 }
@@ -215,7 +218,8 @@ void VcdInput::failOnNul()
 {
     const void* nul = std::memchr(m_cursor, 0, static_cast<std::size_t>(m_end - m_cursor));
     m_wordStart = static_cast<const char*>(nul);
-    fail("a NUL byte; the file is binary or damaged, not the text of a VCD");
+    fail("a NUL byte; the file is binary or damaged, not the text of a VCD; name another, or dump "
+         "it again");
 }
 
 unsigned long long VcdInput::line() const

@@ -106,7 +106,8 @@ bool VcdReader::next(VcdChange& change)
                 step = readKeyword(word);
                 break;
             default:
-                m_input.fail(fmt::format("{} is no value change", quoted(word)));
+                m_input.fail(fmt::format("{} is no value change; repair the line, or take it out",
+                                         quoted(word)));
             }
         }
         if (step != Step::Skipped) {
@@ -124,7 +125,9 @@ VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change)
     if (code.empty() || (m_input.endsWithWord() && m_codes.isStartOfCode(code))) {
         return endInside();
     }
-    m_input.fail(fmt::format("a value for the code {}, which no $var declares", quoted(code)));
+    m_input.fail(fmt::format(
+        "a value for the code {}, which no $var declares; declare it, or take the line out",
+        quoted(code)));
 }
 
 VcdReader::Step VcdReader::endInside()
@@ -155,7 +158,12 @@ VcdReader::Step VcdReader::readText(std::string_view word, VcdChange& change)
     const std::string_view code = m_input.word(&word);
     change.object = m_codes.find(code);
     change.text = word.substr(1);
-    if (change.object != kNoObject) {
+    // Control bytes end a word, but belong to a text.
+    const std::string_view between(word.data() + word.size(),
+                                   static_cast<std::size_t>(code.data() - word.data()) -
+                                       word.size());
+    const bool isPlain = between.find_first_not_of(kBlanks) == std::string_view::npos;
+    if (change.object != kNoObject && isPlain) {
         return Step::Given;
     }
     if (code.empty()) {
@@ -206,7 +214,9 @@ VcdReader::Step VcdReader::readTime(std::string_view word, VcdChange& change)
         if (m_input.endsWithWord()) {
             return endInside();
         }
-        m_input.fail(fmt::format("the time goes back from {} to {}", m_time, quoted(word)));
+        m_input.fail(
+            fmt::format("the time goes back from {} to {}; put the changes in the order of time",
+                        m_time, quoted(word)));
     }
     m_time = time;
     change.kind = VcdChange::Kind::Time;
@@ -229,10 +239,11 @@ long long VcdReader::parseTime(std::string_view text)
     std::string digits;
     long long exponent = 0;
     if (text[0] == '-') {
-        m_input.fail(fmt::format("the time {} lies before 0", quoted(text)));
+        m_input.fail(
+            fmt::format("the time {} lies before 0; let the times start at 0", quoted(text)));
     }
     if (!splitDecimal(text, digits, exponent)) {
-        m_input.fail(fmt::format("{} is no time", quoted(text)));
+        m_input.fail(fmt::format("{} is no time; write a number, as in #125", quoted(text)));
     }
     if (digits.empty()) {
         return 0;
@@ -249,12 +260,14 @@ long long VcdReader::parseTime(std::string_view text)
         fits = shiftIn(time, 0);
     }
     if (!fits) {
-        m_input.fail(fmt::format(
-            "the time {} lies beyond {}, the last that can be kept{}", quoted(text), kLastTime,
-            m_fractionDigits == 0 ? ""
-                                  : fmt::format(" (in units of 1e-{} of the timescale, for the "
-                                                "fractions of other times)",
-                                                m_fractionDigits)));
+        m_input.fail(fmt::format("the time {} lies beyond {}, the last that can be kept{}; dump "
+                                 "with a coarser timescale",
+                                 quoted(text), kLastTime,
+                                 m_fractionDigits == 0
+                                     ? ""
+                                     : fmt::format(" (in units of 1e-{} of the timescale, for the "
+                                                   "fractions of other times)",
+                                                   m_fractionDigits)));
     }
     return time;
 }

@@ -77,7 +77,9 @@ void requireWaveDatabase(const std::string& path)
         fail(path, "no such file; check the name");
     }
     if (error) {
-        fail(path, fmt::format("cannot be examined: {}", error.message()));
+        fail(path,
+             fmt::format("cannot be examined: {}; check the name and the permissions on its way",
+                         error.message()));
     }
     if (std::filesystem::is_directory(status)) {
         fail(path, "this is a directory; name a .wdb file in it");
