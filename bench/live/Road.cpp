@@ -216,11 +216,11 @@ double runDelay(const std::string& directory, bool flows)
         // About a million events a second, a mark behind each hundred.
         const long long end = now(CLOCK_MONOTONIC) + 1000000000ll;
         for (long long i = 0; now(CLOCK_MONOTONIC) < end; ++i) {
-            for (int k = 0; k < 10; ++k)
+            for (int k = 0; k < 60; ++k)
                 state = work(state);
             const long long time = now(CLOCK_MONOTONIC);
             for (long long k = 0; k < 10; ++k)
-                road.trace(time, i % 200 * 10 + k);
+                road.trace(time, i * 10 + k);
             if (i % 10 == 9)
                 road.mark(time);
         }
