@@ -218,7 +218,8 @@ TEST_F(LiveRoad, valuesOfEverySizeComeThroughWholeHoweverSlowTheViewer)
     EXPECT_TRUE(process.succeeds());
     reader.reset();
     for (int i = 0; i < 12; ++i) {
-        const std::size_t place = i < 2 ? i * 99999u : m_random() % (i % 2 ? kMemory : 300);
+        const auto place =
+            static_cast<std::size_t>(i < 2 ? i * 99999 : pick(m_random, i % 2 ? kMemory : 300));
         History expected;
         for (std::size_t change = 0; change < sizes.size(); ++change)
             if (sizes[change] > place &&

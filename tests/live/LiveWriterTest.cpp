@@ -141,8 +141,8 @@ TEST_F(LiveWriter, theWaitHookDecidesWhatAFullRingDoes)
     m_writer.setWaitHook([&] { return ++asked % 3 != 0; });
     m_writer.open(IWdbWriter::kLiveMode, m_snapshot, "", 3);
     long long sent = 0;
-    for (; asked == 0; ++sent)
-        m_writer.getTraceVhdlFunc()(sent, 0, 200, m_memory, m_value.data());
+    while (asked == 0)
+        m_writer.getTraceVhdlFunc()(sent++, 0, 200, m_memory, m_value.data());
     EXPECT_EQ(asked, 3);
     m_writer.markCurrentTime(1);
     EXPECT_EQ(asked, 3) << "a mark still fits";

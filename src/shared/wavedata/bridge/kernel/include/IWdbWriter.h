@@ -34,11 +34,12 @@ public:
     using TraceVlogFunc = void (*)(long long time, unsigned int id, unsigned int kind,
                                    unsigned char* old, unsigned char* value, unsigned int firstBit,
                                    unsigned int endBit);
-    /// The same for `bitCount` bits, at an address that the caller gives. Marks the time.
+    /// The same for `bitCount` bits, at an address that the caller gives. A writer of a file marks
+    /// the time.
     using TraceScObjectFunc = void (*)(long long time, unsigned long long address,
                                        unsigned char* old, unsigned char* value,
                                        unsigned int firstBit, unsigned int bitCount);
-    /// `size` bytes at `address` + `offset`. Marks the time.
+    /// `size` bytes at `address` + `offset`. A writer of a file marks the time.
     using TraceScVirtualObjectFunc = void (*)(long long time, unsigned long long address,
                                               unsigned char* value, unsigned int offset,
                                               unsigned int size);
