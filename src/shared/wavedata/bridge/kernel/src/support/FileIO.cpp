@@ -72,7 +72,8 @@ bool FileIO::setOffset(long long offset)
 bool FileIO::skipBytes(long long count)
 {
     const long long before = getOffset();
-    return before >= 0 && count <= std::numeric_limits<long long>::max() - before &&
+    return before >= 0 && count >= -before &&
+           count <= std::numeric_limits<long long>::max() - before &&
            seekDescriptor(m_descriptor, count, SeekFrom::Position) == before + count;
 }
 

@@ -21,9 +21,7 @@ public:
                               long long gapBefore);
 
 private:
-    void compressAndStore64bitData(TransVecInfo& info, BTreeElem& leaf);
-    bool patternCompression(int period, TransVecInfo& info, BTreeElem& leaf, long long largest,
-                            long long gapBefore);
+    bool patternCompression(int period, TransVecInfo& info, BTreeElem& leaf, long long gapBefore);
     bool patternCompression(int period, VlogTransVecInfo& info, BTreeElem& leaf,
                             long long gapBefore);
 

@@ -63,6 +63,11 @@ bool BlockStore::openForWriting()
             m_file.setOffset(DataBaseFileHeader::kBytes));
 }
 
+bool BlockStore::openForReading()
+{
+    return m_readBackFile.isOpen() || m_readBackFile.open(m_fileName, DescriptorFile::Mode::Read);
+}
+
 // Drops the block from memory once the file has it. One that was read back is there already.
 void BlockStore::writeOneBlock(BTreeElem& leaf)
 {
@@ -82,9 +87,7 @@ void BlockStore::fetch(BTreeElem& leaf)
         return;
     ListNode* const node = readBackPool().allocate(bytes);
     takeOver(*node, leaf);
-    if (!m_readBackFile.isOpen())
-        m_readBackFile.open(m_fileName, DescriptorFile::Mode::Read);
-    if (leaf.fileOffset < 0 || !m_readBackFile.isOpen() ||
+    if (leaf.fileOffset < 0 || !openForReading() ||
         m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(leaf.data), bytes) != bytes)
         std::memset(leaf.data, 0, bytes);
 }

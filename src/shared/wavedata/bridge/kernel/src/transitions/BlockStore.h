@@ -47,6 +47,8 @@ public:
     const std::string& fileName() const { return m_fileName; }
     /// Opens the file in the mode's way if it is closed; the position is then behind the header.
     bool openForWriting();
+    /// Opens the file for reading blocks, so that a later file of its name does not matter.
+    bool openForReading();
 
 private:
     void fetch(BTreeElem& leaf);

@@ -139,7 +139,7 @@ void DataBase::Imp::openFinishedFile()
 {
     const std::string& name = m_store.blocks.fileName();
     FileIO& file = m_store.blocks.file();
-    if (!file.open(name, FileIO::Read))
+    if (!file.open(name, FileIO::Read) || !m_store.blocks.openForReading())
         refuse("Can not open data base file " + name);
     const long long fileSize = file.getFileSize();
     std::array<std::uint64_t, DataBaseFileHeader::kWords>& words = m_header.words;

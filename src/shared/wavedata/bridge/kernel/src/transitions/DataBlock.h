@@ -107,12 +107,13 @@ inline std::uint64_t storedPayload(const Value& value)
 struct BufferHeader : DataBlockInfo
 {
     static constexpr std::uint32_t kNoId = 0xFFFFFFFF;
+    static constexpr std::int32_t kFreshHint = -2;
 
     /// Guarded by the stripe of the object, except that a stale slot's owner looks at it too.
     std::atomic<std::uint32_t> id{kNoId};
     std::int32_t capacity = 0;
     /// Of the pattern search: -2 and -1 for the searches left, 0 for none, or the last period.
-    std::int32_t patternHint = -2;
+    std::int32_t patternHint = kFreshHint;
     bool initialValueChecked = false;
     /// Whether it is a VlogTransVecInfo; the type byte of its page cannot tell.
     bool isPacked = false;

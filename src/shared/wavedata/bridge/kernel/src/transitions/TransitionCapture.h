@@ -24,22 +24,25 @@ public:
     void resetBuffers();
 
 private:
+    bool admit(std::uint32_t id, long long time, bool noteNegative);
     template <ValueType kKind> void savePacked(std::uint32_t id, long long time, unsigned int code);
-    VlogTransVecInfo* openPacked(std::uint32_t id, ValueType kind);
-    TransVecInfo* openGeneric(std::uint32_t id, ValueType kind);
+    template <typename Info>
+    Info* open(HeaderArena<Info>& arena, std::uint32_t id, ValueType kind, std::size_t bytes);
     void takeFirstValue(VlogTransVecInfo& info, long long time);
-    void takeFirstValue(TransVecInfo& info);
+    void takeFirstValue(TransVecInfo& info, ValueType kind);
+
     void flush(VlogTransVecInfo& info, bool noPattern);
     void flush(TransVecInfo& info, bool noPattern);
+    template <typename Info> void insert(Info& info, BTreeElem& leaf, bool noPattern);
+    void emptyBuffer(BufferHeader& header, bool noPattern);
+
     void widen(VlogTransVecInfo& info);
     void grow(VlogTransVecInfo& info);
     void grow(TransVecInfo& info);
-
-    template <typename Info>
-    Info* open(HeaderArena<Info>& arena, std::uint32_t id, ValueType kind, std::size_t bytes);
+    void replaceBlock(BufferHeader& info, ListNode* node);
     ListNode* takeBlock(std::uint32_t storedId, std::size_t bytes);
-    void evict(ListNode& node, std::uint32_t storedId);
-    void discard(std::uint32_t id, BufferHeader& header);
+    void evict(BufferHeader& header, std::uint32_t storedId);
+    void discard(BufferHeader& header);
     void freeHeader(BufferHeader& header);
 
     TransitionStore& m_store;
