@@ -1,7 +1,7 @@
 #include "WdbFileBlockManager.h"
 
-#include "DescriptorStreamBuffer.h"
 #include "FatalError.h"
+#include "StreamBlocks.h"
 
 #include <boost/thread/lock_guard.hpp>
 
@@ -12,19 +12,6 @@ namespace Tracewell {
 namespace {
 
 using Lock = boost::lock_guard<boost::recursive_mutex>;
-
-/// Somebody may have read the stream to its end, which a transfer would take for a failure.
-void forgetEndOfFile(std::basic_iostream<char>& stream)
-{
-    if (stream.eof())
-        stream.clear(stream.rdstate() & ~std::ios_base::eofbit);
-}
-
-/// The length of a stream of any kind; -1 when it cannot tell. Moves the get position.
-long long findLength(std::streambuf& buffer)
-{
-    return std::streamoff(buffer.pubseekoff(0, std::ios_base::end, std::ios_base::in));
-}
 
 } // namespace
 
@@ -37,11 +24,7 @@ long long WdbFileBlockManager::addBlock(const char* data, unsigned long long siz
 {
     const Lock lock(getMutex());
     try {
-        forgetEndOfFile(*m_stream);
-        m_stream->seekp(0, std::ios_base::end);
-        const long long handle = std::streamoff(m_stream->tellp());
-        m_stream->write(data, static_cast<std::streamsize>(size));
-        return handle;
+        return appendBlock(*m_stream, data, size);
     } catch (...) {
         reportFatalError("WDB FATAL ERROR: failed to add file block (WdbFileBlockManager) for the "
                          "following reason: ");
@@ -52,9 +35,7 @@ void WdbFileBlockManager::getBlock(long long handle, char* out, unsigned long lo
 {
     const Lock lock(getMutex());
     try {
-        forgetEndOfFile(*m_stream);
-        m_stream->seekg(handle, std::ios_base::beg);
-        m_stream->read(out, static_cast<std::streamsize>(size));
+        readBlock(*m_stream, handle, out, size);
     } catch (...) {
         reportFatalError("WDB FATAL ERROR: failed to get file block (WdbFileBlockManager) for the "
                          "following reason: ");
@@ -65,9 +46,7 @@ void WdbFileBlockManager::putBlock(long long handle, const char* data, unsigned 
 {
     const Lock lock(getMutex());
     try {
-        forgetEndOfFile(*m_stream);
-        m_stream->seekp(handle, std::ios_base::beg);
-        m_stream->write(data, static_cast<std::streamsize>(size));
+        writeBlock(*m_stream, handle, data, size);
     } catch (...) {
         reportFatalError("WDB FATAL ERROR: failed to put file block (WdbFileBlockManager) for the "
                          "following reason: ");
@@ -82,17 +61,7 @@ void WdbFileBlockManager::freeBlock(long long handle, unsigned long long size)
 bool WdbFileBlockManager::contains(long long handle, unsigned long long size) const
 {
     const Lock lock(getMutex());
-    std::streambuf* const buffer = m_stream->rdbuf();
-    if (!buffer || handle < 0)
-        return false;
-    if (auto* const descriptorBuffer = dynamic_cast<DescriptorStreamBuffer*>(buffer))
-        return descriptorBuffer->contains(handle, size);
-    try {
-        const long long length = findLength(*buffer);
-        return handle <= length && size <= static_cast<unsigned long long>(length - handle);
-    } catch (...) {
-        return false;
-    }
+    return streamContains(*m_stream, handle, size);
 }
 
 } // namespace Tracewell
