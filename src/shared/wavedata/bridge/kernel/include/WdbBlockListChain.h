@@ -43,6 +43,8 @@ public:
         return true;
     }
 
+    unsigned long long getNodesRead() const { return m_nodesRead; }
+
 private:
     bool load(long long handle)
     {

@@ -42,6 +42,9 @@ public:
     /// 0 at the end.
     unsigned int getSize() const { return getEntry().m_size; }
 
+    /// So far, those without entries too.
+    unsigned long long getNodesRead() const { return m_walk.getNodesRead(); }
+
 private:
     void skipExhaustedNodes()
     {
@@ -63,7 +66,7 @@ public:
     /// Reads the anchor. For writing, an anchor of 0 gets an empty node; for reading it is an
     /// empty list, and nothing is ever stored.
     WdbBlockListFrame(WdbIBlockManager& manager, long long anchorOffset, unsigned int itemParameter,
-                      long long baseAddress, Access access)
+                      long long baseAddress, Access access = Access::Writing)
         : m_chain(manager, anchorOffset, access), m_itemParameter(itemParameter),
           m_baseAddress(baseAddress)
     {}

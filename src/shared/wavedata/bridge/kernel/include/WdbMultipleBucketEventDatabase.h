@@ -92,7 +92,7 @@ private:
     void storeOpenBlock(EventBlockList& list) const;
     /// Brings the blocks and nodes of these lists into the file.
     void storeLists(const std::vector<EventBlockList*>& lists) const;
-    std::shared_ptr<WdbIEventBlockIterator> makeIterator(EventBlockList& list) const;
+    IteratorVector makeIterators(const std::vector<EventBlockList*>& lists) const;
 
     // The hot path: buckets of addresses below m_hotEnd by multiplication with the division's
     // reciprocal, and their open blocks, null while a bucket has none.

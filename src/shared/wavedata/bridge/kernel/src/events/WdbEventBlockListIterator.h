@@ -3,21 +3,42 @@
 #include "WdbAppendingBlockList.h"
 #include "WdbIEventBlockDatabase.h"
 
+#include <atomic>
+#include <memory>
+
 namespace Tracewell {
 
+/// What the walks that began together have read of the storage. Lists share no byte, so walks over
+/// sound ones read no more than there is. Those that read twice as much go round in damage, with
+/// nodes and entries without number that lead to the same bytes, and end.
+class BlockWalkBudget
+{
+public:
+    /// False once too much was read.
+    bool take(const WdbIBlockManager& manager, unsigned long long bytes)
+    {
+        return manager.contains(0, (m_bytesRead.fetch_add(bytes) + bytes) / 2);
+    }
+
+private:
+    /// Walks of one scan run on several threads.
+    std::atomic<unsigned long long> m_bytesRead{0};
+};
+
 /// Walks the blocks of one list. Needs the block manager and not the list.
-///
-/// Blocks do not share bytes, so those of one list are together no longer than the storage. A walk
-/// that loads twice as much goes round in damage, with entries without number that lead to the same
-/// bytes, and ends.
 class WdbEventBlockListIterator : public WdbIEventBlockIterator
 {
 public:
     using EventBlockList = WdbAppendingBlockList<WdbEventBlock, 100>;
 
-    WdbEventBlockListIterator(WdbIBlockManager& manager, EventBlockList& list)
-        : m_iterator(list.begin()), m_blockManager(&manager), m_baseAddress(list.getBaseAddress())
-    {}
+    /// `budget` is that of all walks of one call.
+    WdbEventBlockListIterator(WdbIBlockManager& manager, EventBlockList& list,
+                              std::shared_ptr<BlockWalkBudget> budget)
+        : m_iterator(list.begin()), m_blockManager(&manager), m_baseAddress(list.getBaseAddress()),
+          m_budget(std::move(budget))
+    {
+        takeNodes();
+    }
 
     bool isEof() const override { return m_isOverlong || m_iterator.isEof(); }
     operator bool() const override { return !isEof(); }
@@ -25,14 +46,18 @@ public:
     {
         if (!isEof()) {
             ++m_iterator;
-            m_isCounted = false;
+            m_isBlockTaken = false;
+            takeNodes();
         }
         return *this;
     }
     void getEventBlock(WdbEventBlock& block) override
     {
         block.setBaseAddress(m_baseAddress);
-        countBlock(block.getMaxEventBlockSize());
+        if (!m_isBlockTaken && m_iterator.getSize() <= block.getMaxEventBlockSize()) {
+            m_isBlockTaken = true;
+            take(m_iterator.getSize());
+        }
         if (isEof())
             block.loadBlock(0, 0, *m_blockManager);
         else
@@ -40,21 +65,25 @@ public:
     }
 
 private:
-    void countBlock(unsigned int largest)
+    void takeNodes()
     {
-        if (m_isCounted || m_iterator.getSize() > largest)
-            return;
-        m_isCounted = true;
-        m_loaded += m_iterator.getSize();
-        m_isOverlong = !m_blockManager->contains(0, m_loaded / 2);
+        const unsigned long long nodes = m_iterator.getNodesRead();
+        if (nodes != m_nodesTaken)
+            take((nodes - m_nodesTaken) * sizeof(EventBlockList::Node));
+        m_nodesTaken = nodes;
+    }
+    void take(unsigned long long bytes)
+    {
+        if (!m_budget->take(*m_blockManager, bytes))
+            m_isOverlong = true;
     }
 
     EventBlockList::Iterator m_iterator;
     WdbIBlockManager* m_blockManager;
     long long m_baseAddress;
-    /// Stored bytes of the blocks up to this one.
-    unsigned long long m_loaded = 0;
-    bool m_isCounted = false;
+    std::shared_ptr<BlockWalkBudget> m_budget;
+    unsigned long long m_nodesTaken = 0;
+    bool m_isBlockTaken = false;
     bool m_isOverlong = false;
 };
 

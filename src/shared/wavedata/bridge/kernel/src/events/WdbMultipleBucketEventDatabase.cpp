@@ -180,10 +180,7 @@ WdbMultipleBucketEventDatabase::getAllEventBlockDatabaseIterator() const
                 lists.push_back(list);
         });
     storeLists(lists);
-    IteratorVector iterators;
-    for (EventBlockList* const list : lists)
-        iterators.push_back(makeIterator(*list));
-    return iterators;
+    return makeIterators(lists);
 }
 
 // Buckets stand for their lists: the order is then the same in every run.
@@ -219,10 +216,7 @@ WdbMultipleBucketEventDatabase::getEventBlockDatabaseIterator(
     for (const auto& entry : found)
         lists.push_back(entry.second);
     storeLists(lists);
-    IteratorVector iterators;
-    for (EventBlockList* const list : lists)
-        iterators.push_back(makeIterator(*list));
-    return iterators;
+    return makeIterators(lists);
 }
 
 void WdbMultipleBucketEventDatabase::setAddressMapFileOffsetAndSize(long long offset,
@@ -341,10 +335,14 @@ void WdbMultipleBucketEventDatabase::storeLists(const std::vector<EventBlockList
         list->flushNode();
 }
 
-std::shared_ptr<WdbIEventBlockIterator>
-WdbMultipleBucketEventDatabase::makeIterator(EventBlockList& list) const
+WdbIEventBlockDatabase::IteratorVector
+WdbMultipleBucketEventDatabase::makeIterators(const std::vector<EventBlockList*>& lists) const
 {
-    return std::make_shared<Iterator>(*m_blockManager, list);
+    IteratorVector iterators;
+    const auto budget = std::make_shared<BlockWalkBudget>();
+    for (EventBlockList* const list : lists)
+        iterators.push_back(std::make_shared<Iterator>(*m_blockManager, *list, budget));
+    return iterators;
 }
 
 } // namespace Tracewell

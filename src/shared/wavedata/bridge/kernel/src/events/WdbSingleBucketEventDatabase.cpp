@@ -85,7 +85,8 @@ WdbSingleBucketEventDatabase::getAllEventBlockDatabaseIterator() const
     if (m_list) {
         if (m_list->isItemOpen())
             m_store->storeOpenItem(*m_list);
-        iterators.push_back(std::make_shared<Iterator>(*m_blockManager, *m_list));
+        iterators.push_back(std::make_shared<Iterator>(*m_blockManager, *m_list,
+                                                       std::make_shared<BlockWalkBudget>()));
     }
     return iterators;
 }
