@@ -67,6 +67,8 @@ public:
     void deleteByteBTrees(long long start, long long count);
     /// Takes no lock: the caller holds the mutex where other threads come here.
     void deleteBitBTrees(const std::vector<WdbAddressBitPair>& pairs);
+    /// The addresses that have trees, ascending as unsigned numbers, each once.
+    std::vector<unsigned long long> getTreeAddresses() const;
     /// True once any tree was ever made.
     bool hasAtLeastOneBtree() const;
 
@@ -78,8 +80,8 @@ public:
     /// Does nothing.
     void markTime(long long time);
     /// Empties the trees, the buffer and the file; the trees stay known.
-    /// \throws Qsim::OpenException when the file cannot be made again; trees must not be filled then
-    /// before createDrawingBTreeFile has succeeded.
+    /// \throws Qsim::OpenException when the file cannot be made again; trees must not be filled
+    /// then before createDrawingBTreeFile has succeeded.
     void reset();
 
     void setDataEventNotifier(IDataEventNotifier* notifier);

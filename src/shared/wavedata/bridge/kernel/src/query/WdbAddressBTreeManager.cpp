@@ -120,6 +120,12 @@ void WdbAddressBTreeManager::deleteBitBTrees(const std::vector<WdbAddressBitPair
         m_imp->removeBitTree(pair.m_address, pair.m_bit);
 }
 
+std::vector<unsigned long long> WdbAddressBTreeManager::getTreeAddresses() const
+{
+    const Lock lock(m_imp->m_mutex);
+    return m_imp->listAddresses();
+}
+
 bool WdbAddressBTreeManager::hasAtLeastOneBtree() const
 {
     return m_imp->m_hasTree;

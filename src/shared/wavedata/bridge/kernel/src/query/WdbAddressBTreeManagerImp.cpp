@@ -81,6 +81,19 @@ WdbScalarBTree* WdbAddressBTreeManagerImp::findBitTree(long long address, unsign
     return tree == found->second.end() ? nullptr : tree->get();
 }
 
+std::vector<unsigned long long> WdbAddressBTreeManagerImp::listAddresses() const
+{
+    std::vector<unsigned long long> addresses;
+    addresses.reserve(m_byteTrees.size() + m_bitTrees.size());
+    for (const auto& entry : m_byteTrees)
+        addresses.push_back(static_cast<unsigned long long>(entry.first));
+    for (const auto& entry : m_bitTrees)
+        addresses.push_back(static_cast<unsigned long long>(entry.first));
+    std::sort(addresses.begin(), addresses.end());
+    addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
+    return addresses;
+}
+
 std::vector<WdbScalarBTree*> WdbAddressBTreeManagerImp::listBitTrees(long long address) const
 {
     std::vector<WdbScalarBTree*> list;

@@ -32,6 +32,7 @@ public:
     WdbScalarBTree* findByteTree(long long address) const;
     WdbScalarBTree* findBitTree(long long address, unsigned int bit) const;
     std::vector<WdbScalarBTree*> listBitTrees(long long address) const;
+    std::vector<unsigned long long> listAddresses() const;
     void removeByteTree(long long address) { m_byteTrees.erase(address); }
     void removeBitTree(long long address, unsigned int bit);
     void resetTrees();
