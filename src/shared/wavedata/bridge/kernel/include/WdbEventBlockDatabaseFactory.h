@@ -11,6 +11,7 @@ class TRACEWELL_API WdbEventBlockDatabaseFactory
 public:
     static constexpr int kSingleBucket = 1000;
     static constexpr int kMultipleBucket = 1001;
+    static constexpr int kMultipleBucketBtree = 1002;
 
     static WdbEventBlockDatabaseFactory& getInstance();
 

@@ -4,16 +4,12 @@
 
 namespace Tracewell {
 
-namespace {
-
-/// A lone event of one byte always fits: its image is mostly zeros.
-bool canSplit(const WdbEventBlock& block, const WdbEvent& first)
+bool canSplit(WdbEventBlock& block)
 {
-    return block.size() > 1 || first.getValuelength() > 1;
+    return block.size() > 1 || (*block.getIterator()).getValuelength() > 1;
 }
 
-/// The first half of the events, or of the bytes of a lone event, goes to `first`.
-void split(WdbEventBlock& block, WdbEventBlock& first, WdbEventBlock& second)
+void splitBlock(WdbEventBlock& block, WdbEventBlock& first, WdbEventBlock& second)
 {
     WdbEventBlock::Iterator it = block.getIterator();
     const WdbEvent& event = *it;
@@ -34,24 +30,10 @@ void split(WdbEventBlock& block, WdbEventBlock& first, WdbEventBlock& second)
     }
 }
 
-} // namespace
-
 void compressBlock(WdbEventBlock& block, BlockCompressor& compressor,
                    StoredBlock<EventBlockList::Node::Entry>& out)
 {
-    if (block.isEmpty())
-        return;
-    block.fillHeader();
-    const unsigned int size = block.getMaxEventBlockSize();
-    if (compressor.compress(block.getMemory(), size) || !canSplit(block, *block.getIterator())) {
-        out.add(compressor, {});
-        return;
-    }
-    WdbEventBlock first(size, block.getBaseAddress());
-    WdbEventBlock second(size, block.getBaseAddress());
-    split(block, first, second);
-    compressBlock(first, compressor, out);
-    compressBlock(second, compressor, out);
+    forEachStoredPart(block, compressor, [&](const WdbEventBlock&) { out.add(compressor, {}); });
 }
 
 void compressBlock(WdbStringBlock& block, BlockCompressor& compressor,

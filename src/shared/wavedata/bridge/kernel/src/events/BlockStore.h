@@ -40,6 +40,32 @@ template <class Entry> struct StoredBlock
     std::vector<Entry> m_entries;
 };
 
+/// Whether two blocks can take the place of the block: one event of one byte is as short as it
+/// gets.
+bool canSplit(WdbEventBlock& block);
+/// The first half of the events, or of the bytes of a lone event, goes to `first`.
+void splitBlock(WdbEventBlock& block, WdbEventBlock& first, WdbEventBlock& second);
+
+/// Calls `store(part)` for the blocks as which the block is stored, in order, with the part's
+/// stored form in `compressor`: once for a block whose stored form fits, never for an empty one.
+template <class Store>
+void forEachStoredPart(WdbEventBlock& block, BlockCompressor& compressor, const Store& store)
+{
+    if (block.isEmpty())
+        return;
+    block.fillHeader();
+    const unsigned int size = block.getMaxEventBlockSize();
+    if (compressor.compress(block.getMemory(), size) || !canSplit(block)) {
+        store(block);
+        return;
+    }
+    WdbEventBlock first(size, block.getBaseAddress());
+    WdbEventBlock second(size, block.getBaseAddress());
+    splitBlock(block, first, second);
+    forEachStoredPart(first, compressor, store);
+    forEachStoredPart(second, compressor, store);
+}
+
 /// Appends the block's stored form. Nothing is appended for an empty block.
 void compressBlock(WdbEventBlock& block, BlockCompressor& compressor,
                    StoredBlock<EventBlockList::Node::Entry>& out);

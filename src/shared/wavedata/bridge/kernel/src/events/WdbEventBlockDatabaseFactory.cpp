@@ -1,5 +1,6 @@
 #include "WdbEventBlockDatabaseFactory.h"
 
+#include "WdbMultipleBucketBtreeDatabase.h"
 #include "WdbMultipleBucketEventDatabase.h"
 #include "WdbSingleBucketEventDatabase.h"
 
@@ -19,6 +20,8 @@ WdbIEventBlockDatabase* WdbEventBlockDatabaseFactory::create(int typeId,
         return new WdbSingleBucketEventDatabase(typeId, fileManager);
     case kMultipleBucket:
         return new WdbMultipleBucketEventDatabase(typeId, fileManager);
+    case kMultipleBucketBtree:
+        return new WdbMultipleBucketBtreeDatabase(typeId, fileManager);
     default:
         return nullptr;
     }

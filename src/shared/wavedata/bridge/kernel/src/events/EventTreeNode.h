@@ -1,0 +1,102 @@
+#pragma once
+
+#include "WdbEventBlock.h"
+#include "WdbIBlockManager.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+namespace Tracewell {
+
+/// A node of a bucket's index as it lies in the file. Entry i covers the times from its
+/// predecessor's cumulative length (0 for the first) up to its own, relative to the node's start.
+struct EventTreeNode
+{
+    static constexpr unsigned int kOrder = 100;
+    static constexpr unsigned int kNone = kOrder;
+
+    /// A leaf's children are records, an inner node's are nodes.
+    long long m_children[kOrder] = {};
+    long long m_lengths[kOrder] = {};
+    long long m_largestDiff = 0;
+    /// What changes below each entry, a bit for each address of the bucket.
+    unsigned char m_keys[kOrder][WdbEventBlock::kKeySize] = {};
+    unsigned int m_count = 0;
+    unsigned char m_isLeaf = 1;
+    unsigned char m_padding[3] = {};
+
+    long long getPrecedingLength(unsigned int entry) const
+    {
+        return entry > 0 ? m_lengths[entry - 1] : 0;
+    }
+    long long getTotalLength() const { return m_count > 0 ? m_lengths[m_count - 1] : 0; }
+    bool hasAddress(unsigned int entry, unsigned int offset) const
+    {
+        return (m_keys[entry][offset / 8] >> offset % 8 & 1) != 0;
+    }
+    /// The last entry before `end` that holds the address, or kNone.
+    unsigned int findBackward(unsigned int end, unsigned int offset) const
+    {
+        while (end > 0) {
+            if (hasAddress(--end, offset))
+                return end;
+        }
+        return kNone;
+    }
+    /// The first entry that ends behind `time`, or m_count.
+    unsigned int findTime(long long time) const
+    {
+        return static_cast<unsigned int>(std::upper_bound(m_lengths, m_lengths + m_count, time) -
+                                         m_lengths);
+    }
+};
+
+static_assert(sizeof(EventTreeNode) == 27216 && std::is_trivially_copyable_v<EventTreeNode>);
+static_assert(offsetof(EventTreeNode, m_lengths) == 800 &&
+              offsetof(EventTreeNode, m_largestDiff) == 1600 &&
+              offsetof(EventTreeNode, m_keys) == 1608 &&
+              offsetof(EventTreeNode, m_count) == 27208 &&
+              offsetof(EventTreeNode, m_isLeaf) == 27212);
+
+/// A node on a path from the root, with the entry that the path goes through.
+struct EventTreeStep
+{
+    EventTreeNode m_node;
+    long long m_offset = 0;
+    unsigned int m_cursor = 0;
+
+    long long getChild() const { return m_node.m_children[m_cursor]; }
+};
+
+/// From the root down.
+using EventTreePath = std::vector<EventTreeStep>;
+
+/// What no sound tree exceeds: every node but those on the right edge has 100 entries.
+constexpr std::size_t kMostEventTreeLevels = 10;
+
+/// Reads the node at `offset` behind the path's last one. False, and the path is as it was, when
+/// there is no node that can be true: bytes outside the storage, too many entries, lengths that
+/// decrease, or a path too long.
+bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path);
+
+/// Lengths of time saturate, so that a damaged or endless history stays in order.
+inline long long addLengths(long long a, long long b)
+{
+    long long sum = 0;
+    return __builtin_add_overflow(a, b, &sum) ? (b > 0 ? std::numeric_limits<long long>::max()
+                                                       : std::numeric_limits<long long>::min())
+                                              : sum;
+}
+inline long long subtractTimes(long long later, long long earlier)
+{
+    long long difference = 0;
+    return __builtin_sub_overflow(later, earlier, &difference)
+               ? (earlier < 0 ? std::numeric_limits<long long>::max()
+                              : std::numeric_limits<long long>::min())
+               : difference;
+}
+
+} // namespace Tracewell

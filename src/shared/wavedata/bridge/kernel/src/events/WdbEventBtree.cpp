@@ -1,0 +1,162 @@
+#include "WdbEventBtree.h"
+
+#include "BlockStore.h"
+#include "EventTreeIndex.h"
+
+namespace Tracewell {
+
+namespace {
+
+/// Of the block that a search without an answer stands on.
+constexpr unsigned int kEmptyBlockSize = 100;
+
+} // namespace
+
+WdbIEventSource::~WdbIEventSource() = default;
+WdbIEventSource::Iterator::~Iterator() = default;
+
+WdbEventBtree::WdbEventBtree(WdbIBlockManager& nodes, WdbIBlockManager& data, long long tableEntry,
+                             unsigned int maxBlockSize, long long baseAddress, Access access)
+    : m_nodes(nodes), m_data(data), m_baseAddress(baseAddress), m_maxBlockSize(maxBlockSize),
+      m_access(access), m_block(maxBlockSize, baseAddress)
+{
+    openHeader(tableEntry);
+    if (m_headerOffset != 0)
+        m_index = std::make_unique<EventTreeIndex>(m_nodes, m_data, m_headerOffset, isWriting());
+}
+
+void WdbEventBtree::openHeader(long long tableEntry)
+{
+    m_data.getBlock(tableEntry, reinterpret_cast<char*>(&m_headerOffset), sizeof m_headerOffset);
+    if (m_headerOffset != 0 && m_data.contains(m_headerOffset, sizeof m_header)) {
+        m_data.getBlock(m_headerOffset, reinterpret_cast<char*>(&m_header), sizeof m_header);
+        return;
+    }
+    m_headerOffset = 0;
+    if (!isWriting())
+        return;
+    m_headerOffset = m_data.addBlock(reinterpret_cast<const char*>(&m_header), sizeof m_header);
+    m_data.putBlock(tableEntry, reinterpret_cast<const char*>(&m_headerOffset),
+                    sizeof m_headerOffset);
+}
+
+WdbEventBtree::~WdbEventBtree()
+{
+    try {
+        flush();
+    } catch (...) {
+        // Events that somebody put into the block from outside of the bucket, which saving it has
+        // refused before.
+    }
+}
+
+long long WdbEventBtree::getRoot() const
+{
+    return m_index ? m_index->getRoot() : 0;
+}
+
+void WdbEventBtree::setStartTime(long long time)
+{
+    m_header.m_startTime = time;
+    if (!isWriting())
+        return;
+    m_header.m_root = getRoot();
+    m_data.putBlock(m_headerOffset, reinterpret_cast<const char*>(&m_header), sizeof m_header);
+}
+
+void WdbEventBtree::appendEventBTreeRecord(long long blockOffset, unsigned int size)
+{
+    if (!isWriting() || m_block.isEmpty())
+        return;
+    m_block.fillHeader();
+    WdbEventBTreeRecord record;
+    record.describeBlock(m_block, m_baseAddress);
+    record.setBlockPlace(blockOffset, size);
+    m_index->append(record);
+}
+
+void WdbEventBtree::saveEventBlock()
+{
+    if (!isWriting() || m_block.isEmpty())
+        return;
+    // Shared by all trees, since its state is large.
+    static thread_local BlockCompressor compressor;
+    forEachStoredPart(m_block, compressor, [this](const WdbEventBlock& part) {
+        WdbEventBTreeRecord record;
+        record.describeBlock(part, m_baseAddress);
+        record.setBlockPlace(m_data.addBlock(compressor.data(), compressor.size()),
+                             compressor.size());
+        m_index->append(record);
+    });
+    m_block.clear();
+}
+
+void WdbEventBtree::filterAndSaveBlock()
+{
+    if (!isWriting() || m_block.isEmpty())
+        return;
+    m_block.filterOutRepeatedValue();
+    saveEventBlock();
+}
+
+void WdbEventBtree::flush()
+{
+    filterAndSaveBlock();
+    if (m_index)
+        m_index->flushPending();
+}
+
+bool WdbEventBtree::findRecord(long long address, long long time, WdbEventBTreeRecord& record,
+                               SearchCost& cost) const
+{
+    const long long offset = subtractTimes(address, m_baseAddress);
+    if (!m_index || offset < 0 || offset >= WdbEventBlock::kKeyAddresses)
+        return false;
+    m_index->flushPending();
+    return m_index->find(static_cast<unsigned int>(offset),
+                         subtractTimes(time, m_header.m_startTime), record, cost.m_nodes);
+}
+
+bool WdbEventBtree::findEventBlock(long long address, long long time, WdbEventBlock& block) const
+{
+    WdbEventBTreeRecord record;
+    SearchCost cost;
+    if (!findRecord(address, time, record, cost))
+        return false;
+    block.setBaseAddress(m_baseAddress);
+    block.loadBlock(record.getBlockOffset(), record.getBlockSize(), m_data);
+    return true;
+}
+
+WdbEventBtree::EventBlockIterator WdbEventBtree::getEventBlockIterator(long long time)
+{
+    flush();
+    return EventBlockIterator(m_nodes, m_data, getRoot(), subtractTimes(time, m_header.m_startTime),
+                              0);
+}
+
+std::shared_ptr<WdbIEventSource::Iterator> WdbEventBtree::getValueBlockIterator(long long address,
+                                                                                long long step)
+{
+    filterAndSaveBlock();
+    WdbEventBlock block(m_maxBlockSize, m_baseAddress);
+    if (!findEventBlock(address, step, block))
+        return std::make_shared<ValueIterator>(WdbEventBlock(kEmptyBlockSize, 0), address);
+    return std::make_shared<ValueIterator>(block, address);
+}
+
+WdbEventBtree::ValueIterator::ValueIterator(const WdbEventBlock& block, long long address)
+    : m_block(block), m_index(static_cast<unsigned int>(-1)), m_address(address)
+{}
+
+bool WdbEventBtree::ValueIterator::isEof() const
+{
+    return m_block.isEmpty() || m_index >= m_block.size();
+}
+
+long long WdbEventBtree::ValueIterator::getEndTime() const
+{
+    return addLengths(m_block.getStartTime(), m_block.getTimeLength());
+}
+
+} // namespace Tracewell
