@@ -17,12 +17,24 @@ public:
     /// False once too much was read.
     bool take(const WdbIBlockManager& manager, unsigned long long bytes)
     {
-        return manager.contains(0, (m_bytesRead.fetch_add(bytes) + bytes) / 2);
+        return take(m_bytesRead, manager, bytes);
+    }
+    /// The same for what is read when walks begin, which must not use up what the walks need.
+    bool takeAtBegin(const WdbIBlockManager& manager, unsigned long long bytes)
+    {
+        return take(m_bytesReadAtBegin, manager, bytes);
     }
 
 private:
-    /// Walks of one scan run on several threads.
+    static bool take(std::atomic<unsigned long long>& taken, const WdbIBlockManager& manager,
+                     unsigned long long bytes)
+    {
+        return manager.contains(0, (taken.fetch_add(bytes) + bytes) / 2);
+    }
+
+    // Walks of one scan run on several threads.
     std::atomic<unsigned long long> m_bytesRead{0};
+    std::atomic<unsigned long long> m_bytesReadAtBegin{0};
 };
 
 /// Walks the blocks of one list. Needs the block manager and not the list.
@@ -35,9 +47,10 @@ public:
     WdbEventBlockListIterator(WdbIBlockManager& manager, EventBlockList& list,
                               std::shared_ptr<BlockWalkBudget> budget)
         : m_iterator(list.begin()), m_blockManager(&manager), m_baseAddress(list.getBaseAddress()),
-          m_budget(std::move(budget))
+          m_budget(std::move(budget)), m_nodesTaken(m_iterator.getNodesRead())
     {
-        takeNodes();
+        m_isOverlong =
+            !m_budget->takeAtBegin(*m_blockManager, m_nodesTaken * sizeof(EventBlockList::Node));
     }
 
     bool isEof() const override { return m_isOverlong || m_iterator.isEof(); }
@@ -82,7 +95,7 @@ private:
     WdbIBlockManager* m_blockManager;
     long long m_baseAddress;
     std::shared_ptr<BlockWalkBudget> m_budget;
-    unsigned long long m_nodesTaken = 0;
+    unsigned long long m_nodesTaken;
     bool m_isBlockTaken = false;
     bool m_isOverlong = false;
 };
