@@ -10,6 +10,7 @@ target_sources(tracewell_cli PRIVATE
   recording/TextLookup.cpp
   recording/TextStore.cpp
   recording/ValueReplay.cpp
+  recording/VcdRun.cpp
   vcd/VcdCodes.cpp
   vcd/VcdDeclarations.cpp
   vcd/VcdInput.cpp

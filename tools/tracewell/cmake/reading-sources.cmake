@@ -26,6 +26,7 @@ target_sources(tracewell_cli PRIVATE
   wave/FileKind.cpp
   wave/NearestNames.cpp
   wave/SignalCursor.cpp
+  wave/SignalNames.cpp
   wave/SignalSelection.cpp
   wave/SignalValues.cpp
   wave/ValueRows.cpp

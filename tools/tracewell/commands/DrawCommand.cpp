@@ -60,21 +60,6 @@ std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, 
     return signals;
 }
 
-/// Fills the picture's lanes; `waveWidth` is how many places a lane has.
-void fillLanes(Picture& picture, const SignalValues& values, long long latestTime,
-               unsigned int waveWidth, unsigned int shortestText, Radix radix)
-{
-    const ValueText valueText([&](long long id) { return values.lookUp(id); }, radix);
-    const long long places = std::max(1u, waveWidth);
-    // Not the other way round: the product of span and pixels may be too large.
-    picture.window.resolution = (picture.window.to - picture.window.from) / places;
-    const long long shortest = picture.window.resolution * shortestText;
-    for (std::size_t i = 0; i < values.signals().size(); ++i) {
-        picture.lanes.push_back(
-            makeLane(values, i, picture.window, latestTime, shortest, valueText));
-    }
-}
-
 void writeFile(const Options& options, const std::string& svg)
 {
     checkOutput(options.file, options.output, OutputKind::Any);

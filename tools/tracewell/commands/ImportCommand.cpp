@@ -3,15 +3,11 @@
 #include "files/Interrupt.h"
 #include "files/UnfinishedFile.h"
 #include "files/WatchedProcess.h"
-#include "names/DataLayout.h"
 #include "names/DeclarationText.h"
-#include "recording/SignalRecorder.h"
 #include "recording/SnapshotDirectory.h"
+#include "recording/VcdRun.h"
 #include "text/ProgressBar.h"
 #include "text/Terminal.h"
-#include "vcd/VcdDeclarations.h"
-#include "vcd/VcdInput.h"
-#include "vcd/VcdReader.h"
 
 #include "WdbStandAloneWriter.h"
 
@@ -33,9 +29,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Tracewell::IWdbWriter;
 using Tracewell::WdbStandAloneWriter;
-
-/// Decimals of a time beyond which no 64-bit count has room.
-constexpr int kMostFractionDigits = 18;
 
 constexpr unsigned int kSmallestDivision = 8;
 /// An open bucket takes about 16 KB in the writer, so these bound its memory.
@@ -100,8 +93,6 @@ private:
     std::optional<int> attempt(int fractionDigits);
     void open(OpenWriter& writer, const Declarations& declarations, const DataLayout& layout,
               const VcdInput& input);
-    std::optional<int> readChanges(VcdReader& reader, SignalRecorder& recorder,
-                                   const VcdInput& input, int fractionDigits);
     void whileReading(OpenWriter& writer, ProgressBar& bar, const VcdInput& input);
     void summarize(const VcdInput& input, const SignalRecorder& recorder,
                    const Declarations& declarations) const;
@@ -125,40 +116,24 @@ void Import::run()
 
 std::optional<int> Import::attempt(int fractionDigits)
 {
-    VcdInput input(m_options.input);
     std::optional<ProgressBar> bar("importing");
     OpenWriter writer;
     m_isOpen = false;
-    input.setReadHook([&] { whileReading(writer, *bar, input); });
-
-    Declarations declarations = readDeclarations(input);
-    if (fractionDigits > 0) {
-        declarations.timescale.exponent -= fractionDigits;
-        declarations.timescale.stated = true;
-    }
-    const DataLayout layout(declarations);
-    if (layout.totalSize() > kLargestMemory) {
-        input.fail(fmt::format(
-            "the values of all variables take {} MB; at most {} can be kept: dump fewer",
-            layout.totalSize() >> 20, kLargestMemory >> 20));
-    }
-    SignalRecorder recorder(declarations, layout, *writer);
-    open(writer, declarations, layout, input);
-
-    VcdReader reader(input, declarations.objects, fractionDigits);
-    const std::optional<int> needed = readChanges(reader, recorder, input, fractionDigits);
-    if (needed) {
+    VcdRun vcd(m_options.input, *writer, SignalRecorder::Texts::Kept, fractionDigits,
+               [&](const VcdInput& input) { whileReading(writer, *bar, input); });
+    open(writer, vcd.declarations(), vcd.layout(), vcd.input());
+    if (const std::optional<int> needed = vcd.play(true)) {
         return needed;
     }
     writer->close();
     bar.reset();
-    if (reader.isCutOff()) {
+    if (vcd.isCutOff()) {
         std::cerr << fmt::format("tracewell: {}: line {}: the file is cut off inside a value "
                                  "change; everything before it was kept\n",
-                                 input.name(), input.line());
+                                 vcd.input().name(), vcd.input().line());
     }
     if (isTerminal(StandardStream::Error)) {
-        summarize(input, recorder, declarations);
+        summarize(vcd.input(), vcd.recorder(), vcd.declarations());
     }
     return std::nullopt;
 }
@@ -182,34 +157,6 @@ void Import::open(OpenWriter& writer, const Declarations& declarations, const Da
     m_directory.remove();
     m_isOpen = true;
     m_nextSync = Clock::now();
-}
-
-std::optional<int> Import::readChanges(VcdReader& reader, SignalRecorder& recorder,
-                                       const VcdInput& input, int fractionDigits)
-{
-    VcdChange change;
-    while (reader.next(change)) {
-        const std::string complaint = recorder.apply(change);
-        if (!complaint.empty()) {
-            reader.refuse(complaint);
-        }
-        if (reader.neededFractionDigits() <= fractionDigits) {
-            continue;
-        }
-        if (!input.isRepeatable()) {
-            reader.refuse("a time with a fraction: the timescale must become finer, so the input "
-                          "must be read twice; give it as a file");
-        }
-        while (reader.next(change)) {
-        }
-        if (reader.neededFractionDigits() > kMostFractionDigits) {
-            throw CommandError(
-                fmt::format("{}: times with {} decimals; at most {} can be kept, so round them",
-                            input.name(), reader.neededFractionDigits(), kMostFractionDigits));
-        }
-        return reader.neededFractionDigits();
-    }
-    return std::nullopt;
 }
 
 void Import::whileReading(OpenWriter& writer, ProgressBar& bar, const VcdInput& input)

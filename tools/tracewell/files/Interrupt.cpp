@@ -70,9 +70,14 @@ void InterruptGuard::leaveToParent()
     }
 }
 
+bool InterruptGuard::isInterrupted() const
+{
+    return *s_interrupted != 0;
+}
+
 void InterruptGuard::check() const
 {
-    if (*s_interrupted != 0) {
+    if (isInterrupted()) {
         throw CommandError(
             "interrupted; the unfinished output was removed; start again for a whole one");
     }

@@ -16,6 +16,8 @@ public:
     /// In a child process: signals are left to the parent, whose guard check() here asks as well.
     static void leaveToParent();
 
+    /// Whether one of the signals came.
+    bool isInterrupted() const;
     /// \throws CommandError after one of the signals.
     void check() const;
 };

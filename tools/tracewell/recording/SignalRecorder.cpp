@@ -41,6 +41,12 @@ void fillUnknown(ObjectClass objectClass, unsigned int width, unsigned char* val
     }
 }
 
+void traceNothing(long long, unsigned int, unsigned int, unsigned char*, unsigned char*) {}
+
+void traceNoBits(long long, unsigned int, unsigned int, unsigned char*, unsigned char*,
+                 unsigned int, unsigned int)
+{}
+
 std::string badLetters(std::string_view text)
 {
     return fmt::format(
@@ -51,9 +57,10 @@ std::string badLetters(std::string_view text)
 } // namespace
 
 SignalRecorder::SignalRecorder(const Declarations& declarations, const DataLayout& layout,
-                               Tracewell::IWdbWriter& writer)
-    : m_layout(layout), m_writer(writer), m_texts(writer), m_trace(writer.getTraceVhdlFunc()),
-      m_traceVector(writer.getTraceVlogFunc()), m_memory(layout.totalSize())
+                               Tracewell::IWdbWriter& writer, Texts texts)
+    : m_layout(layout), m_writer(writer), m_texts(writer), m_keepsTexts(texts == Texts::Kept),
+      m_trace(writer.getTraceVhdlFunc()), m_traceVector(writer.getTraceVlogFunc()),
+      m_memory(layout.totalSize())
 {
     m_states.reserve(declarations.objects.size());
     std::size_t largest = sizeof(double);
@@ -89,6 +96,26 @@ std::string SignalRecorder::apply(const VcdChange& change)
     return {};
 }
 
+void SignalRecorder::setMuted(bool muted)
+{
+    m_isMuted = muted;
+    m_trace = muted ? &traceNothing : m_writer.getTraceVhdlFunc();
+    m_traceVector = muted ? &traceNoBits : m_writer.getTraceVlogFunc();
+}
+
+void SignalRecorder::restate()
+{
+    for (const State& state : m_states) {
+        if (!state.hasValue || state.objectClass == ObjectClass::Event) {
+            continue;
+        }
+        unsigned char* place = m_memory.at(state.address);
+        const long long bytes = DataLayout::sizeOf({{}, state.objectClass, state.width});
+        m_trace(m_time, 0, static_cast<unsigned int>(bytes), place, place);
+    }
+    m_writer.markCurrentTime(m_time);
+}
+
 void SignalRecorder::setTime(long long time)
 {
     if (!m_hasTime) {
@@ -96,7 +123,9 @@ void SignalRecorder::setTime(long long time)
         m_hasTime = true;
     }
     m_time = time;
-    m_writer.markCurrentTime(time);
+    if (!m_isMuted) {
+        m_writer.markCurrentTime(time);
+    }
 }
 
 void SignalRecorder::setLetter(std::uint32_t object, std::uint8_t code)
@@ -301,6 +330,9 @@ void SignalRecorder::storeBeside(std::uint32_t object, char kind, std::string_vi
 
 void SignalRecorder::storeOverride(std::uint32_t object, const TextReference& reference)
 {
+    if (!m_keepsTexts) {
+        return;
+    }
     const long long address = m_layout.overrideOf(object);
     unsigned char bytes[sizeof reference];
     std::memcpy(bytes, &reference, sizeof reference);

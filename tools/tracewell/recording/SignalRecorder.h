@@ -18,13 +18,23 @@ namespace tracewell {
 class SignalRecorder
 {
 public:
+    /// Whether the writer keeps texts. Without them a value that its plain form cannot hold has
+    /// that form alone, and a string shows when it changes, but not to what.
+    enum class Texts { Kept, Lost };
+
     /// Keeps a reference to the layout. Tells the writer where the data memory lies and how large
     /// it is, so it comes before the writer's open.
     SignalRecorder(const Declarations& declarations, const DataLayout& layout,
-                   Tracewell::IWdbWriter& writer);
+                   Tracewell::IWdbWriter& writer, Texts texts);
 
     /// Takes one step. An empty answer is success; otherwise it says what is wrong with the value.
     std::string apply(const VcdChange& change);
+
+    /// While muted, values are kept up to date in the data memory, and nothing is traced.
+    void setMuted(bool muted);
+    /// Traces all values that there are once more, at the present time; for someone who has missed
+    /// changes. Events do not fire again.
+    void restate();
 
     /// Values that were traced.
     unsigned long long changes() const { return m_changes; }
@@ -61,6 +71,7 @@ private:
     const DataLayout& m_layout;
     Tracewell::IWdbWriter& m_writer;
     TextStore m_texts;
+    bool m_keepsTexts;
     Tracewell::IWdbWriter::TraceVhdlFunc m_trace;
     Tracewell::IWdbWriter::TraceVlogFunc m_traceVector;
     DataMemory m_memory;
@@ -69,6 +80,7 @@ private:
     long long m_time = 0;
     long long m_firstTime = 0;
     bool m_hasTime = false;
+    bool m_isMuted = false;
     unsigned long long m_changes = 0;
 };
 

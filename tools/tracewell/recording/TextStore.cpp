@@ -46,6 +46,11 @@ TextReference TextStore::store(std::string_view text)
     while (!text.empty()) {
         m_piece = text.substr(0, length);
         const long long id = m_writer.addString(m_piece);
+        if (id == 0) {
+            reference.firstId = ++m_untold;
+            reference.pieces = 1;
+            return reference;
+        }
         if (id < 0 && length > kNoisePiece) {
             length = kNoisePiece;
             continue;

@@ -19,6 +19,8 @@ public:
     explicit TextStore(Tracewell::IWdbWriter& writer) : m_writer(writer) {}
 
     /// `kind` is the letter in front of the text in a value change.
+    /// A writer that keeps no texts gives them no ids; each text gets a reference of its own that
+    /// leads nowhere then.
     /// \throws CommandError when the map is full.
     TextReference refer(char kind, std::string_view text);
 
@@ -30,6 +32,7 @@ private:
     std::unordered_map<std::string, TextReference> m_known;
     std::size_t m_knownBytes = 0;
     std::string m_piece;
+    std::uint32_t m_untold = 0;
 };
 
 } // namespace tracewell

@@ -15,6 +15,20 @@
 
 namespace tracewell {
 
+namespace {
+
+/// All 0 where there is no terminal.
+winsize outputSize()
+{
+    winsize size{};
+    if (!isTerminal(StandardStream::Output) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) {
+        size = {};
+    }
+    return size;
+}
+
+} // namespace
+
 bool isTerminal(StandardStream stream)
 {
     return isatty(static_cast<int>(stream)) == 1;
@@ -22,12 +36,14 @@ bool isTerminal(StandardStream stream)
 
 unsigned int terminalColumns(unsigned int fallback)
 {
-    winsize size{};
-    if (isTerminal(StandardStream::Output) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 &&
-        size.ws_col > 0) {
-        return size.ws_col;
-    }
-    return fallback;
+    const winsize size = outputSize();
+    return size.ws_col > 0 ? size.ws_col : fallback;
+}
+
+unsigned int terminalRows(unsigned int fallback)
+{
+    const winsize size = outputSize();
+    return size.ws_row > 0 ? size.ws_row : fallback;
 }
 
 std::string makePrivateDirectory()

@@ -12,6 +12,9 @@ bool isTerminal(StandardStream stream);
 /// Columns of the terminal behind the standard output; `fallback` when there is none.
 unsigned int terminalColumns(unsigned int fallback);
 
+/// Rows of it.
+unsigned int terminalRows(unsigned int fallback);
+
 /// Makes a new directory for this process alone in the place for temporary files.
 /// \throws CommandError
 std::string makePrivateDirectory();

@@ -204,8 +204,12 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
     switch (signal.form) {
     case Signal::Form::Real:
         return fmt::format("{}", readAs<double>(state.plain, 0));
-    case Signal::Form::String:
-        return quoted(textOf(readAs<TextReference>(state.plain, 0)));
+    case Signal::Form::String: {
+        const auto reference = readAs<TextReference>(state.plain, 0);
+        const std::string text = textOf(reference);
+        // A piece is never empty; this text is not in the file.
+        return text.empty() && reference.pieces > 0 ? std::string("?") : quoted(text);
+    }
     case Signal::Form::Event:
         return state.firings == 0   ? std::string()
                : state.firings == 1 ? "!"

@@ -20,8 +20,8 @@ constexpr std::string_view kDenseMark = "~~~~";
 /// Letters are lower case: x z of four states, u w l h - of nine. In octal and hexadecimal a digit
 /// whose bits share one letter is that letter; a capital X or Z is a digit in which only some bits
 /// are x (or another letter without a level) or z. Reals are the shortest text that reads back as
-/// the same number, strings stand in double quotes, an event is "!" where it fired, with "x3"
-/// behind it when it fired three times at once.
+/// the same number, strings stand in double quotes, or as ? when their text is not in the file, an
+/// event is "!" where it fired, with "x3" behind it when it fired three times at once.
 class ValueText
 {
 public:

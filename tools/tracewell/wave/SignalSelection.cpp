@@ -37,7 +37,7 @@ Signal::Form formOf(ObjectClass objectClass)
     return Signal::Form::Event;
 }
 
-Signal makeSignal(const WaveFile& file, std::size_t index)
+Signal makeSignal(const SignalNames& file, std::size_t index)
 {
     const Declarations& declarations = file.declarations();
     const Variable& variable = declarations.variables[index];
@@ -70,7 +70,7 @@ std::optional<long long> parseNumber(std::string_view text)
     return value;
 }
 
-Signal parseByteRun(const WaveFile& file, const std::string& argument)
+Signal parseByteRun(const SignalNames& file, const std::string& argument)
 {
     const std::size_t colon = argument.find(':');
     const std::optional<long long> address = parseNumber(
@@ -98,7 +98,7 @@ Signal parseByteRun(const WaveFile& file, const std::string& argument)
 class NameIndex
 {
 public:
-    NameIndex(const WaveFile& file, const std::vector<Signal>& signals) : m_signals(signals)
+    NameIndex(const SignalNames& file, const std::vector<Signal>& signals) : m_signals(signals)
     {
         const Declarations& declarations = file.declarations();
         for (std::size_t i = 0; i < signals.size(); ++i) {
@@ -162,7 +162,7 @@ private:
     std::unordered_map<std::string, std::vector<std::size_t>> m_variables;
 };
 
-[[noreturn]] void failToFind(const WaveFile& file, const std::vector<Signal>& signals,
+[[noreturn]] void failToFind(const SignalNames& file, const std::vector<Signal>& signals,
                              const std::string& argument)
 {
     std::string remedy = fmt::format("list them with `tracewell signals {}`", file.path());
@@ -199,7 +199,7 @@ bool matchesGlob(std::string_view pattern, std::string_view text)
     return pattern.find_first_not_of('*', p) == std::string_view::npos;
 }
 
-std::vector<Signal> allSignals(const WaveFile& file)
+std::vector<Signal> allSignals(const SignalNames& file)
 {
     std::vector<Signal> signals;
     std::unordered_map<std::string, unsigned int> seen;
@@ -214,7 +214,8 @@ std::vector<Signal> allSignals(const WaveFile& file)
     return signals;
 }
 
-std::vector<Signal> selectSignals(const WaveFile& file, const std::vector<std::string>& arguments)
+std::vector<Signal> selectSignals(const SignalNames& file,
+                                  const std::vector<std::string>& arguments)
 {
     const std::vector<Signal> signals = allSignals(file);
     const NameIndex index(file, signals);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "wave/Signal.h"
-#include "wave/WaveFile.h"
+#include "wave/SignalNames.h"
 
 #include <string>
 #include <string_view>
@@ -14,7 +14,7 @@ namespace tracewell {
 bool matchesGlob(std::string_view pattern, std::string_view text);
 
 /// All variables of the recording, in the order of declaration.
-std::vector<Signal> allSignals(const WaveFile& file);
+std::vector<Signal> allSignals(const SignalNames& file);
 
 /// The signals that the arguments name, each once, in the order of the arguments. An argument is
 /// - a full name ("top.dut.data[7:0]"), also without its range and with a leading ".";
@@ -22,6 +22,7 @@ std::vector<Signal> allSignals(const WaveFile& file);
 /// - a pattern of matchesGlob, when no name is just like it;
 /// - "@ADDRESS" or "@ADDRESS:BYTES": a run of bytes, for recordings without names too.
 /// \throws CommandError when an argument fits nothing; it names the nearest names.
-std::vector<Signal> selectSignals(const WaveFile& file, const std::vector<std::string>& arguments);
+std::vector<Signal> selectSignals(const SignalNames& file,
+                                  const std::vector<std::string>& arguments);
 
 } // namespace tracewell

@@ -5,6 +5,7 @@
 
 #include "IGuiStatus.h"
 #include "WdbAddressBTreeManager.h"
+#include "WdbLiveReader.h"
 
 #include <fmt/format.h>
 
@@ -36,18 +37,30 @@ private:
     ProgressBar m_bar{"reading"};
 };
 
+/// Overrides are rare and lie in buckets of their own. Eight trees are only worth making where
+/// something was recorded.
+bool mayHaveOverride(WaveFile& file, const Signal& signal)
+{
+    return signal.overrideAddress >= 0 && signal.form != Signal::Form::Bytes &&
+           !file.database()
+                .getEventBlockDatabaseIterator(std::vector<long long>{signal.overrideAddress})
+                .empty();
+}
+
 } // namespace
 
 SignalValues::SignalValues(WaveFile& file, std::vector<Signal> signals)
-    : m_file(file), m_signals(std::move(signals)), m_trees(m_signals.size())
+    : m_reader(file.reader()), m_signals(std::move(signals)), m_trees(m_signals.size())
 {
-    requireSensibleSize();
-    Tracewell::WdbAddressBTreeManager& manager = m_file.reader().getBTreeManager();
+    std::error_code error;
+    const std::uintmax_t fileSize = std::filesystem::file_size(file.path(), error);
+    requireSensibleSize(file.path(), error ? 0 : fileSize);
+    Tracewell::WdbAddressBTreeManager& manager = m_reader.getBTreeManager();
     std::vector<Tracewell::WdbScalarBTree*> toScan;
     for (std::size_t i = 0; i < m_signals.size(); ++i) {
         const Signal& signal = m_signals[i];
         manager.getOrCreateByteBTrees(signal.address, signal.size, m_trees[i], toScan);
-        if (mayHaveOverride(signal)) {
+        if (mayHaveOverride(file, signal)) {
             manager.getOrCreateByteBTrees(signal.overrideAddress, sizeof(TextReference), m_trees[i],
                                           toScan);
         }
@@ -56,36 +69,34 @@ SignalValues::SignalValues(WaveFile& file, std::vector<Signal> signals)
     manager.scanWdbDatabaseMultiThread(toScan, &progress);
 }
 
-SignalCursor SignalValues::cursor(std::size_t signal, const TimeWindow& window) const
+SignalValues::SignalValues(Tracewell::WdbLiveReader& reader, const SignalNames& names,
+                           std::vector<Signal> signals)
+    : m_reader(reader), m_signals(std::move(signals)), m_trees(m_signals.size())
 {
-    return SignalCursor(m_signals[signal], m_trees[signal], window, m_file.latestTime());
+    requireSensibleSize(names.path(), 0);
+    for (std::size_t i = 0; i < m_signals.size(); ++i) {
+        reader.openByteTrees(m_signals[i].address, m_signals[i].size, m_trees[i]);
+    }
 }
 
-void SignalValues::requireSensibleSize() const
+SignalCursor SignalValues::cursor(std::size_t signal, const TimeWindow& window) const
 {
-    std::error_code error;
-    const std::uintmax_t fileSize = std::filesystem::file_size(m_file.path(), error);
-    unsigned long long left = kTreesAlwaysAllowed + (error ? 0 : fileSize * kTreesForEachFileByte);
+    return SignalCursor(m_signals[signal], m_trees[signal], window, m_reader.getLatestTime());
+}
+
+void SignalValues::requireSensibleSize(const std::string& path, unsigned long long fileSize) const
+{
+    unsigned long long left = kTreesAlwaysAllowed + fileSize * kTreesForEachFileByte;
     for (const Signal& signal : m_signals) {
         const auto size = static_cast<unsigned long long>(signal.size);
         if (size > left) {
             throw CommandError(fmt::format("{}: {} takes {} bytes, more than a file of this size "
                                            "can tell; ask for fewer signals, or try `tracewell "
                                            "verify` on it",
-                                           m_file.path(), signal.label, signal.size));
+                                           path, signal.label, signal.size));
         }
         left -= size;
     }
-}
-
-/// Overrides are rare and lie in buckets of their own. Eight trees are only worth making where
-/// something was recorded.
-bool SignalValues::mayHaveOverride(const Signal& signal) const
-{
-    return signal.overrideAddress >= 0 && signal.form != Signal::Form::Bytes &&
-           !m_file.database()
-                .getEventBlockDatabaseIterator(std::vector<long long>{signal.overrideAddress})
-                .empty();
 }
 
 } // namespace tracewell

@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+namespace Tracewell {
+class WdbLiveReader;
+}
+
 namespace tracewell {
 
 /// The histories of some signals: their trees, filled by one scan of the recording. Afterwards
@@ -17,6 +21,10 @@ public:
     /// `file` must outlive it.
     /// \throws CommandError when the signals are larger than anything that the file can hold.
     SignalValues(WaveFile& file, std::vector<Signal> signals);
+    /// Of a recording that is on its way: its reader keeps the trees up to date. Whoever uses them
+    /// holds the reader's read-write mutex.
+    SignalValues(Tracewell::WdbLiveReader& reader, const SignalNames& names,
+                 std::vector<Signal> signals);
 
     const std::vector<Signal>& signals() const { return m_signals; }
     SignalCursor cursor(std::size_t signal, const TimeWindow& window) const;
@@ -26,13 +34,12 @@ public:
         return m_trees[signal];
     }
     /// A text of the recording's string map.
-    std::string lookUp(long long id) const { return m_file.reader().getStringMapValue(id); }
+    std::string lookUp(long long id) const { return m_reader.getStringMapValue(id); }
 
 private:
-    void requireSensibleSize() const;
-    bool mayHaveOverride(const Signal& signal) const;
+    void requireSensibleSize(const std::string& path, unsigned long long fileSize) const;
 
-    WaveFile& m_file;
+    Tracewell::WdbIEventReader& m_reader;
     std::vector<Signal> m_signals;
     std::vector<std::vector<Tracewell::WdbScalarBTree*>> m_trees;
 };

@@ -1,0 +1,78 @@
+#include "recording/VcdRun.h"
+
+#include "CommandError.h"
+#include "vcd/VcdDeclarations.h"
+
+#include <fmt/format.h>
+
+namespace tracewell {
+
+namespace {
+
+/// Decimals of a time beyond which no 64-bit count has room.
+constexpr int kMostFractionDigits = 18;
+
+} // namespace
+
+VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Texts texts,
+               int fractionDigits, const ReadHook& onRead)
+    : m_input(path), m_fractionDigits(fractionDigits)
+{
+    m_input.setReadHook([this, onRead] { onRead(m_input); });
+    m_declarations = readDeclarations(m_input);
+    if (fractionDigits > 0) {
+        m_declarations.timescale.exponent -= fractionDigits;
+        m_declarations.timescale.stated = true;
+    }
+    m_layout = std::make_unique<DataLayout>(m_declarations);
+    if (m_layout->totalSize() > kLargestMemory) {
+        m_input.fail(
+            fmt::format("the values of all variables take {} MB; at most {} can be kept: dump "
+                        "fewer",
+                        m_layout->totalSize() >> 20, kLargestMemory >> 20));
+    }
+    m_recorder = std::make_unique<SignalRecorder>(m_declarations, *m_layout, writer, texts);
+    m_reader = std::make_unique<VcdReader>(m_input, m_declarations.objects, fractionDigits);
+}
+
+std::optional<int> VcdRun::play(bool canBeginAnew, const TimeHook& beforeTime)
+{
+    VcdChange change;
+    while (m_reader->next(change)) {
+        if (m_reader->neededFractionDigits() > m_fractionDigits) {
+            if (!canBeginAnew) {
+                m_reader->refuse("a time with a fraction, and the timescale cannot become finer on "
+                                 "the way; import the VCD, export it, and take the export");
+            }
+            if (!m_input.isRepeatable()) {
+                m_reader->refuse("a time with a fraction: the timescale must become finer, so the "
+                                 "input must be read twice; give it as a file");
+            }
+            return findFractionDigits();
+        }
+        if (beforeTime && change.kind == VcdChange::Kind::Time) {
+            beforeTime(change.time);
+        }
+        const std::string complaint = m_recorder->apply(change);
+        if (!complaint.empty()) {
+            m_reader->refuse(complaint);
+        }
+    }
+    return std::nullopt;
+}
+
+int VcdRun::findFractionDigits()
+{
+    VcdChange change;
+    while (m_reader->next(change)) {
+    }
+    const int needed = m_reader->neededFractionDigits();
+    if (needed > kMostFractionDigits) {
+        throw CommandError(
+            fmt::format("{}: times with {} decimals; at most {} can be kept, so round them",
+                        m_input.name(), needed, kMostFractionDigits));
+    }
+    return needed;
+}
+
+} // namespace tracewell

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "names/DataLayout.h"
+#include "names/Declarations.h"
+#include "recording/SignalRecorder.h"
+#include "vcd/VcdInput.h"
+#include "vcd/VcdReader.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tracewell {
+
+/// A simulation that runs by a VCD: reads the declarations, then hands the changes to a writer.
+class VcdRun
+{
+public:
+    using ReadHook = std::function<void(const VcdInput&)>;
+    using TimeHook = std::function<void(long long time)>;
+
+    /// Reads the declarations; open the writer afterwards. `onRead` is called before every read and
+    /// several times a second while a pipe is silent. Times have `fractionDigits` decimals more
+    /// than the input's timescale says.
+    /// \throws CommandError
+    VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Texts texts,
+           int fractionDigits, const ReadHook& onRead);
+    VcdRun(const VcdRun&) = delete;
+    VcdRun& operator=(const VcdRun&) = delete;
+
+    /// Plays all changes, each time step behind a call of `beforeTime`, if there is one. Answers
+    /// the decimals of the input's times when there are more than were expected; what was recorded
+    /// is worthless then, and a new run must begin. Where `canBeginAnew` is false, or the input
+    /// cannot be read again, such a time is an error.
+    std::optional<int> play(bool canBeginAnew, const TimeHook& beforeTime = {});
+
+    const VcdInput& input() const { return m_input; }
+    const Declarations& declarations() const { return m_declarations; }
+    const DataLayout& layout() const { return *m_layout; }
+    SignalRecorder& recorder() { return *m_recorder; }
+    const SignalRecorder& recorder() const { return *m_recorder; }
+    /// The input ended inside of a value change.
+    bool isCutOff() const { return m_reader->isCutOff(); }
+
+private:
+    int findFractionDigits();
+
+    VcdInput m_input;
+    int m_fractionDigits;
+    Declarations m_declarations;
+    std::unique_ptr<DataLayout> m_layout;
+    std::unique_ptr<SignalRecorder> m_recorder;
+    std::unique_ptr<VcdReader> m_reader;
+};
+
+} // namespace tracewell

@@ -1,0 +1,34 @@
+#include "wave/SignalNames.h"
+
+#include "CommandError.h"
+#include "names/DeclarationText.h"
+#include "wave/NameSection.h"
+
+#include <fmt/format.h>
+
+namespace tracewell {
+
+void SignalNames::read(std::string_view text)
+{
+    m_declarations = {};
+    m_layout.reset();
+    m_timeText = TimeText();
+    if (text.empty()) {
+        m_whyNoNames = "it holds no name table";
+        return;
+    }
+    if (!isNameTable(text)) {
+        m_whyNoNames = "its name table is in a form of another program";
+        return;
+    }
+    try {
+        m_declarations = parseDeclarations(text);
+    } catch (const CommandError& e) {
+        m_whyNoNames = fmt::format("its name table is damaged ({})", e.what());
+        return;
+    }
+    m_layout = std::make_unique<DataLayout>(m_declarations);
+    m_timeText = TimeText(m_declarations.timescale);
+}
+
+} // namespace tracewell
