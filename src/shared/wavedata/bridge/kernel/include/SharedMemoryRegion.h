@@ -33,6 +33,8 @@ public:
     /// Whether a running process has created such a region, so that it could be opened. Prints
     /// nothing: for those who wait for a simulation to start.
     static bool isOffered(unsigned int nominalSize, const std::string& path, int channel);
+    /// Whether one has and another process has opened it, so that it would be refused.
+    static bool isTaken(unsigned int nominalSize, const std::string& path, int channel);
 
     char* base() const;
     /// For an opener: maps the region that the name stands for now, if it is another one than the

@@ -76,6 +76,8 @@ public:
     /// Whether a running simulation offers the channel now, so that createReader would find it. For
     /// those who wait for one to start; prints nothing.
     static bool isOffered(const std::string& snapshot, int channel);
+    /// Whether one does and a viewer follows it, so that createReader would be refused.
+    static bool isTaken(const std::string& snapshot, int channel);
     /// Follow this snapshot, wherever the data file lies. For the time before createReader.
     void setSnapshot(const std::string& snapshot) { m_snapshot = snapshot; }
     /// Whether a channel was found.
@@ -86,6 +88,9 @@ public:
     /// Whether all that was sent so far is stored. Once the simulation has gone and this is true,
     /// nothing can come any more before relaunchAfterRestart.
     bool isDrained() const;
+    /// Bytes that have come through the channel: those that are stored, and those that were sent,
+    /// both counted from createReader. What is sent now is stored when `stored` has come to `sent`.
+    void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
     /// Events stored since createReader or relaunchAfterRestart.
     unsigned long long getEventCount() const;
     /// Append to `trees` the trees of `count` bytes from `start` on, or of the bits, with all that

@@ -31,6 +31,11 @@ public:
     {
         return SharedMemoryRegion::isOffered(kRingSize, path, channel);
     }
+    /// Whether one has, and a running consumer has opened it.
+    static bool isTaken(const std::string& path, int channel)
+    {
+        return SharedMemoryRegion::isTaken(kRingSize, path, channel);
+    }
     WdbSharedMemMgr(const WdbSharedMemMgr&) = delete;
     WdbSharedMemMgr& operator=(const WdbSharedMemMgr&) = delete;
     ~WdbSharedMemMgr();
@@ -76,6 +81,9 @@ public:
     /// The consumer's: whether the ring is empty and the thread that called getPackets is done with
     /// what it got, since it has called again or was told to stop.
     bool isDrained() const;
+    /// The consumer's: bytes that have come through the ring in all. `stored` were taken, and the
+    /// thread that called getPackets is done with them; `sent` counts what lies in the ring too.
+    void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
 
 private:
     class Pace;
@@ -93,6 +101,9 @@ private:
     std::unique_ptr<Pace> m_pace;
     /// A batch was handed out and getPackets not called since.
     std::atomic<bool> m_isBatchOut{false};
+    /// Bytes of all batches and of the latest one; guarded by m_ringMutex.
+    unsigned long long m_bytesTaken = 0;
+    unsigned int m_batchSize = 0;
     std::function<bool()> m_waitHook;
 };
 

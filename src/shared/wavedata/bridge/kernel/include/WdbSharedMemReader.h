@@ -63,6 +63,7 @@ public:
     bool isPeerPresent() const;
     /// Whether all that was sent so far is stored.
     bool isDrained() const;
+    void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
     /// Events stored since the last start.
     unsigned long long getEventCount() const { return m_eventCount; }
 

@@ -39,6 +39,11 @@ bool SharedMemoryRegion::isOffered(unsigned int nominalSize, const std::string& 
     return SharedRegion::isOffered(makeName(makeAbsolute(path), channel), sizeOf(nominalSize));
 }
 
+bool SharedMemoryRegion::isTaken(unsigned int nominalSize, const std::string& path, int channel)
+{
+    return SharedRegion::hasOpener(makeName(makeAbsolute(path), channel), sizeOf(nominalSize));
+}
+
 SharedMemoryRegion::~SharedMemoryRegion() = default;
 
 char* SharedMemoryRegion::base() const

@@ -115,6 +115,8 @@ bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
                             return false;
                         const bool found = m_ring.getPackets(buffer, count);
                         m_pace->looked(count);
+                        m_bytesTaken += count;
+                        m_batchSize = count;
                         m_isBatchOut = found;
                         return found;
                     },
@@ -216,6 +218,17 @@ bool WdbSharedMemMgr::isDrained() const
     unsigned int available = 0;
     const std::lock_guard<std::mutex> lock(m_ringMutex);
     return !m_isBatchOut && !m_ring.canRead(readIndex, writeIndex, available);
+}
+
+void WdbSharedMemMgr::getTraffic(unsigned long long& stored, unsigned long long& sent) const
+{
+    unsigned int readIndex = 0;
+    unsigned int writeIndex = 0;
+    unsigned int available = 0;
+    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    m_ring.canRead(readIndex, writeIndex, available);
+    stored = m_bytesTaken - (m_isBatchOut ? m_batchSize : 0);
+    sent = m_bytesTaken + available;
 }
 
 } // namespace Tracewell

@@ -219,6 +219,11 @@ bool WdbSharedMemReader::isDrained() const
     return m_manager->isDrained();
 }
 
+void WdbSharedMemReader::getTraffic(unsigned long long& stored, unsigned long long& sent) const
+{
+    m_manager->getTraffic(stored, sent);
+}
+
 void WdbSharedMemReader::takeTimeMark(long long time, WdbIEventBlockDatabase& database)
 {
     const boost::lock_guard<boost::mutex> markLock(m_timeMarkMutex);

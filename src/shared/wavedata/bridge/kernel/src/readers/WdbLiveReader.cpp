@@ -238,6 +238,11 @@ bool WdbLiveReader::isOffered(const std::string& snapshot, int channel)
     return WdbSharedMemMgr::isOffered(channelPathOf(snapshot), channel);
 }
 
+bool WdbLiveReader::isTaken(const std::string& snapshot, int channel)
+{
+    return WdbSharedMemMgr::isTaken(channelPathOf(snapshot), channel);
+}
+
 bool WdbLiveReader::isConnected() const
 {
     return m_channel && m_channel->isMapped();
@@ -251,6 +256,14 @@ bool WdbLiveReader::isKernelPresent() const
 bool WdbLiveReader::isDrained() const
 {
     return !m_channel || m_channel->isDrained();
+}
+
+void WdbLiveReader::getTraffic(unsigned long long& stored, unsigned long long& sent) const
+{
+    stored = 0;
+    sent = 0;
+    if (m_channel)
+        m_channel->getTraffic(stored, sent);
 }
 
 unsigned long long WdbLiveReader::getEventCount() const

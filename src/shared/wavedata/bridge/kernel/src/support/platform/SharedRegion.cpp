@@ -101,6 +101,13 @@ bool SharedRegion::isOffered(const std::string& name, std::size_t size)
     return region.find(size) == Outcome::Done;
 }
 
+bool SharedRegion::hasOpener(const std::string& name, std::size_t size)
+{
+    SharedRegion region;
+    region.m_name = name;
+    return region.find(size) == Outcome::Done && isLockedByOther(region.m_descriptor, kOpenerLock);
+}
+
 SharedRegion::Outcome SharedRegion::create(const std::string& name, std::size_t size)
 {
     close();

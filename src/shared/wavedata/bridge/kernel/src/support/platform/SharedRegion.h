@@ -43,6 +43,8 @@ public:
     static unsigned int getOwnerId();
     /// Whether a living creator offers such a region of at least `size` bytes. Takes nothing.
     static bool isOffered(const std::string& name, std::size_t size);
+    /// Whether one does and another process has it open. Takes nothing either.
+    static bool hasOpener(const std::string& name, std::size_t size);
 
     /// `name` comes from spellName. All bytes are 0. Closes an open region first.
     Outcome create(const std::string& name, std::size_t size);
