@@ -18,5 +18,7 @@ void addNextPreviousCommands(CLI::App& app);
 void addDrawCommand(CLI::App& app);
 void addEventsCommand(CLI::App& app);
 void addVerifyCommand(CLI::App& app);
+void addReplayCommand(CLI::App& app);
+void addFollowCommand(CLI::App& app);
 
 } // namespace tracewell

@@ -33,6 +33,8 @@ int main(int argc, char** argv)
     tracewell::addExportCommand(app);
     tracewell::addEventsCommand(app);
     tracewell::addVerifyCommand(app);
+    tracewell::addReplayCommand(app);
+    tracewell::addFollowCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -1,0 +1,11 @@
+# Sources of the live road: replay and follow.
+target_sources(tracewell_cli PRIVATE
+  commands/FollowCommand.cpp
+  commands/ReplayCommand.cpp
+  live/DebugFile.cpp
+  live/LiveChannel.cpp
+  live/LivePicture.cpp
+  live/LiveScreen.cpp
+  live/Transit.cpp
+  live/ViewerWatch.cpp
+)

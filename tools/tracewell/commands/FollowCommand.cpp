@@ -1,0 +1,453 @@
+#include "CommandError.h"
+#include "Commands.h"
+#include "commands/RadixOption.h"
+#include "commands/WindowOptions.h"
+#include "files/Interrupt.h"
+#include "files/PrivateDirectory.h"
+#include "files/UnfinishedFile.h"
+#include "live/LibraryWords.h"
+#include "live/LiveChannel.h"
+#include "live/LivePicture.h"
+#include "live/LiveScreen.h"
+#include "live/Transit.h"
+#include "text/Output.h"
+#include "text/Terminal.h"
+#include "wave/SignalNames.h"
+#include "wave/SignalSelection.h"
+
+#include "WdbLiveReader.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace tracewell {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Tracewell::WdbLiveReader;
+
+constexpr auto kTick = std::chrono::milliseconds(10);
+constexpr auto kRedrawEvery = std::chrono::milliseconds(200);
+/// Drawing takes no more than one part in so many of the time.
+constexpr int kDrawShare = 10;
+constexpr auto kReportEvery = std::chrono::seconds(1);
+constexpr auto kSayAfter = std::chrono::milliseconds(300);
+constexpr double kUsualWait = 60;
+/// Signals that are drawn when nobody says which.
+constexpr std::size_t kUsualLanes = 10;
+/// Bytes of a data memory that nobody describes; what lies behind it is stored all the same.
+constexpr unsigned long long kMemoryWithoutNames = 1u << 20;
+
+enum class OnKernelExit { End, Wait };
+
+struct Options
+{
+    std::string output;
+    std::vector<std::string> signals;
+    LiveChannel channel;
+    double wait = kUsualWait;
+    std::string last;
+    Radix radix = Radix::Automatic;
+    bool json = false;
+    OnKernelExit onKernelExit = OnKernelExit::End;
+};
+
+std::string readWhole(const std::string& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::string rateText(double rate)
+{
+    return rate >= 1e6 ? fmt::format("{:.2f} M changes/s", rate / 1e6)
+                       : fmt::format("{:.0f} changes/s", rate);
+}
+
+std::string delayText(double seconds)
+{
+    if (Clock::duration(std::chrono::duration_cast<Clock::duration>(
+            std::chrono::duration<double>(seconds))) <= 2 * kTick) {
+        return "delay below 20 ms";
+    }
+    return seconds < 1 ? fmt::format("delay {:.0f} ms", seconds * 1e3)
+                       : fmt::format("delay {:.1f} s", seconds);
+}
+
+class Follow
+{
+public:
+    explicit Follow(const Options& options)
+        : m_options(options), m_names(options.output), m_output(options.output),
+          m_draws(!options.json && isTerminal(StandardStream::Output))
+    {}
+    void run();
+
+private:
+    bool waitForKernel(const std::string& whatFor);
+    bool connect();
+    void readNames();
+    std::vector<Signal> chooseSignals() const;
+    unsigned long long memorySize() const;
+    void showSignals(std::vector<Signal> signals);
+    bool followToEnd();
+    bool relaunch();
+
+    void look();
+    void measure();
+    void draw();
+    void report();
+    std::string statusLine() const;
+    std::string jsonLine() const;
+    void summarize();
+    void requireOutput() const;
+
+    const Options& m_options;
+    InterruptGuard m_interrupt;
+    SignalNames m_names;
+    UnfinishedFile m_output;
+    bool m_draws;
+    std::optional<PrivateDirectory> m_directory;
+    std::unique_ptr<WdbLiveReader> m_reader;
+    std::optional<Transit> m_transit;
+    std::optional<LivePicture> m_picture;
+    LiveScreen m_screen;
+    const char* m_state = "following";
+    double m_rate = 0;
+    double m_delay = 0;
+    unsigned long long m_countBefore = 0;
+    Clock::time_point m_measured;
+    Clock::time_point m_nextDraw;
+    Clock::time_point m_nextReport;
+};
+
+void Follow::run()
+{
+    checkOutput({}, m_options.output, OutputKind::RegularFile);
+    do {
+        if (!waitForKernel("waiting for")) {
+            throw CommandError(
+                m_interrupt.isInterrupted()
+                    ? "interrupted before a simulation came; nothing was recorded"
+                    : fmt::format("no simulation offers {} after {} s; start one there (tracewell "
+                                  "replay IN.vcd --live{}), or wait longer with --wait",
+                                  m_options.channel.describe(), m_options.wait,
+                                  m_options.channel.optionText()));
+        }
+    } while (!connect());
+    while (followToEnd() && m_options.onKernelExit == OnKernelExit::Wait && relaunch()) {
+    }
+    summarize();
+}
+
+/// False after the time that the user gives it, and after an interrupt.
+bool Follow::waitForKernel(const std::string& whatFor)
+{
+    const LiveChannel& channel = m_options.channel;
+    const auto start = Clock::now();
+    const auto passed = [&] { return Clock::now() - start; };
+    bool isSaid = false;
+    while (!WdbLiveReader::isOffered(channel.snapshot(), channel.number())) {
+        if (m_interrupt.isInterrupted() ||
+            passed() > std::chrono::duration<double>(m_options.wait)) {
+            return false;
+        }
+        if (!isSaid && passed() >= kSayAfter) {
+            std::cerr << fmt::format("tracewell: {} {}\n", whatFor, channel.describe())
+                      << std::flush;
+            isSaid = true;
+        }
+        std::this_thread::sleep_for(kTick);
+    }
+    return true;
+}
+
+/// False when the simulation has gone again meanwhile.
+bool Follow::connect()
+{
+    const LiveChannel& channel = m_options.channel;
+    if (WdbLiveReader::isTaken(channel.snapshot(), channel.number())) {
+        throw CommandError(fmt::format("{} is followed by a running viewer already; close that "
+                                       "one, or choose another --channel for both sides",
+                                       channel.describe()));
+    }
+    readNames();
+    std::vector<Signal> signals = chooseSignals();
+    m_reader = std::make_unique<WdbLiveReader>();
+    m_reader->setMemFileSize(memorySize());
+    m_reader->setSnapshot(channel.snapshot());
+    m_reader->saveDbg(channel.debugFile());
+    m_directory.emplace();
+    std::string words;
+    {
+        const LibraryWords kept;
+        m_reader->createReader(m_options.output, m_options.output, channel.number(),
+                               m_directory->path());
+        words = kept.text();
+    }
+    // The reader keeps its drawing file open, and needs its place for a relaunch alone.
+    if (m_options.onKernelExit == OnKernelExit::End) {
+        m_directory.reset();
+    }
+    m_output.start();
+    if (!m_reader->isConnected()) {
+        m_reader.reset();
+        if (WdbLiveReader::isOffered(channel.snapshot(), channel.number())) {
+            throw CommandError(fmt::format("{} cannot be followed: {}", channel.describe(), words));
+        }
+        return false;
+    }
+    m_output.finish();
+    m_transit.emplace(*m_reader);
+    m_measured = m_nextReport = Clock::now();
+    m_nextReport += kReportEvery;
+    showSignals(std::move(signals));
+    return true;
+}
+
+void Follow::readNames()
+{
+    m_names.read(readWhole(m_options.channel.debugFile()));
+    if (m_names.hasNames() && m_names.layout().totalSize() > kLargestMemory) {
+        throw CommandError(fmt::format("{}: asks for {} MB of values; at most {} can be followed",
+                                       m_options.channel.debugFile(),
+                                       m_names.layout().totalSize() >> 20, kLargestMemory >> 20));
+    }
+}
+
+unsigned long long Follow::memorySize() const
+{
+    return m_names.hasNames()
+               ? std::max(1ull, static_cast<unsigned long long>(m_names.layout().totalSize()))
+               : kMemoryWithoutNames;
+}
+
+/// A picture costs the storing thread something, so there is one only where somebody sees it.
+std::vector<Signal> Follow::chooseSignals() const
+{
+    if (!m_options.signals.empty()) {
+        return selectSignals(m_names, m_options.signals);
+    }
+    std::vector<Signal> signals;
+    if (m_draws) {
+        signals = allSignals(m_names);
+        signals.resize(std::min(signals.size(), kUsualLanes));
+    }
+    return signals;
+}
+
+void Follow::showSignals(std::vector<Signal> signals)
+{
+    m_picture.reset();
+    if (signals.empty()) {
+        return;
+    }
+    const long long last =
+        m_options.last.empty() ? 0 : m_names.timeText().parse(m_options.last, Rounding::Up);
+    m_picture.emplace(*m_reader, m_names, std::move(signals), m_options.radix, last);
+    const std::string note = m_picture->noteOnTexts();
+    if (!note.empty()) {
+        std::cerr << "tracewell: " + note + "\n" << std::flush;
+    }
+}
+
+/// True when the simulation has gone, false after an interrupt.
+bool Follow::followToEnd()
+{
+    m_state = "following";
+    for (;;) {
+        if (m_interrupt.isInterrupted()) {
+            m_state = "interrupted";
+            return false;
+        }
+        // In this order: what was sent before it went is there by now.
+        const bool isGone = !m_reader->isKernelPresent();
+        if (isGone && m_reader->isDrained()) {
+            m_state = "ended";
+            return true;
+        }
+        look();
+        std::this_thread::sleep_for(kTick);
+    }
+}
+
+/// False when no new run begins.
+bool Follow::relaunch()
+{
+    m_state = "waiting";
+    if (m_draws) {
+        draw();
+    }
+    if (!waitForKernel("the simulation has ended; waiting for the next run on")) {
+        m_state = m_interrupt.isInterrupted() ? "interrupted" : "ended";
+        return false;
+    }
+    readNames();
+    std::vector<Signal> signals = chooseSignals();
+    m_picture.reset();
+    m_reader->setMemFileSize(memorySize());
+    m_reader->relaunchAfterRestart();
+    m_countBefore = 0;
+    m_measured = Clock::now();
+    showSignals(std::move(signals));
+    return true;
+}
+
+void Follow::look()
+{
+    m_transit->look();
+    const auto now = Clock::now();
+    if (now >= m_nextReport) {
+        measure();
+        m_nextReport = now + kReportEvery;
+        if (!m_draws) {
+            report();
+        }
+    }
+    if (m_draws && now >= m_nextDraw) {
+        draw();
+        const auto end = Clock::now();
+        m_nextDraw = end + std::max<Clock::duration>(kRedrawEvery, kDrawShare * (end - now));
+    }
+}
+
+void Follow::measure()
+{
+    const auto now = Clock::now();
+    const unsigned long long count = m_reader->getEventCount();
+    const double seconds = std::chrono::duration<double>(now - m_measured).count();
+    m_rate = seconds > 0 ? static_cast<double>(count - m_countBefore) / seconds : 0;
+    m_delay = m_transit->takeDelay();
+    m_countBefore = count;
+    m_measured = now;
+}
+
+void Follow::draw()
+{
+    std::vector<std::string> lines{statusLine()};
+    const std::size_t rows = LiveScreen::rows();
+    if (m_picture && rows > 1) {
+        const std::vector<std::string> picture = m_picture->draw(LiveScreen::columns(), rows - 1);
+        lines.insert(lines.end(), picture.begin(), picture.end());
+    }
+    m_screen.show(lines);
+    requireOutput();
+}
+
+void Follow::report()
+{
+    std::cout << (m_options.json ? jsonLine() : statusLine()) + "\n" << std::flush;
+    requireOutput();
+}
+
+std::string Follow::statusLine() const
+{
+    return fmt::format("{}: {}, {} changes, {}, {}, {}", m_options.output,
+                       m_names.timeText().format(m_reader->getLatestTime()),
+                       m_reader->getEventCount(), rateText(m_rate), delayText(m_delay), m_state);
+}
+
+std::string Follow::jsonLine() const
+{
+    std::string values;
+    if (m_picture) {
+        for (const auto& [label, value] : m_picture->currentValues()) {
+            values += fmt::format("{}{}: {}", values.empty() ? "" : ", ", jsonString(label),
+                                  jsonString(value));
+        }
+    }
+    return fmt::format("{{\"state\": \"{}\", \"time\": {}, \"changes\": {}, \"rate\": {:.0f}, "
+                       "\"delay\": {:.3f}, \"values\": {{{}}}}}",
+                       m_state, m_reader->getLatestTime(), m_reader->getEventCount(), m_rate,
+                       m_delay, values);
+}
+
+/// The last line, and the file closed.
+void Follow::summarize()
+{
+    if (m_draws) {
+        draw();
+    } else if (m_options.json) {
+        report();
+    }
+    const unsigned long long count = m_reader->getEventCount();
+    const std::string time = m_names.timeText().format(m_reader->getLatestTime());
+    m_picture.reset();
+    m_reader.reset();
+    if (!m_options.json) {
+        std::cout << fmt::format(
+                         "{}: closed with {} changes up to {}; {}\n", m_options.output, count, time,
+                         m_interrupt.isInterrupted() ? "interrupted" : "the simulation has gone")
+                  << std::flush;
+    }
+}
+
+void Follow::requireOutput() const
+{
+    if (!std::cout) {
+        throw CommandError(fmt::format("the standard output is closed; {} was recorded up to {}",
+                                       m_options.output,
+                                       m_names.timeText().format(m_reader->getLatestTime())));
+    }
+}
+
+} // namespace
+
+void addFollowCommand(CLI::App& app)
+{
+    const std::map<std::string, OnKernelExit> policies = {{"end", OnKernelExit::End},
+                                                          {"wait", OnKernelExit::Wait}};
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("follow", "Record and show a simulation while it runs");
+    command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
+    command->add_option("SIGNAL", options->signals,
+                        "Full names (top.dut.data), patterns with * and ?, or @ADDRESS[:BYTES] to "
+                        "show; in a terminal the first 10 signals if none is given");
+    options->channel.addTo(*command);
+    command
+        ->add_option("--wait", options->wait,
+                     "How long to wait for the simulation; 60 seconds if not given")
+        ->type_name("SECONDS")
+        ->check(CLI::NonNegativeNumber);
+    command
+        ->add_option("--last", options->last,
+                     "Show this stretch of time at the end, and not all of it")
+        ->type_name("TIME")
+        ->check(timeArgument());
+    addRadixOption(*command, options->radix);
+    command->add_flag("--json", options->json, "One line a second, for programs");
+    command
+        ->add_option("--on-kernel-exit", options->onKernelExit,
+                     "What to do when the simulation has gone: end (this if not given), or wait "
+                     "for its next run and record that in place of the one before")
+        ->type_name("end|wait")
+        ->transform(CLI::CheckedTransformer(policies, CLI::ignore_case).description(""));
+    command->footer(
+        "Example:\n"
+        "  tracewell follow live.wdb 'top.dut.*' --last 2us\n"
+        "Start it before the simulation or after it. Ctrl-C and the end of the simulation leave a\n"
+        "closed file that every command reads. Texts do not travel on a live channel: a string\n"
+        "shows when it changes, and ? for its text. After a kill of this command the file holds\n"
+        "what had reached it, and is not marked as closed.");
+    command->callback([options] {
+        options->channel.enter();
+        Follow(*options).run();
+    });
+}
+
+} // namespace tracewell

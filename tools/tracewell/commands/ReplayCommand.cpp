@@ -1,0 +1,266 @@
+#include "CommandError.h"
+#include "Commands.h"
+#include "files/Interrupt.h"
+#include "live/DebugFile.h"
+#include "live/LibraryWords.h"
+#include "live/LiveChannel.h"
+#include "live/ViewerWatch.h"
+#include "names/DeclarationText.h"
+#include "recording/VcdRun.h"
+#include "text/ProgressBar.h"
+#include "text/Terminal.h"
+#include "text/TimeText.h"
+
+#include "WdbLiveWriter.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace tracewell {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+using Tracewell::WdbLiveWriter;
+
+/// How long a paced replay sleeps without looking up.
+constexpr Seconds kLongestNap(0.02);
+
+struct Options
+{
+    std::string input;
+    bool live = false;
+    LiveChannel channel;
+    /// Times real time; 0 is as fast as it goes.
+    double speed = 0;
+    OnViewerExit onViewerExit = OnViewerExit::Wait;
+};
+
+/// Closes the channel, whatever happens.
+class OpenChannel
+{
+public:
+    OpenChannel() : m_writer(static_cast<WdbLiveWriter&>(*qtracewell_getWdbWriter())) {}
+    OpenChannel(const OpenChannel&) = delete;
+    OpenChannel& operator=(const OpenChannel&) = delete;
+    ~OpenChannel()
+    {
+        m_writer.close();
+        m_writer.setWaitHook({});
+    }
+
+    WdbLiveWriter& operator*() { return m_writer; }
+    WdbLiveWriter* operator->() { return &m_writer; }
+
+private:
+    WdbLiveWriter& m_writer;
+};
+
+class Replay
+{
+public:
+    explicit Replay(const Options& options);
+    void run();
+
+private:
+    void open();
+    void pace(long long time);
+    void whileReading(const VcdInput& input);
+    void say(const std::string& text);
+    std::string now() const;
+    void summarize();
+
+    const Options& m_options;
+    InterruptGuard m_interrupt;
+    std::optional<ProgressBar> m_bar;
+    // Closes before the names that belong to it go.
+    std::optional<DebugFile> m_names;
+    OpenChannel m_writer;
+    ViewerWatch m_watch;
+    bool m_isOpen = false;
+    std::optional<VcdRun> m_vcd;
+    TimeText m_timeText;
+    /// When time m_paceFrom was, at which pacing began; waits do not count.
+    Clock::time_point m_paceStart;
+    std::optional<long long> m_paceFrom;
+    Clock::time_point m_start;
+};
+
+Replay::Replay(const Options& options)
+    : m_options(options),
+      m_watch(
+          *m_writer, m_interrupt, options.onViewerExit,
+          [this](const std::string& text) { say(text); }, [this] { return now(); })
+{}
+
+void Replay::run()
+{
+    m_vcd.emplace(m_options.input, *m_writer, SignalRecorder::Texts::Lost, 0,
+                  [this](const VcdInput& input) { whileReading(input); });
+    m_timeText = TimeText(m_vcd->declarations().timescale);
+    m_watch.setRecorder(&m_vcd->recorder());
+    open();
+    m_watch.waitForFirst([this] {
+        say(fmt::format("waiting for a viewer of {}: tracewell follow OUT.wdb{}",
+                        m_options.channel.describe(), m_options.channel.optionText()));
+    });
+    m_isOpen = true;
+    m_start = Clock::now();
+    m_bar.emplace("replaying");
+    if (m_options.speed > 0) {
+        m_vcd->play(false, [this](long long time) { pace(time); });
+    } else {
+        m_vcd->play(false);
+    }
+    m_writer->markCurrentTime(m_vcd->recorder().time());
+    m_watch.checkNow();
+    m_bar.reset();
+    if (m_vcd->isCutOff()) {
+        say(fmt::format("{}: line {}: the input is cut off inside a value change; everything "
+                        "before it was sent",
+                        m_vcd->input().name(), m_vcd->input().line()));
+    }
+    m_writer->close();
+    if (isTerminal(StandardStream::Error)) {
+        summarize();
+    }
+}
+
+void Replay::open()
+{
+    // The names are there before the channel, so that whoever finds it finds them.
+    m_names.emplace(m_options.channel.debugFile(), writeDeclarations(m_vcd->declarations()));
+    m_watch.attach();
+    std::string words;
+    {
+        const LibraryWords kept;
+        m_writer->open(WdbLiveWriter::kLiveMode, m_options.channel.snapshot(), "",
+                       m_options.channel.number());
+        words = kept.text();
+    }
+    if (!m_writer->isOpen()) {
+        throw CommandError(
+            fmt::format("{} cannot be opened: {}", m_options.channel.describe(), words));
+    }
+}
+
+/// Sleeps until it is time for `time`. Simulation time goes on meanwhile.
+void Replay::pace(long long time)
+{
+    SignalRecorder& recorder = m_vcd->recorder();
+    if (!m_paceFrom) {
+        m_paceFrom = time;
+        m_paceStart = Clock::now();
+        return;
+    }
+    const Timescale timescale = m_timeText.timescale();
+    const double unit =
+        static_cast<double>(timescale.factor) * std::pow(10, timescale.exponent) / m_options.speed;
+    const auto elapsed = [&] {
+        return Seconds(Clock::now() - m_paceStart - m_watch.timeWaited()).count();
+    };
+    const double due = static_cast<double>(time - *m_paceFrom) * unit;
+    long long marked = recorder.time();
+    bool isMarked = false;
+    for (double left = due - elapsed(); left > 0; left = due - elapsed()) {
+        const double passed = std::max(0.0, elapsed() / unit);
+        const long long reached =
+            std::clamp(*m_paceFrom + static_cast<long long>(
+                                         std::min(passed, static_cast<double>(time - *m_paceFrom))),
+                       marked, std::max(marked, time - 1));
+        if (!isMarked || reached > marked) {
+            m_writer->markCurrentTime(reached);
+            marked = reached;
+            isMarked = true;
+        }
+        std::this_thread::sleep_for(std::min(Seconds(left), kLongestNap));
+        m_watch.check();
+    }
+}
+
+void Replay::whileReading(const VcdInput& input)
+{
+    if (!m_isOpen) {
+        if (m_interrupt.isInterrupted()) {
+            throw CommandError("interrupted before anything was sent");
+        }
+        return;
+    }
+    m_watch.check();
+    if (m_bar && input.size() != 0) {
+        m_bar->update(static_cast<double>(input.bytesRead()) / static_cast<double>(input.size()));
+    }
+}
+
+void Replay::say(const std::string& text)
+{
+    const bool hasBar = m_bar.has_value();
+    m_bar.reset();
+    std::cerr << "tracewell: " + text + "\n" << std::flush;
+    if (hasBar) {
+        m_bar.emplace("replaying");
+    }
+}
+
+std::string Replay::now() const
+{
+    return m_timeText.format(m_vcd ? m_vcd->recorder().time() : 0);
+}
+
+void Replay::summarize()
+{
+    const SignalRecorder& recorder = m_vcd->recorder();
+    const double seconds = Seconds(Clock::now() - m_start).count();
+    std::cerr << fmt::format("{} changes sent, time {} to {}, in {:.1f} s\n", recorder.changes(),
+                             recorder.firstTime(), recorder.time(), seconds);
+}
+
+} // namespace
+
+void addReplayCommand(CLI::App& app)
+{
+    const std::map<std::string, OnViewerExit> policies = {
+        {"wait", OnViewerExit::Wait}, {"drop", OnViewerExit::Drop}, {"stop", OnViewerExit::Stop}};
+    const auto options = std::make_shared<Options>();
+    CLI::App* command =
+        app.add_subcommand("replay", "Play the simulation of a VCD, for a viewer beside it");
+    command->add_option("IN.vcd", options->input, "The VCD; - is the standard input")->required();
+    command->add_flag("--live", options->live, "Send it through a live channel")->required();
+    options->channel.addTo(*command);
+    command
+        ->add_option("--speed", options->speed,
+                     "Times real time: 1e-6 shows a microsecond of simulation each second; as fast "
+                     "as it goes if not given")
+        ->type_name("X")
+        ->check(CLI::PositiveNumber);
+    command
+        ->add_option("--on-viewer-exit", options->onViewerExit,
+                     "What to do when the viewer goes: wait for another one (this if not given), "
+                     "drop changes until one comes, or stop")
+        ->type_name("wait|drop|stop")
+        ->transform(CLI::CheckedTransformer(policies, CLI::ignore_case).description(""));
+    command->footer(
+        "Example:\n"
+        "  tracewell replay run.vcd --live --speed 1e-6 & tracewell follow live.wdb top.clk\n"
+        "  vvp design.vvp | tracewell replay - --live      (a design that dumps to /dev/stdout)\n"
+        "It waits for its viewer, and at a full ring for a slow one: nothing is lost. A viewer\n"
+        "that comes behind another one is told all values as they are then. Texts do not travel:\n"
+        "strings, and values that only a text can tell, are in the files of `import` alone.");
+    command->callback([options] {
+        options->channel.enter();
+        Replay(*options).run();
+    });
+}
+
+} // namespace tracewell

@@ -1,0 +1,101 @@
+#include "live/LivePicture.h"
+
+#include "wave/SignalCursor.h"
+
+#include "WdbLiveReader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <mutex>
+#include <string_view>
+
+namespace tracewell {
+
+namespace {
+
+constexpr std::size_t kRulerLines = 2;
+constexpr std::size_t kLinesOfLane = 2;
+constexpr std::size_t kNamedInNote = 3;
+
+using Lock = std::lock_guard<std::recursive_mutex>;
+
+} // namespace
+
+LivePicture::LivePicture(Tracewell::WdbLiveReader& reader, const SignalNames& names,
+                         std::vector<Signal> signals, Radix radix, long long shown)
+    : m_reader(reader), m_names(names), m_values(reader, names, std::move(signals)), m_radix(radix),
+      m_shown(shown)
+{}
+
+std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t rows) const
+{
+    const std::size_t fits =
+        rows > kRulerLines + kLinesOfLane ? (rows - kRulerLines) / kLinesOfLane : 1;
+    const std::size_t count = m_values.signals().size();
+    Picture picture;
+    picture.timeText = m_names.timeText();
+    {
+        const Lock lock(m_reader.getReadWriteMutex());
+        m_reader.flushEvents();
+        const long long latest = m_reader.getLatestTime();
+        picture.window.to = std::max(latest, 1LL);
+        picture.window.from = m_shown > 0 && latest > m_shown ? picture.window.to - m_shown : 0;
+        fillLanes(picture, m_values, std::max(latest, 1LL),
+                  textWaveWidth(m_values.signals(), columns), 1, m_radix);
+    }
+    if (fits < count) {
+        picture.lanes.resize(fits);
+        if (rows > kRulerLines + kLinesOfLane * fits) {
+            picture.note = fmt::format("{} more; a higher terminal shows them", count - fits);
+        }
+    }
+    const std::string text = drawText(picture, columns);
+    std::vector<std::string> lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = text.find('\n', at);
+        lines.push_back(text.substr(at, end - at));
+        at = end == std::string::npos ? text.size() : end + 1;
+    }
+    return lines;
+}
+
+std::vector<std::pair<std::string, std::string>> LivePicture::currentValues() const
+{
+    const ValueText valueText([&](long long id) { return m_values.lookUp(id); }, m_radix);
+    std::vector<std::pair<std::string, std::string>> values;
+    const Lock lock(m_reader.getReadWriteMutex());
+    m_reader.flushEvents();
+    const long long latest = m_reader.getLatestTime();
+    for (std::size_t i = 0; i < m_values.signals().size(); ++i) {
+        SignalCursor cursor = m_values.cursor(i, {latest, latest, 0});
+        SignalState state;
+        while (cursor.next()) {
+            state = cursor.state();
+        }
+        values.emplace_back(m_values.signals()[i].label,
+                            valueText.format(m_values.signals()[i], state));
+    }
+    return values;
+}
+
+std::string LivePicture::noteOnTexts() const
+{
+    std::vector<std::string> strings;
+    for (const Signal& signal : m_values.signals()) {
+        if (signal.form == Signal::Form::String) {
+            strings.push_back(signal.label);
+        }
+    }
+    if (strings.empty()) {
+        return {};
+    }
+    const std::size_t more = strings.size() - std::min(strings.size(), kNamedInNote);
+    strings.resize(strings.size() - more);
+    return fmt::format("texts do not travel on a live channel: {}{} show{} when the string "
+                       "changes, and ? for it",
+                       fmt::join(strings, ", "), more > 0 ? fmt::format(" and {} more", more) : "",
+                       strings.size() == 1 ? "s" : "");
+}
+
+} // namespace tracewell

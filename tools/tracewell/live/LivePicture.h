@@ -1,0 +1,44 @@
+#pragma once
+
+#include "draw/Picture.h"
+#include "text/ValueText.h"
+#include "wave/SignalNames.h"
+#include "wave/SignalValues.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Tracewell {
+class WdbLiveReader;
+}
+
+namespace tracewell {
+
+/// The chosen signals of a simulation that is being followed, drawn or told as they are now.
+class LivePicture
+{
+public:
+    /// `names` and `reader` outlast it. `shown` is the stretch of time at the end that is drawn; 0
+    /// is all.
+    /// \throws CommandError
+    LivePicture(Tracewell::WdbLiveReader& reader, const SignalNames& names,
+                std::vector<Signal> signals, Radix radix, long long shown);
+
+    /// Lines of at most `columns` characters, as many signals as go into `rows` lines.
+    std::vector<std::string> draw(unsigned int columns, std::size_t rows) const;
+    /// What each signal holds now: label and value.
+    std::vector<std::pair<std::string, std::string>> currentValues() const;
+    /// Says of which signals the texts are missing; empty when there are none.
+    std::string noteOnTexts() const;
+
+private:
+    Tracewell::WdbLiveReader& m_reader;
+    const SignalNames& m_names;
+    SignalValues m_values;
+    Radix m_radix;
+    long long m_shown;
+};
+
+} // namespace tracewell

@@ -1,0 +1,144 @@
+#include "live/ViewerWatch.h"
+
+#include "CommandError.h"
+#include "recording/SignalRecorder.h"
+
+#include <fmt/format.h>
+
+#include <thread>
+#include <utility>
+
+namespace tracewell {
+
+namespace {
+
+constexpr auto kLookEvery = std::chrono::milliseconds(100);
+constexpr auto kPause = std::chrono::milliseconds(20);
+/// Nobody needs to be told of a wait that is over so soon.
+constexpr auto kSayAfter = std::chrono::milliseconds(300);
+
+} // namespace
+
+ViewerWatch::ViewerWatch(Tracewell::WdbLiveWriter& writer, const InterruptGuard& interrupt,
+                         OnViewerExit onExit, std::function<void(const std::string&)> say,
+                         std::function<std::string()> timeText)
+    : m_writer(writer), m_interrupt(interrupt), m_onExit(onExit), m_say(std::move(say)),
+      m_timeText(std::move(timeText))
+{}
+
+void ViewerWatch::attach()
+{
+    m_writer.setWaitHook([this] { return mayWaitForRoom(); });
+}
+
+void ViewerWatch::waitForFirst(const std::function<void()>& sayWaiting)
+{
+    const auto start = Clock::now();
+    bool isSaid = false;
+    while (!m_writer.isViewerPresent()) {
+        if (m_interrupt.isInterrupted()) {
+            end();
+        }
+        if (!isSaid && Clock::now() - start >= kSayAfter) {
+            sayWaiting();
+            isSaid = true;
+        }
+        std::this_thread::sleep_for(kPause);
+    }
+}
+
+void ViewerWatch::check()
+{
+    if (m_interrupt.isInterrupted() || Clock::now() >= m_nextLook) {
+        checkNow();
+    }
+}
+
+void ViewerWatch::checkNow()
+{
+    m_nextLook = Clock::now() + kLookEvery;
+    if (m_interrupt.isInterrupted()) {
+        end();
+    }
+    const bool isPresent = m_writer.isViewerPresent();
+    if (!isPresent && !m_isGone) {
+        noteGone();
+    }
+    if (m_isGone && m_onExit == OnViewerExit::Stop) {
+        end();
+    }
+    if (m_isGone && !isPresent && m_onExit == OnViewerExit::Wait) {
+        waitForAnother();
+    }
+    if (m_isGone && m_writer.isViewerPresent()) {
+        noteBack();
+    }
+}
+
+/// Asked inside of a trace call that finds the ring full: nothing may be traced or thrown here.
+/// What is not sent any more makes the rest of it go by quickly, until check() comes round.
+bool ViewerWatch::mayWaitForRoom()
+{
+    if (m_interrupt.isInterrupted()) {
+        m_recorder->setMuted(true);
+        return false;
+    }
+    if (m_writer.isViewerPresent()) {
+        return true;
+    }
+    if (!m_isGone) {
+        noteGone();
+    }
+    return m_onExit == OnViewerExit::Wait;
+}
+
+void ViewerWatch::noteGone()
+{
+    m_isGone = true;
+    switch (m_onExit) {
+    case OnViewerExit::Wait:
+        m_say(fmt::format("the viewer has gone at {}; waiting for another one", m_timeText()));
+        break;
+    case OnViewerExit::Drop:
+        m_say(fmt::format("the viewer has gone at {}; going on without one, nothing of it is kept",
+                          m_timeText()));
+        m_recorder->setMuted(true);
+        break;
+    case OnViewerExit::Stop:
+        m_recorder->setMuted(true);
+        break;
+    }
+}
+
+/// The one before has taken changes with it.
+void ViewerWatch::noteBack()
+{
+    m_isGone = false;
+    m_say(fmt::format("a viewer is there again at {}; it is told all values anew", m_timeText()));
+    m_recorder->setMuted(false);
+    m_recorder->restate();
+}
+
+void ViewerWatch::waitForAnother()
+{
+    const auto start = Clock::now();
+    while (!m_writer.isViewerPresent()) {
+        if (m_interrupt.isInterrupted()) {
+            end();
+        }
+        std::this_thread::sleep_for(kPause);
+    }
+    m_waited += Clock::now() - start;
+}
+
+void ViewerWatch::end() const
+{
+    if (m_interrupt.isInterrupted()) {
+        throw CommandError(
+            fmt::format("interrupted at {}; a viewer keeps what was sent before", m_timeText()));
+    }
+    throw CommandError(fmt::format(
+        "the viewer has gone at {}; stopped, as --on-viewer-exit stop asks", m_timeText()));
+}
+
+} // namespace tracewell
