@@ -2,7 +2,13 @@
 
 #include "../support/TestFiles.h"
 
+#include <chrono>
+#include <filesystem>
+#include <thread>
+#include <utility>
+
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -63,18 +69,24 @@ std::string Outcome::describe() const
            ", peak " + std::to_string(peakKib) + " KiB\n" + err;
 }
 
-Outcome runProgram(const std::vector<std::string>& command, const std::string& directory)
+RunningProgram::RunningProgram(const std::vector<std::string>& command,
+                               const std::string& directory, bool hasInput)
+    : m_scratch(::testing::TempDir() + "/tracewell-run-XXXXXX")
 {
-    const TestDirectory scratch;
-    Outcome outcome;
+    EXPECT_NE(::mkdtemp(m_scratch.data()), nullptr);
     for (const std::string& argument : command)
-        outcome.command += argument + " ";
-
-    const pid_t process = ::fork();
-    if (process == 0) {
-        redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
-        redirect(STDOUT_FILENO, scratch.path("out"), O_WRONLY | O_CREAT);
-        redirect(STDERR_FILENO, scratch.path("err"), O_WRONLY | O_CREAT);
+        m_outcome.command += argument + " ";
+    int ends[2] = {-1, -1};
+    if (hasInput)
+        EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    m_process = ::fork();
+    if (m_process == 0) {
+        if (hasInput)
+            ::dup2(ends[0], STDIN_FILENO);
+        else
+            redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+        redirect(STDOUT_FILENO, m_scratch + "/out", O_WRONLY | O_CREAT);
+        redirect(STDERR_FILENO, m_scratch + "/err", O_WRONLY | O_CREAT);
         ::setenv("ASAN_OPTIONS", "abort_on_error=1", 1);
         ::setenv("UBSAN_OPTIONS", "abort_on_error=1", 1);
         limit(RLIMIT_CORE, 0);
@@ -86,12 +98,86 @@ Outcome runProgram(const std::vector<std::string>& command, const std::string& d
         ::alarm(kWallSeconds);
         execute(command, directory);
     }
+    if (hasInput) {
+        ::close(ends[0]);
+        m_input = ends[1];
+    }
+}
+
+RunningProgram::~RunningProgram()
+{
+    if (m_process > 0) {
+        signal(SIGKILL);
+        wait();
+    }
+    std::filesystem::remove_all(m_scratch);
+}
+
+void RunningProgram::write(const std::string& text)
+{
+    EXPECT_EQ(::write(m_input, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+}
+
+void RunningProgram::closeInput()
+{
+    if (m_input >= 0)
+        ::close(std::exchange(m_input, -1));
+}
+
+bool RunningProgram::waitForOutput(const std::string& part) const
+{
+    return waitForPart("/out", part);
+}
+
+bool RunningProgram::waitForError(const std::string& part) const
+{
+    return waitForPart("/err", part);
+}
+
+bool RunningProgram::waitForPart(const std::string& file, const std::string& part) const
+{
+    constexpr int kTries = 3000;
+    for (int i = 0; i < kTries; ++i) {
+        const bool isLast = hasEnded();
+        if (readFile(m_scratch + file).find(part) != std::string::npos)
+            return true;
+        if (isLast)
+            break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ADD_FAILURE() << "\"" << part << "\" did not come\n"
+                  << m_outcome.command << "\n"
+                  << readFile(m_scratch + "/out") << readFile(m_scratch + "/err");
+    return false;
+}
+
+bool RunningProgram::hasEnded() const
+{
+    siginfo_t info{};
+    return ::waitid(P_PID, static_cast<id_t>(m_process), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           info.si_pid == m_process;
+}
+
+void RunningProgram::signal(int number)
+{
+    ::kill(m_process, number);
+}
+
+Outcome RunningProgram::wait()
+{
+    closeInput();
     rusage usage{};
-    ::wait4(process, &outcome.status, 0, &usage);
-    outcome.peakKib = usage.ru_maxrss;
-    outcome.out = readFile(scratch.path("out"));
-    outcome.err = readFile(scratch.path("err"));
-    return outcome;
+    ::wait4(m_process, &m_outcome.status, 0, &usage);
+    m_process = -1;
+    m_outcome.peakKib = usage.ru_maxrss;
+    m_outcome.out = readFile(m_scratch + "/out");
+    m_outcome.err = readFile(m_scratch + "/err");
+    return m_outcome;
+}
+
+Outcome runProgram(const std::vector<std::string>& command, const std::string& directory)
+{
+    return RunningProgram(command, directory).wait();
 }
 
 } // namespace Tracewell

@@ -25,4 +25,33 @@ struct Outcome
 /// uses more processor time, memory or disk than any work on small files can need.
 Outcome runProgram(const std::vector<std::string>& command, const std::string& directory);
 
+/// A program that runs beside the test. It is killed with its guard. Bounded like runProgram's.
+class RunningProgram
+{
+public:
+    /// Its input is a pipe from write(), or nothing.
+    RunningProgram(const std::vector<std::string>& command, const std::string& directory,
+                   bool hasInput = false);
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+    ~RunningProgram();
+
+    void write(const std::string& text);
+    void closeInput();
+    /// False when it does not come: the program has ended, or half a minute has passed.
+    bool waitForOutput(const std::string& part) const;
+    bool waitForError(const std::string& part) const;
+    void signal(int number);
+    Outcome wait();
+
+private:
+    bool waitForPart(const std::string& file, const std::string& part) const;
+    bool hasEnded() const;
+
+    std::string m_scratch;
+    Outcome m_outcome;
+    int m_process = -1;
+    int m_input = -1;
+};
+
 } // namespace Tracewell
