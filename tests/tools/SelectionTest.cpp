@@ -1,6 +1,7 @@
 #include "ReadingFixture.h"
 
 #include "wave/SignalSelection.h"
+#include "wave/WaveFile.h"
 
 #include <gmock/gmock.h>
 

@@ -21,7 +21,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -33,6 +35,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <unistd.h>
 
 namespace tracewell {
 
@@ -73,6 +77,17 @@ std::string readWhole(const std::string& path)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+/// Better now than when the simulation has come at last.
+void requireWritable(const std::string& output)
+{
+    const std::filesystem::path path(output);
+    const std::filesystem::path parent = path.has_parent_path() ? path.parent_path() : ".";
+    if (::access(::access(path.c_str(), F_OK) == 0 ? path.c_str() : parent.c_str(), W_OK) != 0) {
+        throw CommandError(fmt::format("{}: cannot be written: {}; name another place", output,
+                                       std::strerror(errno)));
+    }
+}
+
 std::string rateText(double rate)
 {
     return rate >= 1e6 ? fmt::format("{:.2f} M changes/s", rate / 1e6)
@@ -81,8 +96,7 @@ std::string rateText(double rate)
 
 std::string delayText(double seconds)
 {
-    if (Clock::duration(std::chrono::duration_cast<Clock::duration>(
-            std::chrono::duration<double>(seconds))) <= 2 * kTick) {
+    if (std::chrono::duration<double>(seconds) <= 2 * kTick) {
         return "delay below 20 ms";
     }
     return seconds < 1 ? fmt::format("delay {:.0f} ms", seconds * 1e3)
@@ -139,6 +153,7 @@ private:
 void Follow::run()
 {
     checkOutput({}, m_options.output, OutputKind::RegularFile);
+    requireWritable(m_options.output);
     do {
         if (!waitForKernel("waiting for")) {
             throw CommandError(
@@ -292,6 +307,7 @@ bool Follow::relaunch()
     m_state = "waiting";
     if (m_draws) {
         draw();
+        m_screen.leave();
     }
     if (!waitForKernel("the simulation has ended; waiting for the next run on")) {
         m_state = m_interrupt.isInterrupted() ? "interrupted" : "ended";

@@ -17,6 +17,8 @@ public:
 
     /// Lines that are too long or too many are cut.
     void show(const std::vector<std::string>& lines);
+    /// What was shown last stays; others may print below it now.
+    void leave() { m_shown = 0; }
 
 private:
     std::size_t m_shown = 0;
