@@ -77,8 +77,9 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command,
     for (const std::string& argument : command)
         m_outcome.command += argument + " ";
     int ends[2] = {-1, -1};
-    if (hasInput)
+    if (hasInput) {
         EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    }
     m_process = ::fork();
     if (m_process == 0) {
         if (hasInput)

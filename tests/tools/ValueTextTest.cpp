@@ -129,7 +129,8 @@ TEST(ValueText, writesEveryOtherFormOfValue)
     const Signal string = signalOf(Signal::Form::String);
     EXPECT_EQ(text.format(string, referenceTo(1, 1)), "\"hello\"");
     EXPECT_EQ(text.format(string, referenceTo(1, 2)), "\"hello \\\"big\\\"\\nworld\"");
-    EXPECT_EQ(text.format(string, referenceTo(99, 65535)), "\"\"");
+    EXPECT_EQ(text.format(string, referenceTo(0, 0)), "\"\"");
+    EXPECT_EQ(text.format(string, referenceTo(99, 65535)), "?");
 
     SignalState fired = stateOf(static_cast<unsigned short>(0));
     fired.firings = 1;
