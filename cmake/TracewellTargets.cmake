@@ -59,3 +59,19 @@ function(tracewell_add_room name)
     target_link_options(arrows_of_${name} PRIVATE -Wl,-z,defs)
   endif()
 endfunction()
+
+# tracewell_precompile(TARGET [FROM other] [HEADERS <header>...])
+#
+# Lets TARGET see HEADERS precompiled, or those of another target that is compiled alike. Sources
+# still name what they include, so that they compile without.
+function(tracewell_precompile target)
+  cmake_parse_arguments(PRECOMPILE "" "FROM" "HEADERS" ${ARGN})
+  if(NOT TRACEWELL_PRECOMPILE)
+    return()
+  endif()
+  if(PRECOMPILE_FROM)
+    target_precompile_headers(${target} REUSE_FROM ${PRECOMPILE_FROM})
+  else()
+    target_precompile_headers(${target} PRIVATE ${PRECOMPILE_HEADERS})
+  endif()
+endfunction()

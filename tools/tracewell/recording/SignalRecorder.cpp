@@ -51,7 +51,7 @@ std::string badLetters(std::string_view text)
 {
     return fmt::format(
         "{} is no value of 0, 1, x, z and the other letters of nine states; repair the line",
-        quoted(text));
+        inQuotes(text));
 }
 
 } // namespace
@@ -194,7 +194,7 @@ std::string SignalRecorder::setReal(std::uint32_t object, std::string_view text)
     double value = 0;
     const RealForm form = toReal(text, value);
     if (form == RealForm::Invalid) {
-        return fmt::format("{} is no real number; repair the line", quoted(text));
+        return fmt::format("{} is no real number; repair the line", inQuotes(text));
     }
     unsigned char bytes[sizeof value];
     std::memcpy(bytes, &value, sizeof value);

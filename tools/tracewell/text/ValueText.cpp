@@ -150,7 +150,7 @@ std::string formatDecimal(std::string_view letters, bool isSigned)
     return "-" + decimalOf(bits);
 }
 
-std::string quoted(const std::string& text)
+std::string inQuotes(const std::string& text)
 {
     std::string result = "\"";
     for (const char c : text) {
@@ -199,7 +199,7 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
     }
     if (state.override.kind != 0) {
         const std::string text = textOf(state.override);
-        return state.override.kind == 's' ? quoted(text) : printable(text);
+        return state.override.kind == 's' ? inQuotes(text) : printable(text);
     }
     switch (signal.form) {
     case Signal::Form::Real:
@@ -208,7 +208,7 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
         const auto reference = readAs<TextReference>(state.plain, 0);
         const std::string text = textOf(reference);
         // A piece is never empty; this text is not in the file.
-        return text.empty() && reference.pieces > 0 ? std::string("?") : quoted(text);
+        return text.empty() && reference.pieces > 0 ? std::string("?") : inQuotes(text);
     }
     case Signal::Form::Event:
         return state.firings == 0   ? std::string()

@@ -106,7 +106,7 @@ Declarations DeclarationReader::read()
         }
         const bool body = keyword[0] == '#' || keyword == "$dumpvars";
         if (keyword[0] != '$' && !(body && any)) {
-            m_input.fail(fmt::format("{} is no declaration; {}", quoted(keyword),
+            m_input.fail(fmt::format("{} is no declaration; {}", inQuotes(keyword),
                                      any ? "a section that starts with $ was expected"
                                          : "the file is not a VCD; name another"));
         }
@@ -243,7 +243,7 @@ unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& vari
         variable.range = CommonText(text);
     } else if (!std::all_of(text.begin(), text.end(), isDigit)) {
         m_input.fail(
-            fmt::format("{} is no size of a variable; write a number of bits", quoted(text)));
+            fmt::format("{} is no size of a variable; write a number of bits", inQuotes(text)));
     } else if (!parseNumber(text, width)) {
         width = kMaxWidth + 1LL;
     }
@@ -251,7 +251,7 @@ unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& vari
     if (width > (counts ? static_cast<long long>(kMaxWidth) : 0x7fffffffLL)) {
         m_input.fail(fmt::format(
             "a variable of {} bits; the widest that can be kept has {}; leave it out of the dump",
-            quoted(text), kMaxWidth));
+            inQuotes(text), kMaxWidth));
     }
     return static_cast<unsigned int>(std::max(width, 1LL));
 }
@@ -357,7 +357,7 @@ void DeclarationReader::readTimescale()
     const bool sound = digits.empty() ? !fraction : parseNumber(digits, factor);
     if (found == kUnits.end() || !sound || factor == 0 || factor > 1'000'000'000'000ULL ||
         exponent < -18) {
-        m_input.fail(fmt::format("{} is no timescale; write it like 10 ns", quoted(text)));
+        m_input.fail(fmt::format("{} is no timescale; write it like 10 ns", inQuotes(text)));
     }
     m_table.timescale = {factor, found->second + exponent, true};
 }

@@ -233,7 +233,7 @@ void VcdInput::fail(const std::string& why) const
     throw CommandError(fmt::format("{}: line {}: {}", m_name, line(), why));
 }
 
-std::string quoted(std::string_view text)
+std::string inQuotes(std::string_view text)
 {
     constexpr std::size_t kShown = 40;
     std::string out = "\"";

@@ -121,6 +121,6 @@ inline std::string_view VcdInput::word(std::string_view* kept)
 }
 
 /// `text` for a message: in quotes, odd bytes escaped, cut when it is long.
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);
 
 } // namespace tracewell

@@ -107,7 +107,7 @@ bool VcdReader::next(VcdChange& change)
                 break;
             default:
                 m_input.fail(fmt::format("{} is no value change; repair the line, or take it out",
-                                         quoted(word)));
+                                         inQuotes(word)));
             }
         }
         if (step != Step::Skipped) {
@@ -127,7 +127,7 @@ VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change)
     }
     m_input.fail(fmt::format(
         "a value for the code {}, which no $var declares; declare it, or take the line out",
-        quoted(code)));
+        inQuotes(code)));
 }
 
 VcdReader::Step VcdReader::endInside()
@@ -216,7 +216,7 @@ VcdReader::Step VcdReader::readTime(std::string_view word, VcdChange& change)
         }
         m_input.fail(
             fmt::format("the time goes back from {} to {}; put the changes in the order of time",
-                        m_time, quoted(word)));
+                        m_time, inQuotes(word)));
     }
     m_time = time;
     change.kind = VcdChange::Kind::Time;
@@ -240,10 +240,10 @@ long long VcdReader::parseTime(std::string_view text)
     long long exponent = 0;
     if (text[0] == '-') {
         m_input.fail(
-            fmt::format("the time {} lies before 0; let the times start at 0", quoted(text)));
+            fmt::format("the time {} lies before 0; let the times start at 0", inQuotes(text)));
     }
     if (!splitDecimal(text, digits, exponent)) {
-        m_input.fail(fmt::format("{} is no time; write a number, as in #125", quoted(text)));
+        m_input.fail(fmt::format("{} is no time; write a number, as in #125", inQuotes(text)));
     }
     if (digits.empty()) {
         return 0;
@@ -262,7 +262,7 @@ long long VcdReader::parseTime(std::string_view text)
     if (!fits) {
         m_input.fail(fmt::format("the time {} lies beyond {}, the last that can be kept{}; dump "
                                  "with a coarser timescale",
-                                 quoted(text), kLastTime,
+                                 inQuotes(text), kLastTime,
                                  m_fractionDigits == 0
                                      ? ""
                                      : fmt::format(" (in units of 1e-{} of the timescale, for the "
