@@ -67,8 +67,18 @@ public:
     {
         return m_mode == DataBaseMode::Writer || m_mode == DataBaseMode::LoggingWriter;
     }
-    template <typename Save>
-    void add(unsigned int id, long long time, const Value& value, Save save);
+    /// Whether a transition is to be stored here. A time mark is done with.
+    bool stores(unsigned int id, long long time)
+    {
+        if (!isWriter())
+            return false;
+        if (id != kTimeMarkId)
+            return true;
+        m_store.latestTime = time;
+        return false;
+    }
+    /// Gives a transition to whom it concerns beside the store.
+    void pass(unsigned int id, long long time, const Value& value);
     void saveTransitionToDisk();
     void restartDatabase();
 
@@ -165,19 +175,11 @@ void DataBase::Imp::openFinishedFile()
     m_store.latestTime = latestTime;
 }
 
-template <typename Save>
-void DataBase::Imp::add(unsigned int id, long long time, const Value& value, Save save)
+void DataBase::Imp::pass(unsigned int id, long long time, const Value& value)
 {
     if (m_mode == DataBaseMode::Feeder)
         m_channel.writeTransToSharedMem(false, id, time, value);
-    if (!isWriter())
-        return;
-    if (id == kTimeMarkId) {
-        m_store.latestTime = time;
-        return;
-    }
-    save();
-    if (m_mode == DataBaseMode::LoggingWriter && time >= 0)
+    else if (m_mode == DataBaseMode::LoggingWriter && id != kTimeMarkId && time >= 0)
         m_log.enter(id, time, value);
 }
 
@@ -267,24 +269,34 @@ DataBase::~DataBase() = default;
 
 bool DataBase::addTransitionToDB(unsigned int id, long long time, const Value& value)
 {
-    m_imp->add(id, time, value, [&] { m_imp->m_capture.saveTransInDB(id, time, value); });
+    if (m_imp->stores(id, time))
+        m_imp->m_capture.saveTransInDB(id, time, value);
+    if (m_imp->m_mode != DataBaseMode::Writer)
+        m_imp->pass(id, time, value);
     return true;
 }
 
 bool DataBase::addVhdlStdLogicTransitionToDB(unsigned int id, long long time, char code)
 {
-    Value value;
-    value.setStdLogic(static_cast<unsigned char>(code));
-    m_imp->add(id, time, value,
-               [&] { m_imp->m_capture.saveVhdlStdLogicTransInDB(id, time, code); });
+    if (m_imp->stores(id, time))
+        m_imp->m_capture.saveVhdlStdLogicTransInDB(id, time, code);
+    if (m_imp->m_mode != DataBaseMode::Writer) {
+        Value value;
+        value.setStdLogic(static_cast<unsigned char>(code));
+        m_imp->pass(id, time, value);
+    }
     return true;
 }
 
 bool DataBase::addVlogTransitionToDB(unsigned int id, long long time, char code)
 {
-    Value value;
-    value.setVlog(static_cast<unsigned char>(code));
-    m_imp->add(id, time, value, [&] { m_imp->m_capture.saveVlogTransInDB(id, time, code); });
+    if (m_imp->stores(id, time))
+        m_imp->m_capture.saveVlogTransInDB(id, time, code);
+    if (m_imp->m_mode != DataBaseMode::Writer) {
+        Value value;
+        value.setVlog(static_cast<unsigned char>(code));
+        m_imp->pass(id, time, value);
+    }
     return true;
 }
 

@@ -103,8 +103,9 @@ inline std::uint64_t storedPayload(const Value& value)
 }
 
 /// The header of an object's open buffer. It belongs to the page slot that points to it only
-/// while its id is that object's: an eviction can leave the slot of another page behind.
-struct BufferHeader : DataBlockInfo
+/// while its id is that object's: an eviction can leave the slot of another page behind. One
+/// cache line, since every transition of the object reads and writes it.
+struct alignas(64) BufferHeader : DataBlockInfo
 {
     static constexpr std::uint32_t kNoId = 0xFFFFFFFF;
     static constexpr std::int32_t kFreshHint = -2;
@@ -120,6 +121,8 @@ struct BufferHeader : DataBlockInfo
     /// The pool's block that `data` or `records` lies in.
     ListNode* node = nullptr;
 };
+
+static_assert(sizeof(BufferHeader) == 64);
 
 /// The header of a generic buffer. Of the inherited block only count is in use.
 struct TransVecInfo : BufferHeader

@@ -115,8 +115,9 @@ BTreeElem* readTree(const Words& words, long long fileSize, NodeTree& tree, long
         elem.flags = record[10];
         latestTime = std::max(latestTime, elem.lastTime);
         const std::size_t children = record[9];
-        // No record but the first stands before its parent.
-        if (i >= nextChild || children > count - nextChild)
+        if (i >= nextChild)
+            refuse("a node of a tree has no parent");
+        if (children > count - nextChild)
             refuse("a node of a tree has children that are not there");
         if (children == 0) {
             if (!isSoundLeaf(elem, fileSize))
@@ -129,8 +130,6 @@ BTreeElem* readTree(const Words& words, long long fileSize, NodeTree& tree, long
         for (BTreeElem*& child : *elem.children)
             child = &elems[nextChild++];
     }
-    if (nextChild != count)
-        refuse("a node of a tree has no parent");
     return elems;
 }
 
