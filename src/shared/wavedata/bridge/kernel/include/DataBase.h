@@ -109,8 +109,8 @@ public:
 
     // Ranges.
 
-    /// The first and last time stored and the kind. False, with zeros, if the object has nothing.
-    /// Takes no lock.
+    /// The first and last time stored and the kind, ValueVlog standing for ValueStdLogic, too,
+    /// while the object has an open buffer. False, with zeros, if the object has nothing.
     bool getTransInfo(unsigned int id, long long& first, long long& last, ValueType& type);
     /// Appends what there is to draw from `from` to `to`: transitions closer than `minDelta` to
     /// each other come as a pair of ValueDense entries, the start and the end of the run. An entry

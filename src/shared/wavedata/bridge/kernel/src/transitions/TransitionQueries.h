@@ -6,8 +6,14 @@
 
 namespace Tracewell {
 
-/// The queries of a DataBase; the contracts stand there. Only the forms without Locked, and
-/// getTransitions, take the stripe of the id.
+class DrawingFilter;
+
+/// The queries of a DataBase; the contracts stand there. The Locked forms expect the stripe of the
+/// id to be held, the other operations of the public part take it.
+///
+/// A transition lies in a leaf of the object's tree or, if it is later than the tree, in the
+/// object's open buffer. A new buffer begins with the initial value at time 0 again, and then
+/// answers for times up to its next transition, too.
 class TransitionQueries
 {
 public:
@@ -25,6 +31,19 @@ public:
     void traverseAllTransition();
 
 private:
+    bool getTransInfoLocked(std::uint32_t id, long long& first, long long& last, ValueType& type);
+    /// `latest` is the latest time of the store when the query came.
+    void getTransitionsLocked(std::uint32_t id, long long from, long long to, long long minDelta,
+                              long long latest, std::vector<Transition>& out);
+
+    // The open buffer alone. An empty one answers with the initial value, unless `noInitial`.
+    Transition getCurrentTransFromTempBuf(std::uint32_t id, long long time, bool noInitial);
+    Transition getNextTransFromTempBuf(std::uint32_t id, long long time);
+    Transition getPrevTransFromTempBuf(std::uint32_t id, long long time, bool noInitial);
+    void getTransFromTempBuf(std::uint32_t id, DrawingFilter& filter);
+    Transition getInitialTransition(std::uint32_t id, long long time, bool noInitial);
+    template <typename Visit> bool visitBuffer(std::uint32_t id, Visit visit);
+
     TransitionStore& m_store;
 };
 
