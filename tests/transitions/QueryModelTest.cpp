@@ -1,4 +1,5 @@
 #include "DataBaseFixture.h"
+#include "DataBlock.h"
 
 #include <map>
 #include <random>
