@@ -7,6 +7,7 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -129,8 +130,8 @@ public:
     /// the object is being destroyed or has no channel.
     char* getEmptySharedMemBlock();
     char* getNextSharedMemBlock();
-    /// Stores one transition in the channel of a Feeder. With `alreadyLocked` the caller has
-    /// excluded time marks.
+    /// Stores one transition in the channel of a Feeder, waiting for room. A text is not sent. With
+    /// `alreadyLocked` the caller has excluded time marks.
     void writeTransToSharedMem(bool alreadyLocked, unsigned int id, long long time,
                                const Value& value);
 
@@ -142,6 +143,15 @@ public:
     boost::mutex& getTimeMarkMutex();
     /// Whether transitions were stored since the last call.
     bool hasMoreData();
+    /// Asked by who waits for the channel, about every 10 ms, on the thread that waits. True: wait
+    /// on. False: the transition or mark is given up and the call returns. An empty hook waits for
+    /// ever. Set before the first use of the channel.
+    void setWaitHook(std::function<bool()> hook);
+    /// Whether a Feeder or StoringReader has its channel.
+    bool isChannelOpen() const;
+    /// Whether the other side has the channel open now. Asks the system. A peer that dies is
+    /// noticed, however it ends.
+    bool isPeerPresent() const;
     /// Sets the switch of the storing thread, which does not look at it.
     void capture(bool on);
 

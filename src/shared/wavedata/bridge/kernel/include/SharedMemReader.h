@@ -24,6 +24,8 @@ public:
 
     /// Runs `body` on a thread of its own. Joins an earlier one first.
     void start(std::function<void()> body);
+    /// Waits for the end of the body, which must have been told to.
+    void join();
     /// Sets the switch and wakes whoever waits for it.
     void capture(bool on);
     bool isCapturing() const;

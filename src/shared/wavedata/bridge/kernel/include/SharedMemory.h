@@ -14,8 +14,7 @@ class SharedRegion;
 /// the records, one that begins with the write index and the read index, u32 each. The records'
 /// places are 0, 24, 48 and so on up to the data size inclusive, and then 24 again.
 ///
-/// Each region follows the rules of SharedMemoryRegion. Where one is missing, every operation
-/// answers null or does nothing.
+/// Each region follows the rules of SharedMemoryRegion.
 class TRACEWELL_API SharedMemory
 {
 public:
@@ -31,6 +30,11 @@ public:
     SharedMemory& operator=(const SharedMemory&) = delete;
     virtual ~SharedMemory();
 
+    /// Whether both regions are there. When not, every operation answers null or does nothing.
+    bool isMapped() const { return m_writeIndex && m_readIndex && m_data; }
+    /// Whether the other side has the ring open now. Asks the system.
+    bool isPeerPresent() const;
+
     // The producer's.
 
     /// The record to be filled next, or null while the ring is full. Nobody sees it before
@@ -43,17 +47,18 @@ public:
 
     /// The oldest record that was handed over, or null.
     char* getNextBlock();
-    /// Frees the record that getNextBlock gave.
-    void advanceRead();
+    /// Frees the record that getNextBlock gave. False if the ring was emptied since: the record is
+    /// void.
+    bool advanceRead();
 
-    /// Empties the ring. The other side must stand still.
+    /// Empties the ring. The producer must stand still, and so must the consumer, but for a record
+    /// that it loses.
     void clearPointers();
 
 private:
-    bool isUsable() const { return m_writeIndex && m_readIndex && m_data; }
-
     unsigned int m_dataSize;
     unsigned int m_nextWrite = 0;
+    unsigned int m_currentRead = 0;
     std::unique_ptr<SharedRegion> m_dataRegion;
     std::unique_ptr<SharedRegion> m_pointerRegion;
     char* m_data = nullptr;

@@ -12,15 +12,20 @@ SharedMemReader::~SharedMemReader()
         const boost::lock_guard<boost::mutex> lock(m_mutex);
         m_changed.notify_all();
     }
-    if (m_thread)
-        m_thread->join();
+    join();
 }
 
 void SharedMemReader::start(std::function<void()> body)
 {
+    join();
+    m_thread = std::make_unique<boost::thread>(std::move(body));
+}
+
+void SharedMemReader::join()
+{
     if (m_thread)
         m_thread->join();
-    m_thread = std::make_unique<boost::thread>(std::move(body));
+    m_thread.reset();
 }
 
 void SharedMemReader::capture(bool on)

@@ -49,9 +49,14 @@ SharedMemory::SharedMemory(int mode, const std::string& path, int /*unused*/, in
 
 SharedMemory::~SharedMemory() = default;
 
+bool SharedMemory::isPeerPresent() const
+{
+    return isMapped() && m_pointerRegion->isPeerPresent();
+}
+
 char* SharedMemory::getEmptyBlock()
 {
-    if (!isUsable() || kRecordSize >= m_dataSize / 2)
+    if (!isMapped() || kRecordSize >= m_dataSize / 2)
         return nullptr;
     const std::uint32_t writeIndex = loadOwnIndex(m_writeIndex);
     const std::uint32_t readIndex = loadPeerIndex(m_readIndex);
@@ -71,22 +76,23 @@ void SharedMemory::commitWrite()
 
 char* SharedMemory::getNextBlock()
 {
-    if (!isUsable())
+    if (!isMapped())
         return nullptr;
     const std::uint32_t readIndex = loadOwnIndex(m_readIndex);
     const std::uint32_t writeIndex = loadPeerIndex(m_writeIndex);
     if (readIndex == writeIndex || readIndex > m_dataSize || writeIndex > m_dataSize)
         return nullptr;
+    m_currentRead = readIndex;
     return m_data + readIndex;
 }
 
-void SharedMemory::advanceRead()
+bool SharedMemory::advanceRead()
 {
-    if (!m_readIndex)
-        return;
-    const std::uint64_t next = std::uint64_t{loadOwnIndex(m_readIndex)} + kRecordSize;
-    publishIndex(m_readIndex,
-                 static_cast<std::uint32_t>(next > m_dataSize ? next - m_dataSize : next));
+    if (!isMapped())
+        return false;
+    const std::uint64_t next = std::uint64_t{m_currentRead} + kRecordSize;
+    return replaceIndex(m_readIndex, m_currentRead,
+                        static_cast<std::uint32_t>(next > m_dataSize ? next - m_dataSize : next));
 }
 
 void SharedMemory::clearPointers()

@@ -124,7 +124,6 @@ DataBase::Imp::Imp(DataBaseMode mode, IConsole* console, const std::string& desi
 
 DataBase::Imp::~Imp()
 {
-    m_channel.stop();
     if (m_mode == DataBaseMode::StoringReader)
         saveTransitionToDisk();
 }
@@ -188,6 +187,7 @@ void DataBase::Imp::saveTransitionToDisk()
     if (m_isFinished || m_mode == DataBaseMode::Viewer || m_mode == DataBaseMode::Feeder)
         return;
     m_isFinished = true;
+    m_channel.stop(TransitionChannel::Rest::Store);
     m_capture.flushBuffers();
     BlockStore& blocks = m_store.blocks;
     FileIO& file = blocks.file();
@@ -238,6 +238,8 @@ bool DataBase::Imp::appendDebugData()
 
 void DataBase::Imp::restartDatabase()
 {
+    if (m_mode == DataBaseMode::StoringReader)
+        m_channel.stop(TransitionChannel::Rest::Leave);
     m_store.latestTime = 0;
     m_store.tracingStopped = false;
     m_isFinished = false;
@@ -256,6 +258,8 @@ void DataBase::Imp::restartDatabase()
     m_log.clear();
     m_store.blocks.reset();
     m_store.tree.clear();
+    if (m_mode == DataBaseMode::StoringReader)
+        m_channel.start();
 }
 
 DataBase::DataBase(DataBaseMode mode, IConsole* console, const std::string& designName,
@@ -307,7 +311,6 @@ bool DataBase::addTimeMarkToDB(long long time)
 
 void DataBase::saveTransitionToDisk()
 {
-    m_imp->m_channel.stop();
     m_imp->saveTransitionToDisk();
 }
 
@@ -402,6 +405,21 @@ boost::mutex& DataBase::getTimeMarkMutex()
 bool DataBase::hasMoreData()
 {
     return m_imp->m_channel.hasMoreData();
+}
+
+void DataBase::setWaitHook(std::function<bool()> hook)
+{
+    m_imp->m_channel.setWaitHook(std::move(hook));
+}
+
+bool DataBase::isChannelOpen() const
+{
+    return m_imp->m_channel.isChannelOpen();
+}
+
+bool DataBase::isPeerPresent() const
+{
+    return m_imp->m_channel.isPeerPresent();
 }
 
 void DataBase::capture(bool on)

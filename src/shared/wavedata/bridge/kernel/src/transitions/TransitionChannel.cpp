@@ -1,46 +1,334 @@
 #include "TransitionChannel.h"
 
+#include <boost/chrono/system_clocks.hpp>
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/thread_only.hpp>
+
+#include <cstring>
+
 namespace Tracewell {
 
-TransitionChannel::TransitionChannel(TransitionStore& store, TransitionCapture& capture,
-                                     const std::string&, int)
-    : m_store(store), m_capture(capture)
-{}
+namespace {
 
-TransitionChannel::~TransitionChannel() = default;
+constexpr int kRingBytes = 2'400'000;
+constexpr int kPointerBytes = 16;
+/// No ring holds more; bounds the last draining beside a peer that goes on sending.
+constexpr std::size_t kRingSlots = kRingBytes / SharedMemory::kRecordSize;
+constexpr const char* kRingPrefix = "Local\\QSimTransitionMem";
+constexpr const char* kPointerPrefix = "Local\\QSimReadWritePtr";
 
-void TransitionChannel::start() {}
+constexpr int kTriesBeforeSleep = 100;
+constexpr auto kSleep = boost::chrono::milliseconds(10);
+/// The end of a change is announced to who waits for it, but may cross with the wish to wait: a
+/// full fence that would rule this out costs each transition as much as the rest of it.
+constexpr auto kLookAgain = boost::chrono::milliseconds(1);
+/// So many slots are taken from the ring in one turn.
+constexpr std::size_t kSlotsOfTurn = 64;
+/// A viewer's wait ends after so many seconds without a transition; the first that comes counts
+/// as one of them.
+constexpr int kQuietSeconds = 3;
 
-void TransitionChannel::stop() {}
-
-void TransitionChannel::clear() {}
-
-void TransitionChannel::writeTransToSharedMem(bool, std::uint32_t, long long, const Value&) {}
-
-bool TransitionChannel::addTimeMarkToDB(long long)
+/// Bytes of the slot's payload that the type uses, or -1 for one without a form in the ring.
+int payloadBytes(std::uint32_t type)
 {
+    switch (type) {
+    case ValueNone:
+        return 0;
+    case ValueByte:
+    case ValueBit:
+    case ValueVlog:
+    case ValueStdLogic:
+        return 1;
+    case ValueInt32:
+        return 4;
+    case ValueInt64:
+    case ValueDouble:
+        return 8;
+    default:
+        return -1;
+    }
+}
+
+/// Leaves `value` alone when the type has no form in the ring.
+bool readValue(const TransitionSlot& slot, Value& value)
+{
+    const int bytes = payloadBytes(slot.type);
+    if (bytes < 0)
+        return false;
+    unsigned long long bits = 0;
+    std::memcpy(&bits, slot.payload, static_cast<std::size_t>(bytes));
+    if (bytes == 0)
+        value.clear();
+    else
+        value.setBits(static_cast<ValueType>(slot.type), bits);
     return true;
 }
 
-bool TransitionChannel::readOneTransition(std::uint32_t&, long long&, Value&)
+/// The place keeps the payload bytes that are not written.
+void writeSlot(char* place, long long time, std::uint32_t id, const Value& value)
 {
-    return false;
+    TransitionSlot slot;
+    slot.time = time;
+    slot.id = id;
+    slot.type = value.getType();
+    const int bytes = payloadBytes(slot.type);
+    const unsigned long long bits = bytes > 0 ? value.getBits() : 0;
+    std::memcpy(slot.payload, &bits, sizeof bits);
+    std::memcpy(place, &slot,
+                offsetof(TransitionSlot, payload) +
+                    static_cast<std::size_t>(bytes > 0 ? bytes : 0));
+}
+
+} // namespace
+
+TransitionChannel::TransitionChannel(TransitionStore& store, TransitionCapture& capture,
+                                     const std::string& path, int processId)
+    : m_store(store), m_capture(capture)
+{
+    if (!isFeeder() && !isReader())
+        return;
+    const std::string number = std::to_string(processId);
+    m_ring = std::make_unique<SharedMemory>(
+        isFeeder() ? SharedMemory::kCreate : SharedMemory::kOpen, path, 0, kRingBytes,
+        kRingPrefix + number, kPointerBytes, kPointerPrefix + number);
+    m_taken.resize(kSlotsOfTurn);
+}
+
+TransitionChannel::~TransitionChannel()
+{
+    stop(Rest::Leave);
+}
+
+void TransitionChannel::start()
+{
+    m_shutdownRequested = false;
+    if (isReader() && isChannelOpen())
+        m_reader.start([this] { readTransFromSharedMem(); });
+}
+
+void TransitionChannel::stop(Rest rest)
+{
+    const bool wasRunning = !m_shutdownRequested.exchange(true);
+    {
+        const boost::lock_guard<boost::mutex> lock(m_timeMarkMutex);
+        m_timeMark.notify_all();
+    }
+    m_reader.join();
+    if (!wasRunning || !isReader() || rest == Rest::Leave)
+        return;
+    for (std::size_t stored = 0; stored < kRingSlots;) {
+        const std::size_t count = takeSlots();
+        if (count == 0)
+            break;
+        stored += count;
+    }
+}
+
+void TransitionChannel::clear()
+{
+    if (isFeeder())
+        betweenTransitions([this] { m_ring->clearPointers(); });
+}
+
+/// Calls `get` until it gives something: the thread is kept off the scheduler when the other side
+/// is slower for a moment only. Gives nothing on shutdown, without a channel, and when the wait
+/// hook says so.
+template <class Get> auto TransitionChannel::await(Get get) -> decltype(get())
+{
+    for (;;) {
+        for (int i = 0; i < kTriesBeforeSleep; ++i) {
+            if (m_shutdownRequested.load(std::memory_order_relaxed) || !isChannelOpen())
+                return {};
+            if (auto result = get())
+                return result;
+        }
+        boost::this_thread::sleep_for(kSleep);
+        if (m_waitHook && !m_waitHook())
+            return {};
+    }
 }
 
 char* TransitionChannel::getEmptySharedMemBlock()
 {
-    return nullptr;
+    return isFeeder() ? await([this] { return m_ring->getEmptyBlock(); }) : nullptr;
 }
 
 char* TransitionChannel::getNextSharedMemBlock()
 {
-    return nullptr;
+    if (!isReader())
+        return nullptr;
+    return await([this] {
+        const boost::lock_guard<boost::mutex> lock(m_readMutex);
+        return m_ring->getNextBlock();
+    });
 }
 
-void TransitionChannel::markTime(boost::unique_lock<boost::mutex>&) {}
+void TransitionChannel::writeTransToSharedMem(bool alreadyLocked, std::uint32_t id, long long time,
+                                              const Value& value)
+{
+    if (!isFeeder())
+        return;
+    if (!alreadyLocked) {
+        m_writerBusy.store(true);
+        if (m_marking.load() != 0)
+            standAside();
+    }
+    if (char* const place = getEmptySharedMemBlock()) {
+        writeSlot(place, time, id, value);
+        // A text has no form in the ring: its slot is given to the next transition.
+        if (value.getType() != ValueString)
+            m_ring->commitWrite();
+    }
+    if (!alreadyLocked) {
+        m_writerBusy.store(false, std::memory_order_release);
+        if (m_marking.load(std::memory_order_relaxed) != 0)
+            announceEnd();
+    }
+}
 
-void TransitionChannel::holdForMarkTime() {}
+void TransitionChannel::standAside()
+{
+    boost::unique_lock<boost::mutex> lock(m_timeMarkMutex);
+    m_writerBusy = false;
+    m_timeMark.notify_all();
+    while (m_marking.load() != 0)
+        m_timeMark.wait(lock);
+    m_writerBusy = true;
+}
 
-void TransitionChannel::capture(bool) {}
+void TransitionChannel::announceEnd()
+{
+    const boost::lock_guard<boost::mutex> lock(m_timeMarkMutex);
+    m_timeMark.notify_all();
+}
+
+/// Runs `action` while no transition is on its way into the ring and none begins. Several callers
+/// take turns by the mutex.
+template <class Action> void TransitionChannel::betweenTransitions(const Action& action)
+{
+    m_marking.fetch_add(1);
+    boost::unique_lock<boost::mutex> lock(m_timeMarkMutex);
+    while (m_writerBusy.load())
+        m_timeMark.wait_for(lock, kLookAgain);
+    action();
+    m_marking.fetch_sub(1);
+    m_timeMark.notify_all();
+}
+
+bool TransitionChannel::addTimeMarkToDB(long long time)
+{
+    if (!isFeeder())
+        return true;
+    betweenTransitions([&] {
+        if (char* const place = getEmptySharedMemBlock()) {
+            writeSlot(place, time, DataBase::kTimeMarkId, Value());
+            m_ring->commitWrite();
+        }
+    });
+    return true;
+}
+
+void TransitionChannel::readTransFromSharedMem()
+{
+    for (int misses = 0; !m_shutdownRequested.load(std::memory_order_relaxed);) {
+        if (takeSlots() > 0 || ++misses < kTriesBeforeSleep)
+            continue;
+        boost::this_thread::sleep_for(kSleep);
+        misses = 0;
+    }
+}
+
+/// Stores what there is, up to one turn, and gives the number.
+std::size_t TransitionChannel::takeSlots()
+{
+    std::size_t count = 0;
+    {
+        const boost::lock_guard<boost::mutex> lock(m_readMutex);
+        while (count < m_taken.size() && takeSlot(m_taken[count]))
+            ++count;
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        store(m_taken[i]);
+    return count;
+}
+
+/// Under m_readMutex.
+bool TransitionChannel::takeSlot(TransitionSlot& slot)
+{
+    const char* const place = isChannelOpen() ? m_ring->getNextBlock() : nullptr;
+    if (!place)
+        return false;
+    std::memcpy(&slot, place, sizeof slot);
+    return m_ring->advanceRead();
+}
+
+void TransitionChannel::store(const TransitionSlot& slot)
+{
+    if (slot.time < 0) {
+        m_store.lastNegativeTimeId.store(slot.id, std::memory_order_relaxed);
+        return;
+    }
+    if (slot.id == DataBase::kTimeMarkId) {
+        m_store.latestTime = slot.time;
+        const boost::lock_guard<boost::mutex> lock(m_timeMarkMutex);
+        m_markTimePending = false;
+        m_timeMark.notify_all();
+        return;
+    }
+    Value value;
+    if (!readValue(slot, value))
+        return;
+    const boost::lock_guard<boost::mutex> lock(m_store.stripe(slot.id));
+    m_hasMoreData = true;
+    const char code = static_cast<char>(value.getByte());
+    if (slot.type == ValueVlog)
+        m_capture.saveVlogTransInDB(slot.id, slot.time, code);
+    else if (slot.type == ValueStdLogic)
+        m_capture.saveVhdlStdLogicTransInDB(slot.id, slot.time, code);
+    else
+        m_capture.saveTransInDB(slot.id, slot.time, value);
+}
+
+bool TransitionChannel::readOneTransition(std::uint32_t& id, long long& time, Value& value)
+{
+    if (!isReader())
+        return false;
+    TransitionSlot slot;
+    const bool isTaken = await([&] {
+        const boost::lock_guard<boost::mutex> lock(m_readMutex);
+        return takeSlot(slot);
+    });
+    if (!isTaken)
+        return false;
+    id = slot.id;
+    time = slot.time;
+    readValue(slot, value);
+    return true;
+}
+
+void TransitionChannel::markTime(boost::unique_lock<boost::mutex>& lock)
+{
+    // A Feeder that marks has a flag of its own: the viewer's would stop its adding thread.
+    m_markTimePending = true;
+    const auto isOver = [this] { return !m_markTimePending || m_shutdownRequested; };
+    for (int seconds = 0; seconds < kQuietSeconds;) {
+        if (m_timeMark.wait_for(lock, boost::chrono::seconds(1), isOver))
+            return;
+        seconds = m_hasMoreData.exchange(false) ? 1 : seconds + 1;
+    }
+}
+
+void TransitionChannel::holdForMarkTime()
+{
+    boost::unique_lock<boost::mutex> lock(m_timeMarkMutex);
+    while ((m_markTimePending || m_marking != 0) && !m_shutdownRequested &&
+           (isFeeder() || isChannelOpen()))
+        m_timeMark.wait(lock);
+}
+
+void TransitionChannel::capture(bool on)
+{
+    m_reader.capture(on);
+}
 
 } // namespace Tracewell
