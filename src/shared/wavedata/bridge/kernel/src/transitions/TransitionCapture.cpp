@@ -1,6 +1,7 @@
 #include "TransitionCapture.h"
 
 #include <boost/thread/lock_types.hpp>
+#include <boost/thread/thread_only.hpp>
 
 #include <algorithm>
 #include <cstring>
@@ -319,8 +320,12 @@ void TransitionCapture::evict(BufferHeader& header, std::uint32_t storedId)
     const std::uint32_t id = header.id;
     boost::unique_lock<boost::mutex> lock(m_store.stripe(id), boost::defer_lock);
     if (m_store.mode == DataBaseMode::StoringReader &&
-        &m_store.stripe(id) != &m_store.stripe(storedId))
-        lock.lock();
+        &m_store.stripe(id) != &m_store.stripe(storedId)) {
+        // Stripes have no order among themselves. Nobody waits for this thread with one in hand,
+        // so it gets the second one in the end; it tries for it so that no order is claimed.
+        while (!lock.try_lock())
+            boost::this_thread::yield();
+    }
     emptyBuffer(header, header.isPacked || header.count < kMinSearchedEviction);
     // The page is that of the object being stored. An evicted object of another page leaves its
     // slot behind, which reads as empty from now on because the header loses its id.
