@@ -145,6 +145,31 @@ TEST_F(Query, drawingHidesRunsAndSaysWhereDataEnds)
     EXPECT_THAT(draw(*viewer, 1, 0, 300, 100), ElementsAre(denseAt(10), intAt(71), noneAt(200)));
 }
 
+// With room for two buffers, three objects in turn make a leaf of each transition.
+TEST_F(Query, deepTreesAnswerOnBothSidesOfEveryLeaf)
+{
+    constexpr long long kLeaves = 2 * 2048 + 10;
+    const auto base = open(DataBaseMode::Writer, {0, 0, 0, 2});
+    for (long long i = 1; i <= kLeaves; ++i)
+        for (const unsigned int id : {1U, 2U, 3U})
+            addInts(*base, id, {i * 10});
+    base->saveTransitionToDisk();
+    const auto viewer = open(DataBaseMode::Viewer, {0, 0, 0, 2});
+    EXPECT_EQ(entryOf(viewer->getNextTransition(2, 3)), intAt(10));
+    EXPECT_EQ(entryOf(viewer->getPrevTransition(2, 10)), noneAt(10));
+    for (long long time = 20; time < kLeaves * 10; time += 10) {
+        ASSERT_EQ(entryOf(viewer->getCurrentTransition(2, time + 9)), intAt(time));
+        ASSERT_EQ(entryOf(viewer->getCurrentTransition(2, time)), intAt(time));
+        ASSERT_EQ(entryOf(viewer->getNextTransition(2, time)), intAt(time + 10));
+        ASSERT_EQ(entryOf(viewer->getNextTransition(2, time + 1)), intAt(time + 10));
+        ASSERT_EQ(entryOf(viewer->getPrevTransition(2, time)), intAt(time - 10));
+        ASSERT_EQ(entryOf(viewer->getPrevTransition(2, time + 1)), intAt(time));
+    }
+    // A leaf of one transition has no gap but the one before it: a range shows each of them.
+    EXPECT_EQ(draw(*viewer, 2, 0, kLeaves * 10 + 1, 0).size(), std::size_t{kLeaves});
+    EXPECT_EQ(draw(*viewer, 2, 0, kLeaves * 10 + 1, 11).size(), 3U);
+}
+
 TEST_F(Query, queriesRunBesideTheStoringThread)
 {
     constexpr DataBaseLimits kTiny{20'000, 10'000, 10'000, 2};

@@ -7,6 +7,7 @@
 #include <boost/thread/lock_guard.hpp>
 
 #include <algorithm>
+#include <type_traits>
 
 namespace Tracewell {
 
@@ -240,10 +241,12 @@ Transition TransitionQueries::getPrevTransFromTempBuf(std::uint32_t id, long lon
                                                       bool noInitial)
 {
     Transition found;
-    if (!visitBuffer(
-            id, [&](const auto& reader, long long) { found = searchPrev(reader, time, false); }))
-        return getInitialTransition(id, time, noInitial);
-    return found;
+    const bool isOpen = visitBuffer(id, [&](const auto& reader, long long) {
+        found = searchPrev(reader, time, false);
+        if (std::is_same_v<decltype(reader), const RecordReader&> && isNone(found))
+            found.time = time;
+    });
+    return isOpen ? found : getInitialTransition(id, time, noInitial);
 }
 
 void TransitionQueries::getTransFromTempBuf(std::uint32_t id, DrawingFilter& filter)
