@@ -2,13 +2,18 @@
 #include "../support/ForkedProcess.h"
 
 #include "OutputFileNames.h"
+#include "StorageFailure.h"
 #include "WdbStandAloneWriter.h"
 #include "WdbStaticReader.h"
 #include "WdbStringMapDatabase.h"
 #include "WriterFactory.h"
 
 #include <array>
+#include <csignal>
 #include <cstring>
+#include <random>
+
+#include <sys/resource.h>
 
 namespace Tracewell {
 namespace {
@@ -205,6 +210,49 @@ TEST_F(StandAloneWriter, libraryWritersCompleteTheirFileAtExit)
     long long latestTime = 0;
     EXPECT_EQ(readHistories(m_fileName, 5, 1, &latestTime), (std::vector<History>{{{1, 7}}}));
     EXPECT_EQ(latestTime, 50);
+}
+
+TEST_F(StandAloneWriter, withAHandlerAFullDiskStopsTracingAndTheProcessGoesOn)
+{
+    // In a process of its own: the limit on the size of files stays.
+    ForkedProcess process([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{100'000, 100'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        std::vector<std::string> lines;
+        std::mutex mutex;
+        setStorageFailureHandler([&](const std::string& line) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            lines.push_back(line);
+        });
+        open();
+        const std::pair<long long, int> first(1, 7);
+        traceByte(1, 0, 7);
+        m_writer.flush();
+        std::mt19937 random(1);
+        for (long long time = 2; time < 400'000; ++time) {
+            traceByte(time, random() % m_memory.size(), static_cast<unsigned char>(random()));
+            m_writer.markCurrentTime(time);
+        }
+        m_writer.close();
+        const bool twoLines = lines.size() == 2 && lines[0].find("WDB FATAL ERROR: ") == 0 &&
+                              lines[1].find("Tracing to " + m_fileName) == 0;
+        WdbFileManager file;
+        file.open(m_fileName);
+        long long latest = -1;
+        file.getFileBlockManager().getBlock(WdbIEventBlockDatabase::getEventSection(file),
+                                            reinterpret_cast<char*>(&latest), sizeof latest);
+        file.close();
+        const bool isKilledFile =
+            latest == 0 && readHistories(m_fileName, 0, 1).at(0).at(0) == first;
+        // Nothing is left over for the next file.
+        open();
+        traceByte(5, 0, 9);
+        m_writer.close();
+        return twoLines && isKilledFile && lines.size() == 2 &&
+               readHistories(m_fileName, 0, 1) == std::vector<History>{{{5, 9}}};
+    });
+    EXPECT_TRUE(process.succeeds());
 }
 
 } // namespace

@@ -4,14 +4,20 @@
 
 #include <boost/thread/recursive_mutex.hpp>
 
+#include <memory>
+#include <string>
+
 namespace Tracewell {
+
+class StorageHealth;
 
 /// Stores runs of bytes and gives a handle for each: the only path by which persistent structures
 /// reach their storage. A block has no header; whoever keeps the handle keeps the size too. A
 /// stored block never moves and never changes its size, so a reader may run beside the writer.
 ///
 /// A failed transfer is never reported to the caller. The managers over a stream print one line to
-/// the standard error stream and end the process.
+/// the standard error stream and end the process; see StorageFailure.h for hosts that go on. A
+/// broken manager gives the handle 0 for every block, and zeros for every place.
 class TRACEWELL_API WdbIBlockManager
 {
 public:
@@ -33,11 +39,20 @@ public:
     /// a file must pass this test before getBlock. Managers without an extent answer true.
     virtual bool contains(long long handle, unsigned long long size) const;
 
+    /// Whether a transfer failed and the host's handler took it. Any thread.
+    bool isBroken() const;
+    /// Breaks the storage: see setStorageFailureHandler. Without a handler it does not return.
+    /// `literal` is the line up to the system's reason, which is that of the current errno.
+    void breakDown(const std::string& literal) const;
+    /// For a manager that stands for another storage from here on.
+    void mend() const;
+
     /// Guards the storage; recursive, so a caller may hold it around several block operations.
     boost::recursive_mutex& getMutex() const { return m_mutex; }
 
 private:
     mutable boost::recursive_mutex m_mutex;
+    const std::unique_ptr<StorageHealth> m_health;
 };
 
 } // namespace Tracewell

@@ -5,8 +5,11 @@
 #include <iosfwd>
 #include <list>
 #include <map>
+#include <memory>
 
 namespace Tracewell {
+
+class StorageHealth;
 
 /// As WdbLRUCache, for blocks that may be newer than the stream: these are dirty, and are written
 /// to their handle's place when they go or when the owner asks. A failed write prints one line and
@@ -51,6 +54,7 @@ private:
 
     std::basic_iostream<char>* m_stream;
     unsigned long long m_capacity;
+    const std::unique_ptr<StorageHealth> m_health;
     /// The oldest at the front.
     mutable std::list<long long> m_recency;
     mutable std::map<long long, LRUDataItem> m_items;

@@ -43,7 +43,7 @@ public:
     /// -1 while closed, and for a text that cannot be stored: longer than 1,010 characters or with
     /// a NUL inside.
     long long addString(const std::string& text) override;
-    /// The file is complete when it returns.
+    /// The file is complete when it returns, unless storage broke (see StorageFailure.h).
     void close() override;
     /// Does nothing.
     void restart() override;
@@ -76,6 +76,7 @@ private:
     static WdbStandAloneWriter* getOpenWriter();
 
     void create(const std::string& snapshot, const std::string& fileName);
+    bool isBroken() const { return m_fileManager.getFileBlockManager().isBroken(); }
     long long getAddress(const unsigned char* place) const;
     void writeEvent(long long time, long long address, unsigned int length,
                     const unsigned char* value);
@@ -95,6 +96,7 @@ private:
 
     WdbStandAloneWriter* m_previousWriter;
     WdbFileManager m_fileManager;
+    std::string m_fileName;
     std::unique_ptr<WdbStringMapDatabase> m_stringMap;
     long long m_addressSize = 0;
     unsigned int m_bucketDivision;

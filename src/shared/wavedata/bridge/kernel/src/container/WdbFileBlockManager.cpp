@@ -1,6 +1,6 @@
 #include "WdbFileBlockManager.h"
 
-#include "FatalError.h"
+#include "GuardedTransfer.h"
 #include "StreamBlocks.h"
 
 #include <boost/thread/lock_guard.hpp>
@@ -23,34 +23,28 @@ WdbFileBlockManager::WdbFileBlockManager(std::basic_iostream<char>& stream) : m_
 long long WdbFileBlockManager::addBlock(const char* data, unsigned long long size)
 {
     const Lock lock(getMutex());
-    try {
-        return appendBlock(*m_stream, data, size);
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to add file block (WdbFileBlockManager) for the "
-                         "following reason: ");
-    }
+    return guardTransfer(*this,
+                         "WDB FATAL ERROR: failed to add file block (WdbFileBlockManager) for the "
+                         "following reason: ",
+                         [&] { return appendBlock(*m_stream, data, size); });
 }
 
 void WdbFileBlockManager::getBlock(long long handle, char* out, unsigned long long size) const
 {
     const Lock lock(getMutex());
-    try {
-        readBlock(*m_stream, handle, out, size);
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to get file block (WdbFileBlockManager) for the "
-                         "following reason: ");
-    }
+    guardRead(*this,
+              "WDB FATAL ERROR: failed to get file block (WdbFileBlockManager) for the "
+              "following reason: ",
+              out, size, [&] { readBlock(*m_stream, handle, out, size); });
 }
 
 void WdbFileBlockManager::putBlock(long long handle, const char* data, unsigned long long size)
 {
     const Lock lock(getMutex());
-    try {
-        writeBlock(*m_stream, handle, data, size);
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to put file block (WdbFileBlockManager) for the "
-                         "following reason: ");
-    }
+    guardTransfer(*this,
+                  "WDB FATAL ERROR: failed to put file block (WdbFileBlockManager) for the "
+                  "following reason: ",
+                  [&] { writeBlock(*m_stream, handle, data, size); });
 }
 
 void WdbFileBlockManager::freeBlock(long long handle, unsigned long long size)

@@ -1,7 +1,7 @@
 #include "WdbFileBlockManagerWithCache.h"
 
 #include "BlockCopy.h"
-#include "FatalError.h"
+#include "GuardedTransfer.h"
 #include "StreamBlocks.h"
 
 #include <istream>
@@ -17,12 +17,10 @@ WdbFileBlockManagerWithCache::WdbFileBlockManagerWithCache(std::basic_iostream<c
 
 long long WdbFileBlockManagerWithCache::addBlock(const char* data, unsigned long long size)
 {
-    try {
-        return appendBlock(*m_stream, data, size);
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to add file block (WdbFileBlockManagerWithCache) "
-                         "for the following reason: ");
-    }
+    return guardTransfer(*this,
+                         "WDB FATAL ERROR: failed to add file block (WdbFileBlockManagerWithCache) "
+                         "for the following reason: ",
+                         [&] { return appendBlock(*m_stream, data, size); });
 }
 
 void WdbFileBlockManagerWithCache::getBlock(long long handle, char* out,
@@ -35,33 +33,33 @@ void WdbFileBlockManagerWithCache::getBlock(long long handle, char* out,
         }
         m_cache.remove(handle);
     }
-    try {
-        BlockCopy copy = makeBlockCopy(size);
-        readBlock(*m_stream, handle, copy.get(), size);
-        std::memcpy(out, copy.get(), size);
-        m_cache.add(handle, copy.get(), size);
-        copy.release();
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to get file block (WdbFileBlockManagerWithCache) "
-                         "for the following reason: ");
-    }
+    guardRead(*this,
+              "WDB FATAL ERROR: failed to get file block (WdbFileBlockManagerWithCache) "
+              "for the following reason: ",
+              out, size, [&] {
+                  BlockCopy copy = makeBlockCopy(size);
+                  readBlock(*m_stream, handle, copy.get(), size);
+                  std::memcpy(out, copy.get(), size);
+                  m_cache.add(handle, copy.get(), size);
+                  copy.release();
+              });
 }
 
 void WdbFileBlockManagerWithCache::putBlock(long long handle, const char* data,
                                             unsigned long long size)
 {
-    try {
-        writeBlock(*m_stream, handle, data, size);
-        if (!m_cache.get(handle))
-            return;
-        if (m_cache.getSize(handle) == size)
-            m_cache.put(handle, makeBlockCopy(size, data).release());
-        else
-            m_cache.remove(handle);
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to put file block (WdbFileBlockManagerWithCache) "
-                         "for the following reason: ");
-    }
+    guardTransfer(*this,
+                  "WDB FATAL ERROR: failed to put file block (WdbFileBlockManagerWithCache) "
+                  "for the following reason: ",
+                  [&] {
+                      writeBlock(*m_stream, handle, data, size);
+                      if (!m_cache.get(handle))
+                          return;
+                      if (m_cache.getSize(handle) == size)
+                          m_cache.put(handle, makeBlockCopy(size, data).release());
+                      else
+                          m_cache.remove(handle);
+                  });
 }
 
 void WdbFileBlockManagerWithCache::freeBlock(long long handle, unsigned long long size)

@@ -1,7 +1,7 @@
 #include "WdbFileBlockManagerWithWriteCache.h"
 
 #include "BlockCopy.h"
-#include "FatalError.h"
+#include "GuardedTransfer.h"
 #include "StreamBlocks.h"
 
 #include <istream>
@@ -17,14 +17,14 @@ WdbFileBlockManagerWithWriteCache::WdbFileBlockManagerWithWriteCache(
 
 long long WdbFileBlockManagerWithWriteCache::addBlock(const char* data, unsigned long long size)
 {
-    try {
-        const long long handle = appendBlock(*m_stream, data, size);
-        m_cache.add(handle, makeBlockCopy(size, data).release(), size, false);
-        return handle;
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to add file block "
-                         "(WdbFileBlockManagerWithWriteCache) for the following reason: ");
-    }
+    return guardTransfer(*this,
+                         "WDB FATAL ERROR: failed to add file block "
+                         "(WdbFileBlockManagerWithWriteCache) for the following reason: ",
+                         [&] {
+                             const long long handle = appendBlock(*m_stream, data, size);
+                             m_cache.add(handle, makeBlockCopy(size, data).release(), size, false);
+                             return handle;
+                         });
 }
 
 void WdbFileBlockManagerWithWriteCache::getBlock(long long handle, char* out,
@@ -37,16 +37,16 @@ void WdbFileBlockManagerWithWriteCache::getBlock(long long handle, char* out,
         }
         m_cache.remove(handle);
     }
-    try {
-        BlockCopy copy = makeBlockCopy(size);
-        readBlock(*m_stream, handle, copy.get(), size);
-        std::memcpy(out, copy.get(), size);
-        m_cache.add(handle, copy.get(), size, false);
-        copy.release();
-    } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to get file block "
-                         "(WdbFileBlockManagerWithWriteCache) for the following reason: ");
-    }
+    guardRead(*this,
+              "WDB FATAL ERROR: failed to get file block "
+              "(WdbFileBlockManagerWithWriteCache) for the following reason: ",
+              out, size, [&] {
+                  BlockCopy copy = makeBlockCopy(size);
+                  readBlock(*m_stream, handle, copy.get(), size);
+                  std::memcpy(out, copy.get(), size);
+                  m_cache.add(handle, copy.get(), size, false);
+                  copy.release();
+              });
 }
 
 void WdbFileBlockManagerWithWriteCache::putBlock(long long handle, const char* data,

@@ -87,6 +87,7 @@ void WdbFileManager::create(const std::string& path)
     const Lock lock(m_blockManager->getMutex());
     try {
         close();
+        m_blockManager->mend();
         if (!m_stream->open(path, DescriptorStreamBuffer::Mode::Create))
             m_stream->setstate(std::ios_base::failbit);
         m_header.m_creationTime = static_cast<int>(std::time(nullptr));
@@ -116,6 +117,7 @@ void WdbFileManager::open(const std::string& path)
     if (m_open || !m_stream->open(path, DescriptorStreamBuffer::Mode::Read))
         throwOpenException(__LINE__, "Cannot open simulation database file.");
 
+    m_blockManager->mend();
     WdbFileHeader header;
     try {
         readRecord(*m_stream, header);
@@ -147,7 +149,7 @@ void WdbFileManager::close()
     if (!m_open)
         return;
     m_open = false;
-    if (!m_stream->close())
+    if (!m_stream->close() && !m_blockManager->isBroken())
         transfer(*m_stream, [this] { m_stream->setstate(std::ios_base::failbit); });
 }
 
@@ -161,7 +163,7 @@ void WdbFileManager::readHeader()
 void WdbFileManager::writeHeader()
 {
     const Lock lock(m_blockManager->getMutex());
-    if (m_open)
+    if (m_open && !m_blockManager->isBroken())
         writeRecord(*m_stream, m_header);
 }
 
@@ -211,23 +213,24 @@ void WdbFileManager::embedFileInNewSection(const std::string& sectionId, unsigne
 {
     if (!m_open)
         return;
-    const auto fail = [&path](const char* what, const char* purpose) {
-        reportFatalError(std::string("WDB FATAL ERROR: Can't ") + what + " WDB constituent file " +
-                         path + purpose + " for the following reason: ");
+    const auto fail = [this, &path](const char* what, const char* purpose) {
+        m_blockManager->breakDown(std::string("WDB FATAL ERROR: Can't ") + what +
+                                  " WDB constituent file " + path + purpose +
+                                  " for the following reason: ");
     };
 
     DescriptorFile file;
     if (!file.open(path, DescriptorFile::Mode::Read))
-        fail("open", " for reading");
+        return fail("open", " for reading");
     const long long size = file.size();
     if (size < 0)
-        fail("seek in", "");
+        return fail("seek in", "");
     if (size == 0)
         return;
     const auto length = static_cast<std::size_t>(size);
     const std::unique_ptr<char[]> content(new (std::nothrow) char[length]);
     if (!content || file.readAt(0, content.get(), length) != length)
-        fail("read", "");
+        return fail("read", "");
     embedDataInNewSection(sectionId, version, reinterpret_cast<unsigned char*>(content.get()),
                           size);
 }

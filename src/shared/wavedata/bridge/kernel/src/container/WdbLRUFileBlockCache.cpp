@@ -10,7 +10,8 @@ namespace Tracewell {
 
 WdbLRUFileBlockCache::WdbLRUFileBlockCache(std::basic_iostream<char>& stream,
                                            unsigned long long capacity)
-    : m_stream(&stream), m_capacity(std::max(capacity, 1ull))
+    : m_stream(&stream), m_capacity(std::max(capacity, 1ull)),
+      m_health(std::make_unique<StorageHealth>())
 {}
 
 WdbLRUFileBlockCache::~WdbLRUFileBlockCache()
@@ -90,11 +91,14 @@ unsigned long long WdbLRUFileBlockCache::getSize(long long handle) const
 
 void WdbLRUFileBlockCache::saveCacheLRUItem(const LRUDataItem& item)
 {
+    if (m_health->isBroken())
+        return;
     try {
         writeBlock(*m_stream, item.m_handle, static_cast<const char*>(item.m_data), item.m_size);
     } catch (...) {
-        reportFatalError("WDB FATAL ERROR: failed to write LRU file block cache for the following "
-                         "reason: ");
+        m_health->breakDown(
+            "WDB FATAL ERROR: failed to write LRU file block cache for the following "
+            "reason: ");
     }
 }
 

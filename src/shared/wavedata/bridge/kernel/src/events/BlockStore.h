@@ -124,12 +124,15 @@ private:
         void compress(BlockCompressor& compressor) override
         {
             m_stored.clear();
-            guardStoring(kBlockClass, [&] { compressBlock(*m_block, compressor, m_stored); });
+            if (m_store->m_manager.isBroken())
+                return;
+            guardStoring(m_store->m_manager, kBlockClass,
+                         [&] { compressBlock(*m_block, compressor, m_stored); });
         }
 
         void commit() override
         {
-            guardStoring(kBlockClass, [&] {
+            guardStoring(m_store->m_manager, kBlockClass, [&] {
                 const char* bytes = m_stored.m_bytes.data();
                 for (auto& entry : m_stored.m_entries) {
                     entry.m_handle = m_store->m_manager.addBlock(bytes, entry.m_size);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "FatalError.h"
 #include "QsimException.h"
+#include "WdbIBlockManager.h"
 
 #include <exception>
 #include <string>
@@ -9,20 +9,24 @@
 namespace Tracewell {
 
 /// Runs the compressing and storing of a block of class `blockClass`. An exception that comes out
-/// of it means that events are about to be lost, so it ends the process.
-template <class Action> auto guardStoring(const char* blockClass, Action&& action)
+/// of it means that events are about to be lost, so it breaks the storage; the answer is then a 0
+/// of the action's type.
+template <class Action>
+auto guardStoring(const WdbIBlockManager& manager, const char* blockClass, Action&& action)
+    -> decltype(action())
 {
     try {
         return action();
     } catch (const std::exception&) {
-        reportFatalError("WDB FATAL ERROR: failed to add event block for the following reason: ");
+        manager.breakDown("WDB FATAL ERROR: failed to add event block for the following reason: ");
     } catch (const Qsim::Exception&) {
-        reportFatalError(
+        manager.breakDown(
             "WDB FATAL ERROR: unspecified exception thrown for the following reason: ");
     } catch (...) {
-        reportFatalError(std::string("WDB FATAL ERROR: caught unspecified exception in ") +
-                         blockClass + "::addBlock for the following reason: ");
+        manager.breakDown(std::string("WDB FATAL ERROR: caught unspecified exception in ") +
+                          blockClass + "::addBlock for the following reason: ");
     }
+    return decltype(action())();
 }
 
 } // namespace Tracewell

@@ -152,7 +152,7 @@ long long WdbEventBlock::addBlock(WdbIBlockManager& manager, unsigned int& size)
     if (isEmpty())
         return 0;
     fillHeader();
-    return guardStoring("WdbEventBlock", [&] {
+    return guardStoring(manager, "WdbEventBlock", [&] {
         const std::vector<char> stored = compressOnce(m_memory.get(), m_maxBlockSize);
         size = static_cast<unsigned int>(stored.size());
         return manager.addBlock(stored.data(), stored.size());

@@ -106,7 +106,7 @@ long long WdbStringBlock::addBlock(WdbIBlockManager& manager, unsigned int& size
     writeCount(this->size());
     startId = getStartID();
     count = this->size();
-    return guardStoring("WdbStringBlock", [&] {
+    return guardStoring(manager, "WdbStringBlock", [&] {
         const std::vector<char> stored = compressOnce(m_memory.get(), m_blockSize);
         size = static_cast<unsigned int>(stored.size());
         return manager.addBlock(stored.data(), stored.size());

@@ -1,6 +1,7 @@
 #include "WdbStandAloneWriter.h"
 
 #include "BlockStoreQueue.h"
+#include "FatalError.h"
 #include "OutputFileNames.h"
 #include "QsimException.h"
 #include "VectorMerge.h"
@@ -64,8 +65,13 @@ void WdbStandAloneWriter::open(WriterMode, const std::string& snapshot, const st
                                int)
 {
     close();
+    m_fileName = wdbFile.empty() ? ZSIM::OutputFileNames::getWdbFileName() : wdbFile;
     try {
-        create(snapshot, wdbFile.empty() ? ZSIM::OutputFileNames::getWdbFileName() : wdbFile);
+        create(snapshot, m_fileName);
+        if (isBroken())
+            throw Qsim::OpenException(
+                "QSim", __FILE__, "", __LINE__,
+                "The simulation database file could be created, but not written.");
     } catch (...) {
         close();
         throw;
@@ -118,9 +124,13 @@ long long WdbStandAloneWriter::addString(const std::string& text)
 
 void WdbStandAloneWriter::close()
 {
+    const bool wasOpen = m_eventDatabase != nullptr;
     m_eventDatabase.reset();
     m_stringMap.reset();
     m_fileManager.close();
+    if (wasOpen && isBroken())
+        tellFailureHandler("Tracing to " + m_fileName +
+                           " has stopped. The file is not closed; it holds what had reached it.");
 }
 
 void WdbStandAloneWriter::restart() {}
@@ -129,8 +139,11 @@ void WdbStandAloneWriter::setMaxTraceableSize(unsigned int) {}
 
 void WdbStandAloneWriter::markCurrentTime(long long time)
 {
-    if (m_eventDatabase)
-        m_eventDatabase->WdbMultipleBucketEventDatabase::setLatestTime(time);
+    if (!m_eventDatabase)
+        return;
+    m_eventDatabase->WdbMultipleBucketEventDatabase::setLatestTime(time);
+    if (isBroken())
+        close();
 }
 
 void WdbStandAloneWriter::setApplication(const std::string& application)
@@ -152,6 +165,8 @@ void WdbStandAloneWriter::flush()
     // The texts first: an event that is in the file finds the text that it names.
     m_stringMap->flush();
     m_eventDatabase->flush();
+    if (isBroken())
+        close();
 }
 
 /// Null when the writer that trace functions go to is closed, or there is none.
