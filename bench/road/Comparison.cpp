@@ -146,10 +146,17 @@ private:
             addWriter("own/" + workload, "own", workload, file(workload + ".wdb"), true);
             addWriter("fst/" + workload, "fst", workload, file(workload + ".fst"), true);
             addWriter("own2/" + workload, "own", workload, file(workload + ".wdb"), false);
+            addWriter("transitions/" + workload, "transitions", workload, transitionFile(workload),
+                      true);
             addWriter("vcd/" + workload, "vcd", workload, file(workload + ".vcd"), true);
             for (const char* bound : {"append", "zlib-fresh", "zlib-reused"})
                 addWriter(bound + ("/" + workload), bound, workload, "-", true);
         }
+    }
+
+    std::string transitionFile(const std::string& workload) const
+    {
+        return file(workload + "-transitions.wdb");
     }
 
     std::string ownFile(const std::string& workload, unsigned int division) const
@@ -165,12 +172,18 @@ private:
                 const std::string suffix = "/" + workload + "/" + std::to_string(division);
                 addWriter("for-reading" + suffix, "own", workload, path, false, division);
                 m_measurements.add("draw" + suffix,
-                                   {m_options.self, "draw", workload, path, "20", kPixels}, false);
+                                   {m_options.self, "draw", "own", workload, path, "20", kPixels},
+                                   false);
             }
+            m_measurements.add("draw/" + workload + "/transitions",
+                               {m_options.self, "draw", "transitions", workload,
+                                transitionFile(workload), "20", kPixels},
+                               false);
         }
         for (const std::string workload : {"mixed", "sparse"}) {
             for (const std::string signals : {"1", "20", kAllSignals}) {
                 addReader("fst", workload, file(workload + ".fst"), signals);
+                addReader("transitions", workload, transitionFile(workload), signals);
                 for (const unsigned int division : kReadDivisions)
                     addReader("own" + std::to_string(division), workload,
                               ownFile(workload, division), signals);
@@ -181,10 +194,10 @@ private:
     void addReader(const std::string& reader, const std::string& workload, const std::string& path,
                    const std::string& signals)
     {
-        m_measurements.add(
-            "read/" + reader + "/" + workload + "/" + signals,
-            {m_options.self, "read", reader == "fst" ? "fst" : "own", workload, path, signals},
-            false);
+        m_measurements.add("read/" + reader + "/" + workload + "/" + signals,
+                           {m_options.self, "read", reader.substr(0, 3) == "own" ? "own" : reader,
+                            workload, path, signals},
+                           false);
     }
 
     void addDivisions()
@@ -199,7 +212,8 @@ private:
                                        {m_options.self, "read", "own", workload, path, signals},
                                        false);
                 m_measurements.add("division-draw/" + name,
-                                   {m_options.self, "draw", workload, path, "20", kPixels}, false);
+                                   {m_options.self, "draw", "own", workload, path, "20", kPixels},
+                                   false);
             }
         }
     }
@@ -231,6 +245,7 @@ private:
             };
             row("Tracewell, one processor", "own");
             row("Tracewell, all processors", "own2");
+            row("Tracewell, transition database", "transitions");
             row("FST writer (LZ4)", "fst");
             row("VCD text, tight writer", "vcd");
             row("records in memory only", "append");
@@ -244,7 +259,7 @@ private:
         printHeader("Reading, from open to full history in memory, ms (processor time of all "
                     "threads)",
                     {"workload", "signals", "FST", "Tracewell, division 2,048",
-                     "Tracewell, division 8", "best / FST"});
+                     "Tracewell, division 8", "transition database", "best / FST"});
         for (const std::string workload : {"mixed", "sparse"}) {
             for (const std::string signals : {"1", "20", kAllSignals}) {
                 const auto get = [&](const std::string& reader, const std::string& value) {
@@ -254,9 +269,11 @@ private:
                     return number(get(reader, "/history")) + " (" + number(get(reader, "/cpu")) +
                            ")";
                 };
-                const double best = std::min(get("own2048", "/history"), get("own8", "/history"));
+                const double best = std::min({get("own2048", "/history"), get("own8", "/history"),
+                                              get("transitions", "/history")});
                 printRow({workload, signals == kAllSignals ? "all" : signals, cell("fst"),
-                          cell("own2048"), cell("own8"), ratio(best, get("fst", "/history"))});
+                          cell("own2048"), cell("own8"), cell("transitions"),
+                          ratio(best, get("fst", "/history"))});
             }
         }
     }
@@ -264,19 +281,30 @@ private:
     void printDrawing() const
     {
         printHeader("First picture: from open to the answers for 20 signals, 1,000 pixels",
-                    {"workload", "division", "ms", "processor time, ms", "memory, MiB"});
+                    {"workload", "store", "ms", "processor time, ms", "memory, MiB"});
         for (const std::string& workload : Workload::names()) {
-            for (const unsigned int division : kReadDivisions) {
-                const std::string key = "draw/" + workload + "/" + std::to_string(division) + "/";
-                printRow({workload, std::to_string(division), number(get(key + "first")),
+            for (const std::string store : {"2048", "8", "transitions"}) {
+                const std::string key = "draw/" + workload + "/" + store + "/";
+                printRow({workload, nameOfStore(store), number(get(key + "first")),
                           number(get(key + "cpu")), number(get(key + "peak"))});
             }
         }
-        printHeader("Later pictures of the same signals, once their trees exist, us",
+        for (const std::string store : {"2048", "transitions"})
+            printLaterPictures(store);
+    }
+
+    static std::string nameOfStore(const std::string& store)
+    {
+        return store == "transitions" ? "transition database" : "events, division " + store;
+    }
+
+    void printLaterPictures(const std::string& store) const
+    {
+        printHeader("Later pictures of the same signals, " + nameOfStore(store) + ", us",
                     {"workload", "window", "all 20", "slowest signal", "pan step, all 20",
                      "pan step, slowest signal"});
         for (const std::string& workload : Workload::names()) {
-            const std::string key = "draw/" + workload + "/2048/";
+            const std::string key = "draw/" + workload + "/" + store + "/";
             for (const std::string factor : {"1", "10", "100", "1000", "10000"})
                 printRow(
                     {workload, factor == "1" ? "whole run" : "1/" + factor,

@@ -18,7 +18,10 @@ struct ReadResult
     double changes = 0;
 };
 
-ReadResult readOwn(const Workload& workload, const std::string& path, std::uint32_t signalCount);
+enum class Store { Events, Transitions };
+
+ReadResult readOwn(Store store, const Workload& workload, const std::string& path,
+                   std::uint32_t signalCount);
 ReadResult readFst(const Workload& workload, const std::string& path, std::uint32_t signalCount);
 
 struct DrawResult
@@ -43,7 +46,7 @@ struct DrawResult
 };
 
 /// The questions of a viewer that shows `signalCount` signals on `pixels` pixels.
-DrawResult drawOwn(const Workload& workload, const std::string& path, std::uint32_t signalCount,
-                   long long pixels);
+DrawResult drawOwn(Store store, const Workload& workload, const std::string& path,
+                   std::uint32_t signalCount, long long pixels);
 
 } // namespace tracewell::bench

@@ -24,6 +24,8 @@ struct WriteResult
 
 /// The stand-alone writer, driven as a kernel drives it.
 WriteResult writeOwn(const Workload& workload, const std::string& path, unsigned int division);
+/// The writer of the transition database, driven in the same way.
+WriteResult writeTransitions(const Workload& workload, const std::string& path);
 /// FST with LZ4.
 WriteResult writeFst(const Workload& workload, const std::string& path);
 /// VCD text with no more work than it takes.

@@ -31,6 +31,8 @@ WriteResult runWriter(const std::string& writer, const Workload& workload, const
 {
     if (writer == "own")
         return writeOwn(workload, path, division);
+    if (writer == "transitions")
+        return writeTransitions(workload, path);
     if (writer == "fst")
         return writeFst(workload, path);
     if (writer == "vcd")
@@ -62,6 +64,11 @@ void measureWrite(char** arguments)
                 peakMib() - before);
 }
 
+Store storeOf(const std::string& reader)
+{
+    return reader == "transitions" ? Store::Transitions : Store::Events;
+}
+
 // read READER WORKLOAD FILE SIGNALS
 void measureRead(char** arguments)
 {
@@ -69,17 +76,17 @@ void measureRead(char** arguments)
     const auto signals = static_cast<std::uint32_t>(std::atoi(arguments[3]));
     const ReadResult result = std::strcmp(arguments[0], "fst") == 0
                                   ? readFst(layout, arguments[2], signals)
-                                  : readOwn(layout, arguments[2], signals);
+                                  : readOwn(storeOf(arguments[0]), layout, arguments[2], signals);
     std::printf("history=%g\ncpu=%g\nchanges=%g\npeak=%g\n", result.historyMs, result.historyCpuMs,
                 result.changes, peakMib());
 }
 
-// draw WORKLOAD FILE SIGNALS PIXELS
+// draw READER WORKLOAD FILE SIGNALS PIXELS
 void measureDraw(char** arguments)
 {
     const DrawResult result =
-        drawOwn(Workload(arguments[0], 0), arguments[1],
-                static_cast<std::uint32_t>(std::atoi(arguments[2])), std::atoll(arguments[3]));
+        drawOwn(storeOf(arguments[0]), Workload(arguments[1], 0), arguments[2],
+                static_cast<std::uint32_t>(std::atoi(arguments[3])), std::atoll(arguments[4]));
     std::printf("first=%g\ncpu=%g\npeak=%g\n", result.firstPictureMs, result.firstPictureCpuMs,
                 peakMib());
     for (const DrawResult::Zoom& zoom : result.zooms)
@@ -112,14 +119,14 @@ try {
         measureWrite(argv + 2);
     else if (command == "read" && argc >= 6)
         measureRead(argv + 2);
-    else if (command == "draw" && argc >= 6)
+    else if (command == "draw" && argc >= 7)
         measureDraw(argv + 2);
     else if (command == "compare" && argc >= 3)
         runComparison(argv[0], argc - 2, argv + 2);
     else {
         std::fprintf(stderr, "usage: road write WRITER WORKLOAD CHANGES FILE [DIVISION]\n"
-                             "       road read own|fst WORKLOAD FILE SIGNALS\n"
-                             "       road draw WORKLOAD FILE SIGNALS PIXELS\n"
+                             "       road read own|transitions|fst WORKLOAD FILE SIGNALS\n"
+                             "       road draw own|transitions WORKLOAD FILE SIGNALS PIXELS\n"
                              "       road compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]\n");
         return 2;
     }
