@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 namespace Tracewell {
 namespace {
 
@@ -79,6 +81,20 @@ TEST(FileIO, reopeningEmptiesAndReadWriteKeeps)
     EXPECT_TRUE(file.readUInt8(byte) && file.writeUInt8(8) && file.setOffset(0) &&
                 file.readUInt8(byte));
     EXPECT_EQ(byte, 9);
+}
+
+TEST(FileIO, theFirstFailureIsRememberedBeyondClosing)
+{
+    const TestDirectory directory;
+    FileIO file;
+    EXPECT_FALSE(file.open(directory.path("missing/file"), FileIO::Write));
+    EXPECT_EQ(file.getError(), ENOENT);
+    ASSERT_TRUE(file.open("/dev/full", FileIO::ReadWrite));
+    EXPECT_EQ(file.getError(), 0);
+    EXPECT_FALSE(file.writeUInt8(1));
+    file.close();
+    EXPECT_FALSE(file.writeUInt8(1));
+    EXPECT_EQ(file.getError(), ENOSPC);
 }
 
 } // namespace

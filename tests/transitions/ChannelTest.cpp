@@ -6,6 +6,8 @@
 #include <chrono>
 #include <random>
 #include <thread>
+#include <tuple>
+#include <utility>
 
 namespace Tracewell {
 namespace {
@@ -225,6 +227,38 @@ TEST_F(Channel, readerTrustsNoSlot)
     long long last = 0;
     ValueType type = ValueNone;
     EXPECT_FALSE(reader->getTransInfo(9, first, last, type));
+}
+
+TEST_F(Channel, isFoundAndCountedAndItsFileEndsWithTheDebugDataGiven)
+{
+    const auto state = [] {
+        return std::pair(DataBase::isOffered(kDesign, 0), DataBase::isTaken(kDesign, 0));
+    };
+    writeFile(fileName(), std::string(100000, 'x'));
+    EXPECT_EQ(state(), std::pair(false, false));
+    auto feeder = open(DataBaseMode::Feeder);
+    EXPECT_EQ(state(), std::pair(true, false));
+    for (int i = 0; i < 5; ++i)
+        add(*feeder, i);
+    feeder->addTimeMarkToDB(5);
+    auto reader = open(DataBaseMode::StoringReader);
+    reader->setDebugData("other names");
+    EXPECT_EQ(state(), std::pair(true, true));
+    awaitLatestTime(*reader, 5);
+    reader->saveTransitionToDisk();
+    unsigned long long stored = 0;
+    unsigned long long sent = 0;
+    reader->getTraffic(stored, sent);
+    EXPECT_EQ(std::tuple(stored, sent, reader->getStoredCount()), std::tuple(6U, 6U, 5U));
+    feeder->addTimeMarkToDB(6);
+    reader->getTraffic(stored, sent);
+    EXPECT_EQ(sent - stored, 1U);
+    EXPECT_EQ(reader->getFileError(), 0);
+    const std::string file = readFile(fileName());
+    EXPECT_LT(file.size(), 10000U);
+    EXPECT_EQ(file.substr(file.size() - 11), "other names");
+    feeder.reset();
+    EXPECT_EQ(state(), std::pair(false, false));
 }
 
 TEST_F(Channel, endsThatHaveNoChannelDoNothing)

@@ -2,6 +2,7 @@
 
 #include "../transitions/ChannelFixture.h"
 
+#include <cerrno>
 #include <limits>
 
 namespace Tracewell {
@@ -119,6 +120,36 @@ TEST_F(DatabaseWriter, marksGoToTheWriterConstructedLast)
     EXPECT_EQ(take(0), head(6, 0xFFFFFFFF, 0));
     m_writer.close();
     EXPECT_FALSE(m_writer.isOpen() || std::filesystem::exists(fileName()));
+}
+
+TEST_F(DatabaseWriter, whatIsMissingOfTheFileIsTold)
+{
+    const auto errorAfterRun = [&](const std::string& design, const std::string& name) {
+        m_writer.open(IWdbWriter::kDefaultMode, design, name, 0);
+        unsigned char value = 1;
+        m_writer.getTraceVhdlFuncScalar()(1, 2, 0, &value);
+        m_writer.close();
+        return m_writer.getFileError();
+    };
+    EXPECT_EQ(errorAfterRun(kDesign, m_directory.path("missing/run.wdb")), ENOENT);
+    EXPECT_EQ(errorAfterRun("unnamed", fileName()), ENOENT);
+    EXPECT_FALSE(std::filesystem::exists(fileName()));
+    EXPECT_EQ(errorAfterRun(kDesign, fileName()), 0);
+}
+
+TEST_F(DatabaseWriter, limitsHoldFromTheNextOpen)
+{
+    const auto fileSize = [&](const DataBaseLimits& limits) {
+        m_writer.setLimits(limits);
+        m_writer.open(IWdbWriter::kDefaultMode, kDesign, fileName(), 0);
+        for (unsigned char i = 0; i < 200; ++i)
+            m_writer.getTraceVhdlFuncScalar()(i, i % 20, 0, &i);
+        m_writer.close();
+        return std::filesystem::file_size(fileName());
+    };
+    const auto size = fileSize({});
+    EXPECT_GT(fileSize({0, 0, 0, 1}), size);
+    EXPECT_EQ(fileSize({}), size);
 }
 
 class DatabaseWriterFile : public DatabaseWriter,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DataBaseLimits.h"
 #include "IConsole.h"
 #include "TracewellExport.h"
 #include "Transition.h"
@@ -28,19 +29,6 @@ enum class DataBaseMode {
     Feeder = 3,
     /// A Writer that also keeps a text log of what was added, for debugging.
     LoggingWriter = 4,
-};
-
-/// How much memory an instance may hold before it moves data on, in bytes.
-struct DataBaseLimits
-{
-    /// Open buffers of the objects.
-    long long bufferBytes = 800'000'000;
-    /// Compressed blocks that are not written yet.
-    long long blockBytes = 10'000'000;
-    /// Blocks read back from the file by a StoringReader; the other modes count them as blocks.
-    long long readBackBytes = 100'000'000;
-    /// Each block size may have so many blocks whatever the limits.
-    unsigned int minBlocksPerSize = 512;
 };
 
 /// A store of value changes by object: each of up to 2^31 objects has a number and a history of
@@ -87,10 +75,17 @@ public:
     /// that another thread is adding is in the channel. Other modes ignore it.
     bool addTimeMarkToDB(long long time);
 
+    /// Debug data for the file, in place of what the design's debug file holds when the file is
+    /// finished. For a StoringReader, whose Feeder may have taken that away by then.
+    void setDebugData(std::string data);
     /// Finishes the file: open buffers, tree, initial values, debug data, signature. Without debug
     /// data the file is removed. Nothing may be added afterwards but through restartDatabase. The
     /// modes without a file of their own ignore it.
     void saveTransitionToDisk();
+    /// The system's error number of the first failure to open or write the file, or to find debug
+    /// data for it; 0 if there was none. Such a failure is not reported otherwise: everything goes
+    /// on, and the file is not whole. On any thread.
+    int getFileError() const;
     /// Forgets everything and begins the same file anew, in the same mode. Nobody else may be
     /// inside the object. Always true.
     bool restartDatabase();
@@ -152,6 +147,16 @@ public:
     /// Whether the other side has the channel open now. Asks the system. A peer that dies is
     /// noticed, however it ends.
     bool isPeerPresent() const;
+    /// How many records of the channel a StoringReader has stored, marks among them, and how many
+    /// it has been sent, so far as is seen without disturbing the storing thread. On any thread.
+    void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
+    /// How many transitions a StoringReader has stored. On any thread.
+    unsigned long long getStoredCount() const;
+    /// Whether a running Feeder has made the channel, so that a StoringReader would have it. For
+    /// those who wait for a simulation to start.
+    static bool isOffered(const std::string& designName, int processId);
+    /// Whether one has and a StoringReader is on it, so that another one would be refused.
+    static bool isTaken(const std::string& designName, int processId);
     /// Sets the switch of the storing thread, which does not look at it.
     void capture(bool on);
 

@@ -2,6 +2,7 @@
 
 #include "TracewellExport.h"
 
+#include <atomic>
 #include <string>
 
 namespace Tracewell {
@@ -38,6 +39,10 @@ public:
     bool close();
     /// Commits what was written. True in read mode and when closed.
     bool flush();
+
+    /// The system's error number of the first failure to open, write or commit since the last
+    /// open() began; 0 if there was none. Lasts beyond close(). On any thread.
+    int getError() const { return m_error.load(std::memory_order_relaxed); }
 
     /// In bytes; -1 in any mode but read, and when closed.
     long long getFileSize() const;
@@ -95,8 +100,10 @@ public:
 
 private:
     bool readText(std::string& text, unsigned int length);
+    bool note(bool isDone);
 
     int m_descriptor = -1;
+    std::atomic<int> m_error{0};
     SerialModes m_mode = None;
     bool m_invertEndianness = false;
     std::string m_name;

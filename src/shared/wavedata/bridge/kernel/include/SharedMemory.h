@@ -34,6 +34,13 @@ public:
     bool isMapped() const { return m_writeIndex && m_readIndex && m_data; }
     /// Whether the other side has the ring open now. Asks the system.
     bool isPeerPresent() const;
+    /// Whether a running process has made the ring, so that it could be opened. Prints nothing.
+    static bool isOffered(const std::string& path, int pointerSize,
+                          const std::string& pointerPrefix);
+    /// Whether one has and another process has opened it, so that it would be refused.
+    static bool isTaken(const std::string& path, int pointerSize, const std::string& pointerPrefix);
+    /// Records that were handed over and not freed, at some moment of the call. On any thread.
+    unsigned int getFilledCount() const;
 
     // The producer's.
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DataBaseLimits.h"
 #include "IWdbWriter.h"
 #include "TracewellExport.h"
 
@@ -77,6 +78,14 @@ public:
 
     /// See DataBase::setWaitHook. Takes effect with the next open.
     void setWaitHook(std::function<bool()> hook) { m_waitHook = std::move(hook); }
+    /// How much memory the file to come may take before data moves on. Where `bufferBytes` is
+    /// reached, the longest open buffer is closed early, and its object's value at time 0 comes in
+    /// once more. Takes effect with the next open.
+    void setLimits(const DataBaseLimits& limits) { m_limits = limits; }
+    /// The system's error number of the first failure to open or write the file, or to find its
+    /// debug data: of the open file, or of the one closed last. 0 if all of it was written. See
+    /// DataBase::getFileError.
+    int getFileError() const;
     /// Whether there is a file, or a channel in live mode.
     bool isOpen() const;
     /// Whether a storing reader is attached to the channel now.
@@ -103,6 +112,9 @@ private:
     std::unique_ptr<DataBase> m_dataBase;
     std::function<bool()> m_waitHook;
     unsigned int m_maxTraceableSize = 0;
+    DataBaseLimits m_limits;
+    /// Of the file closed last.
+    int m_fileError = 0;
 };
 
 } // namespace Tracewell

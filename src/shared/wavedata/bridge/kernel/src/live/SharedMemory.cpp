@@ -54,6 +54,34 @@ bool SharedMemory::isPeerPresent() const
     return isMapped() && m_pointerRegion->isPeerPresent();
 }
 
+// The pointers are made last, so whoever finds them finds the records.
+bool SharedMemory::isOffered(const std::string& path, int pointerSize,
+                             const std::string& pointerPrefix)
+{
+    return SharedRegion::isOffered(makeRegionName(pointerPrefix, "", makeAbsolute(path), ""),
+                                   notNegative(pointerSize));
+}
+
+bool SharedMemory::isTaken(const std::string& path, int pointerSize,
+                           const std::string& pointerPrefix)
+{
+    return SharedRegion::hasOpener(makeRegionName(pointerPrefix, "", makeAbsolute(path), ""),
+                                   notNegative(pointerSize));
+}
+
+unsigned int SharedMemory::getFilledCount() const
+{
+    if (!isMapped())
+        return 0;
+    const std::uint32_t readIndex = loadPeerIndex(m_readIndex);
+    const std::uint32_t writeIndex = loadPeerIndex(m_writeIndex);
+    if (readIndex > m_dataSize || writeIndex > m_dataSize)
+        return 0;
+    return (writeIndex >= readIndex ? writeIndex - readIndex
+                                    : writeIndex + m_dataSize - readIndex) /
+           kRecordSize;
+}
+
 char* SharedMemory::getEmptyBlock()
 {
     if (!isMapped() || kRecordSize >= m_dataSize / 2)

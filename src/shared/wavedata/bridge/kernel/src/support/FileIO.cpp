@@ -3,6 +3,7 @@
 #include "platform/Descriptor.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 
 namespace Tracewell {
@@ -15,14 +16,27 @@ FileIO::~FileIO()
 bool FileIO::open(const std::string& name, SerialModes mode)
 {
     close();
-    if (mode == None || name.empty())
+    m_error = 0;
+    if (mode == None || name.empty()) {
+        m_error = EINVAL;
         return false;
+    }
     m_mode = mode;
     m_name = name;
+    errno = 0;
     m_descriptor = openDescriptor(name, mode == Read    ? DescriptorUse::Read
                                         : mode == Write ? DescriptorUse::Write
                                                         : DescriptorUse::ReadWrite);
-    return isOpen();
+    return note(isOpen());
+}
+
+/// Gives the answer back, and remembers the first failure. A system that gives no reason for a
+/// short transfer has no room.
+bool FileIO::note(bool isDone)
+{
+    if (!isDone && m_error == 0)
+        m_error = errno != 0 ? errno : ENOSPC;
+    return isDone;
 }
 
 bool FileIO::reopen()
@@ -37,15 +51,15 @@ bool FileIO::close()
 {
     if (!isOpen())
         return true;
-    const bool committed = m_mode != Write || commitDescriptor(m_descriptor);
-    const bool closed = closeDescriptor(m_descriptor);
+    const bool committed = m_mode != Write || note(commitDescriptor(m_descriptor));
+    const bool closed = note(closeDescriptor(m_descriptor));
     m_descriptor = -1;
     return committed && closed;
 }
 
 bool FileIO::flush()
 {
-    return !isOpen() || m_mode == Read || commitDescriptor(m_descriptor);
+    return !isOpen() || m_mode == Read || note(commitDescriptor(m_descriptor));
 }
 
 long long FileIO::getFileSize() const
@@ -84,7 +98,8 @@ bool FileIO::readData(void* data, unsigned int size)
 
 bool FileIO::writeData(const void* data, unsigned int size)
 {
-    return isOpen() && writeDescriptor(m_descriptor, data, size) == size;
+    errno = isOpen() ? 0 : EBADF;
+    return note(isOpen() && writeDescriptor(m_descriptor, data, size) == size);
 }
 
 bool FileIO::readEndianData(void* data, unsigned int size)

@@ -44,6 +44,7 @@ public:
     /// The file that is written, or read by a Viewer at its opening. The caller sees to it that
     /// nobody else is inside the store.
     FileIO& file() { return m_file; }
+    const FileIO& file() const { return m_file; }
     const std::string& fileName() const { return m_fileName; }
     /// Opens the file in the mode's way if it is closed; the position is then behind the header.
     bool openForWriting();

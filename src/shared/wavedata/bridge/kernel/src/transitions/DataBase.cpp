@@ -13,8 +13,12 @@
 #include <boost/filesystem/path.hpp>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <limits>
+#include <optional>
 #include <ostream>
+#include <utility>
 
 namespace Tracewell {
 
@@ -38,6 +42,11 @@ constexpr const char* kLimitMessage =
 unsigned int traceableSize(unsigned int size)
 {
     return size == 0 ? std::numeric_limits<unsigned int>::max() : size;
+}
+
+std::string channelPathOf(const std::string& designName)
+{
+    return OutputFileNames::getKernelExecDirName(OutputFileNames::getSnapshotName(designName));
 }
 
 std::string normalize(const std::string& path)
@@ -88,6 +97,13 @@ public:
     TransitionQueries m_queries;
     TransitionLog m_log;
     TransitionChannel m_channel;
+    /// In place of the debug file.
+    std::optional<std::string> m_debugData;
+    int getFileError() const
+    {
+        const int error = m_store.blocks.file().getError();
+        return error != 0 ? error : m_debugDataError.load();
+    }
 
 private:
     void stopTracing();
@@ -97,6 +113,7 @@ private:
 
     IConsole* const m_console;
     const std::string m_debugFileName;
+    std::atomic<int> m_debugDataError{0};
     DataBaseFileHeader m_header;
     bool m_isFinished = false;
 };
@@ -106,10 +123,7 @@ DataBase::Imp::Imp(DataBaseMode mode, IConsole* console, const std::string& desi
                    const DataBaseLimits& limits)
     : m_mode(mode), m_store(mode, normalize(fileName), limits, [this] { stopTracing(); }),
       m_capture(m_store, limits), m_queries(m_store),
-      m_channel(m_store, m_capture,
-                OutputFileNames::getKernelExecDirName(OutputFileNames::getSnapshotName(designName)),
-                processId),
-      m_console(console),
+      m_channel(m_store, m_capture, channelPathOf(designName), processId), m_console(console),
       m_debugFileName(
           normalize(OutputFileNames::getDbgPathName(OutputFileNames::getSnapshotName(designName))))
 {
@@ -139,6 +153,11 @@ void DataBase::Imp::beginFile()
 {
     FileIO& file = m_store.blocks.file();
     m_store.blocks.openForWriting();
+    // The serial mode that a StoringReader needs empties nothing, and debug data goes to the end.
+    if (m_mode == DataBaseMode::StoringReader && file.isOpen()) {
+        boost::system::error_code ignored;
+        boost::filesystem::resize_file(m_store.blocks.fileName(), 0, ignored);
+    }
     file.setOffset(0);
     file.writeData(m_header.words.data(), sizeof m_header);
     m_header.words[DataBaseFileHeader::FirstBlock] = DataBaseFileHeader::kBytes;
@@ -221,16 +240,28 @@ void DataBase::Imp::saveTransitionToDisk()
 
 bool DataBase::Imp::appendDebugData()
 {
+    FileIO& file = m_store.blocks.file();
+    if (m_debugData) {
+        constexpr std::size_t kPiece = 1 << 30;
+        for (std::size_t i = 0; i < m_debugData->size(); i += kPiece)
+            file.writeData(m_debugData->data() + i,
+                           static_cast<unsigned int>(std::min(kPiece, m_debugData->size() - i)));
+        return true;
+    }
     FileIO debugFile;
-    if (!debugFile.open(m_debugFileName, FileIO::Read))
+    if (!debugFile.open(m_debugFileName, FileIO::Read)) {
+        m_debugDataError = debugFile.getError();
         return false;
+    }
     std::vector<char> piece(1 << 16);
     for (long long left = debugFile.getFileSize(); left > 0;) {
         const auto size =
             static_cast<unsigned int>(std::min(left, static_cast<long long>(piece.size())));
-        if (!debugFile.readData(piece.data(), size))
+        if (!debugFile.readData(piece.data(), size)) {
+            m_debugDataError = EIO;
             break;
-        m_store.blocks.file().writeData(piece.data(), size);
+        }
+        file.writeData(piece.data(), size);
         left -= size;
     }
     return true;
@@ -243,6 +274,7 @@ void DataBase::Imp::restartDatabase()
     m_store.latestTime = 0;
     m_store.tracingStopped = false;
     m_isFinished = false;
+    m_debugDataError = 0;
     if (m_mode == DataBaseMode::Feeder)
         m_channel.clear();
     m_capture.resetBuffers();
@@ -307,6 +339,16 @@ bool DataBase::addVlogTransitionToDB(unsigned int id, long long time, char code)
 bool DataBase::addTimeMarkToDB(long long time)
 {
     return m_imp->m_channel.addTimeMarkToDB(time);
+}
+
+void DataBase::setDebugData(std::string data)
+{
+    m_imp->m_debugData = std::move(data);
+}
+
+int DataBase::getFileError() const
+{
+    return m_imp->getFileError();
 }
 
 void DataBase::saveTransitionToDisk()
@@ -379,6 +421,26 @@ char* DataBase::getEmptySharedMemBlock()
 char* DataBase::getNextSharedMemBlock()
 {
     return m_imp->m_channel.getNextSharedMemBlock();
+}
+
+void DataBase::getTraffic(unsigned long long& stored, unsigned long long& sent) const
+{
+    m_imp->m_channel.getTraffic(stored, sent);
+}
+
+unsigned long long DataBase::getStoredCount() const
+{
+    return m_imp->m_channel.getStoredCount();
+}
+
+bool DataBase::isOffered(const std::string& designName, int processId)
+{
+    return TransitionChannel::isOffered(channelPathOf(designName), processId);
+}
+
+bool DataBase::isTaken(const std::string& designName, int processId)
+{
+    return TransitionChannel::isTaken(channelPathOf(designName), processId);
 }
 
 void DataBase::writeTransToSharedMem(bool alreadyLocked, unsigned int id, long long time,

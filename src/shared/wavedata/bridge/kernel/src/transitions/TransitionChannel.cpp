@@ -28,6 +28,17 @@ constexpr std::size_t kSlotsOfTurn = 64;
 /// as one of them.
 constexpr int kQuietSeconds = 3;
 
+std::string pointerPrefix(int processId)
+{
+    return kPointerPrefix + std::to_string(processId);
+}
+
+/// Adds to a count that only one thread changes.
+void add(std::atomic<unsigned long long>& count, unsigned long long more)
+{
+    count.store(count.load(std::memory_order_relaxed) + more, std::memory_order_relaxed);
+}
+
 /// Bytes of the slot's payload that the type uses, or -1 for one without a form in the ring.
 int payloadBytes(std::uint32_t type)
 {
@@ -87,10 +98,9 @@ TransitionChannel::TransitionChannel(TransitionStore& store, TransitionCapture& 
 {
     if (!isFeeder() && !isReader())
         return;
-    const std::string number = std::to_string(processId);
     m_ring = std::make_unique<SharedMemory>(
         isFeeder() ? SharedMemory::kCreate : SharedMemory::kOpen, path, 0, kRingBytes,
-        kRingPrefix + number, kPointerBytes, kPointerPrefix + number);
+        kRingPrefix + std::to_string(processId), kPointerBytes, pointerPrefix(processId));
     m_taken.resize(kSlotsOfTurn);
 }
 
@@ -249,6 +259,8 @@ std::size_t TransitionChannel::takeSlots()
     }
     for (std::size_t i = 0; i < count; ++i)
         store(m_taken[i]);
+    if (count > 0)
+        add(m_storedSlots, count);
     return count;
 }
 
@@ -280,6 +292,7 @@ void TransitionChannel::store(const TransitionSlot& slot)
         return;
     const boost::lock_guard<boost::mutex> lock(m_store.stripe(slot.id));
     m_hasMoreData = true;
+    add(m_storedTransitions, 1);
     const char code = static_cast<char>(value.getByte());
     if (slot.type == ValueVlog)
         m_capture.saveVlogTransInDB(slot.id, slot.time, code);
@@ -329,6 +342,23 @@ void TransitionChannel::holdForMarkTime()
 void TransitionChannel::capture(bool on)
 {
     m_reader.capture(on);
+}
+
+// In this order: what is in the ring at the second look is not counted by the first.
+void TransitionChannel::getTraffic(unsigned long long& stored, unsigned long long& sent) const
+{
+    stored = m_storedSlots.load(std::memory_order_relaxed);
+    sent = stored + (m_ring ? m_ring->getFilledCount() : 0);
+}
+
+bool TransitionChannel::isOffered(const std::string& path, int processId)
+{
+    return SharedMemory::isOffered(path, kPointerBytes, pointerPrefix(processId));
+}
+
+bool TransitionChannel::isTaken(const std::string& path, int processId)
+{
+    return SharedMemory::isTaken(path, kPointerBytes, pointerPrefix(processId));
 }
 
 } // namespace Tracewell

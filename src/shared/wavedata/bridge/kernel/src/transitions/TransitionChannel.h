@@ -71,6 +71,13 @@ public:
     bool isPeerPresent() const { return m_ring && m_ring->isPeerPresent(); }
     bool hasMoreData() { return m_hasMoreData.exchange(false); }
     void capture(bool on);
+    void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
+    unsigned long long getStoredCount() const
+    {
+        return m_storedTransitions.load(std::memory_order_relaxed);
+    }
+    static bool isOffered(const std::string& path, int processId);
+    static bool isTaken(const std::string& path, int processId);
 
 private:
     bool isFeeder() const { return m_store.mode == DataBaseMode::Feeder; }
@@ -102,6 +109,9 @@ private:
     /// A viewer of a StoringReader waits for a mark.
     std::atomic<bool> m_markTimePending{false};
     std::atomic<bool> m_hasMoreData{false};
+    // Written by the storing thread, or by who stores when that one has ended.
+    std::atomic<unsigned long long> m_storedSlots{0};
+    std::atomic<unsigned long long> m_storedTransitions{0};
     /// Ends the thread and every wait.
     std::atomic<bool> m_shutdownRequested{false};
 

@@ -155,7 +155,7 @@ void WdbWriter::open(WriterMode mode, const std::string& snapshot, const std::st
     m_dataBase = std::make_unique<DataBase>(
         dataBaseMode, nullptr, snapshot,
         ZSIM::OutputFileNames::getWdbFileName(wdbFile, static_cast<unsigned int>(processId)),
-        processId, m_maxTraceableSize);
+        processId, m_maxTraceableSize, m_limits);
     m_dataBase->setWaitHook(m_waitHook);
 }
 
@@ -166,9 +166,17 @@ long long WdbWriter::addString(const std::string&)
 
 void WdbWriter::close()
 {
-    if (m_dataBase && m_mode != kLiveMode)
+    if (!m_dataBase)
+        return;
+    if (m_mode != kLiveMode)
         m_dataBase->saveTransitionToDisk();
+    m_fileError = getFileError();
     m_dataBase.reset();
+}
+
+int WdbWriter::getFileError() const
+{
+    return m_dataBase && m_mode != kLiveMode ? m_dataBase->getFileError() : m_fileError;
 }
 
 void WdbWriter::restart()
