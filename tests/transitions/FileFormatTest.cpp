@@ -1,7 +1,14 @@
 #include "DataBaseFixture.h"
 
+#include "../support/ForkedProcess.h"
+
+#include "QsimException.h"
+#include "StorageFailure.h"
+
 #include <cstring>
 #include <functional>
+
+#include <sys/resource.h>
 
 namespace Tracewell {
 namespace {
@@ -192,6 +199,31 @@ TEST_F(Life, restartGivesTheFileOfAFreshRun)
     run(*second);
     second->saveTransitionToDisk();
     EXPECT_TRUE(again == readFile(fileName()));
+}
+
+class FullDisk : public DataBaseFixture
+{};
+
+TEST_F(FullDisk, isToldToAHandlerOnceAndLeavesNoFileThatLooksFinished)
+{
+    ForkedProcess process([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{50'000, 50'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        std::vector<std::string> lines;
+        setStorageFailureHandler([&](const std::string& line) { lines.push_back(line); });
+        const auto dataBase = open(DataBaseMode::Writer, {800'000'000, 10'000, 0, 1});
+        Value value;
+        for (long long time = 1; time < 100'000; ++time) {
+            value.setInt64(time * time);
+            dataBase->addTransitionToDB(static_cast<unsigned int>(time % 3), time, value);
+        }
+        const bool isEarly = lines.size() == 1 && lines[0].find("WDB FATAL ERROR: ") == 0;
+        dataBase->saveTransitionToDisk();
+        return isEarly && lines.size() == 2;
+    });
+    EXPECT_TRUE(process.succeeds());
+    EXPECT_THROW(open(DataBaseMode::Viewer), Qsim::OpenException);
 }
 
 } // namespace

@@ -19,7 +19,8 @@ using StorageFailureHandler = std::function<void(const std::string& line)>;
 /// more is written to that file or read from it: what had reached it is there, and a reader says of
 /// it that it was not closed. A writer of that file stops tracing at the next time mark, flush or
 /// close, and tells the handler so in one line more; its trace functions do nothing from there on,
-/// and it can be opened anew.
+/// and it can be opened anew. A transition database, which by itself goes on over a file that it
+/// cannot write, stops too, and leaves the file unfinished.
 ///
 /// The handler runs on the thread that met the failure, which can be a helper thread of the
 /// library, while locks of the library are held: it must not call the library, nor throw. An empty

@@ -47,6 +47,11 @@ void reportFatalError(const std::string& literal)
     ::_exit(1);
 }
 
+bool hasFailureHandler()
+{
+    return getHandler() != nullptr;
+}
+
 void tellFailureHandler(const std::string& line)
 {
     if (const auto handler = getHandler())

@@ -12,6 +12,9 @@ namespace Tracewell {
 /// library goes through here.
 void reportFatalError(const std::string& literal);
 
+/// Whether the host has a handler.
+bool hasFailureHandler();
+
 /// Gives the host's handler a line that goes with a failure that it was told of; without a handler
 /// there is nobody to tell.
 void tellFailureHandler(const std::string& line);

@@ -75,7 +75,9 @@ void BlockStore::writeOneBlock(BTreeElem& leaf)
         return;
     if (leaf.fileOffset < 0 && openForWriting()) {
         leaf.fileOffset = m_file.getOffset();
-        m_file.writeData(leaf.data, static_cast<unsigned int>(blockBytes(leaf.flags, leaf.count)));
+        const auto bytes = static_cast<unsigned int>(blockBytes(leaf.flags, leaf.count));
+        if (!m_file.writeData(leaf.data, bytes) && m_failureHook)
+            m_failureHook();
     }
     leaf.data = nullptr;
 }

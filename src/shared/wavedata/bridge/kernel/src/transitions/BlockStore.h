@@ -9,6 +9,7 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -38,6 +39,8 @@ public:
     std::uint32_t* allocate(BTreeElem& leaf, std::size_t bytes);
     /// Writes all blocks of a tree that are not in the file.
     void writeTree(BTreeElem& root);
+    /// Called when a block could not be written, on the thread that met it.
+    void setFailureHook(std::function<void()> hook) { m_failureHook = std::move(hook); }
     /// Forgets all blocks.
     void reset();
 
@@ -66,6 +69,7 @@ private:
     FileIO m_file;
     /// The same file with no position to disturb.
     DescriptorFile m_readBackFile;
+    std::function<void()> m_failureHook;
 };
 
 } // namespace Tracewell

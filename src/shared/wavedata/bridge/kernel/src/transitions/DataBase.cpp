@@ -1,6 +1,7 @@
 #include "DataBase.h"
 
 #include "DiskLayout.h"
+#include "FatalError.h"
 #include "OutputFileNames.h"
 #include "QsimException.h"
 #include "TransitionCapture.h"
@@ -107,6 +108,7 @@ public:
 
 private:
     void stopTracing();
+    bool giveUp();
     void beginFile();
     void openFinishedFile();
     bool appendDebugData();
@@ -116,6 +118,7 @@ private:
     std::atomic<int> m_debugDataError{0};
     DataBaseFileHeader m_header;
     bool m_isFinished = false;
+    StorageHealth m_health;
 };
 
 DataBase::Imp::Imp(DataBaseMode mode, IConsole* console, const std::string& designName,
@@ -133,6 +136,7 @@ DataBase::Imp::Imp(DataBaseMode mode, IConsole* console, const std::string& desi
         openFinishedFile();
     else if (mode != DataBaseMode::Feeder)
         beginFile();
+    m_store.blocks.setFailureHook([this] { giveUp(); });
     m_channel.start();
 }
 
@@ -147,6 +151,18 @@ void DataBase::Imp::stopTracing()
     m_store.tracingStopped = true;
     if (m_console)
         m_console->display(kLimitMessage);
+}
+
+/// For a file that could not be written. False where the host wants to hear nothing of it;
+/// everything goes on then.
+bool DataBase::Imp::giveUp()
+{
+    if (!hasFailureHandler())
+        return false;
+    m_store.tracingStopped = true;
+    errno = getFileError();
+    m_health.breakDown("WDB FATAL ERROR: failed to write transitions for the following reason: ");
+    return true;
 }
 
 void DataBase::Imp::beginFile()
@@ -222,6 +238,12 @@ void DataBase::Imp::saveTransitionToDisk()
     m_store.initialValues->save(file);
     m_header.words[DataBaseFileHeader::DebugData] = static_cast<std::uint64_t>(file.getOffset());
     const bool hasDebugData = appendDebugData();
+    if (file.getError() != 0 && giveUp()) {
+        file.close();
+        tellFailureHandler("Tracing to " + blocks.fileName() +
+                           " has stopped. The file is not finished, and nothing can read it.");
+        return;
+    }
 
     m_header.words[DataBaseFileHeader::FirstSignature] = DataBaseFileHeader::kFirstSignature;
     m_header.words[DataBaseFileHeader::SecondSignature] = DataBaseFileHeader::kSecondSignature;
@@ -273,6 +295,7 @@ void DataBase::Imp::restartDatabase()
         m_channel.stop(TransitionChannel::Rest::Leave);
     m_store.latestTime = 0;
     m_store.tracingStopped = false;
+    m_health.mend();
     m_isFinished = false;
     m_debugDataError = 0;
     if (m_mode == DataBaseMode::Feeder)
