@@ -93,16 +93,23 @@ protected:
 
 const std::string kHead = "$var reg 8 ! a $end\n$var string 1 \" s $end\n$enddefinitions $end\n";
 
-TEST_F(Durability, importOnAFullDiskIsAnErrorAndLeavesNothing)
+/// The same with each store.
+class DurabilityOfStore : public Durability, public ::testing::WithParamInterface<const char*>
+{};
+
+INSTANTIATE_TEST_SUITE_P(Stores, DurabilityOfStore, ::testing::Values("events", "transitions"));
+
+TEST_P(DurabilityOfStore, importOnAFullDiskIsAnErrorAndLeavesNothing)
 {
     writeNoise();
     for (const rlim_t room : {500, 8'000, 100'000}) {
         write("out.wdb", "older");
-        EXPECT_EQ(statusOf(start([&] {
-                      limitFileSize(room);
-                      return command({"import", path("in.vcd"), path("out.wdb")});
-                  })),
-                  1);
+        EXPECT_EQ(
+            statusOf(start([&] {
+                limitFileSize(room);
+                return command({"import", "--store", GetParam(), path("in.vcd"), path("out.wdb")});
+            })),
+            1);
         const std::string error = read("err");
         EXPECT_EQ(error.find(path("out.wdb") + ": cannot be "), 0U) << error;
         EXPECT_EQ(error.find("FATAL"), std::string::npos) << error;
@@ -137,11 +144,11 @@ TEST_F(Durability, exportThatCannotBeWrittenIsAnErrorAndIsRemoved)
               1);
 }
 
-TEST_F(Durability, interruptedImportRemovesItsOutput)
+TEST_P(DurabilityOfStore, interruptedImportRemovesItsOutput)
 {
     for (const int signal : {SIGINT, SIGTERM}) {
         int feed = -1;
-        const pid_t child = startFromPipe(feed, {});
+        const pid_t child = startFromPipe(feed, {"--store", GetParam()});
         put(feed, kHead + "#0\nb1 !\n");
         while (!std::filesystem::exists(path("out.wdb"))) {
             ::usleep(100);

@@ -17,6 +17,7 @@ struct Refusal
     /// Parts of the one line that says why.
     int line;
     const char* reason;
+    std::vector<std::string> options = {};
 };
 
 void PrintTo(const Refusal& refusal, std::ostream* os)
@@ -30,7 +31,7 @@ class Refusals : public ImportExport, public ::testing::WithParamInterface<Refus
 TEST_P(Refusals, giveFileLineAndReasonAndLeaveNothing)
 {
     write("in.vcd", GetParam().text);
-    const Result result = import();
+    const Result result = import(GetParam().options);
     EXPECT_EQ(result.code, 1);
     EXPECT_NE(result.error.find(path("in.vcd") + ": line " + std::to_string(GetParam().line) + ":"),
               std::string::npos)
@@ -90,6 +91,42 @@ INSTANTIATE_TEST_SUITE_P(
                 }(),
                 513, "deep"}),
     [](const auto& refusal) { return refusal.param.name; });
+
+const std::vector<std::string> kTransitions = {"--store", "transitions"};
+const std::string kMore = "$var string 1 $ text $end\n$var event 1 % tick $end\n"
+                          "$enddefinitions $end\n#0\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    WhatTransitionsCannotKeep, Refusals,
+    ::testing::Values(
+        Refusal{"string", kMore + "1%\nshi $\n", 6, "\"text\" takes a text", kTransitions},
+        Refusal{"textOnAnEvent", kMore + "sx %\n", 5, "\"tick\" takes a text", kTransitions},
+        Refusal{"firingsThatDiffer", kMore + "1%\nx%\n", 6, "different letters", kTransitions},
+        Refusal{"hugeReal", kHead + "#0\nr1e999 #\n", 7, "no double holds", kTransitions},
+        Refusal{"lettersInExcess", kHead + "#0\nb100000001 ab\n", 7, "no bits for", kTransitions},
+        Refusal{"strengths", "$var port 1 <0 clk $end $enddefinitions $end\n#0 pD 6 0 <0\n", 2,
+                "the strengths of a port", kTransitions},
+        Refusal{"tooManyBits",
+                [] {
+                    std::string text;
+                    for (int i = 0; i < 33; ++i) {
+                        text += "$var reg 16777216 c" + std::to_string(i) + " a $end\n";
+                    }
+                    return text + "$enddefinitions $end\n";
+                }(),
+                34, "at most 1073741824", kTransitions}),
+    [](const auto& refusal) { return refusal.param.name; });
+
+TEST_F(ImportExport, optionsOfTheOtherStoreAreWrongUsage)
+{
+    write("in.vcd", kHead);
+    for (const char* const option : {"--sync", "--division"}) {
+        const Result result = import({"--store", "transitions", option, "8"});
+        EXPECT_EQ(result.code, 2);
+        EXPECT_NE(result.error.find("no meaning for --store transitions"), std::string::npos);
+    }
+    EXPECT_EQ(files(), std::vector<std::string>{"in.vcd"});
+}
 
 struct Cut
 {

@@ -5,10 +5,13 @@ target_sources(tracewell_cli PRIVATE
   files/UnfinishedFile.cpp
   files/WatchedProcess.cpp
   recording/EventMerge.cpp
+  recording/EventWriter.cpp
+  recording/ObjectTracer.cpp
   recording/SignalRecorder.cpp
   recording/SnapshotDirectory.cpp
   recording/TextLookup.cpp
   recording/TextStore.cpp
+  recording/TransitionWriter.cpp
   recording/ValueReplay.cpp
   recording/VcdRun.cpp
   vcd/VcdCodes.cpp

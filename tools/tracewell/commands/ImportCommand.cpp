@@ -1,24 +1,24 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "files/UnfinishedFile.h"
 #include "files/WatchedProcess.h"
 #include "names/DeclarationText.h"
+#include "recording/RecordingWriter.h"
 #include "recording/SnapshotDirectory.h"
 #include "recording/VcdRun.h"
 #include "text/ProgressBar.h"
 #include "text/Terminal.h"
 
-#include "WdbStandAloneWriter.h"
-
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -27,17 +27,6 @@ namespace tracewell {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Tracewell::IWdbWriter;
-using Tracewell::WdbStandAloneWriter;
-
-constexpr unsigned int kSmallestDivision = 8;
-/// An open bucket takes about 16 KB in the writer, so these bound its memory.
-constexpr unsigned long long kFewestBuckets = 8;
-constexpr unsigned long long kMostBuckets = 2048;
-/// Text of a VCD that is worth a bucket of its own: about what fills a block.
-constexpr unsigned long long kTextOfBucket = 16 * 1024;
-/// Stands in for the size of an input that is not known before its end.
-constexpr unsigned long long kAssumedSize = 16 * 1024 * 1024;
 
 struct Options
 {
@@ -45,38 +34,14 @@ struct Options
     std::string output;
     double sync = 0;
     unsigned int division = 0;
+    Store store = Store::Events;
 };
 
-/// The fewest addresses a bucket, so that a reader of few signals reads little, within the number
-/// of buckets that the input is worth.
-unsigned int chooseDivision(const DataLayout& layout, unsigned long long inputSize)
+std::unique_ptr<RecordingWriter> makeWriter(const Options& options)
 {
-    const unsigned long long worth = (inputSize != 0 ? inputSize : kAssumedSize) / kTextOfBucket;
-    const unsigned long long buckets = std::clamp(worth, kFewestBuckets, kMostBuckets);
-    const auto plainBytes = static_cast<unsigned long long>(layout.overrideStart());
-    unsigned int division = kSmallestDivision;
-    while (plainBytes > division * buckets) {
-        division *= 2;
-    }
-    return division;
+    return options.store == Store::Transitions ? makeTransitionWriter()
+                                               : makeEventWriter(options.division);
 }
-
-/// Closes the writer, whatever happens.
-class OpenWriter
-{
-public:
-    OpenWriter() : m_writer(*qtracewell_getStandAloneWdbWriter()) {}
-    OpenWriter(const OpenWriter&) = delete;
-    OpenWriter& operator=(const OpenWriter&) = delete;
-    ~OpenWriter() { m_writer.close(); }
-
-    IWdbWriter& operator*() { return m_writer; }
-    IWdbWriter* operator->() { return &m_writer; }
-    void flush() { static_cast<WdbStandAloneWriter&>(m_writer).flush(); }
-
-private:
-    IWdbWriter& m_writer;
-};
 
 class Import
 {
@@ -91,9 +56,8 @@ private:
     /// One pass over the input. Answers the decimals of its times when there are more than
     /// `fractionDigits`; the pass was in vain then.
     std::optional<int> attempt(int fractionDigits);
-    void open(OpenWriter& writer, const Declarations& declarations, const DataLayout& layout,
-              const VcdInput& input);
-    void whileReading(OpenWriter& writer, ProgressBar& bar, const VcdInput& input);
+    void open(RecordingWriter& writer, const VcdRun& vcd);
+    void whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdInput& input);
     void summarize(const VcdInput& input, const SignalRecorder& recorder,
                    const Declarations& declarations) const;
 
@@ -117,15 +81,15 @@ void Import::run()
 std::optional<int> Import::attempt(int fractionDigits)
 {
     std::optional<ProgressBar> bar("importing");
-    OpenWriter writer;
+    const std::unique_ptr<RecordingWriter> writer = makeWriter(m_options);
     m_isOpen = false;
-    VcdRun vcd(m_options.input, *writer, SignalRecorder::Texts::Kept, fractionDigits,
-               [&](const VcdInput& input) { whileReading(writer, *bar, input); });
-    open(writer, vcd.declarations(), vcd.layout(), vcd.input());
+    VcdRun vcd(m_options.input, writer->writer(), writer->store(), fractionDigits,
+               [&](const VcdInput& input) { whileReading(*writer, *bar, input); });
+    open(*writer, vcd);
     if (const std::optional<int> needed = vcd.play(true)) {
         return needed;
     }
-    writer->close();
+    writer->finish(vcd.recorder().time(), m_directory, vcd.declarations());
     bar.reset();
     if (vcd.isCutOff()) {
         std::cerr << fmt::format("tracewell: {}: line {}: the file is cut off inside a value "
@@ -138,30 +102,25 @@ std::optional<int> Import::attempt(int fractionDigits)
     return std::nullopt;
 }
 
-void Import::open(OpenWriter& writer, const Declarations& declarations, const DataLayout& layout,
-                  const VcdInput& input)
+void Import::open(RecordingWriter& writer, const VcdRun& vcd)
 {
-    writer->setBucketDivision(m_options.division != 0 ? m_options.division
-                                                      : chooseDivision(layout, input.size()));
-    // Nothing is traced twice, and the filter would fuse the firings of an event at one time.
-    writer->setFilterRepeatedValue(false);
-    writer->setApplication("tracewell");
-    m_directory.write(writeDeclarations(declarations));
+    m_directory.write(writeDeclarations(vcd.declarations()));
     m_interrupt.check();
     // What cannot be opened for writing is not ours to take away.
     if (!std::filesystem::exists(m_options.output)) {
         m_output.start();
     }
-    writer->open(IWdbWriter::kDefaultMode, m_directory.snapshot(), m_options.output, 0);
+    writer.open(m_options.output, m_directory, vcd.layout(), vcd.input().size());
     m_output.start();
     m_directory.remove();
     m_isOpen = true;
     m_nextSync = Clock::now();
 }
 
-void Import::whileReading(OpenWriter& writer, ProgressBar& bar, const VcdInput& input)
+void Import::whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdInput& input)
 {
     m_interrupt.check();
+    writer.check();
     if (input.size() != 0) {
         bar.update(static_cast<double>(input.bytesRead()) / static_cast<double>(input.size()));
     }
@@ -190,7 +149,17 @@ void run(const Options& options)
     checkOutput(options.input, options.output, OutputKind::RegularFile);
     const InterruptGuard interrupt;
     SnapshotDirectory directory(options.output);
-    const WatchedEnd end = runWatched([&] { Import(options, directory, interrupt).run(); });
+    const WatchedEnd end = runWatched([&] {
+        try {
+            Import(options, directory, interrupt).run();
+        } catch (const std::bad_alloc&) {
+            throw CommandError(fmt::format(
+                "{}: does not fit into the memory while it is made; "
+                "dump fewer variables{}",
+                options.output,
+                options.store == Store::Transitions ? ", or leave --store transitions out" : ""));
+        }
+    });
     switch (end.kind) {
     case WatchedEnd::Kind::Done:
         break;
@@ -204,6 +173,13 @@ void run(const Options& options)
                                        options.output, end.text));
     }
     case WatchedEnd::Kind::Killed:
+        if (options.store == Store::Transitions) {
+            UnfinishedFile output(options.output);
+            output.start();
+            throw CommandError(fmt::format("{}: the import was ended by {}; the output, of which "
+                                           "nothing can be read before its end, was removed",
+                                           options.output, end.text));
+        }
         throw CommandError(fmt::format("{}: the import was ended by {}; what had reached the file "
                                        "is there, and it is not closed; import again",
                                        options.output, end.text));
@@ -218,6 +194,8 @@ void addImportCommand(CLI::App& app)
     CLI::App* command = app.add_subcommand("import", "Record a VCD in a wave database");
     command->add_option("IN.vcd", options->input, "The VCD; - is the standard input")->required();
     command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
+    addStoreOption(*command, options->store,
+                   {{"events", Store::Events}, {"transitions", Store::Transitions}});
     command
         ->add_option("--sync", options->sync,
                      "Make what was read so far readable by others every SECONDS; a kill then "
@@ -238,7 +216,13 @@ void addImportCommand(CLI::App& app)
         "cut off keeps everything up to the cut. After an error, on a full disk too, the output "
         "is\n"
         "taken away; that of a killed import stays, holds what had reached it, and is not closed.");
-    command->callback([options] { run(*options); });
+    command->callback([options, command] {
+        if (options->store == Store::Transitions) {
+            requireNotGiven(*command, "--sync", options->store);
+            requireNotGiven(*command, "--division", options->store);
+        }
+        run(*options);
+    });
 }
 
 } // namespace tracewell

@@ -106,7 +106,7 @@ Replay::Replay(const Options& options)
 
 void Replay::run()
 {
-    m_vcd.emplace(m_options.input, *m_writer, SignalRecorder::Texts::Lost, 0,
+    m_vcd.emplace(m_options.input, *m_writer, SignalRecorder::Store::EventsWithoutTexts, 0,
                   [this](const VcdInput& input) { whileReading(input); });
     m_timeText = TimeText(m_vcd->declarations().timescale);
     m_watch.setRecorder(&m_vcd->recorder());

@@ -57,11 +57,14 @@ std::string badLetters(std::string_view text)
 } // namespace
 
 SignalRecorder::SignalRecorder(const Declarations& declarations, const DataLayout& layout,
-                               Tracewell::IWdbWriter& writer, Texts texts)
-    : m_layout(layout), m_writer(writer), m_texts(writer), m_keepsTexts(texts == Texts::Kept),
+                               Tracewell::IWdbWriter& writer, Store store)
+    : m_layout(layout), m_writer(writer), m_texts(writer), m_keepsTexts(store == Store::Events),
       m_trace(writer.getTraceVhdlFunc()), m_traceVector(writer.getTraceVlogFunc()),
       m_memory(layout.totalSize())
 {
+    if (store == Store::Transitions) {
+        m_objects = std::make_unique<ObjectTracer>(declarations, writer);
+    }
     m_states.reserve(declarations.objects.size());
     std::size_t largest = sizeof(double);
     for (std::size_t i = 0; i < declarations.objects.size(); ++i) {
@@ -93,7 +96,7 @@ std::string SignalRecorder::apply(const VcdChange& change)
     case VcdChange::Kind::Port:
         return setPort(change.object, change.text);
     }
-    return {};
+    return refusal();
 }
 
 void SignalRecorder::setMuted(bool muted)
@@ -101,12 +104,18 @@ void SignalRecorder::setMuted(bool muted)
     m_isMuted = muted;
     m_trace = muted ? &traceNothing : m_writer.getTraceVhdlFunc();
     m_traceVector = muted ? &traceNoBits : m_writer.getTraceVlogFunc();
+    if (m_objects) {
+        m_objects->setMuted(muted);
+    }
 }
 
 void SignalRecorder::restate()
 {
     for (const State& state : m_states) {
-        if (!state.hasValue || state.objectClass == ObjectClass::Event) {
+        if (m_objects && state.hasValue) {
+            m_objects->restate(objectOf(state), m_time, m_memory.at(state.address));
+        }
+        if (m_objects || !state.hasValue || state.objectClass == ObjectClass::Event) {
             continue;
         }
         unsigned char* place = m_memory.at(state.address);
@@ -154,8 +163,8 @@ std::string SignalRecorder::setLetters(std::uint32_t object, std::string_view le
         }
         if (form == VectorForm::Nearest) {
             storePlain(state, m_groups.data());
-            storeOverride(object, m_texts.refer('b', canonicalLetters(letters, state.width)));
-            return {};
+            storeText(object, 'b', canonicalLetters(letters, state.width));
+            return refusal();
         }
     }
     if (letters.empty() || !std::all_of(letters.begin(), letters.end(), [](char letter) {
@@ -169,7 +178,7 @@ std::string SignalRecorder::setLetters(std::uint32_t object, std::string_view le
         canonicalLetters(letters, hasBits ? 1 : static_cast<unsigned int>(letters.size()));
     if (!hasBits) {
         storeBeside(object, 'b', canonical);
-        return {};
+        return refusal();
     }
     std::uint8_t code = letterCode(canonical.back());
     if (canonical.size() > 1 && state.objectClass == ObjectClass::Scalar) {
@@ -183,9 +192,9 @@ std::string SignalRecorder::setLetters(std::uint32_t object, std::string_view le
         storePlain(state, &code);
     }
     if (canonical.size() > 1) {
-        storeOverride(object, m_texts.refer('b', canonical));
+        storeText(object, 'b', canonical);
     }
-    return {};
+    return refusal();
 }
 
 std::string SignalRecorder::setReal(std::uint32_t object, std::string_view text)
@@ -204,15 +213,19 @@ std::string SignalRecorder::setReal(std::uint32_t object, std::string_view text)
         storeExact(object, bytes);
     } else {
         storePlain(state, bytes);
-        storeOverride(object, m_texts.refer('r', text));
+        storeText(object, 'r', text);
     }
-    return {};
+    return refusal();
 }
 
 void SignalRecorder::setText(std::uint32_t object, std::string_view text)
 {
     if (m_states[object].objectClass != ObjectClass::String) {
         storeBeside(object, 's', text);
+        return;
+    }
+    if (m_objects) {
+        storeText(object, 's', text);
         return;
     }
     const TextReference reference = m_texts.refer('s', text);
@@ -237,14 +250,20 @@ std::string SignalRecorder::setPort(std::uint32_t object, std::string_view text)
         storePlain(state, &code);
     } else {
         storeBeside(object, 'p', text);
-        return {};
+        return refusal();
     }
-    storeOverride(object, m_texts.refer('p', text));
-    return {};
+    storeText(object, 'p', text);
+    return refusal();
 }
 
 void SignalRecorder::fire(std::uint32_t object, std::uint8_t code)
 {
+    if (m_objects) {
+        m_refusal = m_objects->traceFiring(object, m_time, code);
+        m_states[object].hasValue = true;
+        ++m_changes;
+        return;
+    }
     const unsigned char before = *m_memory.at(m_states[object].address);
     m_groups[0] = static_cast<unsigned char>(before + 1);
     m_groups[1] = code;
@@ -256,7 +275,7 @@ void SignalRecorder::storeExact(std::uint32_t object, const unsigned char* value
     State& state = m_states[object];
     storePlain(state, value);
     if (state.isOverridden) {
-        storeOverride(object, TextReference());
+        endText(object);
     }
 }
 
@@ -268,7 +287,13 @@ void SignalRecorder::storePlain(State& state, const unsigned char* value)
         if (state.hasValue && *place == *value) {
             return;
         }
-        trace(state.address, value, 1);
+        if (m_objects) {
+            m_objects->traceScalar(objectOf(state), m_time, state.hasValue ? place : nullptr,
+                                   *value);
+            keep(place, value, 1);
+        } else {
+            trace(state.address, value, 1);
+        }
         break;
     case ObjectClass::Vector:
         storeVector(state, value, groupBytes(state.width));
@@ -281,7 +306,12 @@ void SignalRecorder::storePlain(State& state, const unsigned char* value)
         if (state.hasValue && std::memcmp(place, value, 8) == 0) {
             return;
         }
-        trace(state.address, value, 8);
+        if (m_objects && state.objectClass == ObjectClass::Real) {
+            m_objects->traceReal(objectOf(state), m_time, value);
+            keep(place, value, 8);
+        } else if (!m_objects) {
+            trace(state.address, value, 8);
+        }
         break;
     }
     state.hasValue = true;
@@ -304,16 +334,20 @@ void SignalRecorder::storeVector(const State& state, const unsigned char* value,
             end -= 8;
         }
     }
-    if (first == 0 && end == bytes) {
+    if (!m_objects && first == 0 && end == bytes) {
         trace(state.address, value, bytes);
         return;
     }
     const auto firstBit = static_cast<unsigned int>(4 * first);
     const auto endBit = std::min(state.width, static_cast<unsigned int>(4 * end));
-    m_traceVector(m_time, 0, kVectorKind, place, const_cast<unsigned char*>(value + first),
-                  firstBit, endBit);
-    std::memcpy(place + first, value + first, end - first);
-    ++m_changes;
+    auto* const changed = const_cast<unsigned char*>(value + first);
+    if (m_objects) {
+        m_objects->traceVector(objectOf(state), m_time, state.hasValue ? place : nullptr, changed,
+                               firstBit, endBit);
+    } else {
+        m_traceVector(m_time, 0, kVectorKind, place, changed, firstBit, endBit);
+    }
+    keep(place + first, changed, end - first);
 }
 
 void SignalRecorder::storeBeside(std::uint32_t object, char kind, std::string_view text)
@@ -325,7 +359,30 @@ void SignalRecorder::storeBeside(std::uint32_t object, char kind, std::string_vi
         fillUnknown(state.objectClass, state.width, m_groups.data());
         storePlain(state, m_groups.data());
     }
-    storeOverride(object, m_texts.refer(kind, text));
+    storeText(object, kind, text);
+}
+
+void SignalRecorder::storeText(std::uint32_t object, char kind, std::string_view text)
+{
+    if (!m_objects) {
+        storeOverride(object, m_texts.refer(kind, text));
+        return;
+    }
+    // One refusal is enough: an event's firing may have been refused before its text.
+    if (m_refusal.empty()) {
+        m_refusal = m_objects->traceText(object, m_time, kind, text);
+    }
+    m_states[object].isOverridden = true;
+}
+
+void SignalRecorder::endText(std::uint32_t object)
+{
+    if (!m_objects) {
+        storeOverride(object, TextReference());
+        return;
+    }
+    m_objects->endText(object, m_time);
+    m_states[object].isOverridden = false;
 }
 
 void SignalRecorder::storeOverride(std::uint32_t object, const TextReference& reference)
@@ -346,6 +403,11 @@ void SignalRecorder::trace(long long address, const unsigned char* value, std::s
 {
     unsigned char* place = m_memory.at(address);
     m_trace(m_time, 0, static_cast<unsigned int>(bytes), place, const_cast<unsigned char*>(value));
+    keep(place, value, bytes);
+}
+
+void SignalRecorder::keep(unsigned char* place, const unsigned char* value, std::size_t bytes)
+{
     std::memcpy(place, value, bytes);
     ++m_changes;
 }

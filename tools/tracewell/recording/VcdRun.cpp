@@ -14,7 +14,7 @@ constexpr int kMostFractionDigits = 18;
 
 } // namespace
 
-VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Texts texts,
+VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Store store,
                int fractionDigits, const ReadHook& onRead)
     : m_input(path), m_fractionDigits(fractionDigits)
 {
@@ -31,7 +31,16 @@ VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRec
                         "fewer",
                         m_layout->totalSize() >> 20, kLargestMemory >> 20));
     }
-    m_recorder = std::make_unique<SignalRecorder>(m_declarations, *m_layout, writer, texts);
+    if (store == SignalRecorder::Store::Transitions) {
+        const unsigned long long count = TransitionLayout(m_declarations).totalCount();
+        if (count > kMostTransitionObjects) {
+            m_input.fail(fmt::format("the variables have {} bits and numbers, counted twice; a "
+                                     "transition database takes at most {}: dump fewer, or leave "
+                                     "--store transitions out",
+                                     count, kMostTransitionObjects));
+        }
+    }
+    m_recorder = std::make_unique<SignalRecorder>(m_declarations, *m_layout, writer, store);
     m_reader = std::make_unique<VcdReader>(m_input, m_declarations.objects, fractionDigits);
 }
 

@@ -24,7 +24,7 @@ public:
     /// several times a second while a pipe is silent. Times have `fractionDigits` decimals more
     /// than the input's timescale says.
     /// \throws CommandError
-    VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Texts texts,
+    VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Store store,
            int fractionDigits, const ReadHook& onRead);
     VcdRun(const VcdRun&) = delete;
     VcdRun& operator=(const VcdRun&) = delete;
