@@ -4,6 +4,7 @@
 #include "recording/SnapshotDirectory.h"
 
 #include "DataBase.h"
+#include "StorageFailure.h"
 #include "WdbWriter.h"
 
 #include <fmt/format.h>
@@ -22,6 +23,9 @@ using Tracewell::IWdbWriter;
 class TransitionWriter : public RecordingWriter
 {
 public:
+    /// With a handler, a file that could not be written does not come to look finished. check()
+    /// tells the reason.
+    TransitionWriter() { Tracewell::setStorageFailureHandler([](const std::string&) {}); }
     ~TransitionWriter() override;
 
     IWdbWriter& writer() override { return m_writer; }
@@ -45,6 +49,8 @@ TransitionWriter::~TransitionWriter()
         m_writer.restart();
         ::unlink(m_output.c_str());
     }
+    m_writer.close();
+    Tracewell::setStorageFailureHandler({});
 }
 
 void TransitionWriter::open(const std::string& output, const SnapshotDirectory& directory,
