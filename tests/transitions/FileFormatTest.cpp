@@ -174,9 +174,28 @@ TEST_F(Life, fileIsRemovedWithoutDebugDataAndRefusedUnfinishedOrForeign)
     EXPECT_FALSE(std::filesystem::exists(fileName()));
     EXPECT_EQ(openErrorOf([&] { open(DataBaseMode::Viewer); }),
               "Can not open data base file " + fileName());
+    // What could not be opened is not the writer's to remove.
+    std::filesystem::create_directory(fileName());
+    open(DataBaseMode::Writer)->saveTransitionToDisk();
+    EXPECT_TRUE(std::filesystem::remove(fileName()));
     writeFile(fileName(), words(0, 0xABE23F64A2B2F1B7) + std::string(128, '\xff'));
     EXPECT_EQ(openErrorOf([&] { open(DataBaseMode::Viewer); }).substr(0, 24),
               "The binary signature in ");
+}
+
+TEST_F(Life, finishedFileOutlivesLateTransitionsAndARestartedViewer)
+{
+    const auto dataBase = open(DataBaseMode::Writer, {0, 0, 0, 2});
+    const auto addAll = [&] {
+        for (unsigned int id = 1; id < 100; ++id)
+            dataBase->addVlogTransitionToDB(id, 5, 1);
+    };
+    addAll();
+    dataBase->saveTransitionToDisk();
+    const std::string file = readFile(fileName());
+    addAll();
+    EXPECT_TRUE(open(DataBaseMode::Viewer)->restartDatabase());
+    EXPECT_TRUE(readFile(fileName()) == file);
 }
 
 TEST_F(Life, restartGivesTheFileOfAFreshRun)

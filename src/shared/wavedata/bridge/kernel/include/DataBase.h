@@ -79,15 +79,16 @@ public:
     /// finished. For a StoringReader, whose Feeder may have taken that away by then.
     void setDebugData(std::string data);
     /// Finishes the file: open buffers, tree, initial values, debug data, signature. Without debug
-    /// data the file is removed. Nothing may be added afterwards but through restartDatabase. The
+    /// data the file is removed. What is added afterwards is dropped, up to a restartDatabase. The
     /// modes without a file of their own ignore it.
     void saveTransitionToDisk();
     /// The system's error number of the first failure to open or write the file, or to find debug
     /// data for it; 0 if there was none. Such a failure is not reported otherwise: everything goes
     /// on, and the file is not whole. On any thread.
     int getFileError() const;
-    /// Forgets everything and begins the same file anew, in the same mode. Nobody else may be
-    /// inside the object. Always true.
+    /// Forgets everything and begins the same file anew, in the same mode. A finished file stays
+    /// until the first block or the next saveTransitionToDisk takes its place, and a Viewer leaves
+    /// its file alone. Nobody else may be inside the object. Always true.
     bool restartDatabase();
     void writeCacheTransitionToDisk() {}
 
@@ -168,7 +169,7 @@ public:
     void setMaxTraceableSize(unsigned int size);
     /// Whether the object's kind is ValueVlog or ValueStdLogic.
     bool isOptimizedValueType(unsigned int id) const;
-    /// Prints every tree and an end of line.
+    /// Prints every tree and an end of line. Nobody may store meanwhile.
     void dumpDataBase(std::ostream& out);
 
 private:

@@ -2,6 +2,7 @@
 
 #include "DiskLayout.h"
 
+#include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
 
 #include <cstring>
@@ -57,10 +58,16 @@ void BlockStore::reset()
 
 bool BlockStore::openForWriting()
 {
-    return m_file.isOpen() ||
-           (m_file.open(m_fileName, m_mode == DataBaseMode::StoringReader ? FileIO::ReadWrite
-                                                                          : FileIO::Write) &&
-            m_file.setOffset(DataBaseFileHeader::kBytes));
+    if (m_file.isOpen())
+        return true;
+    const bool isReader = m_mode == DataBaseMode::StoringReader;
+    if (!m_file.open(m_fileName, isReader ? FileIO::ReadWrite : FileIO::Write))
+        return false;
+    // That mode empties nothing, and debug data goes to the end of the file.
+    boost::system::error_code ignored;
+    if (isReader)
+        boost::filesystem::resize_file(m_fileName, 0, ignored);
+    return m_file.setOffset(DataBaseFileHeader::kBytes);
 }
 
 bool BlockStore::openForReading()

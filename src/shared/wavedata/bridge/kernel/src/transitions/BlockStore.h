@@ -49,7 +49,8 @@ public:
     FileIO& file() { return m_file; }
     const FileIO& file() const { return m_file; }
     const std::string& fileName() const { return m_fileName; }
-    /// Opens the file in the mode's way if it is closed; the position is then behind the header.
+    /// Opens the file in the mode's way if it is closed, and empties it; the position is then
+    /// behind the header.
     bool openForWriting();
     /// Opens the file for reading blocks, so that a later file of its name does not matter.
     bool openForReading();

@@ -12,6 +12,7 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
+#include <boost/thread/lock_guard.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -169,11 +170,6 @@ void DataBase::Imp::beginFile()
 {
     FileIO& file = m_store.blocks.file();
     m_store.blocks.openForWriting();
-    // The serial mode that a StoringReader needs empties nothing, and debug data goes to the end.
-    if (m_mode == DataBaseMode::StoringReader && file.isOpen()) {
-        boost::system::error_code ignored;
-        boost::filesystem::resize_file(m_store.blocks.fileName(), 0, ignored);
-    }
     file.setOffset(0);
     file.writeData(m_header.words.data(), sizeof m_header);
     m_header.words[DataBaseFileHeader::FirstBlock] = DataBaseFileHeader::kBytes;
@@ -226,7 +222,7 @@ void DataBase::Imp::saveTransitionToDisk()
     m_capture.flushBuffers();
     BlockStore& blocks = m_store.blocks;
     FileIO& file = blocks.file();
-    blocks.openForWriting();
+    const bool isOpen = blocks.openForWriting();
     for (const auto& [id, root] : m_store.tree.getRoots())
         blocks.writeTree(*root);
     file.flush();
@@ -252,12 +248,14 @@ void DataBase::Imp::saveTransitionToDisk()
     file.writeData(m_header.words.data(), sizeof m_header);
     file.flush();
     file.close();
-    if (!hasDebugData) {
+    if (!hasDebugData && isOpen) {
         boost::system::error_code ignored;
         boost::filesystem::remove(blocks.fileName(), ignored);
     }
     if (m_mode == DataBaseMode::LoggingWriter)
         m_log.write(kWriteLogPath);
+    // A block that moved on now would empty the finished file.
+    m_store.tracingStopped = true;
 }
 
 bool DataBase::Imp::appendDebugData()
@@ -304,7 +302,7 @@ void DataBase::Imp::restartDatabase()
     if (m_store.initialValues)
         m_store.initialValues->clear();
     FileIO& file = m_store.blocks.file();
-    if (file.isOpen()) {
+    if (file.isOpen() && m_mode != DataBaseMode::Viewer) {
         file.close();
         m_header = DataBaseFileHeader();
         m_header.words[DataBaseFileHeader::MaxTraceableSize] = m_store.maxTraceableSize;
@@ -529,6 +527,7 @@ void DataBase::setMaxTraceableSize(unsigned int size)
 
 bool DataBase::isOptimizedValueType(unsigned int id) const
 {
+    const boost::lock_guard<boost::mutex> lock(m_imp->m_store.stripe(id));
     return m_imp->m_store.pages.findType(id) - static_cast<unsigned int>(ValueVlog) < 2;
 }
 
