@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+#include <sys/stat.h>
+
 namespace Tracewell {
 namespace {
 
@@ -19,6 +21,17 @@ TEST(FileIO, closedObjectFailsEverythingAndStaysClosedForAnEmptyName)
     EXPECT_EQ(file.getOffset(), FileIO::InvalidOffset);
     EXPECT_EQ(file.getFileSize(), -1);
     EXPECT_TRUE(file.isEOF() && file.close() && file.flush());
+}
+
+TEST(FileIO, readingAPipeDoesNotWaitForItsOtherEnd)
+{
+    const TestDirectory directory;
+    const std::string name = directory.path("pipe");
+    ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
+    FileIO file;
+    int value = 0;
+    EXPECT_TRUE(file.open(name, FileIO::Read));
+    EXPECT_FALSE(file.readInt32(value));
 }
 
 TEST(FileIO, invertedReadingSwapsNumbersAndLengthsButNoTexts)

@@ -9,7 +9,8 @@ namespace Tracewell {
 
 int openDescriptor(const std::string& path, DescriptorUse use)
 {
-    const int flags = use == DescriptorUse::Read    ? O_RDONLY
+    // Reading does not wait for the other end of a pipe.
+    const int flags = use == DescriptorUse::Read    ? O_RDONLY | O_NONBLOCK
                       : use == DescriptorUse::Write ? O_WRONLY | O_CREAT | O_TRUNC
                                                     : O_RDWR | O_CREAT;
     int descriptor;
