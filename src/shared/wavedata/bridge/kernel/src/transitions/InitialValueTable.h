@@ -30,6 +30,11 @@ public:
     bool get(std::uint32_t id, Value& value) const;
     /// Of the entry, ValueNone without one.
     ValueType kindOf(std::uint32_t id) const { return kindOfByte(byteOf(id)); }
+    /// Whether an id of its page was ever stored.
+    bool hasPage(std::uint32_t id) const
+    {
+        return id / kPageSize < kPages && m_pages[id / kPageSize].load(std::memory_order_acquire);
+    }
     std::uint32_t getMaxId() const { return m_maxId.load(std::memory_order_relaxed); }
     /// Takes all entries away.
     void clear();

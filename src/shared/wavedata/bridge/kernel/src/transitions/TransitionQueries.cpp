@@ -13,6 +13,8 @@ namespace Tracewell {
 
 namespace {
 
+constexpr std::uint32_t kLastInitialId =
+    InitialValueTable::kPages * InitialValueTable::kPageSize - 1;
 constexpr const char* kReadLogPath = "zsim.dir/readTransition.txt";
 
 bool isNone(const Transition& transition)
@@ -271,8 +273,13 @@ void TransitionQueries::traverseAllTransition()
     std::uint32_t nextId = 1;
     for (const auto& [id, root] : m_store.tree.getRoots()) {
         // Objects that never changed have an initial value at most.
-        const std::uint32_t maxId = m_store.initialValues ? m_store.initialValues->getMaxId() : 0;
+        const std::uint32_t maxId =
+            m_store.initialValues ? std::min(m_store.initialValues->getMaxId(), kLastInitialId) : 0;
         for (std::uint32_t other = nextId; other < id && other <= maxId; ++other) {
+            if (!m_store.initialValues->hasPage(other)) {
+                other |= InitialValueTable::kPageSize - 1;
+                continue;
+            }
             const boost::lock_guard<boost::mutex> lock(m_store.stripe(other));
             const Transition initial = getInitialTransition(other, 0, false);
             if (!isNone(initial))
