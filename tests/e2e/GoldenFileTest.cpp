@@ -2,6 +2,8 @@
 
 #include "ChildProcess.h"
 
+#include "DataBase.h"
+
 #include "../events/EventTestData.h"
 
 #include <algorithm>
@@ -26,6 +28,35 @@ std::vector<std::string> changesOf(const std::string& path)
         lines.push_back(line);
     }
     return lines;
+}
+
+constexpr ValueType kStoredKinds[] = {ValueByte, ValueInt32, ValueInt64,   ValueDouble,
+                                      ValueBit,  ValueVlog,  ValueStdLogic};
+constexpr unsigned int kClocks = 15;
+constexpr unsigned int kOnlyInitial = 18;
+
+/// Seven kinds with 32-bit gaps and seven with one of 64 bits, then clocks of 1, 2 and 3 gaps.
+std::vector<Transition> transitionsOf(unsigned int id)
+{
+    const bool isClock = id >= kClocks;
+    const ValueType kind = isClock ? kStoredKinds[id - kClocks + 4] : kStoredKinds[(id - 1) % 7];
+    const int period = static_cast<int>(id - kClocks + 1);
+    std::vector<Transition> transitions(isClock ? 2050 : 9);
+    for (int i = 0; i < static_cast<int>(transitions.size()); ++i) {
+        Transition& transition = transitions[static_cast<std::size_t>(i)];
+        unsigned long long bits = 0x9E3779B97F4A7C15 * id * static_cast<unsigned int>(i + 1);
+        bits >>= kind == ValueByte       ? 56
+                 : kind == ValueInt32    ? 32
+                 : kind == ValueBit      ? 63
+                 : kind == ValueVlog     ? 62
+                 : kind == ValueStdLogic ? 60
+                                         : 0;
+        if (isClock)
+            bits = static_cast<unsigned int>(i % 2 + (kind == ValueStdLogic ? 2 : 0));
+        transition.time = i * 10LL + (isClock ? i % period : i > 4 && id > 7 ? 1LL << 33 : 0);
+        transition.value.setBits(kind, bits);
+    }
+    return transitions;
 }
 
 } // namespace
@@ -63,6 +94,34 @@ TEST_P(GoldenEvents, areReadByEveryVersion)
 
 INSTANTIATE_TEST_SUITE_P(Kinds, GoldenEvents,
                          ::testing::Values("list.wdb", "killed.wdb", "index.wdb"));
+
+TEST(GoldenTransitions, areReadByEveryVersion)
+{
+    const auto open = [](const char* name) {
+        return std::make_unique<DataBase>(DataBaseMode::Viewer, nullptr, "", kData + "/" + name, 0,
+                                          0);
+    };
+    const auto dataBase = open("transitions.wdb");
+    EXPECT_EQ(dataBase->getLatestTime(), 1LL << 40);
+    for (unsigned int id = 1; id < kOnlyInitial; ++id) {
+        SCOPED_TRACE(id);
+        const std::vector<Transition> expected = transitionsOf(id);
+        std::vector<Transition> found;
+        dataBase->getTransitions(id, 0, expected.back().time + 1, 0, found);
+        ASSERT_EQ(found.size(), expected.size());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            const Value& value = expected[i].value;
+            EXPECT_EQ(found[i].time, expected[i].time);
+            EXPECT_EQ(found[i].value.getType(),
+                      value.getType() < ValueBit ? value.getType() : ValueByte);
+            // A block of nine-state values that alternate gives the codes 2 and 3 as 0 and 1.
+            EXPECT_EQ(found[i].value.getBits(), value.getBits() - (id == 17 && i < 2047 ? 2 : 0));
+        }
+    }
+    EXPECT_EQ(dataBase->getCurrentTransition(kOnlyInitial, 5).value.getByte(), 8);
+    EXPECT_EQ(openErrorOf([&] { open("transitions_killed.wdb"); }).substr(0, 26),
+              "The WDB file is incomplete");
+}
 
 TEST(GoldenRecording, isExportedByEveryVersion)
 {
