@@ -1,8 +1,9 @@
 #include "ReadingFixture.h"
 
 #include "text/ValueText.h"
+#include "wave/EventWaveFile.h"
 #include "wave/SignalSelection.h"
-#include "wave/SignalValues.h"
+#include "wave/TreeValues.h"
 #include "wave/ValueRows.h"
 
 #include "WdbTimeByteValues.h"
@@ -233,8 +234,9 @@ TEST_F(RandomHistory, rowsAreThoseOfAPlainModel)
     const unsigned int seed = 3;
     SCOPED_TRACE(seed);
     record(seed);
-    WaveFile file(path());
-    const SignalValues values(file, selectSignals(file, {"bit", "wide"}));
+    const auto file = WaveFile::open(path());
+    const auto selected = file->values(selectSignals(*file, {"bit", "wide"}));
+    const SignalValues& values = *selected;
     EXPECT_EQ(rowsOf(values, {0, 100000, 0}), expected(0, 100000));
     std::mt19937 random(seed);
     for (int i = 0; i < 200; ++i) {
@@ -249,8 +251,8 @@ TEST_F(RandomHistory, cursorTellsWhatTheReaderTells)
     const unsigned int seed = 4;
     SCOPED_TRACE(seed);
     record(seed);
-    WaveFile file(path());
-    const SignalValues values(file, selectSignals(file, {"bit", "wide"}));
+    EventWaveFile file(path());
+    const TreeValues values(file, selectSignals(file, {"bit", "wide"}));
     std::mt19937 random(seed);
     for (int i = 0; i < 300; ++i) {
         const auto below = [&](unsigned int n) { return static_cast<long long>(random() % n); };
@@ -259,25 +261,25 @@ TEST_F(RandomHistory, cursorTellsWhatTheReaderTells)
             std::vector<Tracewell::WdbScalarBTree*> trees = values.trees(signal);
             std::vector<Tracewell::WdbTimeByteValues> answers;
             file.reader().getValueEvents(window.from, window.to, window.resolution, trees, answers);
-            SignalCursor cursor = values.cursor(signal, window);
+            const auto cursor = values.cursor(signal, window);
             // The reader may name several answers before the window; what holds is the last.
             std::size_t next = 0;
             while (next + 1 < answers.size() && answers[next + 1].getTime() <= window.from) {
                 ++next;
             }
             for (; next < answers.size(); ++next) {
-                ASSERT_TRUE(cursor.next());
-                ASSERT_EQ(cursor.time(), answers[next].getTime());
-                ASSERT_EQ(cursor.state().kind == SignalState::Kind::Dense,
+                ASSERT_TRUE(cursor->next());
+                ASSERT_EQ(cursor->time(), answers[next].getTime());
+                ASSERT_EQ(cursor->state().kind == SignalState::Kind::Dense,
                           answers[next].hasDenseDraw());
                 for (unsigned int column = 0; column < trees.size(); ++column) {
                     const Tracewell::WdbByteValue& value = answers[next].getValueAt(column);
                     if (value.getValueType() == Tracewell::WdbByteValue::Value) {
-                        ASSERT_EQ(cursor.state().plain[column], value.getValue());
+                        ASSERT_EQ(cursor->state().plain[column], value.getValue());
                     }
                 }
             }
-            EXPECT_FALSE(cursor.next());
+            EXPECT_FALSE(cursor->next());
         }
     }
 }

@@ -23,12 +23,17 @@ target_sources(tracewell_cli PRIVATE
   text/TimeText.cpp
   text/Utf8.cpp
   text/ValueText.cpp
+  wave/EventWaveFile.cpp
   wave/FileKind.cpp
   wave/NearestNames.cpp
-  wave/SignalCursor.cpp
   wave/SignalNames.cpp
   wave/SignalSelection.cpp
-  wave/SignalValues.cpp
+  wave/TransitionCursor.cpp
+  wave/TransitionStream.cpp
+  wave/TransitionValues.cpp
+  wave/TransitionWaveFile.cpp
+  wave/TreeCursor.cpp
+  wave/TreeValues.cpp
   wave/ValueRows.cpp
   wave/WaveFile.cpp
 )

@@ -9,6 +9,7 @@
 #include "text/Utf8.h"
 #include "wave/SignalSelection.h"
 #include "wave/SignalValues.h"
+#include "wave/WaveFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -47,9 +48,8 @@ std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, 
         return selectSignals(file, options.signals);
     }
     if (!file.hasNames()) {
-        throw CommandError(fmt::format("{}: no signals can be listed, {}; name the bytes to draw: "
-                                       "@ADDRESS or @ADDRESS:BYTES",
-                                       file.path(), file.whyNoNames()));
+        throw CommandError(fmt::format("{}: no signals can be listed, {}; name {}", file.path(),
+                                       file.whyNoNames(), file.howToAskByPlace()));
     }
     std::vector<Signal> signals = allSignals(file);
     if (signals.size() > kDefaultLanes) {
@@ -83,7 +83,8 @@ void writeFile(const Options& options, const std::string& svg)
 
 void run(const Options& options)
 {
-    WaveFile file(options.file);
+    const auto opened = WaveFile::open(options.file);
+    WaveFile& file = *opened;
     Picture picture;
     picture.title = std::filesystem::path(options.file).filename().string();
     picture.timeText = file.timeText();
@@ -94,7 +95,8 @@ void run(const Options& options)
         latest += latest == picture.window.from ? 1 : 0;
         ++picture.window.to;
     }
-    const SignalValues values(file, chooseSignals(file, options, picture.note));
+    const auto chosen = file.values(chooseSignals(file, options, picture.note));
+    const SignalValues& values = *chosen;
     if (!options.output.empty()) {
         const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
         fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText,

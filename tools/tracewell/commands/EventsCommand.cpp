@@ -4,7 +4,7 @@
 #include "text/ProgressBar.h"
 #include "text/Table.h"
 #include "text/Terminal.h"
-#include "wave/WaveFile.h"
+#include "wave/EventWaveFile.h"
 
 #include "WdbEventBlockDatabaseFactory.h"
 #include "WdbIEventBlockDatabase.h"
@@ -39,7 +39,7 @@ struct Options
 class RecordPrinter
 {
 public:
-    RecordPrinter(Output& out, const WaveFile& file, const WdbEventDatabaseHeader& header,
+    RecordPrinter(Output& out, const EventWaveFile& file, const WdbEventDatabaseHeader& header,
                   bool json);
     void print(unsigned long long bucket, const WdbEvent& event);
     void finish();
@@ -57,7 +57,7 @@ std::size_t digits(unsigned long long number)
     return std::to_string(number).size();
 }
 
-RecordPrinter::RecordPrinter(Output& out, const WaveFile& file,
+RecordPrinter::RecordPrinter(Output& out, const EventWaveFile& file,
                              const WdbEventDatabaseHeader& header, bool json)
     : m_out(out), m_json(json),
       m_columns({{"bucket", ColumnFormat::Align::Right, digits(header.m_numberOfBuckets)},
@@ -131,7 +131,7 @@ WdbIEventBlockDatabase::IteratorVector chooseBuckets(const Options& options,
 
 void run(const Options& options)
 {
-    WaveFile file(options.file);
+    EventWaveFile file = openEventWaveFile(options.file, "events");
     WdbIEventBlockDatabase& database = file.database();
     const WdbEventDatabaseHeader& header = database.getEventDatabaseHeader();
     const unsigned long long division = divisionOf(header);

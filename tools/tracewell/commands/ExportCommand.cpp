@@ -8,7 +8,7 @@
 #include "recording/TextLookup.h"
 #include "recording/ValueReplay.h"
 #include "text/ProgressBar.h"
-#include "wave/WaveFile.h"
+#include "wave/EventWaveFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -36,7 +36,7 @@ public:
     void run();
 
 private:
-    void writeChanges(WaveFile& file, OutputText& out);
+    void writeChanges(EventWaveFile& file, OutputText& out);
     void writeTime(OutputText& out, ValueReplay& replay);
 
     UnfinishedFile m_output;
@@ -51,7 +51,7 @@ private:
 void Export::run()
 {
     checkOutput(m_options.input, m_options.output, OutputKind::Any);
-    WaveFile file(m_options.input);
+    EventWaveFile file = openEventWaveFile(m_options.input, "export");
     if (!file.hasNames()) {
         throw CommandError(fmt::format("{}: {}, so there is nothing to export by; recordings made "
                                        "by `tracewell import` have one",
@@ -71,7 +71,7 @@ void Export::run()
     m_output.finish();
 }
 
-void Export::writeChanges(WaveFile& file, OutputText& out)
+void Export::writeChanges(EventWaveFile& file, OutputText& out)
 {
     TextLookup texts(file.path());
     ValueReplay replay(file.declarations(), file.layout(), texts);

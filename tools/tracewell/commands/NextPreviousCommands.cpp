@@ -30,23 +30,6 @@ struct Options
     bool json = false;
 };
 
-/// The nearest change of one tree on that side of `time`. Asked for several trees at once, a reader
-/// may answer with a time that lies on the wrong side; asked for one, that means there is none.
-std::optional<long long> nearestChange(const Tracewell::WdbIEventReader& reader,
-                                       Tracewell::WdbScalarBTree* tree, long long time,
-                                       Direction direction)
-{
-    if (tree->isEmpty()) {
-        return std::nullopt;
-    }
-    std::vector<Tracewell::WdbScalarBTree*> trees{tree};
-    const bool next = direction == Direction::Next;
-    const long long found =
-        next ? reader.getNextEvent(time, trees) : reader.getPreviousEvent(time, trees);
-    const bool rightSide = next ? found > time : found < time;
-    return rightSide ? std::optional<long long>(found) : std::nullopt;
-}
-
 struct Answer
 {
     std::optional<long long> time;
@@ -54,27 +37,23 @@ struct Answer
     std::vector<std::string> signals;
 };
 
-Answer findChange(WaveFile& file, const SignalValues& values, long long time, Direction direction)
+Answer findChange(const SignalValues& values, long long time, Direction direction)
 {
     Answer answer;
     for (std::size_t i = 0; i < values.signals().size(); ++i) {
-        for (Tracewell::WdbScalarBTree* tree : values.trees(i)) {
-            const std::optional<long long> found =
-                nearestChange(file.reader(), tree, time, direction);
-            if (!found) {
-                continue;
-            }
-            const bool nearer =
-                !answer.time ||
-                (direction == Direction::Next ? *found < *answer.time : *found > *answer.time);
-            if (nearer) {
-                answer = {found, {}};
-            }
-            const std::string& label = values.signals()[i].label;
-            if (*found == *answer.time &&
-                (answer.signals.empty() || answer.signals.back() != label)) {
-                answer.signals.push_back(label);
-            }
+        const std::optional<long long> found = direction == Direction::Next
+                                                   ? values.nextChange(i, time)
+                                                   : values.previousChange(i, time);
+        if (!found) {
+            continue;
+        }
+        const bool nearer = !answer.time || (direction == Direction::Next ? *found < *answer.time
+                                                                          : *found > *answer.time);
+        if (nearer) {
+            answer = {found, {}};
+        }
+        if (*found == *answer.time) {
+            answer.signals.push_back(values.signals()[i].label);
         }
     }
     return answer;
@@ -82,12 +61,13 @@ Answer findChange(WaveFile& file, const SignalValues& values, long long time, Di
 
 void run(const Options& options, Direction direction)
 {
-    WaveFile file(options.file);
+    const auto opened = WaveFile::open(options.file);
+    WaveFile& file = *opened;
     // A time between two units has the one below before it and the one above behind it.
     const long long time = file.timeText().parse(
         options.time, direction == Direction::Next ? Rounding::Down : Rounding::Up);
-    const SignalValues values(file, selectSignals(file, options.signals));
-    const Answer answer = findChange(file, values, time, direction);
+    const auto values = file.values(selectSignals(file, options.signals));
+    const Answer answer = findChange(*values, time, direction);
 
     Output out;
     if (options.json) {

@@ -28,40 +28,49 @@ struct Options
 std::vector<Signal> listSignals(const WaveFile& file, const std::string& pattern)
 {
     if (!file.hasNames()) {
-        throw CommandError(fmt::format("{}: no signals can be listed, {}; ask for bytes by their "
-                                       "address: tracewell values {} @ADDRESS:BYTES",
-                                       file.path(), file.whyNoNames(), file.path()));
+        throw CommandError(fmt::format("{}: no signals can be listed, {}; `tracewell values` shows "
+                                       "{}",
+                                       file.path(), file.whyNoNames(), file.howToAskByPlace()));
     }
     return pattern.empty() ? allSignals(file) : selectSignals(file, {pattern});
 }
 
-void printTable(Output& out, const std::vector<Signal>& signals)
+/// Where a signal's value lies, and how much of it there is.
+std::pair<long long, long long> placeOf(const Signal& signal, bool isByObject)
+{
+    return isByObject ? std::pair<long long, long long>(signal.firstId, signal.idCount)
+                      : std::pair(signal.address, signal.size);
+}
+
+void printTable(Output& out, const std::vector<Signal>& signals, bool isByObject)
 {
     using Align = ColumnFormat::Align;
     std::vector<std::vector<std::string>> rows;
     rows.reserve(signals.size());
     for (const Signal& signal : signals) {
+        const auto [place, size] = placeOf(signal, isByObject);
         rows.push_back({signal.label, signal.kind, std::to_string(signal.width),
-                        std::to_string(signal.address), std::to_string(signal.size)});
+                        std::to_string(place), std::to_string(size)});
     }
     out << formatTable({{"name"},
                         {"kind"},
                         {"width", Align::Right},
-                        {"address", Align::Right},
-                        {"size", Align::Right}},
+                        {isByObject ? "id" : "address", Align::Right},
+                        {isByObject ? "objects" : "size", Align::Right}},
                        rows);
 }
 
-void printJson(Output& out, const std::vector<Signal>& signals)
+void printJson(Output& out, const std::vector<Signal>& signals, bool isByObject)
 {
     out << "[";
     const char* separator = "\n";
     for (const Signal& signal : signals) {
+        const auto [place, size] = placeOf(signal, isByObject);
         const nlohmann::ordered_json entry = {{"name", signal.label},
                                               {"kind", signal.kind},
                                               {"width", signal.width},
-                                              {"address", signal.address},
-                                              {"size", signal.size}};
+                                              {isByObject ? "id" : "address", place},
+                                              {isByObject ? "objects" : "size", size}};
         out << separator << entry.dump();
         separator = ",\n";
     }
@@ -70,13 +79,14 @@ void printJson(Output& out, const std::vector<Signal>& signals)
 
 void run(const Options& options)
 {
-    const WaveFile file(options.file);
-    const std::vector<Signal> signals = listSignals(file, options.pattern);
+    const auto file = WaveFile::open(options.file);
+    const std::vector<Signal> signals = listSignals(*file, options.pattern);
+    const bool isByObject = file->places() == SignalNames::Places::Objects;
     Output out;
     if (options.json) {
-        printJson(out, signals);
+        printJson(out, signals, isByObject);
     } else {
-        printTable(out, signals);
+        printTable(out, signals, isByObject);
     }
     out.finish();
 }
@@ -93,8 +103,9 @@ void addSignalsCommand(CLI::App& app)
     command->add_flag("--json", options->json, "JSON, for programs");
     command->footer("Example:\n"
                     "  tracewell signals run.wdb 'top.dut.*'\n"
-                    "Address and size are bytes of the data memory. Variables with one name are\n"
-                    "told apart by #2, #3, ... behind it.");
+                    "Address and size are bytes of the data memory; of a transition database the\n"
+                    "first object's number and how many objects there are. Variables with one\n"
+                    "name are told apart by #2, #3, ... behind it.");
     command->callback([options] { run(*options); });
 }
 

@@ -7,6 +7,7 @@
 #include "wave/SignalSelection.h"
 #include "wave/SignalValues.h"
 #include "wave/ValueRows.h"
+#include "wave/WaveFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -136,12 +137,14 @@ void printJson(Output& out, const WaveFile& file, const SignalValues& values, Va
 
 void run(const Options& options)
 {
-    WaveFile file(options.file);
+    const auto opened = WaveFile::open(options.file);
+    WaveFile& file = *opened;
     TimeWindow window = options.window.window(file.timeText(), file.latestTime());
     if (!options.resolution.empty()) {
         window.resolution = file.timeText().parse(options.resolution, Rounding::Down);
     }
-    const SignalValues values(file, selectSignals(file, options.signals));
+    const auto selected = file.values(selectSignals(file, options.signals));
+    const SignalValues& values = *selected;
     const ValueText valueText([&](long long id) { return values.lookUp(id); }, options.radix);
     ValueRows rows(values, window, valueText);
     Output out;

@@ -131,9 +131,9 @@ Lane makeLane(const SignalValues& values, std::size_t signal, const TimeWindow& 
     lane.signal = values.signals()[signal];
     const long long end = std::clamp(latestTime, window.from, window.to);
     LaneMaker maker(lane, window, end, shortestText, valueText);
-    SignalCursor cursor = values.cursor(signal, window);
-    while (cursor.next()) {
-        maker.add(cursor.time(), cursor.state());
+    const auto cursor = values.cursor(signal, window);
+    while (cursor->next()) {
+        maker.add(cursor->time(), cursor->state());
     }
     maker.finish();
     return lane;

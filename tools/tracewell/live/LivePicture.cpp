@@ -24,7 +24,7 @@ using Lock = std::lock_guard<std::recursive_mutex>;
 
 LivePicture::LivePicture(Tracewell::WdbLiveReader& reader, const SignalNames& names,
                          std::vector<Signal> signals, Radix radix, long long shown)
-    : m_reader(reader), m_names(names), m_values(reader, names, std::move(signals)), m_radix(radix),
+    : m_reader(reader), m_names(names), m_values(reader, names.path(), std::move(signals)), m_radix(radix),
       m_shown(shown)
 {}
 
@@ -68,10 +68,10 @@ std::vector<std::pair<std::string, std::string>> LivePicture::currentValues() co
     m_reader.flushEvents();
     const long long latest = m_reader.getLatestTime();
     for (std::size_t i = 0; i < m_values.signals().size(); ++i) {
-        SignalCursor cursor = m_values.cursor(i, {latest, latest, 0});
+        const auto cursor = m_values.cursor(i, {latest, latest, 0});
         SignalState state;
-        while (cursor.next()) {
-            state = cursor.state();
+        while (cursor->next()) {
+            state = cursor->state();
         }
         values.emplace_back(m_values.signals()[i].label,
                             valueText.format(m_values.signals()[i], state));

@@ -3,7 +3,7 @@
 #include "draw/Picture.h"
 #include "text/ValueText.h"
 #include "wave/SignalNames.h"
-#include "wave/SignalValues.h"
+#include "wave/TreeValues.h"
 
 #include <optional>
 #include <string>
@@ -36,7 +36,7 @@ public:
 private:
     Tracewell::WdbLiveReader& m_reader;
     const SignalNames& m_names;
-    SignalValues m_values;
+    TreeValues m_values;
     Radix m_radix;
     long long m_shown;
 };

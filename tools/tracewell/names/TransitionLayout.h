@@ -25,6 +25,8 @@ namespace tracewell {
 // never had such a letter.
 
 constexpr std::uint8_t kNoNineState = 15;
+/// The codes of four states.
+constexpr std::uint8_t kLetterMask = 3;
 constexpr std::uint32_t kEventCounts = 1u << 24;
 /// The most transition objects that a table may ask for, nine-state ones included.
 constexpr unsigned long long kMostTransitionObjects = 1ull << 30;

@@ -173,7 +173,7 @@ void surveyNames(const SurveyContext& context)
 
 Survey surveyFile(const std::string& path, const std::function<void(double)>& progress)
 {
-    requireWaveDatabase(path);
+    findFileKind(path);
     FileBytes file(path);
     ExtentMap extents;
     Survey survey;

@@ -214,6 +214,9 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
         return state.firings == 0   ? std::string()
                : state.firings == 1 ? "!"
                                     : fmt::format("!x{}", state.firings);
+    case Signal::Form::Object:
+        return state.isReal ? fmt::format("{}", readAs<double>(state.plain, 0))
+                            : fmt::format("{}", readAs<std::int64_t>(state.plain, 0));
     case Signal::Form::Bytes:
     case Signal::Form::Scalar:
     case Signal::Form::Vector:
@@ -228,6 +231,9 @@ std::string ValueText::letters(const Signal& signal, const SignalState& state) c
     if ((!isScalar && signal.form != Signal::Form::Vector) ||
         state.kind != SignalState::Kind::Value) {
         return {};
+    }
+    if (!state.letters.empty()) {
+        return lettersOfText(state.letters, signal.width);
     }
     if (state.override.kind == 'b') {
         return lettersOfText(textOf(state.override), signal.width);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -35,6 +36,17 @@ bool startsLikeVcd(std::string_view head)
     const std::size_t start = head.find_first_not_of(" \t\r\n");
     return start != std::string_view::npos && head.size() > start + 1 && head[start] == '$' &&
            std::islower(static_cast<unsigned char>(head[start + 1])) != 0;
+}
+
+bool startsLikeTransitions(std::string_view head)
+{
+    // What stands in front of an unfinished file's limit.
+    constexpr std::string_view kUnfinished{"\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 16};
+    constexpr std::size_t kSignatureSize = 16;
+    constexpr std::uint64_t kSignature[] = {0x3CF4D203EB154205, 0xABE23F64A2B2F1B7};
+    const std::string_view start = head.substr(0, kSignatureSize);
+    return start == kUnfinished ||
+           start == std::string_view(reinterpret_cast<const char*>(kSignature), kSignatureSize);
 }
 
 std::string foreignKind(const std::string& path, std::string_view head)
@@ -69,7 +81,7 @@ std::string foreignKind(const std::string& path, std::string_view head)
 
 } // namespace
 
-void requireWaveDatabase(const std::string& path)
+FileKind findFileKind(const std::string& path)
 {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
@@ -102,9 +114,13 @@ void requireWaveDatabase(const std::string& path)
     }
     WdbFileHeader header;
     std::memcpy(&header, head, sizeof header);
-    if (found.size() < sizeof header || !header.isVersionStringMatched()) {
-        fail(path, foreignKind(path, found));
+    if (found.size() == sizeof header && header.isVersionStringMatched()) {
+        return FileKind::Events;
     }
+    if (startsLikeTransitions(found)) {
+        return FileKind::Transitions;
+    }
+    fail(path, foreignKind(path, found));
 }
 
 } // namespace tracewell

@@ -4,8 +4,13 @@
 
 namespace tracewell {
 
-/// Makes sure that `path` is a file that begins as a wave database does.
+enum class FileKind {
+    Events,     ///< a container with an event database
+    Transitions ///< a transition database, finished or not
+};
+
+/// Tells the kinds of wave databases apart by their first bytes.
 /// \throws CommandError that says what the file is instead and what to do with it.
-void requireWaveDatabase(const std::string& path);
+FileKind findFileKind(const std::string& path);
 
 } // namespace tracewell

@@ -2,6 +2,7 @@
 
 #include "names/DataLayout.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -11,13 +12,14 @@ namespace tracewell {
 /// was asked for by its address.
 struct Signal
 {
-    enum class Form { Scalar, Vector, Real, String, Event, Bytes };
+    /// Object is one of a transition database, whatever it stands for.
+    enum class Form { Scalar, Vector, Real, String, Event, Bytes, Object };
 
     /// Full name, fit for output; "#2" and so on behind it where variables share a name.
     std::string label;
     /// The scopes' part of the label, with the "." behind it; empty for bytes.
     std::string scope;
-    /// The keyword of the declaration; "bytes" without one.
+    /// The keyword of the declaration; "bytes" or "object" without one.
     std::string kind;
     Form form = Form::Bytes;
     /// Bits.
@@ -27,6 +29,11 @@ struct Signal
     long long size = 1;
     /// Where the override lies; below 0 when there can be none.
     long long overrideAddress = -1;
+    // In a transition database, in place of the addresses.
+    std::uint32_t firstId = 0;
+    std::uint32_t idCount = 0;
+    /// From a bit's number to that of its nine-state object; 0 when there can be none.
+    std::uint32_t nineStateOffset = 0;
 
     /// One letter at a time: drawn as a level and not as a bus.
     bool isDigital() const { return form == Form::Scalar || (form == Form::Vector && width == 1); }
@@ -42,10 +49,14 @@ struct SignalState
     };
 
     Kind kind = Kind::Blank;
-    /// The bytes at Signal::address.
+    /// The bytes at Signal::address. Of an object, 8 bytes: an integer, or a double if isReal.
     std::vector<unsigned char> plain;
+    bool isReal = false;
     /// All zero while the plain value tells all.
     TextReference override;
+    /// The letters of a vector, the leftmost first, where the plain value cannot tell them and no
+    /// override does; empty otherwise.
+    std::string letters;
     /// Of an event: how often it fired at this very time.
     unsigned int firings = 0;
 };

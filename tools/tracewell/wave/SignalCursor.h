@@ -2,11 +2,6 @@
 
 #include "wave/Signal.h"
 
-#include "WdbScalarBTree.h"
-
-#include <memory>
-#include <vector>
-
 namespace tracewell {
 
 /// A stretch of simulation time and how finely it is looked at. Changes that lie at most
@@ -18,58 +13,21 @@ struct TimeWindow
     long long resolution = 0;
 };
 
-/// The history of one signal, answer by answer: what a reader's getValueEvents tells of its trees,
-/// without holding more than one answer in memory. The first answer is what holds at the start of
-/// the window, with the time at which it came up; a byte whose first value comes later does not
-/// take part in it.
+/// The history of one signal, answer by answer. The first answer is what holds at the start of the
+/// window, with the time at which it came up; a part of the signal whose first value comes later
+/// does not take part in it. The answers that follow are changes in the window, each with what
+/// holds from then on. Of an event, each answer with a value is a firing.
 class SignalCursor
 {
 public:
-    /// One tree for each byte of the plain value, then either none or eight for the override. The
-    /// trees must outlive the cursor. `latestTime` is the recording's.
-    SignalCursor(const Signal& signal, const std::vector<Tracewell::WdbScalarBTree*>& trees,
-                 const TimeWindow& window, long long latestTime);
+    virtual ~SignalCursor() = default;
 
     /// Steps to the next answer; false when there is none.
-    bool next();
+    virtual bool next() = 0;
     long long time() const { return m_time; }
     const SignalState& state() const { return m_state; }
 
-private:
-    struct Column
-    {
-        std::unique_ptr<Tracewell::WdbScalarBTree::Iterator> iterator;
-        Tracewell::WdbByteValue value;
-    };
-    struct Due
-    {
-        long long time = 0;
-        std::size_t column = 0;
-        /// For a heap with the earliest on top.
-        bool operator<(const Due& other) const { return time > other.time; }
-    };
-
-    void makeDue(std::size_t column);
-    /// Takes over all answers up to `time`; false when they change nothing.
-    bool takeUpTo(long long time);
-    bool take(std::size_t column);
-    void setKind(const Tracewell::WdbByteValue& before, const Tracewell::WdbByteValue& now,
-                 bool plain);
-    void finishState();
-    void countFirings();
-
-    bool m_event;
-    std::size_t m_plainColumns;
-    long long m_from;
-    long long m_to;
-    bool m_started = false;
-    std::vector<Column> m_columns;
-    std::vector<Due> m_due;
-    std::vector<unsigned char> m_overrideBytes;
-    std::size_t m_blankColumns;
-    std::size_t m_denseColumns = 0;
-    bool m_countKnown = true;
-    unsigned char m_lastCount = 0;
+protected:
     long long m_time = 0;
     SignalState m_state;
 };

@@ -12,6 +12,7 @@ void SignalNames::read(std::string_view text)
 {
     m_declarations = {};
     m_layout.reset();
+    m_transitionLayout.reset();
     m_timeText = TimeText();
     if (text.empty()) {
         m_whyNoNames = "it holds no name table";
@@ -26,6 +27,14 @@ void SignalNames::read(std::string_view text)
     } catch (const CommandError& e) {
         m_whyNoNames = fmt::format("its name table is damaged ({})", e.what());
         return;
+    }
+    if (m_places == Places::Objects) {
+        m_transitionLayout = std::make_unique<TransitionLayout>(m_declarations);
+        if (m_transitionLayout->totalCount() > kMostTransitionObjects) {
+            m_declarations = {};
+            m_whyNoNames = "its name table asks for more objects than such a file can have";
+            return;
+        }
     }
     m_layout = std::make_unique<DataLayout>(m_declarations);
     m_timeText = TimeText(m_declarations.timescale);

@@ -54,6 +54,11 @@ Signal makeSignal(const SignalNames& file, std::size_t index)
     // A variable that is narrower than the object it shares needs the object's first groups alone.
     signal.size = DataLayout::sizeOf({{}, object.objectClass, signal.width});
     signal.overrideAddress = file.layout().overrideOf(variable.object);
+    if (file.places() == SignalNames::Places::Objects) {
+        signal.firstId = file.transitionLayout().idOf(variable.object);
+        signal.idCount = TransitionLayout::countOf({{}, object.objectClass, signal.width});
+        signal.nineStateOffset = file.transitionLayout().nineStateOffset();
+    }
     return signal;
 }
 
@@ -70,7 +75,21 @@ std::optional<long long> parseNumber(std::string_view text)
     return value;
 }
 
-Signal parseByteRun(const SignalNames& file, const std::string& argument)
+long long largestPlace(const SignalNames& file)
+{
+    return file.places() == SignalNames::Places::Bytes
+               ? std::numeric_limits<long long>::max() - kLongestRun
+               : std::numeric_limits<std::int32_t>::max();
+}
+
+/// What "@PLACE" or "@PLACE:COUNT" stands for.
+struct PlaceRun
+{
+    long long first;
+    long long count;
+};
+
+PlaceRun parsePlaceRun(const SignalNames& file, const std::string& argument)
 {
     const std::size_t colon = argument.find(':');
     const std::optional<long long> address = parseNumber(
@@ -78,19 +97,39 @@ Signal parseByteRun(const SignalNames& file, const std::string& argument)
     const std::optional<long long> size =
         colon == std::string::npos ? 1 : parseNumber(std::string_view(argument).substr(colon + 1));
     if (!address || !size || *size < 1 || *size > kLongestRun ||
-        *address > std::numeric_limits<long long>::max() - kLongestRun) {
-        throw CommandError(fmt::format("{}: \"{}\" is no place in the data memory; write @ADDRESS "
-                                       "or @ADDRESS:BYTES with at most {} bytes, as in @0x40:4",
-                                       file.path(), printable(argument), kLongestRun));
+        *address > largestPlace(file) - *size + 1) {
+        const bool isBytes = file.places() == SignalNames::Places::Bytes;
+        throw CommandError(fmt::format(
+            "{}: \"{}\" is no place in {}; ask for {}, at most {}, as in @0x40:4", file.path(),
+            printable(argument), isBytes ? "the data memory" : "a transition database",
+            file.howToAskByPlace(), kLongestRun));
     }
+    return {*address, *size};
+}
+
+Signal makeByteRun(const PlaceRun& run)
+{
     Signal signal;
-    signal.label =
-        *size == 1 ? fmt::format("@{}", *address) : fmt::format("@{}:{}", *address, *size);
+    signal.label = run.count == 1 ? fmt::format("@{}", run.first)
+                                  : fmt::format("@{}:{}", run.first, run.count);
     signal.kind = "bytes";
     signal.form = Signal::Form::Bytes;
-    signal.width = static_cast<unsigned int>(*size) * 8;
-    signal.address = *address;
-    signal.size = *size;
+    signal.width = static_cast<unsigned int>(run.count) * 8;
+    signal.address = run.first;
+    signal.size = run.count;
+    return signal;
+}
+
+Signal makeObject(long long id)
+{
+    Signal signal;
+    signal.label = fmt::format("@{}", id);
+    signal.kind = "object";
+    signal.form = Signal::Form::Object;
+    signal.width = 64;
+    signal.size = 8;
+    signal.firstId = static_cast<std::uint32_t>(id);
+    signal.idCount = 1;
     return signal;
 }
 
@@ -235,11 +274,17 @@ std::vector<Signal> selectSignals(const SignalNames& file,
             continue;
         }
         if (!argument.empty() && argument[0] == '@') {
-            take(parseByteRun(file, argument));
+            const PlaceRun run = parsePlaceRun(file, argument);
+            if (file.places() == SignalNames::Places::Bytes) {
+                take(makeByteRun(run));
+                continue;
+            }
+            for (long long id = run.first; id < run.first + run.count; ++id) {
+                take(makeObject(id));
+            }
         } else if (!file.hasNames()) {
-            throw CommandError(fmt::format("{}: no signal can be found by its name, {}; ask for "
-                                           "bytes by their address: @ADDRESS or @ADDRESS:BYTES",
-                                           file.path(), file.whyNoNames()));
+            throw CommandError(fmt::format("{}: no signal can be found by its name, {}; ask for {}",
+                                           file.path(), file.whyNoNames(), file.howToAskByPlace()));
         } else {
             failToFind(file, signals, argument);
         }

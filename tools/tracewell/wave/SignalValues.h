@@ -2,46 +2,36 @@
 
 #include "wave/Signal.h"
 #include "wave/SignalCursor.h"
-#include "wave/WaveFile.h"
 
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
-
-namespace Tracewell {
-class WdbLiveReader;
-}
 
 namespace tracewell {
 
-/// The histories of some signals: their trees, filled by one scan of the recording. Afterwards
-/// every question is answered from the trees, at any zoom.
+/// The histories of some signals of a recording, ready for questions at any zoom. What holds the
+/// recording outlives it.
 class SignalValues
 {
 public:
-    /// `file` must outlive it.
-    /// \throws CommandError when the signals are larger than anything that the file can hold.
-    SignalValues(WaveFile& file, std::vector<Signal> signals);
-    /// Of a recording that is on its way: its reader keeps the trees up to date. Whoever uses them
-    /// holds the reader's read-write mutex.
-    SignalValues(Tracewell::WdbLiveReader& reader, const SignalNames& names,
-                 std::vector<Signal> signals);
+    explicit SignalValues(std::vector<Signal> signals) : m_signals(std::move(signals)) {}
+    SignalValues(const SignalValues&) = delete;
+    SignalValues& operator=(const SignalValues&) = delete;
+    virtual ~SignalValues() = default;
 
     const std::vector<Signal>& signals() const { return m_signals; }
-    SignalCursor cursor(std::size_t signal, const TimeWindow& window) const;
-    /// The trees of the signal's bytes, in ascending order of their addresses.
-    const std::vector<Tracewell::WdbScalarBTree*>& trees(std::size_t signal) const
-    {
-        return m_trees[signal];
-    }
-    /// A text of the recording's string map.
-    std::string lookUp(long long id) const { return m_reader.getStringMapValue(id); }
+    virtual std::unique_ptr<SignalCursor> cursor(std::size_t signal,
+                                                 const TimeWindow& window) const = 0;
+    /// The time of the first change behind `time`, or of the last one before it.
+    virtual std::optional<long long> nextChange(std::size_t signal, long long time) const = 0;
+    virtual std::optional<long long> previousChange(std::size_t signal, long long time) const = 0;
+    /// A text of the recording; empty for one that is not there.
+    virtual std::string lookUp(long long id) const = 0;
 
 private:
-    void requireSensibleSize(const std::string& path, unsigned long long fileSize) const;
-
-    Tracewell::WdbIEventReader& m_reader;
-    std::vector<Signal> m_signals;
-    std::vector<std::vector<Tracewell::WdbScalarBTree*>> m_trees;
+    const std::vector<Signal> m_signals;
 };
 
 } // namespace tracewell

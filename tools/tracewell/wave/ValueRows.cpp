@@ -40,15 +40,15 @@ bool ValueRows::next()
 
 void ValueRows::step(std::size_t signal)
 {
-    if (m_cursors[signal].next()) {
-        m_due.push_back({m_cursors[signal].time(), signal});
+    if (m_cursors[signal]->next()) {
+        m_due.push_back({m_cursors[signal]->time(), signal});
         std::push_heap(m_due.begin(), m_due.end());
     }
 }
 
 void ValueRows::take(std::size_t signal)
 {
-    const SignalState& state = m_cursors[signal].state();
+    const SignalState& state = m_cursors[signal]->state();
     m_cells[signal] = {state.kind, m_valueText.format(m_values.signals()[signal], state)};
     if (m_values.signals()[signal].form == Signal::Form::Event &&
         state.kind == SignalState::Kind::Value) {

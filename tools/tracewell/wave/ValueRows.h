@@ -44,7 +44,7 @@ private:
     const ValueText& m_valueText;
     long long m_from;
     bool m_started = false;
-    std::vector<SignalCursor> m_cursors;
+    std::vector<std::unique_ptr<SignalCursor>> m_cursors;
     /// A heap with the earliest on top.
     std::vector<Due> m_due;
     /// Events that fire in the row at hand; they are silent again in the next one.

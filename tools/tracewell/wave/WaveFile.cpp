@@ -1,72 +1,17 @@
 #include "wave/WaveFile.h"
 
-#include "CommandError.h"
-#include "files/PrivateDirectory.h"
+#include "wave/EventWaveFile.h"
 #include "wave/FileKind.h"
-
-#include "QsimException.h"
-#include "WdbEventBlockDatabaseFactory.h"
-#include "WdbEventReaderFactory.h"
-#include "WdbFileManager.h"
-
-#include <fmt/format.h>
-
-#include <cstdlib>
-#include <string_view>
+#include "wave/TransitionWaveFile.h"
 
 namespace tracewell {
 
-namespace {
-
-using Tracewell::WdbEventBlockDatabaseFactory;
-using Tracewell::WdbEventReaderFactory;
-using Tracewell::WdbFileManager;
-using Tracewell::WdbIEventBlockDatabase;
-
-} // namespace
-
-WaveFile::WaveFile(const std::string& path) : SignalNames(path)
+std::unique_ptr<WaveFile> WaveFile::open(const std::string& path)
 {
-    requireWaveDatabase(path);
-    openReader();
-    readNames();
-}
-
-WaveFile::~WaveFile() = default;
-
-void WaveFile::openReader()
-{
-    // The reader keeps its drawing file open, so the directory can go at once: nothing is left
-    // behind however this process ends.
-    const PrivateDirectory directory;
-    m_reader.reset(
-        WdbEventReaderFactory::getInstance().create(WdbEventReaderFactory::StaticReader));
-    try {
-        m_reader->createReader("", path(), 0, directory.path());
-    } catch (const Qsim::OpenException& e) {
-        throw CommandError(
-            fmt::format("{}: {} Try `tracewell verify` on it.", path(), e.getMessage()));
+    if (findFileKind(path) == FileKind::Transitions) {
+        return std::make_unique<TransitionWaveFile>(path);
     }
-}
-
-WdbIEventBlockDatabase& WaveFile::database()
-{
-    if (!m_database) {
-        m_fileManager = std::make_unique<WdbFileManager>();
-        m_fileManager->open(path());
-        const int type = WdbIEventBlockDatabase::getEventDatabaseTypeId(*m_fileManager);
-        m_database.reset(WdbEventBlockDatabaseFactory::getInstance().create(type, *m_fileManager));
-        m_database->initialize(WdbIEventBlockDatabase::getEventSection(*m_fileManager), false);
-    }
-    return *m_database;
-}
-
-void WaveFile::readNames()
-{
-    long long size = 0;
-    const std::unique_ptr<char, decltype(&std::free)> data(m_reader->getDbg(&size), &std::free);
-    read(data && size > 0 ? std::string_view(data.get(), static_cast<std::size_t>(size))
-                          : std::string_view());
+    return std::make_unique<EventWaveFile>(path);
 }
 
 } // namespace tracewell

@@ -1,43 +1,32 @@
 #pragma once
 
 #include "wave/SignalNames.h"
-
-#include "WdbIEventBlockDatabase.h"
-#include "WdbIEventReader.h"
+#include "wave/SignalValues.h"
 
 #include <memory>
 #include <string>
-
-namespace Tracewell {
-class WdbFileManager;
-}
+#include <vector>
 
 namespace tracewell {
 
-/// A wave database opened for reading, with the names of what it recorded. One thread.
+/// A recording opened for reading, with the names of what it recorded. One thread.
 class WaveFile : public SignalNames
 {
 public:
+    /// Looks at the file and opens it as what it is.
     /// \throws CommandError or Qsim::OpenException
-    explicit WaveFile(const std::string& path);
+    static std::unique_ptr<WaveFile> open(const std::string& path);
     WaveFile(const WaveFile&) = delete;
     WaveFile& operator=(const WaveFile&) = delete;
-    ~WaveFile();
+    virtual ~WaveFile() = default;
 
-    Tracewell::WdbIEventReader& reader() { return *m_reader; }
-    /// The event database behind the reader's answers, opened a second time: for its raw blocks.
-    Tracewell::WdbIEventBlockDatabase& database();
+    virtual long long latestTime() const = 0;
+    /// The file outlives them.
+    /// \throws CommandError
+    virtual std::unique_ptr<SignalValues> values(std::vector<Signal> signals) = 0;
 
-    long long latestTime() const { return m_reader->getLatestTime(); }
-
-private:
-    void openReader();
-    void readNames();
-
-    std::unique_ptr<Tracewell::WdbIEventReader> m_reader;
-    /// Before the database, which must go first.
-    std::unique_ptr<Tracewell::WdbFileManager> m_fileManager;
-    std::unique_ptr<Tracewell::WdbIEventBlockDatabase> m_database;
+protected:
+    using SignalNames::SignalNames;
 };
 
 } // namespace tracewell

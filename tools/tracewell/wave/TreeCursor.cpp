@@ -1,4 +1,4 @@
-#include "wave/SignalCursor.h"
+#include "wave/TreeCursor.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,8 +13,8 @@ using Tracewell::WdbScalarBTree;
 
 } // namespace
 
-SignalCursor::SignalCursor(const Signal& signal, const std::vector<WdbScalarBTree*>& trees,
-                           const TimeWindow& window, long long latestTime)
+TreeCursor::TreeCursor(const Signal& signal, const std::vector<WdbScalarBTree*>& trees,
+                       const TimeWindow& window, long long latestTime)
     : m_event(signal.form == Signal::Form::Event),
       m_plainColumns(static_cast<std::size_t>(signal.size)), m_from(window.from), m_to(window.to),
       m_columns(trees.size()), m_overrideBytes(trees.size() - m_plainColumns),
@@ -32,7 +32,7 @@ SignalCursor::SignalCursor(const Signal& signal, const std::vector<WdbScalarBTre
     }
 }
 
-bool SignalCursor::next()
+bool TreeCursor::next()
 {
     if (!m_started) {
         m_started = true;
@@ -54,7 +54,7 @@ bool SignalCursor::next()
     return false;
 }
 
-void SignalCursor::makeDue(std::size_t column)
+void TreeCursor::makeDue(std::size_t column)
 {
     const WdbScalarBTree::Iterator* iterator = m_columns[column].iterator.get();
     if (iterator == nullptr || !*iterator || iterator->getTime() > m_to) {
@@ -65,7 +65,7 @@ void SignalCursor::makeDue(std::size_t column)
     std::push_heap(m_due.begin(), m_due.end());
 }
 
-bool SignalCursor::takeUpTo(long long time)
+bool TreeCursor::takeUpTo(long long time)
 {
     bool changed = false;
     while (!m_due.empty() && m_due.front().time <= time) {
@@ -79,7 +79,7 @@ bool SignalCursor::takeUpTo(long long time)
     return changed;
 }
 
-bool SignalCursor::take(std::size_t index)
+bool TreeCursor::take(std::size_t index)
 {
     Column& column = m_columns[index];
     const WdbByteValue now = (**column.iterator).getByteValue();
@@ -96,7 +96,7 @@ bool SignalCursor::take(std::size_t index)
     return true;
 }
 
-void SignalCursor::setKind(const WdbByteValue& before, const WdbByteValue& now, bool plain)
+void TreeCursor::setKind(const WdbByteValue& before, const WdbByteValue& now, bool plain)
 {
     m_denseColumns += (now.isDenseDraw() ? 1u : 0u);
     m_denseColumns -= (before.isDenseDraw() ? 1u : 0u);
@@ -107,7 +107,7 @@ void SignalCursor::setKind(const WdbByteValue& before, const WdbByteValue& now, 
     }
 }
 
-void SignalCursor::finishState()
+void TreeCursor::finishState()
 {
     m_state.override = {};
     if (m_overrideBytes.size() >= sizeof m_state.override) {
@@ -125,7 +125,7 @@ void SignalCursor::finishState()
     }
 }
 
-void SignalCursor::countFirings()
+void TreeCursor::countFirings()
 {
     if (m_state.kind != SignalState::Kind::Value) {
         m_state.firings = 0;

@@ -1,0 +1,223 @@
+#include "wave/TransitionCursor.h"
+
+#include "names/TransitionLayout.h"
+
+#include "DataBase.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace tracewell {
+
+namespace {
+
+/// The a-word and the b-word of a group.
+constexpr std::size_t kBitsOfGroup = 32;
+constexpr std::size_t kBytesOfGroup = 8;
+
+bool isPresent(Tracewell::DataBase& database, std::uint32_t id)
+{
+    long long first = 0;
+    long long last = 0;
+    Tracewell::ValueType type = Tracewell::ValueNone;
+    return database.getTransInfo(id, first, last, type);
+}
+
+} // namespace
+
+TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& signal,
+                                   const TimeWindow& window)
+    : m_database(database), m_form(signal.form), m_width(signal.width), m_from(window.from)
+{
+    TimeWindow asked = window;
+    // Whether an event fires at the start itself shows only against the count before it.
+    if (m_form == Signal::Form::Event && m_from > std::numeric_limits<long long>::min()) {
+        asked.from = --m_from;
+    }
+    m_state.plain.resize(static_cast<std::size_t>(signal.size));
+    const bool hasBits = m_form == Signal::Form::Scalar || m_form == Signal::Form::Vector;
+    m_columns.reserve(std::size_t{2} * signal.idCount);
+    for (std::uint32_t bit = 0; bit < signal.idCount; ++bit) {
+        addColumn(signal.firstId + bit, bit, false, asked);
+    }
+    m_blankColumns = m_columns.size();
+    for (std::uint32_t bit = 0; hasBits && bit < signal.idCount; ++bit) {
+        const std::uint32_t id = signal.firstId + bit + signal.nineStateOffset;
+        if (signal.nineStateOffset != 0 && isPresent(database, id)) {
+            m_nineStates.resize(signal.idCount, kNoNineState);
+            addColumn(id, bit, true, asked);
+        }
+    }
+    for (std::size_t i = 0; i < m_columns.size(); ++i) {
+        makeDue(i);
+    }
+}
+
+void TransitionCursor::addColumn(std::uint32_t id, std::uint32_t bit, bool isNineState,
+                                 const TimeWindow& window)
+{
+    Column& column = m_columns.emplace_back(m_database, id, window);
+    column.bit = bit;
+    column.isNineState = isNineState;
+}
+
+bool TransitionCursor::next()
+{
+    if (!m_started) {
+        m_started = true;
+        if (!m_due.empty() && m_due.front().time <= m_from) {
+            takeUpTo(m_from);
+            finishState();
+            if (m_form != Signal::Form::Event) {
+                return true;
+            }
+            m_state.firings = 0;
+        }
+    }
+    while (!m_due.empty()) {
+        if (takeUpTo(m_due.front().time)) {
+            finishState();
+            return true;
+        }
+    }
+    return false;
+}
+
+void TransitionCursor::makeDue(std::size_t column)
+{
+    if (m_columns[column].stream.next(m_columns[column].coming)) {
+        m_due.push_back({m_columns[column].coming.time, column});
+        std::push_heap(m_due.begin(), m_due.end());
+    }
+}
+
+bool TransitionCursor::takeUpTo(long long time)
+{
+    bool changed = false;
+    while (!m_due.empty() && m_due.front().time <= time) {
+        std::pop_heap(m_due.begin(), m_due.end());
+        const Due due = m_due.back();
+        m_due.pop_back();
+        m_time = due.time;
+        changed = take(m_columns[due.column]) || changed;
+        makeDue(due.column);
+    }
+    return changed;
+}
+
+bool TransitionCursor::take(Column& column)
+{
+    const ObjectState& coming = column.coming;
+    const bool isSame = column.hasState && coming.isExact && column.state.isExact &&
+                        !coming.isDense && !column.state.isDense &&
+                        coming.bits == column.state.bits;
+    if (isSame) {
+        return false;
+    }
+    const bool wasDense = column.hasState && column.state.isDense;
+    if (!column.hasState && !column.isNineState) {
+        --m_blankColumns;
+    }
+    m_denseColumns += coming.isDense ? 1u : 0u;
+    m_denseColumns -= wasDense ? 1u : 0u;
+    column.state = coming;
+    column.hasState = true;
+    column.isNew = true;
+    return true;
+}
+
+void TransitionCursor::finishState()
+{
+    m_state.kind = SignalState::Kind::Value;
+    if (m_denseColumns > 0) {
+        m_state.kind = SignalState::Kind::Dense;
+    } else if (m_blankColumns > 0) {
+        m_state.kind = SignalState::Kind::Blank;
+    }
+    if (m_state.kind != SignalState::Kind::Value) {
+        m_state.firings = 0;
+        m_countKnown = m_countKnown && m_state.kind != SignalState::Kind::Dense;
+        return;
+    }
+    for (Column& column : m_columns) {
+        if (column.isNew) {
+            show(column);
+            column.isNew = false;
+        }
+    }
+    if (!m_nineStates.empty()) {
+        showLetters();
+    }
+}
+
+void TransitionCursor::show(Column& column)
+{
+    if (!column.state.isExact) {
+        column.state.take(m_database.getCurrentTransition(column.id, column.state.time));
+    }
+    const unsigned long long bits = column.state.bits;
+    switch (m_form) {
+    case Signal::Form::Scalar:
+    case Signal::Form::Vector:
+        showBit(column);
+        break;
+    case Signal::Form::Event:
+        countFirings(static_cast<std::uint32_t>(bits) >> 8);
+        m_state.plain[0] = static_cast<unsigned char>(bits >> 8);
+        m_state.plain[1] = static_cast<unsigned char>(bits);
+        break;
+    default:
+        std::memcpy(m_state.plain.data(), &bits, std::min(sizeof bits, m_state.plain.size()));
+        m_state.isReal = column.state.isReal;
+        break;
+    }
+}
+
+void TransitionCursor::showBit(const Column& column)
+{
+    const auto code = static_cast<std::uint8_t>(column.state.bits);
+    if (column.isNineState) {
+        std::uint8_t& state = m_nineStates[column.bit];
+        m_nineStateBits -= state != kNoNineState ? 1u : 0u;
+        state = code < kLetterCount && code > kLetterMask ? code : kNoNineState;
+        m_nineStateBits += state != kNoNineState ? 1u : 0u;
+        return;
+    }
+    if (m_form == Signal::Form::Scalar) {
+        m_state.plain[0] = code & kLetterMask;
+        return;
+    }
+    unsigned char* const group = m_state.plain.data() + column.bit / kBitsOfGroup * kBytesOfGroup;
+    const std::uint32_t mask = 1u << column.bit % kBitsOfGroup;
+    std::uint32_t words[2];
+    std::memcpy(words, group, sizeof words);
+    words[0] = (code & 1) != 0 ? words[0] | mask : words[0] & ~mask;
+    words[1] = (code & 2) != 0 ? words[1] | mask : words[1] & ~mask;
+    std::memcpy(group, words, sizeof words);
+}
+
+void TransitionCursor::showLetters()
+{
+    m_state.letters.clear();
+    if (m_nineStateBits == 0) {
+        return;
+    }
+    for (std::size_t bit = m_nineStates.size(); bit-- > 0;) {
+        const std::uint8_t code =
+            m_nineStates[bit] != kNoNineState
+                ? m_nineStates[bit]
+                : static_cast<std::uint8_t>(m_columns[bit].state.bits & kLetterMask);
+        m_state.letters += kLetters[code];
+    }
+}
+
+void TransitionCursor::countFirings(std::uint32_t count)
+{
+    // The count wraps. Behind a dense stretch the one before is not known.
+    m_state.firings = m_countKnown ? (count - m_lastCount) % kEventCounts : 1;
+    m_lastCount = count;
+    m_countKnown = true;
+}
+
+} // namespace tracewell

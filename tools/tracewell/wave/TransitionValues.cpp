@@ -1,0 +1,111 @@
+#include "wave/TransitionValues.h"
+
+#include "wave/TransitionCursor.h"
+
+#include "DataBase.h"
+
+#include <algorithm>
+
+namespace tracewell {
+
+namespace {
+
+using Tracewell::DataBase;
+using Tracewell::Transition;
+
+bool hasValue(const Transition& transition)
+{
+    return transition.value.getType() != Tracewell::ValueNone;
+}
+
+/// Whether the transition gives the object another value than it had. An event has another count
+/// with each.
+bool isChange(DataBase& database, std::uint32_t id, const Transition& transition)
+{
+    const Transition before = database.getPrevTransition(id, transition.time);
+    return !hasValue(before) || before.time >= transition.time ||
+           before.value.getBits() != transition.value.getBits();
+}
+
+std::optional<long long> nextChangeOf(DataBase& database, std::uint32_t id, long long time)
+{
+    // An object that never changed has nothing but its value at time 0.
+    if (time < 0) {
+        const Transition initial = database.getCurrentTransition(id, 0);
+        if (hasValue(initial) && initial.time == 0) {
+            return 0;
+        }
+        time = -1;
+    }
+    for (Transition found = database.getNextTransition(id, time);
+         hasValue(found) && found.time > time; found = database.getNextTransition(id, time)) {
+        if (isChange(database, id, found)) {
+            return found.time;
+        }
+        time = found.time;
+    }
+    return std::nullopt;
+}
+
+std::optional<long long> previousChangeOf(DataBase& database, std::uint32_t id, long long time)
+{
+    for (Transition found = database.getPrevTransition(id, time);
+         hasValue(found) && found.time < time; found = database.getPrevTransition(id, time)) {
+        if (isChange(database, id, found)) {
+            return found.time;
+        }
+        time = found.time;
+    }
+    return std::nullopt;
+}
+
+/// Calls visit for each object that the signal's value comes from.
+template <class Visit> void forEachObject(const Signal& signal, Visit visit)
+{
+    for (std::uint32_t i = 0; i < signal.idCount; ++i) {
+        visit(signal.firstId + i);
+        if (signal.nineStateOffset != 0 &&
+            (signal.form == Signal::Form::Scalar || signal.form == Signal::Form::Vector)) {
+            visit(signal.firstId + i + signal.nineStateOffset);
+        }
+    }
+}
+
+} // namespace
+
+std::unique_ptr<SignalCursor> TransitionValues::cursor(std::size_t signal,
+                                                       const TimeWindow& window) const
+{
+    return std::make_unique<TransitionCursor>(m_database, signals()[signal], window);
+}
+
+std::optional<long long> TransitionValues::nextChange(std::size_t signal, long long time) const
+{
+    std::optional<long long> nearest;
+    forEachObject(signals()[signal], [&](std::uint32_t id) {
+        const std::optional<long long> found = nextChangeOf(m_database, id, time);
+        if (found && (!nearest || *found < *nearest)) {
+            nearest = found;
+        }
+    });
+    return nearest;
+}
+
+std::optional<long long> TransitionValues::previousChange(std::size_t signal, long long time) const
+{
+    std::optional<long long> nearest;
+    forEachObject(signals()[signal], [&](std::uint32_t id) {
+        const std::optional<long long> found = previousChangeOf(m_database, id, time);
+        if (found && (!nearest || *found > *nearest)) {
+            nearest = found;
+        }
+    });
+    return nearest;
+}
+
+std::string TransitionValues::lookUp(long long /*id*/) const
+{
+    return {};
+}
+
+} // namespace tracewell

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "wave/SignalValues.h"
+
+namespace Tracewell {
+class DataBase;
+}
+
+namespace tracewell {
+
+/// The histories of signals in a transition database, which answers from its own trees.
+class TransitionValues : public SignalValues
+{
+public:
+    /// The database must outlive it. It may be storing meanwhile.
+    TransitionValues(Tracewell::DataBase& database, std::vector<Signal> signals)
+        : SignalValues(std::move(signals)), m_database(database)
+    {}
+
+    std::unique_ptr<SignalCursor> cursor(std::size_t signal,
+                                         const TimeWindow& window) const override;
+    std::optional<long long> nextChange(std::size_t signal, long long time) const override;
+    std::optional<long long> previousChange(std::size_t signal, long long time) const override;
+    /// There are no texts.
+    std::string lookUp(long long id) const override;
+
+private:
+    Tracewell::DataBase& m_database;
+};
+
+} // namespace tracewell
