@@ -1,0 +1,70 @@
+#pragma once
+
+#include "names/Declarations.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// Which changes a stream is asked for.
+struct ChangeSelection
+{
+    /// Indices into Declarations::objects, ascending; all objects if there is none.
+    std::optional<std::vector<std::uint32_t>> objects;
+    /// The first step is this time's or a later one. What changed before is part of the first step,
+    /// with the value that holds by then; firings of events before it are left out.
+    long long from = 0;
+};
+
+/// The changes of a recording in the order of time: one step for each time at which an object's
+/// value is another one than before, or at which an event fires. Whatever the recording is kept in,
+/// the same run gives the same steps with the same values. Holds what the step at hand needs and
+/// the present values, not the run. One thread.
+class ChangeStream
+{
+public:
+    ChangeStream() = default;
+    ChangeStream(const ChangeStream&) = delete;
+    ChangeStream& operator=(const ChangeStream&) = delete;
+    virtual ~ChangeStream() = default;
+
+    /// Valid from the start on, for the stream's life.
+    virtual const Declarations& declarations() const = 0;
+
+    /// Once, before the first next(); a stream that is never told gives everything.
+    virtual void select(const ChangeSelection& selection) = 0;
+
+    /// Steps to the next time with a change; false at the end.
+    /// \throws CommandError for what cannot be read on, with file, place and remedy.
+    virtual bool next() = 0;
+
+    /// Time of the step, in units of the declarations' timescale. Ascending; never below 0.
+    virtual long long time() const = 0;
+
+    /// What changed in the step: indices of objects, ascending, each once. Valid until next().
+    virtual const std::vector<std::uint32_t>& changed() const = 0;
+
+    /// Appends the value that any selected object has from the step on, as it stands in front of
+    /// the identifier code in a VCD: "1", "b101 ", "r0.5 ", "stext ". Appends nothing for an object
+    /// without a value so far. Of an event it is the letter of its latest firing.
+    virtual void appendValue(std::string& out, std::uint32_t object) = 0;
+
+    /// How often an event fired at the step's very time; 1 for another object that changed.
+    virtual unsigned long long firings(std::uint32_t object) const = 0;
+
+    /// Up to when the recording goes: of a database known from the start, of a text once next() has
+    /// answered false. May lie behind the last change.
+    virtual long long latestTime() const = 0;
+
+    /// How much of the recording has been gone through, 0 to 1; 0 where that is not known.
+    virtual double progress() const = 0;
+
+    /// After the last step: one line for a user who should know that some values could not be told
+    /// exactly. Empty when all is exact.
+    virtual std::string warning() const { return {}; }
+};
+
+} // namespace tracewell
