@@ -4,7 +4,10 @@ target_sources(tracewell_cli PRIVATE
   files/OutputText.cpp
   files/UnfinishedFile.cpp
   files/WatchedProcess.cpp
+  recording/ChangeStream.cpp
+  recording/EventChanges.cpp
   recording/EventMerge.cpp
+  recording/ReplayedChanges.cpp
   recording/EventWriter.cpp
   recording/ObjectTracer.cpp
   recording/SignalRecorder.cpp
@@ -12,6 +15,7 @@ target_sources(tracewell_cli PRIVATE
   recording/TextLookup.cpp
   recording/TextStore.cpp
   recording/TransitionWriter.cpp
+  recording/TransitionChanges.cpp
   recording/ValueReplay.cpp
   recording/VcdRun.cpp
   vcd/VcdCodes.cpp

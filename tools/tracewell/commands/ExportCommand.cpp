@@ -4,11 +4,8 @@
 #include "files/OutputText.h"
 #include "files/UnfinishedFile.h"
 #include "names/DeclarationText.h"
-#include "recording/EventMerge.h"
-#include "recording/TextLookup.h"
-#include "recording/ValueReplay.h"
+#include "recording/ChangeStream.h"
 #include "text/ProgressBar.h"
-#include "wave/EventWaveFile.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -36,86 +33,49 @@ public:
     void run();
 
 private:
-    void writeChanges(EventWaveFile& file, OutputText& out);
-    void writeTime(OutputText& out, ValueReplay& replay);
+    void writeChanges(ChangeStream& changes, OutputText& out);
 
     UnfinishedFile m_output;
     const Options& m_options;
     InterruptGuard m_interrupt;
-    std::string m_changes;
-    /// The time of the events that wait in the replay, and the last one written; -1 before any.
-    long long m_time = -1;
-    long long m_written = -1;
 };
 
 void Export::run()
 {
     checkOutput(m_options.input, m_options.output, OutputKind::Any);
-    EventWaveFile file = openEventWaveFile(m_options.input, "export");
-    if (!file.hasNames()) {
-        throw CommandError(fmt::format("{}: {}, so there is nothing to export by; recordings made "
-                                       "by `tracewell import` have one",
-                                       file.path(), file.whyNoNames()));
-    }
-    if (file.layout().totalSize() > kLargestMemory) {
-        throw CommandError(
-            fmt::format("{}: its name table asks for {} MB of values; at most {} can "
-                        "be exported; `tracewell values` shows some",
-                        file.path(), file.layout().totalSize() >> 20, kLargestMemory >> 20));
-    }
+    const std::unique_ptr<ChangeStream> changes = ChangeStream::open(m_options.input);
     OutputText out(m_options.output);
     m_output.start();
-    out.text() = writeDeclarations(file.declarations());
-    writeChanges(file, out);
+    out.text() = writeDeclarations(changes->declarations());
+    writeChanges(*changes, out);
     out.finish();
     m_output.finish();
 }
 
-void Export::writeChanges(EventWaveFile& file, OutputText& out)
+void Export::writeChanges(ChangeStream& changes, OutputText& out)
 {
-    TextLookup texts(file.path());
-    ValueReplay replay(file.declarations(), file.layout(), texts);
-    EventMerge events(file.database(), file.path());
     ProgressBar bar("exporting");
-    const auto latest = static_cast<double>(std::max(1LL, file.latestTime()));
-    while (const Tracewell::WdbEvent* event = events.next()) {
-        const long long time = event->getTime();
-        if (time < 0) {
-            throw CommandError(fmt::format(
-                "{}: an event at {}; a VCD has no times below 0; `tracewell events` shows it",
-                file.path(), time));
+    long long written = -1;
+    while (changes.next()) {
+        const bool isStart = changes.time() == 0 && written < 0;
+        written = changes.time();
+        fmt::format_to(std::back_inserter(out.text()), "#{}\n{}", written,
+                       isStart ? "$dumpvars\n" : "");
+        for (const std::uint32_t object : changes.changed()) {
+            changes.appendChange(out.text(), object);
         }
-        if (time != m_time) {
-            writeTime(out, replay);
-            m_time = time;
-            if (out.flushWhenLarge()) {
-                m_interrupt.check();
-                bar.update(static_cast<double>(time) / latest);
-            }
+        out.text().append(isStart ? "$end\n" : "");
+        if (out.flushWhenLarge()) {
+            m_interrupt.check();
+            bar.update(changes.progress());
         }
-        replay.apply(event->getStartAddress(), event->getValue(), event->getValuelength());
     }
-    writeTime(out, replay);
-    if (file.latestTime() > std::max(m_written, 0LL)) {
-        fmt::format_to(std::back_inserter(out.text()), "#{}\n", file.latestTime());
+    if (changes.latestTime() > std::max(written, 0LL)) {
+        fmt::format_to(std::back_inserter(out.text()), "#{}\n", changes.latestTime());
     }
-    if (replay.missingTexts() != 0) {
-        std::cerr << fmt::format("tracewell: {}: the texts of {} values never reached the file; "
-                                 "what stands for them was exported\n",
-                                 file.path(), replay.missingTexts());
+    if (const std::string warning = changes.warning(); !warning.empty()) {
+        std::cerr << "tracewell: " << warning << '\n';
     }
-}
-
-void Export::writeTime(OutputText& out, ValueReplay& replay)
-{
-    m_changes.clear();
-    if (m_time < 0 || !replay.takeChanges(m_changes)) {
-        return;
-    }
-    const bool isStart = m_time == 0 && m_written < 0;
-    fmt::format_to(std::back_inserter(out.text()), "#{}\n{}", m_time, isStart ? "$dumpvars\n" : "");
-    out.text().append(m_changes).append(isStart ? "$end\n" : "");
-    m_written = m_time;
 }
 
 } // namespace

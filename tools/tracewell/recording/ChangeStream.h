@@ -3,6 +3,7 @@
 #include "names/Declarations.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,10 @@ struct ChangeSelection
 class ChangeStream
 {
 public:
+    /// Opens a wave database, whatever store it is.
+    /// \throws CommandError when it cannot be read, or has no names to tell its values by.
+    static std::unique_ptr<ChangeStream> open(const std::string& path);
+
     ChangeStream() = default;
     ChangeStream(const ChangeStream&) = delete;
     ChangeStream& operator=(const ChangeStream&) = delete;
@@ -47,8 +52,12 @@ public:
     /// What changed in the step: indices of objects, ascending, each once. Valid until next().
     virtual const std::vector<std::uint32_t>& changed() const = 0;
 
+    /// Appends a value change for each time the object changed in this step: one line, or one for
+    /// each firing of an event.
+    virtual void appendChange(std::string& out, std::uint32_t object) = 0;
+
     /// Appends the value that any selected object has from the step on, as it stands in front of
-    /// the identifier code in a VCD: "1", "b101 ", "r0.5 ", "stext ". Appends nothing for an object
+    /// the identifier code in a VCD: "1", "b101", "r0.5", "stext". Appends nothing for an object
     /// without a value so far. Of an event it is the letter of its latest firing.
     virtual void appendValue(std::string& out, std::uint32_t object) = 0;
 

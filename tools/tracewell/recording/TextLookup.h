@@ -1,6 +1,6 @@
 #pragma once
 
-#include "names/DataLayout.h"
+#include "recording/TextSource.h"
 
 #include "WdbFileManager.h"
 #include "WdbStringBlock.h"
@@ -17,7 +17,7 @@ namespace tracewell {
 
 /// Finds texts of a recording's string map. Keeps an index of the blocks, and a few blocks open, so
 /// that a walk through many texts does not walk the map's list for each.
-class TextLookup
+class TextLookup : public TextSource
 {
 public:
     /// \throws Qsim::OpenException when the file cannot be opened. A file without a string map has
@@ -25,7 +25,7 @@ public:
     explicit TextLookup(const std::string& path);
 
     /// None when a part of the text is not in the file: its writer was killed.
-    std::optional<std::string> find(const TextReference& reference);
+    std::optional<std::string> find(const TextReference& reference) override;
 
 private:
     struct Block

@@ -25,7 +25,10 @@ class TransitionWriter : public RecordingWriter
 public:
     /// With a handler, a file that could not be written does not come to look finished. check()
     /// tells the reason.
-    TransitionWriter() { Tracewell::setStorageFailureHandler([](const std::string&) {}); }
+    TransitionWriter()
+    {
+        Tracewell::setStorageFailureHandler([](const std::string&) {});
+    }
     ~TransitionWriter() override;
 
     IWdbWriter& writer() override { return m_writer; }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <optional>
+#include <string_view>
 
 namespace tracewell {
 
@@ -13,9 +15,11 @@ namespace {
 /// Pages a place that the index by address may take.
 constexpr long long kPagesOfPlace = 8;
 constexpr long long kFewestPages = 4096;
+/// What a value that is no single letter begins with.
+constexpr std::string_view kTextKinds = "brsp";
 
 /// As simulators write a letter: x and z small, those that only nine-state logic has in capitals.
-char spell(char letter)
+char spellLetter(char letter)
 {
     switch (letter) {
     case 'u':
@@ -34,7 +38,7 @@ char spell(char letter)
 } // namespace
 
 ValueReplay::ValueReplay(const Declarations& declarations, const DataLayout& layout,
-                         TextLookup& texts)
+                         TextSource& texts)
     : m_declarations(declarations), m_layout(layout), m_texts(texts), m_memory(layout.totalSize()),
       m_shown(layout.totalSize()), m_isShown(declarations.objects.size()),
       m_isMarked(declarations.objects.size())
@@ -132,19 +136,44 @@ void ValueReplay::mark(std::uint32_t object)
     }
 }
 
-bool ValueReplay::takeChanges(std::string& out)
+void ValueReplay::fire(std::uint32_t object, unsigned long long times, std::uint8_t code)
 {
+    *(m_memory.at(m_layout.addressOf(object)) + 1) = code;
+    m_firings[object] += times;
+    mark(object);
+}
+
+void ValueReplay::spell(std::uint32_t object, const std::string& letters)
+{
+    const auto known = m_letters.find(object);
+    if (letters.empty() ? known == m_letters.end()
+                        : known != m_letters.end() && known->second == letters) {
+        return;
+    }
+    if (letters.empty()) {
+        m_letters.erase(known);
+    } else {
+        m_letters[object] = letters;
+    }
+    // Whatever its groups are: they did not tell all before, or do not now.
+    m_isShown[object] = 0;
+    mark(object);
+}
+
+void ValueReplay::takeChanges(std::vector<std::uint32_t>& out)
+{
+    out.clear();
+    m_takenFirings.clear();
     std::sort(m_marked.begin(), m_marked.end());
-    bool any = false;
     for (const std::uint32_t object : m_marked) {
         m_isMarked[object] = 0;
         if (isChanged(object)) {
-            any = true;
-            appendValue(out, object);
+            out.push_back(object);
+            show(object);
         }
     }
     m_marked.clear();
-    return any;
+    m_takenFirings.swap(m_firings);
 }
 
 bool ValueReplay::isChanged(std::size_t object) const
@@ -164,36 +193,55 @@ bool ValueReplay::isChanged(std::size_t object) const
                           m_firings.find(static_cast<std::uint32_t>(object)) != m_firings.end());
 }
 
-void ValueReplay::appendValue(std::string& out, std::size_t object)
+void ValueReplay::show(std::size_t object)
 {
-    const Object& declared = m_declarations.objects[object];
-    // An event comes as often as it fired, whatever its value looks like.
-    const std::size_t start = out.size();
-    if (!appendText(out, referenceAt(m_layout.overrideOf(object)), declared.code)) {
-        appendPlain(out, object);
-    } else if (declared.objectClass == ObjectClass::Event) {
-        const std::string change = out.substr(start);
-        for (auto left = takeFirings(object); left > 1; --left) {
-            out += change;
-        }
-    }
-    const auto show = [&](long long address, long long size) {
+    const auto copy = [&](long long address, long long size) {
         std::memcpy(m_shown.at(address), m_memory.at(address), static_cast<std::size_t>(size));
     };
-    show(m_layout.addressOf(object), DataLayout::sizeOf(m_declarations.objects[object]));
-    show(m_layout.overrideOf(object), sizeof(TextReference));
+    copy(m_layout.addressOf(object), DataLayout::sizeOf(m_declarations.objects[object]));
+    copy(m_layout.overrideOf(object), sizeof(TextReference));
     m_isShown[object] = 1;
 }
 
-unsigned long long ValueReplay::takeFirings(std::size_t object)
+unsigned long long ValueReplay::firings(std::uint32_t object) const
 {
-    const auto found = m_firings.find(static_cast<std::uint32_t>(object));
-    if (found == m_firings.end()) {
-        return 0;
+    const auto found = m_takenFirings.find(object);
+    return found == m_takenFirings.end() ? 0 : found->second;
+}
+
+void ValueReplay::appendValue(std::string& out, std::uint32_t object)
+{
+    if (m_isShown[object] == 0) {
+        return;
     }
-    const unsigned long long firings = found->second;
-    m_firings.erase(found);
-    return firings;
+    if (!appendText(out, referenceAt(m_layout.overrideOf(object)))) {
+        appendPlain(out, object);
+    }
+}
+
+void ValueReplay::appendChange(std::string& out, std::uint32_t object)
+{
+    const Object& declared = m_declarations.objects[object];
+    const std::size_t start = out.size();
+    appendValue(out, object);
+    if (out.size() == start) {
+        return;
+    }
+    if (kTextKinds.find(out[start]) != std::string_view::npos) {
+        out += ' ';
+    }
+    out.append(declared.code).append(1, '\n');
+    if (declared.objectClass == ObjectClass::Event) {
+        // An event comes as often as it fired, whatever its value looks like.
+        const std::string change = out.substr(start);
+        const unsigned long long times = firings(object);
+        if (times == 0) {
+            out.resize(start);
+        }
+        for (unsigned long long i = 1; i < times; ++i) {
+            out += change;
+        }
+    }
 }
 
 TextReference ValueReplay::referenceAt(long long address) const
@@ -204,11 +252,9 @@ TextReference ValueReplay::referenceAt(long long address) const
 }
 
 /// False when there is no text, or none that can be found.
-bool ValueReplay::appendText(std::string& out, const TextReference& reference,
-                             const std::string& code)
+bool ValueReplay::appendText(std::string& out, const TextReference& reference)
 {
-    if (std::string_view("brsp").find(static_cast<char>(reference.kind)) ==
-        std::string_view::npos) {
+    if (kTextKinds.find(static_cast<char>(reference.kind)) == std::string_view::npos) {
         return false;
     }
     const std::optional<std::string> text = m_texts.find(reference);
@@ -218,44 +264,44 @@ bool ValueReplay::appendText(std::string& out, const TextReference& reference,
     }
     out += static_cast<char>(reference.kind);
     if (reference.kind == 'b') {
-        std::transform(text->begin(), text->end(), std::back_inserter(out), spell);
+        std::transform(text->begin(), text->end(), std::back_inserter(out), spellLetter);
     } else {
         out += *text;
     }
-    out.append(1, ' ').append(code).append(1, '\n');
     return true;
 }
 
-void ValueReplay::appendPlain(std::string& out, std::size_t object)
+void ValueReplay::appendPlain(std::string& out, std::uint32_t object)
 {
     const Object& declared = m_declarations.objects[object];
     const unsigned char* value = m_memory.at(m_layout.addressOf(object));
     switch (declared.objectClass) {
     case ObjectClass::Scalar:
-        out += spell(kLetters[*value < kLetterCount ? *value : kLetterX]);
-        out.append(declared.code).append(1, '\n');
+        out += spellLetter(kLetters[*value < kLetterCount ? *value : kLetterX]);
         break;
-    case ObjectClass::Vector:
+    case ObjectClass::Vector: {
         out += 'b';
-        appendLetters(out, value, declared.width);
-        out.append(1, ' ').append(declared.code).append(1, '\n');
+        const auto letters = m_letters.find(object);
+        if (letters == m_letters.end()) {
+            appendLetters(out, value, declared.width);
+        } else {
+            std::transform(letters->second.begin(), letters->second.end(), std::back_inserter(out),
+                           spellLetter);
+        }
         break;
+    }
     case ObjectClass::Real: {
         double number = 0;
         std::memcpy(&number, value, sizeof number);
         out += 'r';
         appendReal(out, number);
-        out.append(1, ' ').append(declared.code).append(1, '\n');
         break;
     }
     case ObjectClass::String:
-        appendText(out, referenceAt(m_layout.addressOf(object)), declared.code);
+        appendText(out, referenceAt(m_layout.addressOf(object)));
         break;
     case ObjectClass::Event:
-        for (auto left = takeFirings(object); left > 0; --left) {
-            out += spell(kLetters[value[1] < kLetterCount ? value[1] : kLetterX]);
-            out.append(declared.code).append(1, '\n');
-        }
+        out += spellLetter(kLetters[value[1] < kLetterCount ? value[1] : kLetterX]);
         break;
     }
 }

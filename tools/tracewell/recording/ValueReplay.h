@@ -2,7 +2,7 @@
 
 #include "names/DataLayout.h"
 #include "recording/DataMemory.h"
-#include "recording/TextLookup.h"
+#include "recording/TextSource.h"
 
 #include <cstdint>
 #include <string>
@@ -11,20 +11,37 @@
 
 namespace tracewell {
 
-/// Brings the data memory of a recording back, event by event, and writes what changed as the value
-/// changes of a VCD.
+/// Brings the data memory of a recording back, change by change, and tells values as a VCD has
+/// them.
 class ValueReplay
 {
 public:
     /// Keeps references.
-    ValueReplay(const Declarations& declarations, const DataLayout& layout, TextLookup& texts);
+    ValueReplay(const Declarations& declarations, const DataLayout& layout, TextSource& texts);
 
     /// Takes an event's bytes over. What lies outside the memory is left out.
     void apply(long long address, const unsigned char* value, unsigned int length);
 
-    /// Appends a line for every object whose value differs from that of the last call, in the
-    /// order of declaration. False when there is none.
-    bool takeChanges(std::string& out);
+    /// The event fires so many times more, with a letter's code.
+    void fire(std::uint32_t object, unsigned long long times, std::uint8_t code);
+    /// Gives a vector letters that its groups cannot hold, the leftmost first; empty for none.
+    void spell(std::uint32_t object, const std::string& letters);
+    /// The memory at an address inside of it.
+    const unsigned char* at(long long address) const { return m_memory.at(address); }
+
+    /// As if no event had fired since the last call of takeChanges.
+    void forgetFirings() { m_firings.clear(); }
+    /// Fills in the objects that differ from what they were at the last call, or fired since, in
+    /// the order of declaration.
+    void takeChanges(std::vector<std::uint32_t>& out);
+    /// Appends the object's value as it stands in front of the code in a value change: "1",
+    /// "b0x1", "r2.5", "stext". Nothing for an object that had no value at the last call of
+    /// takeChanges.
+    void appendValue(std::string& out, std::uint32_t object);
+    /// The same with blank, code and end of line: one line, or one for each firing of an event.
+    void appendChange(std::string& out, std::uint32_t object);
+    /// How often the event fired between the last two calls of takeChanges.
+    unsigned long long firings(std::uint32_t object) const;
 
     /// Values whose text is not in the file.
     unsigned long long missingTexts() const { return m_missingTexts; }
@@ -40,26 +57,28 @@ private:
     void markRange(long long address, long long end);
     std::size_t placeOf(long long address) const;
     bool isChanged(std::size_t object) const;
-    void appendValue(std::string& out, std::size_t object);
-    bool appendText(std::string& out, const TextReference& reference, const std::string& code);
-    void appendPlain(std::string& out, std::size_t object);
+    void show(std::size_t object);
+    bool appendText(std::string& out, const TextReference& reference);
+    void appendPlain(std::string& out, std::uint32_t object);
     void countFirings(long long address, const unsigned char* value, long long end);
-    unsigned long long takeFirings(std::size_t object);
     TextReference referenceAt(long long address) const;
 
     const Declarations& m_declarations;
     const DataLayout& m_layout;
-    TextLookup& m_texts;
+    TextSource& m_texts;
     DataMemory m_memory;
-    /// The memory as it was when each object was last written.
+    /// The memory as it was at the last call of takeChanges.
     DataMemory m_shown;
     std::vector<char> m_isShown;
     /// The plain values by address.
     std::vector<Place> m_places;
-    /// Where the events lie, and how often each fired since it was written last.
+    /// Where the events lie, and how often each fired since the last call.
     long long m_eventStart = 0;
     long long m_eventEnd = 0;
     std::unordered_map<std::uint32_t, unsigned long long> m_firings;
+    /// The same between the last two calls.
+    std::unordered_map<std::uint32_t, unsigned long long> m_takenFirings;
+    std::unordered_map<std::uint32_t, std::string> m_letters;
     /// For every 2^m_pageShift bytes of the memory, the last place at or before their start.
     std::vector<std::uint32_t> m_firstOfPage;
     unsigned int m_pageShift = 0;

@@ -8,6 +8,15 @@
 
 namespace tracewell {
 
+void SignalNames::requireNames() const
+{
+    if (!hasNames()) {
+        throw CommandError(fmt::format("{}: {}, so there is nothing to tell its values by; "
+                                       "recordings made by `tracewell import` have one",
+                                       m_path, m_whyNoNames));
+    }
+}
+
 void SignalNames::read(std::string_view text)
 {
     m_declarations = {};

@@ -43,6 +43,8 @@ public:
     bool hasNames() const { return m_layout != nullptr; }
     /// Why not.
     const std::string& whyNoNames() const { return m_whyNoNames; }
+    /// \throws CommandError that says why not.
+    void requireNames() const;
     /// Empty without names.
     const Declarations& declarations() const { return m_declarations; }
     /// Only with names.

@@ -22,6 +22,20 @@ bool hasValue(const Transition& transition)
     return transition.value.getType() != Tracewell::ValueNone;
 }
 
+/// A list for drawing may say at the object's last transition only that nothing is known behind it.
+/// `first` is where the object's states begin in `out`.
+void appendLast(Tracewell::DataBase& database, std::uint32_t id, long long lastTime, long long from,
+                long long to, std::vector<ObjectState>& out, std::size_t first)
+{
+    if (lastTime < from || lastTime > to || (out.size() > first && out.back().time >= lastTime)) {
+        return;
+    }
+    const Transition last = database.getCurrentTransition(id, lastTime);
+    if (hasValue(last) && last.time == lastTime) {
+        out.emplace_back().take(last);
+    }
+}
+
 } // namespace
 
 void ObjectState::take(const Transition& transition)
@@ -36,9 +50,24 @@ void ObjectState::take(const Transition& transition)
     isExact = true;
 }
 
+void TransitionQuery::ask(std::uint32_t id, long long lastTime, long long from, long long to,
+                          std::vector<ObjectState>& out)
+{
+    const std::size_t first = out.size();
+    m_answers.clear();
+    m_database->getTransitions(id, from, to + 1, 0, m_answers);
+    for (const Transition& answer : m_answers) {
+        if (hasValue(answer) && answer.time >= from && answer.time <= to &&
+            (out.size() == first || answer.time > out.back().time)) {
+            out.emplace_back().take(answer);
+        }
+    }
+    appendLast(*m_database, id, lastTime, from, to, out, first);
+}
+
 TransitionStream::TransitionStream(Tracewell::DataBase& database, std::uint32_t id,
                                    const TimeWindow& window)
-    : m_database(&database), m_id(id), m_window(window), m_from(window.from)
+    : m_database(&database), m_id(id), m_window(window), m_from(window.from), m_query(database)
 {
     long long first = 0;
     Tracewell::ValueType type = Tracewell::ValueNone;
@@ -91,11 +120,11 @@ bool TransitionStream::load()
 /// At a resolution the answers are as few as the pixels.
 void TransitionStream::askForAll()
 {
-    m_answers.clear();
+    std::vector<Transition> answers;
     m_database->getTransitions(m_id, m_window.from, m_window.to + 1, m_window.resolution + 1,
-                               m_answers);
+                               answers);
     bool isBehindDense = false;
-    for (const Transition& answer : m_answers) {
+    for (const Transition& answer : answers) {
         if (!hasValue(answer) || answer.time > m_window.to ||
             (!m_states.empty() && answer.time <= m_states.back().time)) {
             continue;
@@ -107,42 +136,19 @@ void TransitionStream::askForAll()
         m_states.back().isExact = !isBehindDense;
         isBehindDense = m_states.back().isDense;
     }
-    addLast(m_window.from);
+    appendLast(*m_database, m_id, m_lastTime, m_window.from, m_window.to, m_states, 0);
 }
 
 void TransitionStream::askForPart()
 {
     const long long last = std::min(m_window.to, m_lastTime);
-    const long long end = m_from > last - m_span ? last + 1 : m_from + m_span;
-    m_answers.clear();
-    m_database->getTransitions(m_id, m_from, end, 0, m_answers);
-    for (const Transition& answer : m_answers) {
-        if (hasValue(answer) && answer.time >= m_from && answer.time < end &&
-            (m_states.empty() || answer.time > m_states.back().time)) {
-            m_states.emplace_back().take(answer);
-        }
-    }
-    if (end > m_lastTime) {
-        addLast(m_from);
-    }
-    m_from = end;
+    const long long to = m_from > last - m_span ? last : m_from + m_span - 1;
+    m_query.ask(m_id, m_lastTime, m_from, to, m_states);
+    m_from = to + 1;
     if (m_states.size() > kMost) {
         m_span = std::max(m_span / 2, 1LL);
     } else if (m_states.size() < kFewest && m_span < std::numeric_limits<long long>::max() / 4) {
         m_span *= 4;
-    }
-}
-
-/// A list for drawing may say at the object's last transition only that nothing is known behind it.
-void TransitionStream::addLast(long long from)
-{
-    if (m_lastTime < from || m_lastTime > m_window.to ||
-        (!m_states.empty() && m_states.back().time >= m_lastTime)) {
-        return;
-    }
-    const Transition last = m_database->getCurrentTransition(m_id, m_lastTime);
-    if (hasValue(last) && last.time == m_lastTime) {
-        m_states.emplace_back().take(last);
     }
 }
 

@@ -28,6 +28,23 @@ struct ObjectState
     void take(const Tracewell::Transition& transition);
 };
 
+/// Asks for every transition of objects, a stretch of time at once.
+class TransitionQuery
+{
+public:
+    /// The database must outlive it.
+    explicit TransitionQuery(Tracewell::DataBase& database) : m_database(&database) {}
+
+    /// Appends the transitions of an object at `from` to `to`, in order. `lastTime` is that of the
+    /// object's last one.
+    void ask(std::uint32_t id, long long lastTime, long long from, long long to,
+             std::vector<ObjectState>& out);
+
+private:
+    Tracewell::DataBase* m_database;
+    std::vector<Tracewell::Transition> m_answers;
+};
+
 /// The history of one object through a window. First what holds at its start, if there is anything,
 /// then every transition in it, whether it changes the value or not. Holds a bounded part of the
 /// history in memory.
@@ -44,7 +61,6 @@ private:
     bool load();
     void askForAll();
     void askForPart();
-    void addLast(long long from);
 
     Tracewell::DataBase* m_database;
     std::uint32_t m_id;
@@ -55,7 +71,7 @@ private:
     long long m_from;
     long long m_span = 1;
     bool m_isAtStart = true;
-    std::vector<Tracewell::Transition> m_answers;
+    TransitionQuery m_query;
     std::vector<ObjectState> m_states;
     std::size_t m_at = 0;
 };

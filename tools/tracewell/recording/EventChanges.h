@@ -1,0 +1,32 @@
+#pragma once
+
+#include "recording/EventMerge.h"
+#include "recording/ReplayedChanges.h"
+#include "recording/TextLookup.h"
+#include "wave/EventWaveFile.h"
+
+namespace tracewell {
+
+/// The changes of a recording in an event database.
+class EventChanges : public ReplayedChanges
+{
+public:
+    /// \throws CommandError, Qsim::OpenException
+    explicit EventChanges(const std::string& path);
+
+    const Declarations& declarations() const override { return m_file.declarations(); }
+    const DataLayout& layout() const override { return m_file.layout(); }
+    long long latestTime() const override { return m_file.latestTime(); }
+
+protected:
+    bool step(long long& time) override;
+
+private:
+    EventWaveFile m_file;
+    TextLookup m_texts;
+    EventMerge m_events;
+    /// The first event of the next time; null at the end.
+    const Tracewell::WdbEvent* m_event = nullptr;
+};
+
+} // namespace tracewell
