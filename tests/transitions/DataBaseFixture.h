@@ -13,6 +13,13 @@
 
 namespace Tracewell {
 
+inline Value valueOf(ValueType kind, unsigned long long bits)
+{
+    Value value;
+    value.setBits(kind, bits);
+    return value;
+}
+
 /// A place for one database file and its debug data.
 class DataBaseFixture : public ::testing::Test
 {

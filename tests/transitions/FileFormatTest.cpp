@@ -49,27 +49,6 @@ struct Case
     std::string expected;
 };
 
-Value byteValue(unsigned char byte)
-{
-    Value value;
-    value.setByte(byte);
-    return value;
-}
-
-Value doubleValue(double number)
-{
-    Value value;
-    value.setDouble(number);
-    return value;
-}
-
-Value bitValue(unsigned char bit)
-{
-    Value value;
-    value.setBit(bit);
-    return value;
-}
-
 class FileFormat : public DataBaseFixture, public ::testing::WithParamInterface<Case>
 {};
 
@@ -113,23 +92,23 @@ INSTANTIATE_TEST_SUITE_P(
                     0x100000004, kNoValues)},
         Case{"bytesFromTimeZero",
              [](DataBase& db) {
-                 db.addTransitionToDB(2, 0, byteValue(0xAB));
-                 db.addTransitionToDB(2, 7, byteValue(1));
-                 db.addTransitionToDB(2, 7, byteValue(2));
-                 db.addTransitionToDB(2, -1, byteValue(9));
+                 db.addTransitionToDB(2, 0, valueOf(ValueByte, 0xAB));
+                 db.addTransitionToDB(2, 7, valueOf(ValueByte, 1));
+                 db.addTransitionToDB(2, 7, valueOf(ValueByte, 2));
+                 db.addTransitionToDB(2, -1, valueOf(ValueByte, 9));
              },
              fileOf(2, {0, 7, 7, 2, 1}, halfWords(7, 0, 0xAB, 2), 7, kNoValues)},
         Case{"doubles",
              [](DataBase& db) {
-                 db.addTransitionToDB(2, 5, doubleValue(1.0));
-                 db.addTransitionToDB(2, 6, doubleValue(-2.0));
+                 db.addTransitionToDB(2, 5, valueOf(ValueDouble, 0x3FF0000000000000));
+                 db.addTransitionToDB(2, 6, valueOf(ValueDouble, 0xC000000000000000));
              },
              fileOf(2, {5, 6, 1, 2, 6 | 16}, words(1, 0, 0x3FF0000000000000, 0xC000000000000000), 6,
                     kNoValues)},
         Case{"bits",
              [](DataBase& db) {
                  for (int i = 0; i < 33; ++i)
-                     db.addTransitionToDB(2, i + 1, bitValue(i % 3 == 0));
+                     db.addTransitionToDB(2, i + 1, valueOf(ValueBit, i % 3 == 0));
              },
              [] {
                  std::string deltas;
@@ -203,7 +182,7 @@ TEST_F(Life, restartGivesTheFileOfAFreshRun)
     const auto run = [](DataBase& db) {
         for (int i = 1; i < 5000; ++i) {
             db.addVlogTransitionToDB(7, i * 3 + i % 5, static_cast<char>(i * i % 4));
-            db.addTransitionToDB(8, i, byteValue(static_cast<unsigned char>(i)));
+            db.addTransitionToDB(8, i, valueOf(ValueByte, i & 0xFFU));
         }
     };
     const auto first = open(DataBaseMode::Writer);

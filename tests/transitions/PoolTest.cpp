@@ -55,7 +55,7 @@ TEST(InitialValueTable, hasThreeSavedForms)
         EXPECT_TRUE(file.close());
         InitialValueTable copy;
         EXPECT_TRUE(file.open(name, FileIO::Read) && copy.load(file, file.getFileSize()));
-        for (const std::uint32_t id : {0U, 2U, 3U, 0x2FFFFFU, 0x80000000U}) {
+        for (const std::uint32_t id : {0U, 2U, 3U, 0x100000U, 0x3FFFFFU, 0x80000000U}) {
             Value value;
             Value copied;
             EXPECT_EQ(table.get(id, value), copy.get(id, copied));
@@ -73,11 +73,15 @@ TEST(InitialValueTable, hasThreeSavedForms)
     table.put(2, ValueBit, 1);
     table.put(3, ValueByte, 7);
     EXPECT_EQ(saved(table), halfWords(3) + std::string("\0\0\x11\0", 4));
-    table.put(0x2FFFFF, ValueStdLogic, 8);
+    table.put(0xFFFFF, ValueBit, 1);
+    EXPECT_EQ(saved(table).size(), 4U + (1U << 20));
+    table.put(0x100000, ValueBit, 0);
+    EXPECT_EQ(saved(table).size(), 4U + 2048 + 2 * (1U << 20));
+    table.put(0x3FFFFF, ValueStdLogic, 8);
     table.put(0x80000000, ValueVlog, 1);
     const std::string pages = saved(table);
-    EXPECT_EQ(pages.size(), 4U + 2048 + 2 * (1U << 20));
-    EXPECT_EQ(pages.substr(0, 9), halfWords(0x80000000) + std::string("\1\0\1\0\0", 5));
+    EXPECT_EQ(pages.size(), 4U + 2048 + 3 * (1U << 20));
+    EXPECT_EQ(pages.substr(0, 9), halfWords(0x80000000) + std::string("\1\1\0\1\0", 5));
     EXPECT_EQ(pages[4 + 2048 + 2], '\x11');
     EXPECT_EQ(pages.back(), '\x48');
     table.clear();

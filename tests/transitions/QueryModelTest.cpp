@@ -19,12 +19,12 @@ bool isPacked(ValueType kind)
     return kind >= ValueBit;
 }
 
-/// Seven kinds in each of five habits: clocks, clocks of three gaps, random gaps, few far jumps,
-/// and a generic road for every kind.
+/// Seven kinds in each of four habits: clocks, clocks of five gaps, clocks that pause, and random
+/// gaps with a few far jumps; all of them twice, the second time on the generic road.
 class QueryModel : public DataBaseFixture
 {
 protected:
-    static constexpr unsigned int kObjects = 35;
+    static constexpr unsigned int kObjects = 56;
 
     struct Object
     {
@@ -33,7 +33,8 @@ protected:
     };
 
     static ValueType kindOf(unsigned int id) { return kKinds[id % 7]; }
-    static unsigned int habitOf(unsigned int id) { return id / 7; }
+    static unsigned int habitOf(unsigned int id) { return id / 7 % 4; }
+    static bool isClock(unsigned int id) { return habitOf(id) < 3; }
 
     void add(DataBase& base, unsigned int id, bool evicts)
     {
@@ -41,33 +42,33 @@ protected:
         const unsigned int habit = habitOf(id);
         const auto count = object.history.size();
         const ValueType kind = kindOf(id);
-        long long gap = static_cast<long long>(m_random() % 50);
-        if (habit == 0)
-            gap = 5;
-        else if (habit == 1)
-            gap = 2 + static_cast<long long>(count % 3);
-        else if (habit == 3 && m_random() % 500 == 0)
-            gap += 0xFFFFFFE0LL;
+        const bool isGeneric = id >= kObjects / 2;
+        long long gap = 5;
+        if (habit == 1)
+            gap = isGeneric && count == 2045 ? 9 : 2 + static_cast<long long>(count % 5);
+        else if (habit == 2)
+            gap = count % 2048 == 0 ? 1000 : 5;
+        else if (habit == 3)
+            gap = static_cast<long long>(m_random() % 50) +
+                  (m_random() % 500 == 0 ? 0xFFFFFFE0LL : 0);
         if (!evicts)
             object.time += count > 0 ? gap : 0;
         else
             object.time += std::max(gap, 1LL);
-        unsigned long long bits = habit < 2 ? count & 1U : m_random();
+        unsigned long long bits = isClock(id) ? count & 1U : m_random();
         bits &= kind == ValueByte    ? 0xFFU
                 : kind == ValueInt32 ? 0xFFFFFFFFU
                 : !isPacked(kind)    ? ~0ULL
                                      : (1ULL << packedBits(kind)) - 1;
-        if (kind == ValueStdLogic && habit < 2)
+        if (kind == ValueStdLogic && isClock(id))
             bits += 2;
         object.history[object.time] = bits;
-        if (kind == ValueVlog && habit < 4) {
+        if (kind == ValueVlog && !isGeneric) {
             base.addVlogTransitionToDB(id, object.time, static_cast<char>(bits));
-        } else if (kind == ValueStdLogic && habit < 4) {
+        } else if (kind == ValueStdLogic && !isGeneric) {
             base.addVhdlStdLogicTransitionToDB(id, object.time, static_cast<char>(bits));
         } else {
-            Value value;
-            value.setBits(kind, bits);
-            base.addTransitionToDB(id, object.time, value);
+            base.addTransitionToDB(id, object.time, valueOf(kind, bits));
         }
     }
 
@@ -80,7 +81,7 @@ protected:
         EXPECT_EQ(found.time, time);
         EXPECT_EQ(found.value.getType(), isPacked(kindOf(id)) ? ValueByte : kindOf(id));
         if (kindOf(id) != ValueStdLogic || found.value.getBits() + 2 != wanted->second ||
-            habitOf(id) > 1) {
+            !isClock(id)) {
             EXPECT_EQ(found.value.getBits(), wanted->second);
         }
     }
@@ -206,7 +207,7 @@ TEST_P(QueryModelRoad, everyQueryAnswersAsAPlainMap)
     {
         const auto base = open(DataBaseMode::Writer, GetParam().limits);
         int step = 0;
-        for (const int checkpoint : {700, 60'000, 200'000}) {
+        for (const int checkpoint : {700, 60'000, 250'000}) {
             for (; step < checkpoint; ++step)
                 add(*base, 1 + static_cast<unsigned int>(m_random() % (kObjects - 1)),
                     GetParam().evicts);

@@ -35,9 +35,7 @@ std::vector<Entry> draw(DataBase& base, unsigned int id, long long from, long lo
 void addInts(DataBase& base, unsigned int id, std::initializer_list<long long> times)
 {
     for (const long long time : times) {
-        Value value;
-        value.setInt32(static_cast<int>(time + 1000));
-        base.addTransitionToDB(id, time, value);
+        base.addTransitionToDB(id, time, valueOf(ValueInt32, time + 1000));
     }
 }
 
@@ -143,6 +141,33 @@ TEST_F(Query, drawingHidesRunsAndSaysWhereDataEnds)
     EXPECT_THAT(draw(*viewer, 1, 0, 9, 5), ElementsAre(noneAt(0)));
     // Everything closer than a pixel is one run, whatever it holds.
     EXPECT_THAT(draw(*viewer, 1, 0, 300, 100), ElementsAre(denseAt(10), intAt(71), noneAt(200)));
+}
+
+TEST_F(Query, traversalWritesTreesAndTheInitialValuesBeforeThem)
+{
+    const auto former = std::filesystem::current_path();
+    std::filesystem::current_path(m_directory.path(""));
+    const auto base = open(DataBaseMode::Writer);
+    base->addVlogTransitionToDB(2, 0, 3);
+    addInts(*base, 4, {5, 9});
+    base->addTransitionToDB(6, 8, valueOf(ValueInt64, -7));
+    base->addTransitionToDB(7, 0, valueOf(ValueDouble, 0x3FE0000000000000));
+    base->addTransitionToDB(8, 3, valueOf(ValueUInt32, 1));
+    base->addVlogTransitionToDB(9, 0, 1);
+    base->saveTransitionToDisk();
+    open(DataBaseMode::Viewer)->traverseAllTransition();
+    EXPECT_EQ(readFile("zsim.dir/readTransition.txt"),
+              "2 0 3\n4 5 1005\n4 9 1009\n6 8 -7\n7 0 0.5\n8 3 value type 0\n");
+
+    base->restartDatabase();
+    base->addVlogTransitionToDB(2, 0, 1);
+    base->addVlogTransitionToDB(0x7FF00000, 0, 2);
+    addInts(*base, 0x7FFFFFFF, {0});
+    base->saveTransitionToDisk();
+    base->traverseAllTransition();
+    EXPECT_EQ(readFile("zsim.dir/readTransition.txt"),
+              "2 0 1\n2146435072 0 2\n2147483647 0 1000\n");
+    std::filesystem::current_path(former);
 }
 
 // With room for two buffers, three objects in turn make a leaf of each transition.
