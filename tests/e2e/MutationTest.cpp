@@ -45,6 +45,13 @@ protected:
         writeFile(m_directory.path("run.vcd"), makeVcd());
         const Outcome import = run({"import", "run.vcd", "imported.wdb"});
         ASSERT_EQ(import.exitCode(), 0) << import.describe();
+        std::string vcd = makeVcd();
+        for (std::size_t at = 0; (at = vcd.find("sphase", at)) != std::string::npos;)
+            vcd.erase(at, vcd.find('\n', at) + 1 - at);
+        writeFile(m_directory.path("plain.vcd"), vcd);
+        const Outcome transitions =
+            run({"import", "--store", "transitions", "plain.vcd", "transitions.wdb"});
+        ASSERT_EQ(transitions.exitCode(), 0) << transitions.describe();
         const Outcome kernel =
             runProgram({E2E_KERNEL, "kernel.wdb", "100000"}, m_directory.path(""));
         ASSERT_EQ(kernel.exitCode(), 0) << kernel.describe();
@@ -82,20 +89,24 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
                  " TRACEWELL_MUTATIONS=" + std::to_string(mutations));
     std::mt19937 random(seed);
     const FileMutator mutators[] = {FileMutator(readFile(m_directory.path("imported.wdb"))),
-                                    FileMutator(readFile(m_directory.path("kernel.wdb")))};
-    for (const char* const sound : {"imported.wdb", "kernel.wdb"}) {
-
-        EXPECT_GT(mutators[sound[0] == 'k'].countStreams(), 5u);
+                                    FileMutator(readFile(m_directory.path("kernel.wdb"))),
+                                    FileMutator(readFile(m_directory.path("transitions.wdb")))};
+    for (const char* const sound : {"imported.wdb", "kernel.wdb", "transitions.wdb"}) {
+        if (sound[0] != 't')
+            EXPECT_GT(mutators[sound[0] == 'k'].countStreams(), 5u);
         for (std::vector<std::string> command : commands) {
+            if (sound[0] == 't' && command[0] == "events")
+                continue;
             command[1] = sound;
             const Outcome outcome = run(command);
             ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
         }
     }
 
+    constexpr std::size_t kChoice[] = {0, 0, 0, 0, 1, 2, 2, 2};
     unsigned int refused = 0;
     for (unsigned int i = 0; i < mutations; ++i) {
-        writeFile(m_directory.path("bad.wdb"), mutators[random() % 4 == 0].mutate(random));
+        writeFile(m_directory.path("bad.wdb"), mutators[kChoice[random() % 8]].mutate(random));
         for (unsigned int part = 0; part < 3; ++part) {
             const auto& command = commands[(3 * i + part) % commands.size()];
             std::filesystem::remove(m_directory.path("bad.svg"));

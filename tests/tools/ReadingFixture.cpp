@@ -145,6 +145,8 @@ Reading::Result Reading::run(std::vector<std::string> arguments)
     addDrawCommand(app);
     addEventsCommand(app);
     addVerifyCommand(app);
+    addImportCommand(app);
+    addExportCommand(app);
     std::reverse(arguments.begin(), arguments.end());
 
     Result result;

@@ -16,6 +16,7 @@ target_sources(tracewell_cli PRIVATE
   survey/Findings.cpp
   survey/StringSurvey.cpp
   survey/Survey.cpp
+  survey/TransitionSurvey.cpp
   text/Output.cpp
   text/ProgressBar.cpp
   text/Table.cpp

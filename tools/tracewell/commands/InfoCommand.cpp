@@ -108,14 +108,31 @@ void addEventLines(std::vector<std::vector<std::string>>& lines, const Survey& s
     lines.push_back({"events", std::to_string(survey.events)});
 }
 
+void addTransitionLines(std::vector<std::vector<std::string>>& lines, const Survey& survey)
+{
+    const Survey::Transitions& facts = *survey.transitions;
+    lines.push_back({"latest time", timeText(survey, facts.latestTime)});
+    lines.push_back({"objects", fmt::format("{} with a history, {} with a value at time 0",
+                                            facts.objects, facts.initialValues)});
+    lines.push_back({"blocks", fmt::format("{}, {} of them periodic, {} of 64-bit words",
+                                           facts.blocks, facts.periodicBlocks, facts.wideBlocks)});
+    lines.push_back({"transitions", std::to_string(facts.transitions)});
+}
+
 void printText(Output& out, const std::string& path, const Survey& survey)
 {
     std::vector<std::vector<std::string>> lines;
     lines.push_back({"file", fmt::format("{} ({} bytes)", printable(path), survey.fileSize)});
-    lines.push_back({"version", versionText(survey.header)});
-    lines.push_back({"application", printable(survey.header.getApplication())});
-    lines.push_back({"created", creationText(survey.header)});
-    lines.push_back({"closed", endingText(survey)});
+    if (survey.transitions) {
+        lines.push_back({"version", "transition database"});
+        lines.push_back(
+            {"closed", survey.transitions->isFinished ? "yes" : "no; nothing in it can be found"});
+    } else {
+        lines.push_back({"version", versionText(survey.header)});
+        lines.push_back({"application", printable(survey.header.getApplication())});
+        lines.push_back({"created", creationText(survey.header)});
+        lines.push_back({"closed", endingText(survey)});
+    }
     if (survey.hasNames) {
         lines.push_back({"timescale", survey.timeText.timescaleText() +
                                           (survey.names.timescale.stated ? "" : " (assumed)")});
@@ -123,7 +140,11 @@ void printText(Output& out, const std::string& path, const Survey& survey)
     if (survey.eventHeader) {
         addEventLines(lines, survey);
     }
-    lines.push_back({"strings", survey.hasStringMap ? std::to_string(survey.strings) : "none"});
+    if (survey.transitions) {
+        addTransitionLines(lines, survey);
+    } else {
+        lines.push_back({"strings", survey.hasStringMap ? std::to_string(survey.strings) : "none"});
+    }
     lines.push_back({"signals", survey.hasNames ? fmt::format("{} names of {} objects",
                                                               survey.names.variables.size(),
                                                               survey.names.objects.size())
@@ -164,15 +185,18 @@ Json sectionsJson(const Survey& survey)
 
 void printJson(Output& out, const std::string& path, const Survey& survey)
 {
-    Json json = {{"file", printable(path)},
-                 {"fileSize", survey.fileSize},
-                 {"version", versionText(survey.header)},
-                 {"application", printable(survey.header.getApplication())},
-                 {"created", survey.header.m_creationTime == -1
-                                 ? Json()
-                                 : Json(static_cast<std::uint32_t>(survey.header.m_creationTime))},
-                 {"closed", endingName(survey.ending)},
-                 {"timescale", survey.hasNames ? Json(survey.timeText.timescaleText()) : Json()}};
+    Json json = {{"file", printable(path)}, {"fileSize", survey.fileSize}};
+    if (survey.transitions) {
+        json["version"] = "transition database";
+    } else {
+        json["version"] = versionText(survey.header);
+        json["application"] = printable(survey.header.getApplication());
+        json["created"] = survey.header.m_creationTime == -1
+                              ? Json()
+                              : Json(static_cast<std::uint32_t>(survey.header.m_creationTime));
+    }
+    json["closed"] = endingName(survey.ending);
+    json["timescale"] = survey.hasNames ? Json(survey.timeText.timescaleText()) : Json();
     if (survey.eventHeader) {
         json["latestTime"] = survey.latestTime();
         json["databaseType"] = survey.eventHeader->m_databaseTypeId;
@@ -183,7 +207,18 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
         json["eventBlocks"] = survey.blocks;
         json["events"] = survey.events;
     }
-    json["strings"] = survey.strings;
+    if (survey.transitions) {
+        const Survey::Transitions& facts = *survey.transitions;
+        json["latestTime"] = facts.latestTime;
+        json["transitionObjects"] = facts.objects;
+        json["blocks"] = facts.blocks;
+        json["periodicBlocks"] = facts.periodicBlocks;
+        json["wideBlocks"] = facts.wideBlocks;
+        json["transitions"] = facts.transitions;
+        json["initialValues"] = facts.initialValues;
+    } else {
+        json["strings"] = survey.strings;
+    }
     json["signals"] = survey.names.variables.size();
     json["objects"] = survey.names.objects.size();
     json["damages"] = survey.findings.damages();

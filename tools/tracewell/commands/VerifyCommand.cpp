@@ -33,7 +33,7 @@ std::string timeText(const Survey& survey, long long time)
 /// Of a recording that was never closed: what can be relied on. Empty for one that was.
 std::string endingText(const Survey& survey)
 {
-    if (survey.ending != Survey::Ending::NeverClosed) {
+    if (survey.ending != Survey::Ending::NeverClosed || survey.transitions) {
         return {};
     }
     std::string text = "the writer never closed this file";
@@ -77,9 +77,16 @@ void printText(Output& out, const std::string& path, const Survey& survey)
                                ? "; blocks that were stored and not listed yet"
                                : "");
     }
-    out << fmt::format("{}: {} sections, {} buckets in use, {} blocks, {} events, {} strings\n",
-                       printable(path), survey.sections.size(), survey.bucketsInUse, survey.blocks,
-                       survey.events, survey.strings);
+    if (survey.transitions) {
+        out << fmt::format("{}: {} objects, {} blocks, {} transitions, {} initial values\n",
+                           printable(path), survey.transitions->objects, survey.transitions->blocks,
+                           survey.transitions->transitions, survey.transitions->initialValues);
+    } else {
+        out << fmt::format("{}: {} sections, {} buckets in use, {} blocks, {} events, {} "
+                           "strings\n",
+                           printable(path), survey.sections.size(), survey.bucketsInUse,
+                           survey.blocks, survey.events, survey.strings);
+    }
     out << (survey.findings.damages() == 0
                 ? "sound\n"
                 : fmt::format("damaged in {} places\n", survey.findings.damages()));
@@ -118,12 +125,19 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
                  {"wholeUpTo", neverClosed && survey.wholeUpTo ? Json(*survey.wholeUpTo) : Json()},
                  {"latestTime", survey.latestTime()},
                  {"unclaimedBytes", survey.unclaimedBytes},
-                 {"sections", survey.sections.size()},
-                 {"bucketsInUse", survey.bucketsInUse},
-                 {"blocks", survey.blocks},
-                 {"events", survey.events},
-                 {"strings", survey.strings},
-                 {"findings", Json::array()}};
+                 {"sections", survey.sections.size()}};
+    if (survey.transitions) {
+        json["objects"] = survey.transitions->objects;
+        json["blocks"] = survey.transitions->blocks;
+        json["transitions"] = survey.transitions->transitions;
+        json["initialValues"] = survey.transitions->initialValues;
+    } else {
+        json["bucketsInUse"] = survey.bucketsInUse;
+        json["blocks"] = survey.blocks;
+        json["events"] = survey.events;
+        json["strings"] = survey.strings;
+    }
+    json["findings"] = Json::array();
     for (const Finding& finding : survey.findings.all()) {
         json["findings"].push_back(findingJson(finding));
     }
@@ -161,7 +175,9 @@ void addVerifyCommand(CLI::App& app)
     command->footer("Example:\n"
                     "  tracewell verify run.wdb && echo sound\n"
                     "Exit code 0 for a sound file, also for one whose writer was killed; 1 when\n"
-                    "something in it is damaged. Each damage is told with its place: section,\n"
+                    "something in it is damaged, or when it is a transition database that was\n"
+                    "never finished, in which nothing can be found. Each damage is told with its "
+                    "place: section,\n"
                     "bucket, offset of list node and block in the file, record and byte in the\n"
                     "unpacked block.");
     command->callback([options] { run(*options); });

@@ -3,6 +3,7 @@
 #include "CommandError.h"
 #include "names/DeclarationText.h"
 #include "survey/SurveyContext.h"
+#include "survey/TransitionSurvey.h"
 #include "text/Utf8.h"
 #include "wave/FileKind.h"
 #include "wave/NameSection.h"
@@ -173,15 +174,20 @@ void surveyNames(const SurveyContext& context)
 
 Survey surveyFile(const std::string& path, const std::function<void(double)>& progress)
 {
-    findFileKind(path);
+    const FileKind kind = findFileKind(path);
     FileBytes file(path);
     ExtentMap extents;
     Survey survey;
     const SurveyContext context{file, extents, survey, progress};
-    surveyContainer(context);
-    surveyNames(context);
-    surveyEvents(context);
-    surveyStrings(context);
+    if (kind == FileKind::Transitions) {
+        surveyTransitions(context);
+        surveyNames(context);
+    } else {
+        surveyContainer(context);
+        surveyNames(context);
+        surveyEvents(context);
+        surveyStrings(context);
+    }
     survey.fileSize = file.size();
     survey.unclaimedBytes = file.size() - extents.claimed();
     return survey;

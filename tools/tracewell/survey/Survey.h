@@ -31,7 +31,24 @@ struct Survey
         Unknown      ///< all events are at time 0, or there are none
     };
 
+    /// What a transition database holds.
+    struct Transitions
+    {
+        bool isFinished = false;
+        long long latestTime = 0;
+        /// With a tree.
+        unsigned long long objects = 0;
+        unsigned long long nodes = 0;
+        unsigned long long blocks = 0;
+        unsigned long long periodicBlocks = 0;
+        unsigned long long wideBlocks = 0;
+        unsigned long long transitions = 0;
+        unsigned long long initialValues = 0;
+    };
+
     long long fileSize = 0;
+    /// Only of a transition database; all of an event database is empty then.
+    std::optional<Transitions> transitions;
     Tracewell::WdbFileHeader header;
     std::vector<Section> sections;
 
@@ -65,6 +82,9 @@ struct Survey
     /// The stored latest time, or that of the last event where none was stored.
     long long latestTime() const
     {
+        if (transitions) {
+            return transitions->latestTime;
+        }
         return eventHeader && eventHeader->m_latestTime != 0 ? eventHeader->m_latestTime
                                                              : latestEvent;
     }

@@ -1,0 +1,174 @@
+// Commands that read transition databases: they say what they say of the same run in an event
+// database, and nothing worse than "damaged" of a broken one.
+
+#include "ReadingFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+
+using ::testing::HasSubstr;
+
+namespace {
+
+const char* const kHead = "$timescale 10 ps $end\n$scope module top $end\n"
+                          "$var wire 1 ! clk $end\n$var wire 1 s slow $end\n"
+                          "$var wire 40 v bus [39:0] $end\n$var wire 8 l low [7:0] $end\n"
+                          "$var real 64 r level $end\n$var event 1 e hit $end\n"
+                          "$var wire 1 q quiet $end\n$var wire 1 n never $end\n"
+                          "$upscope $end\n$enddefinitions $end\n";
+
+class TransitionReading : public Reading
+{
+protected:
+    /// A run whose clock fills several blocks, in both stores: events.wdb and run.wdb.
+    void record(unsigned int seed, int steps)
+    {
+        std::mt19937 random(seed);
+        std::string vcd = kHead;
+        vcd += "#0\n0!\nzs\n1q\nbx v\nb1 l\n";
+        long long time = 0;
+        for (int i = 1; i <= steps; ++i) {
+            time += random() % 50 == 0 ? 5'000'000'000 : 1 + random() % 3;
+            vcd += "#" + std::to_string(time) + "\n" + (i % 2 != 0 ? "1!\n" : "0!\n");
+            if (random() % 7 == 0) {
+                vcd += std::string(1, "01xzULH-"[random() % 8]) + "s\n";
+            }
+            if (random() % 5 == 0) {
+                std::string letters;
+                for (int bit = 0; bit < 40; ++bit) {
+                    letters += random() % 40 == 0 ? "xzwl"[random() % 4] : "01"[random() % 2];
+                }
+                vcd += "b" + letters + " v\nb" + letters.substr(33) + " l\n";
+            }
+            if (random() % 11 == 0) {
+                vcd += "r" + std::to_string(static_cast<int>(random() % 1000) / 8.0) + " r\n";
+            }
+            for (unsigned int firings = random() % 13; firings > 10; --firings) {
+                vcd += "1e\n";
+            }
+        }
+        vcd += "#" + std::to_string(time + 100) + "\n";
+        write("run.vcd", vcd);
+        ASSERT_EQ(run({"import", path("run.vcd"), path("events.wdb")}).code, 0);
+        const Result import =
+            run({"import", "--store", "transitions", path("run.vcd"), path("run.wdb")});
+        ASSERT_EQ(import.code, 0) << import.error;
+        m_lastTime = time;
+    }
+    void expectSame(std::vector<std::string> command) const
+    {
+        command.insert(command.begin() + 1, path("events.wdb"));
+        const Result expected = run(command);
+        command[1] = path("run.wdb");
+        const Result result = run(command);
+        SCOPED_TRACE(::testing::PrintToString(command));
+        EXPECT_EQ(result.code, expected.code);
+        // Both may name the file.
+        std::string out = expected.out;
+        if (const std::size_t at = out.find("events.wdb"); at != std::string::npos) {
+            out.replace(at, 10, "run.wdb");
+        }
+        // The whole of both would be too much to print.
+        const auto differs =
+            std::mismatch(result.out.begin(), result.out.end(), out.begin(), out.end());
+        const auto at = static_cast<std::size_t>(differs.first - result.out.begin());
+        ASSERT_EQ(result.out.substr(std::min(at, result.out.size()), 200),
+                  out.substr(std::min(at, out.size()), 200));
+    }
+
+    long long m_lastTime = 0;
+};
+
+TEST_F(TransitionReading, commandsSayTheSameOfBothStores)
+{
+    const unsigned int seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    record(seed, 5000);
+    expectSame({"values", "*"});
+    expectSame({"values", "top.low", "top.hit", "--json"});
+    for (const char* const store : {"events", "run"}) {
+        const std::string name = store;
+        ASSERT_EQ(run({"export", path(name + ".wdb"), path(name + ".vcd")}).code, 0);
+    }
+    EXPECT_TRUE(read("run.vcd") == read("events.vcd"));
+    std::mt19937_64 random(seed);
+    for (int i = 0; i < 40; ++i) {
+        const auto from =
+            static_cast<long long>(random() % static_cast<unsigned long long>(m_lastTime + 200));
+        const std::string time = std::to_string(from);
+        const std::string end = std::to_string(from + static_cast<long long>(random() % 500));
+        expectSame({"values", "*", "--from", time, "--to", end});
+        for (const char* const name :
+             {"top.clk", "top.slow", "top.bus", "top.level", "top.hit", "top.quiet", "top.never"}) {
+            expectSame({"next", time, name});
+            expectSame({"previous", time, name});
+        }
+        expectSame({"draw", "--from", time, "--to", std::to_string(from + 30), "--width", "120"});
+    }
+}
+
+TEST_F(TransitionReading, objectsWithoutNamesAreAskedForByNumber)
+{
+    record(1, 10);
+    EXPECT_EQ(output("values", {"@1", "--to", "0"}), "time (10 ps)  @1\n           0  0\n");
+    EXPECT_THAT(run({"values", path(), "@0x99999999"}).error, HasSubstr("@ID or @ID:COUNT"));
+    EXPECT_THAT(run({"events", path()}).error, HasSubstr("for event databases"));
+}
+
+struct Damage
+{
+    const char* name;
+    /// The offset of the word with the offset of what is damaged, then a distance from there.
+    std::size_t anchor;
+    std::size_t distance;
+    unsigned int value;
+    const char* finding;
+};
+
+class TransitionDamage : public TransitionReading, public ::testing::WithParamInterface<Damage>
+{};
+
+TEST_P(TransitionDamage, isFoundWithItsPlace)
+{
+    record(2, 300);
+    EXPECT_THAT(output("verify"), HasSubstr("sound\n"));
+    std::string bytes = read();
+    long long start = 0;
+    std::memcpy(&start, &bytes[GetParam().anchor], sizeof start);
+    std::memcpy(&bytes[static_cast<std::size_t>(start) + GetParam().distance], &GetParam().value,
+                4);
+    write("run.wdb", bytes);
+    const Result result = run({"verify", path()});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.out, HasSubstr(GetParam().finding));
+}
+
+constexpr std::size_t kFirstBlockWord = 24;
+constexpr std::size_t kValuesWord = 32;
+constexpr std::size_t kTreeWord = 40;
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, TransitionDamage,
+    ::testing::Values(Damage{"gap", kFirstBlockWord, 0, 7777, "its gaps lead"},
+                      Damage{"zeroGap", kFirstBlockWord, 0, 0, "gap 0 is 0"},
+                      Damage{"objectCount", kTreeWord, 8, 1u << 30, "the directory"},
+                      Damage{"recordCount", kTreeWord, 16, 5, "make no tree"},
+                      Damage{"twoTrees", kTreeWord, 32, 1, "two trees"},
+                      Damage{"recordOffset", kTreeWord, 24, 1u << 30, "does not lie in the file"},
+                      Damage{"initialKind", kValuesWord, 4, 0xf0, "of no kind"},
+                      Damage{"largestId", kValuesWord, 0, 0xfffff, "does not lie in the file"}),
+    [](const auto& info) { return info.param.name; });
+
+TEST_F(TransitionReading, anUnfinishedFileIsToldFromADamagedOne)
+{
+    record(3, 20);
+    write("run.wdb", std::string(16, '\0') + read().substr(16));
+    EXPECT_THAT(run({"values", path(), "*"}).error, HasSubstr("The WDB file is incomplete"));
+    EXPECT_THAT(run({"verify", path()}).out, HasSubstr("never finished"));
+    EXPECT_THAT(output("info"), HasSubstr("nothing in it can be found"));
+}
+
+} // namespace
