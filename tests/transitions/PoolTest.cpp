@@ -42,6 +42,12 @@ TEST(TransitionPool, evictsTheBlockAllocatedLongestAgoOnceOverItsLimit)
         other->owner = owners;
     }
     EXPECT_NE(pool.allocate(100)->owner, nullptr);
+
+    // A size doubles, but by no more than a million bytes at once.
+    TransitionPool large(10'000'000, 0);
+    for (int i = 0; i < 5; ++i)
+        large.allocate(300'000)->owner = owners;
+    EXPECT_EQ(large.allocatedBytes(), 7 * 300'000U);
 }
 
 TEST(InitialValueTable, hasThreeSavedForms)
