@@ -9,6 +9,7 @@ target_sources(tracewell_cli PRIVATE
   recording/EventMerge.cpp
   recording/ReplayedChanges.cpp
   recording/EventWriter.cpp
+  recording/MemoryTexts.cpp
   recording/ObjectTracer.cpp
   recording/SignalRecorder.cpp
   recording/SnapshotDirectory.cpp
@@ -17,6 +18,7 @@ target_sources(tracewell_cli PRIVATE
   recording/TransitionWriter.cpp
   recording/TransitionChanges.cpp
   recording/ValueReplay.cpp
+  recording/VcdChanges.cpp
   recording/VcdRun.cpp
   vcd/VcdCodes.cpp
   vcd/VcdDeclarations.cpp

@@ -2,6 +2,7 @@
 
 #include "recording/EventChanges.h"
 #include "recording/TransitionChanges.h"
+#include "recording/VcdChanges.h"
 #include "wave/FileKind.h"
 
 namespace tracewell {
@@ -12,6 +13,24 @@ std::unique_ptr<ChangeStream> ChangeStream::open(const std::string& path)
         return std::make_unique<TransitionChanges>(path);
     }
     return std::make_unique<EventChanges>(path);
+}
+
+std::unique_ptr<ChangeStream> ChangeStream::openRun(const std::string& path, int fractionDigits)
+{
+    if (isVcdText(path)) {
+        return std::make_unique<VcdChanges>(path, fractionDigits);
+    }
+    return open(path);
+}
+
+bool ChangeStream::next()
+{
+    for (long long time = 0; peek(time);) {
+        if (advance()) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace tracewell

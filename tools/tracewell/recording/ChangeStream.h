@@ -20,6 +20,14 @@ struct ChangeSelection
     long long from = 0;
 };
 
+/// Thrown when the times of a VCD text turn out to have decimals: its stream is worthless, and must
+/// be opened again with so many.
+struct FinerTimesNeeded
+{
+    std::string path;
+    int fractionDigits;
+};
+
 /// The changes of a recording in the order of time: one step for each time at which an object's
 /// value is another one than before, or at which an event fires. Whatever the recording is kept in,
 /// the same run gives the same steps with the same values. Holds what the step at hand needs and
@@ -31,6 +39,10 @@ public:
     /// \throws CommandError when it cannot be read, or has no names to tell its values by.
     static std::unique_ptr<ChangeStream> open(const std::string& path);
 
+    /// The same for a VCD text, a pipe with one, or "-" for the standard input, as well. Times of a
+    /// text have `fractionDigits` decimals more than its timescale says.
+    static std::unique_ptr<ChangeStream> openRun(const std::string& path, int fractionDigits);
+
     ChangeStream() = default;
     ChangeStream(const ChangeStream&) = delete;
     ChangeStream& operator=(const ChangeStream&) = delete;
@@ -39,17 +51,26 @@ public:
     /// Valid from the start on, for the stream's life.
     virtual const Declarations& declarations() const = 0;
 
-    /// Once, before the first next(); a stream that is never told gives everything.
+    /// Once, before the first step; a stream that is never told gives everything.
     virtual void select(const ChangeSelection& selection) = 0;
 
-    /// Steps to the next time with a change; false at the end.
-    /// \throws CommandError for what cannot be read on, with file, place and remedy.
-    virtual bool next() = 0;
+    /// The time of what comes next; false at the end.
+    /// \throws CommandError for what cannot be read on, with file, place and remedy; and
+    /// FinerTimesNeeded.
+    virtual bool peek(long long& time) = 0;
 
-    /// Time of the step, in units of the declarations' timescale. Ascending; never below 0.
+    /// Takes in all that comes at that time. False when nothing is different afterwards.
+    /// \throws as peek
+    virtual bool advance() = 0;
+
+    /// Steps to the next time with a change; false at the end.
+    bool next();
+
+    /// Time of the last step, in units of the declarations' timescale. Ascending; never below 0.
     virtual long long time() const = 0;
 
-    /// What changed in the step: indices of objects, ascending, each once. Valid until next().
+    /// What changed in the step: indices of objects, ascending, each once. Valid until the next
+    /// one.
     virtual const std::vector<std::uint32_t>& changed() const = 0;
 
     /// Appends a value change for each time the object changed in this step: one line, or one for
@@ -61,11 +82,15 @@ public:
     /// without a value so far. Of an event it is the letter of its latest firing.
     virtual void appendValue(std::string& out, std::uint32_t object) = 0;
 
+    /// The value as it lies in a data memory (see DataLayout), for a quick comparison; null for
+    /// events and strings, and where that does not tell all, or is not known.
+    virtual const unsigned char* plainValue(std::uint32_t object) const = 0;
+
     /// How often an event fired at the step's very time; 1 for another object that changed.
     virtual unsigned long long firings(std::uint32_t object) const = 0;
 
-    /// Up to when the recording goes: of a database known from the start, of a text once next() has
-    /// answered false. May lie behind the last change.
+    /// Up to when the recording goes: of a database known from the start, of a text once the
+    /// end has come. May lie behind the last change.
     virtual long long latestTime() const = 0;
 
     /// How much of the recording has been gone through, 0 to 1; 0 where that is not known.

@@ -1,28 +1,67 @@
 #include "recording/EventChanges.h"
 
-#include "CommandError.h"
+#include <algorithm>
+#include <set>
 
 namespace tracewell {
 
+namespace {
+
+/// An address of each bucket that a range touches.
+void addBuckets(std::set<long long>& addresses, long long start, long long size, long long division)
+{
+    for (long long bucket = start / division; bucket * division < start + size; ++bucket) {
+        addresses.insert(bucket * division);
+    }
+}
+
+} // namespace
+
 EventChanges::EventChanges(const std::string& path)
-    : ReplayedChanges(path), m_file(path), m_texts(path), m_events(m_file.database(), path)
+    : ReplayedChanges(path), m_file(path), m_texts(path)
 {
     m_file.requireNames();
     start(m_texts);
-    m_event = m_events.next();
 }
 
-bool EventChanges::step(long long& time)
+void EventChanges::choose(const std::vector<std::uint32_t>& objects)
 {
+    const Tracewell::WdbIEventBlockDatabase& database = m_file.database();
+    const auto division =
+        static_cast<long long>(std::max(1ull, database.getEventDatabaseHeader().m_bucketDivision));
+    std::set<long long> addresses;
+    for (const std::uint32_t object : objects) {
+        addBuckets(addresses, layout().addressOf(object),
+                   DataLayout::sizeOf(declarations().objects[object]), division);
+        addBuckets(addresses, layout().overrideOf(object), sizeof(TextReference), division);
+    }
+    m_events.emplace(m_file.database(),
+                     database.getEventBlockDatabaseIterator(
+                         std::vector<long long>(addresses.begin(), addresses.end())),
+                     path());
+    m_event = m_events->next();
+}
+
+bool EventChanges::findNext(long long& time)
+{
+    if (!m_events) {
+        m_events.emplace(m_file.database(), path());
+        m_event = m_events->next();
+    }
     if (m_event == nullptr) {
         return false;
     }
     time = m_event->getTime();
+    return true;
+}
+
+void EventChanges::applyNext()
+{
+    const long long time = m_event->getTime();
     do {
         values().apply(m_event->getStartAddress(), m_event->getValue(), m_event->getValuelength());
-        m_event = m_events.next();
+        m_event = m_events->next();
     } while (m_event != nullptr && m_event->getTime() == time);
-    return true;
 }
 
 } // namespace tracewell

@@ -5,6 +5,8 @@
 #include "recording/TextLookup.h"
 #include "wave/EventWaveFile.h"
 
+#include <optional>
+
 namespace tracewell {
 
 /// The changes of a recording in an event database.
@@ -19,12 +21,15 @@ public:
     long long latestTime() const override { return m_file.latestTime(); }
 
 protected:
-    bool step(long long& time) override;
+    void choose(const std::vector<std::uint32_t>& objects) override;
+    bool findNext(long long& time) override;
+    void applyNext() override;
 
 private:
     EventWaveFile m_file;
     TextLookup m_texts;
-    EventMerge m_events;
+    /// Made when it is clear which buckets take part.
+    std::optional<EventMerge> m_events;
     /// The first event of the next time; null at the end.
     const Tracewell::WdbEvent* m_event = nullptr;
 };

@@ -9,9 +9,14 @@
 namespace tracewell {
 
 EventMerge::EventMerge(Tracewell::WdbIEventBlockDatabase& database, std::string name)
+    : EventMerge(database, database.getAllEventBlockDatabaseIterator(), std::move(name))
+{}
+
+EventMerge::EventMerge(Tracewell::WdbIEventBlockDatabase& database,
+                       const Tracewell::WdbIEventBlockDatabase::IteratorVector& iterators,
+                       std::string name)
     : m_name(std::move(name)), m_block(database.getEventDatabaseHeader().m_maxEventBlockSize, 0)
 {
-    const auto iterators = database.getAllEventBlockDatabaseIterator();
     m_buckets.reserve(iterators.size());
     m_heap.reserve(iterators.size());
     for (const auto& blocks : iterators) {

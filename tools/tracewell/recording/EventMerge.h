@@ -15,8 +15,12 @@ namespace tracewell {
 class EventMerge
 {
 public:
-    /// `name` stands for the recording in messages.
+    /// Of all buckets. `name` stands for the recording in messages.
     EventMerge(Tracewell::WdbIEventBlockDatabase& database, std::string name);
+    /// Of the buckets that these iterators walk.
+    EventMerge(Tracewell::WdbIEventBlockDatabase& database,
+               const Tracewell::WdbIEventBlockDatabase::IteratorVector& iterators,
+               std::string name);
 
     /// The next event, valid until the next call; null at the end.
     /// \throws CommandError when a bucket's events are not in the order of time.

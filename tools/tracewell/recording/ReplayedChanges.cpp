@@ -25,50 +25,53 @@ void ReplayedChanges::select(const ChangeSelection& selection)
         m_from = selection.from;
     }
     if (selection.objects) {
-        m_isSelected.assign(declarations().objects.size(), 0);
-        for (const std::uint32_t object : *selection.objects) {
-            m_isSelected[object] = 1;
-        }
+        m_values->select(*selection.objects);
+        choose(*selection.objects);
     }
 }
 
-bool ReplayedChanges::next()
+bool ReplayedChanges::peek(long long& time)
 {
-    while (step(m_time)) {
-        if (m_time < 0) {
-            throw CommandError(fmt::format(
-                "{}: an event at {}; a VCD has no times below 0; `tracewell events` shows it",
-                m_path, m_time));
-        }
-        if (m_from && m_time < *m_from) {
-            m_values->forgetFirings();
-            continue;
-        }
-        m_from.reset();
-        if (take()) {
-            return true;
-        }
-    }
-    // All that there is holds by then.
     if (m_from) {
+        while (findNextChecked(time) && time < *m_from) {
+            applyNext();
+        }
+        m_values->forgetFirings();
         m_time = *m_from;
         m_from.reset();
-        return take();
+        m_isAtStart = true;
     }
-    m_changed.clear();
-    return false;
+    time = m_time;
+    return m_isAtStart || findNextChecked(time);
 }
 
-bool ReplayedChanges::take()
+bool ReplayedChanges::advance()
 {
-    m_values->takeChanges(m_changed);
-    if (!m_isSelected.empty()) {
-        m_changed.erase(
-            std::remove_if(m_changed.begin(), m_changed.end(),
-                           [&](std::uint32_t object) { return m_isSelected[object] == 0; }),
-            m_changed.end());
+    long long time = 0;
+    if (!peek(time)) {
+        return false;
     }
+    m_isAtStart = false;
+    m_time = time;
+    if (findNextChecked(time) && time == m_time) {
+        applyNext();
+    }
+    m_values->takeChanges(m_changed);
     return !m_changed.empty();
+}
+
+bool ReplayedChanges::findNextChecked(long long& time)
+{
+    if (!findNext(time)) {
+        return false;
+    }
+    if (time < 0) {
+        throw CommandError(
+            fmt::format("{}: an event at {}; a VCD has no times below 0; `tracewell events` "
+                        "shows it",
+                        m_path, time));
+    }
+    return true;
 }
 
 unsigned long long ReplayedChanges::firings(std::uint32_t object) const

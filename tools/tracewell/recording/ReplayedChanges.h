@@ -15,7 +15,8 @@ class ReplayedChanges : public ChangeStream
 {
 public:
     void select(const ChangeSelection& selection) override;
-    bool next() override;
+    bool peek(long long& time) override;
+    bool advance() override;
     long long time() const override { return m_time; }
     const std::vector<std::uint32_t>& changed() const override { return m_changed; }
     void appendChange(std::string& out, std::uint32_t object) override
@@ -25,6 +26,10 @@ public:
     void appendValue(std::string& out, std::uint32_t object) override
     {
         m_values->appendValue(out, object);
+    }
+    const unsigned char* plainValue(std::uint32_t object) const override
+    {
+        return m_values->plainValue(object);
     }
     unsigned long long firings(std::uint32_t object) const override;
     double progress() const override;
@@ -41,20 +46,24 @@ protected:
     /// \throws CommandError when they ask for more memory than there can be.
     void start(TextSource& texts);
     ValueReplay& values() { return *m_values; }
-    /// Applies everything of the next time to values(), and says which that is; false at the end.
-    virtual bool step(long long& time) = 0;
+    /// Before anything is applied: only these objects are of interest.
+    virtual void choose(const std::vector<std::uint32_t>&) {}
+    /// The time of what comes next; false at the end.
+    virtual bool findNext(long long& time) = 0;
+    /// Applies everything of that time to values().
+    virtual void applyNext() = 0;
 
 private:
-    bool take();
+    bool findNextChecked(long long& time);
 
     std::string m_path;
     std::unique_ptr<ValueReplay> m_values;
     std::vector<std::uint32_t> m_changed;
     long long m_time = -1;
-    /// Until a step has come at or behind it.
+    /// Until all before it has been applied.
     std::optional<long long> m_from;
-    /// By object; empty for all.
-    std::vector<char> m_isSelected;
+    /// The next step is that of m_time, whatever comes.
+    bool m_isAtStart = false;
 };
 
 } // namespace tracewell

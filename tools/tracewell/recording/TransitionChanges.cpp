@@ -63,7 +63,17 @@ void TransitionChanges::findSources()
     m_span = std::max(m_lastTime / parts, 1LL);
 }
 
-bool TransitionChanges::step(long long& time)
+void TransitionChanges::choose(const std::vector<std::uint32_t>& objects)
+{
+    m_sources.erase(std::remove_if(m_sources.begin(), m_sources.end(),
+                                   [&](const Source& source) {
+                                       return !std::binary_search(objects.begin(), objects.end(),
+                                                                  source.object);
+                                   }),
+                    m_sources.end());
+}
+
+bool TransitionChanges::findNext(long long& time)
 {
     while (m_at == m_changes.size()) {
         if (m_from > m_lastTime) {
@@ -72,11 +82,16 @@ bool TransitionChanges::step(long long& time)
         gather();
     }
     time = m_changes[m_at].time;
+    return true;
+}
+
+void TransitionChanges::applyNext()
+{
+    const long long time = m_changes[m_at].time;
     while (m_at < m_changes.size() && m_changes[m_at].time == time) {
         apply(m_changes[m_at++]);
     }
     showLetters();
-    return true;
 }
 
 /// Brings the next stretch of all objects together.

@@ -24,7 +24,9 @@ public:
     long long latestTime() const override { return m_file.latestTime(); }
 
 protected:
-    bool step(long long& time) override;
+    void choose(const std::vector<std::uint32_t>& objects) override;
+    bool findNext(long long& time) override;
+    void applyNext() override;
 
 private:
     /// A transition object that has transitions.

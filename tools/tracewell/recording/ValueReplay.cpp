@@ -68,6 +68,14 @@ ValueReplay::ValueReplay(const Declarations& declarations, const DataLayout& lay
     }
 }
 
+void ValueReplay::select(const std::vector<std::uint32_t>& objects)
+{
+    m_isMarked.assign(m_isMarked.size(), 1);
+    for (const std::uint32_t object : objects) {
+        m_isMarked[object] = 0;
+    }
+}
+
 void ValueReplay::apply(long long address, const unsigned char* value, unsigned int length)
 {
     if (address < 0 || address >= m_layout.totalSize()) {
@@ -201,6 +209,16 @@ void ValueReplay::show(std::size_t object)
     copy(m_layout.addressOf(object), DataLayout::sizeOf(m_declarations.objects[object]));
     copy(m_layout.overrideOf(object), sizeof(TextReference));
     m_isShown[object] = 1;
+}
+
+const unsigned char* ValueReplay::plainValue(std::uint32_t object) const
+{
+    const ObjectClass objectClass = m_declarations.objects[object].objectClass;
+    const bool tellsAll = m_isShown[object] != 0 && objectClass != ObjectClass::String &&
+                          objectClass != ObjectClass::Event &&
+                          referenceAt(m_layout.overrideOf(object)).kind == 0 &&
+                          m_letters.find(object) == m_letters.end();
+    return tellsAll ? m_memory.at(m_layout.addressOf(object)) : nullptr;
 }
 
 unsigned long long ValueReplay::firings(std::uint32_t object) const

@@ -19,6 +19,9 @@ public:
     /// Keeps references.
     ValueReplay(const Declarations& declarations, const DataLayout& layout, TextSource& texts);
 
+    /// Before anything is applied: no other objects than these are of interest.
+    void select(const std::vector<std::uint32_t>& objects);
+
     /// Takes an event's bytes over. What lies outside the memory is left out.
     void apply(long long address, const unsigned char* value, unsigned int length);
 
@@ -40,6 +43,8 @@ public:
     void appendValue(std::string& out, std::uint32_t object);
     /// The same with blank, code and end of line: one line, or one for each firing of an event.
     void appendChange(std::string& out, std::uint32_t object);
+    /// See ChangeStream.
+    const unsigned char* plainValue(std::uint32_t object) const;
     /// How often the event fired between the last two calls of takeChanges.
     unsigned long long firings(std::uint32_t object) const;
 
@@ -83,6 +88,7 @@ private:
     std::vector<std::uint32_t> m_firstOfPage;
     unsigned int m_pageShift = 0;
     std::vector<std::uint32_t> m_marked;
+    /// For good for objects of no interest.
     std::vector<char> m_isMarked;
     unsigned long long m_missingTexts = 0;
 };

@@ -53,21 +53,45 @@ std::optional<int> VcdRun::play(bool canBeginAnew, const TimeHook& beforeTime)
                 m_reader->refuse("a time with a fraction, and the timescale cannot become finer on "
                                  "the way; import the VCD, export it, and take the export");
             }
-            if (!m_input.isRepeatable()) {
-                m_reader->refuse("a time with a fraction: the timescale must become finer, so the "
-                                 "input must be read twice; give it as a file");
-            }
+            requireRepeatable();
             return findFractionDigits();
         }
         if (beforeTime && change.kind == VcdChange::Kind::Time) {
             beforeTime(change.time);
         }
-        const std::string complaint = m_recorder->apply(change);
-        if (!complaint.empty()) {
-            m_reader->refuse(complaint);
-        }
+        apply(change);
     }
     return std::nullopt;
+}
+
+VcdRun::Step VcdRun::step()
+{
+    VcdChange change;
+    if (!m_reader->next(change)) {
+        return Step::Ended;
+    }
+    if (m_reader->neededFractionDigits() > m_fractionDigits) {
+        requireRepeatable();
+        return Step::NeedsFinerTimes;
+    }
+    apply(change);
+    return Step::Played;
+}
+
+void VcdRun::requireRepeatable() const
+{
+    if (!m_input.isRepeatable()) {
+        m_reader->refuse("a time with a fraction: the timescale must become finer, so the input "
+                         "must be read twice; give it as a file");
+    }
+}
+
+void VcdRun::apply(const VcdChange& change)
+{
+    const std::string complaint = m_recorder->apply(change);
+    if (!complaint.empty()) {
+        m_reader->refuse(complaint);
+    }
 }
 
 int VcdRun::findFractionDigits()

@@ -35,6 +35,12 @@ public:
     /// cannot be read again, such a time is an error.
     std::optional<int> play(bool canBeginAnew, const TimeHook& beforeTime = {});
 
+    enum class Step { Played, Ended, NeedsFinerTimes };
+    /// Plays one change, or comes to the next time, unless that has more decimals than were
+    /// expected: findFractionDigits() then reads on to the end and says how many a new run needs.
+    Step step();
+    int findFractionDigits();
+
     const VcdInput& input() const { return m_input; }
     const Declarations& declarations() const { return m_declarations; }
     const DataLayout& layout() const { return *m_layout; }
@@ -44,7 +50,8 @@ public:
     bool isCutOff() const { return m_reader->isCutOff(); }
 
 private:
-    int findFractionDigits();
+    void requireRepeatable() const;
+    void apply(const VcdChange& change);
 
     VcdInput m_input;
     int m_fractionDigits;

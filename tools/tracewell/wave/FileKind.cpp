@@ -25,6 +25,8 @@ using Tracewell::WdbFileHeader;
 /// Section kind and length with which a file in the FST format starts.
 constexpr std::string_view kFstStart{"\x00\x00\x00\x00\x00\x00\x00\x01\x49", 9};
 constexpr std::string_view kGzipStart{"\x1f\x8b", 2};
+/// How far a VCD's first keyword is looked for.
+constexpr std::size_t kLongestBlankStart = 4096;
 
 [[noreturn]] void fail(const std::string& path, const std::string& why)
 {
@@ -121,6 +123,23 @@ FileKind findFileKind(const std::string& path)
         return FileKind::Transitions;
     }
     fail(path, foreignKind(path, found));
+}
+
+bool isVcdText(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::file_type type = std::filesystem::status(path, error).type();
+    if (path == "-" || type == std::filesystem::file_type::fifo ||
+        type == std::filesystem::file_type::character) {
+        return true;
+    }
+    if (type != std::filesystem::file_type::regular) {
+        return false;
+    }
+    std::string head(kLongestBlankStart, '\0');
+    std::ifstream file(path, std::ios::binary);
+    file.read(head.data(), static_cast<std::streamsize>(head.size()));
+    return startsLikeVcd(std::string_view(head).substr(0, static_cast<std::size_t>(file.gcount())));
 }
 
 } // namespace tracewell

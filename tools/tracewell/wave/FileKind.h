@@ -13,4 +13,7 @@ enum class FileKind {
 /// \throws CommandError that says what the file is instead and what to do with it.
 FileKind findFileKind(const std::string& path);
 
+/// True for what can only be a VCD: a text that starts like one, the standard input "-", or a pipe.
+bool isVcdText(const std::string& path);
+
 } // namespace tracewell

@@ -1,0 +1,105 @@
+#include "recording/VcdChanges.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+
+namespace tracewell {
+
+namespace {
+
+constexpr unsigned int kBitsOfGroup = 32;
+constexpr std::size_t kBytesOfGroup = 8;
+
+} // namespace
+
+VcdChanges* VcdChanges::s_playing = nullptr;
+
+VcdChanges::VcdChanges(const std::string& path, int fractionDigits)
+    : ReplayedChanges(path),
+      m_texts([this](const MemoryTexts::Visit& visit) { forEachTextInUse(visit); }),
+      m_writer(*this), m_run(std::make_unique<VcdRun>(path, m_writer, SignalRecorder::Store::Events,
+                                                      fractionDigits, [](const VcdInput&) {}))
+{
+    start(m_texts);
+}
+
+// What comes first is time 0, stated or not; later, the run has come to a time and played nothing
+// of it.
+bool VcdChanges::findNext(long long& time)
+{
+    time = m_run->recorder().time();
+    return !m_hasEnded;
+}
+
+void VcdChanges::applyNext()
+{
+    s_playing = this;
+    const long long time = m_run->recorder().time();
+    while (!m_hasEnded && m_run->recorder().time() == time) {
+        const VcdRun::Step step = m_run->step();
+        if (step == VcdRun::Step::NeedsFinerTimes) {
+            throw FinerTimesNeeded{path(), m_run->findFractionDigits()};
+        }
+        m_hasEnded = step == VcdRun::Step::Ended;
+    }
+}
+
+double VcdChanges::progress() const
+{
+    const VcdInput& input = m_run->input();
+    return input.size() == 0
+               ? 0
+               : static_cast<double>(input.bytesRead()) / static_cast<double>(input.size());
+}
+
+std::string VcdChanges::warning() const
+{
+    return m_run->isCutOff()
+               ? fmt::format("{}: line {}: the file is cut off inside a value change; everything "
+                             "before it was taken",
+                             m_run->input().name(), m_run->input().line())
+               : std::string();
+}
+
+void VcdChanges::Writer::trace(long long, unsigned int, unsigned int size, unsigned char* old,
+                               unsigned char* value)
+{
+    s_playing->take(old, value, size);
+}
+
+// The recorder's vectors start on a whole group and end on one, or with their last bit.
+void VcdChanges::Writer::traceVector(long long, unsigned int, unsigned int, unsigned char* old,
+                                     unsigned char* value, unsigned int firstBit,
+                                     unsigned int endBit)
+{
+    const std::size_t first = firstBit / kBitsOfGroup;
+    const std::size_t end = (endBit + kBitsOfGroup - 1) / kBitsOfGroup;
+    s_playing->take(old + kBytesOfGroup * first, value, kBytesOfGroup * (end - first));
+}
+
+void VcdChanges::take(const unsigned char* place, const unsigned char* value, std::size_t size)
+{
+    values().apply(reinterpret_cast<long long>(place) - m_base, value,
+                   static_cast<unsigned int>(size));
+}
+
+/// Of strings, and of values that only a text can tell.
+void VcdChanges::forEachTextInUse(const MemoryTexts::Visit& visit) const
+{
+    const std::vector<Object>& objects = declarations().objects;
+    const auto visitAt = [&](long long address) {
+        TextReference reference;
+        std::memcpy(&reference, reinterpret_cast<const unsigned char*>(m_base) + address,
+                    sizeof reference);
+        visit(reference);
+    };
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        visitAt(layout().overrideOf(i));
+        if (objects[i].objectClass == ObjectClass::String) {
+            visitAt(layout().addressOf(i));
+        }
+    }
+}
+
+} // namespace tracewell
