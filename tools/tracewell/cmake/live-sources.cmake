@@ -4,6 +4,7 @@ target_sources(tracewell_cli PRIVATE
   commands/ReplayCommand.cpp
   live/DebugFile.cpp
   live/LiveChannel.cpp
+  live/LiveKernel.cpp
   live/LivePicture.cpp
   live/LiveScreen.cpp
   live/Transit.cpp

@@ -1,17 +1,17 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "live/DebugFile.h"
 #include "live/LibraryWords.h"
 #include "live/LiveChannel.h"
+#include "live/LiveKernel.h"
 #include "live/ViewerWatch.h"
 #include "names/DeclarationText.h"
 #include "recording/VcdRun.h"
 #include "text/ProgressBar.h"
 #include "text/Terminal.h"
 #include "text/TimeText.h"
-
-#include "WdbLiveWriter.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -32,7 +32,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
-using Tracewell::WdbLiveWriter;
 
 /// How long a paced replay sleeps without looking up.
 constexpr Seconds kLongestNap(0.02);
@@ -42,29 +41,10 @@ struct Options
     std::string input;
     bool live = false;
     LiveChannel channel;
+    Store store = Store::Events;
     /// Times real time; 0 is as fast as it goes.
     double speed = 0;
     OnViewerExit onViewerExit = OnViewerExit::Wait;
-};
-
-/// Closes the channel, whatever happens.
-class OpenChannel
-{
-public:
-    OpenChannel() : m_writer(static_cast<WdbLiveWriter&>(*qtracewell_getWdbWriter())) {}
-    OpenChannel(const OpenChannel&) = delete;
-    OpenChannel& operator=(const OpenChannel&) = delete;
-    ~OpenChannel()
-    {
-        m_writer.close();
-        m_writer.setWaitHook({});
-    }
-
-    WdbLiveWriter& operator*() { return m_writer; }
-    WdbLiveWriter* operator->() { return &m_writer; }
-
-private:
-    WdbLiveWriter& m_writer;
 };
 
 class Replay
@@ -86,7 +66,7 @@ private:
     std::optional<ProgressBar> m_bar;
     // Closes before the names that belong to it go.
     std::optional<DebugFile> m_names;
-    OpenChannel m_writer;
+    std::unique_ptr<LiveKernel> m_kernel;
     ViewerWatch m_watch;
     bool m_isOpen = false;
     std::optional<VcdRun> m_vcd;
@@ -98,22 +78,23 @@ private:
 };
 
 Replay::Replay(const Options& options)
-    : m_options(options),
+    : m_options(options), m_kernel(makeLiveKernel(options.store)),
       m_watch(
-          *m_writer, m_interrupt, options.onViewerExit,
+          *m_kernel, m_interrupt, options.onViewerExit,
           [this](const std::string& text) { say(text); }, [this] { return now(); })
 {}
 
 void Replay::run()
 {
-    m_vcd.emplace(m_options.input, *m_writer, SignalRecorder::Store::EventsWithoutTexts, 0,
+    m_vcd.emplace(m_options.input, m_kernel->writer(), m_kernel->store(), 0,
                   [this](const VcdInput& input) { whileReading(input); });
     m_timeText = TimeText(m_vcd->declarations().timescale);
     m_watch.setRecorder(&m_vcd->recorder());
     open();
     m_watch.waitForFirst([this] {
-        say(fmt::format("waiting for a viewer of {}: tracewell follow OUT.wdb{}",
-                        m_options.channel.describe(), m_options.channel.optionText()));
+        say(fmt::format("waiting for a viewer of {}: tracewell follow OUT.wdb{}{}",
+                        m_options.channel.describe(), storeText(m_options.store),
+                        m_options.channel.optionText()));
     });
     m_isOpen = true;
     m_start = Clock::now();
@@ -123,7 +104,7 @@ void Replay::run()
     } else {
         m_vcd->play(false);
     }
-    m_writer->markCurrentTime(m_vcd->recorder().time());
+    m_kernel->writer().markCurrentTime(m_vcd->recorder().time());
     m_watch.checkNow();
     m_bar.reset();
     if (m_vcd->isCutOff()) {
@@ -131,7 +112,7 @@ void Replay::run()
                         "before it was sent",
                         m_vcd->input().name(), m_vcd->input().line()));
     }
-    m_writer->close();
+    m_kernel->writer().close();
     if (isTerminal(StandardStream::Error)) {
         summarize();
     }
@@ -145,11 +126,11 @@ void Replay::open()
     std::string words;
     {
         const LibraryWords kept;
-        m_writer->open(WdbLiveWriter::kLiveMode, m_options.channel.snapshot(), "",
-                       m_options.channel.number());
+        m_kernel->writer().open(Tracewell::IWdbWriter::kLiveMode, m_options.channel.snapshot(), "",
+                                m_options.channel.number());
         words = kept.text();
     }
-    if (!m_writer->isOpen()) {
+    if (!m_kernel->isOpen()) {
         throw CommandError(
             fmt::format("{} cannot be opened: {}", m_options.channel.describe(), words));
     }
@@ -180,7 +161,7 @@ void Replay::pace(long long time)
                                          std::min(passed, static_cast<double>(time - *m_paceFrom))),
                        marked, std::max(marked, time - 1));
         if (!isMarked || reached > marked) {
-            m_writer->markCurrentTime(reached);
+            m_kernel->writer().markCurrentTime(reached);
             marked = reached;
             isMarked = true;
         }
@@ -238,6 +219,8 @@ void addReplayCommand(CLI::App& app)
     command->add_option("IN.vcd", options->input, "The VCD; - is the standard input")->required();
     command->add_flag("--live", options->live, "Send it through a live channel")->required();
     options->channel.addTo(*command);
+    addStoreOption(*command, options->store,
+                   {{"events", Store::Events}, {"transitions", Store::Transitions}});
     command
         ->add_option("--speed", options->speed,
                      "Times real time: 1e-6 shows a microsecond of simulation each second; as fast "

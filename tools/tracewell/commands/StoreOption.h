@@ -27,15 +27,21 @@ inline void addStoreOption(CLI::App& command, Store& store,
         ->option_text(names);
 }
 
+/// What makes another command use the same store, with a blank in front; empty for the usual one.
+inline std::string storeText(Store store)
+{
+    return store == Store::Events    ? ""
+           : store == Store::Indexed ? " --store indexed"
+                                     : " --store transitions";
+}
+
 /// Refuses an option that makes no sense for the store chosen: wrong usage.
 inline void requireNotGiven(const CLI::App& command, const std::string& option, Store store)
 {
     if (command.get_option(option)->count() == 0) {
         return;
     }
-    throw CLI::ValidationError(option, "has no meaning for " + std::string(kStoreOption) +
-                                           (store == Store::Indexed ? " indexed" : " transitions") +
-                                           "; leave it out");
+    throw CLI::ValidationError(option, "has no meaning for" + storeText(store) + "; leave it out");
 }
 
 } // namespace tracewell

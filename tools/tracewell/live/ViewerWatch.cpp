@@ -1,6 +1,7 @@
 #include "live/ViewerWatch.h"
 
 #include "CommandError.h"
+#include "live/LiveKernel.h"
 #include "recording/SignalRecorder.h"
 
 #include <fmt/format.h>
@@ -19,23 +20,23 @@ constexpr auto kSayAfter = std::chrono::milliseconds(300);
 
 } // namespace
 
-ViewerWatch::ViewerWatch(Tracewell::WdbLiveWriter& writer, const InterruptGuard& interrupt,
-                         OnViewerExit onExit, std::function<void(const std::string&)> say,
+ViewerWatch::ViewerWatch(LiveKernel& kernel, const InterruptGuard& interrupt, OnViewerExit onExit,
+                         std::function<void(const std::string&)> say,
                          std::function<std::string()> timeText)
-    : m_writer(writer), m_interrupt(interrupt), m_onExit(onExit), m_say(std::move(say)),
+    : m_kernel(kernel), m_interrupt(interrupt), m_onExit(onExit), m_say(std::move(say)),
       m_timeText(std::move(timeText))
 {}
 
 void ViewerWatch::attach()
 {
-    m_writer.setWaitHook([this] { return mayWaitForRoom(); });
+    m_kernel.setWaitHook([this] { return mayWaitForRoom(); });
 }
 
 void ViewerWatch::waitForFirst(const std::function<void()>& sayWaiting)
 {
     const auto start = Clock::now();
     bool isSaid = false;
-    while (!m_writer.isViewerPresent()) {
+    while (!m_kernel.isViewerPresent()) {
         if (m_interrupt.isInterrupted()) {
             end();
         }
@@ -60,17 +61,20 @@ void ViewerWatch::checkNow()
     if (m_interrupt.isInterrupted()) {
         end();
     }
-    const bool isPresent = m_writer.isViewerPresent();
+    const bool isPresent = m_kernel.isViewerPresent();
     if (!isPresent && !m_isGone) {
         noteGone();
     }
     if (m_isGone && m_onExit == OnViewerExit::Stop) {
         end();
     }
+    if (m_isGone && !m_isEmptied) {
+        emptyChannel();
+    }
     if (m_isGone && !isPresent && m_onExit == OnViewerExit::Wait) {
         waitForAnother();
     }
-    if (m_isGone && m_writer.isViewerPresent()) {
+    if (m_isGone && m_kernel.isViewerPresent()) {
         noteBack();
     }
 }
@@ -83,13 +87,18 @@ bool ViewerWatch::mayWaitForRoom()
         m_recorder->setMuted(true);
         return false;
     }
-    if (m_writer.isViewerPresent()) {
+    if (m_kernel.isViewerPresent()) {
         return true;
     }
     if (!m_isGone) {
         noteGone();
     }
-    return m_onExit == OnViewerExit::Wait;
+    if (m_onExit == OnViewerExit::Wait && m_kernel.keepsUnread()) {
+        return true;
+    }
+    // The next one is told all values in a moment; what lies in the channel must go before.
+    m_recorder->setMuted(true);
+    return false;
 }
 
 void ViewerWatch::noteGone()
@@ -114,15 +123,25 @@ void ViewerWatch::noteGone()
 void ViewerWatch::noteBack()
 {
     m_isGone = false;
+    m_isEmptied = false;
     m_say(fmt::format("a viewer is there again at {}; it is told all values anew", m_timeText()));
     m_recorder->setMuted(false);
     m_recorder->restate();
 }
 
+/// Between two trace calls.
+void ViewerWatch::emptyChannel()
+{
+    m_isEmptied = true;
+    if (!m_kernel.keepsUnread()) {
+        m_kernel.writer().restart();
+    }
+}
+
 void ViewerWatch::waitForAnother()
 {
     const auto start = Clock::now();
-    while (!m_writer.isViewerPresent()) {
+    while (!m_kernel.isViewerPresent()) {
         if (m_interrupt.isInterrupted()) {
             end();
         }

@@ -2,30 +2,28 @@
 
 #include "files/Interrupt.h"
 
-#include "WdbLiveWriter.h"
-
 #include <chrono>
 #include <functional>
 #include <string>
 
 namespace tracewell {
 
+class LiveKernel;
 class SignalRecorder;
 
 /// What a simulation does when its viewer has gone.
 enum class OnViewerExit { Wait, Drop, Stop };
 
-/// Keeps an eye on the viewer of a live writer, and acts when it goes and when one comes again. A
+/// Keeps an eye on the viewer of a live kernel, and acts when it goes and when one comes again. A
 /// new one is told all values anew. On the simulation's thread.
 class ViewerWatch
 {
 public:
     /// `say` prints a line; `timeText` is the present simulation time.
-    ViewerWatch(Tracewell::WdbLiveWriter& writer, const InterruptGuard& interrupt,
-                OnViewerExit onExit, std::function<void(const std::string&)> say,
-                std::function<std::string()> timeText);
+    ViewerWatch(LiveKernel& kernel, const InterruptGuard& interrupt, OnViewerExit onExit,
+                std::function<void(const std::string&)> say, std::function<std::string()> timeText);
 
-    /// Before the writer's open: asks it to ask here whenever the ring is full.
+    /// Before the channel's open: asks it to ask here whenever the ring is full.
     void attach();
     /// Waits for the first viewer, as long as it takes; `sayWaiting` is called when that is a
     /// while.
@@ -46,16 +44,19 @@ private:
     bool mayWaitForRoom();
     void noteGone();
     void noteBack();
+    void emptyChannel();
     void waitForAnother();
     [[noreturn]] void end() const;
 
-    Tracewell::WdbLiveWriter& m_writer;
+    LiveKernel& m_kernel;
     const InterruptGuard& m_interrupt;
     OnViewerExit m_onExit;
     std::function<void(const std::string&)> m_say;
     std::function<std::string()> m_timeText;
     SignalRecorder* m_recorder = nullptr;
     bool m_isGone = false;
+    /// The channel was emptied for the next viewer.
+    bool m_isEmptied = false;
     Clock::time_point m_nextLook;
     Clock::duration m_waited{};
 };
