@@ -3,10 +3,13 @@ target_sources(tracewell_cli PRIVATE
   commands/FollowCommand.cpp
   commands/ReplayCommand.cpp
   live/DebugFile.cpp
+  live/EventViewer.cpp
   live/LiveChannel.cpp
   live/LiveKernel.cpp
   live/LivePicture.cpp
   live/LiveScreen.cpp
+  live/LiveViewer.cpp
   live/Transit.cpp
+  live/TransitionViewer.cpp
   live/ViewerWatch.cpp
 )

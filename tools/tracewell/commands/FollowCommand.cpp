@@ -1,21 +1,19 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "commands/RadixOption.h"
+#include "commands/StoreOption.h"
 #include "commands/WindowOptions.h"
 #include "files/Interrupt.h"
-#include "files/PrivateDirectory.h"
 #include "files/UnfinishedFile.h"
-#include "live/LibraryWords.h"
 #include "live/LiveChannel.h"
 #include "live/LivePicture.h"
 #include "live/LiveScreen.h"
+#include "live/LiveViewer.h"
 #include "live/Transit.h"
 #include "text/Output.h"
 #include "text/Terminal.h"
 #include "wave/SignalNames.h"
 #include "wave/SignalSelection.h"
-
-#include "WdbLiveReader.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -43,7 +41,6 @@ namespace tracewell {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Tracewell::WdbLiveReader;
 
 constexpr auto kTick = std::chrono::milliseconds(10);
 constexpr auto kRedrawEvery = std::chrono::milliseconds(200);
@@ -54,8 +51,6 @@ constexpr auto kSayAfter = std::chrono::milliseconds(300);
 constexpr double kUsualWait = 60;
 /// Signals that are drawn when nobody says which.
 constexpr std::size_t kUsualLanes = 10;
-/// Bytes of a data memory that nobody describes; what lies behind it is stored all the same.
-constexpr unsigned long long kMemoryWithoutNames = 1u << 20;
 
 enum class OnKernelExit { End, Wait };
 
@@ -64,6 +59,7 @@ struct Options
     std::string output;
     std::vector<std::string> signals;
     LiveChannel channel;
+    Store store = Store::Events;
     double wait = kUsualWait;
     std::string last;
     Radix radix = Radix::Automatic;
@@ -107,7 +103,11 @@ class Follow
 {
 public:
     explicit Follow(const Options& options)
-        : m_options(options), m_names(options.output), m_output(options.output),
+        : m_options(options),
+          m_names(options.output, options.store == Store::Transitions ? SignalNames::Places::Objects
+                                                                      : SignalNames::Places::Bytes),
+          m_output(options.output),
+          m_viewer(makeLiveViewer(options.store, options.channel, options.output)),
           m_draws(!options.json && isTerminal(StandardStream::Output))
     {}
     void run();
@@ -117,7 +117,6 @@ private:
     bool connect();
     void readNames();
     std::vector<Signal> chooseSignals() const;
-    unsigned long long memorySize() const;
     void showSignals(std::vector<Signal> signals);
     bool followToEnd();
     bool relaunch();
@@ -134,10 +133,10 @@ private:
     const Options& m_options;
     InterruptGuard m_interrupt;
     SignalNames m_names;
+    std::string m_nameText;
     UnfinishedFile m_output;
+    std::unique_ptr<LiveViewer> m_viewer;
     bool m_draws;
-    std::optional<PrivateDirectory> m_directory;
-    std::unique_ptr<WdbLiveReader> m_reader;
     std::optional<Transit> m_transit;
     std::optional<LivePicture> m_picture;
     LiveScreen m_screen;
@@ -160,9 +159,9 @@ void Follow::run()
                 m_interrupt.isInterrupted()
                     ? "interrupted before a simulation came; nothing was recorded"
                     : fmt::format("no simulation offers {} after {} s; start one there (tracewell "
-                                  "replay IN.vcd --live{}), or wait longer with --wait",
+                                  "replay IN.vcd --live{}{}), or wait longer with --wait",
                                   m_options.channel.describe(), m_options.wait,
-                                  m_options.channel.optionText()));
+                                  storeText(m_options.store), m_options.channel.optionText()));
         }
     } while (!connect());
     while (followToEnd() && m_options.onKernelExit == OnKernelExit::Wait && relaunch()) {
@@ -177,7 +176,7 @@ bool Follow::waitForKernel(const std::string& whatFor)
     const auto start = Clock::now();
     const auto passed = [&] { return Clock::now() - start; };
     bool isSaid = false;
-    while (!WdbLiveReader::isOffered(channel.snapshot(), channel.number())) {
+    while (!m_viewer->isOffered()) {
         if (m_interrupt.isInterrupted() ||
             passed() > std::chrono::duration<double>(m_options.wait)) {
             return false;
@@ -195,40 +194,21 @@ bool Follow::waitForKernel(const std::string& whatFor)
 /// False when the simulation has gone again meanwhile.
 bool Follow::connect()
 {
-    const LiveChannel& channel = m_options.channel;
-    if (WdbLiveReader::isTaken(channel.snapshot(), channel.number())) {
+    if (m_viewer->isTaken()) {
         throw CommandError(fmt::format("{} is followed by a running viewer already; close that "
                                        "one, or choose another --channel for both sides",
-                                       channel.describe()));
+                                       m_options.channel.describe()));
     }
     readNames();
     std::vector<Signal> signals = chooseSignals();
-    m_reader = std::make_unique<WdbLiveReader>();
-    m_reader->setMemFileSize(memorySize());
-    m_reader->setSnapshot(channel.snapshot());
-    m_reader->saveDbg(channel.debugFile());
-    m_directory.emplace();
-    std::string words;
-    {
-        const LibraryWords kept;
-        m_reader->createReader(m_options.output, m_options.output, channel.number(),
-                               m_directory->path());
-        words = kept.text();
-    }
-    // The reader keeps its drawing file open, and needs its place for a relaunch alone.
-    if (m_options.onKernelExit == OnKernelExit::End) {
-        m_directory.reset();
-    }
+    const bool isConnected =
+        m_viewer->open(m_names, m_nameText, m_options.onKernelExit == OnKernelExit::Wait);
     m_output.start();
-    if (!m_reader->isConnected()) {
-        m_reader.reset();
-        if (WdbLiveReader::isOffered(channel.snapshot(), channel.number())) {
-            throw CommandError(fmt::format("{} cannot be followed: {}", channel.describe(), words));
-        }
+    if (!isConnected) {
         return false;
     }
     m_output.finish();
-    m_transit.emplace(*m_reader);
+    m_transit.emplace(*m_viewer);
     m_measured = m_nextReport = Clock::now();
     m_nextReport += kReportEvery;
     showSignals(std::move(signals));
@@ -237,19 +217,14 @@ bool Follow::connect()
 
 void Follow::readNames()
 {
-    m_names.read(readWhole(m_options.channel.debugFile()));
-    if (m_names.hasNames() && m_names.layout().totalSize() > kLargestMemory) {
+    m_nameText = readWhole(m_options.channel.debugFile());
+    m_names.read(m_nameText);
+    if (m_options.store == Store::Events && m_names.hasNames() &&
+        m_names.layout().totalSize() > kLargestMemory) {
         throw CommandError(fmt::format("{}: asks for {} MB of values; at most {} can be followed",
                                        m_options.channel.debugFile(),
                                        m_names.layout().totalSize() >> 20, kLargestMemory >> 20));
     }
-}
-
-unsigned long long Follow::memorySize() const
-{
-    return m_names.hasNames()
-               ? std::max(1ull, static_cast<unsigned long long>(m_names.layout().totalSize()))
-               : kMemoryWithoutNames;
 }
 
 /// A picture costs the storing thread something, so there is one only where somebody sees it.
@@ -274,7 +249,7 @@ void Follow::showSignals(std::vector<Signal> signals)
     }
     const long long last =
         m_options.last.empty() ? 0 : m_names.timeText().parse(m_options.last, Rounding::Up);
-    m_picture.emplace(*m_reader, m_names, std::move(signals), m_options.radix, last);
+    m_picture.emplace(*m_viewer, m_names, std::move(signals), m_options.radix, last);
     const std::string note = m_picture->noteOnTexts();
     if (!note.empty()) {
         std::cerr << "tracewell: " + note + "\n" << std::flush;
@@ -291,11 +266,12 @@ bool Follow::followToEnd()
             return false;
         }
         // In this order: what was sent before it went is there by now.
-        const bool isGone = !m_reader->isKernelPresent();
-        if (isGone && m_reader->isDrained()) {
+        const bool isGone = !m_viewer->isKernelPresent();
+        if (isGone && m_viewer->isDrained()) {
             m_state = "ended";
             return true;
         }
+        m_viewer->check();
         look();
         std::this_thread::sleep_for(kTick);
     }
@@ -305,6 +281,7 @@ bool Follow::followToEnd()
 bool Follow::relaunch()
 {
     m_state = "waiting";
+    m_viewer->finish();
     if (m_draws) {
         draw();
         m_screen.leave();
@@ -316,8 +293,8 @@ bool Follow::relaunch()
     readNames();
     std::vector<Signal> signals = chooseSignals();
     m_picture.reset();
-    m_reader->setMemFileSize(memorySize());
-    m_reader->relaunchAfterRestart();
+    m_viewer->beginAnew(m_names, m_nameText);
+    m_transit.emplace(*m_viewer);
     m_countBefore = 0;
     m_measured = Clock::now();
     showSignals(std::move(signals));
@@ -345,7 +322,7 @@ void Follow::look()
 void Follow::measure()
 {
     const auto now = Clock::now();
-    const unsigned long long count = m_reader->getEventCount();
+    const unsigned long long count = m_viewer->changeCount();
     const double seconds = std::chrono::duration<double>(now - m_measured).count();
     m_rate = seconds > 0 ? static_cast<double>(count - m_countBefore) / seconds : 0;
     m_delay = m_transit->takeDelay();
@@ -374,8 +351,8 @@ void Follow::report()
 std::string Follow::statusLine() const
 {
     return fmt::format("{}: {}, {} changes, {}, {}, {}", m_options.output,
-                       m_names.timeText().format(m_reader->getLatestTime()),
-                       m_reader->getEventCount(), rateText(m_rate), delayText(m_delay), m_state);
+                       m_names.timeText().format(m_viewer->latestTime()), m_viewer->changeCount(),
+                       rateText(m_rate), delayText(m_delay), m_state);
 }
 
 std::string Follow::jsonLine() const
@@ -389,22 +366,24 @@ std::string Follow::jsonLine() const
     }
     return fmt::format("{{\"state\": \"{}\", \"time\": {}, \"changes\": {}, \"rate\": {:.0f}, "
                        "\"delay\": {:.3f}, \"values\": {{{}}}}}",
-                       m_state, m_reader->getLatestTime(), m_reader->getEventCount(), m_rate,
-                       m_delay, values);
+                       m_state, m_viewer->latestTime(), m_viewer->changeCount(), m_rate, m_delay,
+                       values);
 }
 
 /// The last line, and the file closed.
 void Follow::summarize()
 {
+    m_viewer->finish();
     if (m_draws) {
         draw();
     } else if (m_options.json) {
         report();
     }
-    const unsigned long long count = m_reader->getEventCount();
-    const std::string time = m_names.timeText().format(m_reader->getLatestTime());
+    const unsigned long long count = m_viewer->changeCount();
+    const std::string time = m_names.timeText().format(m_viewer->latestTime());
     m_picture.reset();
-    m_reader.reset();
+    m_transit.reset();
+    m_viewer.reset();
     if (!m_options.json) {
         std::cout << fmt::format(
                          "{}: closed with {} changes up to {}; {}\n", m_options.output, count, time,
@@ -418,7 +397,7 @@ void Follow::requireOutput() const
     if (!std::cout) {
         throw CommandError(fmt::format("the standard output is closed; {} was recorded up to {}",
                                        m_options.output,
-                                       m_names.timeText().format(m_reader->getLatestTime())));
+                                       m_names.timeText().format(m_viewer->latestTime())));
     }
 }
 
@@ -435,6 +414,8 @@ void addFollowCommand(CLI::App& app)
                         "Full names (top.dut.data), patterns with * and ?, or @ADDRESS[:BYTES] to "
                         "show; in a terminal the first 10 signals if none is given");
     options->channel.addTo(*command);
+    addStoreOption(*command, options->store,
+                   {{"events", Store::Events}, {"transitions", Store::Transitions}});
     command
         ->add_option("--wait", options->wait,
                      "How long to wait for the simulation; 60 seconds if not given")

@@ -1,13 +1,11 @@
 #include "live/LivePicture.h"
 
+#include "live/LiveViewer.h"
 #include "wave/SignalCursor.h"
-
-#include "WdbLiveReader.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <mutex>
 #include <string_view>
 
 namespace tracewell {
@@ -18,32 +16,28 @@ constexpr std::size_t kRulerLines = 2;
 constexpr std::size_t kLinesOfLane = 2;
 constexpr std::size_t kNamedInNote = 3;
 
-using Lock = std::lock_guard<std::recursive_mutex>;
-
 } // namespace
 
-LivePicture::LivePicture(Tracewell::WdbLiveReader& reader, const SignalNames& names,
-                         std::vector<Signal> signals, Radix radix, long long shown)
-    : m_reader(reader), m_names(names), m_values(reader, names.path(), std::move(signals)), m_radix(radix),
-      m_shown(shown)
+LivePicture::LivePicture(LiveViewer& viewer, const SignalNames& names, std::vector<Signal> signals,
+                         Radix radix, long long shown)
+    : m_viewer(viewer), m_names(names), m_values(viewer.values(names, std::move(signals))),
+      m_radix(radix), m_shown(shown)
 {}
 
 std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t rows) const
 {
     const std::size_t fits =
         rows > kRulerLines + kLinesOfLane ? (rows - kRulerLines) / kLinesOfLane : 1;
-    const std::size_t count = m_values.signals().size();
+    const std::size_t count = m_values->signals().size();
     Picture picture;
     picture.timeText = m_names.timeText();
-    {
-        const Lock lock(m_reader.getReadWriteMutex());
-        m_reader.flushEvents();
-        const long long latest = m_reader.getLatestTime();
+    m_viewer.whileSteady([&] {
+        const long long latest = m_viewer.latestTime();
         picture.window.to = std::max(latest, 1LL);
         picture.window.from = m_shown > 0 && latest > m_shown ? picture.window.to - m_shown : 0;
-        fillLanes(picture, m_values, std::max(latest, 1LL),
-                  textWaveWidth(m_values.signals(), columns), 1, m_radix);
-    }
+        fillLanes(picture, *m_values, std::max(latest, 1LL),
+                  textWaveWidth(m_values->signals(), columns), 1, m_radix);
+    });
     if (fits < count) {
         picture.lanes.resize(fits);
         if (rows > kRulerLines + kLinesOfLane * fits) {
@@ -62,27 +56,27 @@ std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t row
 
 std::vector<std::pair<std::string, std::string>> LivePicture::currentValues() const
 {
-    const ValueText valueText([&](long long id) { return m_values.lookUp(id); }, m_radix);
+    const ValueText valueText([&](long long id) { return m_values->lookUp(id); }, m_radix);
     std::vector<std::pair<std::string, std::string>> values;
-    const Lock lock(m_reader.getReadWriteMutex());
-    m_reader.flushEvents();
-    const long long latest = m_reader.getLatestTime();
-    for (std::size_t i = 0; i < m_values.signals().size(); ++i) {
-        const auto cursor = m_values.cursor(i, {latest, latest, 0});
-        SignalState state;
-        while (cursor->next()) {
-            state = cursor->state();
+    m_viewer.whileSteady([&] {
+        const long long latest = m_viewer.latestTime();
+        for (std::size_t i = 0; i < m_values->signals().size(); ++i) {
+            const auto cursor = m_values->cursor(i, {latest, latest, 0});
+            SignalState state;
+            while (cursor->next()) {
+                state = cursor->state();
+            }
+            values.emplace_back(m_values->signals()[i].label,
+                                valueText.format(m_values->signals()[i], state));
         }
-        values.emplace_back(m_values.signals()[i].label,
-                            valueText.format(m_values.signals()[i], state));
-    }
+    });
     return values;
 }
 
 std::string LivePicture::noteOnTexts() const
 {
     std::vector<std::string> strings;
-    for (const Signal& signal : m_values.signals()) {
+    for (const Signal& signal : m_values->signals()) {
         if (signal.form == Signal::Form::String) {
             strings.push_back(signal.label);
         }

@@ -3,28 +3,26 @@
 #include "draw/Picture.h"
 #include "text/ValueText.h"
 #include "wave/SignalNames.h"
-#include "wave/TreeValues.h"
+#include "wave/SignalValues.h"
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace Tracewell {
-class WdbLiveReader;
-}
-
 namespace tracewell {
+
+class LiveViewer;
 
 /// The chosen signals of a simulation that is being followed, drawn or told as they are now.
 class LivePicture
 {
 public:
-    /// `names` and `reader` outlast it. `shown` is the stretch of time at the end that is drawn; 0
+    /// `names` and `viewer` outlast it. `shown` is the stretch of time at the end that is drawn; 0
     /// is all.
     /// \throws CommandError
-    LivePicture(Tracewell::WdbLiveReader& reader, const SignalNames& names,
-                std::vector<Signal> signals, Radix radix, long long shown);
+    LivePicture(LiveViewer& viewer, const SignalNames& names, std::vector<Signal> signals,
+                Radix radix, long long shown);
 
     /// Lines of at most `columns` characters, as many signals as go into `rows` lines.
     std::vector<std::string> draw(unsigned int columns, std::size_t rows) const;
@@ -34,9 +32,9 @@ public:
     std::string noteOnTexts() const;
 
 private:
-    Tracewell::WdbLiveReader& m_reader;
+    LiveViewer& m_viewer;
     const SignalNames& m_names;
-    TreeValues m_values;
+    std::unique_ptr<SignalValues> m_values;
     Radix m_radix;
     long long m_shown;
 };

@@ -1,6 +1,6 @@
 #include "live/Transit.h"
 
-#include "WdbLiveReader.h"
+#include "live/LiveViewer.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,7 +12,7 @@ void Transit::look()
     unsigned long long stored = 0;
     unsigned long long sent = 0;
     const auto now = Clock::now();
-    m_reader.getTraffic(stored, sent);
+    m_viewer.getTraffic(stored, sent);
     if (m_isUnderWay && stored >= m_target) {
         m_longest = std::max(m_longest, now - m_start);
         m_isUnderWay = false;

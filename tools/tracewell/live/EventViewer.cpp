@@ -1,0 +1,86 @@
+#include "live/EventViewer.h"
+
+#include "CommandError.h"
+#include "live/LibraryWords.h"
+#include "wave/TreeValues.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <mutex>
+
+namespace tracewell {
+
+namespace {
+
+using Tracewell::WdbLiveReader;
+
+/// Bytes of a data memory that nobody describes; what lies behind it is stored all the same.
+constexpr unsigned long long kMemoryWithoutNames = 1u << 20;
+
+unsigned long long memorySize(const SignalNames& names)
+{
+    return names.hasNames()
+               ? std::max(1ull, static_cast<unsigned long long>(names.layout().totalSize()))
+               : kMemoryWithoutNames;
+}
+
+} // namespace
+
+bool EventViewer::isOffered() const
+{
+    return WdbLiveReader::isOffered(m_channel.snapshot(), m_channel.number());
+}
+
+bool EventViewer::isTaken() const
+{
+    return WdbLiveReader::isTaken(m_channel.snapshot(), m_channel.number());
+}
+
+bool EventViewer::open(const SignalNames& names, const std::string& /*nameText*/, bool mayBeginAnew)
+{
+    m_reader = std::make_unique<WdbLiveReader>();
+    m_reader->setMemFileSize(memorySize(names));
+    m_reader->setSnapshot(m_channel.snapshot());
+    m_reader->saveDbg(m_channel.debugFile());
+    m_directory.emplace();
+    std::string words;
+    {
+        const LibraryWords kept;
+        m_reader->createReader(m_output, m_output, m_channel.number(), m_directory->path());
+        words = kept.text();
+    }
+    // The reader keeps its drawing file open, and needs its place to begin anew alone.
+    if (!mayBeginAnew) {
+        m_directory.reset();
+    }
+    if (m_reader->isConnected()) {
+        return true;
+    }
+    m_reader.reset();
+    if (isOffered()) {
+        throw CommandError(fmt::format("{} cannot be followed: {}", m_channel.describe(), words));
+    }
+    return false;
+}
+
+void EventViewer::beginAnew(const SignalNames& names, const std::string& /*nameText*/)
+{
+    m_reader->setMemFileSize(memorySize(names));
+    m_reader->relaunchAfterRestart();
+}
+
+std::unique_ptr<SignalValues> EventViewer::values(const SignalNames& names,
+                                                  std::vector<Signal> signals)
+{
+    return std::make_unique<TreeValues>(*m_reader, names.path(), std::move(signals));
+}
+
+void EventViewer::whileSteady(const std::function<void()>& ask)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_reader->getReadWriteMutex());
+    m_reader->flushEvents();
+    ask();
+}
+
+} // namespace tracewell
