@@ -2,7 +2,6 @@
 target_sources(tracewell_cli PRIVATE
   commands/FollowCommand.cpp
   commands/ReplayCommand.cpp
-  live/DebugFile.cpp
   live/EventViewer.cpp
   live/LiveChannel.cpp
   live/LiveKernel.cpp

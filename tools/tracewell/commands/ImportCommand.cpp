@@ -11,6 +11,8 @@
 #include "text/ProgressBar.h"
 #include "text/Terminal.h"
 
+#include "StorageFailure.h"
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
@@ -39,8 +41,13 @@ struct Options
 
 std::unique_ptr<RecordingWriter> makeWriter(const Options& options)
 {
-    return options.store == Store::Transitions ? makeTransitionWriter()
-                                               : makeEventWriter(options.division);
+    if (options.store == Store::Transitions) {
+        // So that a file that could not be written does not come to look finished; the writer's
+        // check() tells of it.
+        Tracewell::setStorageFailureHandler([](const std::string&) {});
+        return makeTransitionWriter();
+    }
+    return makeEventWriter(options.division);
 }
 
 class Import

@@ -44,7 +44,7 @@ public:
     ~EventWriter() override { m_writer.close(); }
 
     IWdbWriter& writer() override { return m_writer; }
-    SignalRecorder::Store store() const override { return SignalRecorder::Store::Events; }
+    ValueRecorder::Store store() const override { return ValueRecorder::Store::Events; }
 
     void open(const std::string& output, const SnapshotDirectory& directory,
               const DataLayout& layout, unsigned long long inputSize) override

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "recording/SignalRecorder.h"
+#include "recording/ValueRecorder.h"
 
 #include <memory>
 #include <string>
@@ -21,7 +21,7 @@ public:
     virtual ~RecordingWriter() = default;
 
     virtual Tracewell::IWdbWriter& writer() = 0;
-    virtual SignalRecorder::Store store() const = 0;
+    virtual ValueRecorder::Store store() const = 0;
     /// Opens the output; the names lie in `directory`, which may be removed afterwards.
     /// `inputSize` is 0 where it is not known.
     /// \throws CommandError, Qsim::OpenException
@@ -39,7 +39,8 @@ public:
 
 /// A database of events; `division` is the number of addresses a bucket, 0 for what suits.
 std::unique_ptr<RecordingWriter> makeEventWriter(unsigned int division);
-/// A database of transitions.
+/// A database of transitions. Without a storage failure handler of the library's a file that could
+/// not be written comes to look finished; check() tells the reason either way.
 std::unique_ptr<RecordingWriter> makeTransitionWriter();
 
 } // namespace tracewell

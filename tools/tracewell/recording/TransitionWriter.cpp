@@ -4,7 +4,6 @@
 #include "recording/SnapshotDirectory.h"
 
 #include "DataBase.h"
-#include "StorageFailure.h"
 #include "WdbWriter.h"
 
 #include <fmt/format.h>
@@ -23,16 +22,10 @@ using Tracewell::IWdbWriter;
 class TransitionWriter : public RecordingWriter
 {
 public:
-    /// With a handler, a file that could not be written does not come to look finished. check()
-    /// tells the reason.
-    TransitionWriter()
-    {
-        Tracewell::setStorageFailureHandler([](const std::string&) {});
-    }
     ~TransitionWriter() override;
 
     IWdbWriter& writer() override { return m_writer; }
-    SignalRecorder::Store store() const override { return SignalRecorder::Store::Transitions; }
+    ValueRecorder::Store store() const override { return ValueRecorder::Store::Transitions; }
     void open(const std::string& output, const SnapshotDirectory& directory, const DataLayout&,
               unsigned long long) override;
     void check() const override;
@@ -53,7 +46,6 @@ TransitionWriter::~TransitionWriter()
         ::unlink(m_output.c_str());
     }
     m_writer.close();
-    Tracewell::setStorageFailureHandler({});
 }
 
 void TransitionWriter::open(const std::string& output, const SnapshotDirectory& directory,

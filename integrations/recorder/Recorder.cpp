@@ -1,0 +1,226 @@
+#include "recorder/Recorder.h"
+
+#include "CommandError.h"
+#include "live/DebugFile.h"
+#include "names/DeclarationText.h"
+#include "recording/RecordingWriter.h"
+
+#include "OutputFileNames.h"
+#include "QsimException.h"
+#include "StorageFailure.h"
+#include "WdbLiveWriter.h"
+
+#include <fmt/format.h>
+
+#include <exception>
+#include <utility>
+
+namespace tracewell {
+
+namespace {
+
+using Tracewell::WdbLiveWriter;
+
+/// The clock costs more than a change, so it is not asked at each time step.
+constexpr unsigned int kStepsBetweenLooks = 64;
+constexpr auto kLookForViewerEvery = std::chrono::milliseconds(100);
+
+WdbLiveWriter& liveWriter()
+{
+    return static_cast<WdbLiveWriter&>(*qtracewell_getWdbWriter());
+}
+
+} // namespace
+
+Recorder::Recorder(Declarations declarations, RecorderOptions options, Say say)
+    : m_options(std::move(options)), m_say(std::move(say)), m_declarations(std::move(declarations)),
+      m_layout(m_declarations)
+{}
+
+Recorder::~Recorder()
+{
+    close();
+}
+
+/// False, with a line, when the action throws.
+template <class Action> bool Recorder::attempt(Action action)
+{
+    try {
+        action();
+        return true;
+    } catch (const CommandError& e) {
+        m_say(e.what());
+    } catch (const Qsim::Exception& e) {
+        m_say(fmt::format("{}: {}", m_options.output, e.getMessage()));
+    } catch (const std::exception& e) {
+        m_say(fmt::format("{}: {}", m_options.output, e.what()));
+    }
+    return false;
+}
+
+bool Recorder::open()
+{
+    close();
+    m_isBroken = false;
+    Tracewell::setStorageFailureHandler([this](const std::string& line) {
+        m_isBroken = true;
+        m_say(line);
+    });
+    m_isOpen = attempt([this] { m_options.output.empty() ? openChannel() : openFile(); });
+    if (!m_isOpen) {
+        Tracewell::setStorageFailureHandler({});
+        m_values.reset();
+        m_file.reset();
+        m_directory.reset();
+        m_debugFile.reset();
+    }
+    m_isOff = false;
+    m_nextSync = m_nextLook = Clock::now();
+    return m_isOpen;
+}
+
+void Recorder::openFile()
+{
+    if (m_layout.totalSize() > kLargestMemory) {
+        throw CommandError(fmt::format("{}: the values of all variables take {} MB; at most {} can "
+                                       "be kept: record fewer scopes",
+                                       m_options.output, m_layout.totalSize() >> 20,
+                                       kLargestMemory >> 20));
+    }
+    m_directory = std::make_unique<SnapshotDirectory>(m_options.output);
+    m_file = m_options.store == ValueRecorder::Store::Transitions ? makeTransitionWriter()
+                                                                  : makeEventWriter(0);
+    m_values = std::make_unique<ValueRecorder>(m_declarations, m_layout, m_file->writer(),
+                                               m_file->store());
+    m_directory->write(writeDeclarations(m_declarations));
+    m_file->open(m_options.output, *m_directory, m_layout, 0);
+    m_directory->remove();
+}
+
+/// The names are there before the channel, so that whoever finds it finds them.
+void Recorder::openChannel()
+{
+    WdbLiveWriter& writer = liveWriter();
+    m_debugFile =
+        std::make_unique<DebugFile>(ZSIM::OutputFileNames::getDbgPathName(m_options.snapshot),
+                                    writeDeclarations(m_declarations));
+    m_values = std::make_unique<ValueRecorder>(m_declarations, m_layout, writer,
+                                               ValueRecorder::Store::EventsWithoutTexts);
+    writer.setWaitHook([this] { return mayWaitForViewer(); });
+    writer.open(WdbLiveWriter::kLiveMode, m_options.snapshot, "", m_options.channel);
+    if (!writer.isOpen()) {
+        throw CommandError(fmt::format("live channel {} cannot be opened; is another simulation "
+                                       "using it? Choose another number",
+                                       m_options.channel));
+    }
+    m_hasViewer = false;
+    m_values->setMuted(true);
+}
+
+void Recorder::step(long long time)
+{
+    m_values->setTime(time);
+    if (m_stepsToLook-- == 0) {
+        m_stepsToLook = kStepsBetweenLooks;
+        look();
+    }
+}
+
+void Recorder::look()
+{
+    showRefusal();
+    const Clock::time_point now = Clock::now();
+    if (m_options.output.empty()) {
+        if (now >= m_nextLook) {
+            lookAtViewer();
+            m_nextLook = Clock::now() + kLookForViewerEvery;
+        }
+        return;
+    }
+    if (m_isBroken || !attempt([this] { m_file->check(); })) {
+        close();
+        return;
+    }
+    if (m_options.syncSeconds > 0 && now >= m_nextSync) {
+        m_file->flush();
+        m_nextSync = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                        std::chrono::duration<double>(m_options.syncSeconds));
+    }
+}
+
+/// A viewer may come and go; each is told all values first.
+void Recorder::lookAtViewer()
+{
+    const bool isPresent = liveWriter().isViewerPresent();
+    if (isPresent == m_hasViewer) {
+        return;
+    }
+    m_hasViewer = isPresent;
+    m_values->setMuted(!isPresent || m_isOff);
+    if (isPresent && !m_isOff) {
+        m_values->restate();
+    }
+}
+
+/// Asked inside of a trace call that finds the ring full. A viewer that is slow loses nothing.
+bool Recorder::mayWaitForViewer()
+{
+    return liveWriter().isViewerPresent();
+}
+
+void Recorder::showRefusal()
+{
+    const std::string refusal = m_values->takeRefusal();
+    if (!refusal.empty()) {
+        m_say(refusal);
+    }
+}
+
+void Recorder::off()
+{
+    if (!m_isOpen || m_isOff) {
+        return;
+    }
+    m_isOff = true;
+    m_values->forgetAll();
+    m_values->setMuted(true);
+}
+
+void Recorder::on()
+{
+    if (!m_isOpen || !m_isOff) {
+        return;
+    }
+    m_isOff = false;
+    m_values->setMuted(m_options.output.empty() && !m_hasViewer);
+    m_values->restate();
+}
+
+void Recorder::flush()
+{
+    if (m_isOpen && m_file) {
+        m_file->flush();
+    }
+}
+
+void Recorder::close()
+{
+    if (!m_isOpen) {
+        return;
+    }
+    m_isOpen = false;
+    if (m_file) {
+        showRefusal();
+        attempt([this] { m_file->finish(m_values->time(), *m_directory, m_declarations); });
+    } else {
+        liveWriter().close();
+        liveWriter().setWaitHook({});
+    }
+    m_values->setMuted(true);
+    m_file.reset();
+    m_directory.reset();
+    m_debugFile.reset();
+    Tracewell::setStorageFailureHandler({});
+}
+
+} // namespace tracewell

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "recording/SnapshotDirectory.h"
+#include "recording/ValueRecorder.h"
+
+#include "names/DataLayout.h"
+#include "names/Declarations.h"
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tracewell {
+
+class DebugFile;
+class RecordingWriter;
+
+struct RecorderOptions
+{
+    /// The file to make. Empty: the live channel instead.
+    std::string output = "run.wdb";
+    /// Of a file.
+    ValueRecorder::Store store = ValueRecorder::Store::Events;
+    /// After so many seconds of the clock on the wall what was traced is in the file, and survives
+    /// the death of the process; 0 for never. An event database only.
+    double syncSeconds = 1;
+    /// Number and snapshot of the live channel.
+    int channel = 0;
+    std::string snapshot = "live";
+};
+
+/// A recording that a plug-in makes inside of a simulator: first the names, then time steps and
+/// values, on the simulation's thread. Nothing is thrown and nothing ends the process: what goes
+/// wrong is said in a line, the recording stops, and the simulation goes on. One at a time in a
+/// process.
+class Recorder
+{
+public:
+    /// Prints a line for the user, on any thread.
+    using Say = std::function<void(const std::string& line)>;
+
+    Recorder(Declarations declarations, RecorderOptions options, Say say);
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+    /// Closes.
+    ~Recorder();
+
+    /// Begins the recording. False, with a line, when that cannot be.
+    bool open();
+    bool isOpen() const { return m_isOpen; }
+
+    /// What is stored from now on is at this time. Times do not go back.
+    void setTime(long long time)
+    {
+        if (m_isOpen) {
+            step(time);
+        }
+    }
+    /// Where values go. Nothing is traced while the recording is closed or off.
+    ValueRecorder& values() { return *m_values; }
+
+    /// Records that nothing is known from now on, and stops.
+    void off();
+    /// Goes on with all values as they are by now.
+    void on();
+    /// Makes what was traced so far readable by others.
+    void flush();
+    /// Finishes the file, or leaves the channel.
+    void close();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void openFile();
+    void openChannel();
+    void step(long long time);
+    void look();
+    void lookAtViewer();
+    bool mayWaitForViewer();
+    void showRefusal();
+    template <class Action> bool attempt(Action action);
+
+    RecorderOptions m_options;
+    Say m_say;
+    const Declarations m_declarations;
+    const DataLayout m_layout;
+    std::unique_ptr<SnapshotDirectory> m_directory;
+    /// Goes after the channel that it belongs to.
+    std::unique_ptr<DebugFile> m_debugFile;
+    std::unique_ptr<RecordingWriter> m_file;
+    std::unique_ptr<ValueRecorder> m_values;
+    bool m_isOpen = false;
+    bool m_isOff = false;
+    /// Of a channel.
+    bool m_hasViewer = false;
+    /// Set by whatever thread meets a failure.
+    std::atomic<bool> m_isBroken{false};
+    Clock::time_point m_nextSync;
+    Clock::time_point m_nextLook;
+    /// Time steps until the clock is asked again.
+    unsigned int m_stepsToLook = 0;
+};
+
+} // namespace tracewell

@@ -1,0 +1,86 @@
+#include "names/DeclarationsBuilder.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tracewell {
+
+namespace {
+
+std::string withoutBlanks(std::string_view name)
+{
+    std::string result(name);
+    std::replace_if(
+        result.begin(), result.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; },
+        '_');
+    return result;
+}
+
+} // namespace
+
+std::string identifierCode(std::size_t number)
+{
+    constexpr std::size_t kFirst = '!';
+    constexpr std::size_t kLetters = '~' - '!' + 1;
+    std::string code;
+    for (++number; number > 0; number /= kLetters) {
+        --number;
+        code += static_cast<char>(kFirst + number % kLetters);
+    }
+    return code;
+}
+
+DeclarationsBuilder::DeclarationsBuilder(std::string version, const Timescale& timescale)
+{
+    m_table.version = std::move(version);
+    m_table.timescale = timescale;
+    m_table.timescale.stated = true;
+}
+
+void DeclarationsBuilder::openScope(std::string_view kind, std::string_view name)
+{
+    using Item = Declarations::Item;
+    m_table.items.push_back({Item::Kind::OpenScope, m_table.scopes.size()});
+    m_table.scopes.push_back({std::string(kind), withoutBlanks(name), m_scope});
+    m_scope = m_table.scopes.size() - 1;
+}
+
+void DeclarationsBuilder::closeScope()
+{
+    m_table.items.push_back({Declarations::Item::Kind::CloseScope, 0});
+    m_scope = m_table.scopes[m_scope].parent;
+}
+
+std::uint32_t DeclarationsBuilder::addVariable(std::string_view kind, std::string_view name,
+                                               std::string_view range, unsigned int width,
+                                               ObjectClass objectClass)
+{
+    const auto object = static_cast<std::uint32_t>(m_table.objects.size());
+    m_table.objects.push_back({identifierCode(object), objectClass, std::max(width, 1u)});
+    addAlias(kind, name, range, width, object);
+    return object;
+}
+
+void DeclarationsBuilder::addAlias(std::string_view kind, std::string_view name,
+                                   std::string_view range, unsigned int width, std::uint32_t object)
+{
+    m_table.items.push_back({Declarations::Item::Kind::Variable, m_table.variables.size()});
+    Variable variable;
+    variable.name = withoutBlanks(name);
+    variable.kind = CommonText(kind);
+    variable.range = CommonText(range);
+    variable.width = std::max(width, 1u);
+    variable.scope = m_scope;
+    variable.object = object;
+    m_table.variables.push_back(std::move(variable));
+}
+
+Declarations DeclarationsBuilder::finish()
+{
+    while (m_scope != kNoScope) {
+        closeScope();
+    }
+    return std::move(m_table);
+}
+
+} // namespace tracewell

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "names/Declarations.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tracewell {
+
+/// Makes a name table out of what a simulator declares, scope by scope.
+class DeclarationsBuilder
+{
+public:
+    DeclarationsBuilder(std::string version, const Timescale& timescale);
+
+    void openScope(std::string_view kind, std::string_view name);
+    void closeScope();
+    /// Declares a variable with a value of its own in the scope at hand, and answers its object.
+    /// `range` is "[7:0]" or empty. Blanks in names, which no name table can hold, become "_".
+    std::uint32_t addVariable(std::string_view kind, std::string_view name, std::string_view range,
+                              unsigned int width, ObjectClass objectClass);
+    /// Another name for an object that there is.
+    void addAlias(std::string_view kind, std::string_view name, std::string_view range,
+                  unsigned int width, std::uint32_t object);
+
+    std::size_t variables() const { return m_table.variables.size(); }
+    /// Closes the open scopes and hands the table over.
+    Declarations finish();
+
+private:
+    Declarations m_table;
+    std::size_t m_scope = kNoScope;
+};
+
+/// The shortest codes of printable characters, one for each number.
+std::string identifierCode(std::size_t number);
+
+} // namespace tracewell

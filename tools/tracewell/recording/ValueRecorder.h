@@ -1,0 +1,141 @@
+#pragma once
+
+#include "names/DataLayout.h"
+#include "recording/DataMemory.h"
+#include "recording/ObjectTracer.h"
+#include "recording/TextStore.h"
+
+#include "IWdbWriter.h"
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tracewell {
+
+/// Plays the kernel of a simulation: keeps the values of all objects in a data memory, laid out by
+/// DataLayout, and hands each change to the writer's trace functions before it takes place there. A
+/// value that an object has already is not traced again. On the simulation's thread.
+class ValueRecorder
+{
+public:
+    /// What the writer feeds.
+    enum class Store {
+        Events,
+        /// One that keeps no texts. A value that its plain form cannot hold has that form alone,
+        /// and a string shows when it changes, but not to what.
+        EventsWithoutTexts,
+        /// By object, see TransitionLayout. What only a text can tell is refused.
+        Transitions
+    };
+
+    /// Keeps references to the table and the layout. Tells the writer where the data memory lies
+    /// and how large it is, so it comes before the writer's open.
+    ValueRecorder(const Declarations& declarations, const DataLayout& layout,
+                  Tracewell::IWdbWriter& writer, Store store);
+    ValueRecorder(const ValueRecorder&) = delete;
+    ValueRecorder& operator=(const ValueRecorder&) = delete;
+
+    void setTime(long long time);
+    // New values at that time, of objects of the class that the operation names.
+
+    /// A letter's code, see kLetters.
+    void storeScalar(std::uint32_t object, std::uint8_t code)
+    {
+        State& state = m_states[object];
+        if (!state.hasValue || state.isOverridden || *m_memory.at(state.address) != code) {
+            storeExact(object, &code);
+        }
+    }
+    /// An a-word and a b-word for every 32 bits, as DataLayout has them.
+    void storeGroups(std::uint32_t object, const unsigned char* groups)
+    {
+        storeExact(object, groups);
+    }
+    void storeReal(std::uint32_t object, double value)
+    {
+        unsigned char bytes[sizeof value];
+        std::memcpy(bytes, &value, sizeof value);
+        storeExact(object, bytes);
+    }
+    void storeString(std::uint32_t object, std::string_view text);
+    /// Letters of a vector, the leftmost first; false when they are none.
+    bool storeLetters(std::uint32_t object, std::string_view letters);
+    void fire(std::uint32_t object, std::uint8_t code);
+
+    /// While muted, values are kept up to date in the data memory, and nothing is traced.
+    void setMuted(bool muted);
+    /// Traces all values that there are once more, at the present time; for someone who has missed
+    /// changes. Events do not fire again, and those of a transition database count anew.
+    void restate();
+    /// Traces at the present time that no value is known: x, and NaN. The values themselves stay;
+    /// restate() brings them back. Texts and events are left as they are.
+    void forgetAll();
+
+    /// What the store could not keep since the last call, as the rest of a sentence's line; empty
+    /// when there was nothing.
+    std::string takeRefusal();
+
+    /// Values that were traced.
+    unsigned long long changes() const { return m_changes; }
+    long long firstTime() const { return m_firstTime; }
+    long long time() const { return m_time; }
+
+protected:
+    struct State
+    {
+        long long address;
+        std::uint32_t width;
+        ObjectClass objectClass;
+        bool hasValue = false;
+        bool isOverridden = false;
+    };
+
+    /// Cheaper than a copy in all steps but the last.
+    std::string refusal() const { return m_refusal.empty() ? std::string() : m_refusal; }
+
+    State& stateOf(std::uint32_t object) { return m_states[object]; }
+    /// Room for the plain value of any object.
+    unsigned char* scratch() { return m_groups.data(); }
+
+    /// The plain value; it tells all.
+    void storeExact(std::uint32_t object, const unsigned char* value);
+    void storePlain(State& state, const unsigned char* value);
+    /// The plain value stays; an object without any gets its unknown one.
+    void storeBeside(std::uint32_t object, char kind, std::string_view text);
+    void storeText(std::uint32_t object, char kind, std::string_view text);
+
+private:
+    void storeVector(const State& state, const unsigned char* value, std::size_t bytes);
+    void endText(std::uint32_t object);
+    void storeOverride(std::uint32_t object, const TextReference& reference);
+    void trace(long long address, const unsigned char* value, std::size_t bytes);
+    void keep(unsigned char* place, const unsigned char* value, std::size_t bytes);
+    std::uint32_t objectOf(const State& state) const
+    {
+        return static_cast<std::uint32_t>(&state - m_states.data());
+    }
+
+    const DataLayout& m_layout;
+    Tracewell::IWdbWriter& m_writer;
+    TextStore m_texts;
+    bool m_keepsTexts;
+    /// Only for a transition database.
+    std::unique_ptr<ObjectTracer> m_objects;
+    /// What m_objects refused in the present step.
+    std::string m_refusal;
+    Tracewell::IWdbWriter::TraceVhdlFunc m_trace;
+    Tracewell::IWdbWriter::TraceVlogFunc m_traceVector;
+    DataMemory m_memory;
+    std::vector<State> m_states;
+    std::vector<unsigned char> m_groups;
+    long long m_time = 0;
+    long long m_firstTime = 0;
+    bool m_hasTime = false;
+    bool m_isMuted = false;
+    unsigned long long m_changes = 0;
+};
+
+} // namespace tracewell
