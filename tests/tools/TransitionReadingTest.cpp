@@ -46,7 +46,7 @@ protected:
             if (random() % 11 == 0) {
                 vcd += "r" + std::to_string(static_cast<int>(random() % 1000) / 8.0) + " r\n";
             }
-            for (unsigned int firings = random() % 13; firings > 10; --firings) {
+            for (auto firings = random() % 13; firings > 10; --firings) {
                 vcd += "1e\n";
             }
         }
@@ -118,56 +118,111 @@ TEST_F(TransitionReading, objectsWithoutNamesAreAskedForByNumber)
     EXPECT_THAT(run({"events", path()}).error, HasSubstr("for event databases"));
 }
 
+/// Bytes of the file that the places of damage count from.
+enum class Start { Header, FirstBlock, Values, Tree, FirstRecord };
+
 struct Damage
 {
     const char* name;
-    /// The offset of the word with the offset of what is damaged, then a distance from there.
-    std::size_t anchor;
+    Start start;
     std::size_t distance;
     unsigned int value;
     const char* finding;
 };
 
 class TransitionDamage : public TransitionReading, public ::testing::WithParamInterface<Damage>
-{};
+{
+protected:
+    static std::size_t startOf(Start start, const std::string& bytes)
+    {
+        const auto wordAt = [&](std::size_t at) {
+            std::uint32_t word = 0;
+            std::memcpy(&word, &bytes[at], sizeof word);
+            return std::size_t{word};
+        };
+        switch (start) {
+        case Start::FirstBlock:
+            return wordAt(24);
+        case Start::Values:
+            return wordAt(32);
+        case Start::Tree:
+            return wordAt(40);
+        case Start::FirstRecord:
+            return wordAt(wordAt(40) + 24);
+        case Start::Header:
+            break;
+        }
+        return 0;
+    }
+};
 
 TEST_P(TransitionDamage, isFoundWithItsPlace)
 {
-    record(2, 300);
+    record(2, 2500);
     EXPECT_THAT(output("verify"), HasSubstr("sound\n"));
     std::string bytes = read();
-    long long start = 0;
-    std::memcpy(&start, &bytes[GetParam().anchor], sizeof start);
-    std::memcpy(&bytes[static_cast<std::size_t>(start) + GetParam().distance], &GetParam().value,
+    std::memcpy(&bytes[startOf(GetParam().start, bytes) + GetParam().distance], &GetParam().value,
                 4);
     write("run.wdb", bytes);
     const Result result = run({"verify", path()});
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.out, HasSubstr(GetParam().finding));
+    EXPECT_EQ(run({"verify", path(), "--json"}).code, 1);
+    EXPECT_THAT(output("info"), HasSubstr("tracewell verify"));
 }
 
-constexpr std::size_t kFirstBlockWord = 24;
-constexpr std::size_t kValuesWord = 32;
-constexpr std::size_t kTreeWord = 40;
-
+// The clock comes first: a root with a full leaf and another one.
 INSTANTIATE_TEST_SUITE_P(
     Places, TransitionDamage,
-    ::testing::Values(Damage{"gap", kFirstBlockWord, 0, 7777, "its gaps lead"},
-                      Damage{"zeroGap", kFirstBlockWord, 0, 0, "gap 0 is 0"},
-                      Damage{"objectCount", kTreeWord, 8, 1u << 30, "the directory"},
-                      Damage{"recordCount", kTreeWord, 16, 5, "make no tree"},
-                      Damage{"twoTrees", kTreeWord, 32, 1, "two trees"},
-                      Damage{"recordOffset", kTreeWord, 24, 1u << 30, "does not lie in the file"},
-                      Damage{"initialKind", kValuesWord, 4, 0xf0, "of no kind"},
-                      Damage{"largestId", kValuesWord, 0, 0xfffff, "does not lie in the file"}),
-    [](const auto& info) { return info.param.name; });
+    ::testing::Values(
+        Damage{"gap", Start::FirstBlock, 0, 7777, "the gaps lead from time 0 to"},
+        Damage{"zeroGap", Start::FirstBlock, 0, 0, "record 0: a gap of 0"},
+        Damage{"valuesOffset", Start::Header, 32, 1u << 30, "initial values: the largest id"},
+        Damage{"treeOffset", Start::Header, 40, 8, "overlaps something else"},
+        Damage{"namesOffset", Start::Header, 60, ~0u, "debug data: "},
+        Damage{"objectCount", Start::Tree, 8, 1u << 30, "the directory"},
+        Damage{"recordCount", Start::Tree, 16, 5, "object 1, node at"},
+        Damage{"twoTrees", Start::Tree, 32, 1, "object 1 has two trees"},
+        Damage{"recordOffset", Start::Tree, 24, 1u << 30, "does not lie in the file"},
+        Damage{"rootTime", Start::FirstRecord, 12, 5, "the node covers the times 0 to"},
+        Damage{"rootGap", Start::FirstRecord, 16, 0, "the node's largest gap is 705032704"},
+        Damage{"rootChildren", Start::FirstRecord, 36, 3, "has 3 children"},
+        Damage{"leafGap", Start::FirstRecord, 60, 0, "the leaf says at most 705032704"},
+        Damage{"leafCount", Start::FirstRecord, 68, 2049, "2049 transitions is not between"},
+        Damage{"leafFlags", Start::FirstRecord, 84, 0x1001b, "flags of 0x1001b"},
+        Damage{"leafKind", Start::FirstRecord, 84, 0x1c, "of kind 12, those of the object of"},
+        Damage{"noValues", Start::FirstRecord, 84, 0x19, "flags of 0x19 has no values"},
+        Damage{"leafTime", Start::FirstRecord, 88, 0, "the one before it ends at"},
+        Damage{"initialKind", Start::Values, 4, 0xf0, "of no known kind"},
+        Damage{"largestId", Start::Values, 0, 0xfffff, "does not lie in the file"}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(TransitionReading, randomDamageNeverBreaksIt)
+{
+    record(4, 2500);
+    const std::string sound = read();
+    const unsigned int seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    for (unsigned int i = 0; i < 150; ++i) {
+        SCOPED_TRACE(i);
+        std::mt19937_64 random(seed + i);
+        write("run.wdb", Tracewell::damaged(sound, random));
+        for (const std::vector<std::string>& command : {std::vector<std::string>{"verify", path()},
+                                                        {"values", path(), "@1:90"},
+                                                        {"export", path(), path("out.vcd")}}) {
+            const Result result = run(command);
+            ASSERT_TRUE(result.code == 0 || result.code == 1);
+            ASSERT_TRUE(result.code == 0 || !result.out.empty() || !result.error.empty());
+        }
+    }
+}
 
 TEST_F(TransitionReading, anUnfinishedFileIsToldFromADamagedOne)
 {
     record(3, 20);
     write("run.wdb", std::string(16, '\0') + read().substr(16));
     EXPECT_THAT(run({"values", path(), "*"}).error, HasSubstr("The WDB file is incomplete"));
-    EXPECT_THAT(run({"verify", path()}).out, HasSubstr("never finished"));
+    EXPECT_THAT(run({"verify", path()}).out, HasSubstr("has not finished the file"));
     EXPECT_THAT(output("info"), HasSubstr("nothing in it can be found"));
 }
 

@@ -16,7 +16,9 @@ target_sources(tracewell_cli PRIVATE
   survey/Findings.cpp
   survey/StringSurvey.cpp
   survey/Survey.cpp
+  survey/TransitionNode.cpp
   survey/TransitionSurvey.cpp
+  survey/TreeSurvey.cpp
   text/Output.cpp
   text/ProgressBar.cpp
   text/Table.cpp

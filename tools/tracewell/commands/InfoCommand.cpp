@@ -75,7 +75,8 @@ std::string endingText(const Survey& survey)
     case Survey::Ending::Closed:
         return "yes";
     case Survey::Ending::NeverClosed:
-        return "no; what was recorded last may be missing";
+        return survey.transitions ? "no; nothing in it can be found"
+                                  : "no; what was recorded last may be missing";
     case Survey::Ending::Unknown:
         break;
     }
@@ -111,12 +112,40 @@ void addEventLines(std::vector<std::vector<std::string>>& lines, const Survey& s
 void addTransitionLines(std::vector<std::vector<std::string>>& lines, const Survey& survey)
 {
     const Survey::Transitions& facts = *survey.transitions;
+    if (survey.ending == Survey::Ending::NeverClosed) {
+        return;
+    }
     lines.push_back({"latest time", timeText(survey, facts.latestTime)});
-    lines.push_back({"objects", fmt::format("{} with a history, {} with a value at time 0",
-                                            facts.objects, facts.initialValues)});
-    lines.push_back({"blocks", fmt::format("{}, {} of them periodic, {} of 64-bit words",
-                                           facts.blocks, facts.periodicBlocks, facts.wideBlocks)});
+    lines.push_back({"objects", fmt::format("{} with a history, {} with a value at time 0 alone",
+                                            facts.objects, facts.constants)});
+    lines.push_back({"initial", fmt::format("{} values at time 0", facts.initialValues)});
+    lines.push_back(
+        {"tree nodes", fmt::format("{}, {} of them leaves", facts.nodes, facts.blocks)});
+    lines.push_back(
+        {"blocks", fmt::format("{} in {} bytes: {} periodic ({} with no bytes), {} of 64-bit words",
+                               facts.blocks, facts.blockBytes, facts.periodicBlocks,
+                               facts.emptyBlocks, facts.wideBlocks)});
     lines.push_back({"transitions", std::to_string(facts.transitions)});
+}
+
+void printSections(Output& out, const Survey& survey)
+{
+    using Align = ColumnFormat::Align;
+    std::vector<ColumnFormat::Column> columns = {
+        {"section"}, {"version", Align::Right}, {"offset", Align::Right}, {"size", Align::Right}};
+    std::vector<std::vector<std::string>> rows;
+    for (const Survey::Section& section : survey.sections) {
+        rows.push_back({section.id, std::to_string(section.version), std::to_string(section.offset),
+                        std::to_string(section.size)});
+    }
+    // Those of a transition database have no versions.
+    if (survey.transitions) {
+        columns.erase(columns.begin() + 1);
+        for (std::vector<std::string>& row : rows) {
+            row.erase(row.begin() + 1);
+        }
+    }
+    out << "\n" << formatTable(columns, rows);
 }
 
 void printText(Output& out, const std::string& path, const Survey& survey)
@@ -125,14 +154,12 @@ void printText(Output& out, const std::string& path, const Survey& survey)
     lines.push_back({"file", fmt::format("{} ({} bytes)", printable(path), survey.fileSize)});
     if (survey.transitions) {
         lines.push_back({"version", "transition database"});
-        lines.push_back(
-            {"closed", survey.transitions->isFinished ? "yes" : "no; nothing in it can be found"});
     } else {
         lines.push_back({"version", versionText(survey.header)});
         lines.push_back({"application", printable(survey.header.getApplication())});
         lines.push_back({"created", creationText(survey.header)});
-        lines.push_back({"closed", endingText(survey)});
     }
+    lines.push_back({"closed", endingText(survey)});
     if (survey.hasNames) {
         lines.push_back({"timescale", survey.timeText.timescaleText() +
                                           (survey.names.timescale.stated ? "" : " (assumed)")});
@@ -156,29 +183,20 @@ void printText(Output& out, const std::string& path, const Survey& survey)
     for (const std::vector<std::string>& line : lines) {
         out << fmt::format("{:<13} {}\n", line[0], line[1]);
     }
-
-    using Align = ColumnFormat::Align;
-    std::vector<std::vector<std::string>> rows;
-    for (const Survey::Section& section : survey.sections) {
-        rows.push_back({section.id, std::to_string(section.version), std::to_string(section.offset),
-                        std::to_string(section.size)});
-    }
-    out << "\n"
-        << formatTable({{"section"},
-                        {"version", Align::Right},
-                        {"offset", Align::Right},
-                        {"size", Align::Right}},
-                       rows);
+    printSections(out, survey);
 }
 
 Json sectionsJson(const Survey& survey)
 {
     Json sections = Json::array();
     for (const Survey::Section& section : survey.sections) {
-        sections.push_back({{"id", section.id},
-                            {"version", section.version},
-                            {"offset", section.offset},
-                            {"size", section.size}});
+        Json entry = {{"id", section.id}};
+        if (!survey.transitions) {
+            entry["version"] = section.version;
+        }
+        entry["offset"] = section.offset;
+        entry["size"] = section.size;
+        sections.push_back(entry);
     }
     return sections;
 }
@@ -210,9 +228,14 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
     if (survey.transitions) {
         const Survey::Transitions& facts = *survey.transitions;
         json["latestTime"] = facts.latestTime;
+        json["limit"] = facts.limit;
         json["transitionObjects"] = facts.objects;
+        json["constantObjects"] = facts.constants;
+        json["treeNodes"] = facts.nodes;
         json["blocks"] = facts.blocks;
+        json["blockBytes"] = facts.blockBytes;
         json["periodicBlocks"] = facts.periodicBlocks;
+        json["emptyBlocks"] = facts.emptyBlocks;
         json["wideBlocks"] = facts.wideBlocks;
         json["transitions"] = facts.transitions;
         json["initialValues"] = facts.initialValues;

@@ -73,7 +73,7 @@ void printText(Output& out, const std::string& path, const Survey& survey)
     }
     if (survey.unclaimedBytes > 0) {
         out << fmt::format("notice: {} bytes belong to nothing{}\n", survey.unclaimedBytes,
-                           survey.ending == Survey::Ending::NeverClosed
+                           survey.ending == Survey::Ending::NeverClosed && !survey.transitions
                                ? "; blocks that were stored and not listed yet"
                                : "");
     }
@@ -102,6 +102,7 @@ Json findingJson(const Finding& finding)
         }
     };
     addNumber("bucket", finding.place.bucket);
+    addNumber("object", finding.place.object);
     addNumber("node", finding.place.node);
     addNumber("block", finding.place.block);
     addNumber("blockSize", finding.place.blockSize);
@@ -172,14 +173,13 @@ void addVerifyCommand(CLI::App& app)
         app.add_subcommand("verify", "Read everything in a wave database and tell what is damaged");
     command->add_option("FILE", options->file, "A wave database")->required();
     command->add_flag("--json", options->json, "JSON, for programs");
-    command->footer("Example:\n"
-                    "  tracewell verify run.wdb && echo sound\n"
-                    "Exit code 0 for a sound file, also for one whose writer was killed; 1 when\n"
-                    "something in it is damaged, or when it is a transition database that was\n"
-                    "never finished, in which nothing can be found. Each damage is told with its "
-                    "place: section,\n"
-                    "bucket, offset of list node and block in the file, record and byte in the\n"
-                    "unpacked block.");
+    command->footer(
+        "Example:\n"
+        "  tracewell verify run.wdb && echo sound\n"
+        "Exit code 0 for a sound file, also for one of events whose writer was killed; 1\n"
+        "when something in it is damaged, or when it is a transition database that was\n"
+        "never finished. Each damage is told with its place: section, bucket or object,\n"
+        "offset of node and block in the file, record, and byte in the unpacked block.");
     command->callback([options] { run(*options); });
 }
 

@@ -16,6 +16,9 @@ std::string Place::text() const
     if (bucket >= 0) {
         add(fmt::format("bucket {}", bucket));
     }
+    if (object >= 0) {
+        add(fmt::format("object {}", object));
+    }
     if (node >= 0) {
         add(fmt::format("node at {}", node));
     }

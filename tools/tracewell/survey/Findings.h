@@ -10,6 +10,8 @@ struct Place
 {
     std::string section;
     long long bucket = -1;
+    /// Of a transition database.
+    long long object = -1;
     /// Offsets in the file.
     long long node = -1;
     long long block = -1;

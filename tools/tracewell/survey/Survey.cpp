@@ -3,7 +3,6 @@
 #include "CommandError.h"
 #include "names/DeclarationText.h"
 #include "survey/SurveyContext.h"
-#include "survey/TransitionSurvey.h"
 #include "text/Utf8.h"
 #include "wave/FileKind.h"
 #include "wave/NameSection.h"
@@ -144,31 +143,39 @@ void surveyContainer(const SurveyContext& context)
     claimForeignSections(context);
 }
 
+void surveyNameTable(const SurveyContext& context, const std::string& section, long long offset,
+                     long long size)
+{
+    if (size <= 0 || !context.file.contains(offset, static_cast<unsigned long long>(size))) {
+        return;
+    }
+    std::string text(static_cast<std::size_t>(size), '\0');
+    context.file.read(offset, text.data(), text.size());
+    if (!isNameTable(text)) {
+        return;
+    }
+    try {
+        context.survey.names = parseDeclarations(text);
+        context.survey.hasNames = true;
+        context.survey.timeText = TimeText(context.survey.names.timescale);
+    } catch (const CommandError& e) {
+        Place place;
+        place.section = section;
+        context.damage(place, fmt::format("the name table makes no sense: {}", e.what()),
+                       context.survey.transitions
+                           ? "all names; objects can still be asked for by number"
+                           : "all names; bytes can still be asked for by address");
+    }
+}
+
 void surveyNames(const SurveyContext& context)
 {
     for (const Survey::Section& section : context.survey.sections) {
-        if (section.id != kNameSection || section.version != kNameSectionVersion ||
-            section.size <= 0) {
-            continue;
+        if (section.id == kNameSection && section.version == kNameSectionVersion &&
+            section.size > 0) {
+            surveyNameTable(context, kNameSection, section.offset, section.size);
+            return;
         }
-        std::string text;
-        if (context.file.contains(section.offset, static_cast<unsigned long long>(section.size))) {
-            text.resize(static_cast<std::size_t>(section.size));
-            context.file.read(section.offset, text.data(), text.size());
-        }
-        if (isNameTable(text)) {
-            try {
-                context.survey.names = parseDeclarations(text);
-                context.survey.hasNames = true;
-                context.survey.timeText = TimeText(context.survey.names.timescale);
-            } catch (const CommandError& e) {
-                Place place;
-                place.section = kNameSection;
-                context.damage(place, fmt::format("the name table makes no sense: {}", e.what()),
-                               "all names; bytes can still be asked for by address");
-            }
-        }
-        return;
     }
 }
 
@@ -181,7 +188,6 @@ Survey surveyFile(const std::string& path, const std::function<void(double)>& pr
     const SurveyContext context{file, extents, survey, progress};
     if (kind == FileKind::Transitions) {
         surveyTransitions(context);
-        surveyNames(context);
     } else {
         surveyContainer(context);
         surveyNames(context);

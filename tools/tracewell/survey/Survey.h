@@ -26,24 +26,31 @@ struct Survey
     };
 
     enum class Ending {
-        Closed,      ///< the writer stored its latest time at the end
-        NeverClosed, ///< there are events, and no latest time was stored
+        Closed,      ///< the writer stored its latest time at the end, or the signature
+        NeverClosed, ///< there are events and no latest time, or there is no signature
         Unknown      ///< all events are at time 0, or there are none
     };
 
     /// What a transition database holds.
     struct Transitions
     {
-        bool isFinished = false;
+        /// A number that the kernel set.
+        unsigned long long limit = 0;
+        /// As stored, or the last transition's where that is later.
         long long latestTime = 0;
         /// With a tree.
         unsigned long long objects = 0;
+        /// With a value at time 0 and no tree.
+        unsigned long long constants = 0;
+        unsigned long long initialValues = 0;
         unsigned long long nodes = 0;
         unsigned long long blocks = 0;
+        // Of the blocks.
         unsigned long long periodicBlocks = 0;
         unsigned long long wideBlocks = 0;
+        unsigned long long emptyBlocks = 0; ///< take no bytes: all gaps are the same
         unsigned long long transitions = 0;
-        unsigned long long initialValues = 0;
+        long long blockBytes = 0;
     };
 
     long long fileSize = 0;

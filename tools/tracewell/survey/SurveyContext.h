@@ -41,4 +41,11 @@ void surveyNames(const SurveyContext& context);
 void surveyEvents(const SurveyContext& context);
 void surveyStrings(const SurveyContext& context);
 
+/// All of a transition database.
+void surveyTransitions(const SurveyContext& context);
+
+/// Reads the names if the bytes are a table of them.
+void surveyNameTable(const SurveyContext& context, const std::string& section, long long offset,
+                     long long size);
+
 } // namespace tracewell

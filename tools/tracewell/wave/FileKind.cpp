@@ -1,6 +1,7 @@
 #include "wave/FileKind.h"
 
 #include "CommandError.h"
+#include "wave/TransitionHeader.h"
 
 #include "WdbFileHeader.h"
 
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -42,13 +42,13 @@ bool startsLikeVcd(std::string_view head)
 
 bool startsLikeTransitions(std::string_view head)
 {
-    // What stands in front of an unfinished file's limit.
-    constexpr std::string_view kUnfinished{"\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 16};
-    constexpr std::size_t kSignatureSize = 16;
-    constexpr std::uint64_t kSignature[] = {0x3CF4D203EB154205, 0xABE23F64A2B2F1B7};
-    const std::string_view start = head.substr(0, kSignatureSize);
-    return start == kUnfinished ||
-           start == std::string_view(reinterpret_cast<const char*>(kSignature), kSignatureSize);
+    TransitionHeader header{};
+    constexpr std::size_t kSignatureSize = sizeof header.first + sizeof header.second;
+    if (head.size() < kSignatureSize) {
+        return false;
+    }
+    std::memcpy(&header, head.data(), kSignatureSize);
+    return header.isUnfinished() || header.isFinished();
 }
 
 std::string foreignKind(const std::string& path, std::string_view head)

@@ -2,6 +2,7 @@
 
 #include "CommandError.h"
 #include "survey/FileBytes.h"
+#include "wave/TransitionHeader.h"
 #include "wave/TransitionValues.h"
 
 #include "QsimException.h"
@@ -14,19 +15,14 @@ namespace tracewell {
 
 namespace {
 
-/// The word of the header that says where the debug data lies.
-constexpr long long kDebugDataWord = 7 * 8;
-constexpr long long kHeaderSize = 144;
-
-std::string readDebugData(const std::string& path)
+std::string readDebugData(FileBytes& file, const TransitionHeader& header)
 {
-    FileBytes file(path);
-    long long offset = 0;
-    if (!file.readRecord(kDebugDataWord, offset) || offset < kHeaderSize || offset > file.size()) {
+    constexpr long long kHeaderSize = sizeof header;
+    if (header.debugData < kHeaderSize || header.debugData > file.size()) {
         return {};
     }
-    std::string text(static_cast<std::size_t>(file.size() - offset), '\0');
-    file.read(offset, text.data(), text.size());
+    std::string text(static_cast<std::size_t>(file.size() - header.debugData), '\0');
+    file.read(header.debugData, text.data(), text.size());
     return text;
 }
 
@@ -34,14 +30,19 @@ std::string readDebugData(const std::string& path)
 
 TransitionWaveFile::TransitionWaveFile(const std::string& path) : WaveFile(path, Places::Objects)
 {
+    FileBytes file(path);
+    TransitionHeader header{};
+    file.readRecord(0, header);
     try {
         m_database = std::make_unique<Tracewell::DataBase>(Tracewell::DataBaseMode::Viewer, nullptr,
                                                            "", path, 0, 0);
     } catch (const Qsim::OpenException& e) {
-        throw CommandError(
-            fmt::format("{}: {} Try `tracewell verify` on it.", path, e.getMessage()));
+        throw CommandError(fmt::format("{}: {} {}", path, e.getMessage(),
+                                       header.isUnfinished()
+                                           ? "Let the writer come to its end, or record it again."
+                                           : "See what is damaged with `tracewell verify`."));
     }
-    read(readDebugData(path));
+    read(readDebugData(file, header));
 }
 
 std::unique_ptr<SignalValues> TransitionWaveFile::values(std::vector<Signal> signals)
