@@ -97,7 +97,8 @@ const std::string kHead = "$var reg 8 ! a $end\n$var string 1 \" s $end\n$enddef
 class DurabilityOfStore : public Durability, public ::testing::WithParamInterface<const char*>
 {};
 
-INSTANTIATE_TEST_SUITE_P(Stores, DurabilityOfStore, ::testing::Values("events", "transitions"));
+INSTANTIATE_TEST_SUITE_P(Stores, DurabilityOfStore,
+                         ::testing::Values("events", "indexed", "transitions"));
 
 TEST_P(DurabilityOfStore, importOnAFullDiskIsAnErrorAndLeavesNothing)
 {
@@ -161,10 +162,16 @@ TEST_P(DurabilityOfStore, interruptedImportRemovesItsOutput)
     }
 }
 
-TEST_F(Durability, syncMakesASilentPipesChangesReadableAndSafeFromAKill)
+/// Those that can be read before their end.
+class SyncedStore : public DurabilityOfStore
+{};
+
+INSTANTIATE_TEST_SUITE_P(Stores, SyncedStore, ::testing::Values("events", "indexed"));
+
+TEST_P(SyncedStore, syncMakesASilentPipesChangesReadableAndSafeFromAKill)
 {
     int feed = -1;
-    const pid_t child = startFromPipe(feed, {"--sync", "0.01"});
+    const pid_t child = startFromPipe(feed, {"--sync", "0.01", "--store", GetParam()});
     const std::string changes = "#1\nb101 !\n#2\nb110 !\nshello \"\n";
     // The cut change behind them is not there yet.
     put(feed, kHead + changes + "#3\nb1");

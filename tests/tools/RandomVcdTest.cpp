@@ -121,15 +121,19 @@ private:
     std::vector<Signal> m_signals;
 };
 
-TEST_F(ImportExport, randomRecordingsComeBackWhateverTheDivision)
+TEST_F(ImportExport, randomRecordingsComeBackWhateverTheStoreAndDivision)
 {
     const unsigned int start = std::random_device{}();
     for (unsigned int i = 0; i < 40; ++i) {
         const unsigned int seed = start + i;
         SCOPED_TRACE(fmt::format("seed {}", seed));
         write("in.vcd", RandomVcd(seed).make(i % 20 == 0 ? 3000 : 60));
-        static const char* const kDivisions[] = {"1", "7", "16", "2048", "1000000"};
-        expectRoundTrip({"--division", kDivisions[i % 5]});
+        static const std::vector<std::string> kOptions[] = {{"--division", "1"},
+                                                            {"--division", "7"},
+                                                            {"--division", "16"},
+                                                            {"--store", "indexed"},
+                                                            {"--division", "1000000"}};
+        expectRoundTrip(kOptions[i % 5]);
         if (HasFailure()) {
             return;
         }

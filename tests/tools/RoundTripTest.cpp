@@ -1,6 +1,7 @@
 #include "ImportExportFixture.h"
 
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -15,13 +16,15 @@ void PrintTo(const Oddity& oddity, std::ostream* os)
     *os << oddity.name;
 }
 
-class Oddities : public ImportExport, public ::testing::WithParamInterface<Oddity>
+class Oddities : public ImportExport,
+                 public ::testing::WithParamInterface<std::tuple<const char*, Oddity>>
 {};
 
 TEST_P(Oddities, comesBackWithTheSameHistory)
 {
-    write("in.vcd", GetParam().text);
-    expectRoundTrip();
+    const auto& [store, oddity] = GetParam();
+    write("in.vcd", oddity.text);
+    expectRoundTrip({"--store", store});
 }
 
 const std::string kHead = "$date\n today\n$end $version a tool $end $timescale 1 ns $end\n"
@@ -53,70 +56,81 @@ std::string windows(std::string text)
 
 INSTANTIATE_TEST_SUITE_P(
     Vcd, Oddities,
-    ::testing::Values(
-        Oddity{"noValues", kHead}, Oddity{"onlyTimes", kHead + "#5\n#10\n"},
-        Oddity{"valuesBeforeTheFirstTime", kHead + "1!\nb101 \"\n#7\n0!\n"},
-        Oddity{"valuesAtTimeZeroOnly", kHead + "#0\n$dumpvars\n1!\nbx \"\n$end\n"},
-        Oddity{"repeatsAndSameTime", kHead + "#1\n1!\n0!\n1!\n#2\n1!\nb1 \"\n#3\n0!\n1!\n#4\n1!\n"},
-        Oddity{"backToTheOldValueAtOneTime", kHead + "#1\n1!\nb11 \"\n#2\n0!\n1!\nb0 \"\nb11 \"\n"},
-        Oddity{"dumpSections",
-               kHead + "#0 $dumpvars 0! b0 \" $end #1 1! #2 $dumpoff x! bx \" $end #9 $dumpon 1! "
+    ::testing::Combine(
+        ::testing::Values("events", "indexed"),
+        ::testing::Values(
+            Oddity{"noValues", kHead}, Oddity{"onlyTimes", kHead + "#5\n#10\n"},
+            Oddity{"valuesBeforeTheFirstTime", kHead + "1!\nb101 \"\n#7\n0!\n"},
+            Oddity{"valuesAtTimeZeroOnly", kHead + "#0\n$dumpvars\n1!\nbx \"\n$end\n"},
+            Oddity{"repeatsAndSameTime",
+                   kHead + "#1\n1!\n0!\n1!\n#2\n1!\nb1 \"\n#3\n0!\n1!\n#4\n1!\n"},
+            Oddity{"backToTheOldValueAtOneTime",
+                   kHead + "#1\n1!\nb11 \"\n#2\n0!\n1!\nb0 \"\nb11 \"\n"},
+            Oddity{"dumpSections",
+                   kHead +
+                       "#0 $dumpvars 0! b0 \" $end #1 1! #2 $dumpoff x! bx \" $end #9 $dumpon 1! "
                        "b11 \" $end #10 $dumpall 1! b11 \" $end $comment 0! is no value $end "
                        "#11 $xtool 0! $end 0!\n"},
-        Oddity{"windowsLineEnds", windows(kHead + "#0\n1!\nb101 \"\nsidle $\n#5\n0!\n")},
-        Oddity{"noFinalNewline", kHead + "#0\n1!\n#3\n0!"},
-        Oddity{"missingEndAtTheEnd", kHead + "#0\n$dumpvars\n1!\nb1 \"\n"},
-        Oddity{"capitalLetters", kHead + "#0\nX!\nBXZ01 \"\nR1.5 #\n#1\nZ!\nSHello $\n"},
-        Oddity{"blanksInScalarChanges", kHead + "#0\n1 !\n#1\n0\t!\n"},
-        Oddity{"nineStates", kHead + "#0\nU!\nbUWLH-01x \"\n#1\nw!\n#2\nh!\n#3\n-!\nbl \"\n#4\n1!\n"
+            Oddity{"windowsLineEnds", windows(kHead + "#0\n1!\nb101 \"\nsidle $\n#5\n0!\n")},
+            Oddity{"noFinalNewline", kHead + "#0\n1!\n#3\n0!"},
+            Oddity{"missingEndAtTheEnd", kHead + "#0\n$dumpvars\n1!\nb1 \"\n"},
+            Oddity{"capitalLetters", kHead + "#0\nX!\nBXZ01 \"\nR1.5 #\n#1\nZ!\nSHello $\n"},
+            Oddity{"blanksInScalarChanges", kHead + "#0\n1 !\n#1\n0\t!\n"},
+            Oddity{"nineStates", kHead +
+                                     "#0\nU!\nbUWLH-01x \"\n#1\nw!\n#2\nh!\n#3\n-!\nbl \"\n#4\n1!\n"
                                      "b1 \"\n#5\nbuu \"\nu!\n"},
-        Oddity{"shortAndLongVectors", kHead + "#0\nbx1 \"\nbz \"\n#1\nb1 \"\nbz0 &\n#2\nbx \"\n"
+            Oddity{"shortAndLongVectors", kHead +
+                                              "#0\nbx1 \"\nbz \"\n#1\nb1 \"\nbz0 &\n#2\nbx \"\n"
                                               "bx00 &\n#3\nb00000000101 \"\n#4\nb1100000001 \"\n"
                                               "#5\nbxxx0000000x \"\n#6\nb1 \"\nbz &\n"},
-        Oddity{"scalarsAndVectorsMixed", kHead + "#0\nb1 !\nx\"\n1&\n#1\nb00z !\n0\"\nz&\n#2\n"
-                                                 "b10 !\n#3\n1!\n#4\nu&\n#5\nx&\n"},
-        Oddity{"strangeKindsOfValue", kHead +
-                                          "#0\nshello !\nr1.5 \"\nb1010 #\nb1 $\nsx %\n#1\n"
-                                          "1!\nb11 \"\nr2 #\nsback $\n1%\n#2\nsx %\ns !\ns $\n1#\n"
-                                          "#3\nr-1e3 !\nsx %\nshello \"\n0$\n"},
-        Oddity{"reals",
-               kHead + "#0\nr0.1 #\n#1\nr-0.0 #\n#2\nr0 #\n#3\nrnan #\n#4\nr-inf #\n#5\nr1e999 #\n"
+            Oddity{"scalarsAndVectorsMixed", kHead + "#0\nb1 !\nx\"\n1&\n#1\nb00z !\n0\"\nz&\n#2\n"
+                                                     "b10 !\n#3\n1!\n#4\nu&\n#5\nx&\n"},
+            Oddity{"strangeKindsOfValue",
+                   kHead + "#0\nshello !\nr1.5 \"\nb1010 #\nb1 $\nsx %\n#1\n"
+                           "1!\nb11 \"\nr2 #\nsback $\n1%\n#2\nsx %\ns !\ns $\n1#\n"
+                           "#3\nr-1e3 !\nsx %\nshello \"\n0$\n"},
+            Oddity{"reals",
+                   kHead +
+                       "#0\nr0.1 #\n#1\nr-0.0 #\n#2\nr0 #\n#3\nrnan #\n#4\nr-inf #\n#5\nr1e999 #\n"
                        "#6\nr4.9406564584124654e-324 #\n#7\nr1.7976931348623157e308 #\n#8\n"
                        "r0.1000000000000000055511151231257827 #\n#9\nr+2.5 #\n#10\nr1e-999 #\n"},
-        Oddity{"strings", kHead + "#0\ns $\n#1\nsa\\x20b $\n#2\ns\xff\xfe\xc3\xa4 $\n#3\ns" +
-                              repeated("long ", 1).substr(0, 4) + repeated("0123456789", 500) +
-                              " $\n#4\ns" + repeated("x", 1010) + " $\n#5\ns $\n"},
-        Oddity{"events", kHead + "#0\n1%\n1%\n#5\n1%\n#5\n1%\n1%\n#6\n" + repeated("1%\n", 1024) +
-                             "#7\n1%\n#8\nx%\n#9\n1%\n"},
-        Oddity{"timesBeyondDoubles", kHead + "#9007199254740993\n1!\n#9007199254740994\n0!\n"
-                                             "#9223372036854775807\n1!\nb1 \"\n"},
-        Oddity{"gapsBeyond32Bits", kHead + "#1\n1!\n#4294967298\n0!\n#8589934595\n1!\n"},
-        Oddity{"leadingZerosOfATime", kHead + "#0000000000000000000000000012\n1!\n#13\n0!\n"},
-        Oddity{"unfinishedLastTime", kHead + "#1\n1!\n#2"},
-        Oddity{
-            "names",
-            "$scope module top $end $scope begin $end $var wire 1 ! \\a.b[3] $end\n"
-            "$var wire 8 \" data[7:0] $end $var wire 8 # data [7:0] $end $upscope $end\n"
-            "$scope module \\ex(t) $end $var wire 1 $ \xff\xe4 $end $upscope $end $upscope $end\n"
-            "$scope module top $end $var wire 1 % twice $end $var wire 1 & twice $end\n"
-            "$var wire 4 ' \\a b [3:0] $end $var wire 0 ( zero $end $upscope $end\n"
-            "$var wire 1 ) outside $end $var wire 1 ! alias $end $var wire 4 ! wider $end\n"
-            "$enddefinitions $end #0 1! b1 \" b10 # 1$ 0% 1& bz ' 1( 1) #1 bx01 ! 0%\n"},
-        Oddity{"longAndOddCodes",
-               "$var wire 1 longcode a $end $var wire 1 \xe4\xf6 b $end $var wire 1 #5 c $end\n"
-               "$var wire 1 $dumpvars d $end $var wire 1 longcodf e $end $var wire 1 12345 f $end\n"
-               "$enddefinitions $end #0 1longcode 0\xe4\xf6 1#5 z$dumpvars 0longcodf b1 12345\n"
-               "#1 0longcode b1 #5 x$dumpvars\n"},
-        Oddity{"portVariables",
-               "$scope module top $end $var port 1 <0 clk $end $var port 4 <1 bus $end\n"
-               "$upscope $end $enddefinitions $end #0 $dumpports pD 6 0 <0 pDDUU 6666 0000 <1\n"
-               "$end #5 pU 0 6 <0 #6 pNNZX 66aa 0000 <1 #7 $vcdclose #9 $end\n"},
-        Oddity{"hugeVector",
-               "$var wire 65600 ! huge [65599:0] $end $enddefinitions $end #0 b0 ! #1 "
-               "b" +
-                   repeated("10xz1100", 8200) + " ! #2 b" + repeated("10xz1100", 8199) +
-                   "01xz1100 ! #3 bu ! #4 bz !\n"}),
-    [](const auto& oddity) { return oddity.param.name; });
+            Oddity{"strings", kHead + "#0\ns $\n#1\nsa\\x20b $\n#2\ns\xff\xfe\xc3\xa4 $\n#3\ns" +
+                                  repeated("long ", 1).substr(0, 4) + repeated("0123456789", 500) +
+                                  " $\n#4\ns" + repeated("x", 1010) + " $\n#5\ns $\n"},
+            Oddity{"events", kHead + "#0\n1%\n1%\n#5\n1%\n#5\n1%\n1%\n#6\n" +
+                                 repeated("1%\n", 1024) + "#7\n1%\n#8\nx%\n#9\n1%\n"},
+            Oddity{"timesBeyondDoubles", kHead + "#9007199254740993\n1!\n#9007199254740994\n0!\n"
+                                                 "#9223372036854775807\n1!\nb1 \"\n"},
+            Oddity{"gapsBeyond32Bits", kHead + "#1\n1!\n#4294967298\n0!\n#8589934595\n1!\n"},
+            Oddity{"leadingZerosOfATime", kHead + "#0000000000000000000000000012\n1!\n#13\n0!\n"},
+            Oddity{"unfinishedLastTime", kHead + "#1\n1!\n#2"},
+            Oddity{"names",
+                   "$scope module top $end $scope begin $end $var wire 1 ! \\a.b[3] $end\n"
+                   "$var wire 8 \" data[7:0] $end $var wire 8 # data [7:0] $end $upscope $end\n"
+                   "$scope module \\ex(t) $end $var wire 1 $ \xff\xe4 $end $upscope $end $upscope "
+                   "$end\n"
+                   "$scope module top $end $var wire 1 % twice $end $var wire 1 & twice $end\n"
+                   "$var wire 4 ' \\a b [3:0] $end $var wire 0 ( zero $end $upscope $end\n"
+                   "$var wire 1 ) outside $end $var wire 1 ! alias $end $var wire 4 ! wider $end\n"
+                   "$enddefinitions $end #0 1! b1 \" b10 # 1$ 0% 1& bz ' 1( 1) #1 bx01 ! 0%\n"},
+            Oddity{"longAndOddCodes",
+                   "$var wire 1 longcode a $end $var wire 1 \xe4\xf6 b $end $var wire 1 #5 c $end\n"
+                   "$var wire 1 $dumpvars d $end $var wire 1 longcodf e $end $var wire 1 12345 f "
+                   "$end\n"
+                   "$enddefinitions $end #0 1longcode 0\xe4\xf6 1#5 z$dumpvars 0longcodf b1 12345\n"
+                   "#1 0longcode b1 #5 x$dumpvars\n"},
+            Oddity{"portVariables",
+                   "$scope module top $end $var port 1 <0 clk $end $var port 4 <1 bus $end\n"
+                   "$upscope $end $enddefinitions $end #0 $dumpports pD 6 0 <0 pDDUU 6666 0000 <1\n"
+                   "$end #5 pU 0 6 <0 #6 pNNZX 66aa 0000 <1 #7 $vcdclose #9 $end\n"},
+            Oddity{"hugeVector",
+                   "$var wire 65600 ! huge [65599:0] $end $enddefinitions $end #0 b0 ! #1 "
+                   "b" +
+                       repeated("10xz1100", 8200) + " ! #2 b" + repeated("10xz1100", 8199) +
+                       "01xz1100 ! #3 bu ! #4 bz !\n"})),
+    [](const auto& test) {
+        return std::get<1>(test.param).name + std::string("_") + std::get<0>(test.param);
+    });
 
 TEST_F(ImportExport, fractionsOfTimeRefineTheTimescale)
 {

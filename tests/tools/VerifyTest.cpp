@@ -139,7 +139,7 @@ std::vector<Damage> damages()
         {"NoEventSection",
          [](Bytes& b) { b.put(b.item(1), 'X'); },
          {"WDB.Event", "no such section", "lost: all events"}},
-        {"UnknownType", [](Bytes& b) { b.put(b.events() + 8, 1002); }, {"type 1002 is not known"}},
+        {"UnknownType", [](Bytes& b) { b.put(b.events() + 8, 1003); }, {"type 1003 is not known"}},
         {"DivisionOfZero", [](Bytes& b) { b.put(b.events() + 16, 0ll); }, {"division of 0"}},
         {"BlockSizeWithoutSense",
          [](Bytes& b) { b.put(b.events() + 64, 0xFFFFFFFFu); },

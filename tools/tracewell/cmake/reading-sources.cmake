@@ -11,6 +11,8 @@ target_sources(tracewell_cli PRIVATE
   draw/TextPicture.cpp
   draw/TimeRuler.cpp
   survey/BlockImage.cpp
+  survey/EventBlockSurvey.cpp
+  survey/EventIndexSurvey.cpp
   survey/EventSurvey.cpp
   survey/FileBytes.cpp
   survey/Findings.cpp

@@ -7,7 +7,9 @@ add_library(tracewell_recording STATIC
   names/DeclarationText.cpp
   names/DeclarationsBuilder.cpp
   names/TransitionLayout.cpp
+  recording/ByteWriter.cpp
   recording/EventWriter.cpp
+  recording/IndexedWriter.cpp
   recording/ObjectTracer.cpp
   recording/SnapshotDirectory.cpp
   recording/TextStore.cpp

@@ -41,11 +41,16 @@ struct Options
 
 std::unique_ptr<RecordingWriter> makeWriter(const Options& options)
 {
-    if (options.store == Store::Transitions) {
+    switch (options.store) {
+    case Store::Transitions:
         // So that a file that could not be written does not come to look finished; the writer's
         // check() tells of it.
         Tracewell::setStorageFailureHandler([](const std::string&) {});
         return makeTransitionWriter();
+    case Store::Indexed:
+        return makeIndexedWriter();
+    case Store::Events:
+        break;
     }
     return makeEventWriter(options.division);
 }
@@ -202,7 +207,9 @@ void addImportCommand(CLI::App& app)
     command->add_option("IN.vcd", options->input, "The VCD; - is the standard input")->required();
     command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
     addStoreOption(*command, options->store,
-                   {{"events", Store::Events}, {"transitions", Store::Transitions}});
+                   {{"events", Store::Events},
+                    {"indexed", Store::Indexed},
+                    {"transitions", Store::Transitions}});
     command
         ->add_option("--sync", options->sync,
                      "Make what was read so far readable by others every SECONDS; a kill then "
@@ -226,6 +233,8 @@ void addImportCommand(CLI::App& app)
     command->callback([options, command] {
         if (options->store == Store::Transitions) {
             requireNotGiven(*command, "--sync", options->store);
+        }
+        if (options->store != Store::Events) {
             requireNotGiven(*command, "--division", options->store);
         }
         run(*options);

@@ -57,6 +57,8 @@ std::string databaseText(int type)
         return fmt::format("{} (one list for all addresses)", type);
     case WdbEventBlockDatabaseFactory::kMultipleBucket:
         return fmt::format("{} (a list for each bucket of addresses)", type);
+    case WdbEventBlockDatabaseFactory::kMultipleBucketBtree:
+        return fmt::format("{} (an index by time for each bucket of addresses)", type);
     default:
         return fmt::format("{} (not known)", type);
     }

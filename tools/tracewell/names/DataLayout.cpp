@@ -32,7 +32,9 @@ DataLayout::DataLayout(const Declarations& declarations)
         }
     };
     place([](ObjectClass c) { return c != ObjectClass::Event && c != ObjectClass::Scalar; });
+    m_eventStart = next;
     place([](ObjectClass c) { return c == ObjectClass::Event; });
+    m_eventEnd = next;
     place([](ObjectClass c) { return c == ObjectClass::Scalar; });
 
     m_overrideStart = (next + kOverrideAlignment - 1) / kOverrideAlignment * kOverrideAlignment;

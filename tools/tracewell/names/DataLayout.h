@@ -57,12 +57,17 @@ public:
     {
         return m_overrideStart + 8 * static_cast<long long>(object);
     }
+    /// Where the events lie, all of them behind each other.
+    long long eventStart() const { return m_eventStart; }
+    long long eventEnd() const { return m_eventEnd; }
     long long overrideStart() const { return m_overrideStart; }
     /// Bytes of the whole memory.
     long long totalSize() const { return m_totalSize; }
 
 private:
     std::vector<long long> m_addresses;
+    long long m_eventStart = 0;
+    long long m_eventEnd = 0;
     long long m_overrideStart = 0;
     long long m_totalSize = 0;
 };

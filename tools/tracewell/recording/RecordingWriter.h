@@ -39,6 +39,8 @@ public:
 
 /// A database of events; `division` is the number of addresses a bucket, 0 for what suits.
 std::unique_ptr<RecordingWriter> makeEventWriter(unsigned int division);
+/// A database of events with an index by time.
+std::unique_ptr<RecordingWriter> makeIndexedWriter();
 /// A database of transitions. Without a storage failure handler of the library's a file that could
 /// not be written comes to look finished; check() tells the reason either way.
 std::unique_ptr<RecordingWriter> makeTransitionWriter();

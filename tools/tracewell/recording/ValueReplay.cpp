@@ -45,12 +45,6 @@ ValueReplay::ValueReplay(const Declarations& declarations, const DataLayout& lay
 {
     for (std::size_t i = 0; i < declarations.objects.size(); ++i) {
         m_places.push_back({layout.addressOf(i), static_cast<std::uint32_t>(i)});
-        if (declarations.objects[i].objectClass == ObjectClass::Event) {
-            if (m_eventEnd == 0) {
-                m_eventStart = layout.addressOf(i);
-            }
-            m_eventEnd = layout.addressOf(i) + DataLayout::sizeOf(declarations.objects[i]);
-        }
     }
     std::sort(m_places.begin(), m_places.end(),
               [](const Place& a, const Place& b) { return a.address < b.address; });
@@ -82,7 +76,7 @@ void ValueReplay::apply(long long address, const unsigned char* value, unsigned 
         return;
     }
     const long long end = std::min(address + length, m_layout.totalSize());
-    if (address < m_eventEnd && end > m_eventStart) {
+    if (address < m_layout.eventEnd() && end > m_layout.eventStart()) {
         countFirings(address, value, end);
     }
     std::memcpy(m_memory.at(address), value, static_cast<std::size_t>(end - address));
@@ -92,10 +86,10 @@ void ValueReplay::apply(long long address, const unsigned char* value, unsigned 
 /// The count of an event wraps, so it is followed from record to record.
 void ValueReplay::countFirings(long long address, const unsigned char* value, long long end)
 {
-    const long long first = std::max(address, m_eventStart);
+    const long long first = std::max(address, m_layout.eventStart());
     for (std::size_t i = placeOf(first); i < m_places.size(); ++i) {
         const long long count = m_places[i].address;
-        if (count >= std::min(end, m_eventEnd)) {
+        if (count >= std::min(end, m_layout.eventEnd())) {
             break;
         }
         const int before = *m_memory.at(count);

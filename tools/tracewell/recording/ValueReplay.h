@@ -77,9 +77,7 @@ private:
     std::vector<char> m_isShown;
     /// The plain values by address.
     std::vector<Place> m_places;
-    /// Where the events lie, and how often each fired since the last call.
-    long long m_eventStart = 0;
-    long long m_eventEnd = 0;
+    /// How often each event fired since the last call.
     std::unordered_map<std::uint32_t, unsigned long long> m_firings;
     /// The same between the last two calls.
     std::unordered_map<std::uint32_t, unsigned long long> m_takenFirings;

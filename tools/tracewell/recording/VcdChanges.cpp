@@ -6,15 +6,6 @@
 
 namespace tracewell {
 
-namespace {
-
-constexpr unsigned int kBitsOfGroup = 32;
-constexpr std::size_t kBytesOfGroup = 8;
-
-} // namespace
-
-VcdChanges* VcdChanges::s_playing = nullptr;
-
 VcdChanges::VcdChanges(const std::string& path, int fractionDigits)
     : ReplayedChanges(path),
       m_texts([this](const MemoryTexts::Visit& visit) { forEachTextInUse(visit); }),
@@ -34,7 +25,7 @@ bool VcdChanges::findNext(long long& time)
 
 void VcdChanges::applyNext()
 {
-    s_playing = this;
+    m_writer.makeCurrent();
     const long long time = m_run->recorder().time();
     while (!m_hasEnded && m_run->recorder().time() == time) {
         const VcdRun::Step step = m_run->step();
@@ -62,36 +53,13 @@ std::string VcdChanges::warning() const
                : std::string();
 }
 
-void VcdChanges::Writer::trace(long long, unsigned int, unsigned int size, unsigned char* old,
-                               unsigned char* value)
-{
-    s_playing->take(old, value, size);
-}
-
-// The recorder's vectors start on a whole group and end on one, or with their last bit.
-void VcdChanges::Writer::traceVector(long long, unsigned int, unsigned int, unsigned char* old,
-                                     unsigned char* value, unsigned int firstBit,
-                                     unsigned int endBit)
-{
-    const std::size_t first = firstBit / kBitsOfGroup;
-    const std::size_t end = (endBit + kBitsOfGroup - 1) / kBitsOfGroup;
-    s_playing->take(old + kBytesOfGroup * first, value, kBytesOfGroup * (end - first));
-}
-
-void VcdChanges::take(const unsigned char* place, const unsigned char* value, std::size_t size)
-{
-    values().apply(reinterpret_cast<long long>(place) - m_base, value,
-                   static_cast<unsigned int>(size));
-}
-
 /// Of strings, and of values that only a text can tell.
 void VcdChanges::forEachTextInUse(const MemoryTexts::Visit& visit) const
 {
     const std::vector<Object>& objects = declarations().objects;
     const auto visitAt = [&](long long address) {
         TextReference reference;
-        std::memcpy(&reference, reinterpret_cast<const unsigned char*>(m_base) + address,
-                    sizeof reference);
+        std::memcpy(&reference, m_writer.memory() + address, sizeof reference);
         visit(reference);
     };
     for (std::size_t i = 0; i < objects.size(); ++i) {

@@ -1,29 +1,23 @@
-#include "survey/BlockImage.h"
+#include "survey/EventBlockSurvey.h"
+#include "survey/EventIndexSurvey.h"
 #include "survey/SurveyContext.h"
 
 #include "WdbAppendingBlockList.h"
-#include "WdbEvent.h"
-#include "WdbEventBlock.h"
 #include "WdbEventBlockDatabaseFactory.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
-#include <string_view>
 
 namespace tracewell {
 
 namespace {
 
-using Tracewell::WdbEvent;
-using Tracewell::WdbEventBlock;
 using Tracewell::WdbEventBlockDatabaseFactory;
 using Tracewell::WdbEventDatabaseHeader;
 using EventNode = Tracewell::WdbBlockListNode<100>;
 
-constexpr const char* kEventSection = "WDB.Event";
 // A reader takes no other block sizes: a block is unpacked in memory, so the file must explain it.
 constexpr unsigned int kSmallestBlock = 64;
 constexpr unsigned int kLargestBlock = 256u << 20;
@@ -31,67 +25,25 @@ constexpr unsigned int kModestBlock = 64u << 10;
 /// zlib packs no better than this.
 constexpr unsigned int kBestRatio = 1032;
 
-template <class T> T load(const unsigned char* bytes)
-{
-    T value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-}
-
-bool allZero(const unsigned char* bytes, std::size_t size)
-{
-    return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
-}
-
 /// Walks the lists of all buckets.
 class EventSurvey
 {
 public:
     EventSurvey(const SurveyContext& context, const WdbEventDatabaseHeader& header)
-        : m_context(context), m_survey(context.survey), m_header(header),
-          m_multiple(header.m_databaseTypeId == WdbEventBlockDatabaseFactory::kMultipleBucket),
-          m_image(header.m_maxEventBlockSize)
+        : m_context(context), m_header(header), m_blocks(context, header)
     {}
 
     void walkBuckets();
 
 private:
-    /// What is known of the bucket being walked.
-    struct Bucket
-    {
-        long long number = 0;
-        long long base = 0;
-        bool last = false;
-        unsigned long long blocks = 0;
-        /// Whether any event was read, and the latest time of those that were.
-        bool hasEnd = false;
-        long long end = 0;
-        unsigned long long stepsBack = 0;
-        Place firstStepBack;
-        /// A damage whose loss ends where the next sound block begins.
-        Finding* openLoss = nullptr;
-    };
+    using Bucket = EventBlockSurvey::Bucket;
 
     void walkList(Bucket& bucket, long long firstNode);
     bool readNode(Bucket& bucket, Place& place, EventNode& node);
-    void readBlock(Bucket& bucket, Place place, long long handle, unsigned int size);
-    bool unpack(Bucket& bucket, const Place& place);
-    void walkRecords(Bucket& bucket, Place place);
-    bool checkRecord(Bucket& bucket, const Place& place, const unsigned char* record,
-                     std::size_t room);
-    void checkTail(Bucket& bucket, const Place& place, std::size_t offset);
-    void checkBlockHeader(const Place& place, long long first, long long last);
-    void beginLoss(Bucket& bucket, const Place& place, std::string what, const std::string& lost);
-    void endLoss(Bucket& bucket, long long until);
-    void finishBucket(Bucket& bucket);
 
     const SurveyContext& m_context;
-    Survey& m_survey;
     const WdbEventDatabaseHeader& m_header;
-    bool m_multiple;
-    BlockImage m_image;
-    std::vector<unsigned char> m_stored;
-    bool m_anyBlock = false;
+    EventBlockSurvey m_blocks;
 };
 
 void EventSurvey::walkBuckets()
@@ -103,21 +55,28 @@ void EventSurvey::walkBuckets()
                          "all events")) {
         return;
     }
-    const unsigned int buckets = m_multiple ? m_header.m_numberOfBuckets : 1;
+    const int type = m_header.m_databaseTypeId;
+    const bool isSingle = type == WdbEventBlockDatabaseFactory::kSingleBucket;
+    const bool isIndexed = type == WdbEventBlockDatabaseFactory::kMultipleBucketBtree;
+    const unsigned int buckets = isSingle ? 1 : m_header.m_numberOfBuckets;
     for (unsigned int i = 0; i < buckets; ++i) {
-        long long firstNode = 0;
+        long long first = 0;
         m_context.file.readRecord(m_header.m_bucketTableOffset + 8 * static_cast<long long>(i),
-                                  firstNode);
-        if (firstNode == 0) {
+                                  first);
+        if (first == 0) {
             continue;
         }
         Bucket bucket;
         bucket.number = i;
-        bucket.last = i + 1 == buckets;
-        bucket.base = m_multiple ? static_cast<long long>(i * m_header.m_bucketDivision) : 0;
-        ++m_survey.bucketsInUse;
-        walkList(bucket, firstNode);
-        finishBucket(bucket);
+        bucket.isOpenEnded = isSingle || (!isIndexed && i + 1 == buckets);
+        bucket.base = isSingle ? 0 : static_cast<long long>(i * m_header.m_bucketDivision);
+        ++m_context.survey.bucketsInUse;
+        if (isIndexed) {
+            surveyEventIndex(m_context, m_header, m_blocks, bucket, first);
+        } else {
+            walkList(bucket, first);
+        }
+        m_blocks.finishBucket(bucket);
     }
 }
 
@@ -133,7 +92,7 @@ void EventSurvey::walkList(Bucket& bucket, long long firstNode)
             return;
         }
         for (unsigned int i = 0; i < std::min(node.m_count, EventNode::kSlots); ++i) {
-            readBlock(bucket, place, node.m_handles[i], node.m_sizes[i]);
+            m_blocks.readBlock(bucket, place, node.m_handles[i], node.m_sizes[i]);
         }
         m_context.showProgress();
         offset = node.m_next;
@@ -168,196 +127,6 @@ bool EventSurvey::readNode(Bucket& bucket, Place& place, EventNode& node)
     return true;
 }
 
-void EventSurvey::readBlock(Bucket& bucket, Place place, long long handle, unsigned int size)
-{
-    place.block = handle;
-    place.blockSize = size;
-    if (size == 0 || size > m_header.m_maxEventBlockSize) {
-        beginLoss(bucket, place,
-                  fmt::format("a stored block of {} bytes is not between 1 and {}", size,
-                              m_header.m_maxEventBlockSize),
-                  "its events");
-        return;
-    }
-    if (!m_context.claim(place, "a block", handle, size, "its events")) {
-        return;
-    }
-    m_stored.resize(size);
-    m_context.file.read(handle, m_stored.data(), size);
-    ++m_survey.blocks;
-    ++bucket.blocks;
-    if (unpack(bucket, place)) {
-        walkRecords(bucket, place);
-    }
-}
-
-/// False when nothing came out that could be walked.
-bool EventSurvey::unpack(Bucket& bucket, const Place& place)
-{
-    switch (m_image.unpack(m_stored)) {
-    case BlockImage::State::Whole:
-        return true;
-    case BlockImage::State::BytesBehind:
-        m_context.damage(place, "bytes follow the end of the zlib stream", "nothing that is known");
-        return true;
-    case BlockImage::State::TooLong:
-        m_context.damage(
-            place, fmt::format("the block unpacks to more than {} bytes", m_image.blockSize()),
-            "perhaps events at its end");
-        return true;
-    case BlockImage::State::TooShort:
-        beginLoss(bucket, place,
-                  fmt::format("the block unpacks to {} bytes instead of {}", m_image.unpacked(),
-                              m_image.blockSize()),
-                  "events at its end");
-        break;
-    case BlockImage::State::Cut:
-        beginLoss(bucket, place,
-                  fmt::format("the zlib stream is cut off; {} of {} bytes came out",
-                              m_image.unpacked(), m_image.blockSize()),
-                  "events at its end");
-        break;
-    case BlockImage::State::Corrupt:
-        beginLoss(bucket, place,
-                  fmt::format("the zlib stream is damaged; {} of {} bytes came out",
-                              m_image.unpacked(), m_image.blockSize()),
-                  "its events, or those at its end");
-        break;
-    }
-    return m_image.unpacked() > WdbEventBlock::kHeaderSize;
-}
-
-void EventSurvey::walkRecords(Bucket& bucket, Place place)
-{
-    const unsigned char* image = m_image.data();
-    const std::size_t end = m_image.unpacked();
-    const auto count = load<unsigned int>(image + 16);
-    std::size_t offset = WdbEventBlock::kHeaderSize;
-    long long firstTime = 0;
-    long long lastTime = bucket.end;
-    unsigned int record = 0;
-    for (; record < count; ++record) {
-        place.record = record;
-        place.byte = static_cast<long long>(offset);
-        if (!checkRecord(bucket, place, image + offset, end - offset)) {
-            break;
-        }
-        const auto time = load<long long>(image + offset);
-        if (record == 0) {
-            firstTime = time;
-            endLoss(bucket, time);
-        }
-        if (bucket.hasEnd && time < lastTime && bucket.stepsBack++ == 0) {
-            bucket.firstStepBack = place;
-        }
-        bucket.end = bucket.hasEnd ? std::max(bucket.end, time) : time;
-        bucket.hasEnd = true;
-        lastTime = time;
-        m_survey.latestEvent = m_anyBlock ? std::max(m_survey.latestEvent, time) : time;
-        m_anyBlock = true;
-        offset += WdbEvent::kHeaderSize + load<unsigned int>(image + offset + 12);
-    }
-    m_survey.events += record;
-    place.record = place.byte = -1;
-    if (count == 0) {
-        beginLoss(bucket, place, "the block counts no events", "its events");
-    } else if (record == count && end == m_image.blockSize()) {
-        checkTail(bucket, place, offset);
-        checkBlockHeader(place, firstTime, lastTime);
-    }
-}
-
-bool EventSurvey::checkRecord(Bucket& bucket, const Place& place, const unsigned char* record,
-                              std::size_t room)
-{
-    const bool whole = room >= WdbEvent::kHeaderSize &&
-                       load<unsigned int>(record + 12) <= room - WdbEvent::kHeaderSize;
-    if (!whole) {
-        // What an incomplete block lacks was told when it was unpacked.
-        if (m_image.unpacked() == m_image.blockSize()) {
-            beginLoss(bucket, place, "the record runs past the end of the block",
-                      "this event and those behind it in the block");
-        }
-        return false;
-    }
-    const auto delta = static_cast<long long>(load<unsigned int>(record + 8));
-    const auto length = static_cast<long long>(load<unsigned int>(record + 12));
-    if (length == 0) {
-        beginLoss(bucket, place, "the record has no value",
-                  "this event and those behind it in the block");
-        return false;
-    }
-    const bool inside = !m_multiple || bucket.last ||
-                        delta + length <= static_cast<long long>(m_header.m_bucketDivision);
-    if (!inside) {
-        m_context.damage(
-            place,
-            fmt::format("the event covers the addresses {} to {}, its bucket ends "
-                        "before {}",
-                        bucket.base + delta, bucket.base + delta + length - 1,
-                        bucket.base + static_cast<long long>(m_header.m_bucketDivision)),
-            "a change at these addresses is not found there");
-    }
-    return true;
-}
-
-void EventSurvey::checkTail(Bucket& bucket, const Place& place, std::size_t offset)
-{
-    if (!allZero(m_image.data() + offset, m_image.blockSize() - offset)) {
-        beginLoss(
-            bucket, place,
-            fmt::format("bytes that are no zeros follow the last record, from byte {} on", offset),
-            "perhaps events at the end of the block");
-    }
-}
-
-void EventSurvey::checkBlockHeader(const Place& place, long long first, long long last)
-{
-    const auto start = load<long long>(m_image.data());
-    const auto length = load<long long>(m_image.data() + 8);
-    const auto expected = static_cast<long long>(static_cast<unsigned long long>(last) -
-                                                 static_cast<unsigned long long>(first));
-    if (start != first || length != expected) {
-        m_context.damage(place,
-                         fmt::format("the block says that it starts at {} and lasts {}, its "
-                                     "records say {} and {}",
-                                     start, length, first, expected),
-                         "nothing; the latest time of a file that was not closed may be wrong");
-    }
-}
-
-void EventSurvey::beginLoss(Bucket& bucket, const Place& place, std::string what,
-                            const std::string& lost)
-{
-    const std::string since = bucket.hasEnd
-                                  ? fmt::format(" from time {} on", m_context.timeText(bucket.end))
-                                  : std::string();
-    bucket.openLoss = m_survey.findings.addDamage(place, std::move(what), lost + since);
-}
-
-void EventSurvey::endLoss(Bucket& bucket, long long until)
-{
-    if (bucket.openLoss != nullptr) {
-        bucket.openLoss->lost += fmt::format(", up to time {}", m_context.timeText(until));
-        bucket.openLoss = nullptr;
-    }
-}
-
-void EventSurvey::finishBucket(Bucket& bucket)
-{
-    if (bucket.stepsBack > 0) {
-        m_context.notice(
-            bucket.firstStepBack,
-            fmt::format("time goes back here ({} times in the bucket)", bucket.stepsBack));
-    }
-    if (!bucket.hasEnd) {
-        ++m_survey.emptyLists;
-    } else if (!m_survey.wholeUpTo || bucket.end < *m_survey.wholeUpTo) {
-        m_survey.wholeUpTo = bucket.end;
-        m_survey.earliestEnd = bucket.number;
-    }
-}
-
 /// A text that says why the header cannot be worked with; empty when it can.
 std::string headerProblem(const WdbEventDatabaseHeader& header, long long fileSize)
 {
@@ -370,6 +139,11 @@ std::string headerProblem(const WdbEventDatabaseHeader& header, long long fileSi
         return header.m_numberOfBuckets == 0 ? "the database has no bucket" : "";
     }
     constexpr unsigned long long kLargestDivision = std::numeric_limits<unsigned int>::max();
+    if (header.m_databaseTypeId == WdbEventBlockDatabaseFactory::kMultipleBucketBtree &&
+        header.m_bucketDivision != Tracewell::WdbEventBlock::kKeyAddresses) {
+        return fmt::format("a bucket division of {} does not fit an index by time, which has {}",
+                           header.m_bucketDivision, Tracewell::WdbEventBlock::kKeyAddresses);
+    }
     if (header.m_bucketDivision == 0 || header.m_bucketDivision > kLargestDivision) {
         return fmt::format("a bucket division of {} makes no sense", header.m_bucketDivision);
     }
@@ -425,8 +199,8 @@ void surveyEvents(const SurveyContext& context)
                                           "of {}",
                                           section->size, sizeof header));
     }
-    if (header.m_databaseTypeId != WdbEventBlockDatabaseFactory::kSingleBucket &&
-        header.m_databaseTypeId != WdbEventBlockDatabaseFactory::kMultipleBucket) {
+    if (header.m_databaseTypeId < WdbEventBlockDatabaseFactory::kSingleBucket ||
+        header.m_databaseTypeId > WdbEventBlockDatabaseFactory::kMultipleBucketBtree) {
         context.damage(place, fmt::format("database type {} is not known", header.m_databaseTypeId),
                        "all events; a later version may read them");
         return;

@@ -63,7 +63,7 @@ void claimForeignSections(const SurveyContext& context)
                                               section.offset));
         }
         seen.push_back(key);
-        if (section.id != "WDB.Event" && section.id != "WDB.StringMap") {
+        if (section.id != kEventSection && section.id != "WDB.StringMap") {
             context.claim(place, "the section", section.offset, section.size, "this section");
         }
     }

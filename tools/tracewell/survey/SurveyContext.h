@@ -9,6 +9,8 @@
 
 namespace tracewell {
 
+constexpr const char* kEventSection = "WDB.Event";
+
 /// What the parts of a survey share.
 struct SurveyContext
 {
