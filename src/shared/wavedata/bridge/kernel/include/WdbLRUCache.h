@@ -20,8 +20,8 @@ public:
 
     /// Null on a miss. The bytes stay the cache's, good until the next call that changes it.
     void* get(long long handle) const;
-    /// For a handle that is not there; otherwise nothing happens and `data` stays the caller's.
-    /// `size`, in bytes, is remembered for getSize.
+    /// For a handle that is not there. One that is there, and does not go for its own sake, keeps
+    /// its bytes, and `data` stays the caller's. `size`, in bytes, is remembered for getSize.
     void add(long long handle, void* data, unsigned long long size = 0);
     /// Replaces the bytes of a handle that is there; otherwise nothing happens and `data` stays
     /// the caller's. A block keeps its size.
@@ -42,6 +42,7 @@ private:
     };
 
     void touch(LRUDataItem& item) const;
+    void evict();
 
     unsigned long long m_capacity;
     /// The oldest at the front.

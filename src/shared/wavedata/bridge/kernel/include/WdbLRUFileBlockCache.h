@@ -34,7 +34,8 @@ public:
 
     /// Null on a miss. The bytes stay the cache's, good until the next call that changes it.
     void* get(long long handle) const;
-    /// For a handle that is not there; otherwise nothing happens and `data` stays the caller's.
+    /// For a handle that is not there. One that is there, and does not go for its own sake, keeps
+    /// its bytes, and `data` stays the caller's.
     void add(long long handle, void* data, unsigned long long size, bool dirty);
     /// The block is dirty afterwards. One that is there keeps its size; one that is not is added.
     void put(long long handle, void* data, unsigned long long size);
@@ -51,6 +52,7 @@ public:
 
 private:
     void touch(LRUDataItem& item) const;
+    void evict();
 
     std::basic_iostream<char>* m_stream;
     unsigned long long m_capacity;

@@ -52,9 +52,12 @@ void WdbFileBlockManagerWithWriteCache::getBlock(long long handle, char* out,
 void WdbFileBlockManagerWithWriteCache::putBlock(long long handle, const char* data,
                                                  unsigned long long size)
 {
-    if (m_cache.get(handle) && m_cache.getSize(handle) != size)
+    const bool hasOtherSize = m_cache.get(handle) && m_cache.getSize(handle) != size;
+    if (hasOtherSize)
         m_cache.remove(handle);
     m_cache.put(handle, makeBlockCopy(size, data).release(), size);
+    if (hasOtherSize)
+        m_cache.remove(handle);
 }
 
 void WdbFileBlockManagerWithWriteCache::freeBlock(long long handle, unsigned long long size)

@@ -23,12 +23,24 @@ void* WdbLRUCache::get(long long handle) const
 
 void WdbLRUCache::add(long long handle, void* data, unsigned long long size)
 {
-    if (m_items.count(handle) != 0)
-        return;
     if (m_items.size() >= m_capacity)
-        remove(m_recency.front());
+        evict();
     m_recency.push_back(handle);
     m_items.emplace(handle, LRUDataItem{data, size, std::prev(m_recency.end())});
+}
+
+// A handle may stand in the list twice, see add; its entry goes with the older place.
+void WdbLRUCache::evict()
+{
+    while (!m_recency.empty()) {
+        const auto oldest = m_items.find(m_recency.front());
+        m_recency.pop_front();
+        if (oldest == m_items.end())
+            continue;
+        std::free(oldest->second.m_data);
+        m_items.erase(oldest);
+        return;
+    }
 }
 
 void WdbLRUCache::put(long long handle, void* data)
