@@ -13,7 +13,10 @@ WdbMultiBtreeIterator::WdbMultiBtreeIterator(WdbIEventReader& reader,
     m_imp->addTrees(ranges);
 }
 
-WdbMultiBtreeIterator::~WdbMultiBtreeIterator() = default;
+WdbMultiBtreeIterator::~WdbMultiBtreeIterator()
+{
+    m_imp->stopEmitting();
+}
 
 WdbMultiBtreeIterator::operator bool() const
 {

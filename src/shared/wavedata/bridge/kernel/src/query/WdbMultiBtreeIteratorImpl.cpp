@@ -19,7 +19,7 @@ constexpr unsigned int kBitsOfByte = 8;
 WdbMultiBtreeIteratorImpl::WdbMultiBtreeIteratorImpl(IEventSource& source, WdbIEventReader& reader,
                                                      long long firstTime, long long limit,
                                                      long long limit2)
-    : m_source(source), m_reader(reader), m_firstTime(std::max(firstTime, 0LL)), m_limit(limit),
+    : m_source(&source), m_reader(reader), m_firstTime(std::max(firstTime, 0LL)), m_limit(limit),
       m_limit2(limit2 < 0 ? limit : limit2), m_currentTime(m_firstTime)
 {}
 
@@ -162,8 +162,13 @@ void WdbMultiBtreeIteratorImpl::emitEvents(IEventTarget& target)
         if (m_step.empty())
             return;
         m_delivered.insert(m_delivered.end(), m_step.begin(), m_step.end());
-        for (const Entry* const entry : m_step)
+        for (const Entry* const entry : m_step) {
+            if (!m_source)
+                return;
             deliver(target, *entry);
+        }
+        if (!m_source)
+            return;
         dropRemoved();
         if (m_heap.empty() || m_heap.front()->time > m_currentTime)
             return;
@@ -174,7 +179,7 @@ void WdbMultiBtreeIteratorImpl::deliver(IEventTarget& target, const Entry& entry
 {
     const unsigned int value = entry.value;
     target.valueChanged(
-        &m_source, entry.time, entry.key.first,
+        m_source, entry.time, entry.key.first,
         static_cast<unsigned char>(entry.bitPosition < 0 ? value : value << entry.bitPosition),
         entry.key.second);
 }

@@ -27,6 +27,7 @@ public:
     long long getCurrentTime() const { return m_currentTime; }
     void advance();
     void emitEvents(IEventTarget& target);
+    void stopEmitting() { m_source = nullptr; }
     void addTrees(const Ranges& ranges);
     void removeTrees(const Ranges& ranges);
 
@@ -47,7 +48,10 @@ private:
     /// Whether `a` is due later than `b`.
     struct IsLater
     {
-        bool operator()(const Entry* a, const Entry* b) const { return a->time > b->time; }
+        bool operator()(const Entry* a, const Entry* b) const
+        {
+            return a->time != b->time ? a->time > b->time : a->key > b->key;
+        }
     };
 
     template <class Action> void forEachTree(const Ranges& ranges, const Action& action);
@@ -61,7 +65,8 @@ private:
     void collectStep();
     void deliver(IEventTarget& target, const Entry& entry);
 
-    IEventSource& m_source;
+    /// Null once it is gone, which may be in the middle of emitEvents.
+    IEventSource* m_source;
     WdbIEventReader& m_reader;
     long long m_firstTime;
     long long m_limit;
