@@ -1,6 +1,7 @@
 #include "EventTestData.h"
 
 #include "QsimException.h"
+#include "WdbMultipleBucketBtreeDatabase.h"
 
 #include <cstring>
 
@@ -39,6 +40,11 @@ protected:
         m_container.reopen();
         const auto database = m_container.openDatabase();
         const std::size_t count = eventsOf(*database).size();
+        if (auto* const indexed = dynamic_cast<WdbMultipleBucketBtreeDatabase*>(database.get())) {
+            WdbEventBlock block(indexed->getEventDatabaseHeader().m_maxEventBlockSize, 0);
+            for (long long i = 0; i < 50; ++i)
+                indexed->findEventBlock(i * 100, i * 977 % 3000, block);
+        }
         EXPECT_EQ(m_container.content(), content) << "reading has written";
         return count;
     }
@@ -67,7 +73,9 @@ TEST_P(DamagedEventDatabase, aHeaderThatCannotBeTrueIsRefused)
     EXPECT_GT(countEvents(patched(64, 65536, 4)), 0u);
 }
 
-TEST_P(DamagedEventDatabase, entriesThatShareABlockAreNotFollowedWithoutEnd)
+using DamagedEventList = DamagedEventDatabase;
+
+TEST_P(DamagedEventList, entriesThatShareABlockAreNotFollowedWithoutEnd)
 {
     const auto numberAt = [this](std::size_t offset) {
         unsigned long long number = 0;
@@ -115,7 +123,8 @@ TEST_P(DamagedEventDatabase, aDatabaseForReadingNeverWrites)
     EXPECT_EQ(m_container.content(), m_content);
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, DamagedEventDatabase, ::testing::Values(1000, 1001));
+INSTANTIATE_TEST_SUITE_P(Types, DamagedEventDatabase, ::testing::Values(1000, 1001, 1002));
+INSTANTIATE_TEST_SUITE_P(Types, DamagedEventList, ::testing::Values(1000, 1001));
 
 } // namespace
 } // namespace Tracewell

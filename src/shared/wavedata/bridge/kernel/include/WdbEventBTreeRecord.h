@@ -12,7 +12,8 @@ class WdbIBlockManager;
 class TRACEWELL_API WdbEventBTreeRecord
 {
 public:
-    /// The distance from the block's start time to that of the next block of the bucket.
+    /// The distance from the block's start time to that of the next block of the bucket; negative
+    /// where time goes back.
     long long getIndexLength() const { return m_indexLength; }
     /// WdbEventBlock::kKeySize bytes: the addresses that change in the block.
     const unsigned char* getKey() const { return m_key; }

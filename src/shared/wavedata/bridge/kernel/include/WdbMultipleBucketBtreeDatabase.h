@@ -100,6 +100,7 @@ public:
     WdbEventBtree* findTree(long long address) const;
 
 private:
+    bool liesInBuckets(long long address, unsigned int length) const;
     unsigned int findBucket(long long address) const;
     std::unique_ptr<WdbEventBtree> makeTree(unsigned int bucket) const;
     std::shared_ptr<WdbIEventBlockIterator> makeIterator(WdbEventBtree& tree) const;

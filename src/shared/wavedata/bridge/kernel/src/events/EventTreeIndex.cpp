@@ -1,5 +1,7 @@
 #include "EventTreeIndex.h"
 
+#include <algorithm>
+
 namespace Tracewell {
 
 bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path)
@@ -10,9 +12,7 @@ bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& p
     path.emplace_back();
     EventTreeStep& step = path.back();
     nodes.getBlock(offset, reinterpret_cast<char*>(&step.m_node), sizeof step.m_node);
-    const EventTreeNode& node = step.m_node;
-    if (node.m_count > EventTreeNode::kOrder ||
-        !std::is_sorted(node.m_lengths, node.m_lengths + node.m_count)) {
+    if (step.m_node.m_count > EventTreeNode::kOrder) {
         path.pop_back();
         return false;
     }
@@ -174,9 +174,11 @@ bool EventTreeIndex::find(unsigned int offset, long long time, WdbEventBTreeReco
                                              ? findBackward(offset)
                                              : findByTime(offset, time));
     nodes += m_nodesRead;
-    if (found)
-        record.getBlock(m_search.back().getChild(), m_data);
-    return found;
+    if (!found)
+        return false;
+    record.getBlock(m_search.back().getChild(), m_data);
+    return record.getBlockSize() > 0 &&
+           m_data.contains(record.getBlockOffset(), record.getBlockSize());
 }
 
 bool EventTreeIndex::enter(long long place) const

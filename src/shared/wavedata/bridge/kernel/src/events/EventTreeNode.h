@@ -3,7 +3,6 @@
 #include "WdbEventBlock.h"
 #include "WdbIBlockManager.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <type_traits>
@@ -46,11 +45,14 @@ struct EventTreeNode
         }
         return kNone;
     }
-    /// The first entry that ends behind `time`, or m_count.
+    /// The first entry that ends behind `time`, or m_count. The lengths are in order only where the
+    /// times of the events are.
     unsigned int findTime(long long time) const
     {
-        return static_cast<unsigned int>(std::upper_bound(m_lengths, m_lengths + m_count, time) -
-                                         m_lengths);
+        unsigned int entry = 0;
+        while (entry < m_count && m_lengths[entry] <= time)
+            ++entry;
+        return entry;
     }
 };
 
@@ -78,8 +80,8 @@ using EventTreePath = std::vector<EventTreeStep>;
 constexpr std::size_t kMostEventTreeLevels = 10;
 
 /// Reads the node at `offset` behind the path's last one. False, and the path is as it was, when
-/// there is no node that can be true: bytes outside the storage, too many entries, lengths that
-/// decrease, or a path too long.
+/// there is no node that can be true: bytes outside the storage, too many entries, or a path too
+/// long. Of lengths any can be true; the sums that are made of them saturate.
 bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path);
 
 /// Lengths of time saturate, so that a damaged or endless history stays in order.

@@ -2,7 +2,6 @@
 
 #include "WdbIBlockManager.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <type_traits>
 
@@ -67,12 +66,10 @@ void WdbEventBTreeRecord::setBlockPlace(long long offset, unsigned int size)
     m_blockSize = size;
 }
 
-// Times that go back are their caller's fault; the index stays in order all the same.
 void WdbEventBTreeRecord::setIndexLength(long long length)
 {
-    const long long inOrder = std::max(length, 0LL);
-    m_modified = m_modified || inOrder != m_indexLength;
-    m_indexLength = inOrder;
+    m_modified = m_modified || length != m_indexLength;
+    m_indexLength = length;
 }
 
 } // namespace Tracewell

@@ -43,11 +43,13 @@ void WdbEventBtree::openHeader(long long tableEntry)
 WdbEventBtree::~WdbEventBtree()
 {
     try {
-        flush();
+        filterAndSaveBlock();
     } catch (...) {
         // Events that somebody put into the block from outside of the bucket, which saving it has
         // refused before.
     }
+    if (m_index)
+        m_index->flushPending();
 }
 
 long long WdbEventBtree::getRoot() const

@@ -125,9 +125,7 @@ void WdbMultipleBucketBtreeDatabase::writeEvent(long long time, long long addres
 {
     if (!m_forWriting || m_trees.empty() || length == 0)
         return;
-    const unsigned long long end = m_trees.size() * std::uint64_t{kBucketDivision};
-    if (address < 0 || static_cast<unsigned long long>(address) >= end ||
-        length > end - static_cast<unsigned long long>(address))
+    if (!liesInBuckets(address, length))
         throw std::out_of_range("event outside the buckets");
     if (time > m_latestTime)
         m_latestTime = time;
@@ -145,6 +143,23 @@ void WdbMultipleBucketBtreeDatabase::writeEvent(long long time, long long addres
         value += piece;
         length -= piece;
     }
+}
+
+/// Whether each piece goes to a bucket that covers it. What begins above the address size goes to
+/// the last one.
+bool WdbMultipleBucketBtreeDatabase::liesInBuckets(long long address, unsigned int length) const
+{
+    const unsigned long long end = m_trees.size() * std::uint64_t{kBucketDivision};
+    const auto first = static_cast<unsigned long long>(address);
+    if (address < 0 || first >= end || length > end - first)
+        return false;
+    const unsigned long long size = m_header.m_addressSize;
+    const unsigned long long last = first + length - 1;
+    if (last <= size)
+        return true;
+    const unsigned long long above =
+        first > size ? first : (size / kBucketDivision + 1) * kBucketDivision;
+    return above > last || above >= end - kBucketDivision;
 }
 
 void WdbMultipleBucketBtreeDatabase::saveEvent(WdbEventBtree* tree, long long time,
