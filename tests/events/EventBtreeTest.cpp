@@ -243,6 +243,48 @@ TEST(BtreeDatabase, whatNoSearchWouldFindIsNotStored)
     EXPECT_TRUE(database.getIEventDataSource()->getEventIterator()->isEof());
 }
 
+TEST(BtreeDatabase, statesAreThoseOfTheLastChanges)
+{
+    std::mt19937 random(8);
+    TestContainer container;
+    std::vector<TestEvent> events;
+    {
+        const auto database = container.createDatabase(1002, 4096);
+        for (long long time = -9; events.size() < 20000; time += below(random, 40) / 39) {
+            events.push_back(
+                {time, below(random, 30) == 0 ? below(random, 3000) : 2030 + below(random, 30),
+                 randomBytes(random, 1 + below(random, 6))});
+            add(*database, events.back());
+        }
+    }
+    container.reopen();
+    const auto reopened = container.openDatabase();
+    auto& database = static_cast<WdbMultipleBucketBtreeDatabase&>(*reopened);
+    for (int query = 0; query < 300; ++query) {
+        const long long address = query % 2 == 0 ? 2040 + below(random, 20) : below(random, 3500);
+        const long long time = -10ll + below(random, 550);
+        std::vector<std::optional<std::pair<long long, char>>> expected(1 + below(random, 20));
+        for (const TestEvent& event : events) {
+            for (std::size_t i = 0; i < event.value.size() && event.time <= time; ++i) {
+                const long long at = event.address + static_cast<long long>(i) - address;
+                if (at >= 0 && at < static_cast<long long>(expected.size()))
+                    expected[static_cast<std::size_t>(at)] = {event.time, event.value[i]};
+            }
+        }
+        std::vector<WdbEventBtree::ByteState> states(expected.size());
+        WdbEventBtree::SearchCost cost;
+        database.findStates(address, time, states, cost);
+        for (std::size_t i = 0; i < states.size(); ++i) {
+            ASSERT_EQ(states[i].m_isKnown, expected[i].has_value())
+                << address + static_cast<long long>(i);
+            if (states[i].m_isKnown) {
+                ASSERT_EQ(std::make_pair(states[i].m_time, static_cast<char>(states[i].m_value)),
+                          *expected[i]);
+            }
+        }
+    }
+}
+
 /// A file that is copied away after sync holds everything.
 TEST(BtreeDatabase, syncedEventsSurvive)
 {

@@ -6,6 +6,7 @@
 #include "WdbIEventSource.h"
 
 #include <memory>
+#include <vector>
 
 namespace Tracewell {
 
@@ -93,6 +94,17 @@ public:
         long long getEndTime() const override { return 0; }
     };
 
+    /// What a byte is at some time: its last change at or before it.
+    struct ByteState
+    {
+        bool m_isKnown = false;
+        unsigned char m_value = 0;
+        long long m_time = 0;
+        /// The stored block that holds the change.
+        long long m_blockOffset = 0;
+        unsigned int m_blockSize = 0;
+    };
+
     /// How much a search touched.
     struct SearchCost
     {
@@ -135,6 +147,12 @@ public:
     /// The same search without the block: its record, and what the search touched.
     bool findRecord(long long address, long long time, WdbEventBTreeRecord& record,
                     SearchCost& cost) const;
+    /// What the bytes from `address` on are at `time`, for those of `states` that are not known
+    /// yet. They stay unknown when the address is not the tree's, or has not changed by then. Opens
+    /// blocks in which one of them changes, and no other, into `block`. Adds to `cost`. Stores the
+    /// block being filled first.
+    void findStates(long long address, long long time, std::vector<ByteState>& states,
+                    WdbEventBlock& block, SearchCost& cost);
     /// From the block that `time` falls into on. Stores the block being filled first.
     EventBlockIterator getEventBlockIterator(long long time);
     /// Over the block that holds the address's state at `step`. Stores the block being filled

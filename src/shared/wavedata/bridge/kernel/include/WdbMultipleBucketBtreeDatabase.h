@@ -93,6 +93,10 @@ public:
     /// Loads the block that holds the address's state at `time`. The answer is always false: the
     /// block tells whether there is one. It is left as it was where there is none.
     bool findEventBlock(long long address, long long time, WdbEventBlock& block);
+    /// What the bytes from `address` on are at `time`, one for each of `states`, which should be
+    /// unknown; see WdbEventBtree::findStates. Bytes without a bucket stay unknown.
+    void findStates(long long address, long long time,
+                    std::vector<WdbEventBtree::ByteState>& states, WdbEventBtree::SearchCost& cost);
     /// Over the block that holds the address's state at `step`; at its end, and empty, where there
     /// is none.
     std::shared_ptr<WdbIEventSource::Iterator> makeValueIterator(long long address, long long step);
@@ -114,6 +118,8 @@ private:
     /// A slot a bucket, null until the bucket's tree is needed.
     mutable std::vector<std::unique_ptr<WdbEventBtree>> m_trees;
     WdbEventDatabaseHeader m_header;
+    /// Of findStates, kept for its memory.
+    std::unique_ptr<WdbEventBlock> m_stateBlock;
     long long m_headerOffset = 0;
     long long m_latestTime = 0;
     int m_typeId;

@@ -165,17 +165,30 @@ void EventTreeIndex::rebuildPath()
     m_path.clear();
 }
 
-bool EventTreeIndex::find(unsigned int offset, long long time, WdbEventBTreeRecord& record,
-                          unsigned int& nodes) const
+bool EventTreeIndex::find(const EventTreeTarget& target, long long time,
+                          WdbEventBTreeRecord& record, unsigned int& nodes) const
 {
     m_search.clear();
     m_nodesRead = 0;
     const bool found = enter(m_root) && (time >= m_search.front().m_node.getTotalLength()
-                                             ? findBackward(offset)
-                                             : findByTime(offset, time));
+                                             ? findBackward(target)
+                                             : findByTime(target, time));
     nodes += m_nodesRead;
-    if (!found)
-        return false;
+    return found && readRecord(record);
+}
+
+bool EventTreeIndex::findBefore(const EventTreeTarget& target, WdbEventBTreeRecord& record,
+                                unsigned int& nodes) const
+{
+    m_nodesRead = 0;
+    const bool found = !m_search.empty() && stepBack(target, m_search.back().m_cursor);
+    nodes += m_nodesRead;
+    return found && readRecord(record);
+}
+
+/// False when the record names no block in the storage.
+bool EventTreeIndex::readRecord(WdbEventBTreeRecord& record) const
+{
     record.getBlock(m_search.back().getChild(), m_data);
     return record.getBlockSize() > 0 &&
            m_data.contains(record.getBlockOffset(), record.getBlockSize());
@@ -187,12 +200,12 @@ bool EventTreeIndex::enter(long long place) const
     return enterNode(m_nodes, place, m_search);
 }
 
-/// From the path's last node down to the last record that holds the address.
-bool EventTreeIndex::findBackward(unsigned int offset) const
+/// From the path's last node down to the last record that holds one of the addresses.
+bool EventTreeIndex::findBackward(const EventTreeTarget& target) const
 {
     for (;;) {
         EventTreeStep& step = m_search.back();
-        step.m_cursor = step.m_node.findBackward(step.m_node.m_count, offset);
+        step.m_cursor = step.m_node.findBackward(step.m_node.m_count, target);
         if (step.m_cursor == EventTreeNode::kNone)
             return false;
         if (step.m_node.m_isLeaf)
@@ -202,7 +215,23 @@ bool EventTreeIndex::findBackward(unsigned int offset) const
     }
 }
 
-bool EventTreeIndex::findByTime(unsigned int offset, long long time) const
+/// To the nearest one before the entry `end` of the path's last node, here or further up, and from
+/// there down to its last one.
+bool EventTreeIndex::stepBack(const EventTreeTarget& target, unsigned int end) const
+{
+    unsigned int cursor = m_search.back().m_node.findBackward(end, target);
+    while (cursor == EventTreeNode::kNone) {
+        m_search.pop_back();
+        if (m_search.empty())
+            return false;
+        cursor = m_search.back().m_node.findBackward(m_search.back().m_cursor, target);
+    }
+    EventTreeStep& step = m_search.back();
+    step.m_cursor = cursor;
+    return step.m_node.m_isLeaf || (enter(step.getChild()) && findBackward(target));
+}
+
+bool EventTreeIndex::findByTime(const EventTreeTarget& target, long long time) const
 {
     for (;;) {
         EventTreeStep& step = m_search.back();
@@ -210,28 +239,18 @@ bool EventTreeIndex::findByTime(unsigned int offset, long long time) const
         const unsigned int first = node.findTime(time);
         if (first == node.m_count)
             return false;
-        unsigned int cursor = node.hasAddress(first, offset) ? first : EventTreeNode::kNone;
+        unsigned int cursor = target.isIn(node.m_keys[first])
+                                  ? first
+                                  : static_cast<unsigned int>(EventTreeNode::kNone);
         // Entries without length at the beginning, when the time lies before it.
         for (unsigned int next = first + 1;
              next < node.m_count && node.getPrecedingLength(next) == node.getPrecedingLength(first);
              ++next) {
-            if (node.hasAddress(next, offset))
+            if (target.isIn(node.m_keys[next]))
                 cursor = next;
         }
-        if (cursor == EventTreeNode::kNone) {
-            // Here or further up, the nearest one before; below that, its last one.
-            cursor = node.findBackward(first, offset);
-            while (cursor == EventTreeNode::kNone) {
-                m_search.pop_back();
-                if (m_search.empty())
-                    return false;
-                cursor = m_search.back().m_node.findBackward(m_search.back().m_cursor, offset);
-            }
-            m_search.back().m_cursor = cursor;
-            if (m_search.back().m_node.m_isLeaf)
-                return true;
-            return enter(m_search.back().getChild()) && findBackward(offset);
-        }
+        if (cursor == EventTreeNode::kNone)
+            return stepBack(target, first);
         step.m_cursor = cursor;
         if (node.m_isLeaf)
             return true;

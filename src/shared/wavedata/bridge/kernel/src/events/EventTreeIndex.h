@@ -27,11 +27,14 @@ public:
     void flushPending();
     void clearPending() { m_pending.reset(); }
 
-    /// The record of the last block at or before `time`, relative to the tree's start, in which
-    /// the address `offset` of the bucket changes; false when there is none. Adds to `nodes` how
-    /// many nodes were read.
-    bool find(unsigned int offset, long long time, WdbEventBTreeRecord& record,
+    /// The record of the last block at or before `time`, relative to the tree's start, in which one
+    /// of the addresses changes; false when there is none. Adds to `nodes` how many nodes were
+    /// read.
+    bool find(const EventTreeTarget& target, long long time, WdbEventBTreeRecord& record,
               unsigned int& nodes) const;
+    /// The same for the block before the one found last.
+    bool findBefore(const EventTreeTarget& target, WdbEventBTreeRecord& record,
+                    unsigned int& nodes) const;
 
     long long getRoot() const { return m_root; }
 
@@ -53,8 +56,10 @@ private:
     long long addNode(const EventTreeNode& node);
     void rebuildPath();
     bool enter(long long place) const;
-    bool findBackward(unsigned int offset) const;
-    bool findByTime(unsigned int offset, long long time) const;
+    bool findBackward(const EventTreeTarget& target) const;
+    bool findByTime(const EventTreeTarget& target, long long time) const;
+    bool stepBack(const EventTreeTarget& target, unsigned int end) const;
+    bool readRecord(WdbEventBTreeRecord& record) const;
 
     WdbIBlockManager& m_nodes;
     WdbIBlockManager& m_data;

@@ -3,12 +3,43 @@
 #include "WdbEventBlock.h"
 #include "WdbIBlockManager.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <type_traits>
 #include <vector>
 
 namespace Tracewell {
+
+/// Addresses of a bucket that a search looks for.
+class EventTreeTarget
+{
+public:
+    void add(unsigned int offset)
+    {
+        const unsigned int byte = offset / 8;
+        m_bits[byte] = static_cast<unsigned char>(m_bits[byte] | 1 << offset % 8);
+        m_begin = std::min(m_begin, byte);
+        m_end = std::max(m_end, byte + 1);
+    }
+    void remove(unsigned int offset)
+    {
+        m_bits[offset / 8] = static_cast<unsigned char>(m_bits[offset / 8] & ~(1 << offset % 8));
+    }
+    bool isIn(const unsigned char* key) const
+    {
+        for (unsigned int byte = m_begin; byte < m_end; ++byte) {
+            if ((key[byte] & m_bits[byte]) != 0)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    unsigned char m_bits[WdbEventBlock::kKeySize] = {};
+    unsigned int m_begin = WdbEventBlock::kKeySize;
+    unsigned int m_end = 0;
+};
 
 /// A node of a bucket's index as it lies in the file. Entry i covers the times from its
 /// predecessor's cumulative length (0 for the first) up to its own, relative to the node's start.
@@ -32,15 +63,11 @@ struct EventTreeNode
         return entry > 0 ? m_lengths[entry - 1] : 0;
     }
     long long getTotalLength() const { return m_count > 0 ? m_lengths[m_count - 1] : 0; }
-    bool hasAddress(unsigned int entry, unsigned int offset) const
-    {
-        return (m_keys[entry][offset / 8] >> offset % 8 & 1) != 0;
-    }
-    /// The last entry before `end` that holds the address, or kNone.
-    unsigned int findBackward(unsigned int end, unsigned int offset) const
+    /// The last entry before `end` that holds any of the addresses, or kNone.
+    unsigned int findBackward(unsigned int end, const EventTreeTarget& target) const
     {
         while (end > 0) {
-            if (hasAddress(--end, offset))
+            if (target.isIn(m_keys[--end]))
                 return end;
         }
         return kNone;

@@ -3,12 +3,35 @@
 #include "BlockStore.h"
 #include "EventTreeIndex.h"
 
+#include <algorithm>
+
 namespace Tracewell {
 
 namespace {
 
 /// Of the block that a search without an answer stands on.
 constexpr unsigned int kEmptyBlockSize = 100;
+
+/// Takes the bytes that the event gives and that are not known yet, and answers how many these are.
+std::size_t takeStates(const WdbEvent& event, const WdbEventBTreeRecord& record, long long address,
+                       std::vector<WdbEventBtree::ByteState>& states, EventTreeTarget& target)
+{
+    const long long start = event.getStartAddress();
+    const long long end = addLengths(start, event.getValuelength());
+    std::size_t taken = 0;
+    for (long long at = std::max(start, address);
+         at < end && at - address < static_cast<long long>(states.size()); ++at) {
+        WdbEventBtree::ByteState& state = states[static_cast<std::size_t>(at - address)];
+        const long long offset = at - event.getBaseAddress();
+        if (state.m_isKnown || offset >= WdbEventBlock::kKeyAddresses)
+            continue;
+        state = {true, event.getValueWithStartAddress(start, at), event.getTime(),
+                 record.getBlockOffset(), record.getBlockSize()};
+        target.remove(static_cast<unsigned int>(offset));
+        ++taken;
+    }
+    return taken;
+}
 
 } // namespace
 
@@ -115,8 +138,9 @@ bool WdbEventBtree::findRecord(long long address, long long time, WdbEventBTreeR
     if (!m_index || offset < 0 || offset >= WdbEventBlock::kKeyAddresses)
         return false;
     m_index->flushPending();
-    return m_index->find(static_cast<unsigned int>(offset),
-                         subtractTimes(time, m_header.m_startTime), record, cost.m_nodes);
+    EventTreeTarget target;
+    target.add(static_cast<unsigned int>(offset));
+    return m_index->find(target, subtractTimes(time, m_header.m_startTime), record, cost.m_nodes);
 }
 
 bool WdbEventBtree::findEventBlock(long long address, long long time, WdbEventBlock& block) const
@@ -128,6 +152,45 @@ bool WdbEventBtree::findEventBlock(long long address, long long time, WdbEventBl
     block.setBaseAddress(m_baseAddress);
     block.loadBlock(record.getBlockOffset(), record.getBlockSize(), m_data);
     return true;
+}
+
+// The block that the time falls into may hold a byte's changes behind the time alone: then it is
+// looked for in the blocks before.
+void WdbEventBtree::findStates(long long address, long long time, std::vector<ByteState>& states,
+                               WdbEventBlock& block, SearchCost& cost)
+{
+    flush();
+    EventTreeTarget target;
+    std::size_t missing = 0;
+    for (std::size_t i = 0; i < states.size(); ++i) {
+        const long long offset =
+            subtractTimes(addLengths(address, static_cast<long long>(i)), m_baseAddress);
+        if (states[i].m_isKnown || offset < 0 || offset >= WdbEventBlock::kKeyAddresses)
+            continue;
+        target.add(static_cast<unsigned int>(offset));
+        ++missing;
+    }
+    if (!m_index || missing == 0)
+        return;
+    block.setBaseAddress(m_baseAddress);
+    WdbEventBTreeRecord record;
+    unsigned int nodes = 0;
+    bool found = m_index->find(target, subtractTimes(time, m_header.m_startTime), record, nodes);
+    // No more nodes than the storage has room for: those of a damaged tree may be one and the same.
+    while (found && m_nodes.contains(0, nodes * sizeof(EventTreeNode))) {
+        block.loadBlock(record.getBlockOffset(), record.getBlockSize(), m_data);
+        ++cost.m_blocks;
+        WdbEventBlock::Iterator it = block.getIterator();
+        for (unsigned int index = block.size(); index > 0 && missing > 0;) {
+            it.setIndex(--index);
+            if ((*it).getTime() <= time)
+                missing -= takeStates(*it, record, address, states, target);
+        }
+        if (missing == 0)
+            break;
+        found = m_index->findBefore(target, record, nodes);
+    }
+    cost.m_nodes += nodes;
 }
 
 WdbEventBtree::EventBlockIterator WdbEventBtree::getEventBlockIterator(long long time)

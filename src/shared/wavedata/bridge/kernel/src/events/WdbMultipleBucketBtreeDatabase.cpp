@@ -317,6 +317,22 @@ bool WdbMultipleBucketBtreeDatabase::findEventBlock(long long address, long long
     return false;
 }
 
+void WdbMultipleBucketBtreeDatabase::findStates(long long address, long long time,
+                                                std::vector<WdbEventBtree::ByteState>& states,
+                                                WdbEventBtree::SearchCost& cost)
+{
+    const Lock lock(m_blockManager.getMutex());
+    if (!m_stateBlock)
+        m_stateBlock = std::make_unique<WdbEventBlock>(m_header.m_maxEventBlockSize, 0);
+    // The tree of the first byte, and then of each bucket's first one.
+    for (unsigned long long i = 0; i < states.size();) {
+        const long long byte = advanceAddress(address, i);
+        if (WdbEventBtree* const tree = findTree(byte))
+            tree->findStates(address, time, states, *m_stateBlock, cost);
+        i += kBucketDivision - static_cast<unsigned long long>(byte) % kBucketDivision;
+    }
+}
+
 WdbEventBtree* WdbMultipleBucketBtreeDatabase::findTree(long long address) const
 {
     return m_trees.empty() ? nullptr : loadEventBtree(static_cast<int>(findBucket(address)));
