@@ -92,8 +92,9 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
                                     FileMutator(readFile(m_directory.path("kernel.wdb"))),
                                     FileMutator(readFile(m_directory.path("transitions.wdb")))};
     for (const char* const sound : {"imported.wdb", "kernel.wdb", "transitions.wdb"}) {
-        if (sound[0] != 't')
+        if (sound[0] != 't') {
             EXPECT_GT(mutators[sound[0] == 'k'].countStreams(), 5u);
+        }
         for (std::vector<std::string> command : commands) {
             if (sound[0] == 't' && command[0] == "events")
                 continue;

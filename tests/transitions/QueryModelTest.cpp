@@ -151,6 +151,28 @@ protected:
         EXPECT_TRUE(left == history.end() || left->first >= to) << "lost " << left->first;
     }
 
+    /// The same in parts of any size.
+    void checkHistory(DataBase& base, unsigned int id, long long from, long long to)
+    {
+        SCOPED_TRACE("history " + std::to_string(from) + " to " + std::to_string(to));
+        const History& history = m_objects.at(id).history;
+        auto wanted = history.lower_bound(from);
+        std::vector<Transition> out;
+        for (bool hasMore = true; hasMore;) {
+            const std::size_t most = 1 + m_random() % (m_random() % 2 == 0 ? 10 : 5000);
+            out.clear();
+            hasMore = base.getHistory(id, from, to, most, out);
+            ASSERT_TRUE(hasMore ? out.size() == most : out.size() <= most);
+            for (const Transition& entry : out) {
+                ASSERT_TRUE(wanted != history.end());
+                expectValue(id, entry, wanted->first);
+                ++wanted;
+                from = entry.time + 1;
+            }
+        }
+        EXPECT_TRUE(wanted == history.end() || wanted->first > to);
+    }
+
     void check(DataBase& base)
     {
         for (auto& [id, object] : m_objects) {
@@ -177,6 +199,11 @@ protected:
                 checkRange(base, id, from, to, 0);
                 checkRange(base, id, from, to, static_cast<long long>(m_random() % 2000));
             }
+            for (int i = 0; i < 6; ++i) {
+                const long long from = someTime();
+                checkHistory(base, id, from, from + static_cast<long long>(m_random() % 30'000));
+            }
+            checkHistory(base, id, 0, last);
             checkRange(base, id, 0, last + 1, 0);
             checkRange(base, id, 0, last + 1, 1 + last / 1000);
             if (HasFailure())

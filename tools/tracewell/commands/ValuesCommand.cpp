@@ -52,6 +52,7 @@ std::size_t usualWidth(const Signal& signal, const ValueText& valueText)
     case Signal::Form::String:
         return kRealWidth;
     case Signal::Form::Event:
+    case Signal::Form::Object:
         break;
     }
     return 1;

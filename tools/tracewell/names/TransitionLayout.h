@@ -15,7 +15,7 @@ namespace tracewell {
 //   Real    1 ValueDouble.
 //   Event   1 ValueInt32: a count that goes up by one with each firing, modulo 2^24, times 256,
 //           plus the code of the letter that came with it (see kLetters). All firings of one time
-//           are in the transition of that time.
+//           are in the transition of that time, kMostFirings at most.
 //   String  none: a transition database keeps no texts.
 //
 // A bit whose letter is none of 0 1 z x has the nearest of these there, and the letter itself in a
@@ -28,8 +28,17 @@ constexpr std::uint8_t kNoNineState = 15;
 /// The codes of four states.
 constexpr std::uint8_t kLetterMask = 3;
 constexpr std::uint32_t kEventCounts = 1u << 24;
+/// A count that goes up by more is damaged: what it would be written out as has no bound.
+constexpr std::uint32_t kMostFirings = (1u << 16) - 1;
 /// The most transition objects that a table may ask for, nine-state ones included.
 constexpr unsigned long long kMostTransitionObjects = 1ull << 30;
+
+/// How often an event fired at a time, by its counts before and then; 1 where that makes no sense.
+inline std::uint32_t firingsBetween(std::uint32_t before, std::uint32_t count)
+{
+    const std::uint32_t firings = (count - before) % kEventCounts;
+    return firings <= kMostFirings ? firings : 1;
+}
 
 /// Numbers of all objects of a table.
 class TransitionLayout

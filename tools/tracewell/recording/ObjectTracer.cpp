@@ -80,8 +80,8 @@ std::string ObjectTracer::traceFiring(std::uint32_t object, long long time, std:
     } else if (firings.code != code) {
         return refusal(object, "fires with different letters at one time");
     }
-    if (++firings.atTime == kEventCounts) {
-        return refusal(object, fmt::format("fires more than {} times at once", kEventCounts - 1));
+    if (++firings.atTime > kMostFirings) {
+        return refusal(object, fmt::format("fires more than {} times at once", kMostFirings));
     }
     firings.code = code;
     firings.count = (firings.count + 1) % kEventCounts;

@@ -11,8 +11,8 @@ namespace tracewell {
 namespace {
 
 /// Changes that are brought into order together.
-constexpr std::size_t kFewest = 1 << 18;
-constexpr std::size_t kMost = 1 << 21;
+constexpr std::size_t kFewest = 1 << 17;
+constexpr std::size_t kMost = 1 << 19;
 /// The first stretch is an object's share of that.
 constexpr std::size_t kFirst = 1 << 16;
 constexpr unsigned int kBitsOfGroup = 32;
@@ -20,8 +20,7 @@ constexpr long long kBytesOfGroup = 8;
 
 } // namespace
 
-TransitionChanges::TransitionChanges(const std::string& path)
-    : ReplayedChanges(path), m_file(path), m_query(m_file.database())
+TransitionChanges::TransitionChanges(const std::string& path) : ReplayedChanges(path), m_file(path)
 {
     m_file.requireNames();
     start(m_texts);
@@ -50,7 +49,11 @@ void TransitionChanges::findSources()
     for (std::size_t i = 0; i < objects.size(); ++i) {
         const bool hasBits = objects[i].objectClass == ObjectClass::Scalar ||
                              objects[i].objectClass == ObjectClass::Vector;
-        for (std::uint32_t bit = 0; bit < TransitionLayout::countOf(objects[i]); ++bit) {
+        const std::uint32_t count = TransitionLayout::countOf(objects[i]);
+        if (!areAllPresent(m_file.database(), ids.idOf(i), count)) {
+            continue;
+        }
+        for (std::uint32_t bit = 0; bit < count; ++bit) {
             const std::uint32_t id = ids.idOf(i) + bit;
             add(id, i, bit, false);
             if (hasBits) {
@@ -94,31 +97,48 @@ void TransitionChanges::applyNext()
     showLetters();
 }
 
-/// Brings the next stretch of all objects together.
+/// Brings the next stretch of all objects together: a shorter one where there is too much.
 void TransitionChanges::gather()
 {
-    m_changes.clear();
+    long long to = 0;
+    do {
+        to = m_from > m_lastTime - m_span ? m_lastTime : m_from + m_span - 1;
+        m_changes.clear();
+    } while (!collect(to));
     m_at = 0;
-    const long long to = m_from > m_lastTime - m_span ? m_lastTime : m_from + m_span - 1;
+    std::stable_sort(m_changes.begin(), m_changes.end(),
+                     [](const Change& a, const Change& b) { return a.time < b.time; });
+    m_from = to + 1;
+    if (m_changes.size() < kFewest && m_span < std::numeric_limits<long long>::max() / 4) {
+        m_span *= 2;
+    }
+}
+
+/// False, with a shorter span, when the stretch has more than there is room for. At a single time
+/// there is always room for what all objects have then.
+bool TransitionChanges::collect(long long to)
+{
     for (std::size_t i = 0; i < m_sources.size(); ++i) {
         const Source& source = m_sources[i];
         if (source.first > to || source.last < m_from) {
             continue;
         }
-        m_states.clear();
-        m_query.ask(source.id, source.last, m_from, to, m_states);
-        for (const ObjectState& change : m_states) {
-            m_changes.push_back({change.time, static_cast<std::uint32_t>(i), change.bits});
+        m_answers.clear();
+        const std::size_t room = std::max(kMost, m_changes.size() + 1) - m_changes.size();
+        const bool hasMore = m_file.database().getHistory(source.id, m_from, to, room, m_answers);
+        if (hasMore && m_span > 1) {
+            m_span /= 2;
+            return false;
+        }
+        for (const Tracewell::Transition& answer : m_answers) {
+            if (answer.value.getType() != Tracewell::ValueNone) {
+                ObjectState state;
+                state.take(answer);
+                m_changes.push_back({state.time, static_cast<std::uint32_t>(i), state.bits});
+            }
         }
     }
-    std::stable_sort(m_changes.begin(), m_changes.end(),
-                     [](const Change& a, const Change& b) { return a.time < b.time; });
-    m_from = to + 1;
-    if (m_changes.size() > kMost) {
-        m_span = std::max(m_span / 2, 1LL);
-    } else if (m_changes.size() < kFewest && m_span < std::numeric_limits<long long>::max() / 4) {
-        m_span *= 2;
-    }
+    return true;
 }
 
 void TransitionChanges::apply(const Change& change)
@@ -197,7 +217,7 @@ void TransitionChanges::showLetters()
 void TransitionChanges::applyEvent(std::uint32_t object, std::uint32_t bits)
 {
     const std::uint32_t count = bits >> 8;
-    const std::uint32_t times = (count - m_counts[object]) % kEventCounts;
+    const std::uint32_t times = firingsBetween(m_counts[object], count);
     m_counts[object] = count;
     if (times != 0) {
         values().fire(object, times, static_cast<std::uint8_t>(bits));

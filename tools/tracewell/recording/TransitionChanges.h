@@ -12,7 +12,7 @@
 namespace tracewell {
 
 /// The changes of a recording in a transition database, brought into the order of time a stretch
-/// after the other.
+/// after the other. A stretch is as long as a bounded number of changes allows.
 class TransitionChanges : public ReplayedChanges
 {
 public:
@@ -48,6 +48,7 @@ private:
 
     void findSources();
     void gather();
+    bool collect(long long to);
     void apply(const Change& change);
     void applyBit(const Source& source, std::uint8_t code);
     void applyNineState(const Source& source, std::uint8_t code);
@@ -80,8 +81,7 @@ private:
     /// Objects of these that changed at this time.
     std::vector<std::uint32_t> m_spelled;
     std::unordered_map<std::uint32_t, std::uint32_t> m_counts;
-    TransitionQuery m_query;
-    std::vector<ObjectState> m_states;
+    std::vector<Tracewell::Transition> m_answers;
 };
 
 } // namespace tracewell

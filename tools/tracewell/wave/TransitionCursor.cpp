@@ -1,8 +1,11 @@
 #include "wave/TransitionCursor.h"
 
+#include "CommandError.h"
 #include "names/TransitionLayout.h"
 
 #include "DataBase.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
@@ -15,14 +18,9 @@ namespace {
 /// The a-word and the b-word of a group.
 constexpr std::size_t kBitsOfGroup = 32;
 constexpr std::size_t kBytesOfGroup = 8;
-
-bool isPresent(Tracewell::DataBase& database, std::uint32_t id)
-{
-    long long first = 0;
-    long long last = 0;
-    Tracewell::ValueType type = Tracewell::ValueNone;
-    return database.getTransInfo(id, first, last, type);
-}
+/// Transitions that all columns may hold together.
+constexpr std::size_t kMostHeld = 1 << 20;
+constexpr std::uint32_t kMostBits = 1 << 20;
 
 } // namespace
 
@@ -36,15 +34,24 @@ TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& 
         asked.from = --m_from;
     }
     m_state.plain.resize(static_cast<std::size_t>(signal.size));
+    if (!areAllPresent(database, signal.firstId, signal.idCount)) {
+        return;
+    }
+    if (signal.idCount > kMostBits) {
+        throw CommandError(fmt::format("{}: {} bits are more than can be shown, which is {}; "
+                                       "`tracewell export` gives them",
+                                       signal.label, signal.idCount, kMostBits));
+    }
+    m_held = std::clamp(kMostHeld / std::max<std::size_t>(signal.idCount, 1),
+                        TransitionStream::kFewestHeld, TransitionStream::kMostHeld);
     const bool hasBits = m_form == Signal::Form::Scalar || m_form == Signal::Form::Vector;
-    m_columns.reserve(std::size_t{2} * signal.idCount);
     for (std::uint32_t bit = 0; bit < signal.idCount; ++bit) {
         addColumn(signal.firstId + bit, bit, false, asked);
     }
     m_blankColumns = m_columns.size();
     for (std::uint32_t bit = 0; hasBits && bit < signal.idCount; ++bit) {
         const std::uint32_t id = signal.firstId + bit + signal.nineStateOffset;
-        if (signal.nineStateOffset != 0 && isPresent(database, id)) {
+        if (signal.nineStateOffset != 0 && areAllPresent(database, id, 1)) {
             m_nineStates.resize(signal.idCount, kNoNineState);
             addColumn(id, bit, true, asked);
         }
@@ -57,7 +64,7 @@ TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& 
 void TransitionCursor::addColumn(std::uint32_t id, std::uint32_t bit, bool isNineState,
                                  const TimeWindow& window)
 {
-    Column& column = m_columns.emplace_back(m_database, id, window);
+    Column& column = m_columns.emplace_back(m_database, id, window, m_held);
     column.bit = bit;
     column.isNineState = isNineState;
 }
@@ -215,7 +222,7 @@ void TransitionCursor::showLetters()
 void TransitionCursor::countFirings(std::uint32_t count)
 {
     // The count wraps. Behind a dense stretch the one before is not known.
-    m_state.firings = m_countKnown ? (count - m_lastCount) % kEventCounts : 1;
+    m_state.firings = m_countKnown ? firingsBetween(m_lastCount, count) : 1;
     m_lastCount = count;
     m_countKnown = true;
 }

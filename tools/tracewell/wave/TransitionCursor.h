@@ -13,6 +13,7 @@ class TransitionCursor : public SignalCursor
 {
 public:
     /// The database must outlive it.
+    /// \throws CommandError for more bits than there can be a place for.
     TransitionCursor(Tracewell::DataBase& database, const Signal& signal, const TimeWindow& window);
 
     bool next() override;
@@ -20,8 +21,9 @@ public:
 private:
     struct Column
     {
-        Column(Tracewell::DataBase& database, std::uint32_t objectId, const TimeWindow& window)
-            : id(objectId), stream(database, objectId, window)
+        Column(Tracewell::DataBase& database, std::uint32_t objectId, const TimeWindow& window,
+               std::size_t held)
+            : id(objectId), stream(database, objectId, window, held)
         {}
 
         std::uint32_t id;
@@ -61,6 +63,8 @@ private:
     bool m_started = false;
     std::vector<Column> m_columns;
     std::vector<Due> m_due;
+    /// Transitions that a column may hold.
+    std::size_t m_held = TransitionStream::kMostHeld;
     std::size_t m_blankColumns = 0;
     std::size_t m_denseColumns = 0;
     /// Of each bit; kept only where there are nine-state objects.

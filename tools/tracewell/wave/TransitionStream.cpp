@@ -11,29 +11,12 @@ namespace {
 
 using Tracewell::Transition;
 
-/// How many transitions are asked for together.
-constexpr std::size_t kFewest = 1024;
-constexpr std::size_t kMost = 8192;
-/// Into so many parts a history is cut at first.
-constexpr long long kFirstParts = 64;
+/// A drawing is asked for in parts of so many pixels, many more than a screen has.
+constexpr long long kPixels = 1 << 16;
 
 bool hasValue(const Transition& transition)
 {
     return transition.value.getType() != Tracewell::ValueNone;
-}
-
-/// A list for drawing may say at the object's last transition only that nothing is known behind it.
-/// `first` is where the object's states begin in `out`.
-void appendLast(Tracewell::DataBase& database, std::uint32_t id, long long lastTime, long long from,
-                long long to, std::vector<ObjectState>& out, std::size_t first)
-{
-    if (lastTime < from || lastTime > to || (out.size() > first && out.back().time >= lastTime)) {
-        return;
-    }
-    const Transition last = database.getCurrentTransition(id, lastTime);
-    if (hasValue(last) && last.time == lastTime) {
-        out.emplace_back().take(last);
-    }
 }
 
 } // namespace
@@ -50,32 +33,27 @@ void ObjectState::take(const Transition& transition)
     isExact = true;
 }
 
-void TransitionQuery::ask(std::uint32_t id, long long lastTime, long long from, long long to,
-                          std::vector<ObjectState>& out)
+bool areAllPresent(Tracewell::DataBase& database, std::uint32_t firstId, std::uint32_t count)
 {
-    const std::size_t first = out.size();
-    m_answers.clear();
-    m_database->getTransitions(id, from, to + 1, 0, m_answers);
-    for (const Transition& answer : m_answers) {
-        if (hasValue(answer) && answer.time >= from && answer.time <= to &&
-            (out.size() == first || answer.time > out.back().time)) {
-            out.emplace_back().take(answer);
+    long long first = 0;
+    long long last = 0;
+    Tracewell::ValueType type = Tracewell::ValueNone;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (!database.getTransInfo(firstId + i, first, last, type)) {
+            return false;
         }
     }
-    appendLast(*m_database, id, lastTime, from, to, out, first);
+    return true;
 }
 
 TransitionStream::TransitionStream(Tracewell::DataBase& database, std::uint32_t id,
-                                   const TimeWindow& window)
-    : m_database(&database), m_id(id), m_window(window), m_from(window.from), m_query(database)
+                                   const TimeWindow& window, std::size_t held)
+    : m_database(&database), m_id(id), m_window(window), m_from(window.from), m_held(held)
 {
     long long first = 0;
     Tracewell::ValueType type = Tracewell::ValueNone;
-    if (!database.getTransInfo(id, first, m_lastTime, type)) {
-        m_lastTime = std::numeric_limits<long long>::min();
-    }
+    m_isAtEnd = !database.getTransInfo(id, first, m_lastTime, type);
     m_window.to = std::min(m_window.to, std::numeric_limits<long long>::max() - 1);
-    m_span = std::max(m_lastTime / kFirstParts - first / kFirstParts, 1LL);
 }
 
 bool TransitionStream::next(ObjectState& state)
@@ -93,63 +71,83 @@ bool TransitionStream::load()
 {
     m_states.clear();
     m_at = 0;
-    if (m_lastTime == std::numeric_limits<long long>::min()) {
+    if (m_isAtEnd) {
         return false;
     }
-    if (!m_isAtStart) {
-        if (m_from > std::min(m_window.to, m_lastTime)) {
-            return false;
-        }
-        askForPart();
-        return true;
+    if (m_window.resolution > 0) {
+        askForDrawing();
+    } else if (m_isAtStart) {
+        askForStart();
+    } else {
+        askForHistory();
     }
     m_isAtStart = false;
-    if (m_window.resolution > 0) {
-        askForAll();
-        m_from = std::numeric_limits<long long>::max();
-        return true;
-    }
-    const Transition current = m_database->getCurrentTransition(m_id, m_window.from);
-    if (hasValue(current) && current.time <= m_window.from) {
-        m_states.emplace_back().take(current);
-        ++m_from;
-    }
     return true;
 }
 
-/// At a resolution the answers are as few as the pixels.
-void TransitionStream::askForAll()
+void TransitionStream::add(const Transition& transition)
+{
+    m_states.emplace_back().take(transition);
+    m_hasGiven = true;
+    m_givenTime = transition.time;
+}
+
+void TransitionStream::askForStart()
+{
+    const Transition current = m_database->getCurrentTransition(m_id, m_window.from);
+    if (hasValue(current) && current.time <= m_window.from) {
+        add(current);
+        ++m_from;
+    }
+}
+
+void TransitionStream::askForHistory()
 {
     std::vector<Transition> answers;
-    m_database->getTransitions(m_id, m_window.from, m_window.to + 1, m_window.resolution + 1,
-                               answers);
-    bool isBehindDense = false;
+    m_isAtEnd = m_from > m_window.to ||
+                !m_database->getHistory(m_id, m_from, m_window.to, m_asked, answers);
     for (const Transition& answer : answers) {
-        if (!hasValue(answer) || answer.time > m_window.to ||
-            (!m_states.empty() && answer.time <= m_states.back().time)) {
+        if (hasValue(answer)) {
+            add(answer);
+        }
+    }
+    if (!answers.empty()) {
+        m_from = answers.back().time + 1;
+    }
+    m_asked = std::min(4 * m_asked, m_held);
+}
+
+/// The next part of the drawing. Its parts overlap by what holds where one begins.
+void TransitionStream::askForDrawing()
+{
+    const long long pixel = m_window.resolution + 1;
+    const bool isLast = m_from > m_window.to || (m_window.to - m_from) / pixel < kPixels;
+    const long long to = isLast ? m_window.to : m_from + kPixels * pixel;
+    std::vector<Transition> answers;
+    m_database->getTransitions(m_id, m_from, to + 1, pixel, answers);
+    for (const Transition& answer : answers) {
+        // A run that goes on behind the part is not at its end.
+        const bool isCut = !isLast && m_isBehindDense && answer.time == to;
+        if (!hasValue(answer) || answer.time > to || isCut ||
+            (m_hasGiven && answer.time <= m_givenTime)) {
             continue;
         }
         if (!m_states.empty() && answer.time <= m_window.from) {
             m_states.pop_back();
         }
-        m_states.emplace_back().take(answer);
-        m_states.back().isExact = !isBehindDense;
-        isBehindDense = m_states.back().isDense;
+        add(answer);
+        m_states.back().isExact = !m_isBehindDense;
+        m_isBehindDense = m_states.back().isDense;
     }
-    appendLast(*m_database, m_id, m_lastTime, m_window.from, m_window.to, m_states, 0);
-}
-
-void TransitionStream::askForPart()
-{
-    const long long last = std::min(m_window.to, m_lastTime);
-    const long long to = m_from > last - m_span ? last : m_from + m_span - 1;
-    m_query.ask(m_id, m_lastTime, m_from, to, m_states);
+    // A list for drawing may say at the object's last transition only that nothing is known behind.
+    if (m_lastTime >= m_from && m_lastTime <= to && (!m_hasGiven || m_givenTime < m_lastTime)) {
+        const Transition last = m_database->getCurrentTransition(m_id, m_lastTime);
+        if (hasValue(last) && last.time == m_lastTime) {
+            add(last);
+        }
+    }
     m_from = to + 1;
-    if (m_states.size() > kMost) {
-        m_span = std::max(m_span / 2, 1LL);
-    } else if (m_states.size() < kFewest && m_span < std::numeric_limits<long long>::max() / 4) {
-        m_span *= 4;
-    }
+    m_isAtEnd = isLast || m_from > m_lastTime;
 }
 
 } // namespace tracewell

@@ -28,22 +28,9 @@ struct ObjectState
     void take(const Tracewell::Transition& transition);
 };
 
-/// Asks for every transition of objects, a stretch of time at once.
-class TransitionQuery
-{
-public:
-    /// The database must outlive it.
-    explicit TransitionQuery(Tracewell::DataBase& database) : m_database(&database) {}
-
-    /// Appends the transitions of an object at `from` to `to`, in order. `lastTime` is that of the
-    /// object's last one.
-    void ask(std::uint32_t id, long long lastTime, long long from, long long to,
-             std::vector<ObjectState>& out);
-
-private:
-    Tracewell::DataBase* m_database;
-    std::vector<Tracewell::Transition> m_answers;
-};
+/// Whether each of a run of objects has any transition. A vector of which this is not true never
+/// has a value.
+bool areAllPresent(Tracewell::DataBase& database, std::uint32_t firstId, std::uint32_t count);
 
 /// The history of one object through a window. First what holds at its start, if there is anything,
 /// then every transition in it, whether it changes the value or not. Holds a bounded part of the
@@ -51,27 +38,38 @@ private:
 class TransitionStream
 {
 public:
-    /// The database must outlive it.
-    TransitionStream(Tracewell::DataBase& database, std::uint32_t id, const TimeWindow& window);
+    static constexpr std::size_t kFewestHeld = 16;
+    static constexpr std::size_t kMostHeld = 4096;
+
+    /// The database must outlive it. `held` is how many transitions may be in memory, kFewestHeld
+    /// to kMostHeld. With a resolution, there may be as many as there are pixels in a drawing.
+    TransitionStream(Tracewell::DataBase& database, std::uint32_t id, const TimeWindow& window,
+                     std::size_t held = kMostHeld);
 
     /// False at the end.
     bool next(ObjectState& state);
 
 private:
     bool load();
-    void askForAll();
-    void askForPart();
+    void askForStart();
+    void askForHistory();
+    void askForDrawing();
+    void add(const Tracewell::Transition& transition);
 
     Tracewell::DataBase* m_database;
     std::uint32_t m_id;
     TimeWindow m_window;
     /// Of the object.
     long long m_lastTime = 0;
-    /// Where the part begins that was not asked for yet, and the time that the next one covers.
+    /// Where the part begins that was not asked for yet.
     long long m_from;
-    long long m_span = 1;
+    std::size_t m_held;
+    std::size_t m_asked = kFewestHeld;
     bool m_isAtStart = true;
-    TransitionQuery m_query;
+    bool m_isAtEnd = false;
+    bool m_isBehindDense = false;
+    bool m_hasGiven = false;
+    long long m_givenTime = 0;
     std::vector<ObjectState> m_states;
     std::size_t m_at = 0;
 };

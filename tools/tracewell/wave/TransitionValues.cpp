@@ -4,7 +4,8 @@
 
 #include "DataBase.h"
 
-#include <algorithm>
+#include <limits>
+#include <vector>
 
 namespace tracewell {
 
@@ -27,22 +28,23 @@ bool isChange(DataBase& database, std::uint32_t id, const Transition& transition
            before.value.getBits() != transition.value.getBits();
 }
 
-std::optional<long long> nextChangeOf(DataBase& database, std::uint32_t id, long long time)
+/// At `last` at the latest.
+std::optional<long long> nextChangeOf(DataBase& database, std::uint32_t id, long long time,
+                                      long long last)
 {
-    // An object that never changed has nothing but its value at time 0.
-    if (time < 0) {
-        const Transition initial = database.getCurrentTransition(id, 0);
-        if (hasValue(initial) && initial.time == 0) {
-            return 0;
+    const Transition before = database.getCurrentTransition(id, time);
+    const bool isKnown = hasValue(before) && before.time <= time;
+    std::vector<Transition> answers;
+    std::size_t most = TransitionStream::kFewestHeld;
+    for (bool hasMore = time < last; hasMore; most = TransitionStream::kMostHeld) {
+        answers.clear();
+        hasMore = database.getHistory(id, time + 1, last, most, answers);
+        for (const Transition& found : answers) {
+            if (hasValue(found) && !(isKnown && found.value.getBits() == before.value.getBits())) {
+                return found.time;
+            }
+            time = found.time;
         }
-        time = -1;
-    }
-    for (Transition found = database.getNextTransition(id, time);
-         hasValue(found) && found.time > time; found = database.getNextTransition(id, time)) {
-        if (isChange(database, id, found)) {
-            return found.time;
-        }
-        time = found.time;
     }
     return std::nullopt;
 }
@@ -59,9 +61,12 @@ std::optional<long long> previousChangeOf(DataBase& database, std::uint32_t id, 
     return std::nullopt;
 }
 
-/// Calls visit for each object that the signal's value comes from.
-template <class Visit> void forEachObject(const Signal& signal, Visit visit)
+/// Calls visit for each object that the signal's value comes from; none if it never has a value.
+template <class Visit> void forEachObject(DataBase& database, const Signal& signal, Visit visit)
 {
+    if (!areAllPresent(database, signal.firstId, signal.idCount)) {
+        return;
+    }
     for (std::uint32_t i = 0; i < signal.idCount; ++i) {
         visit(signal.firstId + i);
         if (signal.nineStateOffset != 0 &&
@@ -82,9 +87,9 @@ std::unique_ptr<SignalCursor> TransitionValues::cursor(std::size_t signal,
 std::optional<long long> TransitionValues::nextChange(std::size_t signal, long long time) const
 {
     std::optional<long long> nearest;
-    forEachObject(signals()[signal], [&](std::uint32_t id) {
-        const std::optional<long long> found = nextChangeOf(m_database, id, time);
-        if (found && (!nearest || *found < *nearest)) {
+    forEachObject(m_database, signals()[signal], [&](std::uint32_t id) {
+        const long long last = nearest ? *nearest - 1 : std::numeric_limits<long long>::max() - 1;
+        if (const std::optional<long long> found = nextChangeOf(m_database, id, time, last)) {
             nearest = found;
         }
     });
@@ -94,7 +99,7 @@ std::optional<long long> TransitionValues::nextChange(std::size_t signal, long l
 std::optional<long long> TransitionValues::previousChange(std::size_t signal, long long time) const
 {
     std::optional<long long> nearest;
-    forEachObject(signals()[signal], [&](std::uint32_t id) {
+    forEachObject(m_database, signals()[signal], [&](std::uint32_t id) {
         const std::optional<long long> found = previousChangeOf(m_database, id, time);
         if (found && (!nearest || *found > *nearest)) {
             nearest = found;

@@ -8,6 +8,7 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 
+#include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <memory>
@@ -114,6 +115,11 @@ public:
     /// of ValueNone says where known data stops. With `minDelta` 0 every transition comes.
     void getTransitions(unsigned int id, long long from, long long to, long long minDelta,
                         std::vector<Transition>& out);
+    /// Appends the object's transitions from `from` to `to`, both included, in the order of time:
+    /// the first `most` of them, and nothing else. True if there are more. A history comes part by
+    /// part so, in memory that does not depend on its length.
+    bool getHistory(unsigned int id, long long from, long long to, std::size_t most,
+                    std::vector<Transition>& out);
     /// Writes everything to "zsim.dir/readTransition.txt", for debugging.
     void traverseAllTransition();
 

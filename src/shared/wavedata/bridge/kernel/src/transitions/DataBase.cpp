@@ -424,6 +424,12 @@ void DataBase::getTransitions(unsigned int id, long long from, long long to, lon
     m_imp->m_queries.getTransitions(id, from, to, minDelta, out);
 }
 
+bool DataBase::getHistory(unsigned int id, long long from, long long to, std::size_t most,
+                          std::vector<Transition>& out)
+{
+    return m_imp->m_queries.getHistory(id, from, to, most, out);
+}
+
 void DataBase::traverseAllTransition()
 {
     m_imp->m_queries.traverseAllTransition();

@@ -1,6 +1,7 @@
 #include "TransitionQueries.h"
 
 #include "DrawingFilter.h"
+#include "HistoryReader.h"
 #include "TransitionLog.h"
 #include "TreeSearch.h"
 
@@ -202,6 +203,21 @@ void TransitionQueries::getTransitionsLocked(std::uint32_t id, long long from, l
         out.back().value.clear();
     else
         out.push_back(noTransition(end));
+}
+
+bool TransitionQueries::getHistory(std::uint32_t id, long long from, long long to, std::size_t most,
+                                   std::vector<Transition>& out)
+{
+    const boost::lock_guard<boost::mutex> lock(m_store.stripe(id));
+    HistoryReader history(m_store.blocks, from, to, most, out);
+    BTreeElem* const root = m_store.tree.findRoot(id);
+    if (root)
+        history.readTree(*root);
+    const bool isOpen =
+        visitBuffer(id, [&](const auto& reader, long long) { history.read(reader); });
+    if (!root && !isOpen)
+        history.readInitial(getInitialTransition(id, 0, false));
+    return history.hasMore();
 }
 
 // Calls visit(reader, lastTime) on a buffer that is not empty; false if there is none.

@@ -28,6 +28,8 @@ public:
     bool getTransInfo(std::uint32_t id, long long& first, long long& last, ValueType& type);
     void getTransitions(std::uint32_t id, long long from, long long to, long long minDelta,
                         std::vector<Transition>& out);
+    bool getHistory(std::uint32_t id, long long from, long long to, std::size_t most,
+                    std::vector<Transition>& out);
     void traverseAllTransition();
 
 private:
