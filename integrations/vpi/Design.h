@@ -1,0 +1,74 @@
+#pragma once
+
+#include "names/DeclarationsBuilder.h"
+
+#include <vpi_user.h>
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tracewell::vpi {
+
+/// A variable of the design whose value is recorded.
+struct Probe
+{
+    vpiHandle handle = nullptr;
+    std::uint32_t object = 0;
+    ObjectClass objectClass = ObjectClass::Scalar;
+    unsigned int width = 1;
+    /// A parameter: its value never changes.
+    bool isConstant = false;
+    /// It changed in the time step at hand.
+    bool isDirty = false;
+    vpiHandle callback = nullptr;
+};
+
+/// What is recorded of the design: a name table, and a probe for each object of it.
+class Design
+{
+public:
+    /// `complain` is told, once for each kind, what cannot be recorded.
+    explicit Design(std::function<void(const std::string&)> complain);
+
+    /// Adds all that `levels` levels of a scope declare, see ScopeChoice.
+    void addScope(vpiHandle scope, unsigned int levels);
+    /// Adds all top scopes.
+    void addTops(unsigned int levels);
+    /// Adds one variable, or word of a memory, below its scopes.
+    void addVariable(vpiHandle variable);
+
+    bool isEmpty() const { return m_probes.empty(); }
+    /// Probes do not move.
+    std::deque<Probe>& probes() { return m_probes; }
+    /// The table; once, after all was added.
+    Declarations finish() { return m_builder.finish(); }
+
+private:
+    void addContents(vpiHandle scope, unsigned int levels);
+    void addItems(vpiHandle scope);
+    void add(vpiHandle item);
+    void openScopesOf(vpiHandle scope);
+    void skip(int type, const std::string& name);
+
+    std::function<void(const std::string&)> m_complain;
+    DeclarationsBuilder m_builder;
+    std::deque<Probe> m_probes;
+    /// Full names of what is there already.
+    std::map<std::string, bool> m_known;
+    /// Nets that the simulator says are one, by its number of it.
+    std::map<int, std::uint32_t> m_nets;
+    std::map<int, unsigned int> m_skipped;
+    bool m_isIcarus;
+    int m_version = 0;
+};
+
+/// Ten to this power of a second is the unit of simulation time.
+int timePrecision();
+/// "Icarus Verilog", "GHDL", ...
+std::string simulatorName();
+
+} // namespace tracewell::vpi

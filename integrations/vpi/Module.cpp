@@ -1,0 +1,211 @@
+// What the simulator loads: registers the system tasks and the begin and end of the simulation.
+
+#include "Session.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace tracewell::vpi {
+
+namespace {
+
+std::vector<std::string> commandLine()
+{
+    s_vpi_vlog_info info{};
+    std::vector<std::string> arguments;
+    if (vpi_get_vlog_info(&info)) {
+        for (int i = 0; i < info.argc && info.argv && info.argv[i]; ++i) {
+            arguments.emplace_back(info.argv[i]);
+        }
+    }
+    return arguments;
+}
+
+void complain(const std::string& line)
+{
+    std::fputs(("tracewell: " + line + "\n").c_str(), stderr);
+}
+
+Session& session()
+{
+    if (!theSession()) {
+        setTheSession(std::make_unique<Session>(readOptions(
+            commandLine(), [](const char* name) -> const char* { return std::getenv(name); },
+            complain)));
+    }
+    return *theSession();
+}
+
+void endSession()
+{
+    if (theSession()) {
+        theSession()->close();
+    }
+}
+
+void endOnSignal(int signal)
+{
+    if (theSession()) {
+        theSession()->requestEnd(signal);
+    }
+    // The next one acts at once.
+    std::signal(signal, SIG_DFL);
+}
+
+/// Where the simulator does not care itself. Its own handlers end the simulation in order.
+void watchSignals()
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction present
+        {};
+        if (::sigaction(signal, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
+            std::signal(signal, &endOnSignal);
+        }
+    }
+}
+
+PLI_INT32 simulationBegins(p_cb_data)
+{
+    session().start();
+    watchSignals();
+    return 0;
+}
+
+PLI_INT32 simulationEnds(p_cb_data)
+{
+    endSession();
+    return 0;
+}
+
+/// The arguments of the task call at hand.
+std::vector<vpiHandle> taskArguments()
+{
+    std::vector<vpiHandle> arguments;
+    const vpiHandle call = vpi_handle(vpiSysTfCall, nullptr);
+    if (const vpiHandle iterator = vpi_iterate(vpiArgument, call)) {
+        while (const vpiHandle argument = vpi_scan(iterator)) {
+            arguments.push_back(argument);
+        }
+    }
+    return arguments;
+}
+
+PLI_INT32 fileTask(PLI_BYTE8*)
+{
+    const std::vector<vpiHandle> arguments = taskArguments();
+    if (arguments.empty()) {
+        complain("$tracewell_file names no file; write $tracewell_file(\"run.wdb\")");
+        return 0;
+    }
+    s_vpi_value value{};
+    value.format = vpiStringVal;
+    vpi_get_value(arguments[0], &value);
+    session().chooseFile(value.value.str ? value.value.str : "");
+    return 0;
+}
+
+bool isScope(int type)
+{
+    switch (type) {
+    case vpiModule:
+    case vpiGenScope:
+    case vpiTask:
+    case vpiFunction:
+    case vpiNamedBegin:
+    case vpiNamedFork:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool isNumber(int type)
+{
+    return type == vpiConstant || type == vpiParameter;
+}
+
+/// As $dumpvars has them: the number of levels, then scopes and variables; everything without any.
+PLI_INT32 variablesTask(PLI_BYTE8*)
+{
+    std::vector<vpiHandle> arguments = taskArguments();
+    unsigned int levels = 0;
+    if (!arguments.empty() && isNumber(vpi_get(vpiType, arguments[0]))) {
+        s_vpi_value value{};
+        value.format = vpiIntVal;
+        vpi_get_value(arguments[0], &value);
+        levels = value.value.integer > 0 ? static_cast<unsigned int>(value.value.integer) : 0;
+        arguments.erase(arguments.begin());
+    }
+    if (arguments.empty()) {
+        session().chooseAll(levels);
+    }
+    for (const vpiHandle argument : arguments) {
+        if (isScope(vpi_get(vpiType, argument))) {
+            session().chooseScope(argument, levels);
+        } else {
+            session().chooseVariable(argument);
+        }
+    }
+    return 0;
+}
+
+PLI_INT32 offTask(PLI_BYTE8*)
+{
+    session().off();
+    return 0;
+}
+
+PLI_INT32 onTask(PLI_BYTE8*)
+{
+    session().on();
+    return 0;
+}
+
+PLI_INT32 flushTask(PLI_BYTE8*)
+{
+    session().flush();
+    return 0;
+}
+
+void registerTask(const char* name, PLI_INT32 (*routine)(PLI_BYTE8*))
+{
+    s_vpi_systf_data task{};
+    task.type = vpiSysTask;
+    task.tfname = const_cast<PLI_BYTE8*>(name);
+    task.calltf = routine;
+    vpi_register_systf(&task);
+}
+
+void registerCallback(int reason, PLI_INT32 (*routine)(p_cb_data))
+{
+    s_cb_data callback{};
+    callback.reason = reason;
+    callback.cb_rtn = routine;
+    vpi_register_cb(&callback);
+}
+
+void registerAll()
+{
+    registerTask("$tracewell_file", &fileTask);
+    registerTask("$tracewell_vars", &variablesTask);
+    registerTask("$tracewell_off", &offTask);
+    registerTask("$tracewell_on", &onTask);
+    registerTask("$tracewell_flush", &flushTask);
+    registerCallback(cbStartOfSimulation, &simulationBegins);
+    registerCallback(cbEndOfSimulation, &simulationEnds);
+    // A simulator that ends by exit() tells nobody.
+    std::atexit(&endSession);
+}
+
+} // namespace
+
+} // namespace tracewell::vpi
+
+extern "C" {
+
+__attribute__((visibility("default"))) void (*vlog_startup_routines[])() = {
+    &tracewell::vpi::registerAll, nullptr};
+}

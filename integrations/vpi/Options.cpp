@@ -1,0 +1,184 @@
+#include "Options.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <string_view>
+
+namespace tracewell::vpi {
+
+namespace {
+
+constexpr std::string_view kPrefix = "+tracewell";
+constexpr int kMostChannels = 1000000;
+
+template <class Number> std::optional<Number> parseNumber(std::string_view text)
+{
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+class Reader
+{
+public:
+    Reader(Options& options, const std::function<void(const std::string&)>& complain)
+        : m_options(options), m_complain(complain)
+    {}
+
+    void take(const std::string& source, std::string_view key, const std::string& value)
+    {
+        if (key.empty()) {
+            m_options.isAsked = true;
+            m_options.recorder.output = value;
+            require(!value.empty(), source, "names no file; write +tracewell=run.wdb");
+        } else if (key == "live") {
+            takeChannel(source, value);
+        } else if (key == "scope") {
+            takeScopes(source, value);
+        } else if (key == "start") {
+            m_options.start = value;
+        } else if (key == "stop") {
+            m_options.stop = value;
+        } else if (key == "sync") {
+            const std::optional<double> seconds = parseNumber<double>(value);
+            if (require(seconds && *seconds >= 0, source, "is no number of seconds")) {
+                m_options.recorder.syncSeconds = *seconds;
+            }
+        } else if (key == "store") {
+            if (require(value == "events" || value == "transitions", source,
+                        "is no store; there are events and transitions")) {
+                m_options.recorder.store = value == "events" ? ValueRecorder::Store::Events
+                                                             : ValueRecorder::Store::Transitions;
+            }
+        } else {
+            require(false, source,
+                    "is no option; there are live, scope, start, stop, sync and store");
+        }
+    }
+
+private:
+    bool require(bool isGood, const std::string& source, const char* what)
+    {
+        if (!isGood) {
+            m_complain(fmt::format("{} {}", source, what));
+        }
+        return isGood;
+    }
+
+    void takeChannel(const std::string& source, const std::string& value)
+    {
+        const std::optional<int> number = value.empty() ? 0 : parseNumber<int>(value);
+        if (require(number && *number >= 0 && *number <= kMostChannels, source,
+                    "is no channel number")) {
+            m_options.isAsked = true;
+            m_options.recorder.output.clear();
+            m_options.recorder.channel = *number;
+        }
+    }
+
+    void takeScopes(const std::string& source, const std::string& value)
+    {
+        for (std::size_t at = 0; at <= value.size();) {
+            const std::size_t end = std::min(value.find(',', at), value.size());
+            std::string name = value.substr(at, end - at);
+            at = end + 1;
+            ScopeChoice choice;
+            if (const std::size_t colon = name.rfind(':'); colon != std::string::npos) {
+                if (const auto levels = parseNumber<unsigned int>(name.substr(colon + 1))) {
+                    choice.levels = *levels;
+                    name.resize(colon);
+                }
+            }
+            if (require(!name.empty(), source, "names no scope; write top.dut or top.dut:2")) {
+                choice.name = name;
+                m_options.scopes.push_back(choice);
+            }
+        }
+    }
+
+    Options& m_options;
+    const std::function<void(const std::string&)>& m_complain;
+};
+
+} // namespace
+
+Options readOptions(const std::vector<std::string>& arguments,
+                    const std::function<const char*(const char*)>& environment,
+                    const std::function<void(const std::string&)>& complain)
+{
+    Options options;
+    Reader reader(options, complain);
+    static constexpr std::pair<const char*, const char*> kVariables[] = {
+        {"TRACEWELL", ""},
+        {"TRACEWELL_LIVE", "live"},
+        {"TRACEWELL_SCOPE", "scope"},
+        {"TRACEWELL_START", "start"},
+        {"TRACEWELL_STOP", "stop"},
+        {"TRACEWELL_SYNC", "sync"},
+        {"TRACEWELL_STORE", "store"}};
+    for (const auto& [variable, key] : kVariables) {
+        if (const char* const value = environment(variable)) {
+            reader.take(fmt::format("{}={}", variable, value), key, value);
+        }
+    }
+    bool isFirstScope = true;
+    for (const std::string& argument : arguments) {
+        if (argument.compare(0, kPrefix.size(), kPrefix) != 0) {
+            continue;
+        }
+        const std::size_t equals = std::min(argument.find('='), argument.size());
+        std::string key = argument.substr(kPrefix.size(), equals - kPrefix.size());
+        const std::string value = equals < argument.size() ? argument.substr(equals + 1) : "";
+        if (!key.empty() && key[0] != '-') {
+            continue;
+        }
+        key.erase(0, 1);
+        // Arguments stand for more than the environment does.
+        if (key == "scope" && isFirstScope) {
+            options.scopes.clear();
+            isFirstScope = false;
+        }
+        reader.take(argument, key, value);
+    }
+    return options;
+}
+
+std::optional<long long> parseTime(const std::string& text, int precision)
+{
+    static constexpr std::pair<std::string_view, int> kUnits[] = {
+        {"s", 0}, {"ms", -3}, {"us", -6}, {"ns", -9}, {"ps", -12}, {"fs", -15}};
+    const std::size_t digits = std::min(text.find_first_not_of("0123456789."), text.size());
+    const std::optional<double> number =
+        parseNumber<double>(std::string_view(text).substr(0, digits));
+    if (!number) {
+        return std::nullopt;
+    }
+    int exponent = precision;
+    const std::string_view unit = std::string_view(text).substr(digits);
+    if (!unit.empty()) {
+        bool isKnown = false;
+        for (const auto& [name, power] : kUnits) {
+            if (name == unit) {
+                exponent = power;
+                isKnown = true;
+            }
+        }
+        if (!isKnown) {
+            return std::nullopt;
+        }
+    }
+    const double units = std::floor(*number * std::pow(10.0, exponent - precision) + 1e-6);
+    if (units >= static_cast<double>(std::numeric_limits<long long>::max())) {
+        return std::nullopt;
+    }
+    return static_cast<long long>(units);
+}
+
+} // namespace tracewell::vpi

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "recorder/Recorder.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tracewell::vpi {
+
+/// A scope and how many levels of it are recorded: 1 is its own variables alone, 0 everything
+/// below.
+struct ScopeChoice
+{
+    std::string name;
+    unsigned int levels = 0;
+};
+
+/// What the user asks for when starting the simulator, by plus arguments or by variables of the
+/// environment:
+///
+/// | +tracewell=FILE        | TRACEWELL       | record into this file                            |
+/// | +tracewell-live[=N]    | TRACEWELL_LIVE  | send to a viewer on live channel N, 0 by default |
+/// | +tracewell-scope=S[:N] | TRACEWELL_SCOPE | N levels of scope S only; more than one, or ","
+/// between | | +tracewell-start=T     | TRACEWELL_START | from time T on: a number in units of the
+/// precision, or with a unit | | +tracewell-stop=T      | TRACEWELL_STOP  | up to time T | |
+/// +tracewell-sync=S      | TRACEWELL_SYNC  | readable by others every S seconds, 0 for never  | |
+/// +tracewell-store=KIND  | TRACEWELL_STORE | events or transitions                            |
+struct Options
+{
+    RecorderOptions recorder;
+    /// By argument, and not only by a task of the design.
+    bool isAsked = false;
+    std::vector<ScopeChoice> scopes;
+    std::string start;
+    std::string stop;
+};
+
+/// `environment` gives a variable's value, null for none. What cannot be understood is told to
+/// `complain`, a line each, and left out.
+Options readOptions(const std::vector<std::string>& arguments,
+                    const std::function<const char*(const char*)>& environment,
+                    const std::function<void(const std::string&)>& complain);
+
+/// A time like "12", "2.5us", in units of ten to the power of `precision` seconds; none when it is
+/// no time.
+std::optional<long long> parseTime(const std::string& text, int precision);
+
+} // namespace tracewell::vpi

@@ -1,0 +1,422 @@
+#include "Session.h"
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace tracewell::vpi {
+
+namespace {
+
+std::unique_ptr<Session> s_session;
+
+long long toTime(const s_vpi_time& time)
+{
+    return static_cast<long long>(static_cast<unsigned long long>(time.high) << 32 | time.low);
+}
+
+long long now()
+{
+    s_vpi_time time{};
+    time.type = vpiSimTime;
+    vpi_get_time(nullptr, &time);
+    return toTime(time);
+}
+
+constexpr std::uint8_t kFired = 1;
+
+} // namespace
+
+Session* theSession()
+{
+    return s_session.get();
+}
+
+void setTheSession(std::unique_ptr<Session> session)
+{
+    s_session = std::move(session);
+}
+
+Session::Session(Options options)
+    : m_options(std::move(options)), m_hasLetters(simulatorName() == "GHDL")
+{}
+
+Session::~Session()
+{
+    close();
+}
+
+void Session::say(const std::string& line) const
+{
+    // One call, so that the lines of several threads do not mix.
+    std::fputs(("tracewell: " + line + "\n").c_str(), stderr);
+}
+
+void Session::chooseFile(const std::string& path)
+{
+    if (m_recorder) {
+        say(fmt::format("$tracewell_file(\"{}\") comes too late; recording into {}", path,
+                        m_options.recorder.output));
+        return;
+    }
+    // What the user asks for when starting goes first.
+    if (!m_options.isAsked) {
+        m_options.recorder.output = path;
+    }
+}
+
+void Session::choose()
+{
+    if (!m_design) {
+        m_design = std::make_unique<Design>([this](const std::string& line) { say(line); });
+    }
+    m_isChoosing = true;
+    requestStepEnd();
+}
+
+void Session::chooseScope(vpiHandle scope, unsigned int levels)
+{
+    if (m_recorder || m_isOver) {
+        say("$tracewell_vars comes too late; what was chosen in the first time step is recorded");
+        return;
+    }
+    choose();
+    m_design->addScope(scope, levels);
+}
+
+void Session::chooseVariable(vpiHandle variable)
+{
+    if (m_recorder || m_isOver) {
+        say("$tracewell_vars comes too late; what was chosen in the first time step is recorded");
+        return;
+    }
+    choose();
+    m_design->addVariable(variable);
+}
+
+void Session::chooseAll(unsigned int levels)
+{
+    if (m_recorder || m_isOver) {
+        return;
+    }
+    choose();
+    m_design->addTops(levels);
+}
+
+void Session::start()
+{
+    if (!m_options.isAsked) {
+        if (m_hasLetters) {
+            say("nothing is recorded; set TRACEWELL=run.wdb, or TRACEWELL_LIVE=0 for a viewer "
+                "beside the simulation");
+        }
+        return;
+    }
+    if (!m_options.stop.empty()) {
+        if (const auto time = parseTime(m_options.stop, timePrecision())) {
+            callAt(*time, &stopTimeCame);
+        } else {
+            say(fmt::format("{} is no time to stop at; write a number, or one with a unit (2.5us)",
+                            m_options.stop));
+        }
+    }
+    if (!m_options.start.empty()) {
+        if (const auto time = parseTime(m_options.start, timePrecision())) {
+            if (*time > now()) {
+                callAt(*time, &startTimeCame);
+                return;
+            }
+        } else {
+            say(fmt::format("{} is no time to start at; write a number, or one with a unit (2.5us)",
+                            m_options.start));
+        }
+    }
+    begin();
+}
+
+void Session::begin()
+{
+    if (m_recorder || m_isOver) {
+        return;
+    }
+    if (m_options.scopes.empty()) {
+        chooseAll(0);
+        return;
+    }
+    choose();
+    for (const ScopeChoice& choice : m_options.scopes) {
+        if (const vpiHandle scope = findScope(choice.name)) {
+            m_design->addScope(scope, choice.levels);
+        } else {
+            say(fmt::format("there is no scope {}; the names are those of instances, from the top "
+                            "module on, as in top.dut",
+                            choice.name));
+        }
+    }
+}
+
+vpiHandle Session::findScope(const std::string& name) const
+{
+    const vpiHandle found = vpi_handle_by_name(const_cast<char*>(name.c_str()), nullptr);
+    if (!found) {
+        return nullptr;
+    }
+    switch (vpi_get(vpiType, found)) {
+    case vpiModule:
+    case vpiGenScope:
+    case vpiTask:
+    case vpiFunction:
+    case vpiNamedBegin:
+    case vpiNamedFork:
+        return found;
+    default:
+        return nullptr;
+    }
+}
+
+void Session::requestStepEnd()
+{
+    if (m_isStepEndRequested) {
+        return;
+    }
+    m_isStepEndRequested = true;
+    s_vpi_time time{};
+    time.type = vpiSimTime;
+    s_cb_data callback{};
+    callback.reason = cbReadOnlySynch;
+    callback.cb_rtn = &stepEnded;
+    callback.time = &time;
+    callback.user_data = reinterpret_cast<PLI_BYTE8*>(this);
+    vpi_register_cb(&callback);
+}
+
+void Session::callAt(long long time, PLI_INT32 (*routine)(p_cb_data))
+{
+    const auto delay = static_cast<unsigned long long>(time - now());
+    s_vpi_time after{};
+    after.type = vpiSimTime;
+    after.high = static_cast<PLI_UINT32>(delay >> 32);
+    after.low = static_cast<PLI_UINT32>(delay);
+    s_cb_data callback{};
+    callback.reason = cbAfterDelay;
+    callback.cb_rtn = routine;
+    callback.time = &after;
+    callback.user_data = reinterpret_cast<PLI_BYTE8*>(this);
+    vpi_register_cb(&callback);
+}
+
+PLI_INT32 Session::changed(p_cb_data data)
+{
+    Session& session = *s_session;
+    auto& probe = *reinterpret_cast<Probe*>(data->user_data);
+    if (!probe.isDirty) {
+        probe.isDirty = true;
+        // As many as there are probes were made room for.
+        session.m_dirty.push_back(&probe);
+        session.requestStepEnd();
+    }
+    return 0;
+}
+
+PLI_INT32 Session::stepEnded(p_cb_data data)
+{
+    auto& session = *reinterpret_cast<Session*>(data->user_data);
+    session.m_isStepEndRequested = false;
+    session.endStep(data->time && data->time->type == vpiSimTime ? toTime(*data->time) : now());
+    return 0;
+}
+
+PLI_INT32 Session::startTimeCame(p_cb_data data)
+{
+    reinterpret_cast<Session*>(data->user_data)->begin();
+    return 0;
+}
+
+PLI_INT32 Session::stopTimeCame(p_cb_data data)
+{
+    auto& session = *reinterpret_cast<Session*>(data->user_data);
+    if (session.m_recorder) {
+        session.m_recorder->setTime(now());
+    }
+    session.close();
+    return 0;
+}
+
+void Session::endStep(long long time)
+{
+    if (m_isChoosing) {
+        m_isChoosing = false;
+        openRecorder();
+        if (m_recorder) {
+            m_recorder->setTime(time);
+            captureAll();
+        }
+    } else if (m_recorder && !m_isOff) {
+        m_recorder->setTime(time);
+        for (Probe* const probe : m_dirty) {
+            capture(*probe);
+        }
+    }
+    for (Probe* const probe : m_dirty) {
+        probe->isDirty = false;
+    }
+    m_dirty.clear();
+    if (m_wantsOn && m_recorder) {
+        m_wantsOn = false;
+        m_isOff = false;
+        m_recorder->setTime(time);
+        captureAll();
+        m_recorder->on();
+    }
+    if (m_pendingSignal != 0) {
+        const int signal = m_pendingSignal;
+        close();
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
+}
+
+void Session::openRecorder()
+{
+    if (m_design->isEmpty()) {
+        say("there is nothing to record");
+        m_isOver = true;
+        return;
+    }
+    m_recorder = std::make_unique<Recorder>(m_design->finish(), m_options.recorder,
+                                            [this](const std::string& line) { say(line); });
+    if (!m_recorder->open()) {
+        m_recorder.reset();
+        m_isOver = true;
+        return;
+    }
+    m_dirty.reserve(m_design->probes().size());
+    s_vpi_time time{};
+    time.type = vpiSuppressTime;
+    s_vpi_value value{};
+    value.format = vpiSuppressVal;
+    s_cb_data callback{};
+    callback.reason = cbValueChange;
+    callback.cb_rtn = &changed;
+    callback.time = &time;
+    callback.value = &value;
+    for (Probe& probe : m_design->probes()) {
+        if (!probe.isConstant) {
+            callback.obj = probe.handle;
+            callback.user_data = reinterpret_cast<PLI_BYTE8*>(&probe);
+            probe.callback = vpi_register_cb(&callback);
+        }
+    }
+}
+
+void Session::captureAll()
+{
+    for (Probe& probe : m_design->probes()) {
+        if (probe.objectClass != ObjectClass::Event) {
+            capture(probe);
+        }
+    }
+}
+
+void Session::capture(Probe& probe)
+{
+    ValueRecorder& values = m_recorder->values();
+    s_vpi_value value{};
+    switch (probe.objectClass) {
+    case ObjectClass::Scalar:
+        if (m_hasLetters) {
+            break;
+        }
+        value.format = vpiScalarVal;
+        vpi_get_value(probe.handle, &value);
+        // 0, 1, z and x have our codes; h, l and - are left.
+        values.storeScalar(probe.object, static_cast<std::uint8_t>(value.value.scalar & 3));
+        return;
+    case ObjectClass::Vector:
+        if (m_hasLetters) {
+            break;
+        }
+        // The simulator's pairs of words are our groups.
+        static_assert(sizeof(s_vpi_vecval) == 8);
+        value.format = vpiVectorVal;
+        vpi_get_value(probe.handle, &value);
+        if (const unsigned int rest = probe.width % 32; rest != 0) {
+            s_vpi_vecval& last = value.value.vector[probe.width / 32];
+            const auto mask = static_cast<PLI_INT32>((1u << rest) - 1);
+            last.aval &= mask;
+            last.bval &= mask;
+        }
+        values.storeGroups(probe.object,
+                           reinterpret_cast<const unsigned char*>(value.value.vector));
+        return;
+    case ObjectClass::Real:
+        value.format = vpiRealVal;
+        vpi_get_value(probe.handle, &value);
+        values.storeReal(probe.object, value.value.real);
+        return;
+    case ObjectClass::String:
+        value.format = vpiStringVal;
+        vpi_get_value(probe.handle, &value);
+        values.storeString(probe.object, value.value.str ? value.value.str : "");
+        return;
+    case ObjectClass::Event:
+        values.fire(probe.object, kFired);
+        return;
+    }
+    value.format = vpiBinStrVal;
+    value.value.str = nullptr;
+    vpi_get_value(probe.handle, &value);
+    if (!value.value.str || !values.storeLetters(probe.object, value.value.str)) {
+        say(fmt::format("{} cannot be recorded: the simulator gives no bits for it",
+                        vpi_get_str(vpiFullName, probe.handle)));
+        probe.isConstant = true;
+        vpi_remove_cb(probe.callback);
+    }
+}
+
+void Session::off()
+{
+    if (m_recorder && !m_isOff) {
+        m_isOff = true;
+        m_wantsOn = false;
+        m_recorder->setTime(now());
+        m_recorder->off();
+    }
+}
+
+void Session::on()
+{
+    if (m_recorder && m_isOff) {
+        m_wantsOn = true;
+        requestStepEnd();
+    }
+}
+
+void Session::flush()
+{
+    if (m_recorder) {
+        m_recorder->flush();
+    }
+}
+
+void Session::close()
+{
+    m_isOver = true;
+    if (!m_recorder) {
+        return;
+    }
+    for (Probe& probe : m_design->probes()) {
+        if (probe.callback && !probe.isConstant) {
+            vpi_remove_cb(probe.callback);
+            probe.callback = nullptr;
+        }
+    }
+    m_dirty.clear();
+    m_recorder->close();
+    m_recorder.reset();
+}
+
+} // namespace tracewell::vpi

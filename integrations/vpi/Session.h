@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Design.h"
+#include "Options.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tracewell::vpi {
+
+/// One recording inside of a simulator: what is chosen, the probes on it, and when they are read.
+/// On the simulation's thread.
+///
+/// A change only marks its probe. At the end of the time step, when all values are settled, those
+/// that were marked are read and recorded: the values that a VCD of the simulator has.
+class Session
+{
+public:
+    explicit Session(Options options);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    // Tasks of the design. Choosing ends with the time step of the first choice.
+
+    void chooseFile(const std::string& path);
+    void chooseScope(vpiHandle scope, unsigned int levels);
+    void chooseVariable(vpiHandle variable);
+    void chooseAll(unsigned int levels);
+    void off();
+    void on();
+    void flush();
+
+    /// The simulation begins; does what the arguments ask for.
+    void start();
+    /// Finishes the recording.
+    void close();
+    /// Asked by a signal handler: closes at the end of the time step, and lets the signal act then.
+    void requestEnd(int signal) { m_pendingSignal = signal; }
+
+private:
+    static PLI_INT32 changed(p_cb_data data);
+    static PLI_INT32 stepEnded(p_cb_data data);
+    static PLI_INT32 startTimeCame(p_cb_data data);
+    static PLI_INT32 stopTimeCame(p_cb_data data);
+
+    void begin();
+    void choose();
+    void requestStepEnd();
+    void endStep(long long time);
+    void openRecorder();
+    void capture(Probe& probe);
+    void captureAll();
+    void callAt(long long time, PLI_INT32 (*routine)(p_cb_data));
+    void say(const std::string& line) const;
+    vpiHandle findScope(const std::string& name) const;
+
+    Options m_options;
+    std::unique_ptr<Design> m_design;
+    std::unique_ptr<Recorder> m_recorder;
+    /// Marked in the time step at hand.
+    std::vector<Probe*> m_dirty;
+    bool m_isChoosing = false;
+    bool m_isStepEndRequested = false;
+    bool m_isOver = false;
+    bool m_wantsOn = false;
+    bool m_isOff = false;
+    bool m_hasLetters;
+    volatile int m_pendingSignal = 0;
+};
+
+/// For tasks and signal handlers; null before the simulation begins.
+Session* theSession();
+void setTheSession(std::unique_ptr<Session> session);
+
+} // namespace tracewell::vpi
