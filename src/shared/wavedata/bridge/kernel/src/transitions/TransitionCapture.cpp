@@ -302,6 +302,9 @@ void TransitionCapture::replaceBlock(BufferHeader& info, ListNode* node)
     node->owner = &info;
     info.node = node;
     info.data = node->data;
+    // Taking the block may have evicted an object of another page and cleared this slot for it.
+    const std::uint32_t id = info.id;
+    m_store.pages.findOrCreate(id).buffers[id & 0xFFFF] = &info;
 }
 
 // A block for the object `storedId`. Its size is never that of the object's present block, so the
