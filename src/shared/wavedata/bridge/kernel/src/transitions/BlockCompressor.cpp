@@ -86,6 +86,17 @@ bool isPatternCode(ValueType kind, std::uint64_t value)
                                                    : false;
 }
 
+/// Whether the values come and go between the two codes of a pattern, in ascending time.
+bool alternates(const DataBaseTransiton* records, int n, ValueType kind)
+{
+    bool holds = n > 1 && isPatternCode(kind, records[0].payload);
+    for (int i = 1; holds && i < n; ++i)
+        holds = records[i].time >= records[i - 1].time && records[i].type == records[0].type &&
+                records[i].payload != records[i - 1].payload &&
+                isPatternCode(kind, records[i].payload);
+    return holds;
+}
+
 } // namespace
 
 void BlockCompressor::compressAndStoreData(TransVecInfo& info, BTreeElem& leaf, bool noPattern,
@@ -94,21 +105,16 @@ void BlockCompressor::compressAndStoreData(TransVecInfo& info, BTreeElem& leaf, 
     const int n = info.count;
     const DataBaseTransiton* const records = info.records();
     const ValueType kind = blockType(leaf.flags);
-    bool alternating = n > 1 && isPatternCode(kind, records[0].payload);
-    bool isWide = needsWideValues(kind);
     long long largest = 0;
-    Deltas deltas;
-    for (int i = 0; i + 1 < n; ++i) {
-        const DataBaseTransiton& next = records[i + 1];
-        const long long delta = next.time - records[i].time;
-        largest = std::max(largest, delta);
-        isWide = isWide || delta > kMaxNarrowDelta;
-        alternating = alternating && delta >= 0 && next.type == records[0].type &&
-                      next.payload != records[i].payload && isPatternCode(kind, next.payload);
-        deltas[static_cast<std::size_t>(i)] = static_cast<std::uint32_t>(delta);
-    }
+    for (int i = 1; i < n; ++i)
+        largest = std::max(largest, records[i].time - records[i - 1].time);
+    const bool isWide = needsWideValues(kind) || largest > kMaxNarrowDelta;
     leaf.largestDiff = largest;
-    if (!isWide && !noPattern && alternating) {
+    if (!isWide && !noPattern && alternates(records, n, kind)) {
+        Deltas deltas;
+        for (int i = 1; i < n; ++i)
+            deltas[static_cast<std::size_t>(i - 1)] =
+                static_cast<std::uint32_t>(records[i].time - records[i - 1].time);
         const int period = findPeriod(deltas.data(), n, true, info.patternHint);
         if (period > 0 && patternCompression(period, info, leaf, gapBefore))
             return;

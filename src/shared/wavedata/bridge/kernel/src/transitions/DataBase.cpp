@@ -78,18 +78,16 @@ public:
     {
         return m_mode == DataBaseMode::Writer || m_mode == DataBaseMode::LoggingWriter;
     }
-    /// Whether a transition is to be stored here. A time mark is done with.
-    bool stores(unsigned int id, long long time)
+    /// Whether a transition is to be stored here and concerns nobody else.
+    bool onlyStores(unsigned int id) const
     {
-        if (!isWriter())
-            return false;
-        if (id != kTimeMarkId)
-            return true;
-        m_store.latestTime = time;
-        return false;
+        return m_mode == DataBaseMode::Writer && id != kTimeMarkId;
     }
-    /// Gives a transition to whom it concerns beside the store.
-    void pass(unsigned int id, long long time, const Value& value);
+    /// Adds a transition in any mode; `save` puts it into the store.
+    template <typename Save>
+    void add(unsigned int id, long long time, const Value& value, const Save& save);
+    /// Adds one of ValueVlog or ValueStdLogic in any mode.
+    void addCode(unsigned int id, long long time, ValueType kind, char code);
     void saveTransitionToDisk();
     void restartDatabase();
 
@@ -205,12 +203,30 @@ void DataBase::Imp::openFinishedFile()
     m_store.latestTime = latestTime;
 }
 
-void DataBase::Imp::pass(unsigned int id, long long time, const Value& value)
+template <typename Save>
+void DataBase::Imp::add(unsigned int id, long long time, const Value& value, const Save& save)
 {
-    if (m_mode == DataBaseMode::Feeder)
+    if (m_mode == DataBaseMode::Feeder) {
         m_channel.writeTransToSharedMem(false, id, time, value);
-    else if (m_mode == DataBaseMode::LoggingWriter && id != kTimeMarkId && time >= 0)
-        m_log.enter(id, time, value);
+    } else if (isWriter() && id == kTimeMarkId) {
+        m_store.latestTime = time;
+    } else if (isWriter()) {
+        save();
+        if (m_mode == DataBaseMode::LoggingWriter && time >= 0)
+            m_log.enter(id, time, value);
+    }
+}
+
+void DataBase::Imp::addCode(unsigned int id, long long time, ValueType kind, char code)
+{
+    Value value;
+    value.setBits(kind, static_cast<unsigned char>(code));
+    add(id, time, value, [&] {
+        if (kind == ValueVlog)
+            m_capture.saveVlogTransInDB(id, time, code);
+        else
+            m_capture.saveVhdlStdLogicTransInDB(id, time, code);
+    });
 }
 
 void DataBase::Imp::saveTransitionToDisk()
@@ -326,34 +342,28 @@ DataBase::~DataBase() = default;
 
 bool DataBase::addTransitionToDB(unsigned int id, long long time, const Value& value)
 {
-    if (m_imp->stores(id, time))
+    if (m_imp->onlyStores(id))
         m_imp->m_capture.saveTransInDB(id, time, value);
-    if (m_imp->m_mode != DataBaseMode::Writer)
-        m_imp->pass(id, time, value);
+    else
+        m_imp->add(id, time, value, [&] { m_imp->m_capture.saveTransInDB(id, time, value); });
     return true;
 }
 
 bool DataBase::addVhdlStdLogicTransitionToDB(unsigned int id, long long time, char code)
 {
-    if (m_imp->stores(id, time))
+    if (m_imp->onlyStores(id))
         m_imp->m_capture.saveVhdlStdLogicTransInDB(id, time, code);
-    if (m_imp->m_mode != DataBaseMode::Writer) {
-        Value value;
-        value.setStdLogic(static_cast<unsigned char>(code));
-        m_imp->pass(id, time, value);
-    }
+    else
+        m_imp->addCode(id, time, ValueStdLogic, code);
     return true;
 }
 
 bool DataBase::addVlogTransitionToDB(unsigned int id, long long time, char code)
 {
-    if (m_imp->stores(id, time))
+    if (m_imp->onlyStores(id))
         m_imp->m_capture.saveVlogTransInDB(id, time, code);
-    if (m_imp->m_mode != DataBaseMode::Writer) {
-        Value value;
-        value.setVlog(static_cast<unsigned char>(code));
-        m_imp->pass(id, time, value);
-    }
+    else
+        m_imp->addCode(id, time, ValueVlog, code);
     return true;
 }
 

@@ -39,7 +39,7 @@ inline unsigned int blockPeriod(std::uint32_t flags)
     return (flags & kPeriodMask) >> kPeriodShift;
 }
 /// What one value takes in a bit-packed kind, and 0 for the other kinds.
-inline unsigned int packedBits(ValueType type)
+constexpr unsigned int packedBits(ValueType type)
 {
     return type == ValueBit ? 1 : type == ValueVlog ? 2 : type == ValueStdLogic ? 4 : 0;
 }
@@ -118,13 +118,16 @@ struct alignas(64) BufferHeader : DataBlockInfo
     bool initialValueChecked = false;
     /// Whether it is a VlogTransVecInfo; the type byte of its page cannot tell.
     bool isPacked = false;
+    /// Of a packed buffer that is not empty: the byte that its last value lies in.
+    std::uint8_t lastByte = 0;
     /// The pool's block that `data` or `records` lies in.
     ListNode* node = nullptr;
 };
 
 static_assert(sizeof(BufferHeader) == 64);
 
-/// The header of a generic buffer. Of the inherited block only count is in use.
+/// The header of a generic buffer. Of the inherited block only data, count and, while that is not
+/// 0, lastTime are in use.
 struct TransVecInfo : BufferHeader
 {
     static constexpr int kFirstCapacity = 2;

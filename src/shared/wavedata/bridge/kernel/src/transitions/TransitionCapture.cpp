@@ -46,6 +46,14 @@ void clearPackedValues(VlogTransVecInfo& info)
                 packedValueBytes(blockType(info.flags), info.capacity, isWide));
 }
 
+void readLastByte(VlogTransVecInfo& info)
+{
+    const unsigned int place =
+        static_cast<unsigned int>(info.count - 1) * packedBits(blockType(info.flags));
+    info.lastByte =
+        packedValues(info.data, info.capacity, (info.flags & kWideFlag) != 0)[place / 8];
+}
+
 std::size_t recordBytes(int capacity)
 {
     return static_cast<std::size_t>(capacity) * sizeof(DataBaseTransiton);
@@ -54,6 +62,59 @@ std::size_t recordBytes(int capacity)
 DataBaseTransiton makeRecord(long long time, const Value& value)
 {
     return {time, value.getAux(), value.getType(), storedPayload(value)};
+}
+
+/// Whether `time` is later, by no more than a narrow slot holds.
+inline bool isNarrowStep(long long before, long long time)
+{
+    return static_cast<unsigned long long>(time) - static_cast<unsigned long long>(before) - 1 <
+           static_cast<unsigned long long>(kMaxNarrowDelta);
+}
+
+/// Whether a buffer has a transition before the next one, and room for it.
+inline bool hasPlaceBehind(const BufferHeader& header)
+{
+    return static_cast<unsigned int>(header.count) - 1 <
+           static_cast<unsigned int>(header.capacity) - 1;
+}
+
+/// Asks for a cache line that the next transition of the object will write, which can be a long
+/// time from now. It may lie outside the buffer.
+inline void fetchAhead(const void* base, std::size_t offset)
+{
+    __builtin_prefetch(
+        reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(base) + offset), 1);
+}
+
+/// Puts a value behind the last one of a packed buffer with room. `Word` is that of its slots.
+template <ValueType kKind, typename Word>
+inline void append(VlogTransVecInfo& info, long long time, unsigned int code)
+{
+    const auto count = static_cast<unsigned int>(info.count);
+    const auto slots = reinterpret_cast<Word*>(info.data);
+    auto* const values = reinterpret_cast<unsigned char*>(slots + info.capacity);
+    const long long delta = time - info.lastTime;
+    fetchAhead(slots, count * sizeof(Word));
+    info.count = static_cast<std::int32_t>(count + 1);
+    info.lastTime = time;
+    if (delta > info.largestDiff)
+        info.largestDiff = delta;
+    if (count > 0)
+        slots[count - 1] = static_cast<Word>(delta);
+    const unsigned int place = count * packedBits(kKind);
+    // Written whole from the header's copy: reading it here would wait for its cache line.
+    info.lastByte =
+        static_cast<std::uint8_t>((place % 8 == 0 ? 0U : info.lastByte) | code << place % 8);
+    values[place / 8] = info.lastByte;
+}
+
+/// Puts a record behind the last one of a generic buffer with room.
+inline void append(TransVecInfo& info, long long time, const Value& value)
+{
+    DataBaseTransiton* const record = info.records() + info.count++;
+    fetchAhead(record, 2 * sizeof *record);
+    *record = makeRecord(time, value);
+    info.lastTime = time;
 }
 
 } // namespace
@@ -88,19 +149,29 @@ inline bool TransitionCapture::admit(std::uint32_t id, long long time, bool note
 }
 
 template <ValueType kKind>
-void TransitionCapture::savePacked(std::uint32_t id, long long time, unsigned int code)
+inline void TransitionCapture::savePacked(std::uint32_t id, long long time, unsigned int code)
 {
-    constexpr unsigned int kBits = kKind == ValueStdLogic ? 4 : 2;
-    constexpr unsigned int kMask = (1U << kBits) - 1;
-    code &= kMask;
+    code &= (1U << packedBits(kKind)) - 1;
+    // What nearly every transition is: one that follows in a narrow buffer with room. It costs
+    // little more than the cache lines that it touches.
+    BufferHeader* const header = m_store.pages.findBuffer(id);
+    if (header && header->flags == kKind && hasPlaceBehind(*header) &&
+        isNarrowStep(header->lastTime, time) && admit(id, time, true))
+        append<kKind, std::uint32_t>(*static_cast<VlogTransVecInfo*>(header), time, code);
+    else
+        savePackedSlowly<kKind>(id, time, code);
+}
+
+template <ValueType kKind>
+void TransitionCapture::savePackedSlowly(std::uint32_t id, long long time, unsigned int code)
+{
     if (!admit(id, time, true))
         return;
     if (time == 0) {
         m_store.initialValues->put(id, kKind, static_cast<unsigned char>(code));
         return;
     }
-    ObjectPage& page = m_store.pages.findOrCreate(id);
-    BufferHeader* const header = PageTable::bufferOf(page, id);
+    BufferHeader* const header = m_store.pages.findBuffer(id);
     VlogTransVecInfo& info =
         header && header->isPacked && blockType(header->flags) == kKind
             ? *static_cast<VlogTransVecInfo*>(header)
@@ -109,10 +180,12 @@ void TransitionCapture::savePacked(std::uint32_t id, long long time, unsigned in
     if (info.count == 0 && !info.initialValueChecked)
         takeFirstValue(info, time);
     if (info.count > 0 && info.lastTime == time) {
-        const unsigned int place = static_cast<unsigned int>(info.count - 1) * kBits;
+        constexpr unsigned int kMask = (1U << packedBits(kKind)) - 1;
+        const unsigned int place = static_cast<unsigned int>(info.count - 1) * packedBits(kKind);
         unsigned char& byte =
             packedValues(info.data, info.capacity, (info.flags & kWideFlag) != 0)[place / 8];
         byte = static_cast<unsigned char>((byte & ~(kMask << place % 8)) | code << place % 8);
+        info.lastByte = byte;
         return;
     }
     if (info.count >= kMaxBlockCount) {
@@ -121,32 +194,31 @@ void TransitionCapture::savePacked(std::uint32_t id, long long time, unsigned in
             info.firstTime = info.lastTime = time;
             info.largestDiff = 0;
             clearPackedValues(info);
+        } else {
+            readLastByte(info);
         }
     }
-    const long long delta = time - info.lastTime;
-    if (delta > kMaxNarrowDelta && (info.flags & kWideFlag) == 0)
+    if (time - info.lastTime > kMaxNarrowDelta && (info.flags & kWideFlag) == 0)
         widen(info);
-    if (delta > info.largestDiff)
-        info.largestDiff = delta;
     if (info.count >= info.capacity)
         grow(info);
-
-    const bool isWide = (info.flags & kWideFlag) != 0;
-    if (info.count > 0) {
-        const int slot = info.count - 1;
-        if (isWide)
-            reinterpret_cast<std::uint64_t*>(info.data)[slot] = static_cast<std::uint64_t>(delta);
-        else
-            info.data[slot] = static_cast<std::uint32_t>(delta);
-    }
-    const unsigned int place = static_cast<unsigned int>(info.count) * kBits;
-    packedValues(info.data, info.capacity, isWide)[place / 8] |=
-        static_cast<unsigned char>(code << place % 8);
-    ++info.count;
-    info.lastTime = time;
+    if ((info.flags & kWideFlag) != 0)
+        append<kKind, std::uint64_t>(info, time, code);
+    else
+        append<kKind, std::uint32_t>(info, time, code);
 }
 
 void TransitionCapture::saveTransInDB(std::uint32_t id, long long time, const Value& value)
+{
+    BufferHeader* const header = m_store.pages.findBuffer(id);
+    if (header && !header->isPacked && hasPlaceBehind(*header) && time > header->lastTime &&
+        admit(id, time, false))
+        append(*static_cast<TransVecInfo*>(header), time, value);
+    else
+        saveSlowly(id, time, value);
+}
+
+void TransitionCapture::saveSlowly(std::uint32_t id, long long time, const Value& value)
 {
     if (!admit(id, time, false))
         return;
@@ -155,8 +227,7 @@ void TransitionCapture::saveTransInDB(std::uint32_t id, long long time, const Va
         m_store.initialValues->put(id, kind, value.getByte());
         return;
     }
-    ObjectPage& page = m_store.pages.findOrCreate(id);
-    BufferHeader* const header = PageTable::bufferOf(page, id);
+    BufferHeader* const header = m_store.pages.findBuffer(id);
     TransVecInfo& info =
         header && !header->isPacked
             ? *static_cast<TransVecInfo*>(header)
@@ -171,7 +242,7 @@ void TransitionCapture::saveTransInDB(std::uint32_t id, long long time, const Va
         flush(info, false);
     if (info.count >= info.capacity)
         grow(info);
-    info.records()[info.count++] = makeRecord(time, value);
+    append(info, time, value);
 }
 
 // Makes an empty buffer for an object that has none, or one of another kind.
@@ -185,7 +256,8 @@ Info* TransitionCapture::open(HeaderArena<Info>& arena, std::uint32_t id, ValueT
     ListNode* const node = takeBlock(id, bytes);
     Info* const info = arena.allocate();
     static_cast<DataBlockInfo&>(*info) = DataBlockInfo();
-    info->flags = kind & kTypeMask;
+    // The flags of a generic buffer are no packed kind's.
+    info->flags = std::is_same_v<Info, VlogTransVecInfo> ? std::uint32_t{kind} : 0U;
     info->data = node->data;
     info->node = node;
     info->isPacked = std::is_same_v<Info, VlogTransVecInfo>;
@@ -214,6 +286,7 @@ void TransitionCapture::takeFirstValue(VlogTransVecInfo& info, long long time)
     *packedValues(info.data, info.capacity, false) =
         static_cast<unsigned char>(value.getByte() & mask);
     info.count = 1;
+    readLastByte(info);
 }
 
 void TransitionCapture::takeFirstValue(TransVecInfo& info, ValueType kind)

@@ -26,6 +26,9 @@ public:
 private:
     bool admit(std::uint32_t id, long long time, bool noteNegative);
     template <ValueType kKind> void savePacked(std::uint32_t id, long long time, unsigned int code);
+    template <ValueType kKind>
+    void savePackedSlowly(std::uint32_t id, long long time, unsigned int code);
+    void saveSlowly(std::uint32_t id, long long time, const Value& value);
     template <typename Info>
     Info* open(HeaderArena<Info>& arena, std::uint32_t id, ValueType kind, std::size_t bytes);
     void takeFirstValue(VlogTransVecInfo& info, long long time);
