@@ -195,6 +195,18 @@ TEST_F(Query, deepTreesAnswerOnBothSidesOfEveryLeaf)
     EXPECT_EQ(draw(*viewer, 2, 0, kLeaves * 10 + 1, 11).size(), 3U);
 }
 
+TEST_F(Query, growingIntoABlockOfATwinOnAnotherPageLosesNothing)
+{
+    // Two blocks of each size: the third object to take one evicts the first.
+    const auto writer = open(DataBaseMode::Writer, {0, 10'000, 10'000, 2});
+    constexpr unsigned int kTwin = 5 + (1U << 16);
+    addInts(*writer, kTwin, {1, 2, 3});
+    addInts(*writer, 6, {1, 2, 3});
+    addInts(*writer, 5, {1, 2, 3});
+    EXPECT_THAT(draw(*writer, 5, 0, 3, 0), ElementsAre(intAt(1), intAt(2)));
+    EXPECT_THAT(draw(*writer, kTwin, 0, 3, 0), ElementsAre(intAt(1), intAt(2)));
+}
+
 TEST_F(Query, queriesRunBesideTheStoringThread)
 {
     constexpr DataBaseLimits kTiny{20'000, 10'000, 10'000, 2};
