@@ -129,7 +129,7 @@ void addDrawCommand(CLI::App& app)
     CLI::App* command = app.add_subcommand("draw", "Draw signals as a picture, or in the terminal");
     command->add_option("FILE", options->file, "A wave database")->required();
     command->add_option("SIGNAL", options->signals,
-                        "Full names (top.dut.data), patterns with * and ?, or @ADDRESS[:BYTES]; "
+                        "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]; "
                         "the first 40 signals if none is given");
     options->window.addTo(*command);
     command

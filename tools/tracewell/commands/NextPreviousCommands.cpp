@@ -95,7 +95,7 @@ void addCommand(CLI::App& app, const char* name, const char* description, Direct
         ->check(timeArgument());
     command
         ->add_option("SIGNAL", options->signals,
-                     "Full names (top.dut.data), patterns with * and ?, or @ADDRESS[:BYTES]")
+                     "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]")
         ->required();
     command->add_flag("--json", options->json, "JSON, for programs");
     command->footer(std::string("Example:\n  tracewell ") + name +

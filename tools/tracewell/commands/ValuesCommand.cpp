@@ -169,7 +169,7 @@ void addValuesCommand(CLI::App& app)
     command->add_option("FILE", options->file, "A wave database")->required();
     command
         ->add_option("SIGNAL", options->signals,
-                     "Full names (top.dut.data), patterns with * and ?, or @ADDRESS[:BYTES]")
+                     "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]")
         ->required();
     options->window.addTo(*command);
     command
@@ -183,6 +183,7 @@ void addValuesCommand(CLI::App& app)
     command->footer(
         "Example:\n"
         "  tracewell values run.wdb top.clk 'top.dut.*' --from 10us --to 12.5us\n"
+        "@64:4 is 4 bytes from address 64 on; in a transition database, 4 objects from number 64 on.\n"
         "The first line is what holds at --from, with the time of the last change before it.\n"
         "A blank is a signal without a value yet, ~~~~ a stretch with more changes than the\n"
         "resolution shows. Letters: x z, of nine-state signals also u w l h -; a capital X or Z\n"
