@@ -22,6 +22,14 @@ protected:
         ASSERT_EQ(std::system(script.c_str()), 0);
     }
 
+    void expectRoundTrips() const
+    {
+        for (const char* const store : {"events", "transitions"}) {
+            std::filesystem::remove(path("out.wdb"));
+            expectRoundTrip({"--store", store});
+        }
+    }
+
     void expectSignalsWithHistory(std::size_t variables, std::size_t changes) const
     {
         const PlainVcd vcd = readPlainVcd(path("out.vcd"));
@@ -40,7 +48,7 @@ TEST_F(Simulators, icarusOutputComesBack)
         GTEST_SKIP() << "iverilog is not installed";
     }
     simulate("iverilog -g2012 -o design $D/mixed_signals.sv && vvp -n design", "mixed_signals.vcd");
-    expectRoundTrip();
+    expectRoundTrips();
     expectSignalsWithHistory(25, 600);
 }
 
@@ -52,7 +60,7 @@ TEST_F(Simulators, ghdlOutputComesBack)
     simulate("ghdl -a --std=08 $D/nine_states.vhd && ghdl -e --std=08 nine_states && "
              "ghdl -r --std=08 nine_states --vcd=nine_states.vcd",
              "nine_states.vcd");
-    expectRoundTrip();
+    expectRoundTrips();
     expectSignalsWithHistory(10, 400);
 }
 
@@ -64,7 +72,7 @@ TEST_F(Simulators, verilatorOutputComesBack)
     simulate("verilator --binary --timing --trace -Wno-fatal --Mdir obj $D/two_states.sv && "
              "./obj/Vtwo_states",
              "two_states.vcd");
-    expectRoundTrip();
+    expectRoundTrips();
     expectSignalsWithHistory(12, 500);
 }
 
