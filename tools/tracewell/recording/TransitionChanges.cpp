@@ -79,7 +79,7 @@ void TransitionChanges::choose(const std::vector<std::uint32_t>& objects)
 bool TransitionChanges::findNext(long long& time)
 {
     while (m_at == m_changes.size()) {
-        if (m_from > m_lastTime) {
+        if (m_isAtEnd) {
             return false;
         }
         gather();
@@ -108,7 +108,8 @@ void TransitionChanges::gather()
     m_at = 0;
     std::stable_sort(m_changes.begin(), m_changes.end(),
                      [](const Change& a, const Change& b) { return a.time < b.time; });
-    m_from = to + 1;
+    m_isAtEnd = to == m_lastTime;
+    m_from = m_isAtEnd ? to : to + 1;
     if (m_changes.size() < kFewest && m_span < std::numeric_limits<long long>::max() / 4) {
         m_span *= 2;
     }

@@ -75,6 +75,7 @@ private:
     std::size_t m_at = 0;
     /// Where the next stretch begins, and the time that it covers.
     long long m_from = 0;
+    bool m_isAtEnd = false;
     long long m_span = 1;
     long long m_lastTime = -1;
     std::unordered_map<std::uint32_t, Letters> m_letters;

@@ -13,6 +13,7 @@ using Tracewell::Transition;
 
 /// A drawing is asked for in parts of so many pixels, many more than a screen has.
 constexpr long long kPixels = 1 << 16;
+constexpr long long kLastTime = std::numeric_limits<long long>::max();
 
 bool hasValue(const Transition& transition)
 {
@@ -53,7 +54,6 @@ TransitionStream::TransitionStream(Tracewell::DataBase& database, std::uint32_t 
     long long first = 0;
     Tracewell::ValueType type = Tracewell::ValueNone;
     m_isAtEnd = !database.getTransInfo(id, first, m_lastTime, type);
-    m_window.to = std::min(m_window.to, std::numeric_limits<long long>::max() - 1);
 }
 
 bool TransitionStream::next(ObjectState& state)
@@ -97,8 +97,14 @@ void TransitionStream::askForStart()
     const Transition current = m_database->getCurrentTransition(m_id, m_window.from);
     if (hasValue(current) && current.time <= m_window.from) {
         add(current);
-        ++m_from;
+        goOnBehind(m_from);
     }
+}
+
+void TransitionStream::goOnBehind(long long time)
+{
+    m_isAtEnd = m_isAtEnd || time == kLastTime;
+    m_from = m_isAtEnd ? time : time + 1;
 }
 
 void TransitionStream::askForHistory()
@@ -112,7 +118,7 @@ void TransitionStream::askForHistory()
         }
     }
     if (!answers.empty()) {
-        m_from = answers.back().time + 1;
+        goOnBehind(answers.back().time);
     }
     m_asked = std::min(4 * m_asked, m_held);
 }
@@ -124,7 +130,7 @@ void TransitionStream::askForDrawing()
     const bool isLast = m_from > m_window.to || (m_window.to - m_from) / pixel < kPixels;
     const long long to = isLast ? m_window.to : m_from + kPixels * pixel;
     std::vector<Transition> answers;
-    m_database->getTransitions(m_id, m_from, to + 1, pixel, answers);
+    m_database->getTransitions(m_id, m_from, std::min(to, kLastTime - 1) + 1, pixel, answers);
     for (const Transition& answer : answers) {
         // A run that goes on behind the part is not at its end.
         const bool isCut = !isLast && m_isBehindDense && answer.time == to;
@@ -146,8 +152,8 @@ void TransitionStream::askForDrawing()
             add(last);
         }
     }
-    m_from = to + 1;
-    m_isAtEnd = isLast || m_from > m_lastTime;
+    m_isAtEnd = isLast || to >= m_lastTime;
+    goOnBehind(to);
 }
 
 } // namespace tracewell

@@ -54,6 +54,7 @@ private:
     void askForStart();
     void askForHistory();
     void askForDrawing();
+    void goOnBehind(long long time);
     void add(const Tracewell::Transition& transition);
 
     Tracewell::DataBase* m_database;
