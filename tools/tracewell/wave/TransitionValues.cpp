@@ -88,7 +88,7 @@ std::optional<long long> TransitionValues::nextChange(std::size_t signal, long l
 {
     std::optional<long long> nearest;
     forEachObject(m_database, signals()[signal], [&](std::uint32_t id) {
-        const long long last = nearest ? *nearest - 1 : std::numeric_limits<long long>::max() - 1;
+        const long long last = nearest ? *nearest - 1 : std::numeric_limits<long long>::max();
         if (const std::optional<long long> found = nextChangeOf(m_database, id, time, last)) {
             nearest = found;
         }
