@@ -157,6 +157,9 @@ void Recorder::lookAtViewer()
     }
     m_hasViewer = isPresent;
     m_values->setMuted(!isPresent || m_isOff);
+    if (isPresent) {
+        m_values->countAnew();
+    }
     if (isPresent && !m_isOff) {
         m_values->restate();
     }

@@ -126,6 +126,7 @@ void ViewerWatch::noteBack()
     m_isEmptied = false;
     m_say(fmt::format("a viewer is there again at {}; it is told all values anew", m_timeText()));
     m_recorder->setMuted(false);
+    m_recorder->countAnew();
     m_recorder->restate();
 }
 

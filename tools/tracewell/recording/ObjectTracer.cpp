@@ -154,8 +154,6 @@ void ObjectTracer::restate(std::uint32_t object, long long time, unsigned char* 
         traceReal(object, time, value);
         break;
     case ObjectClass::Event:
-        m_firings.erase(object);
-        break;
     case ObjectClass::String:
         break;
     }

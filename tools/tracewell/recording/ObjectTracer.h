@@ -46,8 +46,10 @@ public:
     void endText(std::uint32_t object, long long time);
 
     /// Traces a value that the object has already, with the text beside it, for someone who missed
-    /// it. Events begin to count anew.
+    /// it. An event does not fire.
     void restate(std::uint32_t object, long long time, unsigned char* value);
+    /// Firings count from 1 again.
+    void countAnew() { m_firings.clear(); }
 
 private:
     struct Firings

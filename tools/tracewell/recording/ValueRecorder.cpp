@@ -93,6 +93,18 @@ void ValueRecorder::restate()
     m_writer.markCurrentTime(m_time);
 }
 
+void ValueRecorder::countAnew()
+{
+    if (m_objects) {
+        m_objects->countAnew();
+    }
+    for (const State& state : m_states) {
+        if (state.objectClass == ObjectClass::Event) {
+            *m_memory.at(state.address) = 0;
+        }
+    }
+}
+
 void ValueRecorder::forgetAll()
 {
     for (const State& state : m_states) {

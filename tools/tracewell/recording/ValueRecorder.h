@@ -68,8 +68,11 @@ public:
     /// While muted, values are kept up to date in the data memory, and nothing is traced.
     void setMuted(bool muted);
     /// Traces all values that there are once more, at the present time; for someone who has missed
-    /// changes. Events do not fire again, and those of a transition database count anew.
+    /// changes. Events do not fire again.
     void restate();
+    /// Events count from 0 again, for someone who has seen none of them: by a first count above 1
+    /// they would seem to have fired so often at once.
+    void countAnew();
     /// Traces at the present time that no value is known: x, and NaN. The values themselves stay;
     /// restate() brings them back. Texts and events are left as they are.
     void forgetAll();
