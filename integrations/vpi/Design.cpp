@@ -43,15 +43,11 @@ bool isPlainName(std::string_view name)
            });
 }
 
-/// As a name table has it: with a backslash in front of what Verilog would have to escape.
-std::string tableName(const std::string& name)
+/// As the simulators' own VCDs have it: with a backslash in front of what Verilog would have to
+/// escape.
+std::string variableName(const std::string& name)
 {
-    // Words of a memory and blocks of a generate loop have an index.
-    std::string_view plain = name;
-    if (!plain.empty() && plain.back() == ']') {
-        plain = plain.substr(0, plain.find('['));
-    }
-    return isPlainName(plain) || plain.empty() || plain[0] == '\\' ? name : "\\" + name;
+    return isPlainName(name) || name.empty() || name[0] == '\\' ? name : "\\" + name;
 }
 
 const char* scopeKind(int type)
@@ -66,6 +62,8 @@ const char* scopeKind(int type)
         return "begin";
     case vpiNamedFork:
         return "fork";
+    case vpiPackage:
+        return "package";
     default:
         return "module";
     }
@@ -115,6 +113,11 @@ constexpr int kItemTypes[] = {vpiParameter, vpiNet,         vpiReg,        vpiIn
                               vpiByteVar,   vpiShortIntVar, vpiIntVar,     vpiLongIntVar,
                               vpiStringVar};
 
+std::string fullNameOf(vpiHandle item)
+{
+    return text(vpi_get_str(vpiFullName, item));
+}
+
 template <class Visit> void forEach(int type, vpiHandle scope, Visit visit)
 {
     const vpiHandle iterator = vpi_iterate(type, scope);
@@ -139,10 +142,79 @@ std::string simulatorName()
     return vpi_get_vlog_info(&info) ? text(info.product) : std::string();
 }
 
+bool isScope(vpiHandle item)
+{
+    switch (vpi_get(vpiType, item)) {
+    case vpiModule:
+    case vpiPackage:
+    case vpiGenScope:
+    case vpiTask:
+    case vpiFunction:
+    case vpiNamedBegin:
+    case vpiNamedFork:
+        return true;
+    default:
+        return false;
+    }
+}
+
+namespace {
+
+/// Below or among the scopes that `relation` finds.
+vpiHandle findScopeIn(int relation, vpiHandle around, std::string_view name)
+{
+    vpiHandle found = nullptr;
+    forEach(relation, around, [&](vpiHandle scope) {
+        const std::string own = text(vpi_get_str(vpiName, scope));
+        if (found || name.substr(0, own.size()) != own) {
+            return;
+        }
+        if (name.size() == own.size()) {
+            found = scope;
+        } else if (name[own.size()] == '.') {
+            found = findScopeIn(vpiInternalScope, scope, name.substr(own.size() + 1));
+        }
+    });
+    return found;
+}
+
+} // namespace
+
+vpiHandle findScope(const std::string& name)
+{
+    const vpiHandle found = vpi_handle_by_name(const_cast<PLI_BYTE8*>(name.c_str()), nullptr);
+    if (found) {
+        return isScope(found) ? found : nullptr;
+    }
+    // Names with odd characters without what escapes them; and GHDL finds no top scopes by name.
+    return findScopeIn(vpiModule, nullptr, name);
+}
+
+namespace {
+
+/// Null above a top scope.
+vpiHandle scopeAround(vpiHandle item)
+{
+    const vpiHandle scope = vpi_handle(vpiScope, item);
+    std::string name = fullNameOf(item);
+    if (!scope || fullNameOf(scope) != name) {
+        return scope;
+    }
+    // GHDL says that a scope lies in itself.
+    const std::size_t own = text(vpi_get_str(vpiName, item)).size() + 1;
+    if (name.size() <= own) {
+        return nullptr;
+    }
+    name.resize(name.size() - own);
+    return findScope(name);
+}
+
+} // namespace
+
 Design::Design(std::function<void(const std::string&)> complain)
     : m_complain(std::move(complain)),
       m_builder("Tracewell in " + simulatorName(), {1, timePrecision(), true}),
-      m_isIcarus(simulatorName() == "Icarus Verilog")
+      m_isIcarus(simulatorName() == "Icarus Verilog"), m_isGhdl(simulatorName() == kGhdl)
 {
     s_vpi_vlog_info info{};
     if (vpi_get_vlog_info(&info)) {
@@ -152,35 +224,63 @@ Design::Design(std::function<void(const std::string&)> complain)
 
 void Design::addTops(unsigned int levels)
 {
-    forEach(vpiModule, nullptr, [&](vpiHandle top) { addScope(top, levels); });
+    forEach(vpiModule, nullptr, [&](vpiHandle top) {
+        // Among the tops are packages, most of them empty.
+        if (vpi_get(vpiType, top) == vpiModule || declaresSomething(top)) {
+            addScope(top, levels);
+        }
+    });
+}
+
+bool Design::declaresSomething(vpiHandle scope) const
+{
+    bool found = false;
+    for (const int type : kItemTypes) {
+        forEach(type, scope, [&](vpiHandle) { found = true; });
+    }
+    return found;
 }
 
 void Design::addScope(vpiHandle scope, unsigned int levels)
 {
+    const std::size_t above = openScopesAround(scope);
+    addContents(scope, levels);
+    closeScopes(above);
+}
+
+std::size_t Design::openScopesAround(vpiHandle item)
+{
     std::vector<vpiHandle> above;
-    for (vpiHandle at = vpi_handle(vpiScope, scope); at; at = vpi_handle(vpiScope, at)) {
+    for (vpiHandle at = scopeAround(item); at; at = scopeAround(at)) {
         above.push_back(at);
     }
     for (auto at = above.rbegin(); at != above.rend(); ++at) {
-        m_builder.openScope(scopeKind(vpi_get(vpiType, *at)),
-                            tableName(text(vpi_get_str(vpiName, *at))));
+        openScope(*at);
     }
-    addContents(scope, levels);
-    for (std::size_t i = 0; i < above.size(); ++i) {
+    return above.size();
+}
+
+void Design::openScope(vpiHandle scope)
+{
+    m_builder.openScope(scopeKind(vpi_get(vpiType, scope)), text(vpi_get_str(vpiName, scope)));
+}
+
+void Design::closeScopes(std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i) {
         m_builder.closeScope();
     }
 }
 
 void Design::addContents(vpiHandle scope, unsigned int levels)
 {
-    m_builder.openScope(scopeKind(vpi_get(vpiType, scope)),
-                        tableName(text(vpi_get_str(vpiName, scope))));
+    openScope(scope);
     addItems(scope);
     if (levels != 1) {
         std::vector<vpiHandle> inner;
         forEach(vpiInternalScope, scope, [&](vpiHandle each) { inner.push_back(each); });
         for (const vpiHandle each : inner) {
-            if (vpi_get(vpiAutomatic, each) != 1) {
+            if (m_isGhdl || vpi_get(vpiAutomatic, each) != 1) {
                 addContents(each, levels == 0 ? 0 : levels - 1);
             }
         }
@@ -191,7 +291,7 @@ void Design::addContents(vpiHandle scope, unsigned int levels)
 void Design::addItems(vpiHandle scope)
 {
     // GHDL has ports and signals as nets, and complains of questions that it does not know.
-    if (!m_isIcarus && simulatorName() == "GHDL") {
+    if (m_isGhdl) {
         forEach(vpiNet, scope, [&](vpiHandle item) { add(item); });
         return;
     }
@@ -207,18 +307,13 @@ void Design::addItems(vpiHandle scope)
 
 void Design::addVariable(vpiHandle variable)
 {
-    std::vector<vpiHandle> above;
-    for (vpiHandle at = vpi_handle(vpiScope, variable); at; at = vpi_handle(vpiScope, at)) {
-        above.push_back(at);
+    const std::size_t above = openScopesAround(variable);
+    if (vpi_get(vpiType, variable) == vpiMemory) {
+        forEach(vpiMemoryWord, variable, [&](vpiHandle word) { add(word); });
+    } else {
+        add(variable);
     }
-    for (auto at = above.rbegin(); at != above.rend(); ++at) {
-        m_builder.openScope(scopeKind(vpi_get(vpiType, *at)),
-                            tableName(text(vpi_get_str(vpiName, *at))));
-    }
-    add(variable);
-    for (std::size_t i = 0; i < above.size(); ++i) {
-        m_builder.closeScope();
-    }
+    closeScopes(above);
 }
 
 void Design::add(vpiHandle item)
@@ -229,13 +324,13 @@ void Design::add(vpiHandle item)
         skip(type, "a string variable");
         return;
     }
-    const std::string fullName = text(vpi_get_str(vpiFullName, item));
-    if (!m_known.emplace(fullName, true).second) {
-        return;
-    }
     const char* kind = variableKind(type);
     if (!kind) {
-        skip(type, fullName);
+        skip(type, "what is no variable");
+        return;
+    }
+    const std::string fullName = fullNameOf(item);
+    if (!m_known.emplace(fullName, true).second) {
         return;
     }
     if (type == vpiParameter) {
@@ -266,14 +361,20 @@ void Design::add(vpiHandle item)
     }
     std::string range;
     const bool hasBits = objectClass == ObjectClass::Vector || objectClass == ObjectClass::Scalar;
-    if (hasBits && type != vpiParameter &&
-        (width > 1 || (m_isIcarus && vpi_get(vpiVector, item) == 1))) {
+    const bool isArray =
+        hasBits && type != vpiParameter &&
+        ((width > 1 && !m_isGhdl) || ((m_isIcarus || m_isGhdl) && vpi_get(vpiVector, item) == 1));
+    if (m_isGhdl) {
+        // A number, or bits and letters; of an enumeration the number of the value.
+        kind = !isArray && width == 32 ? "integer" : "reg";
+    }
+    if (isArray) {
         range = fmt::format("[{}:{}]", numberOf(item, vpiLeftRange), numberOf(item, vpiRightRange));
         if (range == "[0:0]" && width > 1) {
             range = fmt::format("[{}:0]", width - 1);
         }
     }
-    const std::string name = tableName(text(vpi_get_str(vpiName, item)));
+    const std::string name = variableName(text(vpi_get_str(vpiName, item)));
     int net = 0;
     if (m_isIcarus && width == 1 && (type == vpiNet || type == vpiReg)) {
         net = vpi_get(kNetNumber, item);

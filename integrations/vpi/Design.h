@@ -51,7 +51,11 @@ private:
     void addContents(vpiHandle scope, unsigned int levels);
     void addItems(vpiHandle scope);
     void add(vpiHandle item);
-    void openScopesOf(vpiHandle scope);
+    bool declaresSomething(vpiHandle scope) const;
+    /// How many were opened.
+    std::size_t openScopesAround(vpiHandle item);
+    void openScope(vpiHandle scope);
+    void closeScopes(std::size_t count);
     void skip(int type, const std::string& name);
 
     std::function<void(const std::string&)> m_complain;
@@ -63,12 +67,17 @@ private:
     std::map<int, std::uint32_t> m_nets;
     std::map<int, unsigned int> m_skipped;
     bool m_isIcarus;
+    bool m_isGhdl;
     int m_version = 0;
 };
 
+bool isScope(vpiHandle item);
+/// By its full name; null for none.
+vpiHandle findScope(const std::string& name);
 /// Ten to this power of a second is the unit of simulation time.
 int timePrecision();
 /// "Icarus Verilog", "GHDL", ...
 std::string simulatorName();
+constexpr const char* kGhdl = "GHDL";
 
 } // namespace tracewell::vpi

@@ -76,7 +76,9 @@ PLI_INT32 simulationBegins(p_cb_data)
 
 PLI_INT32 simulationEnds(p_cb_data)
 {
-    endSession();
+    if (theSession()) {
+        theSession()->end();
+    }
     return 0;
 }
 
@@ -107,21 +109,6 @@ PLI_INT32 fileTask(PLI_BYTE8*)
     return 0;
 }
 
-bool isScope(int type)
-{
-    switch (type) {
-    case vpiModule:
-    case vpiGenScope:
-    case vpiTask:
-    case vpiFunction:
-    case vpiNamedBegin:
-    case vpiNamedFork:
-        return true;
-    default:
-        return false;
-    }
-}
-
 bool isNumber(int type)
 {
     return type == vpiConstant || type == vpiParameter;
@@ -143,7 +130,7 @@ PLI_INT32 variablesTask(PLI_BYTE8*)
         session().chooseAll(levels);
     }
     for (const vpiHandle argument : arguments) {
-        if (isScope(vpi_get(vpiType, argument))) {
+        if (isScope(argument)) {
             session().chooseScope(argument, levels);
         } else {
             session().chooseVariable(argument);

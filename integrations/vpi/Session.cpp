@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace tracewell::vpi {
@@ -28,6 +29,12 @@ long long now()
 
 constexpr std::uint8_t kFired = 1;
 
+// Some simulators keep the pointer to these, and write to where it points at each call.
+s_vpi_time s_noTime{vpiSuppressTime, 0, 0, 0};
+s_vpi_value s_noValue{vpiSuppressVal, {}};
+s_vpi_time s_stepTime{vpiSimTime, 0, 0, 0};
+s_vpi_time s_delay{vpiSimTime, 0, 0, 0};
+
 } // namespace
 
 Session* theSession()
@@ -41,7 +48,7 @@ void setTheSession(std::unique_ptr<Session> session)
 }
 
 Session::Session(Options options)
-    : m_options(std::move(options)), m_hasLetters(simulatorName() == "GHDL")
+    : m_options(std::move(options)), m_isGhdl(simulatorName() == kGhdl)
 {}
 
 Session::~Session()
@@ -72,6 +79,10 @@ void Session::choose()
 {
     if (!m_design) {
         m_design = std::make_unique<Design>([this](const std::string& line) { say(line); });
+        if (m_isGhdl) {
+            say("GHDL does not offer the values of real numbers, records, strings and arrays of "
+                "arrays; they are not recorded");
+        }
     }
     m_isChoosing = true;
     requestStepEnd();
@@ -109,7 +120,7 @@ void Session::chooseAll(unsigned int levels)
 void Session::start()
 {
     if (!m_options.isAsked) {
-        if (m_hasLetters) {
+        if (m_isGhdl) {
             say("nothing is recorded; set TRACEWELL=run.wdb, or TRACEWELL_LIVE=0 for a viewer "
                 "beside the simulation");
         }
@@ -146,9 +157,9 @@ void Session::begin()
         chooseAll(0);
         return;
     }
-    choose();
     for (const ScopeChoice& choice : m_options.scopes) {
         if (const vpiHandle scope = findScope(choice.name)) {
+            choose();
             m_design->addScope(scope, choice.levels);
         } else {
             say(fmt::format("there is no scope {}; the names are those of instances, from the top "
@@ -158,37 +169,18 @@ void Session::begin()
     }
 }
 
-vpiHandle Session::findScope(const std::string& name) const
-{
-    const vpiHandle found = vpi_handle_by_name(const_cast<char*>(name.c_str()), nullptr);
-    if (!found) {
-        return nullptr;
-    }
-    switch (vpi_get(vpiType, found)) {
-    case vpiModule:
-    case vpiGenScope:
-    case vpiTask:
-    case vpiFunction:
-    case vpiNamedBegin:
-    case vpiNamedFork:
-        return found;
-    default:
-        return nullptr;
-    }
-}
-
 void Session::requestStepEnd()
 {
     if (m_isStepEndRequested) {
         return;
     }
     m_isStepEndRequested = true;
-    s_vpi_time time{};
-    time.type = vpiSimTime;
+    s_stepTime = {vpiSimTime, 0, 0, 0};
     s_cb_data callback{};
-    callback.reason = cbReadOnlySynch;
+    // GHDL 2 sets its clock back after a read-only one.
+    callback.reason = m_isGhdl ? cbReadWriteSynch : cbReadOnlySynch;
     callback.cb_rtn = &stepEnded;
-    callback.time = &time;
+    callback.time = &s_stepTime;
     callback.user_data = reinterpret_cast<PLI_BYTE8*>(this);
     vpi_register_cb(&callback);
 }
@@ -196,14 +188,13 @@ void Session::requestStepEnd()
 void Session::callAt(long long time, PLI_INT32 (*routine)(p_cb_data))
 {
     const auto delay = static_cast<unsigned long long>(time - now());
-    s_vpi_time after{};
-    after.type = vpiSimTime;
-    after.high = static_cast<PLI_UINT32>(delay >> 32);
-    after.low = static_cast<PLI_UINT32>(delay);
+    s_delay.type = vpiSimTime;
+    s_delay.high = static_cast<PLI_UINT32>(delay >> 32);
+    s_delay.low = static_cast<PLI_UINT32>(delay);
     s_cb_data callback{};
     callback.reason = cbAfterDelay;
     callback.cb_rtn = routine;
-    callback.time = &after;
+    callback.time = &s_delay;
     callback.user_data = reinterpret_cast<PLI_BYTE8*>(this);
     vpi_register_cb(&callback);
 }
@@ -225,7 +216,8 @@ PLI_INT32 Session::stepEnded(p_cb_data data)
 {
     auto& session = *reinterpret_cast<Session*>(data->user_data);
     session.m_isStepEndRequested = false;
-    session.endStep(data->time && data->time->type == vpiSimTime ? toTime(*data->time) : now());
+    // GHDL leaves the delay there that was asked for.
+    session.endStep(data->time && !session.m_isGhdl ? toTime(*data->time) : now());
     return 0;
 }
 
@@ -237,11 +229,7 @@ PLI_INT32 Session::startTimeCame(p_cb_data data)
 
 PLI_INT32 Session::stopTimeCame(p_cb_data data)
 {
-    auto& session = *reinterpret_cast<Session*>(data->user_data);
-    if (session.m_recorder) {
-        session.m_recorder->setTime(now());
-    }
-    session.close();
+    reinterpret_cast<Session*>(data->user_data)->end();
     return 0;
 }
 
@@ -294,15 +282,11 @@ void Session::openRecorder()
         return;
     }
     m_dirty.reserve(m_design->probes().size());
-    s_vpi_time time{};
-    time.type = vpiSuppressTime;
-    s_vpi_value value{};
-    value.format = vpiSuppressVal;
     s_cb_data callback{};
     callback.reason = cbValueChange;
     callback.cb_rtn = &changed;
-    callback.time = &time;
-    callback.value = &value;
+    callback.time = &s_noTime;
+    callback.value = &s_noValue;
     for (Probe& probe : m_design->probes()) {
         if (!probe.isConstant) {
             callback.obj = probe.handle;
@@ -327,7 +311,7 @@ void Session::capture(Probe& probe)
     s_vpi_value value{};
     switch (probe.objectClass) {
     case ObjectClass::Scalar:
-        if (m_hasLetters) {
+        if (m_isGhdl) {
             break;
         }
         value.format = vpiScalarVal;
@@ -336,7 +320,7 @@ void Session::capture(Probe& probe)
         values.storeScalar(probe.object, static_cast<std::uint8_t>(value.value.scalar & 3));
         return;
     case ObjectClass::Vector:
-        if (m_hasLetters) {
+        if (m_isGhdl) {
             break;
         }
         // The simulator's pairs of words are our groups.
@@ -400,6 +384,15 @@ void Session::flush()
     if (m_recorder) {
         m_recorder->flush();
     }
+}
+
+void Session::end()
+{
+    // GHDL can be at the end of all time by then.
+    if (const long long time = now(); m_recorder && time != std::numeric_limits<long long>::max()) {
+        m_recorder->setTime(time);
+    }
+    close();
 }
 
 void Session::close()

@@ -34,7 +34,10 @@ public:
 
     /// The simulation begins; does what the arguments ask for.
     void start();
-    /// Finishes the recording.
+    /// Finishes the recording at the present time.
+    void end();
+    /// Finishes the recording at the last time at which something changed; asks the simulator
+    /// nothing.
     void close();
     /// Asked by a signal handler: closes at the end of the time step, and lets the signal act then.
     void requestEnd(int signal) { m_pendingSignal = signal; }
@@ -54,7 +57,6 @@ private:
     void captureAll();
     void callAt(long long time, PLI_INT32 (*routine)(p_cb_data));
     void say(const std::string& line) const;
-    vpiHandle findScope(const std::string& name) const;
 
     Options m_options;
     std::unique_ptr<Design> m_design;
@@ -66,7 +68,8 @@ private:
     bool m_isOver = false;
     bool m_wantsOn = false;
     bool m_isOff = false;
-    bool m_hasLetters;
+    /// It gives letters of nine states.
+    bool m_isGhdl;
     volatile int m_pendingSignal = 0;
 };
 
