@@ -211,8 +211,8 @@ vpiHandle scopeAround(vpiHandle item)
 
 } // namespace
 
-Design::Design(std::function<void(const std::string&)> complain)
-    : m_complain(std::move(complain)),
+Design::Design(bool keepsTexts, std::function<void(const std::string&)> complain)
+    : m_keepsTexts(keepsTexts), m_complain(std::move(complain)),
       m_builder("Tracewell in " + simulatorName(), {1, timePrecision(), true}),
       m_isIcarus(simulatorName() == "Icarus Verilog"), m_isGhdl(simulatorName() == kGhdl)
 {
@@ -307,8 +307,14 @@ void Design::addItems(vpiHandle scope)
 
 void Design::addVariable(vpiHandle variable)
 {
+    const int type = vpi_get(vpiType, variable);
+    if (type != vpiMemory && !variableKind(type)) {
+        m_complain("an argument of $tracewell_vars is no scope and no whole variable; it is left "
+                   "out");
+        return;
+    }
     const std::size_t above = openScopesAround(variable);
-    if (vpi_get(vpiType, variable) == vpiMemory) {
+    if (type == vpiMemory) {
         forEach(vpiMemoryWord, variable, [&](vpiHandle word) { add(word); });
     } else {
         add(variable);
@@ -326,7 +332,6 @@ void Design::add(vpiHandle item)
     }
     const char* kind = variableKind(type);
     if (!kind) {
-        skip(type, "what is no variable");
         return;
     }
     const std::string fullName = fullNameOf(item);
@@ -335,17 +340,19 @@ void Design::add(vpiHandle item)
     }
     if (type == vpiParameter) {
         const int constant = vpi_get(vpiConstType, item);
-        kind = constant == vpiRealConst ? "real_parameter" : "parameter";
-        if (constant == vpiStringConst) {
-            skip(type, fullName + " (a string parameter)");
-            return;
-        }
+        kind = constant == vpiRealConst     ? "real_parameter"
+               : constant == vpiStringConst ? "string"
+                                            : "parameter";
     }
     ObjectClass objectClass = ObjectClass::Scalar;
     unsigned int width = 1;
     if (type == vpiNamedEvent) {
         objectClass = ObjectClass::Event;
-    } else if (type == vpiStringVar) {
+    } else if (std::string_view(kind) == "string") {
+        if (!m_keepsTexts) {
+            skip(type, fullName + " (a string, which a transition database does not keep)");
+            return;
+        }
         objectClass = ObjectClass::String;
     } else if (type == vpiRealVar || std::string_view(kind) == "real_parameter") {
         objectClass = ObjectClass::Real;

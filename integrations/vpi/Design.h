@@ -32,7 +32,7 @@ class Design
 {
 public:
     /// `complain` is told, once for each kind, what cannot be recorded.
-    explicit Design(std::function<void(const std::string&)> complain);
+    Design(bool keepsTexts, std::function<void(const std::string&)> complain);
 
     /// Adds all that `levels` levels of a scope declare, see ScopeChoice.
     void addScope(vpiHandle scope, unsigned int levels);
@@ -58,6 +58,7 @@ private:
     void closeScopes(std::size_t count);
     void skip(int type, const std::string& name);
 
+    bool m_keepsTexts;
     std::function<void(const std::string&)> m_complain;
     DeclarationsBuilder m_builder;
     std::deque<Probe> m_probes;

@@ -78,7 +78,10 @@ void Session::chooseFile(const std::string& path)
 void Session::choose()
 {
     if (!m_design) {
-        m_design = std::make_unique<Design>([this](const std::string& line) { say(line); });
+        m_design = std::make_unique<Design>(m_options.recorder.output.empty() ||
+                                                m_options.recorder.store !=
+                                                    ValueRecorder::Store::Transitions,
+                                            [this](const std::string& line) { say(line); });
         if (m_isGhdl) {
             say("GHDL does not offer the values of real numbers, records, strings and arrays of "
                 "arrays; they are not recorded");
@@ -88,33 +91,35 @@ void Session::choose()
     requestStepEnd();
 }
 
-void Session::chooseScope(vpiHandle scope, unsigned int levels)
+bool Session::canChoose()
 {
     if (m_recorder || m_isOver) {
         say("$tracewell_vars comes too late; what was chosen in the first time step is recorded");
-        return;
+        return false;
     }
     choose();
-    m_design->addScope(scope, levels);
+    return true;
+}
+
+void Session::chooseScope(vpiHandle scope, unsigned int levels)
+{
+    if (canChoose()) {
+        m_design->addScope(scope, levels);
+    }
 }
 
 void Session::chooseVariable(vpiHandle variable)
 {
-    if (m_recorder || m_isOver) {
-        say("$tracewell_vars comes too late; what was chosen in the first time step is recorded");
-        return;
+    if (canChoose()) {
+        m_design->addVariable(variable);
     }
-    choose();
-    m_design->addVariable(variable);
 }
 
 void Session::chooseAll(unsigned int levels)
 {
-    if (m_recorder || m_isOver) {
-        return;
+    if (canChoose()) {
+        m_design->addTops(levels);
     }
-    choose();
-    m_design->addTops(levels);
 }
 
 void Session::start()

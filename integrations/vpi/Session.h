@@ -50,6 +50,7 @@ private:
 
     void begin();
     void choose();
+    bool canChoose();
     void requestStepEnd();
     void endStep(long long time);
     void openRecorder();
