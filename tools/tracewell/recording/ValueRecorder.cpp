@@ -231,6 +231,46 @@ void ValueRecorder::storeVector(const State& state, const unsigned char* value, 
     keep(place + first, changed, end - first);
 }
 
+void ValueRecorder::changeSlowly(std::uint32_t object, const std::uint32_t* words)
+{
+    const State& state = m_states[object];
+    if (state.objectClass == ObjectClass::Scalar) {
+        storeScalar(object, static_cast<std::uint8_t>(words[0] & 1));
+        return;
+    }
+    for (unsigned int word = 0; 32 * word < state.width; ++word) {
+        const std::uint32_t group[] = {words[word], 0};
+        std::memcpy(m_groups.data() + sizeof group * word, group, sizeof group);
+    }
+    storeExact(object, m_groups.data());
+}
+
+/// Groups of their own for a word or two, one range for more.
+void ValueRecorder::changeWords(std::uint32_t object, const std::uint32_t* words)
+{
+    constexpr unsigned int kMostSingleWords = 2;
+    const State& state = m_states[object];
+    if (m_objects || !state.hasValue) {
+        changeSlowly(object, words);
+        return;
+    }
+    unsigned char* const place = m_memory.at(state.address);
+    const unsigned int count = (state.width + 31) / 32;
+    unsigned int changed = 0;
+    for (unsigned int word = 0; word < count; ++word) {
+        changed += std::memcmp(place + 8 * word, words + word, 4) != 0 ? 1 : 0;
+    }
+    if (changed > kMostSingleWords) {
+        changeSlowly(object, words);
+        return;
+    }
+    for (unsigned int word = 0; word < count; ++word) {
+        if (std::memcmp(place + 8 * word, words + word, 4) != 0) {
+            changeWord(place + 8 * word, words[word], state.width - 32 * word);
+        }
+    }
+}
+
 void ValueRecorder::storeBeside(std::uint32_t object, char kind, std::string_view text)
 {
     State& state = m_states[object];

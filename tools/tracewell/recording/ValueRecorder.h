@@ -60,6 +60,12 @@ public:
         std::memcpy(bytes, &value, sizeof value);
         storeExact(object, bytes);
     }
+    /// Two-state bits of a scalar or a vector of at most 64; those above its width are 0. For an
+    /// object that takes no other values, from someone who knows that they differ from those
+    /// before.
+    void changeBits(std::uint32_t object, std::uint64_t bits);
+    /// The same of a vector of any width, 32 bits a word, bit 0 first.
+    void changeWords(std::uint32_t object, const std::uint32_t* words);
     void storeString(std::uint32_t object, std::string_view text);
     /// Letters of a vector, the leftmost first; false when they are none.
     bool storeLetters(std::uint32_t object, std::string_view letters);
@@ -111,6 +117,10 @@ protected:
     void storeText(std::uint32_t object, char kind, std::string_view text);
 
 private:
+    void changeSlowly(std::uint32_t object, const std::uint32_t* words);
+    /// What differs of a two-state value lies in a-words alone, and in those bytes of them that the
+    /// width fills.
+    void changeWord(unsigned char* place, std::uint32_t word, unsigned int bits);
     void storeVector(const State& state, const unsigned char* value, std::size_t bytes);
     void endText(std::uint32_t object);
     void storeOverride(std::uint32_t object, const TextReference& reference);
@@ -140,5 +150,42 @@ private:
     bool m_isMuted = false;
     unsigned long long m_changes = 0;
 };
+
+inline void ValueRecorder::changeWord(unsigned char* place, std::uint32_t word, unsigned int bits)
+{
+    unsigned char bytes[sizeof word];
+    std::memcpy(bytes, &word, sizeof word);
+    m_trace(m_time, 0, bits <= 8 ? 1 : bits <= 16 ? 2 : 4, place, bytes);
+    std::memcpy(place, bytes, sizeof bytes);
+    ++m_changes;
+}
+
+inline void ValueRecorder::changeBits(std::uint32_t object, std::uint64_t bits)
+{
+    const State& state = m_states[object];
+    unsigned char* const place = m_memory.at(state.address);
+    const auto low = static_cast<std::uint32_t>(bits);
+    const auto high = static_cast<std::uint32_t>(bits >> 32);
+    if (m_objects || !state.hasValue) {
+        const std::uint32_t words[] = {low, high};
+        changeSlowly(object, words);
+    } else if (state.objectClass == ObjectClass::Scalar) {
+        auto code = static_cast<unsigned char>(low);
+        m_trace(m_time, 0, 1, place, &code);
+        *place = code;
+        ++m_changes;
+    } else if (state.width <= 32) {
+        changeWord(place, low, state.width);
+    } else {
+        std::uint32_t before[3];
+        std::memcpy(before, place, sizeof before);
+        if (before[0] != low) {
+            changeWord(place, low, 32);
+        }
+        if (before[2] != high) {
+            changeWord(place + 8, high, state.width - 32);
+        }
+    }
+}
 
 } // namespace tracewell

@@ -1,0 +1,275 @@
+#include "ModelRecorder.h"
+
+#include "ModelNames.h"
+#include "recorder/Recorder.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tracewell {
+
+namespace {
+
+constexpr int kMostChannels = 1000000;
+
+void say(const std::string& line)
+{
+    std::fputs(("tracewell: " + line + "\n").c_str(), stderr);
+}
+
+template <class Number> std::optional<Number> parseNumber(std::string_view text)
+{
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+void takeStore(const std::string& source, std::string_view store, RecorderOptions& options)
+{
+    if (store == "transitions") {
+        options.store = ValueRecorder::Store::Transitions;
+    } else if (store == "events") {
+        options.store = ValueRecorder::Store::Events;
+    } else {
+        say(fmt::format("{}{} is no store; there are events and transitions", source, store));
+    }
+}
+
+void takeEnvironment(RecorderOptions& options)
+{
+    if (const char* const store = std::getenv("TRACEWELL_STORE")) {
+        takeStore("TRACEWELL_STORE=", store, options);
+    }
+    if (const char* const text = std::getenv("TRACEWELL_SYNC")) {
+        const std::optional<double> seconds = parseNumber<double>(text);
+        if (seconds && *seconds >= 0) {
+            options.syncSeconds = *seconds;
+        } else {
+            say(fmt::format("TRACEWELL_SYNC={} is no number of seconds", text));
+        }
+    }
+    if (const char* const text = std::getenv("TRACEWELL_LIVE")) {
+        const std::optional<int> channel = *text == 0 ? 0 : parseNumber<int>(text);
+        if (channel && *channel >= 0 && *channel <= kMostChannels) {
+            options.output.clear();
+            options.channel = *channel;
+        } else {
+            say(fmt::format("TRACEWELL_LIVE={} is no channel number", text));
+        }
+    }
+}
+
+/// The recorder that is open, since the library's trace functions know one writer. Guards only the
+/// pointer; a recorder itself belongs to one thread.
+std::mutex s_openMutex;
+ModelRecorder* s_open = nullptr;
+
+/// For a process that ends by exit() in the middle of a run.
+void closeAtExit()
+{
+    ModelRecorder* open = nullptr;
+    {
+        const std::lock_guard lock(s_openMutex);
+        open = s_open;
+    }
+    if (open) {
+        open->close();
+    }
+}
+
+bool claim(ModelRecorder* recorder)
+{
+    static const int registered = std::atexit(&closeAtExit);
+    static_cast<void>(registered);
+    const std::lock_guard lock(s_openMutex);
+    if (s_open) {
+        return false;
+    }
+    s_open = recorder;
+    return true;
+}
+
+void release(const ModelRecorder* recorder)
+{
+    const std::lock_guard lock(s_openMutex);
+    if (s_open == recorder) {
+        s_open = nullptr;
+    }
+}
+
+} // namespace
+
+struct ModelRecorder::State
+{
+    ModelNames names{""};
+    std::vector<std::uint32_t> objects;
+    std::optional<Recorder> recorder;
+    /// Null until something was opened.
+    ValueRecorder* values = nullptr;
+
+    std::uint32_t objectOf(std::uint32_t code) const
+    {
+        return code < objects.size() ? objects[code] : ModelNames::kNoObject;
+    }
+    bool open(const RecorderOptions& options);
+};
+
+bool ModelRecorder::State::open(const RecorderOptions& options)
+{
+    auto [table, objectsByCode] = names.makeTable();
+    values = nullptr;
+    objects.clear();
+    recorder.emplace(std::move(table), options, &say);
+    if (!recorder->open()) {
+        return false;
+    }
+    objects = std::move(objectsByCode);
+    values = &recorder->values();
+    return true;
+}
+
+ModelRecorder::ModelRecorder() : m_state(std::make_unique<State>()) {}
+
+ModelRecorder::~ModelRecorder()
+{
+    close();
+}
+
+void ModelRecorder::beginNames(const char* resolution)
+{
+    m_state->names = ModelNames(resolution);
+}
+
+void ModelRecorder::declare(std::uint32_t code, const char* path, Kind kind, const int* arrayIndex,
+                            const Range& range)
+{
+    m_state->names.declare(code, path, kind, arrayIndex, range);
+}
+
+bool ModelRecorder::openFile(const char* name, const char* store)
+{
+    RecorderOptions options;
+    options.output = name;
+    if (store) {
+        takeStore("", store, options);
+    }
+    takeEnvironment(options);
+    return open(options);
+}
+
+bool ModelRecorder::openLive(int channel)
+{
+    RecorderOptions options;
+    options.output.clear();
+    options.channel = channel;
+    takeEnvironment(options);
+    return open(options);
+}
+
+bool ModelRecorder::open(const RecorderOptions& options)
+{
+    close();
+    if (!claim(this)) {
+        say(fmt::format("{}: another trace of this process is open, and there can be one; close "
+                        "that first",
+                        options.output.empty() ? "live" : options.output));
+        return false;
+    }
+    if (m_state->open(options)) {
+        return true;
+    }
+    release(this);
+    return false;
+}
+
+bool ModelRecorder::isOpen() const
+{
+    return m_state->recorder && m_state->recorder->isOpen();
+}
+
+void ModelRecorder::setTime(std::uint64_t time)
+{
+    if (isOpen()) {
+        if (time > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) {
+            say(fmt::format("time {} is beyond what can be recorded; the trace ends", time));
+            close();
+            return;
+        }
+        m_state->recorder->setTime(static_cast<long long>(time));
+    }
+}
+
+void ModelRecorder::changeBits(std::uint32_t code, std::uint64_t bits)
+{
+    State& state = *m_state;
+    const std::uint32_t object = state.objectOf(code);
+    if (object != ModelNames::kNoObject) {
+        state.values->changeBits(object, bits);
+    }
+}
+
+void ModelRecorder::changeWords(std::uint32_t code, const std::uint32_t* words)
+{
+    const std::uint32_t object = m_state->objectOf(code);
+    if (object != ModelNames::kNoObject) {
+        m_state->values->changeWords(object, words);
+    }
+}
+
+void ModelRecorder::changeReal(std::uint32_t code, double value)
+{
+    const std::uint32_t object = m_state->objectOf(code);
+    if (object != ModelNames::kNoObject) {
+        m_state->values->storeReal(object, value);
+    }
+}
+
+void ModelRecorder::fire(std::uint32_t code)
+{
+    const std::uint32_t object = m_state->objectOf(code);
+    if (object != ModelNames::kNoObject) {
+        m_state->values->fire(object, 1);
+    }
+}
+
+void ModelRecorder::off()
+{
+    if (isOpen()) {
+        m_state->recorder->off();
+    }
+}
+
+void ModelRecorder::on()
+{
+    if (isOpen()) {
+        m_state->recorder->on();
+    }
+}
+
+void ModelRecorder::flush()
+{
+    if (isOpen()) {
+        m_state->recorder->flush();
+    }
+}
+
+void ModelRecorder::close()
+{
+    if (m_state->recorder) {
+        m_state->recorder->close();
+    }
+    release(this);
+}
+
+} // namespace tracewell
