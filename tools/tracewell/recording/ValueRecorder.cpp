@@ -139,6 +139,9 @@ void ValueRecorder::setTime(long long time)
 
 void ValueRecorder::fire(std::uint32_t object, std::uint8_t code)
 {
+    if (m_isMuted) {
+        return;
+    }
     if (m_objects) {
         m_refusal = m_objects->traceFiring(object, m_time, code);
         m_states[object].hasValue = true;

@@ -71,7 +71,8 @@ public:
     bool storeLetters(std::uint32_t object, std::string_view letters);
     void fire(std::uint32_t object, std::uint8_t code);
 
-    /// While muted, values are kept up to date in the data memory, and nothing is traced.
+    /// While muted, values are kept up to date in the data memory, and nothing is traced. Firings
+    /// are lost.
     void setMuted(bool muted);
     /// Traces all values that there are once more, at the present time; for someone who has missed
     /// changes. Events do not fire again.

@@ -1,0 +1,207 @@
+#include "ImportExportFixture.h"
+
+#include "PlainVcd.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <sys/wait.h>
+
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr long long kStep = 5;
+constexpr long long kGap = 10000000000 - kStep;
+
+/// The time of a dump.
+long long timeOf(int step)
+{
+    return kStep * step + (step > 50 ? kGap : 0);
+}
+
+int statusOf(const std::string& command)
+{
+    const int status = std::system(command.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+/// One test bench, which differs in an include and a name, traces a model by Verilator's own class
+/// and by ours.
+class Verilator : public ImportExport
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        if (statusOf("command -v verilator >/dev/null") != 0) {
+            return;
+        }
+        s_models = ::testing::TempDir() + "verilator_models_XXXXXX";
+        ::mkdtemp(s_models.data());
+        std::string sanitize = SANITIZE;
+        sanitize = sanitize.empty() ? "" : " -fsanitize=" + sanitize;
+        const std::string ours =
+            " " VERILATOR_INCLUDE "/verilated_tracewell_c.cpp -CFLAGS '-DWITH_TRACEWELL"
+            " -I" VERILATOR_INCLUDE " -iquote" VERILATOR_INCLUDE "/vcd" +
+            sanitize +
+            "' -LDFLAGS '-L" VERILATOR_LIBRARY " -ltracewell_verilator"
+            " -Wl,-rpath," VERILATOR_LIBRARY " -Wl,-rpath-link," KERNEL_LIBRARY +
+            sanitize + "'";
+        build("vcd", "");
+        build("ours", ours);
+        build("threads", ours + " --threads 2 --trace-threads 2");
+    }
+    static void TearDownTestSuite() { std::filesystem::remove_all(s_models); }
+    void SetUp() override
+    {
+        if (s_models.empty()) {
+            GTEST_SKIP() << "verilator is not installed";
+        }
+    }
+
+    static void build(const std::string& name, const std::string& options)
+    {
+        const std::string log = s_models + "/" + name + ".log";
+        ASSERT_EQ(statusOf("verilator --cc --exe --build -j 2 --trace --trace-structs"
+                           " --trace-underscore --timing -Wno-fatal --top-module shapes"
+                           " " DESIGNS "/shapes.sv " DESIGNS "/shapes_bench.cpp --Mdir " +
+                           s_models + "/" + name + options + " >" + log + " 2>&1"),
+                  0)
+            << log << (std::system(("tail -5 " + log).c_str()) != 0 ? "" : "");
+    }
+
+    /// What the model's process ends with.
+    int simulate(const std::string& model, const std::string& arguments,
+                 const std::string& before = "") const
+    {
+        return statusOf("cd '" + path("") + "' && " + before + " " + s_models + "/" + model +
+                        "/Vshapes " + arguments + " >out 2>err");
+    }
+
+    static PlainVcd sorted(PlainVcd vcd)
+    {
+        std::sort(vcd.variables.begin(), vcd.variables.end(),
+                  [](const auto& a, const auto& b) { return a.declaration < b.declaration; });
+        vcd.timescale.erase(std::remove(vcd.timescale.begin(), vcd.timescale.end(), ' '),
+                            vcd.timescale.end());
+        return vcd;
+    }
+    PlainVcd reference(const std::string& arguments) const
+    {
+        EXPECT_EQ(simulate("vcd", "in.vcd " + arguments), 3);
+        return sorted(readPlainVcd(path("in.vcd")));
+    }
+    PlainVcd exported(const std::string& file = "out.wdb") const
+    {
+        const Result result = run({"export", path(file), path("out.vcd")});
+        EXPECT_EQ(result.code, 0) << result.error;
+        return sorted(readPlainVcd(path("out.vcd")));
+    }
+    static PlainVcd cut(PlainVcd vcd, long long from, long long to)
+    {
+        for (PlainVcd::Variable& variable : vcd.variables) {
+            auto& history = variable.history;
+            history.erase(std::remove_if(history.begin(), history.end(),
+                                         [&](const auto& change) {
+                                             return change.first < from || change.first > to;
+                                         }),
+                          history.end());
+        }
+        vcd.lastTime = std::min(vcd.lastTime, to);
+        return vcd;
+    }
+
+    static std::string s_models;
+};
+
+std::string Verilator::s_models;
+
+TEST_F(Verilator, sameRunIsRecordedAsByItsOwnVcd)
+{
+    const PlainVcd expected = reference("400 close");
+    ASSERT_GE(expected.variables.size(), 43u);
+    for (const std::string model : {"ours", "threads"}) {
+        for (const std::string store : {"", "events", "transitions"}) {
+            SCOPED_TRACE(model + " " + store);
+            ASSERT_EQ(simulate(model, "out.wdb 400 close " + store), 3);
+            EXPECT_EQ(differenceOf(expected, exported()), "");
+        }
+    }
+    EXPECT_EQ(simulate("ours", "out.wdb 300 close", "TRACEWELL_STORE=transitions"), 3);
+    EXPECT_EQ(differenceOf(cut(expected, 0, timeOf(299)), exported()), "");
+}
+
+TEST_F(Verilator, partOfTheNamesCanBeChosen)
+{
+    PlainVcd expected = reference("100 close");
+    auto& variables = expected.variables;
+    variables.erase(std::remove_if(variables.begin(), variables.end(),
+                                   [](const auto& variable) {
+                                       return variable.declaration.find(" lane[1].") ==
+                                              std::string::npos;
+                                   }),
+                    variables.end());
+    ASSERT_EQ(simulate("ours", "out.wdb 100 part"), 3);
+    EXPECT_EQ(variables.size(), 5u);
+    EXPECT_EQ(differenceOf(expected, exported()), "");
+}
+
+TEST_F(Verilator, secondFileOfOneTraceStartsWithAllValues)
+{
+    const PlainVcd all = reference("300 again");
+    ASSERT_EQ(simulate("ours", "out.wdb 300 again"), 3);
+    EXPECT_EQ(differenceOf(all, exported()), "");
+    EXPECT_EQ(differenceOf(sorted(readPlainVcd(path("in.vcd2"))), exported("out.wdb2")), "");
+}
+
+TEST_F(Verilator, nothingIsKnownWhileTheTraceIsOff)
+{
+    const PlainVcd expected = reference("300 close");
+    for (const std::string store : {"events", "transitions"}) {
+        ASSERT_EQ(simulate("ours", "out.wdb 300 off " + store), 3);
+        const PlainVcd found = exported();
+        EXPECT_EQ(differenceOf(cut(expected, 0, timeOf(99)), cut(found, 0, timeOf(99))), "");
+        EXPECT_EQ(differenceOf(cut(expected, timeOf(201), timeOf(299)),
+                               cut(found, timeOf(201), timeOf(299))),
+                  "");
+        for (const auto& variable : cut(found, timeOf(100), timeOf(200)).variables) {
+            if (variable.declaration == "wire 1 TOP. clk") {
+                EXPECT_EQ(variable.history,
+                          (PlainVcd::History{{timeOf(100), "bx"}, {timeOf(200), "b0"}}));
+            }
+        }
+    }
+}
+
+TEST_F(Verilator, fileOfRunThatExitsIsClosedAndOfKilledOneHasWhatWasSynced)
+{
+    const PlainVcd expected = reference("400 close");
+    ASSERT_EQ(simulate("ours", "out.wdb 400 exit"), 3);
+    EXPECT_EQ(differenceOf(expected, exported()), "");
+
+    ASSERT_EQ(simulate("ours", "out.wdb 400 kill", "TRACEWELL_SYNC=0.000000001 exec"), -SIGKILL);
+    const PlainVcd found = exported();
+    EXPECT_GE(found.lastTime, timeOf(300));
+    EXPECT_EQ(differenceOf(cut(expected, 0, found.lastTime), found), "");
+}
+
+TEST_F(Verilator, troubleOfTheOutputIsALineAndTheRunGoesOn)
+{
+    EXPECT_EQ(simulate("ours", "missing/out.wdb 400 close"), 3);
+    EXPECT_THAT(read("err"), HasSubstr("missing/out.wdb"));
+    const std::string line = read("err");
+    EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1) << line;
+
+    EXPECT_EQ(simulate("ours", "out.wdb 20000 close", "trap '' XFSZ; ulimit -f 64;"), 3);
+    EXPECT_THAT(read("err"), HasSubstr("out.wdb"));
+    EXPECT_THAT(read("err"), HasSubstr("Tracing to out.wdb has stopped"));
+    EXPECT_LE(std::filesystem::file_size(path("out.wdb")), 65536u);
+
+    EXPECT_EQ(simulate("ours", "out2.wdb 10 close nowhere"), 3);
+    EXPECT_EQ(read("err"), "tracewell: nowhere is no store; there are events and transitions\n");
+    EXPECT_EQ(simulate("ours", "out2.wdb 10 close", "TRACEWELL_SYNC=soon TRACEWELL_LIVE=-1"), 3);
+    EXPECT_EQ(read("err"), "tracewell: TRACEWELL_SYNC=soon is no number of seconds\n"
+                           "tracewell: TRACEWELL_LIVE=-1 is no channel number\n");
+}
+
+} // namespace
