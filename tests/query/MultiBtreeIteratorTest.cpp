@@ -56,7 +56,7 @@ private:
     std::unique_ptr<WdbIEventReader> m_reader;
 };
 
-constexpr long long kLatest = 1000000;
+constexpr long long kLatest = 1LL << 60;
 constexpr unsigned long long kEverything = ~0ull;
 
 std::vector<Change> replay(Trees& trees, const Ranges& ranges, long long from)
@@ -77,7 +77,8 @@ TEST(MultiBtreeIterator, replayIsTheSortedListOfAllChanges)
         for (int bit = bits < 0 ? -1 : 0; bit < std::max(bits, 0); ++bit) {
             History history;
             long long time = pick(random, 40);
-            for (int i = pick(random, 30); i > 0; --i, time += 1 + pick(random, 9))
+            for (int i = pick(random, 30); i > 0;
+                 --i, time += pick(random, 5) == 0 ? 1LL << pick(random, 50) : 1 + pick(random, 9))
                 history.emplace_back(time, bit < 0 ? pick(random, 256) : pick(random, 2));
             trees.add(address, bit, history);
             model[{address, bit < 0 ? 255 : 1 << bit}] = history;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "IEventSource.h"
+#include "TimeQueue.h"
 #include "WdbScalarBTree.h"
 
 #include <map>
@@ -14,7 +15,7 @@ class IEventTarget;
 class WdbIEventReader;
 
 /// The merge behind WdbMultiBtreeIterator. Each tree that takes part has an entry, which waits in a
-/// heap for its next change, or is delivered and waits for the step to end.
+/// queue for its next change, or is delivered and waits for the step to end.
 class WdbMultiBtreeIteratorImpl
 {
 public:
@@ -23,7 +24,7 @@ public:
     WdbMultiBtreeIteratorImpl(IEventSource& source, WdbIEventReader& reader, long long firstTime,
                               long long limit, long long limit2);
 
-    bool hasChanges() const { return !m_heap.empty(); }
+    bool hasChanges() const { return !m_queue.isEmpty(); }
     long long getCurrentTime() const { return m_currentTime; }
     void advance();
     void emitEvents(IEventTarget& target);
@@ -42,27 +43,29 @@ private:
         std::unique_ptr<WdbScalarBTree::Iterator> iterator;
         long long time;
         unsigned char value;
+        /// In m_ranking.
+        unsigned int rank;
         bool isRemoved;
+        bool isWaiting;
+
+        bool operator<(const Entry& other) const { return key < other.key; }
     };
 
-    /// Whether `a` is due later than `b`.
-    struct IsLater
-    {
-        bool operator()(const Entry* a, const Entry* b) const
-        {
-            return a->time != b->time ? a->time > b->time : a->key > b->key;
-        }
-    };
+    using Queue = TimeQueue<Entry>;
 
     template <class Action> void forEachTree(const Ranges& ranges, const Action& action);
     static Key makeKey(const WdbScalarBTree& tree);
     static void readCurrent(Entry& entry);
     void addTree(WdbScalarBTree& tree);
     void push(Entry* entry);
-    Entry* pop();
+    void takeNext();
+    void take(Entry* entry);
+    const Queue::Waiting* getDue();
     void drop(Entry* entry);
     void dropRemoved();
     void collectStep();
+    void sortStep();
+    void rank();
     void deliver(IEventTarget& target, const Entry& entry);
 
     /// Null once it is gone, which may be in the middle of emitEvents.
@@ -76,12 +79,23 @@ private:
     std::map<Key, std::unique_ptr<Entry>> m_active;
     /// Owns removed entries whose key takes part anew, until they come up.
     std::vector<std::unique_ptr<Entry>> m_replaced;
-    std::vector<Entry*> m_heap;
+    /// What happened before the first time waits for that.
+    Queue m_queue;
+    /// How many that wait are not removed.
+    std::size_t m_waiting = 0;
     /// What emitEvents is about to deliver, in the order of the keys.
     std::vector<Entry*> m_step;
     /// Delivered, to be moved on by advance.
     std::vector<Entry*> m_delivered;
     bool m_isEmitting = false;
+
+    /// The entries in the order of their keys as of some time; those that came later have no rank.
+    std::vector<Entry*> m_ranking;
+    /// A bit for each rank, all 0 between two steps.
+    std::vector<unsigned long long> m_ranks;
+    bool m_isRanked = false;
+    /// How much has been sorted since ranks were due.
+    std::size_t m_sorted = 0;
 };
 
 } // namespace Tracewell
