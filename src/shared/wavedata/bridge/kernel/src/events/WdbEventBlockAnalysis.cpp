@@ -3,7 +3,6 @@
 #include "WdbEventBlock.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <stdexcept>
 #include <utility>
@@ -181,38 +180,29 @@ void setInKey(unsigned char* key, unsigned int offset)
 void WdbEventBlock::getLargestDiffAndKey(long long baseAddress, long long& diff,
                                          unsigned char* key) const
 {
-    struct Touched
-    {
-        bool seen = false;
-        bool seenTwice = false;
-        long long lastTime = 0;
-        long long largestDiff = 0;
-    };
-    std::array<Touched, kKeyAddresses> table{};
-
+    long long lastTimes[kKeyAddresses] = {};
+    // 0, 1, or 2 for more.
+    unsigned char touches[kKeyAddresses] = {};
+    long long largest = 0;
     for (unsigned int i = 0; i < size(); ++i) {
         forEachOffset(eventAt(i), baseAddress, [&](unsigned int offset, long long time) {
-            Touched& entry = table[offset];
-            if (entry.seen) {
-                entry.largestDiff = std::max(entry.largestDiff, subtract(time, entry.lastTime));
-                entry.seenTwice = true;
-            }
-            entry.seen = true;
-            entry.lastTime = time;
+            const unsigned char before = touches[offset];
+            const long long gap = before != 0 ? subtract(time, lastTimes[offset]) : 0;
+            largest = std::max(largest, gap);
+            touches[offset] = before != 0 ? 2 : 1;
+            lastTimes[offset] = time;
         });
     }
 
     std::fill_n(key, kKeySize, static_cast<unsigned char>(0));
-    diff = 0;
     bool oneTouchedOnce = false;
     for (unsigned int offset = 0; offset < kKeyAddresses; ++offset) {
-        const Touched& entry = table[offset];
-        if (!entry.seen)
+        if (touches[offset] == 0)
             continue;
         setInKey(key, offset);
-        oneTouchedOnce |= !entry.seenTwice;
-        diff = std::max(diff, entry.largestDiff);
+        oneTouchedOnce |= touches[offset] == 1;
     }
+    diff = largest;
     // Its previous change lies before this block, at an unknown distance.
     if (oneTouchedOnce)
         diff = subtract(eventAt(size() - 1).getTime(), eventAt(0).getTime());
