@@ -14,7 +14,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <map>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace Tracewell {
@@ -77,15 +79,25 @@ History historyOf(long long place, long long begin, long long end, int offset = 
     return history;
 }
 
-History readHistory(const std::string& path, long long place)
+std::map<long long, History> readHistories(const std::string& path,
+                                           const std::set<long long>& places)
 {
     WdbStaticReader reader;
     reader.createReader("", path, 0, "");
     Trees trees;
     Trees toScan;
-    reader.getBTreeManager().getOrCreateByteBTrees(place, 1, trees, toScan);
+    for (const long long place : places)
+        reader.getBTreeManager().getOrCreateByteBTrees(place, 1, trees, toScan);
     reader.getBTreeManager().scanWdbDatabase(toScan, nullptr);
-    return getHistory(*trees[0]);
+    std::map<long long, History> histories;
+    for (const WdbScalarBTree* const tree : trees)
+        histories[tree->getAddress()] = getHistory(*tree);
+    return histories;
+}
+
+History readHistory(const std::string& path, long long place)
+{
+    return readHistories(path, {place})[place];
 }
 
 class LiveRoad : public ::testing::Test
@@ -186,9 +198,9 @@ TEST_F(LiveRoad, nothingIsLostOrDoubledWhileMarksComeFromAnotherThreadAndTreesAr
 TEST_F(LiveRoad, valuesOfEverySizeComeThroughWholeHoweverSlowTheViewer)
 {
     std::vector<unsigned int> sizes{274, 275, 298, 299, 19070, 19071, 19072, 99999, 100000};
-    for (unsigned int size = 0; size < 400; ++size)
+    for (unsigned int size = 0; size < 1500; ++size)
         sizes.push_back(size);
-    for (int i = 0; i < 800; ++i)
+    for (int i = 0; i < 1500; ++i)
         sizes.push_back(static_cast<unsigned int>(pick(m_random, i % 2 ? 100001 : 600)));
     const auto byteOf = [](std::size_t change, std::size_t place) {
         return static_cast<unsigned char>(change * 7 + place + place / 256);
@@ -224,15 +236,17 @@ TEST_F(LiveRoad, valuesOfEverySizeComeThroughWholeHoweverSlowTheViewer)
     awaitEnd(*reader);
     EXPECT_TRUE(process.succeeds());
     reader.reset();
-    for (int i = 0; i < 12; ++i) {
-        const auto place =
-            static_cast<std::size_t>(i < 2 ? i * 99999 : pick(m_random, i % 2 ? kMemory : 300));
+    std::set<long long> places{0, 99999};
+    for (int i = 0; i < 100; ++i)
+        places.insert(pick(m_random, i % 2 ? kMemory : 1500));
+    for (const auto& [place, history] : readHistories(filePath(), places)) {
+        const auto byte = static_cast<std::size_t>(place);
         History expected;
         for (std::size_t change = 0; change < sizes.size(); ++change)
-            if (sizes[change] > place &&
-                (expected.empty() || expected.back().second != byteOf(change, place)))
-                expected.emplace_back(change, byteOf(change, place));
-        EXPECT_EQ(readHistory(filePath(), static_cast<long long>(place)), expected) << place;
+            if (sizes[change] > byte &&
+                (expected.empty() || expected.back().second != byteOf(change, byte)))
+                expected.emplace_back(change, byteOf(change, byte));
+        EXPECT_EQ(history, expected) << place;
     }
 }
 
