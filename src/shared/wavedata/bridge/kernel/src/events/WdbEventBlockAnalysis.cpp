@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -180,6 +181,7 @@ void setInKey(unsigned char* key, unsigned int offset)
 void WdbEventBlock::getLargestDiffAndKey(long long baseAddress, long long& diff,
                                          unsigned char* key) const
 {
+    // Without branches, since random addresses would have most of them guessed wrong.
     long long lastTimes[kKeyAddresses] = {};
     // 0, 1, or 2 for more.
     unsigned char touches[kKeyAddresses] = {};
@@ -187,20 +189,23 @@ void WdbEventBlock::getLargestDiffAndKey(long long baseAddress, long long& diff,
     for (unsigned int i = 0; i < size(); ++i) {
         forEachOffset(eventAt(i), baseAddress, [&](unsigned int offset, long long time) {
             const unsigned char before = touches[offset];
-            const long long gap = before != 0 ? subtract(time, lastTimes[offset]) : 0;
-            largest = std::max(largest, gap);
-            touches[offset] = before != 0 ? 2 : 1;
+            const long long ifSeen = -static_cast<long long>(before != 0);
+            largest = std::max(largest, subtract(time, lastTimes[offset]) & ifSeen);
+            touches[offset] = static_cast<unsigned char>(before + (before < 2 ? 1 : 0));
             lastTimes[offset] = time;
         });
     }
 
-    std::fill_n(key, kKeySize, static_cast<unsigned char>(0));
     bool oneTouchedOnce = false;
-    for (unsigned int offset = 0; offset < kKeyAddresses; ++offset) {
-        if (touches[offset] == 0)
-            continue;
-        setInKey(key, offset);
-        oneTouchedOnce |= touches[offset] == 1;
+    for (unsigned int byte = 0; byte < kKeySize; ++byte) {
+        constexpr std::uint64_t kLowestBits = 0x0101010101010101;
+        // Adds up to the lowest bits of the bytes, the first one's last.
+        constexpr std::uint64_t kGather = 0x0102040810204080;
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, touches + std::size_t{8} * byte, sizeof eight);
+        oneTouchedOnce |= (eight & kLowestBits) != 0;
+        key[byte] =
+            static_cast<unsigned char>(((eight | eight >> 1) & kLowestBits) * kGather >> 56);
     }
     diff = largest;
     // Its previous change lies before this block, at an unknown distance.
