@@ -1,16 +1,10 @@
 #include "Comparison.h"
 
-#include "Process.h"
+#include "Measurements.h"
 #include "Workload.h"
 
 #include <algorithm>
-#include <unistd.h>
-
-#include <cstdio>
 #include <filesystem>
-#include <functional>
-#include <map>
-#include <vector>
 
 namespace tracewell::bench {
 
@@ -21,90 +15,6 @@ constexpr unsigned int kDivisions[] = {8, 16, 32, 64, 256, 2048};
 constexpr unsigned int kReadDivisions[] = {2048, 8};
 constexpr const char* kAllSignals = "1000000";
 constexpr const char* kPixels = "1000";
-
-/// Measurements by name, run in turn and kept until the medians are asked for.
-class Measurements
-{
-public:
-    explicit Measurements(const ComparisonOptions& options) : m_options(options) {}
-
-    void add(const std::string& name, const std::vector<std::string>& command, bool pinned)
-    {
-        m_tasks.push_back({name, command, pinned});
-    }
-
-    void run()
-    {
-        for (int run = 1; run <= m_options.runs; ++run) {
-            for (const Task& task : m_tasks) {
-                if (::isatty(STDERR_FILENO))
-                    std::fprintf(stderr, "run %d of %d: %-40s\r", run, m_options.runs,
-                                 task.name.c_str());
-                ProcessResult result = runProcess(task.command, task.pinned);
-                result.values["processMs"] = result.wallMs;
-                result.values["processorMs"] = result.processorMs;
-                result.values["processMib"] = result.peakMib;
-                for (const auto& [key, value] : result.values)
-                    m_samples[task.name + "/" + key].push_back(value);
-            }
-        }
-        m_tasks.clear();
-    }
-
-    double median(const std::string& name) const
-    {
-        std::vector<double> samples = m_samples.at(name);
-        std::sort(samples.begin(), samples.end());
-        const std::size_t middle = samples.size() / 2;
-        return samples.size() % 2 != 0 ? samples[middle]
-                                       : (samples[middle - 1] + samples[middle]) / 2;
-    }
-
-private:
-    struct Task
-    {
-        std::string name;
-        std::vector<std::string> command;
-        bool pinned;
-    };
-
-    const ComparisonOptions& m_options;
-    std::vector<Task> m_tasks;
-    std::map<std::string, std::vector<double>> m_samples;
-};
-
-/// Three digits that matter.
-std::string number(double value)
-{
-    const double size = value < 0 ? -value : value;
-    char text[32];
-    std::snprintf(text, sizeof text, "%.*f",
-                  size >= 100  ? 0
-                  : size >= 10 ? 1
-                  : size >= 1  ? 2
-                               : 3,
-                  value);
-    return text;
-}
-
-std::string ratio(double ours, double theirs)
-{
-    return theirs > 0 ? number(ours / theirs) : "-";
-}
-
-void printRow(const std::vector<std::string>& cells)
-{
-    for (const std::string& cell : cells)
-        std::printf("| %s ", cell.c_str());
-    std::printf("|\n");
-}
-
-void printHeader(const std::string& title, const std::vector<std::string>& cells)
-{
-    std::printf("\n### %s\n\n", title.c_str());
-    printRow(cells);
-    printRow(std::vector<std::string>(cells.size(), "---"));
-}
 
 class Comparison
 {

@@ -19,5 +19,7 @@ struct ComparisonOptions
 
 /// Runs ours and the peers in turn, `runs` times, and prints tables of the medians.
 void compare(const ComparisonOptions& options);
+/// The same for the database with an index by time.
+void compareIndex(const ComparisonOptions& options);
 
 } // namespace tracewell::bench

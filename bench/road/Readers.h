@@ -24,6 +24,46 @@ ReadResult readOwn(Store store, const Workload& workload, const std::string& pat
                    std::uint32_t signalCount);
 ReadResult readFst(const Workload& workload, const std::string& path, std::uint32_t signalCount);
 
+/// What signals are at times all over the run.
+struct StateResult
+{
+    /// From opening the file to the answer, the median.
+    double coldUs = 0;
+    double slowestColdUs = 0;
+    /// Processor time of all threads, the mean.
+    double coldProcessorUs = 0;
+    /// Processor time of a question to a file that is open, the mean.
+    double warmUs = 0;
+    /// Of all answers to cold questions, the same for every reader.
+    double check = 0;
+    /// What the index made a warm question read.
+    double nodes = 0;
+    double blocks = 0;
+};
+
+// `end` is that of the run.
+
+/// By the index: warm questions go to all signals in turn, at random times.
+StateResult askIndex(const Workload& workload, long long end, const std::string& path);
+/// By the static reader: warm questions go to the signals whose trees are there.
+StateResult askReader(const Workload& workload, long long end, const std::string& path);
+/// By reading the signal whole, as a viewer does, and by the FST reader's own question for a time.
+StateResult askFst(const Workload& workload, long long end, const std::string& path);
+StateResult askFstAtTime(const Workload& workload, long long end, const std::string& path);
+
+struct ReplayResult
+{
+    /// From opening the file to trees with the histories of all signals.
+    double treesMs = 0;
+    /// Of the replay.
+    double wallMs = 0;
+    double threadMs = 0;
+    /// Delivered: bytes that changed.
+    double byteChanges = 0;
+};
+
+ReplayResult replayAll(const Workload& workload, const std::string& path);
+
 struct DrawResult
 {
     /// From opening the file to the drawing answers of all signals over the whole run.

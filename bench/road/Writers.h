@@ -24,6 +24,10 @@ struct WriteResult
 
 /// The stand-alone writer, driven as a kernel drives it.
 WriteResult writeOwn(const Workload& workload, const std::string& path, unsigned int division);
+/// An event database driven directly, without helper threads: lists of blocks in buckets, or an
+/// index by time in each.
+WriteResult writeLists(const Workload& workload, const std::string& path);
+WriteResult writeIndexed(const Workload& workload, const std::string& path);
 /// The writer of the transition database, driven in the same way.
 WriteResult writeTransitions(const Workload& workload, const std::string& path);
 /// FST with LZ4.

@@ -31,6 +31,10 @@ WriteResult runWriter(const std::string& writer, const Workload& workload, const
 {
     if (writer == "own")
         return writeOwn(workload, path, division);
+    if (writer == "lists")
+        return writeLists(workload, path);
+    if (writer == "indexed")
+        return writeIndexed(workload, path);
     if (writer == "transitions")
         return writeTransitions(workload, path);
     if (writer == "fst")
@@ -95,8 +99,32 @@ void measureDraw(char** arguments)
                     zoom.factor, zoom.slowestPanUs);
 }
 
-// compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]
-void runComparison(const char* self, int count, char** arguments)
+// state READER WORKLOAD CHANGES FILE
+void measureState(char** arguments)
+{
+    const Workload layout(arguments[1], 0);
+    const long long end = layout.endTimeOf(std::strtoull(arguments[2], nullptr, 10));
+    const std::string reader = arguments[0];
+    const StateResult result = reader == "index"    ? askIndex(layout, end, arguments[3])
+                               : reader == "trees"  ? askReader(layout, end, arguments[3])
+                               : reader == "fst"    ? askFst(layout, end, arguments[3])
+                               : reader == "fst-at" ? askFstAtTime(layout, end, arguments[3])
+                                                    : throw std::runtime_error("unknown reader");
+    std::printf("cold=%g\nslowestCold=%g\ncoldCpu=%g\nwarm=%g\ncheck=%.17g\nnodes=%g\nblocks=%g\n",
+                result.coldUs, result.slowestColdUs, result.coldProcessorUs, result.warmUs,
+                result.check, result.nodes, result.blocks);
+}
+
+// replay WORKLOAD FILE
+void measureReplay(char** arguments)
+{
+    const ReplayResult result = replayAll(Workload(arguments[0], 0), arguments[1]);
+    std::printf("trees=%g\nwall=%g\nthread=%g\nchanges=%g\npeak=%g\n", result.treesMs,
+                result.wallMs, result.threadMs, result.byteChanges, peakMib());
+}
+
+// compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL], or index with the same
+void runComparison(const char* self, bool ofIndex, int count, char** arguments)
 {
     ComparisonOptions options;
     options.self = self;
@@ -107,7 +135,7 @@ void runComparison(const char* self, int count, char** arguments)
         options.runs = std::atoi(arguments[2]);
     if (count > 3)
         options.tracewell = arguments[3];
-    compare(options);
+    ofIndex ? compareIndex(options) : compare(options);
 }
 
 } // namespace
@@ -121,13 +149,20 @@ try {
         measureRead(argv + 2);
     else if (command == "draw" && argc >= 7)
         measureDraw(argv + 2);
-    else if (command == "compare" && argc >= 3)
-        runComparison(argv[0], argc - 2, argv + 2);
+    else if (command == "state" && argc >= 6)
+        measureState(argv + 2);
+    else if (command == "replay" && argc >= 4)
+        measureReplay(argv + 2);
+    else if ((command == "compare" || command == "index") && argc >= 3)
+        runComparison(argv[0], command == "index", argc - 2, argv + 2);
     else {
         std::fprintf(stderr, "usage: road write WRITER WORKLOAD CHANGES FILE [DIVISION]\n"
                              "       road read own|transitions|fst WORKLOAD FILE SIGNALS\n"
                              "       road draw own|transitions WORKLOAD FILE SIGNALS PIXELS\n"
-                             "       road compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]\n");
+                             "       road state index|trees|fst|fst-at WORKLOAD CHANGES FILE\n"
+                             "       road replay WORKLOAD FILE\n"
+                             "       road compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]\n"
+                             "       road index DIRECTORY [CHANGES] [RUNS]\n");
         return 2;
     }
     return 0;

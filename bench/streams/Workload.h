@@ -28,9 +28,11 @@ public:
     const std::vector<Change>& changes() const { return m_changes; }
     std::uint32_t signalCount() const { return m_signalCount; }
     bool isVector(std::uint32_t signal) const { return signal < m_vectorCount; }
-    long long endTime() const
+    long long endTime() const { return endTimeOf(m_changes.size()); }
+    /// Of a run with that many changes.
+    long long endTimeOf(std::size_t changeCount) const
     {
-        return static_cast<long long>(m_changes.size() / m_changesPerStep) * kStepTime;
+        return static_cast<long long>(changeCount / m_changesPerStep) * kStepTime;
     }
 
     // The data memory: vectors as 8 bytes a group, then a byte a scalar.
