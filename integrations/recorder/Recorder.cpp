@@ -4,6 +4,7 @@
 #include "live/DebugFile.h"
 #include "names/DeclarationText.h"
 #include "recording/RecordingWriter.h"
+#include "recording/WindowRecording.h"
 
 #include "OutputFileNames.h"
 #include "QsimException.h"
@@ -70,6 +71,7 @@ bool Recorder::open()
     if (!m_isOpen) {
         Tracewell::setStorageFailureHandler({});
         m_values.reset();
+        m_window = nullptr;
         m_file.reset();
         m_directory.reset();
         m_debugFile.reset();
@@ -88,10 +90,21 @@ void Recorder::openFile()
                                        kLargestMemory >> 20));
     }
     m_directory = std::make_unique<SnapshotDirectory>(m_options.output);
-    m_file = m_options.store == ValueRecorder::Store::Transitions ? makeTransitionWriter()
-                                                                  : makeEventWriter(0);
+    m_window = nullptr;
+    if (m_options.window > 0) {
+        auto file = std::make_unique<WindowRecording>(m_declarations, m_layout, m_options.window,
+                                                      m_options.store, m_say);
+        m_window = file.get();
+        m_file = std::move(file);
+    } else {
+        m_file = m_options.store == ValueRecorder::Store::Transitions ? makeTransitionWriter()
+                                                                      : makeEventWriter(0);
+    }
     m_values = std::make_unique<ValueRecorder>(m_declarations, m_layout, m_file->writer(),
                                                m_file->store());
+    if (m_window) {
+        m_values->rememberTexts();
+    }
     m_directory->write(writeDeclarations(m_declarations));
     m_file->open(m_options.output, *m_directory, m_layout, 0);
     m_directory->remove();
@@ -119,6 +132,11 @@ void Recorder::openChannel()
 
 void Recorder::step(long long time)
 {
+    if (m_window && m_window->isDue(time, *m_values) &&
+        !attempt([this] { m_window->beginSegment(*m_values, *m_directory, !m_isOff); })) {
+        abandon();
+        return;
+    }
     m_values->setTime(time);
     if (m_stepsToLook-- == 0) {
         m_stepsToLook = kStepsBetweenLooks;
@@ -138,7 +156,7 @@ void Recorder::look()
         return;
     }
     if (m_isBroken || !attempt([this] { m_file->check(); })) {
-        close();
+        abandon();
         return;
     }
     if (m_options.syncSeconds > 0 && now >= m_nextSync) {
@@ -206,12 +224,24 @@ void Recorder::flush()
     }
 }
 
+void Recorder::trigger()
+{
+    if (m_window) {
+        close();
+    } else {
+        flush();
+    }
+}
+
 void Recorder::close()
 {
     if (!m_isOpen) {
         return;
     }
-    m_isOpen = false;
+    if (m_file && m_isBroken) {
+        abandon();
+        return;
+    }
     if (m_file) {
         showRefusal();
         attempt([this] { m_file->finish(m_values->time(), *m_directory, m_declarations); });
@@ -219,6 +249,20 @@ void Recorder::close()
         liveWriter().close();
         liveWriter().setWaitHook({});
     }
+    stop();
+}
+
+/// After a failure: what reached the file stays as it is, not finished.
+void Recorder::abandon()
+{
+    showRefusal();
+    stop();
+}
+
+void Recorder::stop()
+{
+    m_isOpen = false;
+    m_window = nullptr;
     m_values->setMuted(true);
     m_file.reset();
     m_directory.reset();

@@ -17,6 +17,7 @@ namespace tracewell {
 
 class DebugFile;
 class RecordingWriter;
+class WindowRecording;
 
 struct RecorderOptions
 {
@@ -27,6 +28,9 @@ struct RecorderOptions
     /// After so many seconds of the clock on the wall what was traced is in the file, and survives
     /// the death of the process; 0 for never. An event database only.
     double syncSeconds = 1;
+    /// In units of the timescale: the file holds about so much of the run before its end, and the
+    /// run takes no more room than that, see WindowRecording; 0 for all. A file only.
+    long long window = 0;
     /// Number and snapshot of the live channel.
     int channel = 0;
     std::string snapshot = "live";
@@ -68,6 +72,9 @@ public:
     void on();
     /// Makes what was traced so far readable by others.
     void flush();
+    /// With a window: what it holds by now is what there was to record, and closes. Otherwise
+    /// flushes.
+    void trigger();
     /// Finishes the file, or leaves the channel.
     void close();
 
@@ -81,6 +88,8 @@ private:
     void lookAtViewer();
     bool mayWaitForViewer();
     void showRefusal();
+    void stop();
+    void abandon();
     template <class Action> bool attempt(Action action);
 
     RecorderOptions m_options;
@@ -91,6 +100,8 @@ private:
     /// Goes after the channel that it belongs to.
     std::unique_ptr<DebugFile> m_debugFile;
     std::unique_ptr<RecordingWriter> m_file;
+    /// The same where there is a window, or null.
+    WindowRecording* m_window = nullptr;
     std::unique_ptr<ValueRecorder> m_values;
     bool m_isOpen = false;
     bool m_isOff = false;

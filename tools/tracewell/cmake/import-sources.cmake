@@ -6,11 +6,9 @@ target_sources(tracewell_cli PRIVATE
   files/WatchedProcess.cpp
   recording/ChangeStream.cpp
   recording/EventChanges.cpp
-  recording/EventMerge.cpp
   recording/ReplayedChanges.cpp
   recording/MemoryTexts.cpp
   recording/SignalRecorder.cpp
-  recording/TextLookup.cpp
   recording/TransitionChanges.cpp
   recording/ValueReplay.cpp
   recording/VcdChanges.cpp

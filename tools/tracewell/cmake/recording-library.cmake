@@ -6,15 +6,20 @@ add_library(tracewell_recording STATIC
   names/DataLayout.cpp
   names/DeclarationText.cpp
   names/DeclarationsBuilder.cpp
+  names/PlaceIndex.cpp
   names/TransitionLayout.cpp
   recording/ByteWriter.cpp
+  recording/EventMerge.cpp
   recording/EventWriter.cpp
   recording/IndexedWriter.cpp
   recording/ObjectTracer.cpp
+  recording/SegmentPlayer.cpp
   recording/SnapshotDirectory.cpp
+  recording/TextLookup.cpp
   recording/TextStore.cpp
   recording/TransitionWriter.cpp
   recording/ValueRecorder.cpp
+  recording/WindowRecording.cpp
   vcd/VcdCodes.cpp
   vcd/VcdDeclarations.cpp
   vcd/VcdInput.cpp

@@ -164,8 +164,11 @@ void ObjectTracer::traceNineState(std::uint32_t id, long long time, unsigned cha
     m_trace(time, id + m_layout.nineStateOffset(), kStdLogicKind, &code);
 }
 
-std::string ObjectTracer::refusal(std::uint32_t object, const std::string& what) const
+std::string ObjectTracer::refusal(std::uint32_t object, const std::string& what)
 {
+    if (!m_refused.insert(object).second) {
+        return {};
+    }
     const auto variable =
         std::find_if(m_declarations.variables.begin(), m_declarations.variables.end(),
                      [&](const Variable& each) { return each.object == object; });

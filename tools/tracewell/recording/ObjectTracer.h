@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace tracewell {
@@ -37,7 +38,8 @@ public:
     void traceReal(std::uint32_t object, long long time, const unsigned char* value);
 
     // An empty answer is success; otherwise it says what is refused and why, as the rest of a
-    // sentence's line.
+    // sentence's line. Of one object that is said once, and later refusals are as silent as
+    // success.
 
     std::string traceFiring(std::uint32_t object, long long time, std::uint8_t code);
     /// A text of `kind` that tells what the plain value, which has been traced, does not.
@@ -61,7 +63,7 @@ private:
     };
 
     void traceNineState(std::uint32_t id, long long time, unsigned char code);
-    std::string refusal(std::uint32_t object, const std::string& what) const;
+    std::string refusal(std::uint32_t object, const std::string& what);
 
     const Declarations& m_declarations;
     const TransitionLayout m_layout;
@@ -72,6 +74,7 @@ private:
     /// Letters of vectors that have or had some that four states cannot tell, bit 0 first, as codes
     /// of nine-state objects.
     std::unordered_map<std::uint32_t, std::string> m_nineStates;
+    std::unordered_set<std::uint32_t> m_refused;
 };
 
 } // namespace tracewell

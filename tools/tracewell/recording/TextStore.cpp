@@ -39,6 +39,12 @@ TextReference TextStore::refer(char kind, std::string_view text)
     return reference;
 }
 
+void TextStore::beginFile()
+{
+    m_known.clear();
+    m_knownBytes = 0;
+}
+
 TextReference TextStore::store(std::string_view text)
 {
     TextReference reference;

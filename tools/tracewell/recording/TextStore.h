@@ -24,6 +24,9 @@ public:
     /// \throws CommandError when the map is full.
     TextReference refer(char kind, std::string_view text);
 
+    /// The writer has another file open, in which no text is.
+    void beginFile();
+
 private:
     TextReference store(std::string_view text);
 

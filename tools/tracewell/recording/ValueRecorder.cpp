@@ -13,6 +13,8 @@ namespace {
 /// The kind of a four-state bit in the vector trace function.
 constexpr unsigned int kVectorKind = 5;
 constexpr int kEventBytes = 2;
+/// What a change takes in a store besides its value.
+constexpr unsigned long long kRecordBytes = 16;
 
 void fillUnknown(ObjectClass objectClass, unsigned int width, unsigned char* value)
 {
@@ -125,6 +127,52 @@ void ValueRecorder::forgetAll()
     m_writer.markCurrentTime(m_time);
 }
 
+void ValueRecorder::beginFile(bool isKnown)
+{
+    m_texts.beginFile();
+    setMuted(false);
+    for (State& state : m_states) {
+        unsigned char* const place = m_memory.at(state.address);
+        const long long override = m_layout.overrideOf(objectOf(state));
+        if (state.objectClass == ObjectClass::Event) {
+            std::memset(place, 0, kEventBytes);
+        } else if (state.objectClass == ObjectClass::String) {
+            retell(state.address);
+        } else if (state.hasValue) {
+            unsigned char* const value = isKnown ? place : m_groups.data();
+            if (!isKnown) {
+                fillUnknown(state.objectClass, state.width, value);
+            }
+            const long long bytes = DataLayout::sizeOf({{}, state.objectClass, state.width});
+            m_trace(m_time, 0, static_cast<unsigned int>(bytes), place, value);
+        }
+        if (state.isOverridden) {
+            retell(override);
+        }
+    }
+    m_writer.markCurrentTime(m_time);
+    setMuted(!isKnown);
+}
+
+/// Traces the reference to a text as the file at hand has it.
+void ValueRecorder::retell(long long address)
+{
+    const auto present = m_presentTexts.find(address);
+    if (present == m_presentTexts.end()) {
+        return;
+    }
+    const TextReference reference = m_texts.refer(present->second.kind, present->second.text);
+    unsigned char bytes[sizeof reference];
+    std::memcpy(bytes, &reference, sizeof reference);
+    trace(address, bytes, sizeof bytes);
+}
+
+unsigned long long ValueRecorder::trafficOfAll() const
+{
+    return static_cast<unsigned long long>(m_layout.overrideStart()) +
+           kRecordBytes * m_states.size();
+}
+
 void ValueRecorder::setTime(long long time)
 {
     if (!m_hasTime) {
@@ -143,7 +191,7 @@ void ValueRecorder::fire(std::uint32_t object, std::uint8_t code)
         return;
     }
     if (m_objects) {
-        m_refusal = m_objects->traceFiring(object, m_time, code);
+        noteRefusal(m_objects->traceFiring(object, m_time, code));
         m_states[object].hasValue = true;
         ++m_changes;
         return;
@@ -289,19 +337,17 @@ void ValueRecorder::storeBeside(std::uint32_t object, char kind, std::string_vie
 void ValueRecorder::storeText(std::uint32_t object, char kind, std::string_view text)
 {
     if (!m_objects) {
-        storeOverride(object, m_texts.refer(kind, text));
+        storeOverride(object, refer(m_layout.overrideOf(object), kind, text));
         return;
     }
-    // One refusal is enough: an event's firing may have been refused before its text.
-    if (m_refusal.empty()) {
-        m_refusal = m_objects->traceText(object, m_time, kind, text);
-    }
+    noteRefusal(m_objects->traceText(object, m_time, kind, text));
     m_states[object].isOverridden = true;
 }
 
 void ValueRecorder::endText(std::uint32_t object)
 {
     if (!m_objects) {
+        m_presentTexts.erase(m_layout.overrideOf(object));
         storeOverride(object, TextReference());
         return;
     }
@@ -334,6 +380,25 @@ void ValueRecorder::keep(unsigned char* place, const unsigned char* value, std::
 {
     std::memcpy(place, value, bytes);
     ++m_changes;
+    m_traffic += kRecordBytes + bytes;
+}
+
+/// The reference to a text for its place in the memory.
+TextReference ValueRecorder::refer(long long address, char kind, std::string_view text)
+{
+    if (!m_remembersTexts) {
+        return m_texts.refer(kind, text);
+    }
+    Text& present = m_presentTexts[address];
+    if (present.kind == kind && present.text == text) {
+        TextReference reference;
+        std::memcpy(&reference, m_memory.at(address), sizeof reference);
+        return reference;
+    }
+    present.kind = kind;
+    present.text = text;
+    m_traffic += text.size();
+    return m_texts.refer(kind, text);
 }
 
 void ValueRecorder::storeString(std::uint32_t object, std::string_view text)
@@ -342,7 +407,7 @@ void ValueRecorder::storeString(std::uint32_t object, std::string_view text)
         storeText(object, 's', text);
         return;
     }
-    const TextReference reference = m_texts.refer('s', text);
+    const TextReference reference = refer(m_states[object].address, 's', text);
     unsigned char bytes[sizeof reference];
     std::memcpy(bytes, &reference, sizeof reference);
     storeExact(object, bytes);
@@ -363,6 +428,13 @@ bool ValueRecorder::storeLetters(std::uint32_t object, std::string_view letters)
         break;
     }
     return false;
+}
+
+void ValueRecorder::noteRefusal(const std::string& refusal)
+{
+    if (!refusal.empty()) {
+        m_refusal += m_refusal.empty() ? refusal : "; " + refusal;
+    }
 }
 
 std::string ValueRecorder::takeRefusal()

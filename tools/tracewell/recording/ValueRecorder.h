@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace tracewell {
@@ -84,12 +85,25 @@ public:
     /// restate() brings them back. Texts and events are left as they are.
     void forgetAll();
 
+    /// From now on the texts that values have are kept in memory, for beginFile(); and a text that
+    /// a value has already is never traced again. Not for a transition database.
+    void rememberTexts() { m_remembersTexts = true; }
+    /// The writer was opened anew, on another file: traces all values that there are, with their
+    /// texts, at the present time, so that the file tells all from there on. Where nothing is known
+    /// (after forgetAll()) it traces that instead, and goes on muted. Events do not fire, and count
+    /// from 0 again. Only after rememberTexts().
+    void beginFile(bool isKnown);
+
     /// What the store could not keep since the last call, as the rest of a sentence's line; empty
-    /// when there was nothing.
+    /// when there was nothing. Each object is told of once.
     std::string takeRefusal();
 
     /// Values that were traced.
     unsigned long long changes() const { return m_changes; }
+    /// About the bytes that these took in the store, before it compressed them.
+    unsigned long long traffic() const { return m_traffic; }
+    /// The same for beginFile(), but for the texts.
+    unsigned long long trafficOfAll() const;
     long long firstTime() const { return m_firstTime; }
     long long time() const { return m_time; }
 
@@ -107,6 +121,8 @@ protected:
     std::string refusal() const { return m_refusal.empty() ? std::string() : m_refusal; }
 
     State& stateOf(std::uint32_t object) { return m_states[object]; }
+    /// The plain value that the object has.
+    const unsigned char* plainOf(const State& state) const { return m_memory.at(state.address); }
     /// Room for the plain value of any object.
     unsigned char* scratch() { return m_groups.data(); }
 
@@ -116,14 +132,24 @@ protected:
     /// The plain value stays; an object without any gets its unknown one.
     void storeBeside(std::uint32_t object, char kind, std::string_view text);
     void storeText(std::uint32_t object, char kind, std::string_view text);
+    /// The plain value tells all again.
+    void endText(std::uint32_t object);
 
 private:
+    struct Text
+    {
+        char kind = 0;
+        std::string text;
+    };
+
     void changeSlowly(std::uint32_t object, const std::uint32_t* words);
     /// What differs of a two-state value lies in a-words alone, and in those bytes of them that the
     /// width fills.
     void changeWord(unsigned char* place, std::uint32_t word, unsigned int bits);
     void storeVector(const State& state, const unsigned char* value, std::size_t bytes);
-    void endText(std::uint32_t object);
+    TextReference refer(long long address, char kind, std::string_view text);
+    void retell(long long address);
+    void noteRefusal(const std::string& refusal);
     void storeOverride(std::uint32_t object, const TextReference& reference);
     void trace(long long address, const unsigned char* value, std::size_t bytes);
     void keep(unsigned char* place, const unsigned char* value, std::size_t bytes);
@@ -138,7 +164,7 @@ private:
     bool m_keepsTexts;
     /// Only for a transition database.
     std::unique_ptr<ObjectTracer> m_objects;
-    /// What m_objects refused in the present step.
+    /// What m_objects refused since it was taken last.
     std::string m_refusal;
     Tracewell::IWdbWriter::TraceVhdlFunc m_trace;
     Tracewell::IWdbWriter::TraceVlogFunc m_traceVector;
@@ -149,7 +175,11 @@ private:
     long long m_firstTime = 0;
     bool m_hasTime = false;
     bool m_isMuted = false;
+    bool m_remembersTexts = false;
+    /// By the address of the reference.
+    std::unordered_map<long long, Text> m_presentTexts;
     unsigned long long m_changes = 0;
+    unsigned long long m_traffic = 0;
 };
 
 inline void ValueRecorder::changeWord(unsigned char* place, std::uint32_t word, unsigned int bits)

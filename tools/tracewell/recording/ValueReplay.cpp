@@ -12,9 +12,6 @@ namespace tracewell {
 
 namespace {
 
-/// Pages a place that the index by address may take.
-constexpr long long kPagesOfPlace = 8;
-constexpr long long kFewestPages = 4096;
 /// What a value that is no single letter begins with.
 constexpr std::string_view kTextKinds = "brsp";
 
@@ -41,26 +38,8 @@ ValueReplay::ValueReplay(const Declarations& declarations, const DataLayout& lay
                          TextSource& texts)
     : m_declarations(declarations), m_layout(layout), m_texts(texts), m_memory(layout.totalSize()),
       m_shown(layout.totalSize()), m_isShown(declarations.objects.size()),
-      m_isMarked(declarations.objects.size())
-{
-    for (std::size_t i = 0; i < declarations.objects.size(); ++i) {
-        m_places.push_back({layout.addressOf(i), static_cast<std::uint32_t>(i)});
-    }
-    std::sort(m_places.begin(), m_places.end(),
-              [](const Place& a, const Place& b) { return a.address < b.address; });
-    const auto pages = kFewestPages + kPagesOfPlace * static_cast<long long>(m_places.size());
-    while (layout.overrideStart() >> m_pageShift > pages) {
-        ++m_pageShift;
-    }
-    std::uint32_t place = 0;
-    for (long long page = 0; page <= (layout.overrideStart() >> m_pageShift) + 1; ++page) {
-        while (place + 1 < m_places.size() &&
-               m_places[place + 1].address <= (page << m_pageShift)) {
-            ++place;
-        }
-        m_firstOfPage.push_back(place);
-    }
-}
+      m_places(layout, declarations.objects.size()), m_isMarked(declarations.objects.size())
+{}
 
 void ValueReplay::select(const std::vector<std::uint32_t>& objects)
 {
@@ -87,7 +66,7 @@ void ValueReplay::apply(long long address, const unsigned char* value, unsigned 
 void ValueReplay::countFirings(long long address, const unsigned char* value, long long end)
 {
     const long long first = std::max(address, m_layout.eventStart());
-    for (std::size_t i = placeOf(first); i < m_places.size(); ++i) {
+    for (std::size_t i = m_places.find(first); i < m_places.size(); ++i) {
         const long long count = m_places[i].address;
         if (count >= std::min(end, m_layout.eventEnd())) {
             break;
@@ -103,9 +82,9 @@ void ValueReplay::countFirings(long long address, const unsigned char* value, lo
 void ValueReplay::markRange(long long address, long long end)
 {
     constexpr long long kOverrideBytes = sizeof(TextReference);
-    if (address < m_layout.overrideStart() && !m_places.empty()) {
-        for (std::size_t i = placeOf(address); i < m_places.size() && m_places[i].address < end;
-             ++i) {
+    if (address < m_layout.overrideStart() && m_places.size() != 0) {
+        for (std::size_t i = m_places.find(address);
+             i < m_places.size() && m_places[i].address < end; ++i) {
             mark(m_places[i].object);
         }
     }
@@ -113,21 +92,6 @@ void ValueReplay::markRange(long long address, long long end)
          address += kOverrideBytes) {
         mark(static_cast<std::uint32_t>((address - m_layout.overrideStart()) / kOverrideBytes));
     }
-}
-
-/// The last place at or before the address.
-std::size_t ValueReplay::placeOf(long long address) const
-{
-    const auto page = static_cast<std::size_t>(address >> m_pageShift);
-    const std::uint32_t first = m_firstOfPage[page];
-    const std::uint32_t last = m_firstOfPage[page + 1];
-    if (m_pageShift == 0 || first == last) {
-        return first;
-    }
-    const auto behind =
-        std::upper_bound(m_places.begin() + first, m_places.begin() + last + 1, address,
-                         [](long long wanted, const Place& p) { return wanted < p.address; });
-    return static_cast<std::size_t>(behind - m_places.begin()) - 1;
 }
 
 void ValueReplay::mark(std::uint32_t object)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "names/DataLayout.h"
+#include "names/PlaceIndex.h"
 #include "recording/DataMemory.h"
 #include "recording/TextSource.h"
 
@@ -52,15 +53,8 @@ public:
     unsigned long long missingTexts() const { return m_missingTexts; }
 
 private:
-    struct Place
-    {
-        long long address;
-        std::uint32_t object;
-    };
-
     void mark(std::uint32_t object);
     void markRange(long long address, long long end);
-    std::size_t placeOf(long long address) const;
     bool isChanged(std::size_t object) const;
     void show(std::size_t object);
     bool appendText(std::string& out, const TextReference& reference);
@@ -75,16 +69,12 @@ private:
     /// The memory as it was at the last call of takeChanges.
     DataMemory m_shown;
     std::vector<char> m_isShown;
-    /// The plain values by address.
-    std::vector<Place> m_places;
+    const PlaceIndex m_places;
     /// How often each event fired since the last call.
     std::unordered_map<std::uint32_t, unsigned long long> m_firings;
     /// The same between the last two calls.
     std::unordered_map<std::uint32_t, unsigned long long> m_takenFirings;
     std::unordered_map<std::uint32_t, std::string> m_letters;
-    /// For every 2^m_pageShift bytes of the memory, the last place at or before their start.
-    std::vector<std::uint32_t> m_firstOfPage;
-    unsigned int m_pageShift = 0;
     std::vector<std::uint32_t> m_marked;
     /// For good for objects of no interest.
     std::vector<char> m_isMarked;
