@@ -93,7 +93,7 @@ void Recorder::openFile()
     m_window = nullptr;
     if (m_options.window > 0) {
         auto file = std::make_unique<WindowRecording>(m_declarations, m_layout, m_options.window,
-                                                      m_options.store, m_say);
+                                                      m_options.leastPart, m_options.store, m_say);
         m_window = file.get();
         m_file = std::move(file);
     } else {
@@ -134,7 +134,7 @@ void Recorder::step(long long time)
 {
     if (m_window && m_window->isDue(time, *m_values) &&
         !attempt([this] { m_window->beginSegment(*m_values, *m_directory, !m_isOff); })) {
-        abandon();
+        stop();
         return;
     }
     m_values->setTime(time);
@@ -146,7 +146,6 @@ void Recorder::step(long long time)
 
 void Recorder::look()
 {
-    showRefusal();
     const Clock::time_point now = Clock::now();
     if (m_options.output.empty()) {
         if (now >= m_nextLook) {
@@ -156,9 +155,10 @@ void Recorder::look()
         return;
     }
     if (m_isBroken || !attempt([this] { m_file->check(); })) {
-        abandon();
+        stop();
         return;
     }
+    showRefusal();
     if (m_options.syncSeconds > 0 && now >= m_nextSync) {
         m_file->flush();
         m_nextSync = Clock::now() + std::chrono::duration_cast<Clock::duration>(
@@ -239,7 +239,7 @@ void Recorder::close()
         return;
     }
     if (m_file && m_isBroken) {
-        abandon();
+        stop();
         return;
     }
     if (m_file) {
@@ -252,18 +252,12 @@ void Recorder::close()
     stop();
 }
 
-/// After a failure: what reached the file stays as it is, not finished.
-void Recorder::abandon()
-{
-    showRefusal();
-    stop();
-}
-
+/// Without finishing: after a failure what reached the file stays as it is.
 void Recorder::stop()
 {
     m_isOpen = false;
     m_window = nullptr;
-    m_values->setMuted(true);
+    m_values->detach();
     m_file.reset();
     m_directory.reset();
     m_debugFile.reset();

@@ -31,6 +31,9 @@ struct RecorderOptions
     /// In units of the timescale: the file holds about so much of the run before its end, and the
     /// run takes no more room than that, see WindowRecording; 0 for all. A file only.
     long long window = 0;
+    /// Of these the run keeps up to two parts, each of this many bytes at least before compression:
+    /// changing to the next one takes some 0.1 s.
+    unsigned long long leastPart = 64u << 20;
     /// Number and snapshot of the live channel.
     int channel = 0;
     std::string snapshot = "live";
@@ -89,7 +92,6 @@ private:
     bool mayWaitForViewer();
     void showRefusal();
     void stop();
-    void abandon();
     template <class Action> bool attempt(Action action);
 
     RecorderOptions m_options;

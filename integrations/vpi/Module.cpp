@@ -157,6 +157,12 @@ PLI_INT32 flushTask(PLI_BYTE8*)
     return 0;
 }
 
+PLI_INT32 triggerTask(PLI_BYTE8*)
+{
+    session().trigger();
+    return 0;
+}
+
 void registerTask(const char* name, PLI_INT32 (*routine)(PLI_BYTE8*))
 {
     s_vpi_systf_data task{};
@@ -181,6 +187,7 @@ void registerAll()
     registerTask("$tracewell_off", &offTask);
     registerTask("$tracewell_on", &onTask);
     registerTask("$tracewell_flush", &flushTask);
+    registerTask("$tracewell_trigger", &triggerTask);
     registerCallback(cbStartOfSimulation, &simulationBegins);
     registerCallback(cbEndOfSimulation, &simulationEnds);
     // A simulator that ends by exit() tells nobody.

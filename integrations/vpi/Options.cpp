@@ -46,6 +46,8 @@ public:
             m_options.start = value;
         } else if (key == "stop") {
             m_options.stop = value;
+        } else if (key == "last") {
+            m_options.last = value;
         } else if (key == "sync") {
             const std::optional<double> seconds = parseNumber<double>(value);
             if (require(seconds && *seconds >= 0, source, "is no number of seconds")) {
@@ -59,7 +61,7 @@ public:
             }
         } else {
             require(false, source,
-                    "is no option; there are live, scope, start, stop, sync and store");
+                    "is no option; there are live, scope, start, stop, last, sync and store");
         }
     }
 
@@ -121,6 +123,7 @@ Options readOptions(const std::vector<std::string>& arguments,
         {"TRACEWELL_SCOPE", "scope"},
         {"TRACEWELL_START", "start"},
         {"TRACEWELL_STOP", "stop"},
+        {"TRACEWELL_LAST", "last"},
         {"TRACEWELL_SYNC", "sync"},
         {"TRACEWELL_STORE", "store"}};
     for (const auto& [variable, key] : kVariables) {

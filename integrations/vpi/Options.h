@@ -17,16 +17,19 @@ struct ScopeChoice
     unsigned int levels = 0;
 };
 
+// clang-format off
 /// What the user asks for when starting the simulator, by plus arguments or by variables of the
-/// environment:
+/// environment. Times are numbers in units of the precision, or with a unit.
 ///
 /// | +tracewell=FILE        | TRACEWELL       | record into this file                            |
 /// | +tracewell-live[=N]    | TRACEWELL_LIVE  | send to a viewer on live channel N, 0 by default |
-/// | +tracewell-scope=S[:N] | TRACEWELL_SCOPE | N levels of scope S only; more than one, or ","
-/// between | | +tracewell-start=T     | TRACEWELL_START | from time T on: a number in units of the
-/// precision, or with a unit | | +tracewell-stop=T      | TRACEWELL_STOP  | up to time T | |
-/// +tracewell-sync=S      | TRACEWELL_SYNC  | readable by others every S seconds, 0 for never  | |
-/// +tracewell-store=KIND  | TRACEWELL_STORE | events or transitions                            |
+/// | +tracewell-scope=S[:N] | TRACEWELL_SCOPE | N levels of scope S only; more than one, or commas between |
+/// | +tracewell-start=T     | TRACEWELL_START | from time T on                                   |
+/// | +tracewell-stop=T      | TRACEWELL_STOP  | up to time T                                     |
+/// | +tracewell-last=T      | TRACEWELL_LAST  | keep about the last T before the end             |
+/// | +tracewell-sync=S      | TRACEWELL_SYNC  | readable by others every S seconds, 0 for never  |
+/// | +tracewell-store=KIND  | TRACEWELL_STORE | events or transitions                            |
+// clang-format on
 struct Options
 {
     RecorderOptions recorder;
@@ -35,6 +38,7 @@ struct Options
     std::vector<ScopeChoice> scopes;
     std::string start;
     std::string stop;
+    std::string last;
 };
 
 /// `environment` gives a variable's value, null for none. What cannot be understood is told to

@@ -264,6 +264,14 @@ void Session::endStep(long long time)
         captureAll();
         m_recorder->on();
     }
+    if (m_wantsTrigger && m_recorder) {
+        m_wantsTrigger = false;
+        m_recorder->setTime(time);
+        m_recorder->trigger();
+        if (!m_recorder->isOpen()) {
+            close();
+        }
+    }
     if (m_pendingSignal != 0) {
         const int signal = m_pendingSignal;
         close();
@@ -272,8 +280,25 @@ void Session::endStep(long long time)
     }
 }
 
+/// Its unit is known once the simulator runs.
+void Session::takeWindow()
+{
+    if (m_options.last.empty()) {
+        return;
+    }
+    const std::optional<long long> time = parseTime(m_options.last, timePrecision());
+    if (time && *time > 0) {
+        m_options.recorder.window = *time;
+    } else {
+        say(fmt::format("{} is no time to keep the last of, so all is recorded; write a number, or "
+                        "one with a unit (2.5us)",
+                        m_options.last));
+    }
+}
+
 void Session::openRecorder()
 {
+    takeWindow();
     if (m_design->isEmpty()) {
         say("there is nothing to record");
         m_isOver = true;
@@ -388,6 +413,14 @@ void Session::flush()
 {
     if (m_recorder) {
         m_recorder->flush();
+    }
+}
+
+void Session::trigger()
+{
+    if (m_recorder) {
+        m_wantsTrigger = true;
+        requestStepEnd();
     }
 }
 

@@ -31,6 +31,8 @@ public:
     void off();
     void on();
     void flush();
+    /// At the end of the time step.
+    void trigger();
 
     /// The simulation begins; does what the arguments ask for.
     void start();
@@ -54,6 +56,7 @@ private:
     void requestStepEnd();
     void endStep(long long time);
     void openRecorder();
+    void takeWindow();
     void capture(Probe& probe);
     void captureAll();
     void callAt(long long time, PLI_INT32 (*routine)(p_cb_data));
@@ -68,6 +71,7 @@ private:
     bool m_isStepEndRequested = false;
     bool m_isOver = false;
     bool m_wantsOn = false;
+    bool m_wantsTrigger = false;
     bool m_isOff = false;
     /// It gives letters of nine states.
     bool m_isGhdl;

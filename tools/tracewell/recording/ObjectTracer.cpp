@@ -139,16 +139,7 @@ void ObjectTracer::restate(std::uint32_t object, long long time, unsigned char* 
         traceScalar(object, time, nullptr, *value);
         break;
     case ObjectClass::Vector:
-        traceVector(object, time, nullptr, value, 0, owner.width);
-        if (const auto found = m_nineStates.find(object); found != m_nineStates.end()) {
-            for (std::size_t bit = 0; bit < owner.width; ++bit) {
-                const auto state = static_cast<std::uint8_t>(found->second[bit]);
-                if (state != kNoNineState) {
-                    traceNineState(m_layout.idOf(object) + static_cast<std::uint32_t>(bit), time,
-                                   state);
-                }
-            }
-        }
+        restateVector(object, time, value, true);
         break;
     case ObjectClass::Real:
         traceReal(object, time, value);
@@ -156,6 +147,36 @@ void ObjectTracer::restate(std::uint32_t object, long long time, unsigned char* 
     case ObjectClass::Event:
     case ObjectClass::String:
         break;
+    }
+}
+
+void ObjectTracer::forget(std::uint32_t object, long long time, unsigned char* value,
+                          unsigned char* unknown)
+{
+    switch (m_declarations.objects[object].objectClass) {
+    case ObjectClass::Scalar:
+        traceScalar(object, time, value, *unknown);
+        break;
+    case ObjectClass::Vector:
+        restateVector(object, time, unknown, false);
+        break;
+    default:
+        restate(object, time, unknown);
+        break;
+    }
+}
+
+void ObjectTracer::restateVector(std::uint32_t object, long long time, unsigned char* value,
+                                 bool isKnown)
+{
+    const unsigned int width = m_declarations.objects[object].width;
+    traceVector(object, time, nullptr, value, 0, width);
+    const auto found = m_nineStates.find(object);
+    for (std::uint32_t bit = 0; found != m_nineStates.end() && bit < width; ++bit) {
+        const auto state = static_cast<std::uint8_t>(found->second[bit]);
+        if (state != kNoNineState) {
+            traceNineState(m_layout.idOf(object) + bit, time, isKnown ? state : kNoNineState);
+        }
     }
 }
 

@@ -52,6 +52,8 @@ public:
     void restate(std::uint32_t object, long long time, unsigned char* value);
     /// Firings count from 1 again.
     void countAnew() { m_firings.clear(); }
+    /// Traces a value that stands for none, without a text beside it. restate() brings both back.
+    void forget(std::uint32_t object, long long time, unsigned char* value, unsigned char* unknown);
 
 private:
     struct Firings
@@ -62,6 +64,7 @@ private:
         std::uint8_t code = 0;
     };
 
+    void restateVector(std::uint32_t object, long long time, unsigned char* value, bool isKnown);
     void traceNineState(std::uint32_t id, long long time, unsigned char code);
     std::string refusal(std::uint32_t object, const std::string& what);
 

@@ -161,6 +161,8 @@ void SegmentPlayer::tell(std::uint32_t object, const TextReference& reference, T
     if (reference.kind == 0) {
         if (stateOf(object).isOverridden) {
             endText(object);
+        } else {
+            forgetString(object);
         }
         return;
     }

@@ -1,7 +1,5 @@
 #include "recording/TextStore.h"
 
-#include "CommandError.h"
-
 #include "IWdbWriter.h"
 
 #include <limits>
@@ -19,15 +17,18 @@ constexpr std::size_t kEntryBytes = 80;
 
 } // namespace
 
-TextReference TextStore::refer(char kind, std::string_view text)
+bool TextStore::refer(char kind, std::string_view text, TextReference& reference)
 {
     std::string key(text);
     const auto known = m_known.find(key);
-    TextReference reference;
+    reference = TextReference();
     if (known != m_known.end()) {
         reference = known->second;
     } else {
-        reference = store(text);
+        if (!store(text, reference)) {
+            reference = TextReference();
+            return false;
+        }
         if (m_knownBytes > kMostKnownBytes) {
             m_known.clear();
             m_knownBytes = 0;
@@ -36,7 +37,7 @@ TextReference TextStore::refer(char kind, std::string_view text)
         m_known.emplace(std::move(key), reference);
     }
     reference.kind = static_cast<std::uint8_t>(kind);
-    return reference;
+    return true;
 }
 
 void TextStore::beginFile()
@@ -45,9 +46,8 @@ void TextStore::beginFile()
     m_knownBytes = 0;
 }
 
-TextReference TextStore::store(std::string_view text)
+bool TextStore::store(std::string_view text, TextReference& reference)
 {
-    TextReference reference;
     std::size_t length = kLongestPiece;
     while (!text.empty()) {
         m_piece = text.substr(0, length);
@@ -55,7 +55,7 @@ TextReference TextStore::store(std::string_view text)
         if (id == 0) {
             reference.firstId = ++m_untold;
             reference.pieces = 1;
-            return reference;
+            return true;
         }
         if (id < 0 && length > kNoisePiece) {
             length = kNoisePiece;
@@ -63,8 +63,7 @@ TextReference TextStore::store(std::string_view text)
         }
         if (id < 0 || id > std::numeric_limits<std::uint32_t>::max() ||
             reference.pieces == std::numeric_limits<std::uint16_t>::max()) {
-            throw CommandError("the recording can take no more texts; leave variables with long "
-                               "texts out of the dump");
+            return false;
         }
         if (reference.pieces == 0) {
             reference.firstId = static_cast<std::uint32_t>(id);
@@ -72,7 +71,7 @@ TextReference TextStore::store(std::string_view text)
         ++reference.pieces;
         text.remove_prefix(m_piece.size());
     }
-    return reference;
+    return true;
 }
 
 } // namespace tracewell

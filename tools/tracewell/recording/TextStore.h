@@ -21,14 +21,14 @@ public:
     /// `kind` is the letter in front of the text in a value change.
     /// A writer that keeps no texts gives them no ids; each text gets a reference of its own that
     /// leads nowhere then.
-    /// \throws CommandError when the map is full.
-    TextReference refer(char kind, std::string_view text);
+    /// False, with a reference to nothing, when the map takes no more: it is full, or closed.
+    bool refer(char kind, std::string_view text, TextReference& reference);
 
     /// The writer has another file open, in which no text is.
     void beginFile();
 
 private:
-    TextReference store(std::string_view text);
+    bool store(std::string_view text, TextReference& reference);
 
     Tracewell::IWdbWriter& m_writer;
     /// Bounded: thrown away when it has grown too large.

@@ -13,8 +13,6 @@ namespace {
 /// The kind of a four-state bit in the vector trace function.
 constexpr unsigned int kVectorKind = 5;
 constexpr int kEventBytes = 2;
-/// What a change takes in a store besides its value.
-constexpr unsigned long long kRecordBytes = 16;
 
 void fillUnknown(ObjectClass objectClass, unsigned int width, unsigned char* value)
 {
@@ -79,18 +77,29 @@ void ValueRecorder::setMuted(bool muted)
     }
 }
 
+void ValueRecorder::detach()
+{
+    setMuted(true);
+    m_isDetached = true;
+}
+
 void ValueRecorder::restate()
 {
     for (const State& state : m_states) {
-        if (m_objects && state.hasValue) {
-            m_objects->restate(objectOf(state), m_time, m_memory.at(state.address));
-        }
-        if (m_objects || !state.hasValue || state.objectClass == ObjectClass::Event) {
+        if (!state.hasValue) {
             continue;
         }
-        unsigned char* place = m_memory.at(state.address);
-        const long long bytes = DataLayout::sizeOf({{}, state.objectClass, state.width});
-        m_trace(m_time, 0, static_cast<unsigned int>(bytes), place, place);
+        unsigned char* const place = m_memory.at(state.address);
+        if (m_objects) {
+            m_objects->restate(objectOf(state), m_time, place);
+            continue;
+        }
+        if (state.objectClass != ObjectClass::Event) {
+            tracePlain(state, place);
+        }
+        if (state.wasOverridden) {
+            traceOverride(state, m_memory.at(m_layout.overrideOf(objectOf(state))));
+        }
     }
     m_writer.markCurrentTime(m_time);
 }
@@ -110,48 +119,65 @@ void ValueRecorder::countAnew()
 void ValueRecorder::forgetAll()
 {
     for (const State& state : m_states) {
-        if (!state.hasValue || state.objectClass == ObjectClass::Event ||
-            state.objectClass == ObjectClass::String) {
-            continue;
-        }
-        unsigned char* const unknown = m_groups.data();
-        fillUnknown(state.objectClass, state.width, unknown);
-        if (m_objects) {
-            m_objects->restate(objectOf(state), m_time, unknown);
-        } else {
-            const long long bytes = DataLayout::sizeOf({{}, state.objectClass, state.width});
-            m_trace(m_time, 0, static_cast<unsigned int>(bytes), m_memory.at(state.address),
-                    unknown);
+        if (state.hasValue && state.objectClass != ObjectClass::Event) {
+            forget(state);
         }
     }
     m_writer.markCurrentTime(m_time);
 }
 
+void ValueRecorder::forget(const State& state)
+{
+    unsigned char* const unknown = m_groups.data();
+    fillUnknown(state.objectClass, state.width, unknown);
+    if (m_objects) {
+        m_objects->forget(objectOf(state), m_time, m_memory.at(state.address), unknown);
+        return;
+    }
+    tracePlain(state, unknown);
+    if (state.isOverridden) {
+        unsigned char none[sizeof(TextReference)] = {};
+        traceOverride(state, none);
+    }
+}
+
+/// Traces a value that may be another one than the object has.
+void ValueRecorder::tracePlain(const State& state, unsigned char* value)
+{
+    const long long bytes = DataLayout::sizeOf({{}, state.objectClass, state.width});
+    m_trace(m_time, 0, static_cast<unsigned int>(bytes), m_memory.at(state.address), value);
+}
+
+void ValueRecorder::traceOverride(const State& state, unsigned char* reference)
+{
+    m_trace(m_time, 0, sizeof(TextReference), m_memory.at(m_layout.overrideOf(objectOf(state))),
+            reference);
+}
+
 void ValueRecorder::beginFile(bool isKnown)
 {
     m_texts.beginFile();
-    setMuted(false);
+    countAnew();
     for (State& state : m_states) {
         unsigned char* const place = m_memory.at(state.address);
-        const long long override = m_layout.overrideOf(objectOf(state));
-        if (state.objectClass == ObjectClass::Event) {
-            std::memset(place, 0, kEventBytes);
-        } else if (state.objectClass == ObjectClass::String) {
-            retell(state.address);
-        } else if (state.hasValue) {
-            unsigned char* const value = isKnown ? place : m_groups.data();
+        setMuted(false);
+        if (state.hasValue && state.objectClass != ObjectClass::Event &&
+            state.objectClass != ObjectClass::String) {
             if (!isKnown) {
-                fillUnknown(state.objectClass, state.width, value);
+                fillUnknown(state.objectClass, state.width, m_groups.data());
             }
-            const long long bytes = DataLayout::sizeOf({{}, state.objectClass, state.width});
-            m_trace(m_time, 0, static_cast<unsigned int>(bytes), place, value);
+            tracePlain(state, isKnown ? place : m_groups.data());
+        }
+        // Of texts the file must know what the memory refers to.
+        setMuted(!isKnown);
+        if (state.objectClass == ObjectClass::String) {
+            retell(state.address);
         }
         if (state.isOverridden) {
-            retell(override);
+            retell(m_layout.overrideOf(objectOf(state)));
         }
     }
     m_writer.markCurrentTime(m_time);
-    setMuted(!isKnown);
 }
 
 /// Traces the reference to a text as the file at hand has it.
@@ -161,7 +187,7 @@ void ValueRecorder::retell(long long address)
     if (present == m_presentTexts.end()) {
         return;
     }
-    const TextReference reference = m_texts.refer(present->second.kind, present->second.text);
+    const TextReference reference = put(present->second.kind, present->second.text);
     unsigned char bytes[sizeof reference];
     std::memcpy(bytes, &reference, sizeof reference);
     trace(address, bytes, sizeof bytes);
@@ -355,6 +381,16 @@ void ValueRecorder::endText(std::uint32_t object)
     m_states[object].isOverridden = false;
 }
 
+void ValueRecorder::forgetString(std::uint32_t object)
+{
+    State& state = m_states[object];
+    if (!m_objects && state.hasValue && state.objectClass == ObjectClass::String) {
+        m_presentTexts.erase(state.address);
+        const unsigned char none[sizeof(TextReference)] = {};
+        storePlain(state, none);
+    }
+}
+
 void ValueRecorder::storeOverride(std::uint32_t object, const TextReference& reference)
 {
     if (!m_keepsTexts) {
@@ -366,7 +402,9 @@ void ValueRecorder::storeOverride(std::uint32_t object, const TextReference& ref
     if (std::memcmp(m_memory.at(address), bytes, sizeof bytes) != 0) {
         trace(address, bytes, sizeof bytes);
     }
-    m_states[object].isOverridden = reference.kind != 0;
+    State& state = m_states[object];
+    state.isOverridden = reference.kind != 0;
+    state.wasOverridden = state.wasOverridden || state.isOverridden;
 }
 
 void ValueRecorder::trace(long long address, const unsigned char* value, std::size_t bytes)
@@ -380,14 +418,17 @@ void ValueRecorder::keep(unsigned char* place, const unsigned char* value, std::
 {
     std::memcpy(place, value, bytes);
     ++m_changes;
-    m_traffic += kRecordBytes + bytes;
+    m_valueBytes += bytes;
 }
 
 /// The reference to a text for its place in the memory.
 TextReference ValueRecorder::refer(long long address, char kind, std::string_view text)
 {
+    if (m_isDetached) {
+        return {};
+    }
     if (!m_remembersTexts) {
-        return m_texts.refer(kind, text);
+        return put(kind, text);
     }
     Text& present = m_presentTexts[address];
     if (present.kind == kind && present.text == text) {
@@ -397,8 +438,18 @@ TextReference ValueRecorder::refer(long long address, char kind, std::string_vie
     }
     present.kind = kind;
     present.text = text;
-    m_traffic += text.size();
-    return m_texts.refer(kind, text);
+    m_valueBytes += text.size();
+    return put(kind, text);
+}
+
+TextReference ValueRecorder::put(char kind, std::string_view text)
+{
+    TextReference reference;
+    if (!m_texts.refer(kind, text, reference) && !m_areTextsRefused) {
+        m_areTextsRefused = true;
+        noteRefusal("the recording can take no more texts; leave variables with long texts out");
+    }
+    return reference;
 }
 
 void ValueRecorder::storeString(std::uint32_t object, std::string_view text)
@@ -416,6 +467,13 @@ void ValueRecorder::storeString(std::uint32_t object, std::string_view text)
 bool ValueRecorder::storeLetters(std::uint32_t object, std::string_view letters)
 {
     State& state = m_states[object];
+    if (state.objectClass == ObjectClass::Scalar) {
+        const std::uint8_t code = letters.size() == 1 ? letterCode(letters[0]) : kNoLetter;
+        if (code != kNoLetter) {
+            storeExact(object, &code);
+        }
+        return code != kNoLetter;
+    }
     switch (toGroups(letters, state.width, m_groups.data())) {
     case VectorForm::Exact:
         storeExact(object, m_groups.data());

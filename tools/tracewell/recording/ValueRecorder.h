@@ -68,21 +68,23 @@ public:
     /// The same of a vector of any width, 32 bits a word, bit 0 first.
     void changeWords(std::uint32_t object, const std::uint32_t* words);
     void storeString(std::uint32_t object, std::string_view text);
-    /// Letters of a vector, the leftmost first; false when they are none.
+    /// Letters of a scalar or vector, the leftmost first; false when they are none.
     bool storeLetters(std::uint32_t object, std::string_view letters);
     void fire(std::uint32_t object, std::uint8_t code);
 
     /// While muted, values are kept up to date in the data memory, and nothing is traced. Firings
     /// are lost.
     void setMuted(bool muted);
+    /// The writer is closed for good: muted, and texts go nowhere.
+    void detach();
     /// Traces all values that there are once more, at the present time; for someone who has missed
     /// changes. Events do not fire again.
     void restate();
     /// Events count from 0 again, for someone who has seen none of them: by a first count above 1
     /// they would seem to have fired so often at once.
     void countAnew();
-    /// Traces at the present time that no value is known: x, and NaN. The values themselves stay;
-    /// restate() brings them back. Texts and events are left as they are.
+    /// Traces at the present time that no value is known: x, NaN, and no text. The values
+    /// themselves stay; restate() brings them back. Events are left as they are.
     void forgetAll();
 
     /// From now on the texts that values have are kept in memory, for beginFile(); and a text that
@@ -101,7 +103,7 @@ public:
     /// Values that were traced.
     unsigned long long changes() const { return m_changes; }
     /// About the bytes that these took in the store, before it compressed them.
-    unsigned long long traffic() const { return m_traffic; }
+    unsigned long long traffic() const { return kRecordBytes * m_changes + m_valueBytes; }
     /// The same for beginFile(), but for the texts.
     unsigned long long trafficOfAll() const;
     long long firstTime() const { return m_firstTime; }
@@ -115,6 +117,8 @@ protected:
         ObjectClass objectClass;
         bool hasValue = false;
         bool isOverridden = false;
+        /// At some time so far.
+        bool wasOverridden = false;
     };
 
     /// Cheaper than a copy in all steps but the last.
@@ -134,8 +138,13 @@ protected:
     void storeText(std::uint32_t object, char kind, std::string_view text);
     /// The plain value tells all again.
     void endText(std::uint32_t object);
+    /// Nothing is known of the object any more, if it is a string that had a text.
+    void forgetString(std::uint32_t object);
 
 private:
+    /// What a change takes in a store, with a value of a few bytes.
+    static constexpr unsigned long long kRecordBytes = 20;
+
     struct Text
     {
         char kind = 0;
@@ -148,7 +157,11 @@ private:
     void changeWord(unsigned char* place, std::uint32_t word, unsigned int bits);
     void storeVector(const State& state, const unsigned char* value, std::size_t bytes);
     TextReference refer(long long address, char kind, std::string_view text);
+    TextReference put(char kind, std::string_view text);
     void retell(long long address);
+    void forget(const State& state);
+    void tracePlain(const State& state, unsigned char* value);
+    void traceOverride(const State& state, unsigned char* reference);
     void noteRefusal(const std::string& refusal);
     void storeOverride(std::uint32_t object, const TextReference& reference);
     void trace(long long address, const unsigned char* value, std::size_t bytes);
@@ -179,7 +192,10 @@ private:
     /// By the address of the reference.
     std::unordered_map<long long, Text> m_presentTexts;
     unsigned long long m_changes = 0;
-    unsigned long long m_traffic = 0;
+    /// Of values, but for those of a few bytes, and texts.
+    unsigned long long m_valueBytes = 0;
+    bool m_isDetached = false;
+    bool m_areTextsRefused = false;
 };
 
 inline void ValueRecorder::changeWord(unsigned char* place, std::uint32_t word, unsigned int bits)

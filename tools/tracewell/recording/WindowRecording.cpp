@@ -20,9 +20,7 @@ namespace tracewell {
 
 namespace {
 
-/// A segment takes at least so much traffic, so that files are not changed at every turn.
-constexpr unsigned long long kLeastTraffic = 16ull << 20;
-/// And so many times that of all values with which it begins.
+/// A segment takes at least so many times the traffic of all values with which it begins.
 constexpr unsigned long long kTrafficOfBeginning = 8;
 /// What a variable takes in the name table.
 constexpr unsigned long long kBytesOfName = 64;
@@ -43,9 +41,11 @@ void removeFile(const std::string& path)
 } // namespace
 
 WindowRecording::WindowRecording(const Declarations& declarations, const DataLayout& layout,
-                                 long long window, ValueRecorder::Store store, Say say)
-    : m_declarations(declarations), m_layout(layout), m_window(window), m_outputStore(store),
-      m_say(std::move(say)), m_segment(makeEventWriter(0))
+                                 long long window, unsigned long long leastTraffic,
+                                 ValueRecorder::Store store, Say say)
+    : m_declarations(declarations), m_layout(layout), m_window(window),
+      m_leastTraffic(leastTraffic), m_outputStore(store), m_say(std::move(say)),
+      m_segment(makeEventWriter(0))
 {}
 
 void WindowRecording::open(const std::string& output, const SnapshotDirectory& directory,
@@ -64,7 +64,7 @@ bool WindowRecording::isFull(long long time, const ValueRecorder& values)
 {
     const unsigned long long beginning =
         values.trafficOfAll() + kBytesOfName * m_declarations.variables.size();
-    const unsigned long long least = std::max(kLeastTraffic, kTrafficOfBeginning * beginning);
+    const unsigned long long least = std::max(m_leastTraffic, kTrafficOfBeginning * beginning);
     if (!m_hasStart) {
         m_hasStart = true;
         m_start = time;

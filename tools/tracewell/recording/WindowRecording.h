@@ -24,9 +24,10 @@ class WindowRecording : public RecordingWriter
 public:
     using Say = std::function<void(const std::string& line)>;
 
-    /// `store` is that of the output. Keeps references to table and layout.
+    /// A segment takes at least `leastTraffic` bytes, before compression, so that files are not
+    /// changed at every turn. `store` is that of the output. Keeps references to table and layout.
     WindowRecording(const Declarations& declarations, const DataLayout& layout, long long window,
-                    ValueRecorder::Store store, Say say);
+                    unsigned long long leastTraffic, ValueRecorder::Store store, Say say);
 
     /// That of the segments. The recorder for it must remember texts.
     Tracewell::IWdbWriter& writer() override { return m_segment->writer(); }
@@ -63,6 +64,7 @@ private:
     const Declarations& m_declarations;
     const DataLayout& m_layout;
     const long long m_window;
+    const unsigned long long m_leastTraffic;
     const ValueRecorder::Store m_outputStore;
     Say m_say;
     std::unique_ptr<RecordingWriter> m_segment;

@@ -1,0 +1,295 @@
+#include "recorder/Recorder.h"
+
+#include "names/DeclarationsBuilder.h"
+#include "recording/ChangeStream.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <sys/resource.h>
+
+using namespace tracewell;
+using ::testing::HasSubstr;
+
+namespace {
+
+constexpr unsigned int kSeed = 20240611;
+
+/// What a recording says from a time on, as a VCD has it, and up to when it goes. An event that has
+/// not fired since has no value in a recording that begins there.
+std::string tell(const std::string& path, long long from,
+                 long long to = std::numeric_limits<long long>::max())
+{
+    const auto changes = ChangeStream::open(path);
+    changes->select({std::nullopt, from});
+    std::string text;
+    while (changes->next() && changes->time() <= to) {
+        std::string step;
+        for (const std::uint32_t object : changes->changed()) {
+            changes->appendChange(step, object);
+        }
+        text += step.empty() ? "" : "#" + std::to_string(changes->time()) + "\n" + step;
+    }
+    return text + "up to " + std::to_string(std::min(to, changes->latestTime())) + "\n" +
+           changes->warning();
+}
+
+struct Case
+{
+    ValueRecorder::Store store;
+    long long window;
+    int steps;
+};
+
+class Window : public ::testing::TestWithParam<Case>
+{
+protected:
+    Window() { std::filesystem::create_directory(m_directory); }
+    ~Window() override { std::filesystem::remove_all(m_directory); }
+
+    std::string path(const std::string& name) const { return m_directory + "/" + name; }
+
+    std::vector<std::string> files() const
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_directory)) {
+            names.push_back(entry.path().filename());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    void make(const std::string& name, ValueRecorder::Store store, long long window)
+    {
+        RecorderOptions options;
+        options.output = path(name);
+        options.store = store;
+        options.window = window;
+        options.leastPart = 0;
+        DeclarationsBuilder builder("test", {10, -12, true});
+        builder.openScope("module", "top");
+        for (const char* const bit : {"a", "b", "c", "d"}) {
+            builder.addVariable("wire", bit, "", 1, ObjectClass::Scalar);
+        }
+        builder.addVariable("reg", "bus", "[69:0]", 70, ObjectClass::Vector);
+        builder.addVariable("reg", "nine", "[39:0]", 40, ObjectClass::Vector);
+        builder.addVariable("real", "level", "", 1, ObjectClass::Real);
+        builder.addVariable("event", "go", "", 1, ObjectClass::Event);
+        if (store == ValueRecorder::Store::Events) {
+            builder.addVariable("string", "state", "", 0, ObjectClass::String);
+            builder.addVariable("string", "seldom", "", 0, ObjectClass::String);
+        }
+        m_hasTexts = store == ValueRecorder::Store::Events;
+        m_lines.clear();
+        m_recorder.emplace(builder.finish(), options,
+                           [this](const std::string& line) { m_lines.push_back(line); });
+        m_random.seed(kSeed);
+        m_time = 0;
+        m_hasNine = false;
+        ASSERT_TRUE(m_recorder->open());
+    }
+
+    unsigned long long any(unsigned long long end) { return m_random() % end; }
+
+    /// The same steps each time.
+    void run(int steps)
+    {
+        for (int i = 0; i < steps; ++i) {
+            m_time += any(200) == 0 ? 1LL << 33 : static_cast<long long>(1 + any(5));
+            m_recorder->setTime(m_time);
+            if (any(150) == 0) {
+                m_isOff = !m_isOff;
+                m_isOff ? m_recorder->off() : m_recorder->on();
+            }
+            for (auto changes = any(4); changes > 0; --changes) {
+                change();
+            }
+        }
+        if (m_isOff) {
+            m_isOff = false;
+            m_recorder->on();
+        }
+    }
+
+    void change()
+    {
+        ValueRecorder& values = m_recorder->values();
+        const auto object = static_cast<std::uint32_t>(any(m_hasTexts ? 10 : 8));
+        std::string letters;
+        switch (object) {
+        case 4:
+            for (int i = 0; i < 70; ++i) {
+                letters += "01zx"[any(4)];
+            }
+            values.storeLetters(object, any(2) ? letters : letters.substr(0, 3));
+            break;
+        case 5:
+            m_hasNine = any(3) != 0;
+            values.storeLetters(object, m_hasNine ? "uwh10-" : "1z");
+            break;
+        case 6:
+            values.storeReal(object, 0.1 * static_cast<double>(any(50)));
+            break;
+        case 7:
+            for (auto times = 1 + any(3); times > 0 && !m_isOff; --times) {
+                values.fire(object, 1);
+            }
+            break;
+        case 8:
+            values.storeString(object, std::string(any(30), static_cast<char>('a' + any(26))));
+            break;
+        case 9:
+            values.storeString(object, any(20) == 0 ? "on" : "off");
+            break;
+        default:
+            values.storeScalar(object, static_cast<std::uint8_t>(any(9)));
+            break;
+        }
+    }
+
+    const std::string m_directory = ::testing::TempDir() + "window_" + std::to_string(::getpid());
+    std::optional<Recorder> m_recorder;
+    std::vector<std::string> m_lines;
+    std::mt19937 m_random;
+    long long m_time = 0;
+    bool m_isOff = false;
+    bool m_hasTexts = false;
+    bool m_hasNine = false;
+};
+
+TEST_P(Window, holdsWhatAFullRecordingHoldsOfThatTime)
+{
+    const Case& c = GetParam();
+    make("full.wdb", c.store, 0);
+    run(c.steps);
+    m_recorder->close();
+    const long long end = m_time;
+    make("last.wdb", c.store, c.window);
+    run(c.steps);
+    // The second half of what happens comes too late for the trigger.
+    m_recorder->trigger();
+    EXPECT_FALSE(m_recorder->isOpen());
+    run(5);
+    m_recorder->close();
+    EXPECT_EQ(m_lines, std::vector<std::string>());
+    EXPECT_EQ(files(), (std::vector<std::string>{"full.wdb", "last.wdb"}));
+    const long long from = std::max(0LL, end - c.window);
+    EXPECT_EQ(tell(path("last.wdb"), 0), tell(path("full.wdb"), from));
+}
+
+TEST_P(Window, segmentsStandForThemselves)
+{
+    const Case& c = GetParam();
+    make("full.wdb", ValueRecorder::Store::Events, 0);
+    run(c.steps);
+    m_recorder->close();
+    make("last.wdb", ValueRecorder::Store::Events, c.window);
+    run(c.steps);
+    m_recorder->flush();
+    for (const std::string& name : files()) {
+        if (name == "full.wdb") {
+            continue;
+        }
+        const auto changes = ChangeStream::open(path(name));
+        ASSERT_TRUE(changes->next());
+        const long long from = changes->time() + 1;
+        const long long to = changes->latestTime();
+        EXPECT_EQ(tell(path(name), from), tell(path("full.wdb"), from, to)) << name;
+    }
+    EXPECT_LE(files().size(), 3u);
+}
+
+constexpr auto kEvents = ValueRecorder::Store::Events;
+constexpr auto kTransitions = ValueRecorder::Store::Transitions;
+INSTANTIATE_TEST_SUITE_P(All, Window,
+                         ::testing::Values(Case{kEvents, 1, 3000}, Case{kEvents, 700, 4000},
+                                           Case{kEvents, 700, 4321}, Case{kEvents, 1LL << 34, 4000},
+                                           Case{kEvents, 1LL << 60, 500},
+                                           Case{kTransitions, 1, 3000},
+                                           Case{kTransitions, 700, 4000},
+                                           Case{kTransitions, 1LL << 60, 500}));
+
+TEST_F(Window, failureIsOneLineAndLeavesTheSegments)
+{
+    make("last.wdb", kEvents, 500);
+    run(2000);
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full{2048, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    m_recorder->close();
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    ASSERT_EQ(m_lines.size(), 1u);
+    EXPECT_THAT(m_lines[0], HasSubstr("what there is of the last time is in "));
+    EXPECT_EQ(files(), (std::vector<std::string>{"last.wdb.1", "last.wdb.2"}));
+    // The next run takes them away.
+    make("last.wdb", kEvents, 1LL << 60);
+    m_recorder->close();
+    EXPECT_EQ(files(), std::vector<std::string>{"last.wdb"});
+}
+
+TEST_F(Window, aStoreWithoutTextsSaysOnceWhatItLeavesOut)
+{
+    make("last.wdb", kEvents, 500);
+    m_recorder.reset();
+    DeclarationsBuilder builder("test", {1, -9, true});
+    builder.openScope("module", "top");
+    builder.addVariable("string", "state", "", 0, ObjectClass::String);
+    RecorderOptions options;
+    options.output = path("last.wdb");
+    options.store = kTransitions;
+    options.window = 10;
+    m_recorder.emplace(builder.finish(), options,
+                       [this](const std::string& line) { m_lines.push_back(line); });
+    ASSERT_TRUE(m_recorder->open());
+    for (int i = 0; i < 200; ++i) {
+        m_recorder->setTime(i);
+        m_recorder->values().storeString(0, std::to_string(i));
+    }
+    m_recorder->close();
+    ASSERT_EQ(m_lines.size(), 1u);
+    EXPECT_THAT(m_lines[0], HasSubstr("top.state"));
+}
+
+#ifdef PLUGIN_DIRECTORY
+TEST_F(Window, icarusKeepsTheLastOfARun)
+{
+    if (std::system("command -v iverilog >/dev/null") != 0) {
+        GTEST_SKIP() << "iverilog is not installed";
+    }
+    std::ofstream(path("design.v")) << R"(`timescale 1ns/10ps
+module top;
+  reg clk = 0; reg [39:0] n = 0; real r = 0; event e; integer i;
+  always #2.5 clk = ~clk;
+  always @(posedge clk) begin n <= n * 7 + 3; r = r + 0.25; if (n[0]) -> e; end
+  initial begin #20000; if ($test$plusargs("trigger")) $tracewell_trigger; #300 $finish; end
+endmodule
+)";
+    const auto simulate = [this](const std::string& arguments) {
+        const std::string command = "cd " + m_directory +
+                                    " && iverilog -o design design.v && vvp -n -M " PLUGIN_DIRECTORY
+                                    " -m tracewell design " +
+                                    arguments + " >log 2>&1";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+    };
+    simulate("+tracewell=full.wdb");
+    simulate("+tracewell=last.wdb +tracewell-last=1us");
+    simulate("+tracewell=trigger.wdb +tracewell-last=1us +trigger");
+    EXPECT_EQ(tell(path("last.wdb"), 0), tell(path("full.wdb"), 1930000));
+    EXPECT_EQ(tell(path("trigger.wdb"), 0), tell(path("full.wdb"), 1900000, 2000000));
+}
+#endif
+
+} // namespace
