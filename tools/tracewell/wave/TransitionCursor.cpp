@@ -26,13 +26,11 @@ constexpr std::uint32_t kMostBits = 1 << 20;
 
 TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& signal,
                                    const TimeWindow& window)
-    : m_database(database), m_form(signal.form), m_width(signal.width), m_from(window.from)
+    : MergedCursor(signal.form == Signal::Form::Event, window.from), m_database(database),
+      m_form(signal.form), m_width(signal.width)
 {
     TimeWindow asked = window;
-    // Whether an event fires at the start itself shows only against the count before it.
-    if (m_form == Signal::Form::Event && m_from > std::numeric_limits<long long>::min()) {
-        asked.from = --m_from;
-    }
+    asked.from = from();
     m_state.plain.resize(static_cast<std::size_t>(signal.size));
     if (!areAllPresent(database, signal.firstId, signal.idCount)) {
         return;
@@ -57,7 +55,7 @@ TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& 
         }
     }
     for (std::size_t i = 0; i < m_columns.size(); ++i) {
-        makeDue(i);
+        start(i);
     }
 }
 
@@ -69,52 +67,15 @@ void TransitionCursor::addColumn(std::uint32_t id, std::uint32_t bit, bool isNin
     column.isNineState = isNineState;
 }
 
-bool TransitionCursor::next()
+std::optional<long long> TransitionCursor::step(std::size_t index)
 {
-    if (!m_started) {
-        m_started = true;
-        if (!m_due.empty() && m_due.front().time <= m_from) {
-            takeUpTo(m_from);
-            finishState();
-            if (m_form != Signal::Form::Event) {
-                return true;
-            }
-            m_state.firings = 0;
-        }
-    }
-    while (!m_due.empty()) {
-        if (takeUpTo(m_due.front().time)) {
-            finishState();
-            return true;
-        }
-    }
-    return false;
+    Column& column = m_columns[index];
+    return column.stream.next(column.coming) ? std::optional(column.coming.time) : std::nullopt;
 }
 
-void TransitionCursor::makeDue(std::size_t column)
+bool TransitionCursor::take(std::size_t index)
 {
-    if (m_columns[column].stream.next(m_columns[column].coming)) {
-        m_due.push_back({m_columns[column].coming.time, column});
-        std::push_heap(m_due.begin(), m_due.end());
-    }
-}
-
-bool TransitionCursor::takeUpTo(long long time)
-{
-    bool changed = false;
-    while (!m_due.empty() && m_due.front().time <= time) {
-        std::pop_heap(m_due.begin(), m_due.end());
-        const Due due = m_due.back();
-        m_due.pop_back();
-        m_time = due.time;
-        changed = take(m_columns[due.column]) || changed;
-        makeDue(due.column);
-    }
-    return changed;
-}
-
-bool TransitionCursor::take(Column& column)
-{
+    Column& column = m_columns[index];
     const ObjectState& coming = column.coming;
     const bool isSame = column.hasState && coming.isExact && column.state.isExact &&
                         !coming.isDense && !column.state.isDense &&

@@ -1,22 +1,21 @@
 #pragma once
 
-#include "wave/SignalCursor.h"
+#include "wave/MergedCursor.h"
 #include "wave/TransitionStream.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace tracewell {
 
 /// The history of a signal in a transition database: those of its bits, merged.
-class TransitionCursor : public SignalCursor
+class TransitionCursor : public MergedCursor
 {
 public:
     /// The database must outlive it.
     /// \throws CommandError for more bits than there can be a place for.
     TransitionCursor(Tracewell::DataBase& database, const Signal& signal, const TimeWindow& window);
-
-    bool next() override;
 
 private:
     struct Column
@@ -38,19 +37,11 @@ private:
         /// The signal's state does not show it yet.
         bool isNew = false;
     };
-    struct Due
-    {
-        long long time = 0;
-        std::size_t column = 0;
-        /// For a heap with the earliest on top.
-        bool operator<(const Due& other) const { return time > other.time; }
-    };
 
     void addColumn(std::uint32_t id, std::uint32_t bit, bool isNineState, const TimeWindow& window);
-    void makeDue(std::size_t column);
-    bool takeUpTo(long long time);
-    bool take(Column& column);
-    void finishState();
+    std::optional<long long> step(std::size_t column) override;
+    bool take(std::size_t index) override;
+    void finishState() override;
     void show(Column& column);
     void showBit(const Column& column);
     void showLetters();
@@ -59,10 +50,7 @@ private:
     Tracewell::DataBase& m_database;
     Signal::Form m_form;
     unsigned int m_width;
-    long long m_from;
-    bool m_started = false;
     std::vector<Column> m_columns;
-    std::vector<Due> m_due;
     /// Transitions that a column may hold.
     std::size_t m_held = TransitionStream::kMostHeld;
     std::size_t m_blankColumns = 0;

@@ -15,68 +15,27 @@ using Tracewell::WdbScalarBTree;
 
 TreeCursor::TreeCursor(const Signal& signal, const std::vector<WdbScalarBTree*>& trees,
                        const TimeWindow& window, long long latestTime)
-    : m_event(signal.form == Signal::Form::Event),
-      m_plainColumns(static_cast<std::size_t>(signal.size)), m_from(window.from), m_to(window.to),
+    : MergedCursor(signal.form == Signal::Form::Event, window.from),
+      m_plainColumns(static_cast<std::size_t>(signal.size)), m_to(window.to),
       m_columns(trees.size()), m_overrideBytes(trees.size() - m_plainColumns),
       m_blankColumns(m_plainColumns)
 {
     m_state.plain.resize(m_plainColumns);
-    // Whether an event fires at the start itself shows only against the count before it.
-    if (m_event && m_from > std::numeric_limits<long long>::min()) {
-        --m_from;
-    }
     for (std::size_t i = 0; i < trees.size(); ++i) {
         m_columns[i].iterator.reset(
-            trees[i]->find(m_from, window.resolution, latestTime, window.to));
-        makeDue(i);
+            trees[i]->find(from(), window.resolution, latestTime, window.to));
+        start(i);
     }
 }
 
-bool TreeCursor::next()
-{
-    if (!m_started) {
-        m_started = true;
-        if (!m_due.empty() && m_due.front().time <= m_from) {
-            takeUpTo(m_from);
-            finishState();
-            if (!m_event) {
-                return true;
-            }
-            m_state.firings = 0;
-        }
-    }
-    while (!m_due.empty()) {
-        if (takeUpTo(m_due.front().time)) {
-            finishState();
-            return true;
-        }
-    }
-    return false;
-}
-
-void TreeCursor::makeDue(std::size_t column)
+std::optional<long long> TreeCursor::step(std::size_t column)
 {
     const WdbScalarBTree::Iterator* iterator = m_columns[column].iterator.get();
     if (iterator == nullptr || !*iterator || iterator->getTime() > m_to) {
         m_columns[column].iterator.reset();
-        return;
+        return std::nullopt;
     }
-    m_due.push_back({iterator->getTime(), column});
-    std::push_heap(m_due.begin(), m_due.end());
-}
-
-bool TreeCursor::takeUpTo(long long time)
-{
-    bool changed = false;
-    while (!m_due.empty() && m_due.front().time <= time) {
-        std::pop_heap(m_due.begin(), m_due.end());
-        const Due due = m_due.back();
-        m_due.pop_back();
-        m_time = due.time;
-        changed = take(due.column) || changed;
-        makeDue(due.column);
-    }
-    return changed;
+    return iterator->getTime();
 }
 
 bool TreeCursor::take(std::size_t index)
@@ -120,7 +79,7 @@ void TreeCursor::finishState()
     } else {
         m_state.kind = SignalState::Kind::Value;
     }
-    if (m_event) {
+    if (isEvent()) {
         countFirings();
     }
 }
