@@ -2,9 +2,11 @@
 
 #include "ModelNames.h"
 #include "recorder/Recorder.h"
+#include "recorder/TimeOption.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -100,6 +102,20 @@ bool claim(ModelRecorder* recorder)
     return true;
 }
 
+/// Its unit is known only with the names.
+void takeLast(const Timescale& timescale, RecorderOptions& options)
+{
+    if (const char* const text = std::getenv("TRACEWELL_LAST")) {
+        if (const std::optional<long long> time = parseTime(text, timescale)) {
+            options.window = *time;
+        } else {
+            say(fmt::format("TRACEWELL_LAST={} is no time; write a number, or one with a unit "
+                            "(2.5us)",
+                            text));
+        }
+    }
+}
+
 void release(const ModelRecorder* recorder)
 {
     const std::lock_guard lock(s_openMutex);
@@ -115,6 +131,7 @@ struct ModelRecorder::State
     ModelNames names{""};
     std::vector<std::uint32_t> objects;
     std::optional<Recorder> recorder;
+    long long window = 0;
     /// Null until something was opened.
     ValueRecorder* values = nullptr;
 
@@ -130,7 +147,10 @@ bool ModelRecorder::State::open(const RecorderOptions& options)
     auto [table, objectsByCode] = names.makeTable();
     values = nullptr;
     objects.clear();
-    recorder.emplace(std::move(table), options, &say);
+    RecorderOptions withWindow = options;
+    withWindow.window = window;
+    takeLast(table.timescale, withWindow);
+    recorder.emplace(std::move(table), std::move(withWindow), &say);
     if (!recorder->open()) {
         return false;
     }
@@ -254,6 +274,19 @@ void ModelRecorder::on()
 {
     if (isOpen()) {
         m_state->recorder->on();
+    }
+}
+
+void ModelRecorder::keepLast(std::uint64_t time)
+{
+    m_state->window = static_cast<long long>(std::min<std::uint64_t>(
+        time, static_cast<std::uint64_t>(std::numeric_limits<long long>::max())));
+}
+
+void ModelRecorder::trigger()
+{
+    if (isOpen()) {
+        m_state->recorder->trigger();
     }
 }
 

@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <string_view>
 
 namespace tracewell::vpi {
@@ -151,37 +149,6 @@ Options readOptions(const std::vector<std::string>& arguments,
         reader.take(argument, key, value);
     }
     return options;
-}
-
-std::optional<long long> parseTime(const std::string& text, int precision)
-{
-    static constexpr std::pair<std::string_view, int> kUnits[] = {
-        {"s", 0}, {"ms", -3}, {"us", -6}, {"ns", -9}, {"ps", -12}, {"fs", -15}};
-    const std::size_t digits = std::min(text.find_first_not_of("0123456789."), text.size());
-    const std::optional<double> number =
-        parseNumber<double>(std::string_view(text).substr(0, digits));
-    if (!number) {
-        return std::nullopt;
-    }
-    int exponent = precision;
-    const std::string_view unit = std::string_view(text).substr(digits);
-    if (!unit.empty()) {
-        bool isKnown = false;
-        for (const auto& [name, power] : kUnits) {
-            if (name == unit) {
-                exponent = power;
-                isKnown = true;
-            }
-        }
-        if (!isKnown) {
-            return std::nullopt;
-        }
-    }
-    const double units = std::floor(*number * std::pow(10.0, exponent - precision) + 1e-6);
-    if (units >= static_cast<double>(std::numeric_limits<long long>::max())) {
-        return std::nullopt;
-    }
-    return static_cast<long long>(units);
 }
 
 } // namespace tracewell::vpi

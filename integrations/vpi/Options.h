@@ -47,8 +47,4 @@ Options readOptions(const std::vector<std::string>& arguments,
                     const std::function<const char*(const char*)>& environment,
                     const std::function<void(const std::string&)>& complain);
 
-/// A time like "12", "2.5us", in units of ten to the power of `precision` seconds; none when it is
-/// no time.
-std::optional<long long> parseTime(const std::string& text, int precision);
-
 } // namespace tracewell::vpi

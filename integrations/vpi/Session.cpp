@@ -1,5 +1,7 @@
 #include "Session.h"
 
+#include "recorder/TimeOption.h"
+
 #include <fmt/format.h>
 
 #include <csignal>
@@ -132,7 +134,7 @@ void Session::start()
         return;
     }
     if (!m_options.stop.empty()) {
-        if (const auto time = parseTime(m_options.stop, timePrecision())) {
+        if (const auto time = parseTime(m_options.stop, {1, timePrecision()})) {
             callAt(*time, &stopTimeCame);
         } else {
             say(fmt::format("{} is no time to stop at; write a number, or one with a unit (2.5us)",
@@ -140,7 +142,7 @@ void Session::start()
         }
     }
     if (!m_options.start.empty()) {
-        if (const auto time = parseTime(m_options.start, timePrecision())) {
+        if (const auto time = parseTime(m_options.start, {1, timePrecision()})) {
             if (*time > now()) {
                 callAt(*time, &startTimeCame);
                 return;
@@ -286,7 +288,7 @@ void Session::takeWindow()
     if (m_options.last.empty()) {
         return;
     }
-    const std::optional<long long> time = parseTime(m_options.last, timePrecision());
+    const std::optional<long long> time = parseTime(m_options.last, {1, timePrecision()});
     if (time && *time > 0) {
         m_options.recorder.window = *time;
     } else {

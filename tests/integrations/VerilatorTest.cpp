@@ -173,6 +173,20 @@ TEST_F(Verilator, nothingIsKnownWhileTheTraceIsOff)
     }
 }
 
+TEST_F(Verilator, lastOfARunIsKept)
+{
+    const PlainVcd expected = reference("400 close");
+    const long long from = timeOf(399) - 500;
+    ASSERT_EQ(simulate("ours", "out.wdb 400 close", "TRACEWELL_LAST=500"), 3);
+    const PlainVcd found = exported();
+    EXPECT_EQ(differenceOf(cut(expected, from + 1, timeOf(399)), cut(found, from + 1, timeOf(399))),
+              "");
+    for (const auto& variable : found.variables) {
+        EXPECT_TRUE(variable.history.empty() || variable.history.front().first >= from)
+            << variable.declaration;
+    }
+}
+
 TEST_F(Verilator, fileOfRunThatExitsIsClosedAndOfKilledOneHasWhatWasSynced)
 {
     const PlainVcd expected = reference("400 close");

@@ -86,6 +86,7 @@ protected:
         builder.addVariable("reg", "nine", "[39:0]", 40, ObjectClass::Vector);
         builder.addVariable("real", "level", "", 1, ObjectClass::Real);
         builder.addVariable("event", "go", "", 1, ObjectClass::Event);
+        builder.addVariable("integer", "count", "[39:0]", 40, ObjectClass::Vector);
         if (store == ValueRecorder::Store::Events) {
             builder.addVariable("string", "state", "", 0, ObjectClass::String);
             builder.addVariable("string", "seldom", "", 0, ObjectClass::String);
@@ -96,7 +97,7 @@ protected:
                            [this](const std::string& line) { m_lines.push_back(line); });
         m_random.seed(kSeed);
         m_time = 0;
-        m_hasNine = false;
+        m_count = 0;
         ASSERT_TRUE(m_recorder->open());
     }
 
@@ -125,7 +126,7 @@ protected:
     void change()
     {
         ValueRecorder& values = m_recorder->values();
-        const auto object = static_cast<std::uint32_t>(any(m_hasTexts ? 10 : 8));
+        const auto object = static_cast<std::uint32_t>(any(m_hasTexts ? 11 : 9));
         std::string letters;
         switch (object) {
         case 4:
@@ -135,8 +136,7 @@ protected:
             values.storeLetters(object, any(2) ? letters : letters.substr(0, 3));
             break;
         case 5:
-            m_hasNine = any(3) != 0;
-            values.storeLetters(object, m_hasNine ? "uwh10-" : "1z");
+            values.storeLetters(object, any(3) != 0 ? "uwh10-" : "1z");
             break;
         case 6:
             values.storeReal(object, 0.1 * static_cast<double>(any(50)));
@@ -147,9 +147,13 @@ protected:
             }
             break;
         case 8:
-            values.storeString(object, std::string(any(30), static_cast<char>('a' + any(26))));
+            m_count += 1 + any(1 << 20);
+            values.changeBits(object, m_count);
             break;
         case 9:
+            values.storeString(object, std::string(any(30), static_cast<char>('a' + any(26))));
+            break;
+        case 10:
             values.storeString(object, any(20) == 0 ? "on" : "off");
             break;
         default:
@@ -165,7 +169,7 @@ protected:
     long long m_time = 0;
     bool m_isOff = false;
     bool m_hasTexts = false;
-    bool m_hasNine = false;
+    unsigned long long m_count = 0;
 };
 
 TEST_P(Window, holdsWhatAFullRecordingHoldsOfThatTime)

@@ -45,6 +45,10 @@ public:
     void declare(std::uint32_t code, const char* path, Kind kind, const int* arrayIndex,
                  const Range& range);
 
+    /// Before opening a file: it is to hold about the last `time` before its end, and the run takes
+    /// no more room than that; 0 for all. TRACEWELL_LAST comes before it: a number, or a time with
+    /// a unit.
+    void keepLast(std::uint64_t time);
     /// Both false, with a line, when that cannot be. `store` is "events", "transitions" or null for
     /// the default. The environment comes before what is asked here: TRACEWELL_STORE,
     /// TRACEWELL_SYNC (seconds) and TRACEWELL_LIVE (a channel, in the place of a file).
@@ -67,6 +71,8 @@ public:
     void off();
     /// Goes on with all values as they are by now.
     void on();
+    /// With keepLast(): the file holds what is kept by now, and is closed. Otherwise flushes.
+    void trigger();
     /// Makes what was traced so far readable by others.
     void flush();
     /// Finishes the file, or leaves the channel. Done at the process' exit too.

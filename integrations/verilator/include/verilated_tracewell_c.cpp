@@ -72,6 +72,18 @@ void VerilatedTracewell::on() VL_MT_SAFE_EXCLUDES(m_mutex)
     m_recorder.on();
 }
 
+void VerilatedTracewell::keepLast(uint64_t time) VL_MT_SAFE_EXCLUDES(m_mutex)
+{
+    const VerilatedLockGuard lock{m_mutex};
+    m_recorder.keepLast(time);
+}
+
+void VerilatedTracewell::trigger() VL_MT_SAFE_EXCLUDES(m_mutex)
+{
+    const VerilatedLockGuard lock{m_mutex};
+    m_recorder.trigger();
+}
+
 void VerilatedTracewell::declareNames()
 {
     m_recorder.beginNames(timeResStr().c_str());

@@ -24,6 +24,11 @@ public:
     }
     /// For `tracewell follow --channel CHANNEL`, in the place of a file.
     void openLive(int channel = 0) VL_MT_SAFE { spTrace()->openLive(channel); }
+    /// Before open(): the file is to hold about the last `time` before its end, in units of the
+    /// time resolution, and the run takes no more room than that.
+    void keepLast(uint64_t time) VL_MT_SAFE { spTrace()->keepLast(time); }
+    /// With keepLast(): writes what is kept by now, and closes. Otherwise flushes.
+    void trigger() VL_MT_SAFE { spTrace()->trigger(); }
     /// Records that nothing is known after the last dump, and stops until on().
     void off() VL_MT_SAFE { spTrace()->off(); }
     /// Goes on with all values as they are.

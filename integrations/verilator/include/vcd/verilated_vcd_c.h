@@ -34,6 +34,8 @@ public:
     void flush() VL_MT_SAFE_EXCLUDES(m_mutex);
     void off() VL_MT_SAFE_EXCLUDES(m_mutex);
     void on() VL_MT_SAFE_EXCLUDES(m_mutex);
+    void keepLast(uint64_t time) VL_MT_SAFE_EXCLUDES(m_mutex);
+    void trigger() VL_MT_SAFE_EXCLUDES(m_mutex);
     bool isOpen() const VL_MT_SAFE { return m_recorder.isOpen(); }
     void openNext(bool) VL_MT_SAFE {}
     void rolloverSize(uint64_t) VL_MT_SAFE {}
