@@ -189,6 +189,9 @@ TEST_P(SyncedStore, syncMakesASilentPipesChangesReadableAndSafeFromAKill)
     ASSERT_EQ(run({"export", path("out.wdb"), path("out.vcd")}).code, 0);
     seen = read("out.vcd");
     EXPECT_EQ(seen.substr(seen.find('#')), changes);
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(run({"verify", path("out.wdb")}).code, 0);
+    EXPECT_NE(::testing::internal::GetCapturedStdout().find("never closed"), std::string::npos);
 }
 
 TEST_F(Durability, standardInputGivesTheSameRecordingAndRefusesFractionsOfTime)

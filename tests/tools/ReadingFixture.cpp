@@ -142,7 +142,9 @@ Reading::Result Reading::run(std::vector<std::string> arguments)
     addSignalsCommand(app);
     addValuesCommand(app);
     addNextPreviousCommands(app);
+    addFindCommand(app);
     addDrawCommand(app);
+    addDiffCommand(app);
     addEventsCommand(app);
     addVerifyCommand(app);
     addImportCommand(app);
@@ -159,7 +161,7 @@ Reading::Result Reading::run(std::vector<std::string> arguments)
     } catch (const CLI::ParseError& e) {
         result = {2, {}, e.what()};
     } catch (const CommandError& e) {
-        result = {1, {}, e.what()};
+        result = {e.exitCode(), {}, e.what()};
     } catch (const Qsim::Exception& e) {
         result = {1, {}, e.what()};
     }

@@ -45,6 +45,10 @@ public:
     std::size_t node(std::size_t bucket = 0) const { return place(bucketTable() + 8 * bucket); }
     std::size_t block(std::size_t slot = 0) const { return place(node() + 8 + 8 * slot); }
     std::size_t sizeAt(std::size_t slot = 0) const { return node() + 808 + 4 * slot; }
+    // Of an index by time, in bucket 0.
+    std::size_t root() const { return place(node()); }
+    std::size_t leaf() const { return place(root()); }
+    std::size_t indexRecord() const { return place(leaf()); }
     std::size_t stringNode() const { return place(place(section(2) + 8)); }
 
     /// Unpacks a block, lets `change` alter its image, and lists the result, stored at the end of
@@ -92,6 +96,17 @@ protected:
         }
     }
 
+    /// An index of two levels in bucket 0.
+    void recordWithIndex()
+    {
+        std::string text = "$var reg 8 ! v [7:0] $end $enddefinitions $end\n";
+        for (int time = 5; time < 45'000; ++time) {
+            text += "#" + std::to_string(time) + (time % 2 != 0 ? "\nb1 !\n" : "\nb10 !\n");
+        }
+        write("run.vcd", text);
+        ASSERT_EQ(run({"import", "--store", "indexed", path("run.vcd"), path()}).code, 0);
+    }
+
     Result verify() const { return run({"verify", path()}); }
 
     void damage(const std::function<void(Bytes&)>& change)
@@ -116,6 +131,12 @@ struct Damage
 };
 
 class VerifyDamage : public Verify, public ::testing::WithParamInterface<Damage>
+{
+protected:
+    void expectFound();
+};
+
+class VerifyIndexDamage : public VerifyDamage
 {};
 
 std::vector<Damage> damages()
@@ -222,10 +243,80 @@ TEST_F(Verify, soundFileIsSound)
     EXPECT_THAT(result.out, AllOf(Not(HasSubstr("damage:")), Not(HasSubstr("notice:"))));
 }
 
+/// What is damaged in an index, and everything that it lists is there.
+std::vector<Damage> indexDamages()
+{
+    constexpr std::size_t kLengths = 800;
+    constexpr std::size_t kLargestDiff = 1600;
+    constexpr std::size_t kKeys = 1608;
+    constexpr std::size_t kCount = 27208;
+    constexpr std::size_t kLeafFlag = 27212;
+    return {
+        {"NoRoot", [](Bytes& b) { b.put(b.node(), 0ll); }, {"bucket 0", "the tree has no root"}},
+        {"HeaderOutsideTheFile",
+         [](Bytes& b) { b.put(b.bucketTable(), 1ll << 40); },
+         {"a tree header of 272 bytes", "lost: the bucket"}},
+        {"RootOutsideTheFile",
+         [](Bytes& b) { b.put(b.node(), 1ll << 40); },
+         {"an index node of 27216 bytes", "lost: events of the bucket"}},
+        {"MoreEntriesThanRoom",
+         [](Bytes& b) { b.put(b.leaf() + kCount, 101u); },
+         {"counts 101 entries and has room for 100"}},
+        {"NeitherLeafNorInner",
+         [](Bytes& b) { b.put(b.root() + kLeafFlag, static_cast<unsigned char>(7)); },
+         {"neither a leaf nor an inner node"}},
+        {"Circle",
+         [](Bytes& b) { b.put(b.root() + 8, static_cast<long long>(b.root())); },
+         {"an index node", "overlaps something else"}},
+        {"RecordOutsideTheFile",
+         [](Bytes& b) { b.put(b.leaf(), -24ll); },
+         {"an index record", "lost: its events"}},
+        {"BlockOfNoSize",
+         [](Bytes& b) { b.put(b.indexRecord() + 8, 0u); },
+         {"a stored block of 0 bytes"}},
+        {"StartTime",
+         [](Bytes& b) { b.put(b.node() + 8, 3ll); },
+         {"the block starts at 5 ns, in the index at 3 ns", "search by time may go wrong"}},
+        {"LengthOfALeafsEntry",
+         [](Bytes& b) { b.put(b.leaf() + kLengths + 8, b.get<long long>(b.leaf() + kLengths)); },
+         {"the block starts at", "in the index at"}},
+        {"LengthOfAnInnerEntry",
+         [](Bytes& b) { b.put(b.root() + kLengths, 1ll); },
+         {"units of time, for the node above it 1"}},
+        {"KeyOfALeafsEntry",
+         [](Bytes& b) { b.put(b.leaf() + kKeys, static_cast<unsigned char>(0xFE)); },
+         {"other addresses change in the block"}},
+        {"KeyOfAnInnerEntry",
+         [](Bytes& b) { b.put(b.root() + kKeys + 9, static_cast<unsigned char>(1)); },
+         {"the node above it gives other addresses"}},
+        {"LargestDiffOfARecord",
+         [](Bytes& b) { b.put(b.indexRecord() + 16, 7ll); },
+         {"the largest diff of the block is 1, in the index 7"}},
+        {"LargestDiffOfANode",
+         [](Bytes& b) { b.put(b.leaf() + kLargestDiff, 9ll); },
+         {"gives 9 as its largest diff, its entries 1"}},
+        {"Division",
+         [](Bytes& b) { b.put(b.events() + 16, 1024ll); },
+         {"division of 1024 does not fit an index by time"}},
+    };
+}
+
 TEST_P(VerifyDamage, isFoundInItsPlace)
 {
     record();
     damage(GetParam().change);
+    expectFound();
+}
+
+TEST_P(VerifyIndexDamage, isFoundInItsPlace)
+{
+    recordWithIndex();
+    damage(GetParam().change);
+    expectFound();
+}
+
+void VerifyDamage::expectFound()
+{
     const Result result = verify();
     EXPECT_EQ(result.code, 1);
     const std::string& all = result.out;
@@ -250,6 +341,8 @@ TEST_P(VerifyDamage, isFoundInItsPlace)
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, VerifyDamage, ::testing::ValuesIn(damages()),
+                         [](const auto& each) { return std::string(each.param.name); });
+INSTANTIATE_TEST_SUITE_P(Each, VerifyIndexDamage, ::testing::ValuesIn(indexDamages()),
                          [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(Verify, everythingButTheDamagedBlockIsRead)
@@ -292,6 +385,27 @@ TEST_F(Verify, timesThatGoBackAreNoDamage)
     const Result result = verify();
     EXPECT_EQ(result.code, 0);
     EXPECT_THAT(result.out, HasSubstr("record 2, byte 54: time goes back here (2 times"));
+}
+
+TEST_F(Verify, randomDamageOfAnIndexBreaksNoCommand)
+{
+    recordWithIndex();
+    EXPECT_EQ(verify().code, 0) << verify().out;
+    const std::string sound = read();
+    for (unsigned int seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937_64 random(seed);
+        write("run.wdb", Tracewell::damaged(sound, random));
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"verify", path()},
+              {"find", path(), "20000", "@0:8"},
+              {"values", path(), "@0:2", "--from", "44990"},
+              {"diff", path(), path("run.vcd")}}) {
+            const Result result = run(command);
+            ASSERT_TRUE(result.code <= 2 && (!result.out.empty() || !result.error.empty() ||
+                                             (result.code == 0 && command[0] == "diff")));
+        }
+    }
 }
 
 TEST_F(Verify, randomDamageNeverBreaksIt)

@@ -1,15 +1,24 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace tracewell {
 
-/// A failure that ends a command with exit code 1. The text is one line: which file, where, why,
-/// and what to do.
+/// A failure that ends a command, as a rule with exit code 1. The text is one line: which file,
+/// where, why, and what to do.
 class CommandError : public std::runtime_error
 {
 public:
-    using std::runtime_error::runtime_error;
+    explicit CommandError(const std::string& text, int exitCode = 1)
+        : std::runtime_error(text), m_exitCode(exitCode)
+    {}
+
+    /// Another one than 1 only where 1 is an answer.
+    int exitCode() const { return m_exitCode; }
+
+private:
+    int m_exitCode;
 };
 
 } // namespace tracewell

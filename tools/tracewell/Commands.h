@@ -7,7 +7,7 @@ class App;
 namespace tracewell {
 
 // Each adds its subcommand to the command line; the subcommand's callback does the work. A callback
-// throws CommandError to end with exit code 1, or CLI::RuntimeError with a code of its own.
+// throws CommandError to end with its exit code, or CLI::RuntimeError with a code of its own.
 
 void addImportCommand(CLI::App& app);
 void addExportCommand(CLI::App& app);
@@ -15,7 +15,9 @@ void addInfoCommand(CLI::App& app);
 void addSignalsCommand(CLI::App& app);
 void addValuesCommand(CLI::App& app);
 void addNextPreviousCommands(CLI::App& app);
+void addFindCommand(CLI::App& app);
 void addDrawCommand(CLI::App& app);
+void addDiffCommand(CLI::App& app);
 void addEventsCommand(CLI::App& app);
 void addVerifyCommand(CLI::App& app);
 void addReplayCommand(CLI::App& app);

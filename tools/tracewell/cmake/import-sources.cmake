@@ -2,6 +2,7 @@
 target_sources(tracewell_cli PRIVATE
   files/Interrupt.cpp
   files/OutputText.cpp
+  files/TimeReport.cpp
   files/UnfinishedFile.cpp
   files/WatchedProcess.cpp
   recording/ChangeStream.cpp

@@ -30,6 +30,7 @@ target_sources(tracewell_cli PRIVATE
   text/ValueText.cpp
   wave/EventWaveFile.cpp
   wave/FileKind.cpp
+  wave/IndexLookup.cpp
   wave/MergedCursor.cpp
   wave/NearestNames.cpp
   wave/SignalNames.cpp

@@ -2,6 +2,7 @@
 
 #include "CommandError.h"
 #include "files/Interrupt.h"
+#include "files/TimeReport.h"
 #include "text/Terminal.h"
 
 #include "QsimException.h"
@@ -80,6 +81,7 @@ private:
     int code = kFailed;
     try {
         work();
+        TimeReport::write();
         code = kDone;
     } catch (const CommandError& e) {
         std::cerr << e.what();
@@ -135,6 +137,7 @@ WatchedEnd runWatched(const std::function<void()>& work)
         ::close(ends[0]);
         runChild(work, ends[1], parent);
     }
+    TimeReport::leaveToChild();
     ::close(ends[1]);
     std::string text = readAll(ends[0]);
     ::close(ends[0]);

@@ -191,10 +191,6 @@ bool EventIndexSurvey::readNode(const Place& place, IndexNode& node)
         m_context.damage(place, "the node is neither a leaf nor an inner node", lost());
         return false;
     }
-    if (!std::is_sorted(node.lengths, node.lengths + node.count)) {
-        m_context.damage(place, "time goes back in the node", lost());
-        return false;
-    }
     return true;
 }
 

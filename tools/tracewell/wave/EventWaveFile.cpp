@@ -66,6 +66,12 @@ WdbIEventBlockDatabase& EventWaveFile::database()
     return *m_database;
 }
 
+Tracewell::WdbIBlockManager& EventWaveFile::storage()
+{
+    database();
+    return m_fileManager->getFileBlockManager();
+}
+
 void EventWaveFile::readNames()
 {
     long long size = 0;

@@ -37,6 +37,17 @@ void SignalNames::read(std::string_view text)
         m_whyNoNames = fmt::format("its name table is damaged ({})", e.what());
         return;
     }
+    placeValues();
+}
+
+void SignalNames::take(const Declarations& declarations)
+{
+    m_declarations = declarations;
+    placeValues();
+}
+
+void SignalNames::placeValues()
+{
     if (m_places == Places::Objects) {
         m_transitionLayout = std::make_unique<TransitionLayout>(m_declarations);
         if (m_transitionLayout->totalCount() > kMostTransitionObjects) {

@@ -29,6 +29,8 @@ public:
     /// Takes over what a kernel left as its debug file; empty for none. Afterwards either the names
     /// are there or the reason why not.
     void read(std::string_view text);
+    /// The same with a table that has been read already.
+    void take(const Declarations& declarations);
 
     const std::string& path() const { return m_path; }
     Places places() const { return m_places; }
@@ -54,6 +56,8 @@ public:
     const TimeText& timeText() const { return m_timeText; }
 
 private:
+    void placeValues();
+
     std::string m_path;
     Places m_places;
     std::string m_whyNoNames = "it holds no name table";

@@ -1,0 +1,169 @@
+#include "CommandError.h"
+#include "Commands.h"
+#include "commands/RadixOption.h"
+#include "commands/WindowOptions.h"
+#include "text/Output.h"
+#include "text/ValueText.h"
+#include "wave/EventWaveFile.h"
+#include "wave/FileKind.h"
+#include "wave/IndexLookup.h"
+#include "wave/SignalSelection.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <memory>
+#include <string>
+
+namespace tracewell {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct Options
+{
+    std::string file;
+    std::string time;
+    std::string signal;
+    Radix radix = Radix::Automatic;
+    bool json = false;
+};
+
+struct Found
+{
+    Signal signal;
+    long long time = 0;
+    IndexedState answer;
+    std::string value;
+};
+
+[[noreturn]] void refuse(const std::string& path, const std::string& what)
+{
+    throw CommandError(fmt::format("{}: {} has no index by time; `tracewell values` answers from "
+                                   "it by a scan, and `tracewell import --store indexed` makes a "
+                                   "recording with an index",
+                                   path, what));
+}
+
+std::string timeText(const TimeText& text, long long time)
+{
+    return text.hasTimescale() ? fmt::format("{} ({})", time, text.format(time))
+                               : std::to_string(time);
+}
+
+std::string counted(unsigned int count, const char* what)
+{
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+void printText(Output& out, const TimeText& text, const Found& found)
+{
+    const auto line = [&out](const char* title, const std::string& value) {
+        out << fmt::format("{:<9} {}\n", title, value);
+    };
+    line("signal", found.signal.label);
+    line("time", timeText(text, found.time));
+    line("value", found.answer.recorded ? found.value : "none so far");
+    if (found.answer.recorded) {
+        line("recorded", timeText(text, *found.answer.recorded));
+    }
+    for (const IndexedState::Source& source : found.answer.sources) {
+        line("block",
+             fmt::format("at {}, {} bytes, of bucket {}: {} events, time {} to {}", source.offset,
+                         source.storedSize, source.bucket, source.events,
+                         timeText(text, source.firstTime), timeText(text, source.lastTime)));
+    }
+    line("touched", fmt::format("{} and {}", counted(found.answer.cost.m_nodes, "index node"),
+                                counted(found.answer.cost.m_blocks, "block")));
+}
+
+void printJson(Output& out, const TimeText& text, const Found& found)
+{
+    Json blocks = Json::array();
+    for (const IndexedState::Source& source : found.answer.sources) {
+        blocks.push_back({{"offset", source.offset},
+                          {"size", source.storedSize},
+                          {"bucket", source.bucket},
+                          {"events", source.events},
+                          {"first", source.firstTime},
+                          {"last", source.lastTime}});
+    }
+    const Json json = {
+        {"signal", found.signal.label},
+        {"time", found.time},
+        {"text", text.format(found.time)},
+        {"value", found.answer.recorded ? Json(found.value) : Json()},
+        {"recorded", found.answer.recorded ? Json(*found.answer.recorded) : Json()},
+        {"blocks", blocks},
+        {"touched",
+         {{"nodes", found.answer.cost.m_nodes}, {"blocks", found.answer.cost.m_blocks}}}};
+    out << json.dump() << "\n";
+}
+
+void run(const Options& options)
+{
+    if (findFileKind(options.file) == FileKind::Transitions) {
+        refuse(options.file, "a transition database");
+    }
+    EventWaveFile file(options.file);
+    auto* const database =
+        dynamic_cast<Tracewell::WdbMultipleBucketBtreeDatabase*>(&file.database());
+    if (database == nullptr) {
+        refuse(options.file,
+               fmt::format("an event database of kind {}",
+                           file.database().getEventDatabaseHeader().m_databaseTypeId));
+    }
+    const std::vector<Signal> signals = selectSignals(file, {options.signal});
+    if (signals.size() != 1) {
+        throw CommandError(fmt::format("{}: \"{}\" names {} signals; name one", options.file,
+                                       options.signal, signals.size()));
+    }
+
+    Found found;
+    found.signal = signals.front();
+    found.time = file.timeText().parse(options.time, Rounding::Down);
+    found.answer = findState(*database, file.storage(), found.signal, found.time);
+    const ValueText valueText([&](long long id) { return file.reader().getStringMapValue(id); },
+                              options.radix);
+    found.value = valueText.format(found.signal, found.answer.state);
+
+    Output out;
+    if (options.json) {
+        printJson(out, file.timeText(), found);
+    } else {
+        printText(out, file.timeText(), found);
+    }
+    out.finish();
+}
+
+} // namespace
+
+void addFindCommand(CLI::App& app)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App* command =
+        app.add_subcommand("find", "Find the state of one signal at one time by the index");
+    command
+        ->add_option("FILE", options->file,
+                     "A wave database with an index by time (import --store indexed)")
+        ->required();
+    command
+        ->add_option("TIME", options->time,
+                     "A number in units of the timescale, or with a unit (12.5us)")
+        ->required()
+        ->check(timeArgument());
+    command
+        ->add_option("SIGNAL", options->signal, "A full name (top.dut.data), or @ADDRESS[:BYTES]")
+        ->required();
+    addRadixOption(*command, options->radix);
+    command->add_flag("--json", options->json, "JSON, for programs");
+    command->footer("Example:\n"
+                    "  tracewell find run.wdb 12.5us top.dut.data\n"
+                    "Prints the value, when it was recorded, the stored blocks that tell it, and\n"
+                    "how many nodes of the index and blocks the search opened.");
+    command->callback([options] { run(*options); });
+}
+
+} // namespace tracewell

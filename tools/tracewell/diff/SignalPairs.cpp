@@ -1,0 +1,166 @@
+#include "diff/SignalPairs.h"
+
+#include "CommandError.h"
+#include "text/Utf8.h"
+#include "wave/SignalSelection.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace tracewell {
+
+namespace {
+
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+/// One run's signals.
+struct Side
+{
+    explicit Side(const SignalNames& file) : names(file), signals(allSignals(file)) {}
+
+    /// The label without the range.
+    std::string plainName(std::size_t i) const
+    {
+        const std::string range = printable(names.declarations().variables[i].range.str());
+        const std::string full = printable(names.declarations().fullName(i));
+        std::string name = signals[i].label;
+        return name.erase(full.size() - range.size(), range.size());
+    }
+
+    const SignalNames& names;
+    std::vector<Signal> signals;
+    /// By signal.
+    std::vector<char> isWanted;
+};
+
+/// The labels of the signals that an argument names in a run; none when it fits nothing there.
+std::vector<std::string> labelsOf(const SignalNames& names, const std::string& argument)
+{
+    std::vector<std::string> labels;
+    try {
+        for (const Signal& signal : selectSignals(names, {argument})) {
+            labels.push_back(signal.label);
+        }
+    } catch (const CommandError&) {
+        // The other run may know it.
+    }
+    return labels;
+}
+
+void chooseSignals(Side& a, Side& b, const std::vector<std::string>& arguments)
+{
+    std::unordered_set<std::string> labels;
+    for (const std::string& argument : arguments) {
+        if (!argument.empty() && argument[0] == '@') {
+            throw CommandError(fmt::format("\"{}\" is a place in one file; two runs are compared "
+                                           "by the names of their signals",
+                                           printable(argument)));
+        }
+        std::vector<std::string> found = labelsOf(a.names, argument);
+        const std::vector<std::string> foundInB = labelsOf(b.names, argument);
+        found.insert(found.end(), foundInB.begin(), foundInB.end());
+        if (found.empty()) {
+            selectSignals(a.names, {argument});
+        }
+        labels.insert(found.begin(), found.end());
+    }
+    for (Side* side : {&a, &b}) {
+        side->isWanted.assign(side->signals.size(), arguments.empty());
+        for (std::size_t i = 0; i < side->signals.size() && !arguments.empty(); ++i) {
+            side->isWanted[i] = labels.find(side->signals[i].label) != labels.end();
+        }
+    }
+}
+
+void leaveOut(Side& side, const std::vector<std::string>& patterns)
+{
+    if (patterns.empty()) {
+        return;
+    }
+    for (std::size_t i = 0; i < side.signals.size(); ++i) {
+        const std::string plain = side.plainName(i);
+        for (const std::string& pattern : patterns) {
+            if (matchesGlob(pattern, side.signals[i].label) || matchesGlob(pattern, plain)) {
+                side.isWanted[i] = 0;
+            }
+        }
+    }
+}
+
+/// For each signal of `a` that has no partner yet, the one of `b` with the same name.
+template <class NameOf>
+void match(const Side& a, const Side& b, std::vector<std::size_t>& partnerOfA,
+           std::vector<std::size_t>& partnerOfB, const NameOf& nameOf)
+{
+    constexpr std::size_t kSeveral = kNone - 1;
+    std::unordered_map<std::string, std::size_t> byName;
+    for (std::size_t i = 0; i < b.signals.size(); ++i) {
+        if (b.isWanted[i] != 0 && partnerOfB[i] == kNone) {
+            const auto [place, isNew] = byName.emplace(nameOf(b, i), i);
+            place->second = isNew ? i : kSeveral;
+        }
+    }
+    for (std::size_t i = 0; i < a.signals.size() && !byName.empty(); ++i) {
+        if (a.isWanted[i] == 0 || partnerOfA[i] != kNone) {
+            continue;
+        }
+        const auto found = byName.find(nameOf(a, i));
+        if (found != byName.end() && found->second < kSeveral) {
+            partnerOfA[i] = found->second;
+            partnerOfB[found->second] = i;
+            found->second = kSeveral;
+        }
+    }
+}
+
+std::vector<std::string> lonelyOnes(const Side& side, const std::vector<std::size_t>& partners)
+{
+    std::vector<std::string> labels;
+    for (std::size_t i = 0; i < side.signals.size(); ++i) {
+        if (side.isWanted[i] != 0 && partners[i] == kNone) {
+            labels.push_back(side.signals[i].label);
+        }
+    }
+    return labels;
+}
+
+} // namespace
+
+SignalPairs pairSignals(const SignalNames& a, const SignalNames& b,
+                        const std::vector<std::string>& signals,
+                        const std::vector<std::string>& ignored)
+{
+    Side sideA(a);
+    Side sideB(b);
+    chooseSignals(sideA, sideB, signals);
+    leaveOut(sideA, ignored);
+    leaveOut(sideB, ignored);
+
+    std::vector<std::size_t> partnerOfA(sideA.signals.size(), kNone);
+    std::vector<std::size_t> partnerOfB(sideB.signals.size(), kNone);
+    match(sideA, sideB, partnerOfA, partnerOfB,
+          [](const Side& side, std::size_t i) { return side.signals[i].label; });
+    match(sideA, sideB, partnerOfA, partnerOfB,
+          [](const Side& side, std::size_t i) { return side.plainName(i); });
+
+    SignalPairs result;
+    for (std::size_t i = 0; i < partnerOfA.size(); ++i) {
+        if (partnerOfA[i] != kNone) {
+            const std::size_t other = partnerOfA[i];
+            const auto objectOf = [](const Side& side, std::size_t variable) {
+                return static_cast<std::uint32_t>(
+                    side.names.declarations().variables[variable].object);
+            };
+            result.pairs.push_back({sideA.signals[i], sideB.signals[other], objectOf(sideA, i),
+                                    objectOf(sideB, other)});
+        }
+    }
+    result.onlyInA = lonelyOnes(sideA, partnerOfA);
+    result.onlyInB = lonelyOnes(sideB, partnerOfB);
+    return result;
+}
+
+} // namespace tracewell
