@@ -128,14 +128,6 @@ public:
         fetchDenseEvent();
         return *this;
     }
-    /// Lets the processor load what operator++ reads, for whoever has many iterators take turns.
-    void prefetch() const
-    {
-        if (m_index < m_count) {
-            __builtin_prefetch(m_times + m_index);
-            __builtin_prefetch(m_values + m_index);
-        }
-    }
     /// Simulation time of the current answer; 0 at the end.
     long long getTime() const { return *this ? m_current.startTime : 0; }
     /// The answer at its time: a value, or the start of a dense stretch.

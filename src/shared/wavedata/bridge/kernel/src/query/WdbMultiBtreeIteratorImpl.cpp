@@ -15,22 +15,6 @@ constexpr unsigned char kWholeByte = 255;
 constexpr unsigned int kBitsOfByte = 8;
 constexpr std::size_t kBitsOfWord = 64;
 
-/// Lets the processor load what the elements some places behind `i` need to go on: thousands of
-/// iterators do not stay in its caches between two of their changes.
-template <class Entry> void prefetch(const std::vector<Entry*>& entries, std::size_t i)
-{
-    constexpr std::size_t kNear = 6;
-    constexpr std::size_t kFar = 12;
-    constexpr std::size_t kLine = 64;
-    if (i + kFar < entries.size()) {
-        const auto* const iterator = entries[i + kFar]->iterator.get();
-        for (std::size_t offset = 0; offset < sizeof *iterator; offset += kLine)
-            __builtin_prefetch(reinterpret_cast<const char*>(iterator) + offset);
-    }
-    if (i + kNear < entries.size())
-        entries[i + kNear]->iterator->prefetch();
-}
-
 } // namespace
 
 WdbMultiBtreeIteratorImpl::WdbMultiBtreeIteratorImpl(IEventSource& source, WdbIEventReader& reader,
@@ -95,12 +79,11 @@ void WdbMultiBtreeIteratorImpl::addTree(WdbScalarBTree& tree)
     entry->key = key;
     entry->bitPosition = tree.getBitPosition();
     entry->iterator.reset(tree.find(m_currentTime, 0, m_limit, m_limit2));
-    if (!entry->iterator || !*entry->iterator) {
+    if (!entry->iterator || !entry->refill()) {
         if (!slot)
             m_active.erase(key);
         return;
     }
-    readCurrent(*entry);
     if (slot)
         m_replaced.push_back(std::move(slot));
     slot = std::move(entry);
@@ -108,16 +91,32 @@ void WdbMultiBtreeIteratorImpl::addTree(WdbScalarBTree& tree)
     m_isRanked = false;
 }
 
-void WdbMultiBtreeIteratorImpl::readCurrent(Entry& entry)
+bool WdbMultiBtreeIteratorImpl::Entry::refill()
 {
-    const WdbTimeByteValue current = **entry.iterator;
-    entry.time = current.getTime();
-    entry.value = current.getValue();
+    next = 0;
+    count = 0;
+    for (WdbScalarBTree::Iterator& it = *iterator; count < changes.size() && it; ++it) {
+        const WdbTimeByteValue change = *it;
+        changes[count++] = {change.getTime(), change.getValue()};
+    }
+    return count > 0;
+}
+
+/// Lets the processor load what advance needs.
+void WdbMultiBtreeIteratorImpl::Entry::prefetchAdvance() const
+{
+    constexpr std::size_t kLine = 64;
+    if (next + 1 < count) {
+        __builtin_prefetch(&changes[next + 1u]);
+        return;
+    }
+    for (std::size_t offset = 0; offset < sizeof *iterator; offset += kLine)
+        __builtin_prefetch(reinterpret_cast<const char*>(iterator.get()) + offset);
 }
 
 void WdbMultiBtreeIteratorImpl::push(Entry* entry)
 {
-    m_queue.push(std::max(entry->time, m_firstTime), entry);
+    m_queue.push(std::max(entry->current().time, m_firstTime), entry);
     entry->isWaiting = true;
     if (!entry->isRemoved)
         ++m_waiting;
@@ -263,9 +262,9 @@ void WdbMultiBtreeIteratorImpl::emitEvents(IEventTarget& target)
 
 void WdbMultiBtreeIteratorImpl::deliver(IEventTarget& target, const Entry& entry)
 {
-    const unsigned int value = entry.value;
+    const unsigned int value = entry.current().value;
     target.valueChanged(
-        m_source, entry.time, entry.key.first,
+        m_source, entry.current().time, entry.key.first,
         static_cast<unsigned char>(entry.bitPosition < 0 ? value : value << entry.bitPosition),
         entry.key.second);
 }
@@ -274,15 +273,15 @@ void WdbMultiBtreeIteratorImpl::advance()
 {
     if (m_isEmitting)
         return;
+    constexpr std::size_t kAhead = 8;
     for (std::size_t i = 0; i < m_delivered.size(); ++i) {
-        prefetch(m_delivered, i);
+        if (i + kAhead < m_delivered.size())
+            m_delivered[i + kAhead]->prefetchAdvance();
         Entry* const entry = m_delivered[i];
-        if (++*entry->iterator) {
-            readCurrent(*entry);
+        if (entry->advance())
             push(entry);
-        } else {
+        else
             drop(entry);
-        }
     }
     m_delivered.clear();
     dropRemoved();

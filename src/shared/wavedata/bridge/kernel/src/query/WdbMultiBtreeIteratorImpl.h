@@ -4,6 +4,7 @@
 #include "TimeQueue.h"
 #include "WdbScalarBTree.h"
 
+#include <array>
 #include <map>
 #include <memory>
 #include <utility>
@@ -36,26 +37,40 @@ private:
     /// Address, then the bit's mask; 255 for a byte.
     using Key = std::pair<unsigned long long, unsigned char>;
 
-    struct Entry
+    struct Change
     {
-        Key key;
-        int bitPosition;
-        std::unique_ptr<WdbScalarBTree::Iterator> iterator;
         long long time;
         unsigned char value;
+    };
+
+    struct Entry
+    {
+        bool operator<(const Entry& other) const { return key < other.key; }
+        const Change& current() const { return changes[next]; }
+        /// Goes to the next change; false when there is none.
+        bool advance() { return ++next < count || refill(); }
+        bool refill();
+        void prefetchAdvance() const;
+
+        Key key;
+        int bitPosition;
         /// In m_ranking.
         unsigned int rank;
         bool isRemoved;
         bool isWaiting;
-
-        bool operator<(const Entry& other) const { return key < other.key; }
+        /// Into `changes`, and how many these are.
+        unsigned char next;
+        unsigned char count;
+        std::unique_ptr<WdbScalarBTree::Iterator> iterator;
+        /// Taken from the iterator some at a time: thousands of iterators, and the records that
+        /// they read, do not stay in the processor's caches between two changes.
+        std::array<Change, 16> changes;
     };
 
     using Queue = TimeQueue<Entry>;
 
     template <class Action> void forEachTree(const Ranges& ranges, const Action& action);
     static Key makeKey(const WdbScalarBTree& tree);
-    static void readCurrent(Entry& entry);
     void addTree(WdbScalarBTree& tree);
     void push(Entry* entry);
     void takeNext();
