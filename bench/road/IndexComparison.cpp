@@ -24,6 +24,7 @@ public:
             for (const std::size_t length : lengths)
                 addRun(workload, std::to_string(length), length == lengths[0]);
         }
+        addReplay("scalars", std::to_string(lengths[0]));
         m_measurements.run();
         printWriting(std::to_string(lengths[0]));
         printStates(std::to_string(lengths[0]), std::to_string(lengths[1]));
@@ -55,6 +56,15 @@ private:
         add("state", "fst-at", ".fst");
         m_measurements.add("replay" + suffix,
                            {m_options.self, "replay", workload, path + ".indexed"}, true);
+    }
+
+    void addReplay(const std::string& workload, const std::string& changes)
+    {
+        const std::string path = m_options.directory + "/" + workload + changes + ".indexed";
+        const std::string suffix = "/" + workload + "/" + changes;
+        m_measurements.add("indexed" + suffix,
+                           {m_options.self, "write", "indexed", workload, changes, path}, true);
+        m_measurements.add("replay" + suffix, {m_options.self, "replay", workload, path}, true);
     }
 
     double get(const std::string& name) const { return m_measurements.median(name); }
@@ -115,7 +125,7 @@ private:
         printHeader("Replay of all signals by WdbMultiBtreeIterator, " + changes + " changes",
                     {"workload", "changes of bytes", "ns a byte", "million bytes a second",
                      "million changes a second", "trees before, ms", "memory, MiB"});
-        for (const std::string workload : kWorkloads) {
+        for (const std::string workload : {"mixed", "scalars", "sparse"}) {
             const std::string suffix = "replay/" + workload + "/" + changes + "/";
             const double bytes = get(suffix + "changes");
             const double ms = get(suffix + "thread");

@@ -22,6 +22,8 @@ Shape shapeOf(const std::string& name)
 {
     if (name == "mixed")
         return {2000, 1000, 150};
+    if (name == "scalars")
+        return {2000, 0, 150};
     if (name == "clock")
         return {1, 0, 1};
     if (name == "sparse")

@@ -19,7 +19,8 @@ public:
     };
 
     /// "mixed": 2,000 signals, half of them vectors, 150 random ones change at a time. "clock": one
-    /// scalar. "sparse": 100,000 scalars, one random one changes at a time.
+    /// scalar. "sparse": 100,000 scalars, one random one changes at a time. "scalars", which is for
+    /// the replay and not among the names: as mixed, without vectors.
     /// \throws std::invalid_argument for another name.
     Workload(const std::string& name, std::size_t changeCount);
 
