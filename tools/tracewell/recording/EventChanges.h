@@ -9,7 +9,9 @@
 
 namespace tracewell {
 
-/// The changes of a recording in an event database.
+/// The changes of a recording in an event database. Merges the events themselves, which also keeps
+/// each firing: a replay of byte trees by WdbMultiBtreeIterator has to make a tree for each byte
+/// first and then steps byte by byte, for more time and ten times the memory.
 class EventChanges : public ReplayedChanges
 {
 public:
