@@ -81,7 +81,7 @@ void SegmentPlayer::take(const Tracewell::WdbEvent& event, TextLookup& texts)
     const long long address = event.getStartAddress();
     const long long end = address + event.getValuelength();
     const unsigned char* const value = event.getValue();
-    if (address < 0 || end > m_addresses.totalSize()) {
+    if (address < 0 || end > m_addresses.totalSize() || m_places.size() == 0) {
         return;
     }
     if (address >= m_addresses.overrideStart()) {
