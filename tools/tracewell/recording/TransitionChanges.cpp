@@ -11,8 +11,8 @@ namespace tracewell {
 namespace {
 
 /// Changes that are brought into order together.
-constexpr std::size_t kFewest = 1 << 17;
-constexpr std::size_t kMost = 1 << 19;
+constexpr std::size_t kFewest = 1 << 20;
+constexpr std::size_t kMost = 1 << 22;
 /// The first stretch is an object's share of that.
 constexpr std::size_t kFirst = 1 << 16;
 constexpr unsigned int kBitsOfGroup = 32;

@@ -15,6 +15,8 @@ namespace tracewell {
 
 namespace {
 
+constexpr long long kBlocksInMemory = 256 << 20;
+
 std::string readDebugData(FileBytes& file, const TransitionHeader& header)
 {
     constexpr long long kHeaderSize = sizeof header;
@@ -33,9 +35,12 @@ TransitionWaveFile::TransitionWaveFile(const std::string& path) : WaveFile(path,
     FileBytes file(path);
     TransitionHeader header{};
     file.readRecord(0, header);
+    // Whoever goes through many histories side by side comes back to each block several times.
+    Tracewell::DataBaseLimits limits;
+    limits.blockBytes = kBlocksInMemory;
     try {
         m_database = std::make_unique<Tracewell::DataBase>(Tracewell::DataBaseMode::Viewer, nullptr,
-                                                           "", path, 0, 0);
+                                                           "", path, 0, 0, limits);
     } catch (const Qsim::OpenException& e) {
         throw CommandError(fmt::format("{}: {} {}", path, e.getMessage(),
                                        header.isUnfinished()
