@@ -38,13 +38,13 @@ protected:
         }
         s_models = ::testing::TempDir() + "verilator_models_XXXXXX";
         ::mkdtemp(s_models.data());
+        // Of the library; the run-time library of Verilator makes unaligned accesses.
         std::string sanitize = SANITIZE;
         sanitize = sanitize.empty() ? "" : " -fsanitize=" + sanitize;
         const std::string ours =
             " " VERILATOR_INCLUDE "/verilated_tracewell_c.cpp -CFLAGS '-DWITH_TRACEWELL"
-            " -I" VERILATOR_INCLUDE " -iquote" VERILATOR_INCLUDE "/vcd" +
-            sanitize +
-            "' -LDFLAGS '-L" VERILATOR_LIBRARY " -ltracewell_verilator"
+            " -I" VERILATOR_INCLUDE " -iquote" VERILATOR_INCLUDE
+            "/vcd' -LDFLAGS '-L" VERILATOR_LIBRARY " -ltracewell_verilator"
             " -Wl,-rpath," VERILATOR_LIBRARY " -Wl,-rpath-link," KERNEL_LIBRARY +
             sanitize + "'";
         build("vcd", "");
