@@ -36,7 +36,8 @@ TEST_F(Find, agreesWithAScanAtAnyTime)
     constexpr unsigned int kSteps = 6000;
     for (unsigned int time = 10; time < kSteps; ++time) {
         text += fmt::format("#{}\n", time);
-        const unsigned int changes = time == kSteps / 2 ? 2000 : random() % 3;
+        const unsigned int changes =
+            time == kSteps / 2 ? 2000u : static_cast<unsigned int>(random() % 3);
         for (unsigned int i = 0; i < changes; ++i) {
             switch (random() % 6) {
             case 0:
