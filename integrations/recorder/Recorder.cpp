@@ -13,6 +13,7 @@
 
 #include <fmt/format.h>
 
+#include <csignal>
 #include <exception>
 #include <utility>
 
@@ -88,6 +89,12 @@ void Recorder::openFile()
                                        "be kept: record fewer scopes",
                                        m_options.output, m_layout.totalSize() >> 20,
                                        kLargestMemory >> 20));
+    }
+    // A file that grows beyond a limit fails like one on a full disk, and ends nothing.
+    struct sigaction present
+    {};
+    if (::sigaction(SIGXFSZ, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
+        std::signal(SIGXFSZ, SIG_IGN);
     }
     m_directory = std::make_unique<SnapshotDirectory>(m_options.output);
     m_window = nullptr;
@@ -170,10 +177,15 @@ void Recorder::look()
 void Recorder::lookAtViewer()
 {
     const bool isPresent = liveWriter().isViewerPresent();
-    if (isPresent == m_hasViewer) {
+    if (isPresent == m_hasViewer && !m_hasDropped) {
         return;
     }
+    m_hasDropped = false;
     m_hasViewer = isPresent;
+    if (!isPresent) {
+        // What this one has not read tells the next one of a time long gone.
+        liveWriter().restart();
+    }
     m_values->setMuted(!isPresent || m_isOff);
     if (isPresent) {
         m_values->countAnew();
@@ -186,7 +198,9 @@ void Recorder::lookAtViewer()
 /// Asked inside of a trace call that finds the ring full. A viewer that is slow loses nothing.
 bool Recorder::mayWaitForViewer()
 {
-    return liveWriter().isViewerPresent();
+    // Between two looks one may go and another one come, who must be told all values too.
+    m_hasDropped = !liveWriter().isViewerPresent();
+    return !m_hasDropped;
 }
 
 void Recorder::showRefusal()

@@ -109,6 +109,8 @@ private:
     bool m_isOff = false;
     /// Of a channel.
     bool m_hasViewer = false;
+    /// Something was not sent, for want of a viewer in front of a full ring.
+    bool m_hasDropped = false;
     /// Set by whatever thread meets a failure.
     std::atomic<bool> m_isBroken{false};
     Clock::time_point m_nextSync;

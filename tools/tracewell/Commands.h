@@ -22,5 +22,6 @@ void addEventsCommand(CLI::App& app);
 void addVerifyCommand(CLI::App& app);
 void addReplayCommand(CLI::App& app);
 void addFollowCommand(CLI::App& app);
+void addVpiPathCommand(CLI::App& app);
 
 } // namespace tracewell

@@ -59,6 +59,7 @@ int main(int argc, char** argv)
     tracewell::addVerifyCommand(app);
     tracewell::addReplayCommand(app);
     tracewell::addFollowCommand(app);
+    tracewell::addVpiPathCommand(app);
 
     tracewell::TimeReport::addTo(app);
 

@@ -1,0 +1,276 @@
+#include "../e2e/ChildProcess.h"
+#include "../support/TestFiles.h"
+#include "PlainVcd.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <csignal>
+#include <map>
+#include <utility>
+
+namespace Tracewell {
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+/// The plug-in in real simulators.
+class VpiPlugIn : public ::testing::TestWithParam<const char*>
+{
+protected:
+    using Arguments = std::vector<std::string>;
+
+    /// False, and the test is skipped, where the simulator is not installed.
+    bool has(const std::string& program)
+    {
+        if (!runProgram({"/bin/sh", "-c", "command -v " + program}, m_files.path("")).out.empty()) {
+            return true;
+        }
+        skip(program);
+        return false;
+    }
+    void skip(const std::string& program) { GTEST_SKIP() << program << " is not installed"; }
+
+    Outcome shell(const std::string& commands) const
+    {
+        return runProgram(
+            {"/bin/sh", "-c", "D='" VPI_DESIGNS "'; M='" VPI_DIRECTORY "'; " + commands},
+            m_files.path(""));
+    }
+    Outcome icarus(const std::string& design, const std::string& arguments) const
+    {
+        return shell("iverilog -g2012 -o design " + design +
+                     " && exec vvp -n -M $M -m tracewell design " + arguments);
+    }
+
+    std::map<std::string, PlainVcd::History> read(const std::string& vcd) const
+    {
+        std::map<std::string, PlainVcd::History> histories;
+        for (const PlainVcd::Variable& variable : readPlainVcd(m_files.path(vcd)).variables) {
+            // Without kind and width; GHDL sets no blank before a range.
+            std::string name = variable.declaration;
+            name.erase(0, name.find(' ', name.find(' ') + 1) + 1);
+            name.erase(std::remove(name.begin(), name.end(), ' '), name.end());
+            histories[name] = variable.history;
+        }
+        return histories;
+    }
+    /// Of a recording, by the command line.
+    std::map<std::string, PlainVcd::History> exported(const std::string& wdb) const
+    {
+        const Outcome outcome =
+            runProgram({VPI_TRACEWELL, "export", wdb, "exported.vcd"}, m_files.path(""));
+        EXPECT_EQ(outcome.exitCode(), 0) << outcome.describe();
+        return read("exported.vcd");
+    }
+    std::string info(const std::string& wdb) const
+    {
+        return runProgram({VPI_TRACEWELL, "info", wdb}, m_files.path("")).out;
+    }
+
+    TestDirectory m_files;
+};
+
+void expectAll(const std::map<std::string, PlainVcd::History>& expected,
+               const std::map<std::string, PlainVcd::History>& recorded)
+{
+    for (const auto& [name, history] : expected) {
+        const auto found = recorded.find(name);
+        if (found == recorded.end()) {
+            ADD_FAILURE() << name << " is missing";
+        } else {
+            EXPECT_EQ(found->second, history) << name;
+        }
+    }
+}
+
+TEST_P(VpiPlugIn, recordsWhatIcarusDumps)
+{
+    if (!has("iverilog")) {
+        return;
+    }
+    const std::string tops = "-s every_kind -s other_top $D/every_kind.sv";
+    for (const std::string how : {"", "+tasks "}) {
+        const Outcome outcome =
+            icarus(tops, how + "+tracewell=run.wdb +tracewell-store=" + GetParam());
+        ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
+        EXPECT_THAT(outcome.err, IsEmpty());
+        std::map<std::string, PlainVcd::History> dumped = read("dump.vcd");
+        ASSERT_EQ(dumped.size(), 85u);
+        if (how.empty()) {
+            // Words of memories are recorded when they are named.
+            dumped.erase("every_kind.\\memory[1][15:0]");
+            dumped.erase("every_kind.\\memory[3][15:0]");
+        }
+        // $dumpvars and $dumpon dump an event as if it fired.
+        PlainVcd::History& firings = dumped["every_kind.tick"];
+        firings.erase(std::remove_if(firings.begin(), firings.end(),
+                                     [](const auto& each) { return each.first % 2400 == 0; }),
+                      firings.end());
+        EXPECT_GT(firings.size(), 3u);
+        const auto recorded = exported("run.wdb");
+        expectAll(dumped, recorded);
+        EXPECT_EQ(recorded.at("every_kind.two.2.STEP")[0].second,
+                  "b00000000000000000000000000000101");
+    }
+}
+
+TEST_P(VpiPlugIn, recordsWhatGhdlDumps)
+{
+    if (!has("ghdl")) {
+        return;
+    }
+    const Outcome outcome =
+        shell("ghdl -a --std=08 $D/../../tools/designs/nine_states.vhd && ghdl -e --std=08 "
+              "nine_states && "
+              "exec env TRACEWELL=run.wdb TRACEWELL_STORE=" +
+              std::string(GetParam()) +
+              " ghdl -r --std=08 nine_states --vcd=dump.vcd --vpi=$M/tracewell.vpi");
+    ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
+    std::map<std::string, PlainVcd::History> dumped = read("dump.vcd");
+    ASSERT_EQ(dumped.size(), 10u);
+    EXPECT_EQ(dumped.erase("nine_states.level"), 1u);
+    EXPECT_THAT(outcome.err, HasSubstr("GHDL does not offer the values of real numbers"));
+    const auto recorded = exported("run.wdb");
+    expectAll(dumped, recorded);
+    EXPECT_EQ(recorded.at("nine_states.hue").size(), 41u);
+}
+
+/// Signals while the simulation runs on for ever, after it has flushed.
+TEST_P(VpiPlugIn, outlivesSignals)
+{
+    if (!has("iverilog")) {
+        return;
+    }
+    const std::string store = GetParam();
+    ASSERT_EQ(shell("iverilog -o design $D/counter.v").exitCode(), 0);
+    for (const int number : {SIGINT, SIGTERM, SIGKILL}) {
+        RunningProgram vvp(
+            {"/bin/sh", "-c",
+             "exec vvp -n -M " VPI_DIRECTORY
+             " -m tracewell design +tracewell=run.wdb +tracewell-sync=0 +tracewell-store=" +
+                 store},
+            m_files.path(""));
+        ASSERT_TRUE(vvp.waitForOutput("flushed"));
+        vvp.signal(number);
+        vvp.wait();
+        if (number == SIGKILL && store == "transitions") {
+            continue;
+        }
+        EXPECT_THAT(info("run.wdb"),
+                    HasSubstr(number == SIGKILL ? "closed        no;" : "closed        yes"));
+        const auto recorded = exported("run.wdb");
+        const PlainVcd::History& clock = recorded.at("counter.clk");
+        ASSERT_GE(clock.size(), 200u);
+        for (std::size_t i = 0; i < 200; ++i) {
+            EXPECT_EQ(clock[i].first, static_cast<long long>(5 * i));
+        }
+    }
+}
+
+TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
+{
+    if (!has("iverilog")) {
+        return;
+    }
+    const std::string store = std::string(" +tracewell-store=") + GetParam();
+    for (const auto& [arguments, line] : std::vector<std::pair<std::string, std::string>>{
+             {"+tracewell=run.wdb +tracewell-scope=counter.dut", "there is no scope counter.dut"},
+             {"+tracewell=/nonexistent/run.wdb", "/nonexistent/run.wdb: cannot be created"},
+             {"+tracewell=", "+tracewell= names no file"},
+             {"+tracewell=run.wdb +tracewell-start=soon", "soon is no time to start at"},
+             {"+tracewell-live=x", "+tracewell-live=x is no channel number"},
+             {"+tracewell-colour=red", "+tracewell-colour=red is no option"}}) {
+        const Outcome outcome = icarus("$D/counter.v", "+short " + arguments + store);
+        EXPECT_EQ(outcome.exitCode(), 1) << outcome.describe();
+        EXPECT_THAT(outcome.out, HasSubstr("failed"));
+        EXPECT_EQ(outcome.err.find(line), std::string("tracewell: ").size()) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
+    EXPECT_THAT(exported("run.wdb"), Not(IsEmpty()));
+
+    const Outcome full = shell(
+        "iverilog -o design $D/counter.v && (ulimit -f 16; exec vvp -n -M $M -m tracewell design "
+        "+short +tracewell=full.wdb" +
+        store + ")");
+    EXPECT_EQ(full.exitCode(), 1) << full.describe();
+    EXPECT_THAT(full.out, HasSubstr("failed"));
+    EXPECT_THAT(full.err, HasSubstr("File too large"));
+    EXPECT_THAT(info("full.wdb"), Not(HasSubstr("closed        yes")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, VpiPlugIn, ::testing::Values("events", "transitions"),
+                         [](const auto& store) { return std::string(store.param); });
+
+class VpiChoices : public VpiPlugIn
+{};
+
+TEST_F(VpiChoices, keepScopesLevelsAndTimes)
+{
+    if (!has("iverilog")) {
+        return;
+    }
+    struct Choice
+    {
+        std::string arguments;
+        std::size_t variables;
+        long long first;
+        long long last;
+    };
+    for (const Choice& choice : std::vector<Choice>{
+             {"+tracewell-scope=other_top", 1, 0, 2400},
+             {"+tracewell-scope=other_top,every_kind.two.2", 9, 0, 60000004400},
+             {"+tracewell-scope=every_kind.deep:1 +tracewell-scope='every_kind.lane[2]'", 6, 0,
+              60000004400},
+             {"+tracewell-start=100ns +tracewell-stop=2500 +tracewell-scope=other_top", 1, 1000,
+              2400}}) {
+        const Outcome outcome = icarus("-s every_kind -s other_top $D/every_kind.sv",
+                                       "+tracewell=run.wdb " + choice.arguments);
+        ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
+        long long first = choice.last;
+        long long last = 0;
+        const auto recorded = exported("run.wdb");
+        for (const auto& [name, history] : recorded) {
+            ASSERT_FALSE(history.empty()) << name;
+            first = std::min(first, history.front().first);
+            last = std::max(last, history.back().first);
+        }
+        EXPECT_EQ(recorded.size(), choice.variables) << choice.arguments;
+        EXPECT_EQ(first, choice.first) << choice.arguments;
+        EXPECT_EQ(last, choice.last) << choice.arguments;
+    }
+}
+
+TEST_F(VpiChoices, aViewerThatComesLateSeesAll)
+{
+    if (!has("iverilog")) {
+        return;
+    }
+    ASSERT_EQ(shell("iverilog -o design $D/counter.v").exitCode(), 0);
+    RunningProgram vvp(
+        {"/bin/sh", "-c", "exec vvp -n -M " VPI_DIRECTORY " -m tracewell design +tracewell-live=3"},
+        m_files.path(""));
+    ASSERT_TRUE(vvp.waitForOutput("flushed"));
+    for (const std::string file : {"first.wdb", "second.wdb"}) {
+        RunningProgram viewer({VPI_TRACEWELL, "follow", file, "--channel", "3", "counter.clk"},
+                              m_files.path(""));
+        ASSERT_TRUE(viewer.waitForOutput("following"));
+        viewer.signal(SIGINT);
+        EXPECT_EQ(viewer.wait().exitCode(), 0);
+        const auto recorded = exported(file);
+        const PlainVcd::History& clock = recorded.at("counter.clk");
+        ASSERT_GT(clock.size(), 100u);
+        for (std::size_t i = 2; i < clock.size(); ++i) {
+            ASSERT_EQ(clock[i].first - clock[i - 1].first, 5);
+        }
+    }
+    vvp.signal(SIGTERM);
+    EXPECT_EQ(vvp.wait().exitCode(), 0);
+}
+
+} // namespace
+
+} // namespace Tracewell

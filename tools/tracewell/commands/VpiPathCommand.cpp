@@ -1,0 +1,50 @@
+#include "CommandError.h"
+#include "Commands.h"
+#include "text/Output.h"
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <string>
+
+namespace tracewell {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Of the installed program, and of the program in a build tree, from the program's own directory.
+constexpr const char* kPlaces[] = {"../" TRACEWELL_LIBDIR "/tracewell", "../../integrations/vpi"};
+
+void printDirectory()
+{
+    const fs::path own = fs::read_symlink("/proc/self/exe").parent_path();
+    for (const char* const place : kPlaces) {
+        const fs::path directory = (own / place).lexically_normal();
+        std::error_code error;
+        if (fs::exists(directory / "tracewell.vpi", error)) {
+            Output out;
+            out << directory.string() << "\n";
+            out.finish();
+            return;
+        }
+    }
+    throw CommandError(
+        (own / kPlaces[0]).lexically_normal().string() +
+        ": there is no tracewell.vpi, nor in the build tree; build it where Debian's "
+        "iverilog package is installed");
+}
+
+} // namespace
+
+void addVpiPathCommand(CLI::App& app)
+{
+    CLI::App* command = app.add_subcommand(
+        "vpi-path", "Tell where the plug-in for simulators with a VPI, tracewell.vpi, lies");
+    command->footer("Examples:\n"
+                    "  vvp -M $(tracewell vpi-path) -m tracewell design +tracewell=run.wdb\n"
+                    "  ghdl -r top --vpi=$(tracewell vpi-path)/tracewell.vpi +tracewell=run.wdb");
+    command->callback(&printDirectory);
+}
+
+} // namespace tracewell
