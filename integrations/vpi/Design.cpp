@@ -214,7 +214,7 @@ vpiHandle scopeAround(vpiHandle item)
 Design::Design(bool keepsTexts, std::function<void(const std::string&)> complain)
     : m_keepsTexts(keepsTexts), m_complain(std::move(complain)),
       m_builder("Tracewell in " + simulatorName(), {1, timePrecision(), true}),
-      m_isIcarus(simulatorName() == "Icarus Verilog"), m_isGhdl(simulatorName() == kGhdl)
+      m_isIcarus(simulatorName() == kIcarus), m_isGhdl(simulatorName() == kGhdl)
 {
     s_vpi_vlog_info info{};
     if (vpi_get_vlog_info(&info)) {

@@ -24,6 +24,9 @@ struct Probe
     bool isConstant = false;
     /// It changed in the time step at hand.
     bool isDirty = false;
+    /// Bits that come with the change, in place of a question for each: groups of a vector, the
+    /// code of a scalar. Null where they do not.
+    s_vpi_vecval* pending = nullptr;
     vpiHandle callback = nullptr;
 };
 
@@ -80,5 +83,6 @@ int timePrecision();
 /// "Icarus Verilog", "GHDL", ...
 std::string simulatorName();
 constexpr const char* kGhdl = "GHDL";
+constexpr const char* kIcarus = "Icarus Verilog";
 
 } // namespace tracewell::vpi

@@ -2,6 +2,8 @@
 
 #include "recorder/TimeOption.h"
 
+#include "vcd/VcdValues.h"
+
 #include <fmt/format.h>
 
 #include <csignal>
@@ -34,8 +36,28 @@ constexpr std::uint8_t kFired = 1;
 // Some simulators keep the pointer to these, and write to where it points at each call.
 s_vpi_time s_noTime{vpiSuppressTime, 0, 0, 0};
 s_vpi_value s_noValue{vpiSuppressVal, {}};
+s_vpi_value s_scalarValue{vpiScalarVal, {}};
+s_vpi_value s_vectorValue{vpiVectorVal, {}};
 s_vpi_time s_stepTime{vpiSimTime, 0, 0, 0};
 s_vpi_time s_delay{vpiSimTime, 0, 0, 0};
+
+/// Whether bits come with each change. In Icarus Verilog that costs a third less than to ask for
+/// them. What is wide is asked for, once a time step.
+bool getsBits(const Probe& probe)
+{
+    constexpr unsigned int kWide = 128;
+    if (simulatorName() != kIcarus || probe.isConstant || probe.width > kWide) {
+        return false;
+    }
+    switch (vpi_get(vpiType, probe.handle)) {
+    case vpiNet:
+    case vpiReg:
+    case vpiIntegerVar:
+        return true;
+    default:
+        return false;
+    }
+}
 
 } // namespace
 
@@ -210,6 +232,13 @@ PLI_INT32 Session::changed(p_cb_data data)
 {
     Session& session = *s_session;
     auto& probe = *reinterpret_cast<Probe*>(data->user_data);
+    if (probe.pending) {
+        if (probe.objectClass == ObjectClass::Scalar) {
+            probe.pending->aval = data->value->value.scalar;
+        } else {
+            std::memcpy(probe.pending, data->value->value.vector, groupBytes(probe.width));
+        }
+    }
     if (!probe.isDirty) {
         probe.isDirty = true;
         // As many as there are probes were made room for.
@@ -252,7 +281,14 @@ void Session::endStep(long long time)
     } else if (m_recorder && !m_isOff) {
         m_recorder->setTime(time);
         for (Probe* const probe : m_dirty) {
-            capture(*probe);
+            if (!probe->pending) {
+                capture(*probe);
+            } else if (probe->objectClass == ObjectClass::Scalar) {
+                m_recorder->values().storeScalar(
+                    probe->object, static_cast<std::uint8_t>(probe->pending->aval & 3));
+            } else {
+                storeVector(*probe, probe->pending);
+            }
         }
     }
     for (Probe* const probe : m_dirty) {
@@ -314,18 +350,35 @@ void Session::openRecorder()
         return;
     }
     m_dirty.reserve(m_design->probes().size());
+    std::size_t words = 0;
+    for (const Probe& probe : m_design->probes()) {
+        words += getsBits(probe) ? groupBytes(probe.width) / sizeof(s_vpi_vecval) : 0;
+    }
+    m_pending.resize(words);
+    s_vpi_vecval* place = m_pending.data();
+    for (Probe& probe : m_design->probes()) {
+        if (getsBits(probe)) {
+            probe.pending = place;
+            place += groupBytes(probe.width) / sizeof(s_vpi_vecval);
+        }
+        if (!probe.isConstant) {
+            watch(probe);
+        }
+    }
+}
+
+void Session::watch(Probe& probe)
+{
     s_cb_data callback{};
     callback.reason = cbValueChange;
     callback.cb_rtn = &changed;
     callback.time = &s_noTime;
-    callback.value = &s_noValue;
-    for (Probe& probe : m_design->probes()) {
-        if (!probe.isConstant) {
-            callback.obj = probe.handle;
-            callback.user_data = reinterpret_cast<PLI_BYTE8*>(&probe);
-            probe.callback = vpi_register_cb(&callback);
-        }
-    }
+    callback.value = !probe.pending                             ? &s_noValue
+                     : probe.objectClass == ObjectClass::Scalar ? &s_scalarValue
+                                                                : &s_vectorValue;
+    callback.obj = probe.handle;
+    callback.user_data = reinterpret_cast<PLI_BYTE8*>(&probe);
+    probe.callback = vpi_register_cb(&callback);
 }
 
 void Session::captureAll()
@@ -335,6 +388,19 @@ void Session::captureAll()
             capture(probe);
         }
     }
+}
+
+void Session::storeVector(const Probe& probe, s_vpi_vecval* groups)
+{
+    // The simulator's pairs of words are our groups.
+    static_assert(sizeof(s_vpi_vecval) == 8);
+    if (const unsigned int rest = probe.width % 32; rest != 0) {
+        s_vpi_vecval& last = groups[probe.width / 32];
+        const auto mask = static_cast<PLI_INT32>((1u << rest) - 1);
+        last.aval &= mask;
+        last.bval &= mask;
+    }
+    m_recorder->values().storeGroups(probe.object, reinterpret_cast<const unsigned char*>(groups));
 }
 
 void Session::capture(Probe& probe)
@@ -355,18 +421,9 @@ void Session::capture(Probe& probe)
         if (m_isGhdl) {
             break;
         }
-        // The simulator's pairs of words are our groups.
-        static_assert(sizeof(s_vpi_vecval) == 8);
         value.format = vpiVectorVal;
         vpi_get_value(probe.handle, &value);
-        if (const unsigned int rest = probe.width % 32; rest != 0) {
-            s_vpi_vecval& last = value.value.vector[probe.width / 32];
-            const auto mask = static_cast<PLI_INT32>((1u << rest) - 1);
-            last.aval &= mask;
-            last.bval &= mask;
-        }
-        values.storeGroups(probe.object,
-                           reinterpret_cast<const unsigned char*>(value.value.vector));
+        storeVector(probe, value.value.vector);
         return;
     case ObjectClass::Real:
         value.format = vpiRealVal;

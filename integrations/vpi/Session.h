@@ -57,6 +57,8 @@ private:
     void endStep(long long time);
     void openRecorder();
     void takeWindow();
+    void watch(Probe& probe);
+    void storeVector(const Probe& probe, s_vpi_vecval* groups);
     void capture(Probe& probe);
     void captureAll();
     void callAt(long long time, PLI_INT32 (*routine)(p_cb_data));
@@ -65,6 +67,8 @@ private:
     Options m_options;
     std::unique_ptr<Design> m_design;
     std::unique_ptr<Recorder> m_recorder;
+    /// What the probes that get bits with a change keep of them.
+    std::vector<s_vpi_vecval> m_pending;
     /// Marked in the time step at hand.
     std::vector<Probe*> m_dirty;
     bool m_isChoosing = false;
