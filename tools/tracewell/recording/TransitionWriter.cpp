@@ -68,7 +68,7 @@ void TransitionWriter::check() const
     if (error != 0) {
         throw CommandError(fmt::format(
             "{}: cannot be written: {}; {}", m_output, std::strerror(error),
-            m_isOurs ? "the unfinished output was removed; make room there and import again"
+            m_isOurs ? "the unfinished output was removed; make room there and record again"
                      : "name another place"));
     }
 }
