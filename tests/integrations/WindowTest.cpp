@@ -222,7 +222,9 @@ INSTANTIATE_TEST_SUITE_P(All, Window,
                                            Case{kEvents, 1LL << 60, 500},
                                            Case{kTransitions, 1, 3000},
                                            Case{kTransitions, 700, 4000},
-                                           Case{kTransitions, 1LL << 60, 500}));
+                                           Case{kTransitions, 1LL << 60, 500}),
+                         // Names that do not change from run to run.
+                         [](const auto& info) { return "case" + std::to_string(info.index); });
 
 TEST_F(Window, failureIsOneLineAndLeavesTheSegments)
 {
