@@ -56,7 +56,11 @@ class Window : public ::testing::TestWithParam<Case>
 {
 protected:
     Window() { std::filesystem::create_directory(m_directory); }
-    ~Window() override { std::filesystem::remove_all(m_directory); }
+    ~Window() override
+    {
+        m_recorder.reset();
+        std::filesystem::remove_all(m_directory);
+    }
 
     std::string path(const std::string& name) const { return m_directory + "/" + name; }
 
