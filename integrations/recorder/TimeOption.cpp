@@ -5,10 +5,16 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
-#include <string_view>
 #include <utility>
 
 namespace tracewell {
+
+std::optional<double> parseSeconds(std::string_view text)
+{
+    constexpr double kMost = 1e9;
+    const std::optional<double> seconds = parseNumber<double>(text);
+    return seconds && *seconds >= 0 && *seconds <= kMost ? seconds : std::nullopt;
+}
 
 std::optional<long long> parseTime(const std::string& text, const Timescale& timescale)
 {

@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -20,21 +19,9 @@ namespace tracewell {
 
 namespace {
 
-constexpr int kMostChannels = 1000000;
-
 void say(const std::string& line)
 {
     std::fputs(("tracewell: " + line + "\n").c_str(), stderr);
-}
-
-template <class Number> std::optional<Number> parseNumber(std::string_view text)
-{
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return number;
 }
 
 void takeStore(const std::string& source, std::string_view store, RecorderOptions& options)
@@ -54,8 +41,7 @@ void takeEnvironment(RecorderOptions& options)
         takeStore("TRACEWELL_STORE=", store, options);
     }
     if (const char* const text = std::getenv("TRACEWELL_SYNC")) {
-        const std::optional<double> seconds = parseNumber<double>(text);
-        if (seconds && *seconds >= 0) {
+        if (const std::optional<double> seconds = parseSeconds(text)) {
             options.syncSeconds = *seconds;
         } else {
             say(fmt::format("TRACEWELL_SYNC={} is no number of seconds", text));

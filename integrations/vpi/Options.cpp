@@ -1,8 +1,10 @@
 #include "Options.h"
 
+#include "recorder/TimeOption.h"
+
 #include <fmt/format.h>
 
-#include <charconv>
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 
@@ -11,17 +13,6 @@ namespace tracewell::vpi {
 namespace {
 
 constexpr std::string_view kPrefix = "+tracewell";
-constexpr int kMostChannels = 1000000;
-
-template <class Number> std::optional<Number> parseNumber(std::string_view text)
-{
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return number;
-}
 
 class Reader
 {
@@ -47,8 +38,8 @@ public:
         } else if (key == "last") {
             m_options.last = value;
         } else if (key == "sync") {
-            const std::optional<double> seconds = parseNumber<double>(value);
-            if (require(seconds && *seconds >= 0, source, "is no number of seconds")) {
+            const std::optional<double> seconds = parseSeconds(value);
+            if (require(seconds.has_value(), source, "is no number of seconds")) {
                 m_options.recorder.syncSeconds = *seconds;
             }
         } else if (key == "store") {
