@@ -1,7 +1,7 @@
 #include "EventTestData.h"
 
-#include "BlockCompressor.h"
 #include "BlockStoreQueue.h"
+#include "ImageCompressor.h"
 #include "WdbStandAloneWriter.h"
 #include "WdbStringMapDatabase.h"
 
@@ -20,7 +20,7 @@ public:
     NotingTask(int number, int work, std::vector<int>& committed, std::atomic<int>& underWay)
         : m_number(number), m_work(work), m_committed(committed), m_underWay(underWay)
     {}
-    void compress(BlockCompressor& compressor) override
+    void compress(ImageCompressor& compressor) override
     {
         const std::string image(1024, 'x');
         for (int i = 0; i < m_work; ++i)

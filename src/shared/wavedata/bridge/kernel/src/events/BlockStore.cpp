@@ -30,13 +30,13 @@ void splitBlock(WdbEventBlock& block, WdbEventBlock& first, WdbEventBlock& secon
     }
 }
 
-void compressBlock(WdbEventBlock& block, BlockCompressor& compressor,
+void compressBlock(WdbEventBlock& block, ImageCompressor& compressor,
                    StoredBlock<EventBlockList::Node::Entry>& out)
 {
     forEachStoredPart(block, compressor, [&](const WdbEventBlock&) { out.add(compressor, {}); });
 }
 
-void compressBlock(WdbStringBlock& block, BlockCompressor& compressor,
+void compressBlock(WdbStringBlock& block, ImageCompressor& compressor,
                    StoredBlock<StringBlockList::Node::Entry>& out)
 {
     if (block.isEmpty())

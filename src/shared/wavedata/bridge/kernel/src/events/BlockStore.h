@@ -1,7 +1,7 @@
 #pragma once
 
-#include "BlockCompressor.h"
 #include "BlockStoreQueue.h"
+#include "ImageCompressor.h"
 #include "StoreFailure.h"
 #include "WdbAppendingBlockList.h"
 #include "WdbAppendingStringBlockList.h"
@@ -29,7 +29,7 @@ template <class Entry> struct StoredBlock
         m_bytes.clear();
         m_entries.clear();
     }
-    void add(const BlockCompressor& compressor, Entry entry)
+    void add(const ImageCompressor& compressor, Entry entry)
     {
         entry.m_size = compressor.size();
         m_bytes.insert(m_bytes.end(), compressor.data(), compressor.data() + compressor.size());
@@ -49,7 +49,7 @@ void splitBlock(WdbEventBlock& block, WdbEventBlock& first, WdbEventBlock& secon
 /// Calls `store(part)` for the blocks as which the block is stored, in order, with the part's
 /// stored form in `compressor`: once for a block whose stored form fits, never for an empty one.
 template <class Store>
-void forEachStoredPart(WdbEventBlock& block, BlockCompressor& compressor, const Store& store)
+void forEachStoredPart(WdbEventBlock& block, ImageCompressor& compressor, const Store& store)
 {
     if (block.isEmpty())
         return;
@@ -67,9 +67,9 @@ void forEachStoredPart(WdbEventBlock& block, BlockCompressor& compressor, const 
 }
 
 /// Appends the block's stored form. Nothing is appended for an empty block.
-void compressBlock(WdbEventBlock& block, BlockCompressor& compressor,
+void compressBlock(WdbEventBlock& block, ImageCompressor& compressor,
                    StoredBlock<EventBlockList::Node::Entry>& out);
-void compressBlock(WdbStringBlock& block, BlockCompressor& compressor,
+void compressBlock(WdbStringBlock& block, ImageCompressor& compressor,
                    StoredBlock<StringBlockList::Node::Entry>& out);
 
 /// How a database's full blocks reach the file: on the calling thread, or through a queue.
@@ -104,7 +104,7 @@ public:
             return;
         }
         if (!m_compressor)
-            m_compressor = std::make_unique<BlockCompressor>();
+            m_compressor = std::make_unique<ImageCompressor>();
         task.compress(*m_compressor);
         task.commit();
     }
@@ -121,7 +121,7 @@ private:
     public:
         explicit Task(BlockStore& store) : m_store(&store) {}
 
-        void compress(BlockCompressor& compressor) override
+        void compress(ImageCompressor& compressor) override
         {
             m_stored.clear();
             if (m_store->m_manager.isBroken())
@@ -188,7 +188,7 @@ private:
     WdbIBlockManager& m_manager;
     std::shared_ptr<BlockStoreQueue> m_queue;
     /// Made at first use, and only without a queue.
-    std::unique_ptr<BlockCompressor> m_compressor;
+    std::unique_ptr<ImageCompressor> m_compressor;
     std::vector<std::unique_ptr<Task>> m_tasks;
     /// Guards m_freeTasks: the storing thread takes, a worker gives back.
     std::mutex m_mutex;

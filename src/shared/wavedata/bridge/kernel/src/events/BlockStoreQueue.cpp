@@ -1,6 +1,6 @@
 #include "BlockStoreQueue.h"
 
-#include "BlockCompressor.h"
+#include "ImageCompressor.h"
 
 #include <algorithm>
 #include <system_error>
@@ -40,7 +40,7 @@ BlockStoreQueue::~BlockStoreQueue()
 void BlockStoreQueue::submit(StoreTask& task, std::size_t bytes)
 {
     if (m_workers.empty()) {
-        BlockCompressor compressor;
+        ImageCompressor compressor;
         task.compress(compressor);
         task.commit();
         return;
@@ -80,7 +80,7 @@ bool BlockStoreQueue::isHalfEmpty() const
 
 void BlockStoreQueue::work()
 {
-    BlockCompressor compressor;
+    ImageCompressor compressor;
     std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
         ++m_sleepingWorkers;

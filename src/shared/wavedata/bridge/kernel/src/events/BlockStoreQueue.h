@@ -8,7 +8,7 @@
 
 namespace Tracewell {
 
-class BlockCompressor;
+class ImageCompressor;
 
 /// A full block on its way to the file. Neither step lets an exception out.
 class StoreTask
@@ -16,7 +16,7 @@ class StoreTask
 public:
     virtual ~StoreTask();
     /// The slow part, on any worker, beside other tasks.
-    virtual void compress(BlockCompressor& compressor) = 0;
+    virtual void compress(ImageCompressor& compressor) = 0;
     /// Stores and lists the result, in the order of submission, one task at a time. The task may
     /// be used anew as soon as this returns.
     virtual void commit() = 0;

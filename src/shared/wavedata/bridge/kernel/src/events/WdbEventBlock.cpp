@@ -1,7 +1,7 @@
 #include "WdbEventBlock.h"
 
-#include "BlockCompressor.h"
 #include "BlockInflater.h"
+#include "ImageCompressor.h"
 #include "StoreFailure.h"
 #include "WdbLiveEvent.h"
 
@@ -153,9 +153,10 @@ long long WdbEventBlock::addBlock(WdbIBlockManager& manager, unsigned int& size)
         return 0;
     fillHeader();
     return guardStoring(manager, "WdbEventBlock", [&] {
-        const std::vector<char> stored = compressOnce(m_memory.get(), m_maxBlockSize);
-        size = static_cast<unsigned int>(stored.size());
-        return manager.addBlock(stored.data(), stored.size());
+        ImageCompressor compressor;
+        compressor.compress(m_memory.get(), m_maxBlockSize);
+        size = compressor.size();
+        return manager.addBlock(compressor.data(), size);
     });
 }
 

@@ -105,7 +105,7 @@ void WdbEventBtree::saveEventBlock()
     if (!isWriting() || m_block.isEmpty())
         return;
     // Shared by all trees, since its state is large.
-    static thread_local BlockCompressor compressor;
+    static thread_local ImageCompressor compressor;
     forEachStoredPart(m_block, compressor, [this](const WdbEventBlock& part) {
         WdbEventBTreeRecord record;
         record.describeBlock(part, m_baseAddress);

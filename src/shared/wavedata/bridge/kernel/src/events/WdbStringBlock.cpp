@@ -1,7 +1,7 @@
 #include "WdbStringBlock.h"
 
-#include "BlockCompressor.h"
 #include "BlockInflater.h"
+#include "ImageCompressor.h"
 #include "StoreFailure.h"
 
 #include <algorithm>
@@ -107,9 +107,10 @@ long long WdbStringBlock::addBlock(WdbIBlockManager& manager, unsigned int& size
     startId = getStartID();
     count = this->size();
     return guardStoring(manager, "WdbStringBlock", [&] {
-        const std::vector<char> stored = compressOnce(m_memory.get(), m_blockSize);
-        size = static_cast<unsigned int>(stored.size());
-        return manager.addBlock(stored.data(), stored.size());
+        ImageCompressor compressor;
+        compressor.compress(m_memory.get(), m_blockSize);
+        size = compressor.size();
+        return manager.addBlock(compressor.data(), size);
     });
 }
 

@@ -150,7 +150,7 @@ bool WdbStringMapDatabase::canStoreAlone(const std::string& text)
     // A block with this text alone cannot be split if its stream is too long.
     WdbStringBlock block(blockSize);
     block.addString(m_lastId + 1, text);
-    BlockCompressor compressor;
+    ImageCompressor compressor;
     return compressor.compress(block.getMemory(), blockSize);
 }
 
