@@ -2,7 +2,11 @@
 
 #include "names/DataLayout.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstring>
 
 namespace tracewell {
@@ -21,6 +25,23 @@ bool isEvent(const ChangeStream& stream, std::uint32_t object)
 std::string_view withoutKindOfBits(std::string_view text)
 {
     return !text.empty() && text[0] == 'b' ? text.substr(1) : text;
+}
+
+/// A VCD has 16 digits of a real at most.
+bool isSameReal(std::string_view a, std::string_view b)
+{
+    constexpr int kDigits = 16;
+    const auto numberOf = [](std::string_view text) {
+        double number = 0;
+        const bool isReal = !text.empty() && text[0] == 'r';
+        const char* const end = text.data() + text.size();
+        const auto result = std::from_chars(text.data() + isReal, end, number);
+        return isReal && result.ec == std::errc() && result.ptr == end ? number : std::nan("");
+    };
+    const double first = numberOf(a);
+    const double second = numberOf(b);
+    return !std::isnan(first) && !std::isnan(second) &&
+           fmt::format("{:.{}g}", first, kDigits) == fmt::format("{:.{}g}", second, kDigits);
 }
 
 } // namespace
@@ -175,7 +196,8 @@ bool RunComparison::isSame(std::uint32_t index)
     m_textOfB.clear();
     m_a.stream.appendValue(m_textOfA, pair.objectOfA);
     m_b.stream.appendValue(m_textOfB, pair.objectOfB);
-    return withoutKindOfBits(m_textOfA) == withoutKindOfBits(m_textOfB);
+    return withoutKindOfBits(m_textOfA) == withoutKindOfBits(m_textOfB) ||
+           isSameReal(m_textOfA, m_textOfB);
 }
 
 bool RunComparison::isSameFiring(const SignalPair& pair)
