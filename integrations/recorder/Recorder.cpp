@@ -15,6 +15,7 @@
 
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <utility>
 
 namespace tracewell {
@@ -89,6 +90,9 @@ void Recorder::openFile()
                                        "be kept: record fewer scopes",
                                        m_options.output, m_layout.totalSize() >> 20,
                                        kLargestMemory >> 20));
+    }
+    if (std::filesystem::is_directory(m_options.output)) {
+        throw CommandError(fmt::format("{}: is a directory; name a file in it", m_options.output));
     }
     // A file that grows beyond a limit fails like one on a full disk, and ends nothing.
     struct sigaction present

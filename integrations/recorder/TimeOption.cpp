@@ -18,6 +18,10 @@ std::optional<double> parseSeconds(std::string_view text)
 
 std::optional<long long> parseTime(const std::string& text, const Timescale& timescale)
 {
+    // A floating-point number has not all digits of a late one.
+    if (const std::optional<long long> units = parseNumber<long long>(text); units && *units >= 0) {
+        return units;
+    }
     static constexpr std::pair<std::string_view, int> kUnits[] = {
         {"s", 0}, {"ms", -3}, {"us", -6}, {"ns", -9}, {"ps", -12}, {"fs", -15}};
     const std::size_t digits = std::min(text.find_first_not_of("0123456789."), text.size());

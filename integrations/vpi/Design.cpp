@@ -38,13 +38,12 @@ int numberOf(vpiHandle item, int relation)
 bool isPlainName(std::string_view name)
 {
     return !name.empty() && std::isdigit(static_cast<unsigned char>(name[0])) == 0 &&
-           name[0] != '$' && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-               return std::isalnum(c) != 0 || c == '_' || c == '$';
-           });
+           std::all_of(name.begin(), name.end(),
+                       [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; });
 }
 
-/// As the simulators' own VCDs have it: with a backslash in front of what Verilog would have to
-/// escape.
+/// As the simulators' own VCDs have it: with a backslash in front of what has other characters than
+/// letters, digits and underscores, though Verilog would not have to escape a dollar sign.
 std::string variableName(const std::string& name)
 {
     return isPlainName(name) || name.empty() || name[0] == '\\' ? name : "\\" + name;
@@ -305,13 +304,11 @@ void Design::addItems(vpiHandle scope)
     }
 }
 
-void Design::addVariable(vpiHandle variable)
+bool Design::addVariable(vpiHandle variable)
 {
     const int type = vpi_get(vpiType, variable);
     if (type != vpiMemory && !variableKind(type)) {
-        m_complain("an argument of $tracewell_vars is no scope and no whole variable; it is left "
-                   "out");
-        return;
+        return false;
     }
     const std::size_t above = openScopesAround(variable);
     if (type == vpiMemory) {
@@ -320,6 +317,7 @@ void Design::addVariable(vpiHandle variable)
         add(variable);
     }
     closeScopes(above);
+    return true;
 }
 
 void Design::add(vpiHandle item)

@@ -41,8 +41,9 @@ public:
     void addScope(vpiHandle scope, unsigned int levels);
     /// Adds all top scopes.
     void addTops(unsigned int levels);
-    /// Adds one variable, or word of a memory, below its scopes.
-    void addVariable(vpiHandle variable);
+    /// Adds one variable, word of a memory, or all of these, below its scopes. False for what is
+    /// none, as a part of a vector.
+    bool addVariable(vpiHandle variable);
 
     bool isEmpty() const { return m_probes.empty(); }
     /// Probes do not move.

@@ -95,23 +95,48 @@ std::vector<vpiHandle> taskArguments()
     return arguments;
 }
 
+/// Where the task call at hand stands, and which it is.
+std::string place()
+{
+    const vpiHandle call = vpi_handle(vpiSysTfCall, nullptr);
+    const char* const file = vpi_get_str(vpiFile, call);
+    std::string text = file ? file : "";
+    text += ":" + std::to_string(vpi_get(vpiLineNo, call)) + ": ";
+    return text + vpi_get_str(vpiName, call);
+}
+
+bool isConstant(vpiHandle item)
+{
+    const int type = vpi_get(vpiType, item);
+    return type == vpiConstant || type == vpiParameter;
+}
+
+bool isText(vpiHandle item)
+{
+    return isConstant(item) && vpi_get(vpiConstType, item) == vpiStringConst;
+}
+
 PLI_INT32 fileTask(PLI_BYTE8*)
 {
     const std::vector<vpiHandle> arguments = taskArguments();
-    if (arguments.empty()) {
-        complain("$tracewell_file names no file; write $tracewell_file(\"run.wdb\")");
-        return 0;
-    }
     s_vpi_value value{};
     value.format = vpiStringVal;
-    vpi_get_value(arguments[0], &value);
-    session().chooseFile(value.value.str ? value.value.str : "");
+    if (!arguments.empty() && (isText(arguments[0]) || !isConstant(arguments[0]))) {
+        vpi_get_value(arguments[0], &value);
+    }
+    if (!value.value.str || *value.value.str == 0) {
+        complain(place() + " names no file; write $tracewell_file(\"run.wdb\")");
+    } else {
+        session().chooseFile(value.value.str);
+    }
     return 0;
 }
 
-bool isNumber(int type)
+/// What stands in front of scopes and variables.
+bool isNumber(vpiHandle item)
 {
-    return type == vpiConstant || type == vpiParameter;
+    const int type = vpi_get(vpiType, item);
+    return !isScope(item) && !isText(item) && type != vpiMemory && type != vpiNamedEvent;
 }
 
 /// As $dumpvars has them: the number of levels, then scopes and variables; everything without any.
@@ -119,7 +144,7 @@ PLI_INT32 variablesTask(PLI_BYTE8*)
 {
     std::vector<vpiHandle> arguments = taskArguments();
     unsigned int levels = 0;
-    if (!arguments.empty() && isNumber(vpi_get(vpiType, arguments[0]))) {
+    if (!arguments.empty() && isNumber(arguments[0])) {
         s_vpi_value value{};
         value.format = vpiIntVal;
         vpi_get_value(arguments[0], &value);
@@ -133,7 +158,7 @@ PLI_INT32 variablesTask(PLI_BYTE8*)
         if (isScope(argument)) {
             session().chooseScope(argument, levels);
         } else {
-            session().chooseVariable(argument);
+            session().chooseVariable(argument, place());
         }
     }
     return 0;

@@ -13,6 +13,8 @@ namespace tracewell::vpi {
 namespace {
 
 constexpr std::string_view kPrefix = "+tracewell";
+/// Where others have a word behind the prefix.
+constexpr std::string_view kFile = "=";
 
 class Reader
 {
@@ -23,20 +25,22 @@ public:
 
     void take(const std::string& source, std::string_view key, const std::string& value)
     {
-        if (key.empty()) {
-            m_options.isAsked = true;
-            m_options.recorder.output = value;
-            require(!value.empty(), source, "names no file; write +tracewell=run.wdb");
+        if (key == kFile) {
+            if (require(!value.empty(), source, "names no file; write +tracewell=run.wdb")) {
+                m_options.isAsked = true;
+                m_options.recorder.output = value;
+            }
         } else if (key == "live") {
             takeChannel(source, value);
         } else if (key == "scope") {
             takeScopes(source, value);
-        } else if (key == "start") {
-            m_options.start = value;
-        } else if (key == "stop") {
-            m_options.stop = value;
-        } else if (key == "last") {
-            m_options.last = value;
+        } else if (key == "start" || key == "stop" || key == "last") {
+            if (require(!value.empty(), source,
+                        "names no time; write a number, or one with a unit (2.5us)")) {
+                (key == "start"  ? m_options.start
+                 : key == "stop" ? m_options.stop
+                                 : m_options.last) = value;
+            }
         } else if (key == "sync") {
             const std::optional<double> seconds = parseSeconds(value);
             if (require(seconds.has_value(), source, "is no number of seconds")) {
@@ -53,11 +57,14 @@ public:
                     "is no option; there are live, scope, start, stop, last, sync and store");
         }
     }
+    /// Nothing was complained of.
+    bool isGood() const { return m_isGood; }
 
 private:
     bool require(bool isGood, const std::string& source, const char* what)
     {
         if (!isGood) {
+            m_isGood = false;
             m_complain(fmt::format("{} {}", source, what));
         }
         return isGood;
@@ -95,6 +102,7 @@ private:
     }
 
     Options& m_options;
+    bool m_isGood = true;
     const std::function<void(const std::string&)>& m_complain;
 };
 
@@ -106,17 +114,14 @@ Options readOptions(const std::vector<std::string>& arguments,
 {
     Options options;
     Reader reader(options, complain);
-    static constexpr std::pair<const char*, const char*> kVariables[] = {
-        {"TRACEWELL", ""},
-        {"TRACEWELL_LIVE", "live"},
-        {"TRACEWELL_SCOPE", "scope"},
-        {"TRACEWELL_START", "start"},
-        {"TRACEWELL_STOP", "stop"},
-        {"TRACEWELL_LAST", "last"},
-        {"TRACEWELL_SYNC", "sync"},
-        {"TRACEWELL_STORE", "store"}};
+    static constexpr std::pair<const char*, std::string_view> kVariables[] = {
+        {"TRACEWELL", kFile},         {"TRACEWELL_LIVE", "live"},  {"TRACEWELL_SCOPE", "scope"},
+        {"TRACEWELL_START", "start"}, {"TRACEWELL_STOP", "stop"},  {"TRACEWELL_LAST", "last"},
+        {"TRACEWELL_SYNC", "sync"},   {"TRACEWELL_STORE", "store"}};
     for (const auto& [variable, key] : kVariables) {
-        if (const char* const value = environment(variable)) {
+        const char* const value = environment(variable);
+        // An empty one is none, but for the channel, which has a default.
+        if (value && (*value != 0 || key == "live")) {
             reader.take(fmt::format("{}={}", variable, value), key, value);
         }
     }
@@ -131,13 +136,19 @@ Options readOptions(const std::vector<std::string>& arguments,
         if (!key.empty() && key[0] != '-') {
             continue;
         }
-        key.erase(0, 1);
+        key = key.empty() ? kFile : key.substr(1);
         // Arguments stand for more than the environment does.
         if (key == "scope" && isFirstScope) {
             options.scopes.clear();
             isFirstScope = false;
         }
         reader.take(argument, key, value);
+        if (key != kFile && key != "live") {
+            options.companion = argument;
+        }
+    }
+    if (!reader.isGood()) {
+        options.companion.clear();
     }
     return options;
 }

@@ -35,6 +35,9 @@ struct Options
     RecorderOptions recorder;
     /// By argument, and not only by a task of the design.
     bool isAsked = false;
+    /// An argument that says how to record, but not where to; empty for none, or when something
+    /// else was complained of.
+    std::string companion;
     std::vector<ScopeChoice> scopes;
     std::string start;
     std::string stop;

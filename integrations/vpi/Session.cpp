@@ -88,15 +88,16 @@ void Session::say(const std::string& line) const
 
 void Session::chooseFile(const std::string& path)
 {
+    // What the user asks for when starting goes first.
+    if (m_options.isAsked) {
+        return;
+    }
     if (m_recorder) {
         say(fmt::format("$tracewell_file(\"{}\") comes too late; recording into {}", path,
                         m_options.recorder.output));
         return;
     }
-    // What the user asks for when starting goes first.
-    if (!m_options.isAsked) {
-        m_options.recorder.output = path;
-    }
+    m_options.recorder.output = path;
 }
 
 void Session::choose()
@@ -107,8 +108,9 @@ void Session::choose()
                                                     ValueRecorder::Store::Transitions,
                                             [this](const std::string& line) { say(line); });
         if (m_isGhdl) {
-            say("GHDL does not offer the values of real numbers, records, strings and arrays of "
-                "arrays; they are not recorded");
+            say("GHDL does not offer the values of real numbers, times, records, strings and "
+                "arrays of "
+                "arrays, nor signals of packages; they are not recorded");
         }
     }
     m_isChoosing = true;
@@ -118,7 +120,10 @@ void Session::choose()
 bool Session::canChoose()
 {
     if (m_recorder || m_isOver) {
-        say("$tracewell_vars comes too late; what was chosen in the first time step is recorded");
+        if (std::exchange(m_saysLate, false)) {
+            say("$tracewell_vars comes too late; what was chosen in the first time step is "
+                "recorded");
+        }
         return false;
     }
     choose();
@@ -132,10 +137,11 @@ void Session::chooseScope(vpiHandle scope, unsigned int levels)
     }
 }
 
-void Session::chooseVariable(vpiHandle variable)
+void Session::chooseVariable(vpiHandle variable, const std::string& place)
 {
-    if (canChoose()) {
-        m_design->addVariable(variable);
+    if (canChoose() && !m_design->addVariable(variable)) {
+        m_hasLeftOut = true;
+        say(place + ": an argument is no scope and no whole variable; it is left out");
     }
 }
 
@@ -146,8 +152,38 @@ void Session::chooseAll(unsigned int levels)
     }
 }
 
+/// None without the option, and with a line for what is no time.
+std::optional<long long> Session::timeOf(const std::string& option, const char* purpose) const
+{
+    if (option.empty()) {
+        return std::nullopt;
+    }
+    const std::optional<long long> time = parseTime(option, {1, timePrecision()});
+    if (!time) {
+        say(fmt::format("{} is no time to {} at; write a number, or one with a unit (2.5us)",
+                        option, purpose));
+    }
+    return time;
+}
+
 void Session::start()
 {
+    m_stop = timeOf(m_options.stop, "stop").value_or(m_stop);
+    m_start = timeOf(m_options.start, "start").value_or(m_start);
+    if (m_stop < m_start) {
+        say(fmt::format("nothing is recorded: the time to stop at, {}, comes before the one to "
+                        "start at, {}",
+                        m_options.stop, m_options.start));
+        m_isOver = true;
+        m_saysLate = false;
+        return;
+    }
+    if (m_start > 0) {
+        callAt(m_start, &startTimeCame);
+    }
+    if (m_stop < std::numeric_limits<long long>::max()) {
+        callAt(m_stop, &stopTimeCame);
+    }
     if (!m_options.isAsked) {
         if (m_isGhdl) {
             say("nothing is recorded; set TRACEWELL=run.wdb, or TRACEWELL_LIVE=0 for a viewer "
@@ -155,33 +191,11 @@ void Session::start()
         }
         return;
     }
-    if (!m_options.stop.empty()) {
-        if (const auto time = parseTime(m_options.stop, {1, timePrecision()})) {
-            callAt(*time, &stopTimeCame);
-        } else {
-            say(fmt::format("{} is no time to stop at; write a number, or one with a unit (2.5us)",
-                            m_options.stop));
-        }
-    }
-    if (!m_options.start.empty()) {
-        if (const auto time = parseTime(m_options.start, {1, timePrecision()})) {
-            if (*time > now()) {
-                callAt(*time, &startTimeCame);
-                return;
-            }
-        } else {
-            say(fmt::format("{} is no time to start at; write a number, or one with a unit (2.5us)",
-                            m_options.start));
-        }
-    }
     begin();
 }
 
 void Session::begin()
 {
-    if (m_recorder || m_isOver) {
-        return;
-    }
     if (m_options.scopes.empty()) {
         chooseAll(0);
         return;
@@ -259,24 +273,28 @@ PLI_INT32 Session::stepEnded(p_cb_data data)
 
 PLI_INT32 Session::startTimeCame(p_cb_data data)
 {
-    reinterpret_cast<Session*>(data->user_data)->begin();
+    reinterpret_cast<Session*>(data->user_data)->requestStepEnd();
     return 0;
 }
 
 PLI_INT32 Session::stopTimeCame(p_cb_data data)
 {
-    reinterpret_cast<Session*>(data->user_data)->end();
+    auto& session = *reinterpret_cast<Session*>(data->user_data);
+    session.m_wantsStop = true;
+    session.requestStepEnd();
     return 0;
 }
 
 void Session::endStep(long long time)
 {
     if (m_isChoosing) {
-        m_isChoosing = false;
-        openRecorder();
+        if (time >= m_start) {
+            m_isChoosing = false;
+            openRecorder();
+        }
         if (m_recorder) {
             m_recorder->setTime(time);
-            captureAll();
+            m_isOff ? m_recorder->off() : captureAll();
         }
     } else if (m_recorder && !m_isOff) {
         m_recorder->setTime(time);
@@ -310,6 +328,9 @@ void Session::endStep(long long time)
             close();
         }
     }
+    if (m_wantsStop && m_recorder) {
+        end();
+    }
     if (m_pendingSignal != 0) {
         const int signal = m_pendingSignal;
         close();
@@ -338,8 +359,11 @@ void Session::openRecorder()
 {
     takeWindow();
     if (m_design->isEmpty()) {
-        say("there is nothing to record");
+        if (!m_hasLeftOut) {
+            say("there is nothing to record");
+        }
         m_isOver = true;
+        m_saysLate = false;
         return;
     }
     m_recorder = std::make_unique<Recorder>(m_design->finish(), m_options.recorder,
@@ -347,6 +371,7 @@ void Session::openRecorder()
     if (!m_recorder->open()) {
         m_recorder.reset();
         m_isOver = true;
+        m_saysLate = false;
         return;
     }
     m_dirty.reserve(m_design->probes().size());
@@ -452,17 +477,19 @@ void Session::capture(Probe& probe)
 
 void Session::off()
 {
-    if (m_recorder && !m_isOff) {
-        m_isOff = true;
-        m_wantsOn = false;
-        m_recorder->setTime(now());
-        m_recorder->off();
+    m_wantsOn = false;
+    if (std::exchange(m_isOff, true) || !m_recorder) {
+        return;
     }
+    m_recorder->setTime(now());
+    m_recorder->off();
 }
 
 void Session::on()
 {
-    if (m_recorder && m_isOff) {
+    if (!m_recorder) {
+        m_isOff = false;
+    } else if (m_isOff) {
         m_wantsOn = true;
         requestStepEnd();
     }
@@ -477,7 +504,7 @@ void Session::flush()
 
 void Session::trigger()
 {
-    if (m_recorder) {
+    if (m_recorder || m_isChoosing) {
         m_wantsTrigger = true;
         requestStepEnd();
     }
@@ -492,9 +519,23 @@ void Session::end()
     close();
 }
 
+/// At the end, for a user who asked for something and got no recording.
+void Session::explainNothing()
+{
+    if (m_isChoosing && m_start > 0) {
+        say(fmt::format("nothing is recorded: the simulation ended before {}, the time to start at",
+                        m_options.start));
+    } else if (!m_design && !m_options.isAsked && !m_isGhdl && !m_options.companion.empty()) {
+        say(fmt::format("nothing is recorded: {} needs +tracewell=run.wdb or +tracewell-live too",
+                        m_options.companion));
+    }
+}
+
 void Session::close()
 {
-    m_isOver = true;
+    if (!std::exchange(m_isOver, true)) {
+        explainNothing();
+    }
     if (!m_recorder) {
         return;
     }

@@ -3,7 +3,9 @@
 #include "Design.h"
 #include "Options.h"
 
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +28,8 @@ public:
 
     void chooseFile(const std::string& path);
     void chooseScope(vpiHandle scope, unsigned int levels);
-    void chooseVariable(vpiHandle variable);
+    /// `place`: of the call, for a complaint.
+    void chooseVariable(vpiHandle variable, const std::string& place);
     void chooseAll(unsigned int levels);
     void off();
     void on();
@@ -34,7 +37,7 @@ public:
     /// At the end of the time step.
     void trigger();
 
-    /// The simulation begins; does what the arguments ask for.
+    /// The simulation begins: does what the arguments ask for.
     void start();
     /// Finishes the recording at the present time.
     void end();
@@ -51,6 +54,8 @@ private:
     static PLI_INT32 stopTimeCame(p_cb_data data);
 
     void begin();
+    std::optional<long long> timeOf(const std::string& option, const char* purpose) const;
+    void explainNothing();
     void choose();
     bool canChoose();
     void requestStepEnd();
@@ -74,6 +79,14 @@ private:
     bool m_isChoosing = false;
     bool m_isStepEndRequested = false;
     bool m_isOver = false;
+    /// A choice that comes late has not been complained of.
+    bool m_saysLate = true;
+    /// Something that was chosen is no variable, and a line said so.
+    bool m_hasLeftOut = false;
+    /// Times from which on and up to which something is recorded.
+    long long m_start = 0;
+    long long m_stop = std::numeric_limits<long long>::max();
+    bool m_wantsStop = false;
     bool m_wantsOn = false;
     bool m_wantsTrigger = false;
     bool m_isOff = false;

@@ -2,6 +2,7 @@
 #include "../support/TestFiles.h"
 #include "PlainVcd.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -55,6 +56,12 @@ protected:
             name.erase(0, name.find(' ', name.find(' ') + 1) + 1);
             name.erase(std::remove(name.begin(), name.end(), ' '), name.end());
             histories[name] = variable.history;
+            for (auto& [time, value] : histories[name]) {
+                // Icarus Verilog writes 16 digits of a real.
+                if (value[0] == 'r') {
+                    value = fmt::format("r{:.16g}", std::stod(value.substr(1)));
+                }
+            }
         }
         return histories;
     }
@@ -65,6 +72,15 @@ protected:
             runProgram({VPI_TRACEWELL, "export", wdb, "exported.vcd"}, m_files.path(""));
         EXPECT_EQ(outcome.exitCode(), 0) << outcome.describe();
         return read("exported.vcd");
+    }
+    /// What `diff` says of a dump and a recording but for signals that are only in the latter.
+    std::string differences(const std::string& ignored) const
+    {
+        return runProgram({"/bin/sh", "-c",
+                           VPI_TRACEWELL " diff dump.vcd run.wdb --ignore '" + ignored +
+                               "' | grep -v 'only in run.wdb'"},
+                          m_files.path(""))
+            .out;
     }
     std::string info(const std::string& wdb) const
     {
@@ -99,7 +115,11 @@ TEST_P(VpiPlugIn, recordsWhatIcarusDumps)
         ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
         EXPECT_THAT(outcome.err, IsEmpty());
         std::map<std::string, PlainVcd::History> dumped = read("dump.vcd");
-        ASSERT_EQ(dumped.size(), 85u);
+        ASSERT_EQ(dumped.size(), 88u);
+        EXPECT_EQ(differences("every_kind.tick"),
+                  how.empty() ? "only in dump.vcd: every_kind.\\memory[1][15:0]\n"
+                                "only in dump.vcd: every_kind.\\memory[3][15:0]\n"
+                              : "");
         if (how.empty()) {
             // Words of memories are recorded when they are named.
             dumped.erase("every_kind.\\memory[1][15:0]");
@@ -134,6 +154,7 @@ TEST_P(VpiPlugIn, recordsWhatGhdlDumps)
     ASSERT_EQ(dumped.size(), 10u);
     EXPECT_EQ(dumped.erase("nine_states.level"), 1u);
     EXPECT_THAT(outcome.err, HasSubstr("GHDL does not offer the values of real numbers"));
+    EXPECT_EQ(differences("nine_states.level"), "");
     const auto recorded = exported("run.wdb");
     expectAll(dumped, recorded);
     EXPECT_EQ(recorded.at("nine_states.hue").size(), 41u);
@@ -181,6 +202,10 @@ TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
              {"+tracewell=run.wdb +tracewell-scope=counter.dut", "there is no scope counter.dut"},
              {"+tracewell=/nonexistent/run.wdb", "/nonexistent/run.wdb: cannot be created"},
              {"+tracewell=", "+tracewell= names no file"},
+             {"+tracewell=run.wdb +tracewell-stop=1 +tracewell-start=2", "nothing is recorded"},
+             {"+tracewell=run.wdb +tracewell-start=1000000", "nothing is recorded"},
+             {"+tracewell-scope=counter", "nothing is recorded"},
+             {"+tracewell=/", "/: is a directory"},
              {"+tracewell=run.wdb +tracewell-start=soon", "soon is no time to start at"},
              {"+tracewell-live=x", "+tracewell-live=x is no channel number"},
              {"+tracewell-colour=red", "+tracewell-colour=red is no option"}}) {
@@ -208,6 +233,34 @@ INSTANTIATE_TEST_SUITE_P(Stores, VpiPlugIn, ::testing::Values("events", "transit
 class VpiChoices : public VpiPlugIn
 {};
 
+TEST_F(VpiChoices, leaveGhdlAloneWhenTheyFail)
+{
+    if (!has("ghdl")) {
+        return;
+    }
+    ASSERT_EQ(shell("ghdl -a --std=08 $D/counter.vhd && ghdl -e --std=08 counter").exitCode(), 0);
+    const std::string run = " exec ghdl -r --std=08 counter --vpi=" VPI_DIRECTORY "/tracewell.vpi";
+    for (const auto& [settings, line] : std::vector<std::pair<std::string, std::string>>{
+             {"TRACEWELL=run.wdb TRACEWELL_SCOPE=counter.dut", "there is no scope counter.dut"},
+             {"TRACEWELL=/nonexistent/run.wdb", "/nonexistent/run.wdb: cannot be created"},
+             {"TRACEWELL=run.wdb TRACEWELL_START=1s", "the simulation ended before 1s"}}) {
+        const Outcome outcome = shell("export " + settings + ";" + run + " -glast=1");
+        EXPECT_EQ(outcome.exitCode(), 1) << outcome.describe();
+        EXPECT_THAT(outcome.err, HasSubstr(line));
+    }
+    const Outcome full = shell("export TRACEWELL=full.wdb; ulimit -f 16;" + run + " -glast=1000");
+    EXPECT_EQ(full.exitCode(), 1) << full.describe();
+    EXPECT_THAT(full.err, HasSubstr("File too large"));
+    for (const int number : {SIGINT, SIGTERM}) {
+        RunningProgram ghdl({"/bin/sh", "-c", "TRACEWELL=run.wdb" + run}, m_files.path(""));
+        ASSERT_TRUE(ghdl.waitForOutput("running"));
+        ghdl.signal(number);
+        ghdl.wait();
+        EXPECT_THAT(info("run.wdb"), HasSubstr("closed        yes"));
+        EXPECT_GT(exported("run.wdb").at("counter.clk").size(), 200u);
+    }
+}
+
 TEST_F(VpiChoices, keepScopesLevelsAndTimes)
 {
     if (!has("iverilog")) {
@@ -225,6 +278,8 @@ TEST_F(VpiChoices, keepScopesLevelsAndTimes)
              {"+tracewell-scope=other_top,every_kind.two.2", 9, 0, 60000004400},
              {"+tracewell-scope=every_kind.deep:1 +tracewell-scope='every_kind.lane[2]'", 6, 0,
               60000004400},
+             {"+tracewell-stop=700 +tracewell-scope=other_top", 1, 0, 700},
+             {"+tracewell-stop=0 +tracewell-scope=other_top", 1, 0, 0},
              {"+tracewell-start=100ns +tracewell-stop=2500 +tracewell-scope=other_top", 1, 1000,
               2400}}) {
         const Outcome outcome = icarus("-s every_kind -s other_top $D/every_kind.sv",

@@ -49,6 +49,9 @@ module every_kind;
   reg [0:15] \back+ward ;
   reg \a.b[2] = 0;
   reg [0:0] single = 1;
+  reg priced$ = 0;
+  real third;
+  integer levels = 2;
   integer count = 0;
   time stamp;
   real level = 0.25;
@@ -118,6 +121,8 @@ module every_kind;
     \back+ward = {count[7:0], 4'bxz01, inner};
     \a.b[2] = ~\a.b[2] ;
     single = inner[1];
+    priced$ = ~priced$;
+    third = level / 3;
     upward = upward + 3;
     memory[count % 8] = count;
     native = native * 3;
@@ -143,7 +148,7 @@ module every_kind;
     $dumpvars(0, memory[1], memory[3]);
     if ($test$plusargs("tasks")) begin
       $tracewell_file("run.wdb");
-      $tracewell_vars(0, every_kind, other_top);
+      $tracewell_vars(levels - 2, every_kind, other_top);
       $tracewell_vars(0, memory[1], memory[3]);
     end
     #83 force q0 = 8'h5a;
