@@ -10,6 +10,7 @@ target_sources(tracewell_cli PRIVATE
   recording/ReplayedChanges.cpp
   recording/MemoryTexts.cpp
   recording/SignalRecorder.cpp
+  recording/GatheredChanges.cpp
   recording/TransitionChanges.cpp
   recording/ValueReplay.cpp
   recording/VcdChanges.cpp

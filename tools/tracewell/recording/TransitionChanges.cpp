@@ -24,75 +24,102 @@ TransitionChanges::TransitionChanges(const std::string& path) : ReplayedChanges(
 {
     m_file.requireNames();
     start(m_texts);
-    findSources();
-}
-
-void TransitionChanges::findSources()
-{
-    const TransitionLayout& ids = m_file.transitionLayout();
-    const std::vector<Object>& objects = m_file.declarations().objects;
-    long long first = 0;
-    long long last = 0;
-    Tracewell::ValueType type = Tracewell::ValueNone;
-    const auto add = [&](std::uint32_t id, std::size_t object, std::uint32_t bit, bool nineState) {
-        if (m_file.database().getTransInfo(id, first, last, type)) {
-            m_sources.push_back(
-                {id, static_cast<std::uint32_t>(object), bit, nineState, first, last});
-            if (nineState) {
-                Letters& letters = m_letters[static_cast<std::uint32_t>(object)];
-                letters.fourState.resize(objects[object].width);
-                letters.nineState.resize(objects[object].width, kNoNineState);
-            }
-            m_lastTime = std::max(m_lastTime, last);
-        }
-    };
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        const bool hasBits = objects[i].objectClass == ObjectClass::Scalar ||
-                             objects[i].objectClass == ObjectClass::Vector;
-        const std::uint32_t count = TransitionLayout::countOf(objects[i]);
-        if (!areAllPresent(m_file.database(), ids.idOf(i), count)) {
-            continue;
-        }
-        for (std::uint32_t bit = 0; bit < count; ++bit) {
-            const std::uint32_t id = ids.idOf(i) + bit;
-            add(id, i, bit, false);
-            if (hasBits) {
-                add(id + ids.nineStateOffset(), i, bit, true);
-            }
-        }
-    }
-    const auto parts =
-        static_cast<long long>(std::max<std::size_t>(m_sources.size() * 2048 / kFirst, 16));
-    m_span = std::max(m_lastTime / parts, 1LL);
 }
 
 void TransitionChanges::choose(const std::vector<std::uint32_t>& objects)
 {
-    m_sources.erase(std::remove_if(m_sources.begin(), m_sources.end(),
-                                   [&](const Source& source) {
-                                       return !std::binary_search(objects.begin(), objects.end(),
-                                                                  source.object);
-                                   }),
-                    m_sources.end());
+    for (const std::uint32_t object : objects) {
+        findSources(object);
+    }
+    chooseSpan();
+}
+
+void TransitionChanges::findSources(std::uint32_t object)
+{
+    const Object& declared = declarations().objects[object];
+    const std::uint32_t first = m_file.transitionLayout().idOf(object);
+    const std::uint32_t count = TransitionLayout::countOf(declared);
+    const std::size_t before = m_sources.size();
+    const bool hasBits =
+        declared.objectClass == ObjectClass::Scalar || declared.objectClass == ObjectClass::Vector;
+    bool hasLetters = false;
+    for (std::uint32_t bit = 0; bit < count; ++bit) {
+        if (!addSource(first + bit, object, bit, false)) {
+            // It never has a value.
+            m_sources.resize(before);
+            m_targets.resize(before);
+            return;
+        }
+        if (hasBits) {
+            const std::uint32_t nineState =
+                first + bit + m_file.transitionLayout().nineStateOffset();
+            hasLetters = addSource(nineState, object, bit, true) || hasLetters;
+        }
+    }
+    for (std::size_t i = before; i < m_sources.size(); ++i) {
+        m_lastTime = std::max(m_lastTime, m_sources[i].last);
+        m_targets[i].hasLetters = hasLetters;
+    }
+    if (hasLetters) {
+        Letters& letters = m_letters[object];
+        letters.fourState.resize(declared.width);
+        letters.nineState.resize(declared.width, kNoNineState);
+    }
+}
+
+/// False when it has no transitions.
+bool TransitionChanges::addSource(std::uint32_t id, std::uint32_t object, std::uint32_t bit,
+                                  bool isNineState)
+{
+    Source source{id, 0, 0};
+    Tracewell::ValueType type = Tracewell::ValueNone;
+    if (!m_file.database().getTransInfo(id, source.first, source.last, type)) {
+        return false;
+    }
+    m_sources.push_back(source);
+    m_targets.push_back({layout().addressOf(object) + bit / kBitsOfGroup * kBytesOfGroup, object,
+                         bit, declarations().objects[object].objectClass, isNineState, false});
+    return true;
+}
+
+void TransitionChanges::chooseSpan()
+{
+    const auto parts =
+        static_cast<long long>(std::max<std::size_t>(m_sources.size() * 2048 / kFirst, 16));
+    m_span = std::max(m_lastTime / parts, 1LL);
+    m_isChosen = true;
 }
 
 bool TransitionChanges::findNext(long long& time)
 {
-    while (m_at == m_changes.size()) {
+    if (!m_isChosen) {
+        for (std::uint32_t object = 0; object < declarations().objects.size(); ++object) {
+            findSources(object);
+        }
+        chooseSpan();
+    }
+    while (m_changes.peek() == nullptr) {
         if (m_isAtEnd) {
             return false;
         }
         gather();
     }
-    time = m_changes[m_at].time;
+    time = m_changes.peek()->time;
     return true;
 }
 
 void TransitionChanges::applyNext()
 {
-    const long long time = m_changes[m_at].time;
-    while (m_at < m_changes.size() && m_changes[m_at].time == time) {
-        apply(m_changes[m_at++]);
+    const long long time = m_changes.peek()->time;
+    for (const Change* change = m_changes.peek(); change != nullptr && change->time == time;
+         change = m_changes.peek()) {
+        const Target& target = m_targets[change->source];
+        if (target.objectClass == ObjectClass::Vector && !target.isNineState) {
+            applyGroup(target, time);
+        } else {
+            apply(target, *change);
+            m_changes.pop();
+        }
     }
     showLetters();
 }
@@ -104,13 +131,13 @@ void TransitionChanges::gather()
     do {
         to = m_from > m_lastTime - m_span ? m_lastTime : m_from + m_span - 1;
         m_changes.clear();
+        m_reals.clear();
     } while (!collect(to));
-    m_at = 0;
-    std::stable_sort(m_changes.begin(), m_changes.end(),
-                     [](const Change& a, const Change& b) { return a.time < b.time; });
+    const std::size_t gathered = m_changes.size();
+    m_changes.arrange(m_from, to);
     m_isAtEnd = to == m_lastTime;
     m_from = m_isAtEnd ? to : to + 1;
-    if (m_changes.size() < kFewest && m_span < std::numeric_limits<long long>::max() / 4) {
+    if (gathered < kFewest && m_span < std::numeric_limits<long long>::max() / 4) {
         m_span *= 2;
     }
 }
@@ -131,64 +158,88 @@ bool TransitionChanges::collect(long long to)
             m_span /= 2;
             return false;
         }
+        const bool isReal = m_targets[i].objectClass == ObjectClass::Real;
         for (const Tracewell::Transition& answer : m_answers) {
             if (answer.value.getType() != Tracewell::ValueNone) {
-                ObjectState state;
-                state.take(answer);
-                m_changes.push_back({state.time, static_cast<std::uint32_t>(i), state.bits});
+                m_changes.add({answer.time, static_cast<std::uint32_t>(i),
+                               isReal ? keepReal(answer.value)
+                                      : static_cast<std::uint32_t>(answer.value.getBits())});
             }
         }
     }
     return true;
 }
 
-void TransitionChanges::apply(const Change& change)
+std::uint32_t TransitionChanges::keepReal(const Tracewell::Value& value)
 {
-    const Source& source = m_sources[change.source];
-    switch (declarations().objects[source.object].objectClass) {
+    m_reals.push_back(value.getType() == Tracewell::ValueInt32
+                          ? static_cast<unsigned long long>(value.getInt32())
+                          : value.getBits());
+    return static_cast<std::uint32_t>(m_reals.size() - 1);
+}
+
+void TransitionChanges::apply(const Target& target, const Change& change)
+{
+    switch (target.objectClass) {
     case ObjectClass::Scalar:
-    case ObjectClass::Vector:
-        if (source.isNineState) {
-            applyNineState(source, static_cast<std::uint8_t>(change.bits));
-        } else {
-            applyBit(source, static_cast<std::uint8_t>(change.bits & kLetterMask));
+    case ObjectClass::Vector: {
+        const auto code = static_cast<std::uint8_t>(change.value);
+        if (target.isNineState) {
+            applyNineState(target, code);
+            break;
         }
+        const std::uint8_t letter = code & kLetterMask;
+        applyFourState(target, letter);
+        values().set(target.object, target.address, &letter, 1);
         break;
+    }
     case ObjectClass::Event:
-        applyEvent(source.object, static_cast<std::uint32_t>(change.bits));
+        applyEvent(target.object, change.value);
         break;
-    default:
-        values().apply(layout().addressOf(source.object),
-                       reinterpret_cast<const unsigned char*>(&change.bits), sizeof change.bits);
+    default: {
+        const unsigned long long bits = m_reals[change.value];
+        values().set(target.object, target.address, reinterpret_cast<const unsigned char*>(&bits),
+                     sizeof bits);
         break;
+    }
     }
 }
 
-void TransitionChanges::applyBit(const Source& source, std::uint8_t code)
+/// All bits of a group that change at a time, since they are one value: they follow each other.
+void TransitionChanges::applyGroup(const Target& first, long long time)
 {
-    if (const auto letters = m_letters.find(source.object); letters != m_letters.end()) {
-        letters->second.fourState[source.bit] = code;
-        m_spelled.push_back(source.object);
-    }
-    const long long address = layout().addressOf(source.object);
-    if (declarations().objects[source.object].objectClass == ObjectClass::Scalar) {
-        values().apply(address, &code, 1);
-        return;
-    }
-    const long long group = address + source.bit / kBitsOfGroup * kBytesOfGroup;
-    const std::uint32_t mask = 1u << source.bit % kBitsOfGroup;
     std::uint32_t words[2];
-    std::memcpy(words, values().at(group), sizeof words);
-    words[0] = (code & 1) != 0 ? words[0] | mask : words[0] & ~mask;
-    words[1] = (code & 2) != 0 ? words[1] | mask : words[1] & ~mask;
-    values().apply(group, reinterpret_cast<const unsigned char*>(words), sizeof words);
+    std::memcpy(words, values().at(first.address), sizeof words);
+    for (const Change* change = m_changes.peek(); change != nullptr && change->time == time;
+         change = m_changes.peek()) {
+        const Target& target = m_targets[change->source];
+        if (target.address != first.address || target.isNineState) {
+            break;
+        }
+        const auto code = static_cast<std::uint8_t>(change->value & kLetterMask);
+        const unsigned int place = target.bit % kBitsOfGroup;
+        words[0] = (words[0] & ~(1u << place)) | (code & 1u) << place;
+        words[1] = (words[1] & ~(1u << place)) | (code >> 1u) << place;
+        applyFourState(target, code);
+        m_changes.pop();
+    }
+    values().set(first.object, first.address, reinterpret_cast<const unsigned char*>(words),
+                 sizeof words);
 }
 
-void TransitionChanges::applyNineState(const Source& source, std::uint8_t code)
+void TransitionChanges::applyFourState(const Target& target, std::uint8_t code)
 {
-    m_letters[source.object].nineState[source.bit] =
+    if (target.hasLetters) {
+        m_letters[target.object].fourState[target.bit] = code;
+        m_spelled.push_back(target.object);
+    }
+}
+
+void TransitionChanges::applyNineState(const Target& target, std::uint8_t code)
+{
+    m_letters[target.object].nineState[target.bit] =
         code > kLetterMask && code < kLetterCount ? code : kNoNineState;
-    m_spelled.push_back(source.object);
+    m_spelled.push_back(target.object);
 }
 
 /// After all of one time, since two objects make one letter.

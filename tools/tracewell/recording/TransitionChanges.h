@@ -1,5 +1,6 @@
 #pragma once
 
+#include "recording/GatheredChanges.h"
 #include "recording/ReplayedChanges.h"
 #include "recording/TextSource.h"
 #include "wave/TransitionStream.h"
@@ -33,25 +34,34 @@ private:
     struct Source
     {
         std::uint32_t id;
-        std::uint32_t object;
-        std::uint32_t bit;
-        bool isNineState;
         long long first;
         long long last;
     };
-    struct Change
+    /// Where the values of a source go. Apart from the sources, since each is looked at when and as
+    /// often as the other is not.
+    struct Target
     {
-        long long time;
-        std::uint32_t source;
-        unsigned long long bits;
+        /// Of the scalar or the real, or of the group with the bit.
+        long long address;
+        std::uint32_t object;
+        std::uint32_t bit;
+        ObjectClass objectClass;
+        bool isNineState;
+        /// A bit of an object that has nine-state ones.
+        bool hasLetters;
     };
+    using Change = GatheredChanges::Change;
 
-    void findSources();
+    void findSources(std::uint32_t object);
+    bool addSource(std::uint32_t id, std::uint32_t object, std::uint32_t bit, bool isNineState);
+    void chooseSpan();
     void gather();
     bool collect(long long to);
-    void apply(const Change& change);
-    void applyBit(const Source& source, std::uint8_t code);
-    void applyNineState(const Source& source, std::uint8_t code);
+    std::uint32_t keepReal(const Tracewell::Value& value);
+    void apply(const Target& target, const Change& change);
+    void applyGroup(const Target& first, long long time);
+    void applyFourState(const Target& target, std::uint8_t code);
+    void applyNineState(const Target& target, std::uint8_t code);
     void applyEvent(std::uint32_t object, std::uint32_t bits);
     void showLetters();
 
@@ -70,9 +80,13 @@ private:
 
     TransitionWaveFile m_file;
     NoTexts m_texts;
+    /// It is clear which sources take part.
+    bool m_isChosen = false;
     std::vector<Source> m_sources;
-    std::vector<Change> m_changes;
-    std::size_t m_at = 0;
+    std::vector<Target> m_targets;
+    GatheredChanges m_changes;
+    /// What the changes of reals give the place of.
+    std::vector<unsigned long long> m_reals;
     /// Where the next stretch begins, and the time that it covers.
     long long m_from = 0;
     bool m_isAtEnd = false;

@@ -94,14 +94,6 @@ void ValueReplay::markRange(long long address, long long end)
     }
 }
 
-void ValueReplay::mark(std::uint32_t object)
-{
-    if (m_isMarked[object] == 0) {
-        m_isMarked[object] = 1;
-        m_marked.push_back(object);
-    }
-}
-
 void ValueReplay::fire(std::uint32_t object, unsigned long long times, std::uint8_t code)
 {
     *(m_memory.at(m_layout.addressOf(object)) + 1) = code;

@@ -6,6 +6,7 @@
 #include "recording/TextSource.h"
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -25,6 +26,14 @@ public:
 
     /// Takes an event's bytes over. What lies outside the memory is left out.
     void apply(long long address, const unsigned char* value, unsigned int length);
+
+    /// Gives a part of an object that is no event these bytes; `address` is inside of it.
+    void set(std::uint32_t object, long long address, const unsigned char* value,
+             std::size_t length)
+    {
+        std::memcpy(m_memory.at(address), value, length);
+        mark(object);
+    }
 
     /// The event fires so many times more, with a letter's code.
     void fire(std::uint32_t object, unsigned long long times, std::uint8_t code);
@@ -53,7 +62,13 @@ public:
     unsigned long long missingTexts() const { return m_missingTexts; }
 
 private:
-    void mark(std::uint32_t object);
+    void mark(std::uint32_t object)
+    {
+        if (m_isMarked[object] == 0) {
+            m_isMarked[object] = 1;
+            m_marked.push_back(object);
+        }
+    }
     void markRange(long long address, long long end);
     bool isChanged(std::size_t object) const;
     void show(std::size_t object);
