@@ -65,9 +65,7 @@ void DeflateWriter::start(const std::uint8_t* image, unsigned int size, std::uin
         m_out.resize(room);
     m_image = image;
     m_blockStart = 0;
-    m_size = 0;
-    m_pending = 0;
-    m_pendingCount = 0;
+    m_bits = {m_out.data(), 0, 0};
     put(head >> 8 | (head & 0xFFU) << 8, 16);
     clearBlock();
 }
@@ -191,28 +189,35 @@ void DeflateWriter::putLengths(unsigned int runLengths)
 
 void DeflateWriter::putSymbols(const HuffmanCode& literals, const HuffmanCode& distances)
 {
-    for (unsigned int over = 0; over < m_lengthBits.size(); ++over) {
+    for (unsigned int byte = 0; byte < kLengths; ++byte)
+        m_firstBits[byte] = {literals[byte].m_bits, literals[byte].m_length};
+    for (unsigned int over = 0; over < m_lengthCodes.size(); ++over) {
         const HuffmanCode::Word word = literals[kFirstLength + m_lengthCodes[over]];
         const unsigned int extra = lengthExtra(over);
         const std::uint32_t above = over & ((1U << extra) - 1);
-        m_lengthBits[over] = {word.m_bits | above << word.m_length, word.m_length + extra};
+        m_firstBits[kLengths + over] = {word.m_bits | above << word.m_length,
+                                        word.m_length + extra};
     }
+    for (unsigned int code = 0; code < kDistances; ++code) {
+        const HuffmanCode::Word word = distances[code];
+        const unsigned int extra = code < 4 ? 0 : code / 2 - 1;
+        m_distanceBits[code] = {word.m_bits, word.m_length,
+                                static_cast<std::uint16_t>((1U << extra) - 1),
+                                word.m_length + extra};
+    }
+    // The same steps for literals and matches, since nothing tells which comes next. A copy of the
+    // stream, since the bytes that it writes could be its own members otherwise.
+    BitStream stream = m_bits;
     for (unsigned int i = 0; i < m_symbolCount; ++i) {
         const std::uint32_t symbol = m_symbols[i];
-        const unsigned int low = symbol & 0xFF;
-        const unsigned int distance = symbol >> 8;
-        if (distance == 0) {
-            put(literals[low].m_bits, literals[low].m_length);
-            continue;
-        }
-        const unsigned int back = distance - 1;
-        const unsigned int extra = distanceExtra(back);
-        const HuffmanCode::Word word = distances[distanceCode(back)];
-        const std::uint64_t above = back & ((1U << extra) - 1);
-        const Bits length = m_lengthBits[low];
-        put(length.m_bits | (word.m_bits | above << word.m_length) << length.m_count,
-            length.m_count + word.m_length + extra);
+        const Bits first = m_firstBits[symbol & ((1U << kIndexBits) - 1)];
+        const DistanceBits distance =
+            m_distanceBits[symbol >> kIndexBits & ((1U << kCodeBits) - 1)];
+        const std::uint64_t above = symbol >> (kIndexBits + kCodeBits) & distance.m_mask;
+        stream.put(first.m_bits | (distance.m_bits | above << distance.m_length) << first.m_count,
+                   first.m_count + distance.m_count);
     }
+    m_bits = stream;
     put(literals[kEndOfBlock].m_bits, literals[kEndOfBlock].m_length);
 }
 
@@ -221,25 +226,14 @@ void DeflateWriter::putStored(unsigned int end)
     padToByte();
     const unsigned int size = end - m_blockStart;
     put(size | (~size & 0xFFFFU) << 16, 32);
-    std::memcpy(m_out.data() + m_size, m_image + m_blockStart, size);
-    m_size += size;
-}
-
-/// At most 48 bits at a time; less than a byte stays pending.
-void DeflateWriter::put(std::uint64_t bits, unsigned int count)
-{
-    m_pending |= bits << m_pendingCount;
-    m_pendingCount += count;
-    std::memcpy(m_out.data() + m_size, &m_pending, sizeof m_pending);
-    m_size += m_pendingCount / 8;
-    m_pending >>= m_pendingCount & ~7U;
-    m_pendingCount &= 7;
+    std::memcpy(m_bits.m_next, m_image + m_blockStart, size);
+    m_bits.m_next += size;
 }
 
 void DeflateWriter::padToByte()
 {
-    if (m_pendingCount != 0)
-        put(0, 8 - m_pendingCount);
+    if (m_bits.m_pendingCount != 0)
+        put(0, 8 - m_bits.m_pendingCount);
 }
 
 void DeflateWriter::finish(std::uint32_t tail)

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace Tracewell {
@@ -23,16 +24,18 @@ public:
 
     void addLiteral(std::uint8_t byte)
     {
-        m_symbols[m_symbolCount++] = byte;
+        m_symbols[m_symbolCount++] = kNoDistance << kIndexBits | byte;
         ++m_literalCounts[byte];
     }
     /// `length` bytes that lie `distance` before.
     void addMatch(unsigned int length, unsigned int distance)
     {
         const unsigned int over = length - kShortestMatch;
-        m_symbols[m_symbolCount++] = distance << 8 | over;
+        const unsigned int code = distanceCode(distance - 1);
+        m_symbols[m_symbolCount++] =
+            ((distance - 1) << kCodeBits | code) << kIndexBits | kLengths | over;
         ++m_literalCounts[kFirstLength + m_lengthCodes[over]];
-        ++m_distanceCounts[distanceCode(distance - 1)];
+        ++m_distanceCounts[code];
     }
     /// zlib ends a block after so many symbols.
     bool isFull() const { return m_symbolCount == kMostSymbols; }
@@ -43,7 +46,7 @@ public:
     void finish(std::uint32_t tail);
 
     const char* data() const { return m_out.data(); }
-    unsigned int size() const { return m_size; }
+    unsigned int size() const { return static_cast<unsigned int>(m_bits.m_next - m_out.data()); }
 
 private:
     static constexpr unsigned int kEndOfBlock = 256;
@@ -53,10 +56,25 @@ private:
     static constexpr unsigned int kRunSymbols = 19;
     static constexpr unsigned int kMostSymbols = 16383;
 
+    /// Parts of a noted symbol: which of m_firstBits, which distance code, and how far back above
+    /// that. A literal has no distance, with a code of its own that has no bits.
+    static constexpr unsigned int kIndexBits = 9;
+    static constexpr unsigned int kLengths = 256;
+    static constexpr unsigned int kCodeBits = 5;
+    static constexpr unsigned int kNoDistance = kDistances;
+
     /// Bits and how many of them, lowest first.
     struct Bits
     {
         std::uint32_t m_bits;
+        std::uint32_t m_count;
+    };
+    /// A distance code's word and the mask of the bits of the distance that follow it.
+    struct DistanceBits
+    {
+        std::uint32_t m_bits;
+        std::uint16_t m_length;
+        std::uint16_t m_mask;
         std::uint32_t m_count;
     };
     /// A symbol of the code in which the lengths of both other codes are told, and what follows it.
@@ -79,6 +97,25 @@ private:
         return back < 4 ? back : 2 * highestBit(back) + (back >> distanceExtra(back) & 1);
     }
 
+    /// Where bits go; less than a byte stays pending.
+    struct BitStream
+    {
+        /// At most 48 bits at a time.
+        void put(std::uint64_t bits, unsigned int count)
+        {
+            m_pending |= bits << m_pendingCount;
+            m_pendingCount += count;
+            std::memcpy(m_next, &m_pending, sizeof m_pending);
+            m_next += m_pendingCount / 8;
+            m_pending >>= m_pendingCount & ~7U;
+            m_pendingCount &= 7;
+        }
+
+        char* m_next = nullptr;
+        std::uint64_t m_pending = 0;
+        unsigned int m_pendingCount = 0;
+    };
+
     void clearBlock();
     void findRuns(const HuffmanCode& code);
     void addRun(unsigned int symbol, unsigned int count);
@@ -87,14 +124,13 @@ private:
     void putLengths(unsigned int runLengths);
     void putSymbols(const HuffmanCode& literals, const HuffmanCode& distances);
     void putStored(unsigned int end);
-    void put(std::uint64_t bits, unsigned int count);
+    void put(std::uint64_t bits, unsigned int count) { m_bits.put(bits, count); }
     void padToByte();
 
     const std::uint8_t* m_image = nullptr;
     unsigned int m_blockStart = 0;
 
     std::array<std::uint8_t, kLongestMatch - kShortestMatch + 1> m_lengthCodes;
-    /// A literal, or the distance of a match above its length.
     std::vector<std::uint32_t> m_symbols;
     unsigned int m_symbolCount = 0;
     std::array<std::uint16_t, kLiterals> m_literalCounts;
@@ -108,12 +144,12 @@ private:
     std::array<Run, kLiterals + kDistances> m_runs;
     unsigned int m_runCount = 0;
     std::array<std::uint16_t, kRunSymbols> m_runCounts;
-    std::array<Bits, kLongestMatch - kShortestMatch + 1> m_lengthBits;
+    /// Literals, then lengths.
+    std::array<Bits, 2 * kLengths> m_firstBits;
+    std::array<DistanceBits, kDistances + 1> m_distanceBits{};
 
     std::vector<char> m_out;
-    unsigned int m_size = 0;
-    std::uint64_t m_pending = 0;
-    unsigned int m_pendingCount = 0;
+    BitStream m_bits;
 };
 
 } // namespace Tracewell
