@@ -1,12 +1,7 @@
 #pragma once
 
-#include "CommandError.h"
-#include "Commands.h"
 #include "PlainVcd.h"
 
-#include "QsimException.h"
-
-#include <CLI/CLI.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -59,27 +54,7 @@ protected:
     }
 
     /// What main does, but for printing the error.
-    static Result runAlone(std::vector<std::string> arguments)
-    {
-        CLI::App app;
-        tracewell::addImportCommand(app);
-        tracewell::addExportCommand(app);
-        tracewell::addDiffCommand(app);
-        tracewell::addVerifyCommand(app);
-        std::reverse(arguments.begin(), arguments.end());
-        try {
-            app.parse(arguments);
-        } catch (const CLI::RuntimeError& e) {
-            return {e.get_exit_code(), {}};
-        } catch (const CLI::ParseError& e) {
-            return {2, e.what()};
-        } catch (const tracewell::CommandError& e) {
-            return {e.exitCode(), e.what()};
-        } catch (const Qsim::Exception& e) {
-            return {1, e.what()};
-        }
-        return {};
-    }
+    static Result runAlone(std::vector<std::string> arguments);
 
     static Result run(const std::vector<std::string>& arguments)
     {

@@ -11,7 +11,7 @@
 
 #include "QsimException.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 

@@ -11,7 +11,7 @@
 #include "wave/SignalValues.h"
 #include "wave/WaveFile.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

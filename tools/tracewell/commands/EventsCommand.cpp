@@ -9,7 +9,7 @@
 #include "WdbEventBlockDatabaseFactory.h"
 #include "WdbIEventBlockDatabase.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -7,7 +7,7 @@
 #include "recording/ChangeStream.h"
 #include "text/ProgressBar.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -9,7 +9,7 @@
 #include "wave/IndexLookup.h"
 #include "wave/SignalSelection.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 

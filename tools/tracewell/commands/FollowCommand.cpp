@@ -15,7 +15,7 @@
 #include "wave/SignalNames.h"
 #include "wave/SignalSelection.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

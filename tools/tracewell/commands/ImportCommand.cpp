@@ -13,7 +13,7 @@
 
 #include "StorageFailure.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <chrono>

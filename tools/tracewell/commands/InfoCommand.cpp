@@ -7,7 +7,7 @@
 
 #include "WdbEventBlockDatabaseFactory.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

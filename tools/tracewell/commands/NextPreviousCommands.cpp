@@ -8,7 +8,7 @@
 #include "WdbIEventReader.h"
 #include "WdbScalarBTree.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <nlohmann/json.hpp>
 
 #include <memory>

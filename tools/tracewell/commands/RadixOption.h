@@ -2,7 +2,7 @@
 
 #include "text/ValueText.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <map>
 #include <string>

@@ -13,7 +13,7 @@
 #include "text/Terminal.h"
 #include "text/TimeText.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

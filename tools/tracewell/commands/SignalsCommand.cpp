@@ -6,7 +6,7 @@
 #include "wave/SignalSelection.h"
 #include "wave/WaveFile.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 

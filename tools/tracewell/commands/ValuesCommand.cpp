@@ -9,7 +9,7 @@
 #include "wave/ValueRows.h"
 #include "wave/WaveFile.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <memory>

@@ -4,7 +4,7 @@
 #include "text/ProgressBar.h"
 #include "text/Utf8.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 

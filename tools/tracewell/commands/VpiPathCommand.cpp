@@ -2,7 +2,7 @@
 #include "Commands.h"
 #include "text/Output.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <filesystem>
 #include <string>

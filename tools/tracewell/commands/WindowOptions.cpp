@@ -1,6 +1,6 @@
 #include "commands/WindowOptions.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "WdbRuntime.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <iostream>
 

@@ -4,7 +4,7 @@
 
 #include "OutputFileNames.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <filesystem>
