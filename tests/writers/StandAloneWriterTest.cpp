@@ -2,6 +2,7 @@
 #include "../support/ForkedProcess.h"
 
 #include "OutputFileNames.h"
+#include "QsimException.h"
 #include "StorageFailure.h"
 #include "WdbStandAloneWriter.h"
 #include "WdbStaticReader.h"
@@ -249,8 +250,19 @@ TEST_F(StandAloneWriter, withAHandlerAFullDiskStopsTracingAndTheProcessGoesOn)
         open();
         traceByte(5, 0, 9);
         m_writer.close();
-        return twoLines && isKilledFile && lines.size() == 2 &&
-               readHistories(m_fileName, 0, 1) == std::vector<History>{{{5, 9}}};
+        const bool isWhole =
+            lines.size() == 2 && readHistories(m_fileName, 0, 1) == std::vector<History>{{{5, 9}}};
+        // There is hardly room for a header: no reader's complaint of damage comes of it.
+        const rlimit small{2'000, 100'000};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+        bool isRefused = false;
+        try {
+            open();
+        } catch (const Qsim::OpenException& e) {
+            isRefused =
+                std::string(e.getMessage()).find("created, but not written") != std::string::npos;
+        }
+        return twoLines && isKilledFile && isWhole && isRefused && lines.size() > 2;
     });
     EXPECT_TRUE(process.succeeds());
 }

@@ -66,12 +66,21 @@ void WdbStandAloneWriter::open(WriterMode, const std::string& snapshot, const st
 {
     close();
     m_fileName = wdbFile.empty() ? ZSIM::OutputFileNames::getWdbFileName() : wdbFile;
-    try {
-        create(snapshot, m_fileName);
-        if (isBroken())
+    const auto requireStorage = [this] {
+        if (m_fileManager.isOpen() && isBroken())
             throw Qsim::OpenException(
                 "QSim", __FILE__, "", __LINE__,
                 "The simulation database file could be created, but not written.");
+    };
+    try {
+        try {
+            create(snapshot, m_fileName);
+        } catch (const Qsim::OpenException&) {
+            // What was read back from a storage that broke is no damage of the file's.
+            requireStorage();
+            throw;
+        }
+        requireStorage();
     } catch (...) {
         close();
         throw;
