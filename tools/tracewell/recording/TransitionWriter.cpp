@@ -4,6 +4,7 @@
 #include "recording/SnapshotDirectory.h"
 
 #include "DataBase.h"
+#include "OutputFileNames.h"
 #include "WdbWriter.h"
 
 #include <fmt/format.h>
@@ -56,7 +57,8 @@ void TransitionWriter::open(const std::string& output, const SnapshotDirectory& 
     Tracewell::DataBaseLimits limits;
     limits.bufferBytes = std::numeric_limits<long long>::max();
     m_writer.setLimits(limits);
-    m_output = output;
+    // The library completes the name.
+    m_output = ZSIM::OutputFileNames::getWdbFileName(output, 0);
     m_writer.open(IWdbWriter::kDefaultMode, directory.snapshot(), output, 0);
     check();
     m_isOurs = true;
