@@ -13,7 +13,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <utility>
@@ -24,9 +26,17 @@ namespace {
 
 using Tracewell::WdbLiveWriter;
 
-/// The clock costs more than a change, so it is not asked at each time step.
-constexpr unsigned int kStepsBetweenLooks = 64;
-constexpr auto kLookForViewerEvery = std::chrono::milliseconds(100);
+constexpr long long kLookAtFileEveryMs = 20;
+constexpr long long kLookForViewerEveryMs = 100;
+
+/// Of a clock that moves every few milliseconds and is cheap enough to be asked at each time step:
+/// one may take long.
+long long presentMs()
+{
+    timespec time{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return 1000LL * time.tv_sec + time.tv_nsec / 1000000;
+}
 
 WdbLiveWriter& liveWriter()
 {
@@ -52,7 +62,10 @@ template <class Action> bool Recorder::attempt(Action action)
         action();
         return true;
     } catch (const CommandError& e) {
-        m_say(e.what());
+        // Of a failure that the storage has told itself this is the second account.
+        if (!m_isBroken) {
+            m_say(e.what());
+        }
     } catch (const Qsim::Exception& e) {
         m_say(fmt::format("{}: {}", m_options.output, e.getMessage()));
     } catch (const std::exception& e) {
@@ -65,12 +78,29 @@ bool Recorder::open()
 {
     close();
     m_isBroken = false;
-    Tracewell::setStorageFailureHandler([this](const std::string& line) {
-        m_isBroken = true;
-        m_say(line);
+    std::string failure;
+    Tracewell::setStorageFailureHandler([&failure](const std::string& line) {
+        if (failure.empty()) {
+            failure = line;
+        }
     });
-    m_isOpen = attempt([this] { m_options.output.empty() ? openChannel() : openFile(); });
-    if (!m_isOpen) {
+    m_isOpen = attempt([&] {
+        try {
+            m_options.output.empty() ? openChannel() : openFile();
+        } catch (const Qsim::Exception&) {
+            if (failure.empty()) {
+                throw;
+            }
+            throw CommandError(
+                fmt::format("{}: nothing is recorded: {}", m_options.output, failure));
+        }
+    });
+    if (m_isOpen) {
+        Tracewell::setStorageFailureHandler([this](const std::string& line) {
+            m_isBroken = true;
+            m_say(line);
+        });
+    } else {
         Tracewell::setStorageFailureHandler({});
         m_values.reset();
         m_window = nullptr;
@@ -79,7 +109,7 @@ bool Recorder::open()
         m_debugFile.reset();
     }
     m_isOff = false;
-    m_nextSync = m_nextLook = Clock::now();
+    m_nextSync = m_nextLook = 0;
     return m_isOpen;
 }
 
@@ -149,20 +179,16 @@ void Recorder::step(long long time)
         return;
     }
     m_values->setTime(time);
-    if (m_stepsToLook-- == 0) {
-        m_stepsToLook = kStepsBetweenLooks;
-        look();
+    if (const long long now = presentMs(); now >= m_nextLook) {
+        look(now);
     }
 }
 
-void Recorder::look()
+void Recorder::look(long long now)
 {
-    const Clock::time_point now = Clock::now();
     if (m_options.output.empty()) {
-        if (now >= m_nextLook) {
-            lookAtViewer();
-            m_nextLook = Clock::now() + kLookForViewerEvery;
-        }
+        lookAtViewer();
+        m_nextLook = presentMs() + kLookForViewerEveryMs;
         return;
     }
     if (m_isBroken || !attempt([this] { m_file->check(); })) {
@@ -170,10 +196,13 @@ void Recorder::look()
         return;
     }
     showRefusal();
-    if (m_options.syncSeconds > 0 && now >= m_nextSync) {
-        m_file->flush();
-        m_nextSync = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                        std::chrono::duration<double>(m_options.syncSeconds));
+    m_nextLook = now + kLookAtFileEveryMs;
+    if (m_options.syncSeconds > 0) {
+        if (now >= m_nextSync) {
+            m_file->flush();
+            m_nextSync = presentMs() + static_cast<long long>(1000 * m_options.syncSeconds);
+        }
+        m_nextLook = std::min(m_nextLook, m_nextSync);
     }
 }
 

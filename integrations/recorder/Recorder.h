@@ -7,7 +7,6 @@
 #include "names/Declarations.h"
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -82,12 +81,10 @@ public:
     void close();
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     void openFile();
     void openChannel();
     void step(long long time);
-    void look();
+    void look(long long now);
     void lookAtViewer();
     bool mayWaitForViewer();
     void showRefusal();
@@ -113,10 +110,9 @@ private:
     bool m_hasDropped = false;
     /// Set by whatever thread meets a failure.
     std::atomic<bool> m_isBroken{false};
-    Clock::time_point m_nextSync;
-    Clock::time_point m_nextLook;
-    /// Time steps until the clock is asked again.
-    unsigned int m_stepsToLook = 0;
+    /// In milliseconds of the clock.
+    long long m_nextSync = 0;
+    long long m_nextLook = 0;
 };
 
 } // namespace tracewell

@@ -74,13 +74,15 @@ protected:
         return names;
     }
 
-    void make(const std::string& name, ValueRecorder::Store store, long long window)
+    void make(const std::string& name, ValueRecorder::Store store, long long window,
+              double syncSeconds = 1)
     {
         RecorderOptions options;
         options.output = path(name);
         options.store = store;
         options.window = window;
         options.leastPart = 0;
+        options.syncSeconds = syncSeconds;
         DeclarationsBuilder builder("test", {10, -12, true});
         builder.openScope("module", "top");
         for (const char* const bit : {"a", "b", "c", "d"}) {
@@ -248,6 +250,36 @@ TEST_F(Window, failureIsOneLineAndLeavesTheSegments)
     make("last.wdb", kEvents, 1LL << 60);
     m_recorder->close();
     EXPECT_EQ(files(), std::vector<std::string>{"last.wdb"});
+}
+
+TEST_F(Window, storageThatFailsAtTheBeginningIsOneLine)
+{
+    const auto limit = [](rlim_t bytes) {
+        rlimit present{};
+        ::getrlimit(RLIMIT_FSIZE, &present);
+        present.rlim_cur = bytes == 0 ? present.rlim_max : bytes;
+        ::setrlimit(RLIMIT_FSIZE, &present);
+    };
+    std::signal(SIGXFSZ, SIG_IGN);
+    for (const rlim_t room : {40, 300, 700, 2000}) {
+        make("full.wdb", kEvents, 0);
+        m_recorder->close();
+        limit(room);
+        EXPECT_FALSE(m_recorder->open());
+        limit(0);
+        ASSERT_EQ(m_lines.size(), 1u) << room << " " << ::testing::PrintToString(m_lines);
+        EXPECT_THAT(m_lines[0], HasSubstr("full.wdb"));
+    }
+}
+
+TEST_F(Window, fewStepsAreSyncedToo)
+{
+    make("slow.wdb", kEvents, 0, 1e-9);
+    for (m_time = 1; m_time < 8; ++m_time) {
+        m_recorder->setTime(m_time);
+        m_recorder->values().changeBits(8, static_cast<std::uint64_t>(m_time));
+    }
+    EXPECT_GE(ChangeStream::open(path("slow.wdb"))->latestTime(), 6);
 }
 
 TEST_F(Window, aStoreWithoutTextsSaysOnceWhatItLeavesOut)
