@@ -1,5 +1,6 @@
 #include "ModelRecorder.h"
 
+#include "EndWatch.h"
 #include "ModelNames.h"
 #include "recorder/Recorder.h"
 #include "recorder/TimeOption.h"
@@ -7,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -14,6 +16,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
 
 namespace tracewell {
 
@@ -58,35 +62,12 @@ void takeEnvironment(RecorderOptions& options)
     }
 }
 
-/// The recorder that is open, since the library's trace functions know one writer. Guards only the
-/// pointer; a recorder itself belongs to one thread.
+/// The recorder that is open, since the library's trace functions know one writer, and the one that
+/// is being closed for the end of the process. Guards only the pointers; a recorder itself belongs
+/// to one thread.
 std::mutex s_openMutex;
 ModelRecorder* s_open = nullptr;
-
-/// For a process that ends by exit() in the middle of a run.
-void closeAtExit()
-{
-    ModelRecorder* open = nullptr;
-    {
-        const std::lock_guard lock(s_openMutex);
-        open = s_open;
-    }
-    if (open) {
-        open->close();
-    }
-}
-
-bool claim(ModelRecorder* recorder)
-{
-    static const int registered = std::atexit(&closeAtExit);
-    static_cast<void>(registered);
-    const std::lock_guard lock(s_openMutex);
-    if (s_open) {
-        return false;
-    }
-    s_open = recorder;
-    return true;
-}
+ModelRecorder* s_ending = nullptr;
 
 /// Its unit is known only with the names.
 void takeLast(const Timescale& timescale, RecorderOptions& options)
@@ -107,6 +88,18 @@ void release(const ModelRecorder* recorder)
     const std::lock_guard lock(s_openMutex);
     if (s_open == recorder) {
         s_open = nullptr;
+        EndWatch::end();
+    }
+}
+
+/// Until nobody closes the recorder from outside, and nobody will.
+void waitForEnd(const ModelRecorder* recorder)
+{
+    std::unique_lock lock(s_openMutex);
+    while (s_ending == recorder) {
+        lock.unlock();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        lock.lock();
     }
 }
 
@@ -145,11 +138,39 @@ bool ModelRecorder::State::open(const RecorderOptions& options)
     return true;
 }
 
-ModelRecorder::ModelRecorder() : m_state(std::make_unique<State>()) {}
+ModelRecorder::ModelRecorder(CloseInOrder closeInOrder)
+    : m_state(std::make_unique<State>()), m_closeInOrder(std::move(closeInOrder))
+{}
 
 ModelRecorder::~ModelRecorder()
 {
     close();
+    waitForEnd(this);
+}
+
+bool ModelRecorder::claim()
+{
+    const std::lock_guard lock(s_openMutex);
+    if (s_open) {
+        return false;
+    }
+    s_open = this;
+    EndWatch::begin(&closeForEnd);
+    return true;
+}
+
+void ModelRecorder::closeForEnd(std::thread::id ender)
+{
+    {
+        const std::lock_guard lock(s_openMutex);
+        if (!s_open || s_ending) {
+            return;
+        }
+        s_ending = s_open;
+    }
+    s_ending->m_closeInOrder(ender);
+    const std::lock_guard lock(s_openMutex);
+    s_ending = nullptr;
 }
 
 void ModelRecorder::beginNames(const char* resolution)
@@ -170,6 +191,10 @@ bool ModelRecorder::openFile(const char* name, const char* store)
     if (store) {
         takeStore("", store, options);
     }
+    if (options.output.empty()) {
+        say("a trace needs a name for its file");
+        return false;
+    }
     takeEnvironment(options);
     return open(options);
 }
@@ -186,7 +211,7 @@ bool ModelRecorder::openLive(int channel)
 bool ModelRecorder::open(const RecorderOptions& options)
 {
     close();
-    if (!claim(this)) {
+    if (!claim()) {
         say(fmt::format("{}: another trace of this process is open, and there can be one; close "
                         "that first",
                         options.output.empty() ? "live" : options.output));

@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <thread>
 
 #if defined(__GNUC__)
 #define TRACEWELL_VERILATOR_API __attribute__((visibility("default")))
@@ -31,7 +33,12 @@ public:
         int right;
     };
 
-    ModelRecorder();
+    /// For a process that ends in the middle of a run: on another thread, calls close() under the
+    /// lock that keeps the other operations apart, unless `ender` holds that, a thread that does
+    /// not go on before it returns.
+    using CloseInOrder = std::function<void(std::thread::id ender)>;
+
+    explicit ModelRecorder(CloseInOrder closeInOrder);
     ModelRecorder(const ModelRecorder&) = delete;
     ModelRecorder& operator=(const ModelRecorder&) = delete;
     /// Closes.
@@ -75,15 +82,19 @@ public:
     void trigger();
     /// Makes what was traced so far readable by others.
     void flush();
-    /// Finishes the file, or leaves the channel. Done at the process' exit too.
+    /// Finishes the file, or leaves the channel. Done at the end of the process too: at exit(), and
+    /// before SIGINT, SIGTERM, SIGHUP and abort() take effect, where the program has no handler.
     void close();
 
 private:
     struct State;
 
     bool open(const RecorderOptions& options);
+    bool claim();
+    static void closeForEnd(std::thread::id ender);
 
     std::unique_ptr<State> m_state;
+    const CloseInOrder m_closeInOrder;
 };
 
 } // namespace tracewell

@@ -12,6 +12,7 @@ template <> void VerilatedTracewell::Super::set_time_resolution(const char*);
 #undef VL_SUB_T
 #undef VL_BUF_T
 
+#include <chrono>
 #include <cstring>
 
 namespace {
@@ -20,7 +21,19 @@ enum Waiting : uint32_t { kBits, kWords, kReal, kFiring };
 
 } // namespace
 
-VerilatedTracewell::VerilatedTracewell() = default;
+/// Of the mutex that keeps all operations apart.
+class VerilatedTracewell::Hold final
+{
+public:
+    explicit Hold(VerilatedTracewell& trace) : m_lock{trace.m_mutex} { trace.noteHolder(); }
+
+private:
+    const VerilatedLockGuard m_lock;
+};
+
+VerilatedTracewell::VerilatedTracewell()
+    : m_recorder([this](std::thread::id ender) { closeInOrder(ender); })
+{}
 
 VerilatedTracewell::~VerilatedTracewell()
 {
@@ -32,7 +45,7 @@ VerilatedTracewell::~VerilatedTracewell()
 
 void VerilatedTracewell::open(const char* filename, const char* store) VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     if (!isOpen()) {
         declareNames();
         m_recorder.openFile(filename, store);
@@ -41,7 +54,7 @@ void VerilatedTracewell::open(const char* filename, const char* store) VL_MT_SAF
 
 void VerilatedTracewell::openLive(int channel) VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     if (!isOpen()) {
         declareNames();
         m_recorder.openLive(channel);
@@ -50,38 +63,57 @@ void VerilatedTracewell::openLive(int channel) VL_MT_SAFE_EXCLUDES(m_mutex)
 
 void VerilatedTracewell::close() VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     m_recorder.close();
 }
 
 void VerilatedTracewell::flush() VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     m_recorder.flush();
 }
 
 void VerilatedTracewell::off() VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     m_recorder.off();
 }
 
 void VerilatedTracewell::on() VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     m_recorder.on();
 }
 
 void VerilatedTracewell::keepLast(uint64_t time) VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     m_recorder.keepLast(time);
 }
 
 void VerilatedTracewell::trigger() VL_MT_SAFE_EXCLUDES(m_mutex)
 {
-    const VerilatedLockGuard lock{m_mutex};
+    const Hold hold{*this};
     m_recorder.trigger();
+}
+
+void VerilatedTracewell::closeInOrder(std::thread::id ender)
+{
+    while (!m_mutex.try_lock()) {
+        if (ender != std::thread::id() && m_holder == ender) {
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    m_recorder.close();
+    m_mutex.unlock();
+}
+
+void VerilatedTracewell::emitTimeChange(uint64_t timeui)
+{
+    // In a dump, which has the mutex.
+    noteHolder();
+    m_recorder.setTime(timeui);
 }
 
 void VerilatedTracewell::declareNames()

@@ -11,9 +11,11 @@
 #include "verilated.h"
 #include "verilated_trace.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 class VerilatedTracewellBuffer;
@@ -49,7 +51,7 @@ public:
     void declDouble(uint32_t code, const char* name, bool array, int arraynum);
 
 protected:
-    void emitTimeChange(uint64_t timeui) override { m_recorder.setTime(timeui); }
+    void emitTimeChange(uint64_t timeui) override;
     bool preFullDump() override { return isOpen(); }
     bool preChangeDump() override { return isOpen(); }
     Buffer* getTraceBuffer() override;
@@ -60,11 +62,19 @@ private:
     friend VerilatedTracewellBuffer;
     using Kind = tracewell::ModelRecorder::Kind;
 
+    class Hold;
+    void noteHolder()
+    {
+        m_holder.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
+    void closeInOrder(std::thread::id ender);
     void declareNames();
     void declare(uint32_t code, const char* name, Kind kind, const int* arrayIndex,
                  const tracewell::ModelRecorder::Range& range);
 
     tracewell::ModelRecorder m_recorder;
+    // The thread that had m_mutex last.
+    std::atomic<std::thread::id> m_holder{};
     // Those that are not in use; kept, since a dump takes one for each part of the model.
     std::vector<Buffer*> m_buffers;
 
