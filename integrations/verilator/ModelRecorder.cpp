@@ -129,6 +129,9 @@ bool ModelRecorder::State::open(const RecorderOptions& options)
     RecorderOptions withWindow = options;
     withWindow.window = window;
     takeLast(table.timescale, withWindow);
+    if (table.variables.empty()) {
+        say("no variable is traced; does dumpvars() choose a scope that there is?");
+    }
     recorder.emplace(std::move(table), std::move(withWindow), &say);
     if (!recorder->open()) {
         return false;

@@ -41,3 +41,15 @@ get_filename_component(libraryDir ${pkgConfigDir} DIRECTORY)
 run(${CXX} -std=c++17 ${flags} ${consumer}/consumer.cpp -o by-pkg-config ${options}
   -Wl,-rpath,${libraryDir})
 expectAnswer(${SCRATCH_DIR}/by-pkg-config)
+
+# The recipe of a test bench, where there is what it needs. Verilator's run-time library does not
+# pass the sanitizers.
+find_program(verilator verilator)
+file(GLOB_RECURSE backEnd ${prefix}/*/verilated_tracewell_c.cpp)
+if(verilator AND backEnd AND NOT SANITIZE)
+  run(${CMAKE_COMMAND} -S ${consumer}/verilator -B verilated -G ${GENERATOR}
+    -D CMAKE_PREFIX_PATH=${prefix} -D CMAKE_CXX_COMPILER=${CXX} -D DESIGNS=${DESIGNS})
+  run(${CMAKE_COMMAND} --build verilated)
+  run(${SCRATCH_DIR}/verilated/counter)
+  run(${prefix}/bin/tracewell verify counter.wdb)
+endif()

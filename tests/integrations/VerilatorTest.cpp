@@ -2,6 +2,8 @@
 
 #include "PlainVcd.h"
 
+#include "../e2e/ChildProcess.h"
+
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -10,6 +12,7 @@
 namespace {
 
 using ::testing::HasSubstr;
+using Tracewell::RunningProgram;
 
 constexpr long long kStep = 5;
 constexpr long long kGap = 10000000000 - kStep;
@@ -63,6 +66,7 @@ protected:
     {
         const std::string log = s_models + "/" + name + ".log";
         ASSERT_EQ(statusOf("verilator --cc --exe --build -j 2 --trace --trace-structs"
+                           " --trace-max-width 8192 --trace-max-array 64"
                            " --trace-underscore --timing -Wno-fatal --top-module shapes"
                            " " DESIGNS "/shapes.sv " DESIGNS "/shapes_bench.cpp --Mdir " +
                            s_models + "/" + name + options + " >" + log + " 2>&1"),
@@ -119,12 +123,14 @@ std::string Verilator::s_models;
 TEST_F(Verilator, sameRunIsRecordedAsByItsOwnVcd)
 {
     const PlainVcd expected = reference("400 close");
-    ASSERT_GE(expected.variables.size(), 43u);
+    ASSERT_GE(expected.variables.size(), 84u);
     for (const std::string model : {"ours", "threads"}) {
         for (const std::string store : {"", "events", "transitions"}) {
             SCOPED_TRACE(model + " " + store);
             ASSERT_EQ(simulate(model, "out.wdb 400 close " + store), 3);
             EXPECT_EQ(differenceOf(expected, exported()), "");
+            const Result result = run({"diff", path("in.vcd"), path("out.wdb")});
+            EXPECT_EQ(result.code, 0) << result.error;
         }
     }
     EXPECT_EQ(simulate("ours", "out.wdb 300 close", "TRACEWELL_STORE=transitions"), 3);
@@ -187,11 +193,19 @@ TEST_F(Verilator, lastOfARunIsKept)
     }
 }
 
-TEST_F(Verilator, fileOfRunThatExitsIsClosedAndOfKilledOneHasWhatWasSynced)
+TEST_F(Verilator, fileOfRunThatEndsEarlyIsClosedAndOfKilledOneHasWhatWasSynced)
 {
     const PlainVcd expected = reference("400 close");
-    ASSERT_EQ(simulate("ours", "out.wdb 400 exit"), 3);
-    EXPECT_EQ(differenceOf(expected, exported()), "");
+    for (const auto& [mode, status] :
+         {std::pair("exit", 3), std::pair("thread", 3), std::pair("abort", -SIGABRT),
+          std::pair("int", -SIGINT), std::pair("term", -SIGTERM)}) {
+        SCOPED_TRACE(mode);
+        const std::string arguments = std::string("out.wdb 400 ") + mode;
+        ASSERT_EQ(simulate("ours", arguments, "TRACEWELL_LAST=1s ulimit -c 0; exec"), status);
+        EXPECT_EQ(differenceOf(expected, exported()), "");
+        ASSERT_EQ(simulate("ours", arguments + " transitions", "ulimit -c 0; exec"), status);
+        EXPECT_EQ(differenceOf(expected, exported()), "");
+    }
 
     ASSERT_EQ(simulate("ours", "out.wdb 400 kill", "TRACEWELL_SYNC=0.000000001 exec"), -SIGKILL);
     const PlainVcd found = exported();
@@ -211,11 +225,41 @@ TEST_F(Verilator, troubleOfTheOutputIsALineAndTheRunGoesOn)
     EXPECT_THAT(read("err"), HasSubstr("Tracing to out.wdb has stopped"));
     EXPECT_LE(std::filesystem::file_size(path("out.wdb")), 65536u);
 
+    EXPECT_EQ(simulate("ours", "out2.wdb 10 second"), 3);
+    EXPECT_EQ(read("err"), "tracewell: out2.wdb2: another trace of this process is open, and there "
+                           "can be one; close that first\n");
+    EXPECT_EQ(simulate("ours", "out2.wdb 10 nowhere"), 3);
+    EXPECT_EQ(read("err"),
+              "tracewell: no variable is traced; does dumpvars() choose a scope that there is?\n");
+    EXPECT_EQ(simulate("ours", "'' 10 close"), 3);
+    EXPECT_EQ(read("err"), "tracewell: a trace needs a name for its file\n");
     EXPECT_EQ(simulate("ours", "out2.wdb 10 close nowhere"), 3);
     EXPECT_EQ(read("err"), "tracewell: nowhere is no store; there are events and transitions\n");
     EXPECT_EQ(simulate("ours", "out2.wdb 10 close", "TRACEWELL_SYNC=soon TRACEWELL_LIVE=-1"), 3);
     EXPECT_EQ(read("err"), "tracewell: TRACEWELL_SYNC=soon is no number of seconds\n"
                            "tracewell: TRACEWELL_LIVE=-1 is no channel number\n");
+}
+
+TEST_F(Verilator, viewerSeesARunThatGoesOn)
+{
+    const PlainVcd expected = reference("6000 close");
+    RunningProgram model({s_models + "/ours/Vshapes", "none", "6000", "live"}, path(""));
+    RunningProgram viewer({TRACEWELL_PROGRAM, "follow", "out.wdb", "--channel", "911"}, path(""));
+    ASSERT_TRUE(viewer.waitForOutput("following"));
+    model.signal(SIGTERM);
+    model.wait();
+    EXPECT_EQ(viewer.wait().exitCode(), 0);
+    const PlainVcd found = exported();
+    const auto clock =
+        std::find_if(found.variables.begin(), found.variables.end(), [](const auto& variable) {
+            return variable.declaration == "wire 1 TOP. clk";
+        });
+    ASSERT_TRUE(clock != found.variables.end());
+    ASSERT_GT(clock->history.size(), 10u);
+    // The viewer is told all values when it comes.
+    const long long from = clock->history[0].first + 1;
+    EXPECT_EQ(differenceOf(cut(expected, from, found.lastTime), cut(found, from, found.lastTime)),
+              "");
 }
 
 } // namespace

@@ -18,6 +18,8 @@ module shapes (input logic clk, input logic [69:0] seed, output logic [199:0] wi
   logic [63:0] quad;
   logic [32:0] wider;
   logic [127:0] sparse;
+  logic [4999:0] huge_bus;
+  logic [7:0] many_words [0:39];
   real level;
   logic [7:0] memory [0:3];
   logic [0:7] upward;
@@ -34,7 +36,7 @@ module shapes (input logic clk, input logic [69:0] seed, output logic [199:0] wi
     leaf #(5 + g) unit (.clk(clk), .d(quad[4+g:0]), .q(t));
   end
   initial begin
-    n = 0; quad = 1; wide = 0; level = 0; negative = 0; sparse = 0;
+    n = 0; quad = 1; wide = 0; level = 0; negative = 0; sparse = 0; huge_bus = 0;
   end
   always_ff @(posedge clk) begin
     n <= n + 1;
@@ -42,6 +44,8 @@ module shapes (input logic clk, input logic [69:0] seed, output logic [199:0] wi
     quad <= quad * 64'd6364136223846793005 + 64'd1442695040888963407;
     wider <= {wider[31:0], quad[9]};
     sparse[n[6:0]] <= quad[5];
+    huge_bus <= {huge_bus[4899:0], quad[50:15], quad};
+    many_words[n[5:0] % 40] <= quad[7:0];
     level <= 0.25 * n - 7.0;
     memory[n[1:0]] <= quad[15:8];
     upward <= quad[7:0];

@@ -9,13 +9,19 @@ using Trace = VerilatedVcdC;
 
 #include "Vshapes.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 static void open(Trace& trace, const std::string& output, int argc, char** argv)
 {
 #ifdef WITH_TRACEWELL
+    if (std::string(argv[3]) == "live") {
+        trace.openLive(911);
+        return;
+    }
     if (argc > 4) {
         trace.open(output.c_str(), argv[4]);
         return;
@@ -37,9 +43,18 @@ int main(int argc, char** argv)
     top.trace(&trace, 99);
     if (mode == "part") {
         trace.dumpvars(2, "TOP.shapes.lane[1]");
+    } else if (mode == "nowhere") {
+        trace.dumpvars(2, "TOP.shapes.lane[9]");
     }
     open(trace, output, argc, argv);
+    if (mode == "second") {
+        Trace second;
+        open(second, output + "2", argc, argv);
+    }
     for (int i = 0; i < steps; ++i) {
+        if (mode == "live") {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
         top.clk = i & 1;
         top.seed[0] = 0x12345u * i;
         top.seed[1] = 77777u * i * i;
@@ -62,8 +77,19 @@ int main(int argc, char** argv)
     }
     if (mode == "exit") {
         std::exit(3);
-    } else if (mode == "kill") {
-        std::raise(SIGKILL);
+    } else if (mode == "thread") {
+        std::thread([] { std::exit(3); }).join();
+    } else if (mode == "abort") {
+        std::abort();
+    }
+    const int signal = mode == "kill"   ? SIGKILL
+                       : mode == "int"  ? SIGINT
+                       : mode == "term" ? SIGTERM
+                                        : 0;
+    if (signal != 0) {
+        std::raise(signal);
+        // A model that hangs.
+        std::this_thread::sleep_for(std::chrono::minutes(1));
     }
     top.final();
     trace.close();
