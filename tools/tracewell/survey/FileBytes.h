@@ -3,6 +3,7 @@
 #include <fstream>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 namespace tracewell {
 
@@ -29,6 +30,21 @@ public:
     /// False when the file does not hold these bytes.
     /// \throws CommandError when the disk cannot be read.
     bool read(long long offset, void* out, unsigned long long size);
+
+    /// Bytes around a place that was read, for small reads of which many follow each other. Only of
+    /// a file that nobody writes any more.
+    class Window
+    {
+    public:
+        explicit Window(FileBytes& file) : m_file(file) {}
+        /// As FileBytes::read.
+        bool read(long long offset, void* out, unsigned long long size);
+
+    private:
+        FileBytes& m_file;
+        long long m_start = 0;
+        std::vector<char> m_bytes;
+    };
 
     template <class T> bool readRecord(long long offset, T& out)
     {

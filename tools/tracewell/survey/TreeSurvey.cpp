@@ -71,7 +71,7 @@ void TreeSurvey::walkTree(const Entry& entry)
         return;
     }
     m_records.resize(static_cast<std::size_t>(size));
-    m_context.file.read(entry.offset, m_records.data(), m_records.size());
+    m_recordWindow.read(entry.offset, m_records.data(), m_records.size());
     m_counts.nodes += entry.records;
     m_hasLeaf = false;
     m_restarts = 0;
@@ -152,7 +152,7 @@ void TreeSurvey::walkLeaf(Place place, const TransitionNode& leaf)
             return;
         }
         m_block.resize(static_cast<std::size_t>(size));
-        m_context.file.read(leaf.offset, m_block.data(), m_block.size());
+        m_blockWindow.read(leaf.offset, m_block.data(), m_block.size());
         m_counts.blockBytes += size;
     }
     ++m_counts.blocks;

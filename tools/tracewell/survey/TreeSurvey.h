@@ -17,7 +17,8 @@ class TreeSurvey
 {
 public:
     explicit TreeSurvey(const SurveyContext& context)
-        : m_context(context), m_counts(*context.survey.transitions)
+        : m_context(context), m_counts(*context.survey.transitions), m_recordWindow(context.file),
+          m_blockWindow(context.file)
     {
         m_place.section = kTreeSection;
     }
@@ -63,6 +64,8 @@ private:
 
     const SurveyContext& m_context;
     Survey::Transitions& m_counts;
+    FileBytes::Window m_recordWindow;
+    FileBytes::Window m_blockWindow;
     Place m_place;
     std::vector<std::uint32_t> m_ids;
     // Of the tree at hand.

@@ -3,6 +3,7 @@
 #include "QsimException.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,41 @@ bool readWords(FileIO& file, Words& words)
     return true;
 }
 
+/// Reads records of trees, which are few each and mostly follow each other, many at a time.
+class RecordWindow
+{
+public:
+    RecordWindow(FileIO& file, long long fileSize) : m_file(file), m_fileSize(fileSize) {}
+
+    /// Fills `words` from `place` on, all of it inside the file.
+    bool read(long long place, Words& words)
+    {
+        const auto bytes = static_cast<long long>(words.size() * sizeof words[0]);
+        if (bytes > kBytes)
+            return m_file.setOffset(place) && readWords(m_file, words);
+        if (place < m_start || place + bytes > m_end) {
+            m_start = place;
+            m_end = place + std::min(kBytes, m_fileSize - place);
+            if (!m_file.setOffset(place) ||
+                !m_file.readData(m_window, static_cast<unsigned int>(m_end - m_start))) {
+                m_end = m_start;
+                return false;
+            }
+        }
+        std::memcpy(words.data(), m_window + (place - m_start), static_cast<std::size_t>(bytes));
+        return true;
+    }
+
+private:
+    static constexpr long long kBytes = 8192;
+
+    FileIO& m_file;
+    const long long m_fileSize;
+    long long m_start = 0;
+    long long m_end = 0;
+    char m_window[kBytes];
+};
+
 [[noreturn]] void refuse(const char* what)
 {
     const std::string text = std::string("The WDB file is damaged: ") + what + ".";
@@ -96,7 +132,7 @@ bool isSoundLeaf(const BTreeElem& leaf, long long fileSize)
 BTreeElem* readTree(const Words& words, long long fileSize, NodeTree& tree, long long& latestTime)
 {
     const std::size_t count = words.size() / kElemWords;
-    BTreeElem* const elems = tree.createBTreeElems(count);
+    BTreeElem* const elems = count == 1 ? tree.createBTreeElem() : tree.createBTreeElems(count);
     std::size_t nextChild = 1;
     std::size_t levelEnd = 1;
     int level = 1;
@@ -174,6 +210,7 @@ void readBTreeFromDisk(FileIO& file, long long offset, long long fileSize, NodeT
 
     // Records of different trees are different bytes, which bounds what all of them take.
     long long recordsLeft = fileSize / kElemBytes;
+    RecordWindow window(file, fileSize);
     Words records;
     for (std::size_t i = 0; i < directory.size(); i += kDirectoryWords) {
         const std::uint32_t id = directory[i];
@@ -186,7 +223,7 @@ void readBTreeFromDisk(FileIO& file, long long offset, long long fileSize, NodeT
         if (tree.findRoot(id))
             refuse("an object has two trees");
         records.resize(static_cast<std::size_t>(count) * kElemWords);
-        if ((file.getOffset() != place && !file.setOffset(place)) || !readWords(file, records))
+        if (!window.read(place, records))
             refuse("the records of a tree are not inside it");
         tree.setRoot(id, readTree(records, fileSize, tree, latestTime));
     }
