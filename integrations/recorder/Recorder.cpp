@@ -14,11 +14,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <ctime>
 #include <exception>
 #include <filesystem>
 #include <utility>
+
+#include <unistd.h>
 
 namespace tracewell {
 
@@ -123,6 +127,11 @@ void Recorder::openFile()
     }
     if (std::filesystem::is_directory(m_options.output)) {
         throw CommandError(fmt::format("{}: is a directory; name a file in it", m_options.output));
+    }
+    if (std::filesystem::exists(m_options.output) &&
+        ::access(m_options.output.c_str(), W_OK) != 0) {
+        throw CommandError(fmt::format("{}: cannot be written: {}; name another file",
+                                       m_options.output, std::strerror(errno)));
     }
     // A file that grows beyond a limit fails like one on a full disk, and ends nothing.
     struct sigaction present

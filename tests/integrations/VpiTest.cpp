@@ -299,6 +299,35 @@ TEST_F(VpiChoices, keepScopesLevelsAndTimes)
     }
 }
 
+TEST_F(VpiChoices, ofTasksHoldInOddOrders)
+{
+    if (!has("iverilog")) {
+        return;
+    }
+    const Outcome outcome = shell(R"(cat >design.v <<'END'
+module top;
+  reg clk = 0;
+  initial repeat (10) #5 clk = ~clk;
+  initial begin
+    $tracewell_off; $tracewell_file(""); $tracewell_vars(0, clk);
+    #12 $tracewell_on;
+    #10 $tracewell_off; $tracewell_on; $tracewell_off;
+    #10 $tracewell_vars;
+    #10 $tracewell_vars(0, top);
+  end
+endmodule
+END
+iverilog -o design design.v && vvp -n -M $M -m tracewell design)");
+    EXPECT_EQ(
+        outcome.err,
+        "tracewell: design.v:5: $tracewell_file names no file; write "
+        "$tracewell_file(\"run.wdb\")\n"
+        "tracewell: $tracewell_vars comes too late; what was chosen in the first time step is "
+        "recorded\n");
+    EXPECT_EQ(exported("run.wdb").at("top.clk"),
+              (PlainVcd::History{{12, "b0"}, {15, "b1"}, {20, "b0"}, {22, "bx"}}));
+}
+
 TEST_F(VpiChoices, aViewerThatComesLateSeesAll)
 {
     if (!has("iverilog")) {

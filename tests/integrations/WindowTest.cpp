@@ -230,7 +230,7 @@ INSTANTIATE_TEST_SUITE_P(All, Window,
                                            Case{kTransitions, 700, 4000},
                                            Case{kTransitions, 1LL << 60, 500}),
                          // Names that do not change from run to run.
-                         [](const auto& info) { return "case" + std::to_string(info.index); });
+                         [](const auto& each) { return "case" + std::to_string(each.index); });
 
 TEST_F(Window, failureIsOneLineAndLeavesTheSegments)
 {
