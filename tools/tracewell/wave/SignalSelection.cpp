@@ -133,12 +133,20 @@ Signal makeObject(long long id)
     return signal;
 }
 
-/// The variables' names in every spelling that an argument may use.
+/// The variables by their names, in every spelling that an argument may use. Keeps the names that
+/// are asked for: a table may have a million of them, eight spellings each.
 class NameIndex
 {
 public:
-    NameIndex(const SignalNames& file, const std::vector<Signal>& signals) : m_signals(signals)
+    NameIndex(const SignalNames& file, const std::vector<Signal>& signals,
+              const std::vector<std::string>& arguments)
+        : m_signals(signals)
     {
+        for (const std::string& argument : arguments) {
+            const std::string_view name = withoutLeadingDot(argument);
+            m_variables[std::string(name)];
+            m_variables[withoutFirst(name)];
+        }
         const Declarations& declarations = file.declarations();
         for (std::size_t i = 0; i < signals.size(); ++i) {
             const std::string full = declarations.fullName(i);
@@ -154,14 +162,15 @@ public:
         }
     }
 
+    /// `argument` is one of those that it was made for.
     std::vector<std::size_t> find(const std::string& argument) const
     {
         const std::string_view name = withoutLeadingDot(argument);
-        if (const auto exact = m_variables.find(std::string(name)); exact != m_variables.end()) {
-            return exact->second;
+        if (const auto& exact = m_variables.at(std::string(name)); !exact.empty()) {
+            return exact;
         }
-        if (const auto first = m_variables.find(withoutFirst(name)); first != m_variables.end()) {
-            return {first->second.front()};
+        if (const auto& first = m_variables.at(withoutFirst(name)); !first.empty()) {
+            return {first.front()};
         }
         std::vector<std::size_t> found;
         if (name.find_first_of("*?") != std::string_view::npos) {
@@ -189,9 +198,10 @@ private:
 
     void add(const std::string& name, std::size_t variable)
     {
-        std::vector<std::size_t>& variables = m_variables[name];
-        if (variables.empty() || variables.back() != variable) {
-            variables.push_back(variable);
+        const auto wanted = m_variables.find(name);
+        if (wanted != m_variables.end() &&
+            (wanted->second.empty() || wanted->second.back() != variable)) {
+            wanted->second.push_back(variable);
         }
     }
 
@@ -257,7 +267,7 @@ std::vector<Signal> selectSignals(const SignalNames& file,
                                   const std::vector<std::string>& arguments)
 {
     const std::vector<Signal> signals = allSignals(file);
-    const NameIndex index(file, signals);
+    const NameIndex index(file, signals, arguments);
     std::vector<Signal> selected;
     std::unordered_set<std::string> taken;
     const auto take = [&](const Signal& signal) {
