@@ -149,11 +149,7 @@ void addFindCommand(CLI::App& app)
         ->add_option("FILE", options->file,
                      "A wave database with an index by time (import --store indexed)")
         ->required();
-    command
-        ->add_option("TIME", options->time,
-                     "A number in units of the timescale, or with a unit (12.5us)")
-        ->required()
-        ->check(timeArgument());
+    addTimeArgument(*command, options->time);
     command
         ->add_option("SIGNAL", options->signal, "A full name (top.dut.data), or @ADDRESS[:BYTES]")
         ->required();

@@ -88,11 +88,7 @@ void addCommand(CLI::App& app, const char* name, const char* description, Direct
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand(name, description);
     command->add_option("FILE", options->file, "A wave database")->required();
-    command
-        ->add_option("TIME", options->time,
-                     "A number in units of the timescale, or with a unit (12.5us)")
-        ->required()
-        ->check(timeArgument());
+    addTimeArgument(*command, options->time);
     command
         ->add_option("SIGNAL", options->signals,
                      "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]")

@@ -20,6 +20,13 @@ CLI::Validator timeArgument()
         "", "time");
 }
 
+void addTimeArgument(CLI::App& command, std::string& time)
+{
+    command.add_option("TIME", time, "A number in units of the timescale, or with a unit (12.5us)")
+        ->required()
+        ->check(timeArgument());
+}
+
 void WindowOptions::addTo(CLI::App& command)
 {
     command
