@@ -112,6 +112,15 @@ constexpr int kItemTypes[] = {vpiParameter, vpiNet,         vpiReg,        vpiIn
                               vpiByteVar,   vpiShortIntVar, vpiIntVar,     vpiLongIntVar,
                               vpiStringVar};
 
+/// Of Icarus Verilog, which ends itself over questions for the bits of words that have none.
+bool isWordOfBits(vpiHandle word)
+{
+    s_vpi_value value{};
+    value.format = vpiObjTypeVal;
+    vpi_get_value(word, &value);
+    return value.format != vpiRealVal && value.format != vpiStringVal;
+}
+
 std::string fullNameOf(vpiHandle item)
 {
     return text(vpi_get_str(vpiFullName, item));
@@ -334,6 +343,10 @@ void Design::add(vpiHandle item)
     }
     const std::string fullName = fullNameOf(item);
     if (!m_known.emplace(fullName, true).second) {
+        return;
+    }
+    if (type == vpiMemoryWord && m_isIcarus && !isWordOfBits(item)) {
+        skip(type, fullName + " (of an array of real numbers or strings)");
         return;
     }
     if (type == vpiParameter) {

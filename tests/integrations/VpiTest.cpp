@@ -307,21 +307,24 @@ TEST_F(VpiChoices, ofTasksHoldInOddOrders)
     const Outcome outcome = shell(R"(cat >design.v <<'END'
 module top;
   reg clk = 0;
+  real levels[0:1];
   initial repeat (10) #5 clk = ~clk;
   initial begin
-    $tracewell_off; $tracewell_file(""); $tracewell_vars(0, clk);
-    #12 $tracewell_on;
+    $tracewell_off; $tracewell_file(""); $tracewell_vars(0, clk, levels);
+    #12 $tracewell_on; levels[1] = 0.5;
     #10 $tracewell_off; $tracewell_on; $tracewell_off;
     #10 $tracewell_vars;
     #10 $tracewell_vars(0, top);
   end
 endmodule
 END
-iverilog -o design design.v && vvp -n -M $M -m tracewell design)");
+iverilog -g2012 -o design design.v && vvp -n -M $M -m tracewell design)");
     EXPECT_EQ(
         outcome.err,
-        "tracewell: design.v:5: $tracewell_file names no file; write "
+        "tracewell: design.v:6: $tracewell_file names no file; write "
         "$tracewell_file(\"run.wdb\")\n"
+        "tracewell: top.levels[0] (of an array of real numbers or strings) cannot be recorded, nor "
+        "others of its kind\n"
         "tracewell: $tracewell_vars comes too late; what was chosen in the first time step is "
         "recorded\n");
     EXPECT_EQ(exported("run.wdb").at("top.clk"),
