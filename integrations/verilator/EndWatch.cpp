@@ -104,8 +104,8 @@ void replace(void (*present)(int), void (*next)(int))
 void EndWatch::begin(Close close)
 {
     s_close = close;
-    static const int registered = std::atexit(&closeAtExit);
-    static_cast<void>(registered);
+    // Each time: what closing needs must be destroyed after it, so it was made before.
+    std::atexit(&closeAtExit);
     if (s_process != ::getpid()) {
         try {
             startThread();

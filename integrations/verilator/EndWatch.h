@@ -13,7 +13,7 @@ public:
     /// Told once for an end. `ender` is a thread that does not go on before this returns, or none.
     using Close = void (*)(std::thread::id ender);
 
-    /// Takes effect from here to end(); but exit() is watched from the first call on.
+    /// When all is open. Takes effect until end(); but exit() is watched from the first call on.
     static void begin(Close close);
     static void end();
 };

@@ -158,7 +158,6 @@ bool ModelRecorder::claim()
         return false;
     }
     s_open = this;
-    EndWatch::begin(&closeForEnd);
     return true;
 }
 
@@ -220,11 +219,13 @@ bool ModelRecorder::open(const RecorderOptions& options)
                         options.output.empty() ? "live" : options.output));
         return false;
     }
-    if (m_state->open(options)) {
-        return true;
+    if (!m_state->open(options)) {
+        release(this);
+        return false;
     }
-    release(this);
-    return false;
+    const std::lock_guard lock(s_openMutex);
+    EndWatch::begin(&closeForEnd);
+    return true;
 }
 
 bool ModelRecorder::isOpen() const
