@@ -379,9 +379,11 @@ void Design::add(vpiHandle item)
     }
     std::string range;
     const bool hasBits = objectClass == ObjectClass::Vector || objectClass == ObjectClass::Scalar;
+    // Icarus Verilog takes a range of one bit for none, and its VCD gives it where it is not [0:0].
     const bool isArray =
         hasBits && type != vpiParameter &&
-        ((width > 1 && !m_isGhdl) || ((m_isIcarus || m_isGhdl) && vpi_get(vpiVector, item) == 1));
+        (m_isGhdl ? vpi_get(vpiVector, item) == 1
+                  : width > 1 || (m_isIcarus && numberOf(item, vpiLeftRange) != 0));
     if (m_isGhdl) {
         // A number, or bits and letters; of an enumeration the number of the value.
         kind = !isArray && width == 32 ? "integer" : "reg";

@@ -115,7 +115,7 @@ TEST_P(VpiPlugIn, recordsWhatIcarusDumps)
         ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
         EXPECT_THAT(outcome.err, IsEmpty());
         std::map<std::string, PlainVcd::History> dumped = read("dump.vcd");
-        ASSERT_EQ(dumped.size(), 88u);
+        ASSERT_EQ(dumped.size(), 89u);
         EXPECT_EQ(differences("every_kind.tick"),
                   how.empty() ? "only in dump.vcd: every_kind.\\memory[1][15:0]\n"
                                 "only in dump.vcd: every_kind.\\memory[3][15:0]\n"

@@ -49,6 +49,7 @@ module every_kind;
   reg [0:15] \back+ward ;
   reg \a.b[2] = 0;
   reg [0:0] single = 1;
+  wire [3:3] fourth = d[3];
   reg priced$ = 0;
   real third;
   integer levels = 2;
