@@ -68,6 +68,7 @@ protected:
         ASSERT_EQ(statusOf("verilator --cc --exe --build -j 2 --trace --trace-structs"
                            " --trace-max-width 8192 --trace-max-array 64"
                            " --trace-underscore --timing -Wno-fatal --top-module shapes"
+                           " -MAKEFLAGS 'OPT_FAST=-O0 OPT_GLOBAL=-O0'"
                            " " DESIGNS "/shapes.sv " DESIGNS "/shapes_bench.cpp --Mdir " +
                            s_models + "/" + name + options + " >" + log + " 2>&1"),
                   0)

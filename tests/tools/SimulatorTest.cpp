@@ -69,8 +69,8 @@ TEST_F(Simulators, verilatorOutputComesBack)
     if (!has("verilator")) {
         GTEST_SKIP() << "verilator is not installed";
     }
-    simulate("verilator --binary --timing --trace -Wno-fatal --Mdir obj $D/two_states.sv && "
-             "./obj/Vtwo_states",
+    simulate("verilator --binary --timing --trace -Wno-fatal --Mdir obj $D/two_states.sv "
+             "-MAKEFLAGS 'OPT_FAST=-O0 OPT_GLOBAL=-O0' && ./obj/Vtwo_states",
              "two_states.vcd");
     expectRoundTrips();
     expectSignalsWithHistory(12, 500);
