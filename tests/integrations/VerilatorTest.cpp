@@ -125,7 +125,12 @@ TEST_F(Verilator, sameRunIsRecordedAsByItsOwnVcd)
 {
     const PlainVcd expected = reference("400 close");
     ASSERT_GE(expected.variables.size(), 84u);
-    for (const std::string model : {"ours", "threads"}) {
+    // The thread sanitizer does not know the fence that goes with Verilator's way of waiting.
+    std::vector<std::string> models{"ours"};
+    if (std::string(SANITIZE) != "thread") {
+        models.emplace_back("threads");
+    }
+    for (const std::string& model : models) {
         for (const std::string store : {"", "events", "transitions"}) {
             SCOPED_TRACE(model + " " + store);
             ASSERT_EQ(simulate(model, "out.wdb 400 close " + store), 3);

@@ -12,6 +12,7 @@ template <> void VerilatedTracewell::Super::set_time_resolution(const char*);
 #undef VL_SUB_T
 #undef VL_BUF_T
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 
@@ -194,6 +195,9 @@ VerilatedTracewell::Buffer* VerilatedTracewell::getTraceBuffer()
 
 void VerilatedTracewell::commitTraceBuffer(Buffer* buffer)
 {
+    // Verilator waits for a buffer's thread by a relaxed load, which alone does not bring along what
+    // that thread wrote.
+    std::atomic_thread_fence(std::memory_order_acquire);
     buffer->take();
     m_buffers.push_back(buffer);
 }
