@@ -163,6 +163,10 @@ void Recorder::openFile()
 /// The names are there before the channel, so that whoever finds it finds them.
 void Recorder::openChannel()
 {
+    if (m_options.window != 0 || m_options.store == ValueRecorder::Store::Transitions) {
+        m_say("a live view has no file, so that the choice of a store and the last of a run do "
+              "not apply");
+    }
     WdbLiveWriter& writer = liveWriter();
     m_debugFile =
         std::make_unique<DebugFile>(ZSIM::OutputFileNames::getDbgPathName(m_options.snapshot),
