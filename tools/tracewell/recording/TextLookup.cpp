@@ -40,10 +40,13 @@ std::optional<std::string> TextLookup::find(const TextReference& reference)
     for (long long id = reference.firstId; id < end; ++id) {
         long long startId = 0;
         const std::vector<std::string>* texts = textsOf(id, startId);
-        if (texts == nullptr || id - startId >= static_cast<long long>(texts->size())) {
+        // A damaged block may start anywhere.
+        const auto place =
+            static_cast<unsigned long long>(id) - static_cast<unsigned long long>(startId);
+        if (texts == nullptr || place >= texts->size()) {
             return std::nullopt;
         }
-        text += (*texts)[static_cast<std::size_t>(id - startId)];
+        text += (*texts)[place];
     }
     return text;
 }
