@@ -109,8 +109,7 @@ void Session::choose()
                                             [this](const std::string& line) { say(line); });
         if (m_isGhdl) {
             say("GHDL does not offer the values of real numbers, times, records, strings and "
-                "arrays of "
-                "arrays, nor signals of packages; they are not recorded");
+                "arrays of arrays, nor signals of packages; they are not recorded");
         }
     }
     m_isChoosing = true;
