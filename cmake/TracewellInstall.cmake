@@ -22,9 +22,4 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/tracewellConfigVersion.cmake
   DESTINATION ${configDir})
 
-# The prefix is known only when the package is installed, so the file finds it from its own place.
-file(RELATIVE_PATH prefixFromPkgConfig
-  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(cmake/tracewell.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tracewell.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tracewell.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+tracewell_install_pkg_config(cmake/tracewell.pc.in)

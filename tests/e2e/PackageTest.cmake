@@ -33,14 +33,28 @@ run(${CMAKE_COMMAND} -S ${consumer} -B build -G ${GENERATOR} -D CMAKE_PREFIX_PAT
 run(${CMAKE_COMMAND} --build build)
 expectAnswer(${SCRATCH_DIR}/build/consumer)
 
+# What is linked so starts without a word of where the library is; of a library that the system
+# looks after itself there is no such word.
 file(GLOB_RECURSE pkgConfigFile ${prefix}/*/tracewell.pc)
 get_filename_component(pkgConfigDir ${pkgConfigFile} DIRECTORY)
 run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgConfigDir} pkg-config --cflags --libs tracewell)
 separate_arguments(options UNIX_COMMAND "${output}")
-get_filename_component(libraryDir ${pkgConfigDir} DIRECTORY)
-run(${CXX} -std=c++17 ${flags} ${consumer}/consumer.cpp -o by-pkg-config ${options}
-  -Wl,-rpath,${libraryDir})
+run(${CXX} -std=c++17 ${flags} ${consumer}/consumer.cpp -o by-pkg-config ${options})
 expectAnswer(${SCRATCH_DIR}/by-pkg-config)
+
+run(${CMAKE_COMMAND} -E env DESTDIR=${SCRATCH_DIR}/staged
+  ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix /usr)
+file(GLOB_RECURSE pkgConfigFiles ${SCRATCH_DIR}/staged/*.pc)
+list(LENGTH pkgConfigFiles count)
+if(count EQUAL 0)
+  message(FATAL_ERROR "no .pc file was installed")
+endif()
+foreach(pkgConfigFile IN LISTS pkgConfigFiles)
+  file(STRINGS ${pkgConfigFile} rpath REGEX "rpath|@")
+  if(rpath)
+    message(FATAL_ERROR "${pkgConfigFile}: ${rpath}")
+  endif()
+endforeach()
 
 # The recipe of a test bench, where there is what it needs. Verilator's run-time library does not
 # pass the sanitizers.
