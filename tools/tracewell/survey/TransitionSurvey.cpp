@@ -168,7 +168,7 @@ void checkNames(const SurveyContext& context, const std::vector<std::uint32_t>& 
 void surveyTransitions(const SurveyContext& context)
 {
     Survey& survey = context.survey;
-    survey.transitions.emplace();
+    survey.transitions = Survey::Transitions();
     TransitionHeader header{};
     if (!checkHeader(context, header)) {
         return;
