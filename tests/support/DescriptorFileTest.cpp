@@ -1,9 +1,13 @@
+#include "ForkedProcess.h"
 #include "TestFiles.h"
 
+#include "FileIO.h"
+
 #include "platform/DescriptorFile.h"
+#include "platform/SharedRegion.h"
 
 #include <cerrno>
-
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,6 +53,32 @@ TEST(DescriptorFile, whatIsNoOrdinaryFileFailsInsteadOfHanging)
     ASSERT_TRUE(file.open(pipe, Mode::Read));
     EXPECT_EQ(file.readAt(0, &byte, 1), 0u);
     EXPECT_EQ(file.size(), -1);
+}
+
+TEST(DescriptorFile, nothingOpensInPlaceOfAClosedStandardStream)
+{
+    const TestDirectory directory;
+    ForkedProcess process([&] {
+        for (int inherited = 0; inherited < 16; ++inherited)
+            ::close(inherited);
+        DescriptorFile file;
+        FileIO stream;
+        SharedRegion creator;
+        SharedRegion opener;
+        const std::string name = SharedRegion::spellName("own", std::to_string(::getpid()));
+        bool isDone = file.open(directory.path("file"), Mode::Create) &&
+                      stream.open(directory.path("stream"), FileIO::Write) &&
+                      creator.create(name, 4096) == SharedRegion::Outcome::Done &&
+                      opener.open(name, 4096) == SharedRegion::Outcome::Done;
+        for (int standard = 0; standard < 3; ++standard)
+            isDone = isDone && ::fcntl(standard, F_GETFD) == -1;
+        for (int own = 3; own < 16; ++own) {
+            const int flags = ::fcntl(own, F_GETFD);
+            isDone = isDone && (flags == -1 || flags == FD_CLOEXEC);
+        }
+        return isDone;
+    });
+    EXPECT_TRUE(process.succeeds());
 }
 
 } // namespace

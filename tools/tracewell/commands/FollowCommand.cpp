@@ -4,6 +4,7 @@
 #include "commands/StoreOption.h"
 #include "commands/WindowOptions.h"
 #include "files/Interrupt.h"
+#include "files/OwnFile.h"
 #include "files/UnfinishedFile.h"
 #include "live/LiveChannel.h"
 #include "live/LivePicture.h"
@@ -23,9 +24,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -66,12 +65,6 @@ struct Options
     bool json = false;
     OnKernelExit onKernelExit = OnKernelExit::End;
 };
-
-std::string readWhole(const std::string& path)
-{
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 /// Better now than when the simulation has come at last.
 void requireWritable(const std::string& output)
@@ -217,7 +210,7 @@ bool Follow::connect()
 
 void Follow::readNames()
 {
-    m_nameText = readWhole(m_options.channel.debugFile());
+    m_nameText = readWholeFile(m_options.channel.debugFile());
     m_names.read(m_nameText);
     if (m_options.store == Store::Events && m_names.hasNames() &&
         m_names.layout().totalSize() > kLargestMemory) {

@@ -1,6 +1,7 @@
 #include "files/OutputText.h"
 
 #include "CommandError.h"
+#include "files/OwnFile.h"
 
 #include <fmt/format.h>
 
@@ -20,8 +21,7 @@ constexpr std::size_t kLarge = 256 * 1024;
 OutputText::OutputText(const std::string& path)
     : m_name(path == "-" ? "standard output" : path), m_isFile(path != "-")
 {
-    m_descriptor = m_isFile ? ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)
-                            : STDOUT_FILENO;
+    m_descriptor = m_isFile ? openOwnFile(path, O_WRONLY | O_CREAT | O_TRUNC) : STDOUT_FILENO;
     if (m_descriptor < 0) {
         throw CommandError(
             fmt::format("{}: cannot be created: {}; check the place and its permissions", m_name,

@@ -2,6 +2,7 @@
 
 #include "CommandError.h"
 #include "files/Interrupt.h"
+#include "files/OwnFile.h"
 #include "files/TimeReport.h"
 #include "text/Terminal.h"
 
@@ -127,7 +128,7 @@ WatchedEnd runWatched(const std::function<void()>& work)
 {
     int ends[2];
     const pid_t parent = ::getpid();
-    const bool hasPipe = ::pipe(ends) == 0;
+    const bool hasPipe = makeOwnPipe(ends);
     const pid_t child = hasPipe ? ::fork() : -1;
     if (child < 0) {
         throw CommandError(fmt::format("cannot start a process of its own: {}; close others first",

@@ -1,6 +1,7 @@
 #include "live/DebugFile.h"
 
 #include "CommandError.h"
+#include "files/OwnFile.h"
 #include "wave/NameSection.h"
 
 #include <fmt/format.h>
@@ -25,7 +26,6 @@ namespace {
 /// Only processes that begin and end at once with this one make for more than one.
 constexpr int kMostAttempts = 200;
 constexpr auto kPause = std::chrono::milliseconds(10);
-constexpr mode_t kMode = 0666;
 
 } // namespace
 
@@ -34,7 +34,7 @@ DebugFile::DebugFile(const std::string& path, std::string_view text) : m_path(pa
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
         std::error_code error;
         std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-        m_descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kMode);
+        m_descriptor = openOwnFile(path, O_RDWR | O_CREAT);
         if (m_descriptor < 0 && errno != ENOENT) {
             fail(fmt::format("cannot be made: {}; the simulation needs a directory that can be "
                              "written to, see --dir",

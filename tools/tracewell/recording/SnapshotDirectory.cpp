@@ -1,6 +1,7 @@
 #include "recording/SnapshotDirectory.h"
 
 #include "CommandError.h"
+#include "files/OwnFile.h"
 
 #include "OutputFileNames.h"
 
@@ -10,7 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 #include <sys/stat.h>
@@ -62,12 +62,9 @@ void SnapshotDirectory::write(std::string_view nameTable)
     const std::filesystem::path file = ZSIM::OutputFileNames::getDbgPathName(m_snapshot);
     std::error_code error;
     std::filesystem::create_directories(file.parent_path(), error);
-    errno = error.value();
-    std::ofstream stream(file, std::ios::binary);
-    stream.write(nameTable.data(), static_cast<std::streamsize>(nameTable.size()));
-    stream.close();
-    if (!stream) {
-        failToCreate(m_output, errno != 0 ? errno : EIO);
+    const int failure = error ? error.value() : writeWholeFile(file.string(), nameTable);
+    if (failure != 0) {
+        failToCreate(m_output, failure);
     }
 }
 

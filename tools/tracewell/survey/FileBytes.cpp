@@ -1,11 +1,16 @@
 #include "survey/FileBytes.h"
 
 #include "CommandError.h"
+#include "files/OwnFile.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace tracewell {
 
@@ -15,19 +20,25 @@ constexpr unsigned long long kWindowBytes = 8192;
 
 } // namespace
 
-FileBytes::FileBytes(const std::string& path) : m_path(path), m_file(path, std::ios::binary)
+FileBytes::FileBytes(const std::string& path)
+    : m_path(path), m_descriptor(openOwnFile(path, O_RDONLY | O_NOCTTY))
 {
-    m_file.seekg(0, std::ios::end);
-    m_size = static_cast<long long>(m_file.tellg());
-    if (!m_file || m_size < 0) {
+    if (m_descriptor < 0 || !lookAgain()) {
+        if (m_descriptor >= 0) {
+            ::close(m_descriptor);
+        }
         throw CommandError(fmt::format("{}: cannot be opened; check its permissions", path));
     }
 }
 
+FileBytes::~FileBytes()
+{
+    ::close(m_descriptor);
+}
+
 bool FileBytes::lookAgain()
 {
-    m_file.seekg(0, std::ios::end);
-    const auto size = static_cast<long long>(m_file.tellg());
+    const off_t size = ::lseek(m_descriptor, 0, SEEK_END);
     if (size <= m_size) {
         return false;
     }
@@ -40,12 +51,20 @@ bool FileBytes::read(long long offset, void* out, unsigned long long size)
     if (!contains(offset, size)) {
         return false;
     }
-    m_file.seekg(offset);
-    m_file.read(static_cast<char*>(out), static_cast<std::streamsize>(size));
-    if (!m_file) {
-        throw CommandError(fmt::format("{}: {} bytes at {} cannot be read; check the disk, and "
-                                       "that nothing cuts the file short meanwhile",
-                                       m_path, size, offset));
+    char* place = static_cast<char*>(out);
+    for (unsigned long long left = size; left != 0;) {
+        const ssize_t got = ::pread(m_descriptor, place, left, offset);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            throw CommandError(fmt::format("{}: {} bytes at {} cannot be read; check the disk, and "
+                                           "that nothing cuts the file short meanwhile",
+                                           m_path, left, offset));
+        }
+        place += got;
+        offset += got;
+        left -= static_cast<unsigned long long>(got);
     }
     return true;
 }

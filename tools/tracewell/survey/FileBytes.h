@@ -1,6 +1,5 @@
 #pragma once
 
-#include <fstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -14,6 +13,9 @@ class FileBytes
 public:
     /// \throws CommandError
     explicit FileBytes(const std::string& path);
+    FileBytes(const FileBytes&) = delete;
+    FileBytes& operator=(const FileBytes&) = delete;
+    ~FileBytes();
 
     const std::string& path() const { return m_path; }
     long long size() const { return m_size; }
@@ -54,8 +56,8 @@ public:
 
 private:
     std::string m_path;
-    std::ifstream m_file;
-    long long m_size = 0;
+    int m_descriptor;
+    long long m_size = -1;
 };
 
 } // namespace tracewell

@@ -1,6 +1,7 @@
 #include "vcd/VcdInput.h"
 
 #include "CommandError.h"
+#include "files/OwnFile.h"
 
 #include <fmt/format.h>
 
@@ -34,7 +35,7 @@ bool isBlank(char c)
 VcdInput::VcdInput(const std::string& path)
     : m_name(path == "-" ? "standard input" : path), m_buffer(kReadSize + 1)
 {
-    m_descriptor = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    m_descriptor = path == "-" ? STDIN_FILENO : openOwnFile(path, O_RDONLY);
     m_ownsDescriptor = path != "-";
     struct stat status;
     if (m_descriptor < 0 || ::fstat(m_descriptor, &status) != 0) {

@@ -1,7 +1,8 @@
 #include "TransitionLog.h"
 
+#include "platform/DescriptorFile.h"
+
 #include <cstdio>
-#include <fstream>
 
 namespace Tracewell {
 
@@ -49,7 +50,9 @@ void TransitionLog::clear()
 
 void TransitionLog::write(const std::string& path) const
 {
-    std::ofstream(path, std::ios::binary) << m_text;
+    DescriptorFile file;
+    if (file.open(path, DescriptorFile::Mode::Create))
+        file.writeAt(0, m_text.data(), m_text.size());
 }
 
 } // namespace Tracewell

@@ -1,5 +1,7 @@
 #include "platform/Descriptor.h"
 
+#include "platform/OwnDescriptor.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,6 +19,7 @@ int openDescriptor(const std::string& path, DescriptorUse use)
     do {
         descriptor = ::open(path.c_str(), flags | O_CLOEXEC, S_IRUSR | S_IWUSR);
     } while (descriptor < 0 && errno == EINTR);
+    descriptor = ownDescriptor(descriptor);
     struct stat status;
     if (descriptor >= 0 && (::fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode))) {
         ::close(descriptor);

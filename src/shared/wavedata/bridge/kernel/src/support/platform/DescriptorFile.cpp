@@ -1,5 +1,7 @@
 #include "platform/DescriptorFile.h"
 
+#include "platform/OwnDescriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -87,6 +89,7 @@ bool DescriptorFile::open(const std::string& path, Mode mode)
     do {
         m_descriptor = openDescriptor(path.c_str(), mode);
     } while (m_descriptor < 0 && errno == EINTR);
+    m_descriptor = ownDescriptor(m_descriptor);
 
     if (isOpen() && isDirectory(m_descriptor)) {
         close();

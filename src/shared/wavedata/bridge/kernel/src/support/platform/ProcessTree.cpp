@@ -1,8 +1,8 @@
 #include "platform/ProcessTree.h"
 
+#include "platform/DescriptorFile.h"
+
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 #include <unistd.h>
 
@@ -14,8 +14,16 @@ constexpr char kDeletedMark[] = " (deleted)";
 
 std::string readAll(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    std::string text;
+    DescriptorFile file;
+    if (!file.open(path, DescriptorFile::Mode::Read))
+        return text;
+    // The system does not tell the size of such a file.
+    char piece[4096];
+    while (const std::size_t got =
+               file.readAt(static_cast<long long>(text.size()), piece, sizeof piece))
+        text.append(piece, got);
+    return text;
 }
 
 std::string readLink(const std::string& path)

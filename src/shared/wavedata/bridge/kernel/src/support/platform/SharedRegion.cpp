@@ -1,5 +1,7 @@
 #include "platform/SharedRegion.h"
 
+#include "platform/OwnDescriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -47,6 +49,12 @@ bool isLockedByOther(int descriptor, off_t place)
     return ::fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
+/// shm_open closes it by itself when another program is executed.
+int openName(const std::string& name, int flags)
+{
+    return ownDescriptor(::shm_open(name.c_str(), O_RDWR | flags, kOwnerOnly));
+}
+
 /// 0, or what is wrong.
 int reserveSpace(int descriptor, std::size_t size)
 {
@@ -62,7 +70,7 @@ enum class NameState { Absent, SameFile, OtherFile };
 /// What the name stands for now, compared with an open file.
 NameState compareName(const std::string& name, int descriptor)
 {
-    const int other = ::shm_open(name.c_str(), O_RDWR, 0);
+    const int other = openName(name, 0);
     if (other < 0)
         return NameState::Absent;
     struct stat own;
@@ -129,7 +137,7 @@ SharedRegion::Outcome SharedRegion::create(const std::string& name, std::size_t 
 // asks for another attempt.
 SharedRegion::Outcome SharedRegion::makeFile()
 {
-    m_descriptor = ::shm_open(m_name.c_str(), O_RDWR | O_CREAT | O_EXCL, kOwnerOnly);
+    m_descriptor = openName(m_name, O_CREAT | O_EXCL);
     if (m_descriptor >= 0) {
         // Whoever came between took the new file for a stale one.
         if (!takeLock(m_descriptor, kCreatorLock))
@@ -142,7 +150,7 @@ SharedRegion::Outcome SharedRegion::makeFile()
     if (errno != EEXIST)
         return fail(Outcome::Failed, errno);
 
-    m_descriptor = ::shm_open(m_name.c_str(), O_RDWR, 0);
+    m_descriptor = openName(m_name, 0);
     if (m_descriptor < 0)
         return errno == ENOENT ? tryAgain() : failOpen();
     struct stat status;
@@ -167,7 +175,7 @@ SharedRegion::Outcome SharedRegion::open(const std::string& name, std::size_t si
 
 SharedRegion::Outcome SharedRegion::find(std::size_t size)
 {
-    m_descriptor = ::shm_open(m_name.c_str(), O_RDWR, 0);
+    m_descriptor = openName(m_name, 0);
     if (m_descriptor < 0)
         return failOpen();
     struct stat status;
