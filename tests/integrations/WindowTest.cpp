@@ -41,8 +41,10 @@ std::string tell(const std::string& path, long long from,
         }
         text += step.empty() ? "" : "#" + std::to_string(changes->time()) + "\n" + step;
     }
-    return text + "up to " + std::to_string(std::min(to, changes->latestTime())) + "\n" +
-           changes->warning();
+    for (const std::string& line : changes->shortfalls()) {
+        text += line + "\n";
+    }
+    return text + "up to " + std::to_string(std::min(to, changes->latestTime())) + "\n";
 }
 
 struct Case

@@ -33,6 +33,7 @@ target_sources(tracewell_cli PRIVATE
   wave/IndexLookup.cpp
   wave/MergedCursor.cpp
   wave/NearestNames.cpp
+  wave/Shortfalls.cpp
   wave/SignalNames.cpp
   wave/SignalSelection.cpp
   wave/TransitionCursor.cpp
@@ -43,4 +44,5 @@ target_sources(tracewell_cli PRIVATE
   wave/TreeValues.cpp
   wave/ValueRows.cpp
   wave/WaveFile.cpp
+  wave/Wholeness.cpp
 )

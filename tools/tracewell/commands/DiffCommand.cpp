@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/BeyondOption.h"
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "diff/RunComparison.h"
@@ -16,7 +17,6 @@
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +43,7 @@ struct Options
     std::string to;
     Radix radix = Radix::Automatic;
     bool json = false;
+    Reach reach = Reach::Whole;
 };
 
 /// All that a comparison found.
@@ -53,6 +54,8 @@ struct Result
     TimeText timeText;
     /// Where the runs end, when it was looked at.
     std::optional<std::pair<long long, long long>> ends;
+    /// Nothing was left out.
+    bool isWhole = true;
 
     bool hasEqualEnds() const { return !ends || ends->first == ends->second; }
     bool isEqual() const
@@ -95,8 +98,8 @@ private:
 
 Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDigitsOfB)
 {
-    const auto a = ChangeStream::openRun(options.a, fractionDigitsOfA);
-    const auto b = ChangeStream::openRun(options.b, fractionDigitsOfB);
+    const auto a = ChangeStream::openRun(options.a, fractionDigitsOfA, options.reach);
+    const auto b = ChangeStream::openRun(options.b, fractionDigitsOfB, options.reach);
     SignalNames namesOfA(options.a);
     SignalNames namesOfB(options.b);
     namesOfA.take(a->declarations());
@@ -123,11 +126,9 @@ Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDi
     if (comparison.sawEnds()) {
         result.ends = {time.ofA(a->latestTime()), time.ofB(b->latestTime())};
     }
-    for (const std::string& warning : {a->warning(), b->warning()}) {
-        if (!warning.empty()) {
-            std::cerr << fmt::format("tracewell: {}\n", warning);
-        }
-    }
+    const bool lacksA = tellShortfalls(options.a, *a);
+    const bool lacksB = tellShortfalls(options.b, *b);
+    result.isWhole = !lacksA && !lacksB;
     return result;
 }
 
@@ -218,7 +219,7 @@ void printJson(Output& out, const Options& options, const Result& result)
 
 void run(const Options& options)
 {
-    bool isEqual = false;
+    int exitCode = 0;
     try {
         const Result result = compareRuns(options);
         Output out;
@@ -228,7 +229,7 @@ void run(const Options& options)
             printText(out, options, result);
         }
         out.finish();
-        isEqual = result.isEqual();
+        exitCode = !result.isWhole ? kTrouble : result.isEqual() ? 0 : kDifferent;
     } catch (const CommandError& e) {
         throw CommandError(e.what(), kTrouble);
     } catch (const Qsim::Exception& e) {
@@ -237,8 +238,8 @@ void run(const Options& options)
         throw CommandError("the memory does not suffice for both runs; compare fewer signals",
                            kTrouble);
     }
-    if (!isEqual) {
-        throw CLI::RuntimeError(kDifferent);
+    if (exitCode != 0) {
+        throw CLI::RuntimeError(exitCode);
     }
 }
 
@@ -269,6 +270,7 @@ void addDiffCommand(CLI::App& app)
         ->allow_extra_args(false);
     addRadixOption(*command, options->radix);
     command->add_flag("--json", options->json, "JSON, for programs");
+    addBeyondOption(*command, options->reach);
     command->footer(
         "Example:\n"
         "  tracewell diff golden.wdb run.vcd --from 100ns --ignore '*.debug_*'\n"
@@ -277,7 +279,7 @@ void addDiffCommand(CLI::App& app)
         "where the runs end, if that differs. What counts is the last value of each time, and\n"
         "how often an event fires.\n"
         "Exit code 0 when the runs are the same, 1 when they differ, 2 for wrong usage and for\n"
-        "trouble: a run that cannot be read.");
+        "trouble: a run that cannot be read, or not in full.");
     command->callback([options] { run(*options); });
 }
 

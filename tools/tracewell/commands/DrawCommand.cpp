@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/BeyondOption.h"
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "draw/Picture.h"
@@ -40,6 +41,7 @@ struct Options
     Radix radix = Radix::Automatic;
     unsigned int width = 0;
     std::string output;
+    Reach reach = Reach::Whole;
 };
 
 std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, std::string& note)
@@ -83,7 +85,7 @@ void writeFile(const Options& options, const std::string& svg)
 
 void run(const Options& options)
 {
-    const auto opened = WaveFile::open(options.file);
+    const auto opened = WaveFile::open(options.file, options.reach);
     WaveFile& file = *opened;
     Picture picture;
     picture.title = std::filesystem::path(options.file).filename().string();
@@ -104,11 +106,12 @@ void run(const Options& options)
         const std::string svg = drawSvg(picture, width);
         if (options.output != "-") {
             writeFile(options, svg);
-            return;
+        } else {
+            Output out;
+            out << svg;
+            out.finish();
         }
-        Output out;
-        out << svg;
-        out.finish();
+        finishReading(options.file, file);
         return;
     }
     const unsigned int columns =
@@ -117,6 +120,7 @@ void run(const Options& options)
     Output out;
     out << drawText(picture, columns);
     out.finish();
+    finishReading(options.file, file);
 }
 
 } // namespace
@@ -143,6 +147,7 @@ void addDrawCommand(CLI::App& app)
                      "Write the picture to this SVG file (- for the standard output); without it, "
                      "draw in the terminal")
         ->type_name("OUT.svg");
+    addBeyondOption(*command, options->reach);
     command->footer("Example:\n"
                     "  tracewell draw run.wdb 'top.dut.*' --from 10us --to 12.5us -o run.svg\n"
                     "Stretches with more changes than there are pixels come out as bars. Hatched\n"

@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/BeyondOption.h"
 #include "text/Output.h"
 #include "text/ProgressBar.h"
 #include "text/Table.h"
@@ -33,6 +34,7 @@ struct Options
     std::string file;
     std::optional<unsigned int> bucket;
     bool json = false;
+    Reach reach = Reach::Whole;
 };
 
 /// Gives the records out one by one.
@@ -131,7 +133,7 @@ WdbIEventBlockDatabase::IteratorVector chooseBuckets(const Options& options,
 
 void run(const Options& options)
 {
-    EventWaveFile file = openEventWaveFile(options.file, "events");
+    EventWaveFile file = openEventWaveFile(options.file, "events", options.reach);
     WdbIEventBlockDatabase& database = file.database();
     const WdbEventDatabaseHeader& header = database.getEventDatabaseHeader();
     const unsigned long long division = divisionOf(header);
@@ -153,11 +155,14 @@ void run(const Options& options)
                 division == 0 ? 0
                               : static_cast<unsigned long long>(block.getBaseAddress()) / division;
             for (WdbEventBlock::Iterator event = block.getIterator(); event; ++event) {
-                printer.print(bucket, *event);
+                if ((*event).getTime() <= file.end()) {
+                    printer.print(bucket, *event);
+                }
             }
         }
     }
     printer.finish();
+    finishReading(options.file, file);
 }
 
 } // namespace
@@ -170,6 +175,7 @@ void addEventsCommand(CLI::App& app)
     command->add_option("--bucket", options->bucket, "Only this bucket, counted from 0")
         ->type_name("N");
     command->add_flag("--json", options->json, "JSON, for programs");
+    addBeyondOption(*command, options->reach);
     command->footer("Example:\n"
                     "  tracewell events run.wdb --bucket 0\n"
                     "Time in units of the timescale, address and length in bytes of the data\n"

@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/BeyondOption.h"
 #include "files/Interrupt.h"
 #include "files/OutputText.h"
 #include "files/UnfinishedFile.h"
@@ -11,7 +12,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -24,6 +24,7 @@ struct Options
 {
     std::string input;
     std::string output;
+    Reach reach = Reach::Whole;
 };
 
 class Export
@@ -43,13 +44,15 @@ private:
 void Export::run()
 {
     checkOutput(m_options.input, m_options.output, OutputKind::Any);
-    const std::unique_ptr<ChangeStream> changes = ChangeStream::open(m_options.input);
+    const std::unique_ptr<ChangeStream> changes =
+        ChangeStream::open(m_options.input, m_options.reach);
     OutputText out(m_options.output);
     m_output.start();
     out.text() = writeDeclarations(changes->declarations());
     writeChanges(*changes, out);
     out.finish();
     m_output.finish();
+    finishReading(m_options.input, *changes);
 }
 
 void Export::writeChanges(ChangeStream& changes, OutputText& out)
@@ -73,9 +76,6 @@ void Export::writeChanges(ChangeStream& changes, OutputText& out)
     if (changes.latestTime() > std::max(written, 0LL)) {
         fmt::format_to(std::back_inserter(out.text()), "#{}\n", changes.latestTime());
     }
-    if (const std::string warning = changes.warning(); !warning.empty()) {
-        std::cerr << "tracewell: " << warning << '\n';
-    }
 }
 
 } // namespace
@@ -87,12 +87,13 @@ void addExportCommand(CLI::App& app)
     command->add_option("FILE", options->input, "The wave database")->required();
     command->add_option("OUT.vcd", options->output, "The VCD to make; - is the standard output")
         ->required();
+    addBeyondOption(*command, options->reach);
     command->footer(
         "Example:\n"
         "  tracewell export run.wdb run.vcd\n"
         "Variables, hierarchy, identifier codes and timescale are those of the import,\n"
-        "values are written when they change. The file of a killed writer gives what\n"
-        "had reached it.");
+        "values are written when they change. The file of a killed writer is written up to\n"
+        "the time to which it is whole.");
     command->callback([options] { Export(*options).run(); });
 }
 

@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/BeyondOption.h"
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "text/Output.h"
@@ -29,6 +30,7 @@ struct Options
     std::string signal;
     Radix radix = Radix::Automatic;
     bool json = false;
+    Reach reach = Reach::Whole;
 };
 
 struct Found
@@ -107,7 +109,7 @@ void run(const Options& options)
     if (findFileKind(options.file) == FileKind::Transitions) {
         refuse(options.file, "a transition database");
     }
-    EventWaveFile file(options.file);
+    EventWaveFile file(options.file, options.reach);
     auto* const database =
         dynamic_cast<Tracewell::WdbMultipleBucketBtreeDatabase*>(&file.database());
     if (database == nullptr) {
@@ -124,7 +126,11 @@ void run(const Options& options)
     Found found;
     found.signal = signals.front();
     found.time = file.timeText().parse(options.time, Rounding::Down);
-    found.answer = findState(*database, file.storage(), found.signal, found.time);
+    found.answer =
+        findState(*database, file.storage(), found.signal, std::min(found.time, file.end()));
+    if (found.time > file.end()) {
+        found.answer.state.firings = 0;
+    }
     const ValueText valueText([&](long long id) { return file.reader().getStringMapValue(id); },
                               options.radix);
     found.value = valueText.format(found.signal, found.answer.state);
@@ -136,6 +142,7 @@ void run(const Options& options)
         printText(out, file.timeText(), found);
     }
     out.finish();
+    finishReading(options.file, file);
 }
 
 } // namespace
@@ -155,6 +162,7 @@ void addFindCommand(CLI::App& app)
         ->required();
     addRadixOption(*command, options->radix);
     command->add_flag("--json", options->json, "JSON, for programs");
+    addBeyondOption(*command, options->reach);
     command->footer("Example:\n"
                     "  tracewell find run.wdb 12.5us top.dut.data\n"
                     "Prints the value, when it was recorded, the stored blocks that tell it, and\n"

@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "commands/BeyondOption.h"
 #include "commands/WindowOptions.h"
 #include "text/Output.h"
 #include "wave/SignalSelection.h"
@@ -28,6 +29,7 @@ struct Options
     std::string time;
     std::vector<std::string> signals;
     bool json = false;
+    Reach reach = Reach::Whole;
 };
 
 struct Answer
@@ -61,7 +63,7 @@ Answer findChange(const SignalValues& values, long long time, Direction directio
 
 void run(const Options& options, Direction direction)
 {
-    const auto opened = WaveFile::open(options.file);
+    const auto opened = WaveFile::open(options.file, options.reach);
     WaveFile& file = *opened;
     // A time between two units has the one below before it and the one above behind it.
     const long long time = file.timeText().parse(
@@ -81,6 +83,7 @@ void run(const Options& options, Direction direction)
         out << (answer.time ? std::to_string(*answer.time) : "none") << "\n";
     }
     out.finish();
+    finishReading(options.file, file);
 }
 
 void addCommand(CLI::App& app, const char* name, const char* description, Direction direction)
@@ -94,6 +97,7 @@ void addCommand(CLI::App& app, const char* name, const char* description, Direct
                      "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]")
         ->required();
     command->add_flag("--json", options->json, "JSON, for programs");
+    addBeyondOption(*command, options->reach);
     command->footer(std::string("Example:\n  tracewell ") + name +
                     " run.wdb 12.5us top.clk\n"
                     "Prints the time in units of the timescale, or none.");

@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "commands/BeyondOption.h"
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "text/Output.h"
@@ -29,6 +30,7 @@ struct Options
     Radix radix = Radix::Automatic;
     bool csv = false;
     bool json = false;
+    Reach reach = Reach::Whole;
 };
 
 /// Columns that a value of the signal takes as a rule; a line that needs more is still complete.
@@ -138,7 +140,7 @@ void printJson(Output& out, const WaveFile& file, const SignalValues& values, Va
 
 void run(const Options& options)
 {
-    const auto opened = WaveFile::open(options.file);
+    const auto opened = WaveFile::open(options.file, options.reach);
     WaveFile& file = *opened;
     TimeWindow window = options.window.window(file.timeText(), file.latestTime());
     if (!options.resolution.empty()) {
@@ -157,6 +159,7 @@ void run(const Options& options)
         printTable(out, file, values, window, valueText, rows);
     }
     out.finish();
+    finishReading(options.file, file);
 }
 
 } // namespace
@@ -180,10 +183,12 @@ void addValuesCommand(CLI::App& app)
     addRadixOption(*command, options->radix);
     CLI::Option* csv = command->add_flag("--csv", options->csv, "Comma-separated values");
     command->add_flag("--json", options->json, "JSON, for programs")->excludes(csv);
+    addBeyondOption(*command, options->reach);
     command->footer(
         "Example:\n"
         "  tracewell values run.wdb top.clk 'top.dut.*' --from 10us --to 12.5us\n"
-        "@64:4 is 4 bytes from address 64 on; in a transition database, 4 objects from number 64 on.\n"
+        "@64:4 is 4 bytes from address 64 on; in a transition database, 4 objects from number 64 "
+        "on.\n"
         "The first line is what holds at --from, with the time of the last change before it.\n"
         "A blank is a signal without a value yet, ~~~~ a stretch with more changes than the\n"
         "resolution shows. Letters: x z, of nine-state signals also u w l h -; a capital X or Z\n"

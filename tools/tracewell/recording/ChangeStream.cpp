@@ -7,20 +7,21 @@
 
 namespace tracewell {
 
-std::unique_ptr<ChangeStream> ChangeStream::open(const std::string& path)
+std::unique_ptr<ChangeStream> ChangeStream::open(const std::string& path, Reach reach)
 {
     if (findFileKind(path) == FileKind::Transitions) {
         return std::make_unique<TransitionChanges>(path);
     }
-    return std::make_unique<EventChanges>(path);
+    return std::make_unique<EventChanges>(path, reach);
 }
 
-std::unique_ptr<ChangeStream> ChangeStream::openRun(const std::string& path, int fractionDigits)
+std::unique_ptr<ChangeStream> ChangeStream::openRun(const std::string& path, int fractionDigits,
+                                                    Reach reach)
 {
     if (isVcdText(path)) {
         return std::make_unique<VcdChanges>(path, fractionDigits);
     }
-    return open(path);
+    return open(path, reach);
 }
 
 bool ChangeStream::next()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "names/Declarations.h"
+#include "wave/Shortfalls.h"
 
 #include <cstdint>
 #include <memory>
@@ -32,21 +33,21 @@ struct FinerTimesNeeded
 /// value is another one than before, or at which an event fires. Whatever the recording is kept in,
 /// the same run gives the same steps with the same values. Holds what the step at hand needs and
 /// the present values, not the run. One thread.
-class ChangeStream
+class ChangeStream : public Shortfalls
 {
 public:
     /// Opens a wave database, whatever store it is.
     /// \throws CommandError when it cannot be read, or has no names to tell its values by.
-    static std::unique_ptr<ChangeStream> open(const std::string& path);
+    static std::unique_ptr<ChangeStream> open(const std::string& path, Reach reach = Reach::Whole);
 
     /// The same for a VCD text, a pipe with one, or "-" for the standard input, as well. Times of a
     /// text have `fractionDigits` decimals more than its timescale says.
-    static std::unique_ptr<ChangeStream> openRun(const std::string& path, int fractionDigits);
+    static std::unique_ptr<ChangeStream> openRun(const std::string& path, int fractionDigits,
+                                                 Reach reach = Reach::Whole);
 
     ChangeStream() = default;
     ChangeStream(const ChangeStream&) = delete;
     ChangeStream& operator=(const ChangeStream&) = delete;
-    virtual ~ChangeStream() = default;
 
     /// Valid from the start on, for the stream's life.
     virtual const Declarations& declarations() const = 0;
@@ -95,10 +96,6 @@ public:
 
     /// How much of the recording has been gone through, 0 to 1; 0 where that is not known.
     virtual double progress() const = 0;
-
-    /// After the last step: one line for a user who should know that some values could not be told
-    /// exactly. Empty when all is exact.
-    virtual std::string warning() const { return {}; }
 };
 
 } // namespace tracewell

@@ -17,8 +17,8 @@ void addBuckets(std::set<long long>& addresses, long long start, long long size,
 
 } // namespace
 
-EventChanges::EventChanges(const std::string& path)
-    : ReplayedChanges(path), m_file(path), m_texts(path)
+EventChanges::EventChanges(const std::string& path, Reach reach)
+    : ReplayedChanges(path), m_reach(reach), m_file(path, reach), m_texts(path)
 {
     m_file.requireNames();
     start(m_texts);
@@ -48,11 +48,31 @@ bool EventChanges::findNext(long long& time)
         m_events.emplace(m_file.database(), path());
         m_event = m_events->next();
     }
-    if (m_event == nullptr) {
+    if (m_event == nullptr || m_event->getTime() > m_file.end()) {
         return false;
     }
     time = m_event->getTime();
     return true;
+}
+
+std::vector<std::string> EventChanges::shortfalls() const
+{
+    std::vector<std::string> lines = m_file.shortfalls();
+    const std::vector<std::string> texts = ReplayedChanges::shortfalls();
+    if (m_reach == Reach::Whole) {
+        lines.insert(lines.end(), texts.begin(), texts.end());
+    }
+    return lines;
+}
+
+std::vector<std::string> EventChanges::notices() const
+{
+    std::vector<std::string> lines = m_file.notices();
+    const std::vector<std::string> texts = ReplayedChanges::shortfalls();
+    if (m_reach == Reach::Beyond) {
+        lines.insert(lines.end(), texts.begin(), texts.end());
+    }
+    return lines;
 }
 
 void EventChanges::applyNext()

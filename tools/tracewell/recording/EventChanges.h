@@ -6,6 +6,8 @@
 #include "wave/EventWaveFile.h"
 
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace tracewell {
 
@@ -16,11 +18,13 @@ class EventChanges : public ReplayedChanges
 {
 public:
     /// \throws CommandError, Qsim::OpenException
-    explicit EventChanges(const std::string& path);
+    explicit EventChanges(const std::string& path, Reach reach = Reach::Whole);
 
     const Declarations& declarations() const override { return m_file.declarations(); }
     const DataLayout& layout() const override { return m_file.layout(); }
     long long latestTime() const override { return m_file.latestTime(); }
+    std::vector<std::string> shortfalls() const override;
+    std::vector<std::string> notices() const override;
 
 protected:
     void choose(const std::vector<std::uint32_t>& objects) override;
@@ -28,6 +32,7 @@ protected:
     void applyNext() override;
 
 private:
+    Reach m_reach;
     EventWaveFile m_file;
     TextLookup m_texts;
     /// Made when it is clear which buckets take part.

@@ -39,7 +39,9 @@ class EventWriter : public RecordingWriter
 {
 public:
     explicit EventWriter(unsigned int division)
-        : m_writer(*qtracewell_getStandAloneWdbWriter()), m_division(division)
+        : m_writer(
+              static_cast<Tracewell::WdbStandAloneWriter&>(*qtracewell_getStandAloneWdbWriter())),
+          m_division(division)
     {}
     ~EventWriter() override { m_writer.close(); }
 
@@ -54,14 +56,15 @@ public:
         // Nothing is traced twice, and the filter would fuse the firings of an event at one time.
         m_writer.setFilterRepeatedValue(false);
         m_writer.setApplication("tracewell");
+        m_writer.setWholeMark(true);
         m_writer.open(IWdbWriter::kDefaultMode, directory.snapshot(), output, 0);
     }
 
-    void flush() override { static_cast<Tracewell::WdbStandAloneWriter&>(m_writer).flush(); }
+    void flush() override { m_writer.flush(); }
     void finish(long long, SnapshotDirectory&, const Declarations&) override { m_writer.close(); }
 
 private:
-    IWdbWriter& m_writer;
+    Tracewell::WdbStandAloneWriter& m_writer;
     unsigned int m_division;
 };
 

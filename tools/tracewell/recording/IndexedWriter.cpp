@@ -9,6 +9,7 @@
 #include "WdbFileManager.h"
 #include "WdbMultipleBucketBtreeDatabase.h"
 #include "WdbStringMapDatabase.h"
+#include "WdbWholeMark.h"
 
 #include <unordered_map>
 
@@ -54,6 +55,7 @@ private:
     Tracewell::WdbFileManager m_file;
     std::unique_ptr<WdbMultipleBucketBtreeDatabase> m_database;
     std::unique_ptr<WdbStringMapDatabase> m_texts;
+    Tracewell::WdbWholeMark m_mark;
     long long m_eventStart = 0;
     long long m_eventEnd = 0;
     std::unordered_map<long long, Firings> m_firings;
@@ -81,6 +83,7 @@ void IndexedWriter::open(const std::string& output, const SnapshotDirectory& dir
     m_texts = std::make_unique<WdbStringMapDatabase>(m_file);
     m_texts->initialize(
         WdbStringMapDatabase::createStringMapSection(kStringMapTypeId, m_file, true), true);
+    m_mark.create(m_file);
     makeCurrent();
 }
 
@@ -115,6 +118,10 @@ void IndexedWriter::flush()
     // The texts first: an event that is in the file finds the text that it names.
     m_texts->flush();
     m_database->sync();
+    // More may come of the latest time.
+    if (m_database->getLatestTime() > 0) {
+        m_mark.set(m_file, m_database->getLatestTime() - 1);
+    }
 }
 
 void IndexedWriter::finish(long long, SnapshotDirectory&, const Declarations&)
@@ -126,6 +133,7 @@ void IndexedWriter::closeFile()
 {
     m_texts.reset();
     m_database.reset();
+    m_mark.set(m_file, Tracewell::WdbWholeMark::kClosed);
     m_file.close();
 }
 

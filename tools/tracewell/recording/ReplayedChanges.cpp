@@ -87,13 +87,14 @@ double ReplayedChanges::progress() const
            static_cast<double>(std::max(latestTime(), 1LL));
 }
 
-std::string ReplayedChanges::warning() const
+std::vector<std::string> ReplayedChanges::shortfalls() const
 {
-    return m_values->missingTexts() == 0
-               ? std::string()
-               : fmt::format("{}: the texts of {} values never reached the file; what stands for "
-                             "them was taken",
-                             m_path, m_values->missingTexts());
+    if (m_values->missingTexts() == 0) {
+        return {};
+    }
+    return {fmt::format("the texts of {} values never reached the file; what stands for them was "
+                        "taken",
+                        m_values->missingTexts())};
 }
 
 } // namespace tracewell

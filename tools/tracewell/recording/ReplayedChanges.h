@@ -33,7 +33,7 @@ public:
     }
     unsigned long long firings(std::uint32_t object) const override;
     double progress() const override;
-    std::string warning() const override;
+    std::vector<std::string> shortfalls() const override;
 
     const std::string& path() const { return m_path; }
     virtual const DataLayout& layout() const = 0;

@@ -44,13 +44,14 @@ double VcdChanges::progress() const
                : static_cast<double>(input.bytesRead()) / static_cast<double>(input.size());
 }
 
-std::string VcdChanges::warning() const
+std::vector<std::string> VcdChanges::notices() const
 {
-    return m_run->isCutOff()
-               ? fmt::format("{}: line {}: the file is cut off inside a value change; everything "
-                             "before it was taken",
-                             m_run->input().name(), m_run->input().line())
-               : std::string();
+    if (!m_run->isCutOff()) {
+        return {};
+    }
+    return {fmt::format("line {}: the file is cut off inside a value change; everything before it "
+                        "was taken",
+                        m_run->input().line())};
 }
 
 /// Of strings, and of values that only a text can tell.

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tracewell {
 
@@ -23,7 +24,7 @@ public:
     const DataLayout& layout() const override { return m_run->layout(); }
     long long latestTime() const override { return m_run->recorder().time(); }
     double progress() const override;
-    std::string warning() const override;
+    std::vector<std::string> notices() const override;
 
 protected:
     bool findNext(long long& time) override;

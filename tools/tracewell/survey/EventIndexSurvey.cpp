@@ -1,11 +1,10 @@
 #include "survey/EventIndexSurvey.h"
 
+#include "survey/IndexNode.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <cstddef>
-#include <cstring>
 #include <memory>
 
 namespace tracewell {
@@ -13,49 +12,6 @@ namespace tracewell {
 namespace {
 
 using Tracewell::WdbEventBlock;
-
-// As they lie in the file.
-
-struct TreeHeader
-{
-    long long root;
-    long long startTime;
-    unsigned char reserved[256];
-};
-static_assert(sizeof(TreeHeader) == 272);
-
-using Key = std::array<unsigned char, WdbEventBlock::kKeySize>;
-
-struct IndexNode
-{
-    static constexpr unsigned int kSlots = 100;
-
-    long long children[kSlots];
-    long long lengths[kSlots];
-    long long largestDiff;
-    Key keys[kSlots];
-    unsigned int count;
-    unsigned char isLeaf;
-    unsigned char padding[3];
-
-    long long precedingLength(unsigned int entry) const
-    {
-        return entry > 0 ? lengths[entry - 1] : 0;
-    }
-};
-static_assert(sizeof(IndexNode) == 27216 && offsetof(IndexNode, keys) == 1608);
-
-struct IndexRecord
-{
-    long long block;
-    unsigned int size;
-    unsigned int padding;
-    long long largestDiff;
-};
-static_assert(sizeof(IndexRecord) == 24);
-
-/// All nodes but those of the right edge are full, so no sound tree is deeper.
-constexpr unsigned int kMostLevels = 10;
 
 /// Times of a damaged file may be anything.
 long long addTimes(long long a, long long b)
@@ -86,7 +42,7 @@ private:
     {
         long long length = 0;
         long long largestDiff = 0;
-        Key keys{};
+        IndexKey keys{};
     };
 
     bool walkNode(Place place, long long start, unsigned int level, Subtree& subtree);
@@ -117,7 +73,7 @@ std::string EventIndexSurvey::lost() const
 void EventIndexSurvey::walk(Place place, long long treeHeader)
 {
     place.node = treeHeader;
-    TreeHeader header{};
+    IndexTreeHeader header{};
     if (!m_context.claim(place, "a tree header", treeHeader, sizeof header, "the bucket")) {
         return;
     }
@@ -140,8 +96,8 @@ void EventIndexSurvey::walk(Place place, long long treeHeader)
 bool EventIndexSurvey::walkNode(Place place, long long start, unsigned int level, Subtree& subtree)
 {
     const auto node = std::make_unique<IndexNode>();
-    if (level > kMostLevels) {
-        m_context.damage(place, fmt::format("the tree is deeper than {} nodes", kMostLevels),
+    if (level > kMostIndexLevels) {
+        m_context.damage(place, fmt::format("the tree is deeper than {} nodes", kMostIndexLevels),
                          lost());
         return false;
     }
@@ -154,10 +110,10 @@ bool EventIndexSurvey::walkNode(Place place, long long start, unsigned int level
     }
     bool isWhole = true;
     long long largestDiff = 0;
-    for (unsigned int i = 0; i < node->count; ++i) {
+    for (unsigned int i = 0; i < node->tail.count; ++i) {
         const long long entryStart = addTimes(start, node->precedingLength(i));
         Subtree entry;
-        const bool isEntryWhole = node->isLeaf != 0
+        const bool isEntryWhole = node->tail.isLeaf != 0
                                       ? walkRecord(place, *node, i, entryStart, entry)
                                       : walkChild(place, *node, i, entryStart, level, entry);
         isWhole = isWhole && isEntryWhole;
@@ -171,7 +127,7 @@ bool EventIndexSurvey::walkNode(Place place, long long start, unsigned int level
         tellDisagreement(place, fmt::format("the node gives {} as its largest diff, its entries {}",
                                             node->largestDiff, largestDiff));
     }
-    subtree.length = node->precedingLength(node->count);
+    subtree.length = node->precedingLength(node->tail.count);
     subtree.largestDiff = node->largestDiff;
     m_context.showProgress();
     return isWhole;
@@ -180,14 +136,14 @@ bool EventIndexSurvey::walkNode(Place place, long long start, unsigned int level
 /// False when nothing below the node can be trusted.
 bool EventIndexSurvey::readNode(const Place& place, IndexNode& node)
 {
-    if (node.count > IndexNode::kSlots) {
+    if (node.tail.count > IndexNode::kSlots) {
         m_context.damage(place,
-                         fmt::format("the node counts {} entries and has room for {}", node.count,
-                                     IndexNode::kSlots),
+                         fmt::format("the node counts {} entries and has room for {}",
+                                     node.tail.count, IndexNode::kSlots),
                          lost());
         return false;
     }
-    if (node.isLeaf > 1) {
+    if (node.tail.isLeaf > 1) {
         m_context.damage(place, "the node is neither a leaf nor an inner node", lost());
         return false;
     }
@@ -209,7 +165,7 @@ bool EventIndexSurvey::walkRecord(Place place, const IndexNode& node, unsigned i
     place.block = record.block;
     place.blockSize = record.size;
     const WdbEventBlock& block = m_blocks.block(m_bucket);
-    Key key;
+    IndexKey key;
     long long largestDiff = 0;
     block.getLargestDiffAndKey(m_bucket.base, largestDiff, key.data());
     const std::string searchFails = "nothing; a search by time may go wrong here";

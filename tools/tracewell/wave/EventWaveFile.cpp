@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 
 #include <cstdlib>
+#include <limits>
 #include <string_view>
 
 namespace tracewell {
@@ -26,10 +27,11 @@ using Tracewell::WdbIEventBlockDatabase;
 
 } // namespace
 
-EventWaveFile::EventWaveFile(const std::string& path) : WaveFile(path)
+EventWaveFile::EventWaveFile(const std::string& path, Reach reach) : WaveFile(path)
 {
     openReader();
     readNames();
+    findEnd(reach);
 }
 
 EventWaveFile::~EventWaveFile() = default;
@@ -72,6 +74,44 @@ Tracewell::WdbIBlockManager& EventWaveFile::storage()
     return m_fileManager->getFileBlockManager();
 }
 
+void EventWaveFile::findEnd(Reach reach)
+{
+    m_latestTime = database().getLatestTime();
+    m_wholeness = findWholeness(*m_fileManager, m_database->getEventDatabaseHeader());
+    m_end = m_wholeness.isClosed || reach == Reach::Beyond ? std::numeric_limits<long long>::max()
+                                                           : m_wholeness.upTo;
+}
+
+std::vector<std::string> EventWaveFile::shortfalls() const
+{
+    if (m_latestTime <= m_end) {
+        return {};
+    }
+    return {
+        endText() +
+        (m_end < 0 ? ", so all of it was left out" : ", and what lies behind that was left out") +
+        "; --beyond shows it, with values that may be in part"};
+}
+
+std::vector<std::string> EventWaveFile::notices() const
+{
+    if (m_wholeness.isClosed || m_latestTime > m_end) {
+        return {};
+    }
+    return {endText() + (m_latestTime > m_wholeness.upTo
+                             ? ", and values behind that may be in part"
+                             : ", and nothing that could be read lies behind that")};
+}
+
+std::string EventWaveFile::endText() const
+{
+    const std::string upTo =
+        m_wholeness.upTo < 0
+            ? "not known to be whole up to any time"
+            : fmt::format("whole up to time {}", timeText().format(m_wholeness.upTo));
+    return "its writer never closed it; it is " + upTo;
+}
+
 void EventWaveFile::readNames()
 {
     long long size = 0;
@@ -80,14 +120,14 @@ void EventWaveFile::readNames()
                           : std::string_view());
 }
 
-EventWaveFile openEventWaveFile(const std::string& path, const std::string& command)
+EventWaveFile openEventWaveFile(const std::string& path, const std::string& command, Reach reach)
 {
     if (findFileKind(path) != FileKind::Events) {
         throw CommandError(fmt::format("{}: this is a transition database; `tracewell {}` is for "
                                        "event databases; `tracewell values` shows this one",
                                        path, command));
     }
-    return EventWaveFile(path);
+    return EventWaveFile(path, reach);
 }
 
 } // namespace tracewell

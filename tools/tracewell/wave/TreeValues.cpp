@@ -11,7 +11,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -69,7 +71,8 @@ std::optional<long long> nearestChange(const Tracewell::WdbIEventReader& reader,
 } // namespace
 
 TreeValues::TreeValues(EventWaveFile& file, std::vector<Signal> chosen)
-    : SignalValues(std::move(chosen)), m_reader(file.reader()), m_trees(signals().size())
+    : SignalValues(std::move(chosen)), m_reader(file.reader()), m_end(file.end()),
+      m_trees(signals().size())
 {
     std::error_code error;
     const std::uintmax_t fileSize = std::filesystem::file_size(file.path(), error);
@@ -90,7 +93,8 @@ TreeValues::TreeValues(EventWaveFile& file, std::vector<Signal> chosen)
 
 TreeValues::TreeValues(Tracewell::WdbLiveReader& reader, const std::string& path,
                        std::vector<Signal> chosen)
-    : SignalValues(std::move(chosen)), m_reader(reader), m_trees(signals().size())
+    : SignalValues(std::move(chosen)), m_reader(reader),
+      m_end(std::numeric_limits<long long>::max()), m_trees(signals().size())
 {
     requireSensibleSize(path, 0);
     for (std::size_t i = 0; i < signals().size(); ++i) {
@@ -100,8 +104,11 @@ TreeValues::TreeValues(Tracewell::WdbLiveReader& reader, const std::string& path
 
 std::unique_ptr<SignalCursor> TreeValues::cursor(std::size_t signal, const TimeWindow& window) const
 {
-    return std::make_unique<TreeCursor>(signals()[signal], m_trees[signal], window,
-                                        m_reader.getLatestTime());
+    TimeWindow shown = window;
+    shown.from = std::min(shown.from, m_end);
+    shown.to = std::min(shown.to, m_end);
+    return std::make_unique<TreeCursor>(signals()[signal], m_trees[signal], shown,
+                                        std::min(m_reader.getLatestTime(), m_end));
 }
 
 std::optional<long long> TreeValues::nextChange(std::size_t signal, long long time) const
@@ -113,11 +120,14 @@ std::optional<long long> TreeValues::nextChange(std::size_t signal, long long ti
             nearest = found;
         }
     }
-    return nearest;
+    return nearest && *nearest <= m_end ? nearest : std::nullopt;
 }
 
 std::optional<long long> TreeValues::previousChange(std::size_t signal, long long time) const
 {
+    if (time > m_end) {
+        time = m_end + 1;
+    }
     std::optional<long long> nearest;
     for (WdbScalarBTree* tree : m_trees[signal]) {
         const std::optional<long long> found = nearestChange(m_reader, tree, time, false);

@@ -41,6 +41,8 @@ private:
     void requireSensibleSize(const std::string& path, unsigned long long fileSize) const;
 
     Tracewell::WdbIEventReader& m_reader;
+    /// What comes behind it is left out.
+    long long m_end;
     std::vector<std::vector<Tracewell::WdbScalarBTree*>> m_trees;
 };
 

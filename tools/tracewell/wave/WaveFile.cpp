@@ -6,12 +6,12 @@
 
 namespace tracewell {
 
-std::unique_ptr<WaveFile> WaveFile::open(const std::string& path)
+std::unique_ptr<WaveFile> WaveFile::open(const std::string& path, Reach reach)
 {
     if (findFileKind(path) == FileKind::Transitions) {
         return std::make_unique<TransitionWaveFile>(path);
     }
-    return std::make_unique<EventWaveFile>(path);
+    return std::make_unique<EventWaveFile>(path, reach);
 }
 
 } // namespace tracewell

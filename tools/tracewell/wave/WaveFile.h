@@ -1,5 +1,6 @@
 #pragma once
 
+#include "wave/Shortfalls.h"
 #include "wave/SignalNames.h"
 #include "wave/SignalValues.h"
 
@@ -10,16 +11,16 @@
 namespace tracewell {
 
 /// A recording opened for reading, with the names of what it recorded. One thread.
-class WaveFile : public SignalNames
+class WaveFile : public SignalNames, public Shortfalls
 {
 public:
     /// Looks at the file and opens it as what it is.
     /// \throws CommandError or Qsim::OpenException
-    static std::unique_ptr<WaveFile> open(const std::string& path);
+    static std::unique_ptr<WaveFile> open(const std::string& path, Reach reach = Reach::Whole);
     WaveFile(const WaveFile&) = delete;
     WaveFile& operator=(const WaveFile&) = delete;
-    virtual ~WaveFile() = default;
 
+    /// Where what is shown ends.
     virtual long long latestTime() const = 0;
     /// The file outlives them.
     /// \throws CommandError

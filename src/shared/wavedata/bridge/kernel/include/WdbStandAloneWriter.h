@@ -3,6 +3,7 @@
 #include "IWdbWriter.h"
 #include "TracewellExport.h"
 #include "WdbFileManager.h"
+#include "WdbWholeMark.h"
 
 #include <memory>
 #include <string>
@@ -58,8 +59,12 @@ public:
     void setBucketDivision(unsigned int division) override { m_bucketDivision = division; }
     void setFilterRepeatedValue(bool filter) override;
 
+    /// Whether the files opened from now on have a mark (see WdbWholeMark), which flush and close
+    /// bring up to date. Not, if nobody asks for it. Kernels whose time goes back must not.
+    void setWholeMark(bool hasMark) { m_hasMark = hasMark; }
     /// After it, everything traced so far is readable by a reader that opens the file now, and
-    /// survives the death of this process.
+    /// survives the death of this process. The mark is set to the time before the latest one, of
+    /// which more may come; markCurrentTime with the next time says that a step is over.
     void flush();
 
 private:
@@ -98,9 +103,11 @@ private:
     WdbFileManager m_fileManager;
     std::string m_fileName;
     std::unique_ptr<WdbStringMapDatabase> m_stringMap;
+    WdbWholeMark m_mark;
     long long m_addressSize = 0;
     unsigned int m_bucketDivision;
     bool m_filter = true;
+    bool m_hasMark = false;
 };
 
 } // namespace Tracewell

@@ -118,6 +118,10 @@ void WdbStandAloneWriter::create(const std::string& snapshot, const std::string&
     stringMap->initialize(
         WdbStringMapDatabase::createStringMapSection(kStringMapTypeId, m_fileManager, true), true);
 
+    m_mark = WdbWholeMark();
+    if (m_hasMark)
+        m_mark.create(m_fileManager);
+
     // The factory's class for this type, known by name so that a trace call is no virtual call.
     m_eventDatabase.reset(static_cast<WdbMultipleBucketEventDatabase*>(database.release()));
     m_stringMap = std::move(stringMap);
@@ -136,6 +140,8 @@ void WdbStandAloneWriter::close()
     const bool wasOpen = m_eventDatabase != nullptr;
     m_eventDatabase.reset();
     m_stringMap.reset();
+    if (wasOpen && !isBroken())
+        m_mark.set(m_fileManager, WdbWholeMark::kClosed);
     m_fileManager.close();
     if (wasOpen && isBroken())
         tellFailureHandler("Tracing to " + m_fileName +
@@ -175,7 +181,10 @@ void WdbStandAloneWriter::flush()
     m_stringMap->flush();
     m_eventDatabase->flush();
     if (isBroken())
-        close();
+        return close();
+    const long long latest = m_eventDatabase->getLatestTime();
+    if (latest > 0)
+        m_mark.set(m_fileManager, latest - 1);
 }
 
 /// Null when the writer that trace functions go to is closed, or there is none.

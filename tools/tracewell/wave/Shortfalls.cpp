@@ -1,0 +1,31 @@
+#include "wave/Shortfalls.h"
+
+#include "text/Utf8.h"
+
+#include <CLI/Error.hpp>
+#include <fmt/format.h>
+
+#include <iostream>
+
+namespace tracewell {
+
+bool tellShortfalls(const std::string& path, const Shortfalls& source)
+{
+    const std::vector<std::string> shortfalls = source.shortfalls();
+    for (const std::vector<std::string>& lines : {source.notices(), shortfalls}) {
+        for (const std::string& line : lines) {
+            std::cerr << fmt::format("tracewell: {}: {}\n", printable(path), printable(line));
+        }
+    }
+    return !shortfalls.empty();
+}
+
+void finishReading(const std::string& path, const Shortfalls& source)
+{
+    constexpr int kLacking = 1;
+    if (tellShortfalls(path, source)) {
+        throw CLI::RuntimeError(kLacking);
+    }
+}
+
+} // namespace tracewell
