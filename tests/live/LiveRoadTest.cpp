@@ -15,9 +15,12 @@
 #include <atomic>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <thread>
+
+#include <sys/mman.h>
 
 namespace Tracewell {
 namespace {
@@ -53,10 +56,10 @@ struct Kernel
             send(i, offset);
         writer.markCurrentTime(end - 1);
     }
-    void awaitViewer()
+    void awaitViewer(void (*wait)() = &pause)
     {
         while (!writer.isViewerPresent())
-            pause();
+            wait();
     }
     bool stayWhileFollowed()
     {
@@ -363,6 +366,96 @@ TEST_F(LiveRoad, restartAndRelaunchUnderLoadLoseNothingOfWhatComesBehind)
     reader.reset();
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     EXPECT_FALSE(readHistory(filePath(), 0).empty());
+}
+
+// The viewer stops in the middle of a run, and the kernel has begun the next one, on the same
+// region or on a new one, and perhaps filled the ring, when the viewer takes it up.
+TEST_F(LiveRoad, aRunBehindARestartOfBothSidesIsWholeAndAlone)
+{
+    constexpr int kRounds = 40;
+    const auto changesIn = [](int round) { return round % 10 == 9 ? 400000 : 1 + round * 37; };
+    struct Shared
+    {
+        std::atomic<int> asked{0};
+        std::atomic<int> begun{0};
+        std::atomic<int> seen{0};
+    };
+    auto& shared = *new (::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Shared;
+    ForkedProcess process([&] {
+        std::optional<Kernel> kernel(std::in_place, m_snapshot);
+        long long time = 0;
+        for (int round = 1; round <= kRounds; ++round) {
+            kernel->writer.setWaitHook([&] { return shared.asked < round; });
+            while (shared.asked < round)
+                kernel->send(time++);
+            kernel->writer.setWaitHook({});
+            if (round % 3 == 0)
+                kernel.emplace(m_snapshot);
+            else
+                kernel->writer.restart();
+            shared.begun = round;
+            time = changesIn(round);
+            kernel->sendAll(0, time, static_cast<unsigned char>(round));
+            while (shared.seen < round)
+                std::this_thread::yield();
+        }
+        return true;
+    });
+    auto reader = follow(m_snapshot);
+    Trees trees;
+    reader->openByteTrees(0, 1, trees);
+    for (int round = 1; round <= kRounds; ++round) {
+        std::this_thread::sleep_for(std::chrono::microseconds(m_random() % 4000));
+        reader->restart();
+        shared.asked = round;
+        while (shared.begun < round)
+            std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(m_random() % 4000));
+        reader->relaunchAfterRestart();
+        const int changes = changesIn(round);
+        while (reader->getLatestTime() < changes - 1 ||
+               reader->getEventCount() < static_cast<unsigned long long>(changes))
+            std::this_thread::yield();
+        ASSERT_EQ(reader->getEventCount(), changes) << "round " << round;
+        ASSERT_EQ(liveHistory(*reader, *trees[0]), historyOf(0, 0, changes, round)) << round;
+        shared.seen = round;
+    }
+    EXPECT_TRUE(process.succeeds());
+    ::munmap(&shared, sizeof(Shared));
+}
+
+// The kernel closes as soon as it has sent, and opens the next channel in the same moment.
+TEST_F(LiveRoad, aViewerHasTheWholeOfEachRunHoweverQuicklyTheNextOneBegins)
+{
+    constexpr int kRuns = 60;
+    const auto changesOf = [](int run) { return 1 + run % 7; };
+    ForkedProcess process([&] {
+        std::optional<Kernel> kernel;
+        for (int run = 0; run < kRuns; ++run) {
+            kernel.emplace(m_snapshot);
+            kernel->awaitViewer(std::this_thread::yield);
+            for (int i = 0; i < changesOf(run); ++i)
+                kernel->send(run);
+        }
+        return true;
+    });
+    int run = 0;
+    while (run < kRuns) {
+        auto reader = follow(m_snapshot, 0, "run.wdb");
+        for (bool isLast = run % 2 == 0;;) {
+            awaitEnd(*reader);
+            ASSERT_EQ(reader->getEventCount(), changesOf(run)) << "run " << run;
+            ++run;
+            if (isLast || run == kRuns)
+                break;
+            isLast = true;
+            while (!WdbLiveReader::isOffered(m_snapshot, 0))
+                std::this_thread::yield();
+            reader->relaunchAfterRestart();
+        }
+    }
+    EXPECT_TRUE(process.succeeds());
 }
 
 // The name of the data file's directory is the snapshot where none was set.

@@ -7,7 +7,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <numeric>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -151,6 +153,19 @@ TEST_F(LiveWriter, theWaitHookDecidesWhatAFullRingDoes)
     m_ring = std::make_unique<WdbSharedMemMgr>(
         false, ZSIM::OutputFileNames::getKernelExecDirName(m_snapshot), 3);
     EXPECT_THAT(receive(), ElementsAre("mark 2"));
+
+    std::atomic<bool> isWaiting{false};
+    m_writer.setWaitHook([&] { return isWaiting = true; });
+    std::thread simulation([&] {
+        while (!isWaiting)
+            m_writer.getTraceVhdlFunc()(3, 0, 200, m_memory, m_value.data());
+    });
+    while (!isWaiting)
+        std::this_thread::yield();
+    m_writer.restart();
+    simulation.join();
+    m_writer.markCurrentTime(4);
+    EXPECT_THAT(receive(), ElementsAre("mark 4"));
 }
 
 } // namespace

@@ -52,7 +52,8 @@ public:
     /// Ends the thread and empties the ring: the simulation is about to begin anew.
     void restart() override;
     /// Begins the file anew, with the files that saveRtti and saveDbg had, and starts the thread
-    /// again, on the channel of a new simulation process if there is one. Trees survive, empty.
+    /// again, on the channel of a new simulation if there is one and nothing is left in the present
+    /// one; otherwise that is stored first, for the next call to go on. Trees survive, empty.
     /// \throws Qsim::OpenException; nothing is stored then before a call that succeeds.
     void relaunchAfterRestart() override;
     /// Embed a file of the simulation; one that does not exist changes nothing.

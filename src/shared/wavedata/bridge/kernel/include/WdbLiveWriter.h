@@ -57,6 +57,7 @@ public:
     /// waits for room gives up.
     void close() override;
     /// Empties the ring. The viewer has called its own restart before, and relaunches behind it.
+    /// Whoever waits for room gives up: that change belongs to what is dropped.
     void restart() override;
     /// Does nothing, and neither do the setters below setBaseDPOffset.
     void setMaxTraceableSize(unsigned int size) override;
@@ -101,6 +102,7 @@ private:
     void put(const WdbLivePacketContainer& change);
     void standAside();
     void announceEnd();
+    void stopWaiting();
     template <class Action> void betweenChanges(const Action& action);
 
     /// The writer constructed last; each knows the one before it.

@@ -70,7 +70,9 @@ public:
     void stopReading();
     void shutDown();
     /// Ends the effect of shutDown, restart and stopReading. A consumer whose region was replaced
-    /// by that of a new producer takes the new one. Nobody may be waiting.
+    /// by that of a new producer takes the new one, unless the one it has still holds something,
+    /// other than the end of what restart has dropped: its producer has seen a consumer and counts
+    /// on it. Nobody may be waiting.
     void prepareForStart();
     /// `ticks` times 10 ms.
     void sleepMem(int ticks);
@@ -101,6 +103,8 @@ private:
     std::unique_ptr<Pace> m_pace;
     /// A batch was handed out and getPackets not called since.
     std::atomic<bool> m_isBatchOut{false};
+    /// Where the ring was left by restart, guarded by m_ringMutex; 0 when that tells nothing.
+    unsigned int m_readIndexAtRestart = 0;
     /// Bytes of all batches and of the latest one; guarded by m_ringMutex.
     unsigned long long m_bytesTaken = 0;
     unsigned int m_batchSize = 0;

@@ -39,7 +39,8 @@ public:
     ~WdbSharedMemReader();
 
     /// Starts the thread on `database`, which must outlast it. Joins an earlier thread, which must
-    /// have been told to end. A channel whose producer was replaced by a new one is opened anew.
+    /// have been told to end. A channel whose producer was replaced by a new one is opened anew
+    /// once nothing is left in it, or nothing but the end of what restart has dropped.
     void start(WdbIEventBlockDatabase* database);
     /// The thread's body: returns after restart or shutDown.
     void run(WdbIEventBlockDatabase* database);

@@ -173,6 +173,9 @@ void WdbSharedMemMgr::restart()
     stopReading();
     const std::lock_guard<std::mutex> lock(m_ringMutex);
     m_ring.discard();
+    unsigned int writeIndex = 0;
+    unsigned int available = 0;
+    m_ring.canRead(m_readIndexAtRestart, writeIndex, available);
 }
 
 void WdbSharedMemMgr::stopReading()
@@ -187,8 +190,17 @@ void WdbSharedMemMgr::shutDown()
 
 void WdbSharedMemMgr::prepareForStart()
 {
+    unsigned int readIndex = 0;
+    unsigned int writeIndex = 0;
+    unsigned int available = 0;
     const std::lock_guard<std::mutex> lock(m_ringMutex);
-    if (m_region->refresh())
+    // Whoever was replaced has gone and puts nothing more into the region that it leaves behind.
+    // What lies there counts, unless it is the end of a run that restart has given up: no producer
+    // has begun anew there, since that would have put the index to 0.
+    const bool isGivenUp = m_ring.canRead(readIndex, writeIndex, available) && readIndex != 0 &&
+                           readIndex == m_readIndexAtRestart;
+    m_readIndexAtRestart = 0;
+    if ((available == 0 || isGivenUp) && m_region->refresh())
         m_ring = WdbCircularBuffer(m_region->base(), kRingSize, false);
     m_restart = false;
     m_shutDown = !m_region->base();

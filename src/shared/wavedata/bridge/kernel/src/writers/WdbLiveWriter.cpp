@@ -67,22 +67,22 @@ long long WdbLiveWriter::addString(const std::string&)
 
 void WdbLiveWriter::close()
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_managerMutex);
-        if (m_manager)
-            m_manager->shutDown();
-    }
+    stopWaiting();
     betweenChanges([&] {
         const std::lock_guard<std::mutex> lock(m_managerMutex);
         m_manager.reset();
     });
 }
 
+// Who waits for room gives up, as at close: the viewer may take nothing more before this is done.
 void WdbLiveWriter::restart()
 {
+    stopWaiting();
     betweenChanges([&] {
-        if (m_manager)
-            m_manager->clear();
+        if (!m_manager)
+            return;
+        m_manager->clear();
+        m_manager->prepareForStart();
     });
 }
 
@@ -123,6 +123,13 @@ bool WdbLiveWriter::isViewerPresent() const
 {
     const std::lock_guard<std::mutex> lock(m_managerMutex);
     return m_manager && m_manager->isPeerPresent();
+}
+
+void WdbLiveWriter::stopWaiting()
+{
+    const std::lock_guard<std::mutex> lock(m_managerMutex);
+    if (m_manager)
+        m_manager->shutDown();
 }
 
 /// Runs `action` while no change is on its way into the ring and none begins. Several callers take
