@@ -13,7 +13,8 @@ namespace {
 
 using Kind = ModelRecorder::Kind;
 
-/// Names of scopes that Verilator tells apart in a VCD, by the byte behind the scope's name.
+/// Names of scopes that Verilator tells apart in a VCD, by the byte behind the scope's name; null
+/// for one that belongs to the name.
 const char* scopeKind(unsigned char code)
 {
     switch (code) {
@@ -24,7 +25,7 @@ const char* scopeKind(unsigned char code)
     case 128 + 9:
         return "interface";
     default:
-        return "module";
+        return nullptr;
     }
 }
 
@@ -149,7 +150,7 @@ void ModelNames::declare(std::uint32_t code, std::string_view path, Kind kind,
         name += fmt::format("[{}]", *arrayIndex);
     }
     ScopeNames& owner = m_scopes[scope];
-    if (!owner.signalsByName.emplace(name, owner.signals.size()).second) {
+    if (!owner.known.emplace(name, code).second) {
         return;
     }
     const unsigned int width =
@@ -167,10 +168,10 @@ std::size_t ModelNames::findScope(std::size_t outer, std::string_view word)
     if (known != m_scopes[outer].innerByName.end()) {
         return known->second;
     }
-    const auto code = static_cast<unsigned char>(word.back());
+    const char* const kind = scopeKind(static_cast<unsigned char>(word.back()));
     ScopeNames scope;
-    scope.kind = scopeKind(code);
-    scope.name = code < 128 ? word : word.substr(0, word.size() - 1);
+    scope.kind = kind ? kind : "module";
+    scope.name = kind ? word.substr(0, word.size() - 1) : word;
     const std::size_t index = m_scopes.size();
     m_scopes.push_back(std::move(scope));
     m_scopes[outer].innerByName.emplace(word, index);

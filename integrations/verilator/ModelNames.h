@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -43,7 +44,8 @@ private:
         std::vector<std::size_t> inner;
         std::map<std::string, std::size_t, std::less<>> innerByName;
         std::vector<Signal> signals;
-        std::map<std::string, std::size_t, std::less<>> signalsByName;
+        /// What was declared already. An element of an array can have the name of another variable.
+        std::set<std::pair<std::string, std::uint32_t>> known;
     };
     class TableMaker;
 

@@ -42,11 +42,13 @@ bool isPlainName(std::string_view name)
                        [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; });
 }
 
-/// As the simulators' own VCDs have it: with a backslash in front of what has other characters than
-/// letters, digits and underscores, though Verilog would not have to escape a dollar sign.
-std::string variableName(const std::string& name)
+/// As the simulators' own VCDs have it. Icarus Verilog writes a backslash in front of what has
+/// other characters than letters, digits and underscores, though Verilog would not have to escape a
+/// dollar sign, and though the name may begin with a backslash of its own, as before a quote. With
+/// GHDL it is a part of the name.
+std::string variableName(const std::string& name, bool isGhdl)
 {
-    return isPlainName(name) || name.empty() || name[0] == '\\' ? name : "\\" + name;
+    return isPlainName(name) || name.empty() || isGhdl ? name : "\\" + name;
 }
 
 const char* scopeKind(int type)
@@ -169,33 +171,34 @@ bool isScope(vpiHandle item)
 namespace {
 
 /// Below or among the scopes that `relation` finds.
-vpiHandle findScopeIn(int relation, vpiHandle around, std::string_view name)
+void findScopesIn(int relation, vpiHandle around, std::string_view name,
+                  std::vector<vpiHandle>& found)
 {
-    vpiHandle found = nullptr;
     forEach(relation, around, [&](vpiHandle scope) {
         const std::string own = text(vpi_get_str(vpiName, scope));
-        if (found || name.substr(0, own.size()) != own) {
-            return;
-        }
-        if (name.size() == own.size()) {
-            found = scope;
-        } else if (name[own.size()] == '.') {
-            found = findScopeIn(vpiInternalScope, scope, name.substr(own.size() + 1));
+        for (const std::string& spelling : {own, "\\" + own}) {
+            if (name == spelling) {
+                found.push_back(scope);
+            } else if (name.substr(0, spelling.size() + 1) == spelling + ".") {
+                findScopesIn(vpiInternalScope, scope, name.substr(spelling.size() + 1), found);
+            }
         }
     });
-    return found;
 }
 
 } // namespace
 
-vpiHandle findScope(const std::string& name)
+std::vector<vpiHandle> findScopes(const std::string& name)
 {
-    const vpiHandle found = vpi_handle_by_name(const_cast<PLI_BYTE8*>(name.c_str()), nullptr);
-    if (found) {
-        return isScope(found) ? found : nullptr;
+    std::vector<vpiHandle> found;
+    findScopesIn(vpiModule, nullptr, name, found);
+    if (found.empty()) {
+        const vpiHandle scope = vpi_handle_by_name(const_cast<PLI_BYTE8*>(name.c_str()), nullptr);
+        if (scope && isScope(scope)) {
+            found.push_back(scope);
+        }
     }
-    // Names with odd characters without what escapes them; and GHDL finds no top scopes by name.
-    return findScopeIn(vpiModule, nullptr, name);
+    return found;
 }
 
 namespace {
@@ -214,7 +217,8 @@ vpiHandle scopeAround(vpiHandle item)
         return nullptr;
     }
     name.resize(name.size() - own);
-    return findScope(name);
+    const std::vector<vpiHandle> found = findScopes(name);
+    return found.empty() ? nullptr : found.front();
 }
 
 } // namespace
@@ -300,14 +304,14 @@ void Design::addItems(vpiHandle scope)
 {
     // GHDL has ports and signals as nets, and complains of questions that it does not know.
     if (m_isGhdl) {
-        forEach(vpiNet, scope, [&](vpiHandle item) { add(item); });
+        forEach(vpiNet, scope, [&](vpiHandle item) { add(item, scope); });
         return;
     }
     for (const int type : kItemTypes) {
         forEach(type, scope, [&](vpiHandle item) {
             // A question for one type can bring others too.
             if (vpi_get(vpiType, item) == type) {
-                add(item);
+                add(item, scope);
             }
         });
     }
@@ -320,31 +324,41 @@ bool Design::addVariable(vpiHandle variable)
         return false;
     }
     const std::size_t above = openScopesAround(variable);
+    const vpiHandle scope = scopeAround(variable);
     if (type == vpiMemory) {
-        forEach(vpiMemoryWord, variable, [&](vpiHandle word) { add(word); });
+        forEach(vpiMemoryWord, variable, [&](vpiHandle word) { add(word, scope); });
     } else {
-        add(variable);
+        add(variable, scope);
     }
     closeScopes(above);
     return true;
 }
 
-void Design::add(vpiHandle item)
+Design::Identity Design::identify(vpiHandle item, int type, vpiHandle scope) const
+{
+    if (!m_isIcarus) {
+        return {nullptr, fullNameOf(item)};
+    }
+    return type == vpiMemoryWord ? Identity(scope, fullNameOf(item)) : Identity(item, "");
+}
+
+void Design::add(vpiHandle item, vpiHandle scope)
 {
     const int type = vpi_get(vpiType, item);
     // Icarus Verilog 11 ends itself over questions about strings; later ones answer them.
     if (type == vpiStringVar && m_isIcarus && m_version < 12) {
-        skip(type, "a string variable");
+        // Nor does it give their names.
+        skip(type, "a string variable" + (scope ? " of " + fullNameOf(scope) : std::string()));
         return;
     }
     const char* kind = variableKind(type);
     if (!kind) {
         return;
     }
-    const std::string fullName = fullNameOf(item);
-    if (!m_known.emplace(fullName, true).second) {
+    if (!m_known.insert(identify(item, type, scope)).second) {
         return;
     }
+    const std::string fullName = fullNameOf(item);
     if (type == vpiMemoryWord && m_isIcarus && !isWordOfBits(item)) {
         skip(type, fullName + " (of an array of real numbers or strings)");
         return;
@@ -394,7 +408,7 @@ void Design::add(vpiHandle item)
             range = fmt::format("[{}:0]", width - 1);
         }
     }
-    const std::string name = variableName(text(vpi_get_str(vpiName, item)));
+    const std::string name = variableName(text(vpi_get_str(vpiName, item)), m_isGhdl);
     int net = 0;
     if (m_isIcarus && width == 1 && (type == vpiNet || type == vpiReg)) {
         net = vpi_get(kNetNumber, item);

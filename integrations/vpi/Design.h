@@ -8,7 +8,9 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tracewell::vpi {
@@ -52,9 +54,15 @@ public:
     Declarations finish() { return m_builder.finish(); }
 
 private:
+    /// What tells variables apart. Names do not: joined by dots, two of them can read alike. Icarus
+    /// Verilog has one handle for a variable, however it is asked; for a word of a memory it has
+    /// several, in one scope. GHDL makes a handle for each question, and its full names are unique.
+    using Identity = std::pair<vpiHandle, std::string>;
+
     void addContents(vpiHandle scope, unsigned int levels);
     void addItems(vpiHandle scope);
-    void add(vpiHandle item);
+    void add(vpiHandle item, vpiHandle scope);
+    Identity identify(vpiHandle item, int type, vpiHandle scope) const;
     bool declaresSomething(vpiHandle scope) const;
     /// How many were opened.
     std::size_t openScopesAround(vpiHandle item);
@@ -66,8 +74,8 @@ private:
     std::function<void(const std::string&)> m_complain;
     DeclarationsBuilder m_builder;
     std::deque<Probe> m_probes;
-    /// Full names of what is there already.
-    std::map<std::string, bool> m_known;
+    /// What is there already.
+    std::set<Identity> m_known;
     /// Nets that the simulator says are one, by its number of it.
     std::map<int, std::uint32_t> m_nets;
     std::map<int, unsigned int> m_skipped;
@@ -77,8 +85,9 @@ private:
 };
 
 bool isScope(vpiHandle item);
-/// By its full name; null for none.
-vpiHandle findScope(const std::string& name);
+/// By full name. Several of them can have names that read alike: a scope `a.b`, and a `b` in `a`.
+/// Escaped names may have the backslash in front.
+std::vector<vpiHandle> findScopes(const std::string& name);
 /// Ten to this power of a second is the unit of simulation time.
 int timePrecision();
 /// "Icarus Verilog", "GHDL", ...

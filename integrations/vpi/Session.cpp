@@ -200,10 +200,12 @@ void Session::begin()
         return;
     }
     for (const ScopeChoice& choice : m_options.scopes) {
-        if (const vpiHandle scope = findScope(choice.name)) {
+        const std::vector<vpiHandle> scopes = findScopes(choice.name);
+        for (const vpiHandle scope : scopes) {
             choose();
             m_design->addScope(scope, choice.levels);
-        } else {
+        }
+        if (scopes.empty()) {
             say(fmt::format("there is no scope {}; the names are those of instances, from the top "
                             "module on, as in top.dut",
                             choice.name));

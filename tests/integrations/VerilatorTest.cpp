@@ -1,5 +1,7 @@
 #include "ImportExportFixture.h"
 
+#include "ModelRecorder.h"
+
 #include "PlainVcd.h"
 
 #include "../e2e/ChildProcess.h"
@@ -266,6 +268,31 @@ TEST_F(Verilator, viewerSeesARunThatGoesOn)
     const long long from = clock->history[0].first + 1;
     EXPECT_EQ(differenceOf(cut(expected, from, found.lastTime), cut(found, from, found.lastTime)),
               "");
+}
+
+/// An array `a` of two words, and a variable whose escaped name is that of the first one.
+TEST_F(ImportExport, wordsOfArraysStayApartFromVariablesOfTheirName)
+{
+    constexpr auto kBits = tracewell::ModelRecorder::Kind::Bits;
+    constexpr tracewell::ModelRecorder::Range kRange{true, 3, 0};
+    constexpr int kIndex = 0;
+    tracewell::ModelRecorder recorder({});
+    recorder.beginNames("1ns");
+    recorder.declare(1, "top $end a", kBits, &kIndex, kRange);
+    recorder.declare(2, "top $end a[0]", kBits, nullptr, kRange);
+    recorder.declare(2, "top $end a[0]", kBits, nullptr, kRange);
+    ASSERT_TRUE(recorder.openFile(path("out.wdb").c_str(), "events"));
+    recorder.setTime(0);
+    recorder.changeBits(1, 5);
+    recorder.changeBits(2, 6);
+    recorder.close();
+    ASSERT_EQ(run({"export", path("out.wdb"), path("out.vcd")}).code, 0);
+    const PlainVcd vcd = readPlainVcd(path("out.vcd"));
+    ASSERT_EQ(vcd.variables.size(), 2u);
+    for (const std::size_t i : {0, 1}) {
+        EXPECT_EQ(vcd.variables[i].declaration, "wire 4 top. \\$end. a[0] [3:0]");
+        EXPECT_EQ(vcd.variables[i].history[0].second, i == 0 ? "b0101" : "b0110");
+    }
 }
 
 } // namespace

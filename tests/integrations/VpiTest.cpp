@@ -299,6 +299,21 @@ TEST_F(VpiChoices, keepScopesLevelsAndTimes)
     }
 }
 
+/// Joined by dots many of them read alike.
+TEST_F(VpiChoices, tellStrangeNamesApartAndSpellsThemAsTheDump)
+{
+    for (const std::string simulate :
+         {"command -v iverilog >/dev/null || exit 0; iverilog -g2012 -o design $D/names.v && "
+          "vvp -n -M $M -m tracewell design +tracewell=run.wdb",
+          "command -v ghdl >/dev/null || exit 0; ghdl -a --std=08 $D/names.vhd && ghdl -e --std=08 "
+          "names && ghdl -r --std=08 names --vcd=dump.vcd --vpi=$M/tracewell.vpi "
+          "+tracewell=run.wdb"}) {
+        const Outcome outcome = shell(simulate);
+        ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
+        EXPECT_EQ(differences(""), "");
+    }
+}
+
 TEST_F(VpiChoices, ofTasksHoldInOddOrders)
 {
     if (!has("iverilog")) {

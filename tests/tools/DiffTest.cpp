@@ -178,6 +178,14 @@ INSTANTIATE_TEST_SUITE_P(
              "$var reg 4 ! v [3:0] $end $enddefinitions $end\n#1\nb0101 !\n#2\nb1001 !\n",
              {},
              "        2 ns  v[7:0]  08     9\n"},
+        Case{"namesThatReadAlike",
+             "$scope module a.b $end $var wire 1 ! c $end $upscope $end $scope module a $end "
+             "$scope module b $end $var wire 1 & c $end $upscope $end $upscope $end "
+             "$enddefinitions $end\n#1\n0!\n1&\n",
+             "$scope module a $end $scope module b $end $var wire 1 & c $end $upscope $end "
+             "$var wire 1 ! b.c $end $upscope $end $enddefinitions $end\n#1\n1&\n0!\n",
+             {},
+             "only in a.vcd: a.b.c\nonly in b.vcd: a.b.c#2\n"},
         Case{"textsOfStrings",
              "$var string 1 ! s $end $enddefinitions $end\n#1\nsone !\n#2\nstwo !\n",
              "$var string 1 ! s $end $enddefinitions $end\n#1\nsone !\n#2\nstoo !\n",

@@ -54,6 +54,9 @@ TEST_F(Selection, findsNamesInEverySpellingAndTellsNamesakesApart)
     EXPECT_THAT(select({"top.dut.same"}), ElementsAre("top.dut.same", "top.dut.same#2"));
     EXPECT_THAT(select({"top.dut.same#2"}), ElementsAre("top.dut.same#2"));
     EXPECT_THAT(select({"top.dut.same#1"}), ElementsAre("top.dut.same"));
+    record(
+        "$var wire 1 ! a $end $var wire 1 \" a $end $var wire 1 # a#2 $end $enddefinitions $end");
+    EXPECT_THAT(select({"*"}), ElementsAre("a", "a#2", "a#2#2"));
 }
 
 TEST_F(Selection, prefersANameToThePatternThatItLooksLike)

@@ -48,7 +48,7 @@ public:
     void beginNames(const char* resolution);
     /// `path` is the scopes and the name, with blanks between. A scope may end with a byte that
     /// tells its kind, 128 plus a VltTraceScope. A code that was declared before is one more name
-    /// for the same signal, and a name that was declared before is passed over.
+    /// for the same signal, and passed over where that name is the same too.
     void declare(std::uint32_t code, const char* path, Kind kind, const int* arrayIndex,
                  const Range& range);
 

@@ -19,58 +19,100 @@ constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 /// One run's signals.
 struct Side
 {
-    explicit Side(const SignalNames& file) : names(file), signals(allSignals(file)) {}
+    explicit Side(const SignalNames& file) : names(file), signals(allSignals(file))
+    {
+        std::unordered_map<std::string, unsigned int> seen;
+        places.reserve(signals.size());
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            places.push_back(placeOf(i));
+            if (const unsigned int number = ++seen[places.back()]; number > 1) {
+                places.back() += fmt::format("{}{}", kBetweenNames, number);
+            }
+        }
+    }
 
+    const Variable& variable(std::size_t i) const { return names.declarations().variables[i]; }
+    std::string fullName(std::size_t i) const { return names.declarations().fullName(i); }
+
+    /// The names of the variable and of the scopes around it.
+    std::string placeOf(std::size_t i) const
+    {
+        const Declarations& table = names.declarations();
+        std::string place = variable(i).name + variable(i).range.str();
+        for (std::size_t at = variable(i).scope; at != kNoScope; at = table.scopes[at].parent) {
+            place.insert(0, table.scopes[at].name + kBetweenNames);
+        }
+        return place;
+    }
+
+    static std::string withoutRange(std::string name, std::size_t rangeEnd,
+                                    const std::string& range)
+    {
+        return name.erase(rangeEnd - range.size(), range.size());
+    }
+    std::string plainPlace(std::size_t i) const
+    {
+        return withoutRange(places[i], placeOf(i).size(), variable(i).range.str());
+    }
     /// The label without the range.
     std::string plainName(std::size_t i) const
     {
-        const std::string range = printable(names.declarations().variables[i].range.str());
-        const std::string full = printable(names.declarations().fullName(i));
-        std::string name = signals[i].label;
-        return name.erase(full.size() - range.size(), range.size());
+        return withoutRange(signals[i].label, printable(fullName(i)).size(),
+                            printable(variable(i).range.str()));
     }
+
+    /// No name has it. What is joined by dots can read like another.
+    static constexpr char kBetweenNames = '\n';
 
     const SignalNames& names;
     std::vector<Signal> signals;
+    /// By signal, each once.
+    std::vector<std::string> places;
     /// By signal.
     std::vector<char> isWanted;
 };
 
-/// The labels of the signals that an argument names in a run; none when it fits nothing there.
-std::vector<std::string> labelsOf(const SignalNames& names, const std::string& argument)
+/// Adds the places of the signals that an argument names in a run. False when it fits nothing
+/// there.
+bool addPlaces(const Side& side, const std::string& argument,
+               std::unordered_set<std::string>& places)
 {
-    std::vector<std::string> labels;
     try {
-        for (const Signal& signal : selectSignals(names, {argument})) {
-            labels.push_back(signal.label);
+        std::unordered_set<std::string> labels;
+        for (const Signal& signal : selectSignals(side.names, {argument})) {
+            labels.insert(signal.label);
         }
+        for (std::size_t i = 0; i < side.signals.size(); ++i) {
+            if (labels.find(side.signals[i].label) != labels.end()) {
+                places.insert(side.places[i]);
+            }
+        }
+        return true;
     } catch (const CommandError&) {
         // The other run may know it.
+        return false;
     }
-    return labels;
 }
 
 void chooseSignals(Side& a, Side& b, const std::vector<std::string>& arguments)
 {
-    std::unordered_set<std::string> labels;
+    std::unordered_set<std::string> places;
     for (const std::string& argument : arguments) {
         if (!argument.empty() && argument[0] == '@') {
             throw CommandError(fmt::format("\"{}\" is a place in one file; two runs are compared "
                                            "by the names of their signals",
                                            printable(argument)));
         }
-        std::vector<std::string> found = labelsOf(a.names, argument);
-        const std::vector<std::string> foundInB = labelsOf(b.names, argument);
-        found.insert(found.end(), foundInB.begin(), foundInB.end());
-        if (found.empty()) {
+        const bool isInA = addPlaces(a, argument, places);
+        const bool isInB = addPlaces(b, argument, places);
+        if (!isInA && !isInB) {
             selectSignals(a.names, {argument});
         }
-        labels.insert(found.begin(), found.end());
     }
     for (Side* side : {&a, &b}) {
         side->isWanted.assign(side->signals.size(), arguments.empty());
         for (std::size_t i = 0; i < side->signals.size() && !arguments.empty(); ++i) {
-            side->isWanted[i] = labels.find(side->signals[i].label) != labels.end();
+            side->isWanted[i] = places.find(side->places[i]) != places.end();
         }
     }
 }
@@ -142,9 +184,9 @@ SignalPairs pairSignals(const SignalNames& a, const SignalNames& b,
     std::vector<std::size_t> partnerOfA(sideA.signals.size(), kNone);
     std::vector<std::size_t> partnerOfB(sideB.signals.size(), kNone);
     match(sideA, sideB, partnerOfA, partnerOfB,
-          [](const Side& side, std::size_t i) { return side.signals[i].label; });
+          [](const Side& side, std::size_t i) { return side.places[i]; });
     match(sideA, sideB, partnerOfA, partnerOfB,
-          [](const Side& side, std::size_t i) { return side.plainName(i); });
+          [](const Side& side, std::size_t i) { return side.plainPlace(i); });
 
     SignalPairs result;
     for (std::size_t i = 0; i < partnerOfA.size(); ++i) {

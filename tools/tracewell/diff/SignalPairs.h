@@ -19,8 +19,8 @@ struct SignalPair
     std::uint32_t objectOfB = 0;
 };
 
-/// What two runs have in common, by full names. Where the ranges of a name differ, as those of two
-/// versions of a design may, the rest of it decides if it is unique.
+/// What two runs have in common, by the names of scopes and variables. Where the ranges of a name
+/// differ, as those of two versions of a design may, the rest of it decides if it is unique.
 struct SignalPairs
 {
     /// In the order of declaration in the first run.

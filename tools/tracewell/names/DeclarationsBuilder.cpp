@@ -7,12 +7,32 @@ namespace tracewell {
 
 namespace {
 
-std::string withoutBlanks(std::string_view name)
+/// A name of several words stays as it is, as extended identifiers of VHDL can have them. But it
+/// has no character that ends a line, and no word that a reader takes for the end of the
+/// declaration.
+std::string readableName(std::string_view name)
 {
-    std::string result(name);
-    std::replace_if(
-        result.begin(), result.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; },
-        '_');
+    std::string result;
+    std::string word;
+    const auto endWord = [&] {
+        for (const char* keyword : {"$end", "$var", "$scope", "$upscope", "$enddefinitions"}) {
+            if (word == keyword) {
+                result += '\\';
+                break;
+            }
+        }
+        result += word;
+        word.clear();
+    };
+    for (const char c : name) {
+        if (c == ' ') {
+            endWord();
+            result += c;
+        } else {
+            word += static_cast<unsigned char>(c) < ' ' ? '_' : c;
+        }
+    }
+    endWord();
     return result;
 }
 
@@ -41,7 +61,7 @@ void DeclarationsBuilder::openScope(std::string_view kind, std::string_view name
 {
     using Item = Declarations::Item;
     m_table.items.push_back({Item::Kind::OpenScope, m_table.scopes.size()});
-    m_table.scopes.push_back({std::string(kind), withoutBlanks(name), m_scope});
+    m_table.scopes.push_back({std::string(kind), readableName(name), m_scope});
     m_scope = m_table.scopes.size() - 1;
 }
 
@@ -66,7 +86,7 @@ void DeclarationsBuilder::addAlias(std::string_view kind, std::string_view name,
 {
     m_table.items.push_back({Declarations::Item::Kind::Variable, m_table.variables.size()});
     Variable variable;
-    variable.name = withoutBlanks(name);
+    variable.name = readableName(name);
     variable.kind = CommonText(kind);
     variable.range = CommonText(range);
     variable.width = std::max(width, 1u);

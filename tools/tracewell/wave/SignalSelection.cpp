@@ -255,9 +255,14 @@ std::vector<Signal> allSignals(const SignalNames& file)
     signals.reserve(file.declarations().variables.size());
     for (std::size_t i = 0; i < file.declarations().variables.size(); ++i) {
         signals.push_back(makeSignal(file, i));
-        const unsigned int number = ++seen[signals.back().label];
-        if (number > 1) {
-            signals.back().label += fmt::format("#{}", number);
+        std::string& label = signals.back().label;
+        unsigned int& number = seen[label];
+        if (++number > 1) {
+            // A name can itself end like that.
+            const std::string name = label;
+            for (label = fmt::format("{}#{}", name, number); !seen.emplace(label, 1).second;) {
+                label = fmt::format("{}#{}", name, ++number);
+            }
         }
     }
     return signals;
