@@ -55,7 +55,7 @@ INSTANTIATE_TEST_SUITE_P(
                 9, "beyond"},
         Refusal{"noTime", kHead + "#1x\n", 6, "no time"},
         Refusal{"cutDeclaration", "$var wire 1 ! a\n$var wire 1 \" b $end\n", 2, "cut off"},
-        Refusal{"cutHeader", "$scope module top $end\n$var wire 1 ! a $end\n", 3, "cut off"},
+        Refusal{"cutHeader", "$scope module top $end\n$timescale 1 ns $end\n", 3, "cut off"},
         Refusal{"cutVariable", "$scope module top $end\n$var wire 1 $end\n", 2, "cut off"},
         Refusal{"cutComment", "$scope module top $end\n$comment it goes on", 2, "cut off"},
         Refusal{"width31Bits", "\n$var wire 2147483648 ! a $end $enddefinitions $end #0", 2,
@@ -72,9 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
                     return text + "$enddefinitions $end\n";
                 }(),
                 301, "MB"},
-        Refusal{"gzip", std::string("\x1f\x8b\x08\0\0\0\0\0", 8), 1, "gunzip"},
         Refusal{"binary", kHead + "#0\n1!\n" + std::string("\0\1\2", 3), 8, "NUL"},
-        Refusal{"utf16", std::string("\xff\xfe$\0v\0", 6), 1, "UTF-16"},
         Refusal{"empty", "", 1, "empty"}, Refusal{"otherText", "\nhello world\n", 2, "not a VCD"},
         Refusal{"noValue", kHead + "#0\nq!\n", 7, "\"q!\""},
         Refusal{"noLetters", kHead + "#0\nb10210 ab\n", 7, "\"10210\""},
@@ -144,7 +142,7 @@ TEST_P(CutBodies, keepEverythingUpToTheCut)
 {
     write("in.vcd", kHead + "#5\n1!\nb101 ab\n#8\n0!\n" + GetParam().tail);
     const Result result = import();
-    EXPECT_EQ(result.code, 0) << result.error;
+    EXPECT_EQ(result.code, GetParam().warns ? 1 : 0) << result.error;
     EXPECT_EQ(result.error.find("cut off") != std::string::npos, GetParam().warns) << result.error;
     run({"export", path("out.wdb"), path("out.vcd")});
     const std::string text = read("out.vcd");

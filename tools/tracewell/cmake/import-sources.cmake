@@ -1,10 +1,16 @@
 # Sources of import, export and the VCD reader.
+target_link_libraries(tracewell_cli PRIVATE ZLIB::ZLIB LibLZMA::LibLZMA zstd::zstd)
 target_sources(tracewell_cli PRIVATE
   files/Interrupt.cpp
   files/OutputText.cpp
   files/TimeReport.cpp
   files/UnfinishedFile.cpp
   files/WatchedProcess.cpp
+  input/Content.cpp
+  input/DescriptorSource.cpp
+  input/InputFile.cpp
+  input/UnpackedSource.cpp
+  input/Unpacker.cpp
   recording/ChangeStream.cpp
   recording/EventChanges.cpp
   recording/ReplayedChanges.cpp

@@ -4,6 +4,7 @@
 #include "files/Interrupt.h"
 #include "files/UnfinishedFile.h"
 #include "files/WatchedProcess.h"
+#include "input/InputFile.h"
 #include "names/DeclarationText.h"
 #include "recording/RecordingWriter.h"
 #include "recording/SnapshotDirectory.h"
@@ -77,6 +78,8 @@ private:
     SnapshotDirectory& m_directory;
     const InterruptGuard& m_interrupt;
     UnfinishedFile m_output;
+    /// What a user should know of an input that is taken in part.
+    std::string m_shortfall;
     bool m_isOpen = false;
     Clock::time_point m_nextSync;
 };
@@ -88,6 +91,9 @@ void Import::run()
         digits = attempt(*digits);
     }
     m_output.finish();
+    if (!m_shortfall.empty()) {
+        throw CommandError(fmt::format("{}: {}", inputName(m_options.input), m_shortfall));
+    }
 }
 
 std::optional<int> Import::attempt(int fractionDigits)
@@ -103,11 +109,7 @@ std::optional<int> Import::attempt(int fractionDigits)
     }
     writer->finish(vcd.recorder().time(), m_directory, vcd.declarations());
     bar.reset();
-    if (vcd.isCutOff()) {
-        std::cerr << fmt::format("tracewell: {}: line {}: the file is cut off inside a value "
-                                 "change; everything before it was kept\n",
-                                 vcd.input().name(), vcd.input().line());
-    }
+    m_shortfall = vcd.shortfall("kept");
     if (isTerminal(StandardStream::Error)) {
         summarize(vcd.input(), vcd.recorder(), vcd.declarations());
     }
@@ -122,7 +124,7 @@ void Import::open(RecordingWriter& writer, const VcdRun& vcd)
     if (!std::filesystem::exists(m_options.output)) {
         m_output.start();
     }
-    writer.open(m_options.output, m_directory, vcd.layout(), vcd.input().size());
+    writer.open(m_options.output, m_directory, vcd.layout(), vcd.input().expectedSize());
     m_output.start();
     m_directory.remove();
     m_isOpen = true;
@@ -133,9 +135,7 @@ void Import::whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdIn
 {
     m_interrupt.check();
     writer.check();
-    if (input.size() != 0) {
-        bar.update(static_cast<double>(input.bytesRead()) / static_cast<double>(input.size()));
-    }
+    bar.update(input.progress());
     if (m_isOpen && m_options.sync > 0 && Clock::now() >= m_nextSync) {
         writer.flush();
         m_nextSync = Clock::now() + std::chrono::duration_cast<Clock::duration>(
@@ -204,7 +204,8 @@ void addImportCommand(CLI::App& app)
 {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("import", "Record a VCD in a wave database");
-    command->add_option("IN.vcd", options->input, "The VCD; - is the standard input")->required();
+    command->add_option("IN.vcd", options->input, "The VCD, packed or not; - is the standard input")
+        ->required();
     command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
     addStoreOption(*command, options->store,
                    {{"events", Store::Events},
@@ -225,11 +226,13 @@ void addImportCommand(CLI::App& app)
     command->footer(
         "Example:\n"
         "  tracewell import run.vcd run.wdb\n"
-        "  zcat run.vcd.gz | tracewell import - run.wdb\n"
-        "An input without sense is refused, with its line, and leaves no output. A body that is\n"
-        "cut off keeps everything up to the cut. After an error, on a full disk too, the output "
-        "is\n"
-        "taken away; that of a killed import stays, holds what had reached it, and is not closed.");
+        "  tracewell import run.vcd.gz run.wdb\n"
+        "What gzip, zstd or xz packed is unpacked on the way, whatever its name.\n"
+        "An input without sense is refused, with its line, and leaves no output. One that is cut\n"
+        "off keeps everything up to the cut, says so, and ends with exit code 1. After an error, "
+        "on\n"
+        "a full disk too, the output is taken away; that of a killed import stays, holds what had "
+        "reached it, and is not closed.");
     command->callback([options, command] {
         if (options->store == Store::Transitions) {
             requireNotGiven(*command, "--sync", options->store);

@@ -107,14 +107,12 @@ void Replay::run()
     m_kernel->writer().markCurrentTime(m_vcd->recorder().time());
     m_watch.checkNow();
     m_bar.reset();
-    if (m_vcd->isCutOff()) {
-        say(fmt::format("{}: line {}: the input is cut off inside a value change; everything "
-                        "before it was sent",
-                        m_vcd->input().name(), m_vcd->input().line()));
-    }
     m_kernel->writer().close();
     if (isTerminal(StandardStream::Error)) {
         summarize();
+    }
+    if (const std::string shortfall = m_vcd->shortfall("sent"); !shortfall.empty()) {
+        throw CommandError(fmt::format("{}: {}", m_vcd->input().name(), shortfall));
     }
 }
 
@@ -179,8 +177,8 @@ void Replay::whileReading(const VcdInput& input)
         return;
     }
     m_watch.check();
-    if (m_bar && input.size() != 0) {
-        m_bar->update(static_cast<double>(input.bytesRead()) / static_cast<double>(input.size()));
+    if (m_bar) {
+        m_bar->update(input.progress());
     }
 }
 
@@ -216,7 +214,8 @@ void addReplayCommand(CLI::App& app)
     const auto options = std::make_shared<Options>();
     CLI::App* command =
         app.add_subcommand("replay", "Play the simulation of a VCD, for a viewer beside it");
-    command->add_option("IN.vcd", options->input, "The VCD; - is the standard input")->required();
+    command->add_option("IN.vcd", options->input, "The VCD, packed or not; - is the standard input")
+        ->required();
     command->add_flag("--live", options->live, "Send it through a live channel")->required();
     options->channel.addTo(*command);
     addStoreOption(*command, options->store,

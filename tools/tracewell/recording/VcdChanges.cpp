@@ -1,7 +1,5 @@
 #include "recording/VcdChanges.h"
 
-#include <fmt/format.h>
-
 #include <cstring>
 
 namespace tracewell {
@@ -36,22 +34,10 @@ void VcdChanges::applyNext()
     }
 }
 
-double VcdChanges::progress() const
+std::vector<std::string> VcdChanges::shortfalls() const
 {
-    const VcdInput& input = m_run->input();
-    return input.size() == 0
-               ? 0
-               : static_cast<double>(input.bytesRead()) / static_cast<double>(input.size());
-}
-
-std::vector<std::string> VcdChanges::notices() const
-{
-    if (!m_run->isCutOff()) {
-        return {};
-    }
-    return {fmt::format("line {}: the file is cut off inside a value change; everything before it "
-                        "was taken",
-                        m_run->input().line())};
+    const std::string shortfall = m_run->shortfall("compared");
+    return shortfall.empty() ? std::vector<std::string>() : std::vector{shortfall};
 }
 
 /// Of strings, and of values that only a text can tell.

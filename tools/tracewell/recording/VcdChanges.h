@@ -23,8 +23,8 @@ public:
     const Declarations& declarations() const override { return m_run->declarations(); }
     const DataLayout& layout() const override { return m_run->layout(); }
     long long latestTime() const override { return m_run->recorder().time(); }
-    double progress() const override;
-    std::vector<std::string> notices() const override;
+    double progress() const override { return m_run->input().progress(); }
+    std::vector<std::string> shortfalls() const override;
 
 protected:
     bool findNext(long long& time) override;

@@ -1,6 +1,7 @@
 #include "recording/VcdRun.h"
 
 #include "CommandError.h"
+#include "input/InputFile.h"
 #include "vcd/VcdDeclarations.h"
 
 #include <fmt/format.h>
@@ -16,10 +17,10 @@ constexpr int kMostFractionDigits = 18;
 
 VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Store store,
                int fractionDigits, const ReadHook& onRead)
-    : m_input(path), m_fractionDigits(fractionDigits)
+    : m_input(openInput(path), inputName(path)), m_fractionDigits(fractionDigits)
 {
     m_input.setReadHook([this, onRead] { onRead(m_input); });
-    m_declarations = readDeclarations(m_input);
+    m_declarations = readDeclarations(m_input, &m_isTableCutOff);
     if (fractionDigits > 0) {
         m_declarations.timescale.exponent -= fractionDigits;
         m_declarations.timescale.stated = true;
@@ -76,6 +77,25 @@ VcdRun::Step VcdRun::step()
     }
     apply(change);
     return Step::Played;
+}
+
+std::string VcdRun::shortfall(std::string_view done) const
+{
+    const std::string flaw = m_input.flaw();
+    if (m_input.isShortened()) {
+        return fmt::format("{}; everything before was {}", flaw, done);
+    }
+    std::string line;
+    if (m_isTableCutOff || m_reader->isCutOff()) {
+        line = fmt::format("line {}: the input is cut off inside {}; everything before was {}",
+                           m_input.line(), m_isTableCutOff ? "the declarations" : "a value change",
+                           done);
+    }
+    if (!flaw.empty()) {
+        line = line.empty() ? fmt::format("{}; they were left out", flaw)
+                            : fmt::format("{}; {}, and were left out", line, flaw);
+    }
+    return line;
 }
 
 void VcdRun::requireRepeatable() const

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tracewell {
 
@@ -46,8 +47,10 @@ public:
     const DataLayout& layout() const { return *m_layout; }
     SignalRecorder& recorder() { return *m_recorder; }
     const SignalRecorder& recorder() const { return *m_recorder; }
-    /// The input ended inside of a value change.
-    bool isCutOff() const { return m_reader->isCutOff(); }
+    /// After the end: the place and what is wrong there, when the input ended too soon or not all
+    /// of it was taken; one line, without its name. `done` is what was done with what was there, as
+    /// in "kept". Empty when all is well.
+    std::string shortfall(std::string_view done) const;
 
 private:
     void requireRepeatable() const;
@@ -55,6 +58,8 @@ private:
 
     VcdInput m_input;
     int m_fractionDigits;
+    /// The input ended before the declarations did.
+    bool m_isTableCutOff = false;
     Declarations m_declarations;
     std::unique_ptr<DataLayout> m_layout;
     std::unique_ptr<SignalRecorder> m_recorder;

@@ -1,7 +1,9 @@
 #include "vcd/VcdDeclarations.h"
 
+#include "CommandError.h"
 #include "vcd/VcdCodes.h"
 #include "vcd/VcdInput.h"
+#include "vcd/VcdValues.h"
 
 #include <fmt/format.h>
 
@@ -59,10 +61,20 @@ bool parseRange(std::string_view text, long long& width)
 class DeclarationReader
 {
 public:
-    explicit DeclarationReader(VcdInput& input) : m_input(input) {}
+    DeclarationReader(VcdInput& input, bool mayBeCutOff)
+        : m_input(input), m_mayBeCutOff(mayBeCutOff)
+    {}
     Declarations read();
+    /// Whether the input ended before the declarations did.
+    bool isCutOff() const { return m_isCutOff; }
 
 private:
+    /// Thrown at the end of the input.
+    struct CutOff
+    {};
+
+    void readSections();
+    [[noreturn]] void failAtEnd(const std::string& why);
     void readScope();
     void closeScope();
     void readVariable();
@@ -92,19 +104,57 @@ private:
     /// times as much. The size is a power of two, at least twice the number of objects.
     std::vector<std::uint32_t> m_objects;
     std::string m_text;
+    bool m_mayBeCutOff;
+    bool m_isCutOff = false;
 };
 
+/// Whether a word behind variables, with no $enddefinitions before it, belongs to the changes.
+bool startsBody(std::string_view word)
+{
+    return word[0] == '$'
+               ? word.substr(0, 5) == "$dump"
+               : word[0] == '#' || letterCode(word[0]) != kNoLetter ||
+                     std::string_view("bBrRsSpP").find(word[0]) != std::string_view::npos;
+}
+
 Declarations DeclarationReader::read()
+{
+    try {
+        readSections();
+    } catch (const CutOff&) {
+        m_isCutOff = true;
+    }
+    while (!m_open.empty()) {
+        closeScope();
+    }
+    return std::move(m_table);
+}
+
+/// Variables that are whole are worth keeping, and for them alone is the input taken at all.
+void DeclarationReader::failAtEnd(const std::string& why)
+{
+    if (m_mayBeCutOff && !m_table.variables.empty()) {
+        throw CutOff();
+    }
+    if (m_input.isShortened()) {
+        throw CommandError(fmt::format("{}: {} before a variable is declared; copy the file again, "
+                                       "or dump it again",
+                                       m_input.name(), m_input.flaw()));
+    }
+    m_input.fail(why);
+}
+
+void DeclarationReader::readSections()
 {
     bool any = false;
     for (;;) {
         const std::string_view keyword = m_input.word();
         if (keyword.empty()) {
-            m_input.fail(
+            failAtEnd(
                 any ? "the declarations are cut off: there is no $enddefinitions; dump it again"
                     : "the file is empty, not a VCD; name another, or dump it again");
         }
-        const bool body = keyword[0] == '#' || keyword == "$dumpvars";
+        const bool body = startsBody(keyword);
         if (keyword[0] != '$' && !(body && any)) {
             m_input.fail(fmt::format("{} is no declaration; {}", inQuotes(keyword),
                                      any ? "a section that starts with $ was expected"
@@ -129,24 +179,20 @@ Declarations DeclarationReader::read()
             m_table.comments.push_back(sectionText("$comment"));
         } else if (keyword == "$enddefinitions") {
             takeEnd();
-            break;
+            return;
         } else if (body) {
             m_input.putBack();
-            break;
+            return;
         } else if (keyword != "$end") {
             readOther(keyword);
         }
     }
-    while (!m_open.empty()) {
-        closeScope();
-    }
-    return std::move(m_table);
 }
 
 std::string DeclarationReader::sectionText(const char* keyword)
 {
     if (!m_input.textToEnd(m_text)) {
-        m_input.fail(fmt::format(
+        failAtEnd(fmt::format(
             "a {} section is cut off: there is no $end; put it there, or dump it again", keyword));
     }
     return m_text;
@@ -155,9 +201,14 @@ std::string DeclarationReader::sectionText(const char* keyword)
 std::string_view DeclarationReader::needed(const char* section)
 {
     const std::string_view word = m_input.word();
-    if (word.empty() || word == "$end") {
-        m_input.fail(
-            fmt::format("a {} section is cut off; complete it, or dump it again", section));
+    const auto why = [&] {
+        return fmt::format("a {} section is cut off; complete it, or dump it again", section);
+    };
+    if (word.empty()) {
+        failAtEnd(why());
+    }
+    if (word == "$end") {
+        m_input.fail(why());
     }
     return word;
 }
@@ -373,9 +424,14 @@ void DeclarationReader::readOther(std::string_view keyword)
 
 } // namespace
 
-Declarations readDeclarations(VcdInput& input)
+Declarations readDeclarations(VcdInput& input, bool* isCutOff)
 {
-    return DeclarationReader(input).read();
+    DeclarationReader reader(input, isCutOff != nullptr);
+    Declarations table = reader.read();
+    if (isCutOff != nullptr) {
+        *isCutOff = reader.isCutOff();
+    }
+    return table;
 }
 
 } // namespace tracewell

@@ -12,8 +12,9 @@ constexpr unsigned int kMaxWidth = 1U << 24;
 constexpr std::size_t kMaxScopeDepth = 512;
 
 /// Reads the declarations, up to and with $enddefinitions; the next word is the first of the value
-/// changes. A table without $enddefinitions ends at the first time or $dumpvars.
-/// \throws CommandError when a declaration is cut off or makes no sense.
-Declarations readDeclarations(VcdInput& input);
+/// changes. A table without $enddefinitions ends at the first time or value change.
+/// With `isCutOff`, an input that ends before gives the variables that are whole, if there are any.
+/// \throws CommandError when a declaration makes no sense, or is cut off.
+Declarations readDeclarations(VcdInput& input, bool* isCutOff = nullptr);
 
 } // namespace tracewell

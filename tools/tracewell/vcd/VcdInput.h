@@ -1,7 +1,10 @@
 #pragma once
 
+#include "input/ByteSource.h"
+
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,21 +17,20 @@ namespace tracewell {
 class VcdInput
 {
 public:
-    /// A file, or standard input for "-".
-    /// \throws CommandError when it cannot be read or is no text.
-    explicit VcdInput(const std::string& path);
-    /// A text; it is copied. `name` stands for it in messages.
+    /// `name` stands for the source in messages.
+    VcdInput(std::unique_ptr<ByteSource> source, std::string name);
+    /// A text; it is copied.
     VcdInput(std::string_view text, std::string name);
     VcdInput(const VcdInput&) = delete;
     VcdInput& operator=(const VcdInput&) = delete;
-    ~VcdInput();
 
     /// Called before every read and several times a second while a pipe has nothing to give. What
     /// it throws leaves word().
     void setReadHook(std::function<void()> hook) { m_hook = std::move(hook); }
 
-    /// The next word, empty at the end of the input. It lies in the buffer until the next call;
-    /// `kept`, the word before, is carried along so that both are valid afterwards.
+    /// The next word, empty at the end of the input. (A word that a cut may have shortened is
+    /// none.) It lies in the buffer until the next call; `kept`, the word before, is carried along
+    /// so that both are valid afterwards.
     std::string_view word(std::string_view* kept = nullptr);
     /// Gives the last word back; the next call of word() brings it again.
     void putBack() { m_cursor = m_wordStart; }
@@ -40,14 +42,22 @@ public:
     /// True when the last word reaches the very end of the input, with no blank behind it.
     bool endsWithWord() const { return m_exhausted && m_cursor == m_end; }
 
+    /// At the end: whether the last bytes may be a part of what was there.
+    bool isShortened() const { return m_source && m_source->isCutOff(); }
+
     /// Line of the last word, from 1 on. Counts, so it is for messages.
     unsigned long long line() const;
     const std::string& name() const { return m_name; }
-    /// Bytes of the whole input, 0 when that is not known before its end.
-    unsigned long long size() const { return m_size; }
+    /// Bytes of the text so far.
     unsigned long long bytesRead() const { return m_bytesRead; }
+    /// Bytes of text that are to be expected, 0 when that is not known before the end.
+    unsigned long long expectedSize() const { return m_source ? m_source->expectedSize() : 0; }
+    /// How much of the file is read, 0 to 1; 0 when that is not known.
+    double progress() const;
     /// A file that can be read from its start again.
-    bool isRepeatable() const { return m_repeatable; }
+    bool isRepeatable() const { return m_source && m_source->isRepeatable(); }
+    /// At the end: what is wrong with the bytes that hold the text. Empty when all is well.
+    std::string flaw() const { return m_source ? m_source->flaw() : std::string(); }
 
     /// Ends the command with `why` at the last word.
     [[noreturn]] void fail(const std::string& why) const;
@@ -56,16 +66,13 @@ private:
     /// Reads more. The bytes from `keep` on move to the start of the buffer; m_end follows. False
     /// at the end of the input.
     bool fill(const char* keep);
-    std::size_t readSome(char* to, std::size_t room);
-    void checkFormat();
+    void checkStart();
     [[noreturn]] void failOnNul();
 
     std::string m_name;
-    int m_descriptor = -1;
-    bool m_ownsDescriptor = false;
-    bool m_repeatable = false;
+    /// None for a text.
+    std::unique_ptr<ByteSource> m_source;
     bool m_exhausted = false;
-    unsigned long long m_size = 0;
     unsigned long long m_bytesRead = 0;
     unsigned long long m_linesBefore = 0;
     std::function<void()> m_hook;
@@ -109,6 +116,7 @@ inline std::string_view VcdInput::word(std::string_view* kept)
         start = m_buffer.data() + wordAt;
         p = m_buffer.data() + scanned;
         if (!more) {
+            start = isShortened() ? p : start;
             break;
         }
         if (start == p) {

@@ -171,6 +171,9 @@ VcdReader::Step VcdReader::readText(std::string_view word, VcdChange& change)
     }
     m_scratch = code;
     std::string_view line = m_input.lineFrom(word);
+    if (m_input.isShortened() && m_input.endsWithWord()) {
+        return endInside();
+    }
     line = line.substr(0, line.find_last_not_of(kBlanks) + 1);
     const std::size_t codeAt = line.find_last_of(kBlanks) + 1;
     const std::uint32_t last =

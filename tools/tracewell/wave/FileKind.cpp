@@ -1,14 +1,11 @@
 #include "wave/FileKind.h"
 
 #include "CommandError.h"
-#include "wave/TransitionHeader.h"
-
-#include "WdbFileHeader.h"
+#include "input/Content.h"
+#include "input/InputFile.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -20,61 +17,48 @@ namespace tracewell {
 
 namespace {
 
-using Tracewell::WdbFileHeader;
-
-/// Section kind and length with which a file in the FST format starts.
-constexpr std::string_view kFstStart{"\x00\x00\x00\x00\x00\x00\x00\x01\x49", 9};
-constexpr std::string_view kGzipStart{"\x1f\x8b", 2};
-/// How far a VCD's first keyword is looked for.
-constexpr std::size_t kLongestBlankStart = 4096;
-
 [[noreturn]] void fail(const std::string& path, const std::string& why)
 {
     throw CommandError(fmt::format("{}: {}", path, why));
 }
 
-bool startsLikeVcd(std::string_view head)
+std::string readHead(std::ifstream& file)
 {
-    const std::size_t start = head.find_first_not_of(" \t\r\n");
-    return start != std::string_view::npos && head.size() > start + 1 && head[start] == '$' &&
-           std::islower(static_cast<unsigned char>(head[start + 1])) != 0;
+    std::string head(kLongestBlankStart, '\0');
+    file.read(head.data(), static_cast<std::streamsize>(head.size()));
+    head.resize(static_cast<std::size_t>(file.gcount()));
+    return head;
 }
 
-bool startsLikeTransitions(std::string_view head)
+std::string whyForeign(const std::string& path, std::string_view head, Content content)
 {
-    TransitionHeader header{};
-    constexpr std::size_t kSignatureSize = sizeof header.first + sizeof header.second;
-    if (head.size() < kSignatureSize) {
-        return false;
+    const Packing* packing = nullptr;
+    if (content.kind == Content::Kind::Packed) {
+        packing = content.packing;
+        content = contentOf(unpackedHead(path));
     }
-    std::memcpy(&header, head.data(), kSignatureSize);
-    return header.isUnfinished() || header.isFinished();
-}
-
-std::string foreignKind(const std::string& path, std::string_view head)
-{
-    if (head.empty()) {
-        return "the file is empty; was the recording started?";
+    const std::string why = whyUnreadable(content, packing);
+    if (!why.empty()) {
+        return why;
     }
-    if (startsLikeVcd(head)) {
-        return fmt::format("this is a VCD text and no wave database; convert it first: tracewell "
+    if (content.kind == Content::Kind::Vcd) {
+        return fmt::format("this is a VCD text{} and no wave database; convert it first: tracewell "
                            "import {} OUT.wdb",
+                           packing != nullptr ? fmt::format(" packed by {}", packing->name) : "",
                            path);
     }
-    if (head.substr(0, kFstStart.size()) == kFstStart) {
-        return "this is an FST file and no wave database; convert it to VCD (fst2vcd), then: "
-               "tracewell import IN.vcd OUT.wdb";
+    if (packing != nullptr) {
+        return fmt::format("this is a {0} file, and what it holds is neither a wave database nor a "
+                           "VCD; check the file name, or unpack it ({1}) and look",
+                           packing->name, packing->tool);
     }
-    if (head.substr(0, kGzipStart.size()) == kGzipStart) {
-        return "this is a gzip file; unpack it first (gunzip)";
+    if (content.kind == Content::Kind::Empty) {
+        return "the file is empty; was the recording started?";
     }
-    const WdbFileHeader sound;
-    const std::string_view version = sound.m_version;
-    const std::size_t family = version.rfind(' ');
-    if (head.substr(0, family) == version.substr(0, family)) {
+    if (content.kind == Content::Kind::OtherVersion) {
         return "this wave database has another format version; use the program that wrote it";
     }
-    if (head.size() < sizeof(WdbFileHeader)) {
+    if (head.size() < kContentBytes) {
         return fmt::format("the file has only {} bytes and is no wave database; record it again",
                            head.size());
     }
@@ -108,21 +92,18 @@ FileKind findFileKind(const std::string& path)
         fail(path, fmt::format("cannot be opened: {}; check its permissions",
                                errno != 0 ? std::strerror(errno) : "unknown reason"));
     }
-    char head[sizeof(WdbFileHeader)] = {};
-    file.read(head, sizeof head);
-    const std::string_view found(head, static_cast<std::size_t>(file.gcount()));
+    const std::string head = readHead(file);
     if (file.bad()) {
         fail(path, "cannot be read; check the disk");
     }
-    WdbFileHeader header;
-    std::memcpy(&header, head, sizeof header);
-    if (found.size() == sizeof header && header.isVersionStringMatched()) {
+    const Content content = contentOf(head);
+    if (content.kind == Content::Kind::Events) {
         return FileKind::Events;
     }
-    if (startsLikeTransitions(found)) {
+    if (content.kind == Content::Kind::Transitions) {
         return FileKind::Transitions;
     }
-    fail(path, foreignKind(path, found));
+    fail(path, whyForeign(path, head, content));
 }
 
 bool isVcdText(const std::string& path)
@@ -136,10 +117,9 @@ bool isVcdText(const std::string& path)
     if (type != std::filesystem::file_type::regular) {
         return false;
     }
-    std::string head(kLongestBlankStart, '\0');
     std::ifstream file(path, std::ios::binary);
-    file.read(head.data(), static_cast<std::streamsize>(head.size()));
-    return startsLikeVcd(std::string_view(head).substr(0, static_cast<std::size_t>(file.gcount())));
+    const Content content = contentOf(readHead(file));
+    return content.kind == Content::Kind::Vcd || content.kind == Content::Kind::Packed;
 }
 
 } // namespace tracewell

@@ -13,7 +13,8 @@ enum class FileKind {
 /// \throws CommandError that says what the file is instead and what to do with it.
 FileKind findFileKind(const std::string& path);
 
-/// True for what can only be a VCD: a text that starts like one, the standard input "-", or a pipe.
+/// True for what can only be a VCD: a text that starts like one, what is packed, the standard input
+/// "-", or a pipe.
 bool isVcdText(const std::string& path);
 
 } // namespace tracewell
