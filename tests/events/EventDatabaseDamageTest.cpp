@@ -110,6 +110,39 @@ TEST_P(DamagedEventDatabase, noChangeOfBytesCrashesHangsOrWrites)
     }
 }
 
+TEST_P(DamagedEventDatabase, whateverChangesTheEventsIsNoted)
+{
+    const auto read = [this](const std::string& content) {
+        m_container.files().close();
+        writeFile(m_container.path(), content);
+        m_container.reopen();
+        return eventsOf(*m_container.openDatabase());
+    };
+    const auto sound = read(m_content);
+    EXPECT_EQ(m_container.files().getDamageLog().getCount(), 0u);
+    const unsigned int seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const std::size_t start = m_header + sizeof(WdbEventDatabaseHeader);
+    unsigned int changed = 0;
+    for (unsigned int i = 0; i < 300; ++i) {
+        std::string content = m_content;
+        const std::size_t at = start + random() % (content.size() - start);
+        if (i % 3 == 0)
+            content.replace(at, 50, std::min<std::size_t>(50, content.size() - at), '\0');
+        else
+            content[at] = static_cast<char>(content[at] ^ 1 << random() % 8);
+        try {
+            const bool isChanged = read(content) != sound;
+            changed += isChanged;
+            EXPECT_TRUE(!isChanged || m_container.files().getDamageLog().getCount() > 0) << at;
+        } catch (const Qsim::OpenException&) {
+            // The entry in the table of contents, which is told as well.
+        }
+    }
+    EXPECT_GT(changed, 20u);
+}
+
 TEST_P(DamagedEventDatabase, aDatabaseForReadingNeverWrites)
 {
     m_container.reopen();

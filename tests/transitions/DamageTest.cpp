@@ -7,6 +7,14 @@
 namespace Tracewell {
 namespace {
 
+std::size_t wordAt(const std::string& bytes, std::size_t place)
+{
+    std::size_t word = 0;
+    for (std::size_t i = 8; i-- > 0;)
+        word = word << 8 | static_cast<unsigned char>(bytes[place + i]);
+    return word;
+}
+
 class Damage : public DataBaseFixture
 {
 protected:
@@ -84,12 +92,51 @@ TEST_F(Damage, changedBytesAreRefusedOrAnswered)
     EXPECT_GT(refused, 100);
 }
 
+TEST_F(Damage, whatIsWrongWithAnObjectIsNotedWhenThatIsAsked)
+{
+    const std::string whole = makeFile();
+    const auto placesAfter = [&](unsigned int id) {
+        const auto dataBase = open(DataBaseMode::Viewer);
+        std::vector<Transition> out;
+        dataBase->getHistory(id, 0, 1LL << 50, 100'000, out);
+        return dataBase->getDamageLog().getPlaces();
+    };
+    for (unsigned int id = 1; id <= kObjects; ++id)
+        EXPECT_TRUE(placesAfter(id).empty()) << id;
+    std::string damaged = whole;
+    const std::size_t records = wordAt(whole, 40) + 12 + 5 * 20;
+    // Object 3 has three leaves behind its root; a gap in the block of the second one, and the
+    // first time of the third.
+    const std::size_t tree = wordAt(whole, 40) + 12 + 2 * 20 + 8;
+    const std::size_t root = wordAt(whole, tree) << 32 | wordAt(whole, tree) >> 32;
+    ASSERT_GE(root, records);
+    const std::size_t offsetAt = root + 44 * 2 + 28;
+    const std::size_t block = wordAt(whole, offsetAt) << 32 | wordAt(whole, offsetAt) >> 32;
+    damaged[block + 40] = 8;
+    writeFile(fileName(), damaged);
+    EXPECT_TRUE(placesAfter(2).empty());
+    auto places = placesAfter(3);
+    ASSERT_EQ(places.size(), 1u);
+    EXPECT_EQ(places[0].m_kind, WdbDamage::TransitionBlock);
+    EXPECT_EQ(places[0].m_offset, static_cast<long long>(block));
+    EXPECT_TRUE(places[0].m_hasTime);
+    EXPECT_GT(places[0].m_time, 7 * 1500) << "the first block is whole";
+
+    damaged = whole;
+    damaged[root + 44 * 3 + 4] = 0;
+    damaged[root + 44 * 3 + 5] = 1;
+    writeFile(fileName(), damaged);
+    EXPECT_TRUE(placesAfter(2).empty());
+    places = placesAfter(3);
+    ASSERT_FALSE(places.empty());
+    EXPECT_EQ(places[0].m_kind, WdbDamage::TransitionTree);
+    EXPECT_EQ(places[0].m_owner, 3);
+}
+
 TEST_F(Damage, treesThatNoWriterMakesAreRefused)
 {
     const std::string whole = makeFile();
-    std::size_t tree = 0;
-    for (int i = 7; i >= 0; --i)
-        tree = tree << 8 | static_cast<unsigned char>(whole[40 + static_cast<std::size_t>(i)]);
+    const std::size_t tree = wordAt(whole, 40);
     const std::size_t records = tree + 12 + 5 * 20;
     struct Change
     {

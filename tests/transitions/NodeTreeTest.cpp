@@ -18,7 +18,8 @@ std::string shapeOf(const BTreeElem* node)
 
 TEST(NodeTree, growsToThreeLevelsAndThenOnlyWider)
 {
-    NodeTree tree([] { FAIL() << "there is no limit"; });
+    WdbDamageLog damage;
+    NodeTree tree([] { FAIL() << "there is no limit"; }, damage);
     auto insertUntil = [&, leaves = 0](int count) mutable {
         for (; leaves < count; ++leaves) {
             BTreeElem* const leaf = tree.createBTreeElem();

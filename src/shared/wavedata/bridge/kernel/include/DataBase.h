@@ -4,6 +4,7 @@
 #include "IConsole.h"
 #include "TracewellExport.h"
 #include "Transition.h"
+#include "WdbDamageLog.h"
 
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
@@ -169,6 +170,8 @@ public:
 
     // The rest.
 
+    /// What a Viewer found damaged in its file, so far as it was asked for it.
+    const WdbDamageLog& getDamageLog() const;
     /// The largest time that was added or read.
     long long getLatestTime() const;
     unsigned int getMaxTraceableSize() const;

@@ -101,7 +101,8 @@ public:
     }
     /// Makes it ValueDense. Keeps the payload, unless that is a text.
     void markDense();
-    /// Gives a dense value its real kind back; the payload is the one that it was marked with.
+    /// Gives a dense value its real kind back; the payload is the one that it was marked with, and
+    /// a text is empty.
     void unmarkDense(ValueType type);
     void setAux(unsigned int aux) { m_aux = aux; }
 

@@ -10,6 +10,7 @@ namespace Tracewell {
 template <unsigned int N> struct WdbBlockListNode
 {
     static constexpr unsigned int kSlots = N;
+    static constexpr WdbDamage::Kind kDamage = WdbDamage::ListNode;
 
     struct Entry
     {

@@ -10,6 +10,7 @@ namespace Tracewell {
 template <unsigned int N> struct WdbStringBlockListNode
 {
     static constexpr unsigned int kSlots = N;
+    static constexpr WdbDamage::Kind kDamage = WdbDamage::TextNode;
 
     struct Entry
     {

@@ -29,6 +29,8 @@ public:
     bool advance()
     {
         const long long next = m_node.m_next;
+        if (next == m_markedNode && next != 0)
+            noteNode(next, false);
         if (next == m_markedNode || !load(next)) {
             m_node.m_next = 0;
             return false;
@@ -48,14 +50,34 @@ public:
 private:
     bool load(long long handle)
     {
-        if (handle == 0 || !m_manager->contains(handle, sizeof(Node)) ||
-            !m_manager->contains(0, (m_nodesRead + 1) * sizeof(Node)))
+        if (handle == 0)
             return false;
+        if (!m_manager->contains(handle, sizeof(Node)) ||
+            !m_manager->contains(0, (m_nodesRead + 1) * sizeof(Node))) {
+            noteNode(handle, false);
+            return false;
+        }
         ++m_nodesRead;
         m_node = Node();
         m_manager->getBlock(handle, reinterpret_cast<char*>(&m_node), sizeof(Node));
+        if (m_node.m_count > Node::kSlots)
+            noteNode(handle, false);
+        else if (m_node.m_count < Node::kSlots && isMoreThanCounted())
+            noteNode(handle, true);
         m_node.m_count = std::min(m_node.m_count, Node::kSlots);
         return true;
+    }
+
+    /// Of a node with room. Only a list's first node may be empty.
+    bool isMoreThanCounted() const
+    {
+        return m_node.m_next != 0 || m_node.getEntry(m_node.m_count).m_handle != 0 ||
+               (m_node.m_count == 0 && m_nodesRead > 1);
+    }
+
+    void noteNode(long long handle, bool isOnlyWhenClosed) const
+    {
+        m_manager->noteDamage({Node::kDamage, handle, sizeof(Node), -1, isOnlyWhenClosed});
     }
 
     const WdbIBlockManager* m_manager;

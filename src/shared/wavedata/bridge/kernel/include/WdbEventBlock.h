@@ -145,7 +145,8 @@ public:
     /// Writes the image uncompressed over the handle; loadBlock cannot read it.
     void putBlock(long long handle, WdbIBlockManager& manager);
     /// Reads a stored block. A damaged one gives its records up to the damage; a stored size above
-    /// the block size, or a place outside the storage, gives an empty block.
+    /// the block size, or a place outside the storage, gives an empty block. Such damage is noted,
+    /// except for the place 0 with the size 0, which is no block.
     void loadBlock(long long offset, unsigned int size, WdbIBlockManager& manager);
 
     /// Of events with one time, start address and length only the last one stays. Gives up when
@@ -193,6 +194,7 @@ private:
     void removeEvents(const char* removed);
     /// Takes up the records of the image, of which `bytes` were inflated.
     void findRecords(unsigned int bytes);
+    bool isLoadedWhole() const;
 
     long long m_baseAddress;
     unsigned int m_maxBlockSize;

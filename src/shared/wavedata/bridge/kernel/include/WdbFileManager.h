@@ -86,6 +86,10 @@ public:
     std::basic_iostream<char>& getiostream();
     WdbIBlockManager& getFileBlockManager() { return *m_blockManager; }
     const WdbIBlockManager& getFileBlockManager() const { return *m_blockManager; }
+    /// What was found damaged in the file by those who read it, this manager or others, since it
+    /// was opened.
+    WdbDamageLog& getDamageLog() { return m_damageLog; }
+    const WdbDamageLog& getDamageLog() const { return m_damageLog; }
     WdbFileHeader& getHeader() { return m_header; }
     const WdbFileHeader& getHeader() const { return m_header; }
     /// Null while no file is open.
@@ -96,6 +100,7 @@ private:
                      WdbTableOfContentItem& out) const;
 
     std::unique_ptr<DescriptorStream> m_stream;
+    WdbDamageLog m_damageLog;
     std::unique_ptr<WdbFileBlockManager> m_blockManager;
     WdbFileHeader m_header;
     std::unique_ptr<TableOfContent> m_tableOfContent;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TracewellExport.h"
+#include "WdbDamageLog.h"
 
 #include <boost/thread/recursive_mutex.hpp>
 
@@ -47,12 +48,23 @@ public:
     /// For a manager that stands for another storage from here on.
     void mend() const;
 
+    /// Where whoever reads this storage notes what is damaged: see WdbDamageLog. The log must
+    /// outlive the manager. Null, as at first, for a storage that nobody asks about.
+    void setDamageLog(WdbDamageLog* log) { m_damageLog = log; }
+    WdbDamageLog* getDamageLog() const { return m_damageLog; }
+    void noteDamage(const WdbDamage& damage) const
+    {
+        if (m_damageLog)
+            m_damageLog->note(damage);
+    }
+
     /// Guards the storage; recursive, so a caller may hold it around several block operations.
     boost::recursive_mutex& getMutex() const { return m_mutex; }
 
 private:
     mutable boost::recursive_mutex m_mutex;
     const std::unique_ptr<StorageHealth> m_health;
+    WdbDamageLog* m_damageLog = nullptr;
 };
 
 } // namespace Tracewell

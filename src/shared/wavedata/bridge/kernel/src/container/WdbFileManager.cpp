@@ -71,7 +71,9 @@ void writeRecord(std::basic_iostream<char>& stream, const WdbFileHeader& header)
 WdbFileManager::WdbFileManager()
     : m_stream(std::make_unique<DescriptorStream>()),
       m_blockManager(std::make_unique<WdbFileBlockManager>(*m_stream))
-{}
+{
+    m_blockManager->setDamageLog(&m_damageLog);
+}
 
 WdbFileManager::~WdbFileManager()
 {
@@ -88,6 +90,7 @@ void WdbFileManager::create(const std::string& path)
     try {
         close();
         m_blockManager->mend();
+        m_damageLog.clear();
         if (!m_stream->open(path, DescriptorStreamBuffer::Mode::Create))
             m_stream->setstate(std::ios_base::failbit);
         m_header.m_creationTime = static_cast<int>(std::time(nullptr));
@@ -118,6 +121,7 @@ void WdbFileManager::open(const std::string& path)
         throwOpenException(__LINE__, "Cannot open simulation database file.");
 
     m_blockManager->mend();
+    m_damageLog.clear();
     WdbFileHeader header;
     try {
         readRecord(*m_stream, header);
@@ -267,6 +271,8 @@ char* WdbFileManager::getSectionData(const std::string& sectionId, unsigned int 
     char* data = nullptr;
     if (length > 0 && m_blockManager->contains(item.m_fileOffset, length))
         data = static_cast<char*>(std::malloc(length));
+    else
+        m_blockManager->noteDamage({WdbDamage::Section, item.m_fileOffset, length});
     if (data)
         m_blockManager->getBlock(item.m_fileOffset, data, length);
     if (size)
@@ -303,9 +309,14 @@ bool WdbFileManager::findSection(const std::string& sectionId, unsigned int vers
         return false;
     for (auto entry = m_tableOfContent->begin(); entry; ++entry) {
         WdbTableOfContentItem item;
-        if (!m_blockManager->contains(entry.getHandle(), sizeof item))
+        const bool isInFile = m_blockManager->contains(entry.getHandle(), sizeof item);
+        if (isInFile)
+            item.loadBlock(entry.getHandle(), entry.getSize(), *m_blockManager);
+        if (item.m_sectionId[0] == '\0' || entry.getSize() != sizeof item)
+            m_blockManager->noteDamage(
+                {WdbDamage::SectionEntry, entry.getHandle(), entry.getSize()});
+        if (!isInFile)
             continue;
-        item.loadBlock(entry.getHandle(), entry.getSize(), *m_blockManager);
         if (item.isSectionAndVersionMatched(sectionId, version)) {
             out = item;
             return true;

@@ -47,28 +47,30 @@ public:
         return m_in.data();
     }
 
-    unsigned int inflateInput(unsigned int size, char* out, unsigned int limit)
+    unsigned int inflateInput(unsigned int size, char* out, unsigned int limit, bool& isWhole)
     {
         if (!m_fast || limit > kFastLimit)
-            return inflateSlowly(size, out, limit);
+            return inflateSlowly(size, out, limit, isWhole);
         std::size_t count = 0;
-        if (libdeflate_zlib_decompress(m_fast.get(), m_in.data(), size, out, limit, &count) !=
-            LIBDEFLATE_SUCCESS)
-            count = inflateSlowly(size, out, limit);
+        isWhole = libdeflate_zlib_decompress(m_fast.get(), m_in.data(), size, out, limit, &count) ==
+                  LIBDEFLATE_SUCCESS;
+        if (!isWhole)
+            count = inflateSlowly(size, out, limit, isWhole);
+        isWhole = isWhole && count == limit;
         // Both may have written more than they answer for.
         std::memset(out + count, 0, limit - count);
         return static_cast<unsigned int>(count);
     }
 
 private:
-    unsigned int inflateSlowly(unsigned int size, char* out, unsigned int limit)
+    unsigned int inflateSlowly(unsigned int size, char* out, unsigned int limit, bool& isWhole)
     {
         inflateReset(&m_stream);
         m_stream.next_in = reinterpret_cast<Bytef*>(m_in.data());
         m_stream.avail_in = size;
         m_stream.next_out = reinterpret_cast<Bytef*>(out);
         m_stream.avail_out = limit;
-        inflate(&m_stream, Z_FINISH);
+        isWhole = inflate(&m_stream, Z_FINISH) == Z_STREAM_END && m_stream.avail_out == 0;
         return limit - m_stream.avail_out;
     }
 
@@ -80,13 +82,14 @@ private:
 } // namespace
 
 unsigned int inflateBlock(const WdbIBlockManager& manager, long long handle,
-                          unsigned int storedSize, char* out, unsigned int limit)
+                          unsigned int storedSize, char* out, unsigned int limit, bool& isWhole)
 {
+    isWhole = false;
     if (storedSize == 0 || !manager.contains(handle, storedSize))
         return 0;
     static thread_local Inflater inflater;
     manager.getBlock(handle, inflater.prepareInput(storedSize), storedSize);
-    return inflater.inflateInput(storedSize, out, limit);
+    return inflater.inflateInput(storedSize, out, limit, isWhole);
 }
 
 } // namespace Tracewell

@@ -6,16 +6,27 @@ namespace Tracewell {
 
 bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path)
 {
+    const auto note = [&](bool isOnlyWhenClosed) {
+        nodes.noteDamage(
+            {WdbDamage::IndexNode, offset, sizeof(EventTreeNode), -1, isOnlyWhenClosed});
+    };
     if (offset <= 0 || path.size() >= kMostEventTreeLevels ||
-        !nodes.contains(offset, sizeof(EventTreeNode)))
+        !nodes.contains(offset, sizeof(EventTreeNode))) {
+        // The root of a tree that was just made.
+        note(offset == 0 && path.empty());
         return false;
+    }
     path.emplace_back();
     EventTreeStep& step = path.back();
     nodes.getBlock(offset, reinterpret_cast<char*>(&step.m_node), sizeof step.m_node);
     if (step.m_node.m_count > EventTreeNode::kOrder) {
         path.pop_back();
+        note(false);
         return false;
     }
+    // Nodes of a writer that has not come to its end are of different ages.
+    if (!step.m_node.isLikeClosed())
+        note(true);
     step.m_offset = offset;
     return true;
 }
@@ -190,8 +201,11 @@ bool EventTreeIndex::findBefore(const EventTreeTarget& target, WdbEventBTreeReco
 bool EventTreeIndex::readRecord(WdbEventBTreeRecord& record) const
 {
     record.getBlock(m_search.back().getChild(), m_data);
-    return record.getBlockSize() > 0 &&
-           m_data.contains(record.getBlockOffset(), record.getBlockSize());
+    const bool isSound = record.getBlockSize() > 0 &&
+                         m_data.contains(record.getBlockOffset(), record.getBlockSize());
+    if (!isSound)
+        m_data.noteDamage({WdbDamage::EventBlock, record.getBlockOffset(), record.getBlockSize()});
+    return isSound;
 }
 
 bool EventTreeIndex::enter(long long place) const

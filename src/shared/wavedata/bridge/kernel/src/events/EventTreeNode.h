@@ -63,6 +63,11 @@ struct EventTreeNode
         return entry > 0 ? m_lengths[entry - 1] : 0;
     }
     long long getTotalLength() const { return m_count > 0 ? m_lengths[m_count - 1] : 0; }
+    /// False for a node that no finished tree has.
+    bool isLikeClosed() const
+    {
+        return m_isLeaf <= 1 && m_count > 0 && (m_count == kOrder || m_children[m_count] == 0);
+    }
     /// The last entry before `end` that holds any of the addresses, or kNone.
     unsigned int findBackward(unsigned int end, const EventTreeTarget& target) const
     {

@@ -37,6 +37,8 @@ void WdbEventBTreeRecord::getBlock(long long offset, const WdbIBlockManager& man
     RecordImage image;
     if (manager.contains(offset, sizeof image))
         manager.getBlock(offset, reinterpret_cast<char*>(&image), sizeof image);
+    if (image.m_blockSize == 0)
+        manager.noteDamage({WdbDamage::IndexRecord, offset, sizeof image});
     m_blockOffset = image.m_blockOffset;
     m_blockSize = image.m_blockSize;
     m_largestDiff = image.m_largestDiff;

@@ -175,14 +175,35 @@ void WdbEventBlock::loadBlock(long long offset, unsigned int size, WdbIBlockMana
     m_offsets.clear();
     // Until the block is loaded, all of the buffer counts as used.
     m_loadedSize = m_maxBlockSize;
+    bool isWhole = false;
     const unsigned int inflated =
-        size <= m_maxBlockSize ? inflateBlock(manager, offset, size, m_memory.get(), m_maxBlockSize)
-                               : 0;
+        size <= m_maxBlockSize
+            ? inflateBlock(manager, offset, size, m_memory.get(), m_maxBlockSize, isWhole)
+            : 0;
     // Inflating overwrites, so only what an earlier content left behind it has to go.
     if (inflated < usedBefore)
         std::memset(m_memory.get() + inflated, 0, usedBefore - inflated);
     m_loadedSize = inflated;
     findRecords(inflated);
+    const bool isNothing = offset == 0 && size == 0;
+    if (!isNothing && !(isWhole && isLoadedWhole()))
+        manager.noteDamage({WdbDamage::EventBlock, offset, size, m_baseAddress});
+}
+
+/// Whether the image, which was inflated whole, holds what its header says and nothing behind.
+bool WdbEventBlock::isLoadedWhole() const
+{
+    if (isEmpty() || size() != readHeader().m_numberOfEvents || m_currentSize > m_maxBlockSize)
+        return false;
+    const Header header = readHeader();
+    const long long last = eventAt(size() - 1).getTime();
+    const char* const rest = m_memory.get() + m_currentSize;
+    const std::size_t left = m_maxBlockSize - m_currentSize;
+    return eventAt(0).getTime() == header.m_startTime &&
+           static_cast<unsigned long long>(last) -
+                   static_cast<unsigned long long>(header.m_startTime) ==
+               static_cast<unsigned long long>(header.m_timeLength) &&
+           (left == 0 || (rest[0] == 0 && std::memcmp(rest, rest + 1, left - 1) == 0));
 }
 
 void WdbEventBlock::findRecords(unsigned int bytes)

@@ -51,6 +51,9 @@ public:
     {
         m_isOverlong =
             !m_budget->takeAtBegin(*m_blockManager, m_nodesTaken * sizeof(EventBlockList::Node));
+        if (m_isOverlong)
+            m_blockManager->noteDamage(
+                {WdbDamage::ListNode, list.getFirstNode(), 0, m_baseAddress});
     }
 
     bool isEof() const override { return m_isOverlong || m_iterator.isEof(); }
@@ -71,6 +74,9 @@ public:
             m_isBlockTaken = true;
             take(m_iterator.getSize());
         }
+        // No block lies where the file begins.
+        if (!isEof() && m_iterator.getHandle() == 0)
+            m_blockManager->noteDamage({WdbDamage::ListNode, 0, 0, m_baseAddress});
         if (isEof())
             block.loadBlock(0, 0, *m_blockManager);
         else
@@ -87,8 +93,10 @@ private:
     }
     void take(unsigned long long bytes)
     {
-        if (!m_budget->take(*m_blockManager, bytes))
-            m_isOverlong = true;
+        if (m_budget->take(*m_blockManager, bytes))
+            return;
+        m_isOverlong = true;
+        m_blockManager->noteDamage({WdbDamage::ListNode, m_iterator.getHandle(), 0, m_baseAddress});
     }
 
     EventBlockList::Iterator m_iterator;

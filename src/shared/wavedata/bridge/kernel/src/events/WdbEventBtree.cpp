@@ -55,6 +55,8 @@ void WdbEventBtree::openHeader(long long tableEntry)
         m_data.getBlock(m_headerOffset, reinterpret_cast<char*>(&m_header), sizeof m_header);
         return;
     }
+    if (m_headerOffset != 0)
+        m_data.noteDamage({WdbDamage::IndexNode, m_headerOffset, sizeof m_header, m_baseAddress});
     m_headerOffset = 0;
     if (!isWriting())
         return;

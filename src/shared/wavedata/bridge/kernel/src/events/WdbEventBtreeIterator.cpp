@@ -90,11 +90,17 @@ WdbEventBtree::EventBlockIterator& WdbEventBtree::EventBlockIterator::operator++
         return *this;
     EventTreePath& path = m_walk->m_path;
     path.back().m_cursor = canSkip() ? path.back().m_node.m_count : path.back().m_cursor + 1;
+    bool isPartFilled = false;
     while (path.back().m_cursor >= path.back().m_node.m_count) {
+        isPartFilled = isPartFilled || path.back().m_node.m_count < EventTreeNode::kOrder;
+        const long long left = path.back().m_offset;
         path.pop_back();
         if (path.empty())
             return *this;
         ++path.back().m_cursor;
+        // Only the right edge has nodes with room.
+        if (isPartFilled && path.back().m_cursor < path.back().m_node.m_count)
+            m_nodes->noteDamage({WdbDamage::IndexNode, left, sizeof(EventTreeNode), -1, true});
     }
     descend(false);
     return *this;

@@ -93,6 +93,8 @@ void WdbMultipleBucketBtreeDatabase::initialize(long long sectionOffset, bool fo
                                                                   kCacheCapacity);
     m_data =
         std::make_unique<WdbFileBlockManagerWithCache>(m_fileManager.getiostream(), kCacheCapacity);
+    m_nodes->setDamageLog(m_blockManager.getDamageLog());
+    m_data->setDamageLog(m_blockManager.getDamageLog());
     m_headerOffset = sectionOffset;
     m_forWriting = forWriting;
     m_latestTime = m_header.m_latestTime;

@@ -340,8 +340,14 @@ WdbMultipleBucketEventDatabase::makeIterators(const std::vector<EventBlockList*>
 {
     IteratorVector iterators;
     const auto budget = std::make_shared<BlockWalkBudget>();
-    for (EventBlockList* const list : lists)
+    for (EventBlockList* const list : lists) {
         iterators.push_back(std::make_shared<Iterator>(*m_blockManager, *list, budget));
+        // A list is made for its first event.
+        if (!m_forWriting && iterators.back()->isEof())
+            m_blockManager->noteDamage({WdbDamage::ListNode, list->getFirstNode(),
+                                        sizeof(EventBlockList::Node), list->getBaseAddress(),
+                                        true});
+    }
     return iterators;
 }
 

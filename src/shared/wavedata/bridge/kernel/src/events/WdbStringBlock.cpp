@@ -117,10 +117,14 @@ long long WdbStringBlock::addBlock(WdbIBlockManager& manager, unsigned int& size
 void WdbStringBlock::loadBlock(long long offset, unsigned int size, WdbIBlockManager& manager)
 {
     clear();
-    if (size > m_blockSize || m_blockSize < kHeaderSize)
-        return;
-    inflateBlock(manager, offset, size, m_memory.get(), m_blockSize);
-    loadDataOffsetArray(readCount());
+    bool isWhole = false;
+    if (size <= m_blockSize && m_blockSize >= kHeaderSize) {
+        inflateBlock(manager, offset, size, m_memory.get(), m_blockSize, isWhole);
+        loadDataOffsetArray(readCount());
+    }
+    const bool isNothing = offset == 0 && size == 0;
+    if (!isNothing && !(isWhole && this->size() == readCount() && !isEmpty()))
+        manager.noteDamage({WdbDamage::TextBlock, offset, size});
 }
 
 void WdbStringBlock::loadDataOffsetArray(unsigned int count)

@@ -167,6 +167,8 @@ bool WdbStringMapDatabase::getString(unsigned int id, std::string& text) const
             continue;
         WdbStringBlock block(WdbStringMapDatabaseHeader::getDefaultBlockSize());
         it.getStringBlock(block);
+        if (block.getStartID() != startId || block.size() != count)
+            m_blockManager->noteDamage({WdbDamage::TextBlock, handle, size});
         for (WdbStringBlockIterator item = block.getStringBlockIterator(); item.hasNext();) {
             const StringBlockItem& candidate = item.next();
             if (candidate.id == id) {

@@ -20,6 +20,21 @@ std::size_t blockBytes(std::uint32_t flags, int count)
     return (n + valueSlots) * slotBytes;
 }
 
+GapSum addGaps(const DataBlockInfo& block)
+{
+    const BlockReader reader(block, block.count);
+    GapSum gaps;
+    for (int i = 0; i + 1 < block.count; ++i) {
+        const long long gap = reader.delta(i);
+        if (gap < 1 || __builtin_add_overflow(gaps.sum, gap, &gaps.sum)) {
+            gaps.isAscending = false;
+            break;
+        }
+        gaps.largest = gap > gaps.largest ? gap : gaps.largest;
+    }
+    return gaps;
+}
+
 void BlockReader::readValue(int i, Value& value) const
 {
     const auto index = static_cast<std::size_t>(i);

@@ -64,4 +64,15 @@ private:
     const unsigned char* m_values;
 };
 
+/// What the gaps of a stored block, whose data is in memory if it has any, come to.
+struct GapSum
+{
+    long long sum = 0;
+    long long largest = 0;
+    /// Every gap is above 0, and the sum is below 2^63.
+    bool isAscending = true;
+};
+
+GapSum addGaps(const DataBlockInfo& block);
+
 } // namespace Tracewell

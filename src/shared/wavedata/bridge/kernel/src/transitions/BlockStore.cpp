@@ -1,16 +1,20 @@
 #include "BlockStore.h"
 
+#include "BlockCodec.h"
 #include "DiskLayout.h"
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
 
+#include <algorithm>
 #include <cstring>
 
 namespace Tracewell {
 
-BlockStore::BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits)
-    : m_mode(mode), m_fileName(fileName), m_blockPool(limits.blockBytes, limits.minBlocksPerSize),
+BlockStore::BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits,
+                       WdbDamageLog& damage)
+    : m_mode(mode), m_fileName(fileName), m_damage(damage),
+      m_blockPool(limits.blockBytes, limits.minBlocksPerSize),
       m_readBackPool(
           mode == DataBaseMode::StoringReader
               ? std::make_unique<TransitionPool>(limits.readBackBytes, limits.minBlocksPerSize)
@@ -91,14 +95,36 @@ void BlockStore::writeOneBlock(BTreeElem& leaf)
 
 void BlockStore::fetch(BTreeElem& leaf)
 {
-    const std::size_t bytes = blockBytes(leaf.flags, leaf.count);
-    if (leaf.data || bytes == 0)
+    if (leaf.data)
         return;
-    ListNode* const node = readBackPool().allocate(bytes);
-    takeOver(*node, leaf);
-    if (leaf.fileOffset < 0 || !openForReading() ||
-        m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(leaf.data), bytes) != bytes)
-        std::memset(leaf.data, 0, bytes);
+    const std::size_t bytes = blockBytes(leaf.flags, leaf.count);
+    bool isRead = true;
+    if (bytes != 0) {
+        ListNode* const node = readBackPool().allocate(bytes);
+        takeOver(*node, leaf);
+        isRead = leaf.fileOffset >= 0 && openForReading() &&
+                 m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(leaf.data),
+                                       bytes) == bytes;
+        if (!isRead)
+            std::memset(leaf.data, 0, bytes);
+    }
+    if (m_mode == DataBaseMode::Viewer)
+        checkFetched(leaf, isRead);
+}
+
+// Of the times in the leaf and the gaps in the block, one alone may be damaged; before the earlier
+// one of the two starts that they give, all is as it was.
+void BlockStore::checkFetched(const BTreeElem& leaf, bool isRead) const
+{
+    const GapSum gaps = addGaps(leaf);
+    const long long length = BlockReader::advance(leaf.lastTime, -leaf.firstTime);
+    if (isRead && gaps.isAscending && gaps.sum == length && gaps.largest <= leaf.largestDiff)
+        return;
+    const long long start =
+        gaps.isAscending ? std::min(leaf.firstTime, BlockReader::advance(leaf.lastTime, -gaps.sum))
+                         : leaf.firstTime;
+    m_damage.note({WdbDamage::TransitionBlock, leaf.fileOffset, blockBytes(leaf.flags, leaf.count),
+                   -1, false, true, start});
 }
 
 } // namespace Tracewell

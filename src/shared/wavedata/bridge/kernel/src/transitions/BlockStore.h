@@ -4,6 +4,7 @@
 #include "DataBlock.h"
 #include "FileIO.h"
 #include "TransitionPool.h"
+#include "WdbDamageLog.h"
 #include "platform/DescriptorFile.h"
 
 #include <boost/thread/lock_types.hpp>
@@ -21,7 +22,9 @@ namespace Tracewell {
 class BlockStore
 {
 public:
-    BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits);
+    /// `damage` gets what is wrong with blocks that are read from the file.
+    BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits,
+               WdbDamageLog& damage);
 
     /// Keeps the data of a leaf in memory, and every other thread out of the store, for as long as
     /// it lives: one at a time in a thread, without a call to the store beside it.
@@ -57,12 +60,14 @@ public:
 
 private:
     void fetch(BTreeElem& leaf);
+    void checkFetched(const BTreeElem& leaf, bool isRead) const;
     void takeOver(ListNode& node, BTreeElem& leaf);
     void writeOneBlock(BTreeElem& leaf);
     TransitionPool& readBackPool() { return m_readBackPool ? *m_readBackPool : m_blockPool; }
 
     const DataBaseMode m_mode;
     const std::string m_fileName;
+    WdbDamageLog& m_damage;
     boost::mutex m_mutex;
     TransitionPool m_blockPool;
     /// Only in a StoringReader.

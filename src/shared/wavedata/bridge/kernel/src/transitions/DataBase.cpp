@@ -526,6 +526,11 @@ void DataBase::capture(bool on)
     m_imp->m_channel.capture(on);
 }
 
+const WdbDamageLog& DataBase::getDamageLog() const
+{
+    return m_imp->m_store.damage;
+}
+
 long long DataBase::getLatestTime() const
 {
     return m_imp->m_store.latestTime;

@@ -127,6 +127,51 @@ bool isSoundLeaf(const BTreeElem& leaf, long long fileSize)
            (leaf.fileOffset >= DataBaseFileHeader::kBytes && leaf.fileOffset <= fileSize - bytes);
 }
 
+/// Whether a leaf tells its values, or has a kind that tells none.
+bool hasKnownValues(const BTreeElem& leaf)
+{
+    const ValueType type = blockType(leaf.flags);
+    if (blockPeriod(leaf.flags) != 0)
+        return (leaf.flags & kAlternatingFlag) != 0;
+    switch (type) {
+    case ValueInt64:
+    case ValueDouble:
+        return (leaf.flags & (kWideFlag | kAlternatingFlag)) != 0;
+    case ValueNone:
+    case ValueDense:
+        return (leaf.flags & kAlternatingFlag) != 0;
+    default:
+        return type <= ValueStdLogic && type != 9;
+    }
+}
+
+/// Whether what the nodes of a tree say of each other and of themselves fits together. Blocks that
+/// begin with the value at time 0 once more are of a writer short of memory.
+bool isConsistent(const BTreeElem* elems, std::size_t count)
+{
+    const BTreeElem* before = nullptr;
+    for (std::size_t i = 0; i < count; ++i) {
+        const BTreeElem& elem = elems[i];
+        if (elem.lastTime < elem.firstTime)
+            return false;
+        if (elem.isLeaf()) {
+            if (!hasKnownValues(elem) || blockType(elem.flags) != blockType(elems->flags) ||
+                elem.firstTime < 0 ||
+                (before && elem.firstTime < before->lastTime && elem.firstTime != 0))
+                return false;
+            before = &elem;
+            continue;
+        }
+        long long largest = 0;
+        for (const BTreeElem* const child : *elem.children)
+            largest = std::max(largest, child->largestDiff);
+        if (elem.firstTime != elem.children->front()->firstTime ||
+            elem.lastTime != elem.children->back()->lastTime || elem.largestDiff < largest)
+            return false;
+    }
+    return true;
+}
+
 /// The tree of records in the order of writeBTreesToDisk, which for three levels is breadth
 /// first: the children of a record follow those of the records before it.
 BTreeElem* readTree(const Words& words, long long fileSize, NodeTree& tree, long long& latestTime)
@@ -225,7 +270,11 @@ void readBTreeFromDisk(FileIO& file, long long offset, long long fileSize, NodeT
         records.resize(static_cast<std::size_t>(count) * kElemWords);
         if (!window.read(place, records))
             refuse("the records of a tree are not inside it");
-        tree.setRoot(id, readTree(records, fileSize, tree, latestTime));
+        BTreeElem* const root = readTree(records, fileSize, tree, latestTime);
+        tree.setRoot(id, root);
+        if (!isConsistent(root, static_cast<std::size_t>(count)))
+            tree.setDamaged(id, {WdbDamage::TransitionTree, place,
+                                 static_cast<unsigned long long>(count * kElemBytes), id});
     }
 }
 

@@ -48,7 +48,7 @@ void DrawingFilter::markLast()
 {
     Value& value = m_out.back().value;
     if (value.getType() != ValueDense)
-        m_denseType = value.getType();
+        m_denseType = value.getType() != ValueNone ? value.getType() : m_kind;
     value.markDense();
 }
 

@@ -15,11 +15,12 @@ namespace Tracewell {
 class DrawingFilter
 {
 public:
-    /// Appends to `out`. `kind` is what a dense entry that stands there already was marked from.
+    /// Appends to `out`. `kind` is the object's, which a dense entry gets back where what was
+    /// marked has none of its own.
     DrawingFilter(BlockStore& blocks, long long from, long long to, long long minDelta,
                   ValueType kind, std::vector<Transition>& out)
-        : m_blocks(blocks), m_from(from), m_to(to), m_minDelta(minDelta), m_denseType(kind),
-          m_out(out)
+        : m_blocks(blocks), m_from(from), m_to(to), m_minDelta(minDelta), m_kind(kind),
+          m_denseType(kind), m_out(out)
     {}
 
     /// Filters the transitions of a BlockReader or a RecordReader.
@@ -38,6 +39,7 @@ private:
     const long long m_from;
     const long long m_to;
     const long long m_minDelta;
+    const ValueType m_kind;
     /// Of the last entry before it was marked.
     ValueType m_denseType;
     std::vector<Transition>& m_out;

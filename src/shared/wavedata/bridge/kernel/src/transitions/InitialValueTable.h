@@ -30,6 +30,8 @@ public:
     bool get(std::uint32_t id, Value& value) const;
     /// Of the entry, ValueNone without one.
     ValueType kindOf(std::uint32_t id) const { return kindOfByte(byteOf(id)); }
+    /// Whether there is an entry of no kind that is ever stored.
+    bool isDamaged(std::uint32_t id) const { return byteOf(id) != 0 && kindOf(id) == ValueNone; }
     /// Whether an id of its page was ever stored.
     bool hasPage(std::uint32_t id) const
     {

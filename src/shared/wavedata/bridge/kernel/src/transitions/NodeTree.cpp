@@ -41,11 +41,18 @@ void updateParentElem(BTreeElem* root, const BTreeElem& elem)
 
 } // namespace
 
-NodeTree::NodeTree(std::function<void()> onLimit) : m_onLimit(std::move(onLimit)) {}
+NodeTree::NodeTree(std::function<void()> onLimit, WdbDamageLog& damage)
+    : m_onLimit(std::move(onLimit)), m_damage(damage)
+{}
 
 BTreeElem* NodeTree::findRoot(std::uint32_t id) const
 {
     const boost::lock_guard<boost::mutex> lock(m_mutex);
+    if (!m_damaged.empty()) {
+        const auto damaged = m_damaged.find(id);
+        if (damaged != m_damaged.end())
+            m_damage.note(damaged->second);
+    }
     const auto found = m_roots.find(id);
     return found == m_roots.end() ? nullptr : found->second;
 }
@@ -154,10 +161,17 @@ void NodeTree::setRoot(std::uint32_t id, BTreeElem* root)
     m_roots[id] = root;
 }
 
+void NodeTree::setDamaged(std::uint32_t id, const WdbDamage& damage)
+{
+    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    m_damaged.emplace(id, damage);
+}
+
 void NodeTree::clear()
 {
     const boost::lock_guard<boost::mutex> lock(m_mutex);
     m_roots.clear();
+    m_damaged.clear();
     m_elemChunks.clear();
     m_nextElem = kChunkElems;
     m_chunk = nullptr;

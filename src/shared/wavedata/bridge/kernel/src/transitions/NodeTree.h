@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DataBlock.h"
+#include "WdbDamageLog.h"
 
 #include <boost/thread/mutex.hpp>
 
@@ -20,8 +21,9 @@ public:
     static constexpr int kChunkElems = 1000;
     static constexpr double kGaugeLimit = 0.95;
 
-    /// `onLimit` is called when a new chunk finds the memory gauge above its limit.
-    explicit NodeTree(std::function<void()> onLimit);
+    /// `onLimit` is called when a new chunk finds the memory gauge above its limit. `damage` gets
+    /// what is wrong with a tree when somebody looks for it.
+    NodeTree(std::function<void()> onLimit, WdbDamageLog& damage);
     NodeTree(const NodeTree&) = delete;
     NodeTree& operator=(const NodeTree&) = delete;
 
@@ -39,6 +41,9 @@ public:
     void insertNewBTreeNode(std::uint32_t id, BTreeElem* elem);
     /// Makes `root` the tree of the object.
     void setRoot(std::uint32_t id, BTreeElem* root);
+    /// Says that the object's tree came from the file damaged. Of several such things, the first
+    /// one counts.
+    void setDamaged(std::uint32_t id, const WdbDamage& damage);
     /// Frees all nodes.
     void clear();
 
@@ -49,9 +54,11 @@ private:
     void addABranch(BTreeElem* root, BTreeElem* parent, BTreeElem* elem, int depth);
 
     std::function<void()> m_onLimit;
-    /// Guards m_roots.
+    WdbDamageLog& m_damage;
+    /// Guards m_roots and m_damaged.
     mutable boost::mutex m_mutex;
     std::unordered_map<std::uint32_t, BTreeElem*> m_roots;
+    std::unordered_map<std::uint32_t, WdbDamage> m_damaged;
     std::vector<std::unique_ptr<BTreeElem[]>> m_elemChunks;
     int m_nextElem = kChunkElems;
     /// The one that m_nextElem counts in.

@@ -121,6 +121,8 @@ bool TransitionQueries::getTransInfoLocked(std::uint32_t id, long long& first, l
     }
     first = last = 0;
     type = m_store.initialValues ? m_store.initialValues->kindOf(id) : ValueNone;
+    if (m_store.initialValues && m_store.initialValues->isDamaged(id))
+        m_store.damage.note({WdbDamage::InitialTransition, 0, 1, id});
     return type != ValueNone;
 }
 

@@ -5,6 +5,7 @@
 #include "InitialValueTable.h"
 #include "NodeTree.h"
 #include "PageTable.h"
+#include "WdbDamageLog.h"
 
 #include <boost/thread/mutex.hpp>
 
@@ -34,6 +35,7 @@ struct TransitionStore
     std::atomic<bool> tracingStopped{false};
     std::atomic<std::uint32_t> maxTraceableSize{0xFFFFFFFF};
 
+    WdbDamageLog damage;
     PageTable pages;
     /// Null in a Feeder.
     std::unique_ptr<InitialValueTable> initialValues;

@@ -76,8 +76,12 @@ void Value::markDense()
 
 void Value::unmarkDense(ValueType type)
 {
-    if (m_type == ValueDense)
-        m_type = type == ValueString ? ValueNone : type;
+    if (m_type != ValueDense)
+        return;
+    if (type == ValueString)
+        setString(nullptr);
+    else
+        m_type = type;
 }
 
 void Value::freeText()

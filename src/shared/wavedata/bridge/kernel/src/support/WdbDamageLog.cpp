@@ -1,0 +1,35 @@
+#include "WdbDamageLog.h"
+
+#include <algorithm>
+
+namespace Tracewell {
+
+WdbDamageLog::WdbDamageLog() = default;
+WdbDamageLog::~WdbDamageLog() = default;
+
+void WdbDamageLog::note(const WdbDamage& damage)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto isSame = [&](const WdbDamage& known) {
+        return known.m_kind == damage.m_kind && known.m_offset == damage.m_offset &&
+               known.m_owner == damage.m_owner;
+    };
+    if (m_places.size() < kMostPlaces && std::none_of(m_places.begin(), m_places.end(), isSame))
+        m_places.push_back(damage);
+    m_count.fetch_add(1, std::memory_order_release);
+}
+
+std::vector<WdbDamage> WdbDamageLog::getPlaces() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_places;
+}
+
+void WdbDamageLog::clear()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_places.clear();
+    m_count.store(0, std::memory_order_release);
+}
+
+} // namespace Tracewell
