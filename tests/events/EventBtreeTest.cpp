@@ -158,6 +158,39 @@ TEST(EventBtree, damagedIndexEndsWalksAndSearches)
     EXPECT_EQ(findIn(longBlock), std::nullopt);
 }
 
+// A killed writer leaves nodes of different ages: the first leaf as it was when it was empty, say,
+// beside a neighbour that is newer.
+TEST(EventBtree, olderLeafHidesNothingButWhatItLacks)
+{
+    for (const unsigned int left : {0u, 50u}) {
+        TreeFile file;
+        for (int i = 0; i < 250; ++i)
+            file.addBlock({{i, 4096 + i % 9, "v"}});
+        file.tree().flush();
+        const long long leaf = file.getNumber(file.getNumber(file.getHeader()));
+        file.set(leaf + 27208, left | 1LL << 32);
+        std::vector<long long> found;
+        WdbEventBlock block(10240, 0);
+        auto it = file.tree().getEventBlockIterator(-1);
+        for (; it; ++it) {
+            it.getEventBlock(block);
+            found.push_back(block.getStartTime());
+        }
+        ASSERT_EQ(found.size(), 150 + left);
+        EXPECT_EQ(found.front(), left == 0 ? 100 : 0);
+        it.moveToLast();
+        for (; !found.empty(); found.pop_back(), --it) {
+            it.getEventBlock(block);
+            ASSERT_EQ(block.getStartTime(), found.back());
+        }
+        EXPECT_TRUE(it.isEof());
+        EXPECT_EQ(file.find(4096, 250), 243);
+        EXPECT_EQ(file.find(4096, 98), left == 0 ? std::nullopt : std::optional(45LL));
+        EXPECT_EQ(file.find(4096, 107), left == 0 ? std::nullopt : std::optional(45LL));
+        EXPECT_EQ(file.find(4096, 108), 108);
+    }
+}
+
 /// Searches against a list of the blocks, and the iterator in both directions.
 void expectSearchesAreThoseOfAList(int blocks)
 {

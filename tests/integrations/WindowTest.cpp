@@ -29,9 +29,9 @@ constexpr unsigned int kSeed = 20240611;
 /// What a recording says from a time on, as a VCD has it, and up to when it goes. An event that has
 /// not fired since has no value in a recording that begins there.
 std::string tell(const std::string& path, long long from,
-                 long long to = std::numeric_limits<long long>::max())
+                 long long to = std::numeric_limits<long long>::max(), Reach reach = Reach::Whole)
 {
-    const auto changes = ChangeStream::open(path);
+    const auto changes = ChangeStream::open(path, reach);
     changes->select({std::nullopt, from});
     std::string text;
     while (changes->next() && changes->time() <= to) {
@@ -213,11 +213,12 @@ TEST_P(Window, segmentsStandForThemselves)
         if (name == "full.wdb") {
             continue;
         }
-        const auto changes = ChangeStream::open(path(name));
+        const auto changes = ChangeStream::open(path(name), Reach::Beyond);
         ASSERT_TRUE(changes->next());
         const long long from = changes->time() + 1;
         const long long to = changes->latestTime();
-        EXPECT_EQ(tell(path(name), from), tell(path("full.wdb"), from, to)) << name;
+        EXPECT_EQ(tell(path(name), from, to, Reach::Beyond), tell(path("full.wdb"), from, to))
+            << name;
     }
     EXPECT_LE(files().size(), 3u);
 }

@@ -362,12 +362,13 @@ TEST_F(Verify, fileOfAKilledWriterIsSoundAndSaysHowFarItGoes)
     const Result result = verify();
     EXPECT_EQ(result.code, 0) << result.out;
     EXPECT_THAT(result.out, AllOf(HasSubstr("never closed this file"),
-                                  HasSubstr("whole up to time 7 ns, where bucket 1 ends"),
-                                  HasSubstr("reach to time 2.199 us"), HasSubstr("\nsound\n")));
+                                  HasSubstr("whole up to time 6 ns, just before bucket 1 ends"),
+                                  HasSubstr("up to time 2.199 us"), HasSubstr("\nsound\n")));
     const nlohmann::json json = nlohmann::json::parse(run({"verify", path(), "--json"}).out);
     EXPECT_EQ(json["closed"], false);
-    EXPECT_EQ(json["wholeUpTo"], 7);
-    EXPECT_EQ(json["latestTime"], 2199);
+    EXPECT_EQ(json["wholeUpTo"], 6);
+    EXPECT_EQ(json["latestTime"], 6);
+    EXPECT_EQ(json["latestEvent"], 2199);
     EXPECT_THAT(output("info"), HasSubstr("closed        no"));
 
     // Stored behind everything, and listed nowhere.

@@ -78,7 +78,11 @@ std::string endingText(const Survey& survey)
         return "yes";
     case Survey::Ending::NeverClosed:
         return survey.transitions ? "no; nothing in it can be found"
-                                  : "no; what was recorded last may be missing";
+               : survey.wholeness.upTo < 0
+                   ? "no; not known to be whole up to any time"
+                   : fmt::format("no; whole up to time {}, single events to {}",
+                                 timeText(survey, survey.wholeness.upTo),
+                                 timeText(survey, survey.latestEvent));
     case Survey::Ending::Unknown:
         break;
     }

@@ -33,20 +33,32 @@ std::string timeText(const Survey& survey, long long time)
 /// Of a recording that was never closed: what can be relied on. Empty for one that was.
 std::string endingText(const Survey& survey)
 {
-    if (survey.ending != Survey::Ending::NeverClosed || survey.transitions) {
+    if (survey.transitions || !survey.eventHeader || survey.ending == Survey::Ending::Closed) {
         return {};
     }
-    std::string text = "the writer never closed this file";
-    if (survey.wholeUpTo) {
-        text += fmt::format("; it is whole up to time {}, where bucket {} ends (which may not have "
-                            "changed since), and single events reach to time {}",
-                            timeText(survey, *survey.wholeUpTo), survey.earliestEnd,
-                            timeText(survey, survey.latestEvent));
+    if (survey.ending == Survey::Ending::Unknown) {
+        return "no event behind time 0 can be found, so it cannot be told whether the writer "
+               "closed "
+               "this file";
     }
-    if (survey.emptyLists > 0) {
-        text +=
-            fmt::format("; {} buckets were written to and list no event yet", survey.emptyLists);
+    const Wholeness& wholeness = survey.wholeness;
+    std::string text = "the writer never closed this file; it is ";
+    text += wholeness.upTo < 0
+                ? "not known to be whole up to any time"
+                : fmt::format("whole up to time {}", timeText(survey, wholeness.upTo));
+    if (wholeness.emptyBuckets > 0) {
+        text += fmt::format("; {} {} written to and {} no event yet", wholeness.emptyBuckets,
+                            wholeness.emptyBuckets == 1 ? "bucket was" : "buckets were",
+                            wholeness.emptyBuckets == 1 ? "lists" : "list");
+    } else if (wholeness.bucket >= 0) {
+        text += fmt::format(", just before bucket {} ends (which may not have changed since)",
+                            wholeness.bucket);
     }
+    text += survey.eventsBehind == 0
+                ? "; lost: all that was recorded behind that"
+                : fmt::format("; lost: what was recorded behind that, but for {} events up to time "
+                              "{}",
+                              survey.eventsBehind, timeText(survey, survey.latestEvent));
     return text;
 }
 
@@ -123,7 +135,12 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
                  {"damages", survey.findings.damages()},
                  {"notices", survey.findings.notices()},
                  {"closed", survey.ending == Survey::Ending::Unknown ? Json() : Json(!neverClosed)},
-                 {"wholeUpTo", neverClosed && survey.wholeUpTo ? Json(*survey.wholeUpTo) : Json()},
+                 {"wholeUpTo", neverClosed && !survey.transitions && survey.wholeness.upTo >= 0
+                                   ? Json(survey.wholeness.upTo)
+                                   : Json()},
+                 {"emptyBuckets", survey.wholeness.emptyBuckets},
+                 {"eventsBehind", neverClosed ? survey.eventsBehind : 0},
+                 {"latestEvent", survey.latestEvent},
                  {"latestTime", survey.latestTime()},
                  {"unclaimedBytes", survey.unclaimedBytes},
                  {"sections", survey.sections.size()}};

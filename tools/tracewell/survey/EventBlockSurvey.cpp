@@ -131,6 +131,7 @@ bool EventBlockSurvey::walkRecords(Bucket& bucket, Place place)
         lastTime = time;
         m_survey.latestEvent = m_anyBlock ? std::max(m_survey.latestEvent, time) : time;
         m_anyBlock = true;
+        m_survey.eventsBehind += time > m_survey.wholeness.upTo ? 1u : 0u;
         offset += WdbEvent::kHeaderSize + load<unsigned int>(image + offset + 12);
     }
     m_survey.events += record;
@@ -227,12 +228,6 @@ void EventBlockSurvey::finishBucket(Bucket& bucket)
         m_context.notice(
             bucket.firstStepBack,
             fmt::format("time goes back here ({} times in the bucket)", bucket.stepsBack));
-    }
-    if (!bucket.hasEnd) {
-        ++m_survey.emptyLists;
-    } else if (!m_survey.wholeUpTo || bucket.end < *m_survey.wholeUpTo) {
-        m_survey.wholeUpTo = bucket.end;
-        m_survey.earliestEnd = bucket.number;
     }
 }
 

@@ -2,8 +2,10 @@
 #include "survey/EventIndexSurvey.h"
 #include "survey/SurveyContext.h"
 
+#include "QsimException.h"
 #include "WdbAppendingBlockList.h"
 #include "WdbEventBlockDatabaseFactory.h"
+#include "WdbFileManager.h"
 
 #include <fmt/format.h>
 
@@ -164,12 +166,26 @@ void checkAddressMap(const SurveyContext& context, const WdbEventDatabaseHeader&
                   ranges * kRangeSize, "which objects were traced");
 }
 
+/// The answer of the reading commands, by the library's own way through the file.
+Wholeness askWholeness(const std::string& path, const WdbEventDatabaseHeader& header)
+{
+    Tracewell::WdbFileManager file;
+    try {
+        file.open(path);
+    } catch (const Qsim::OpenException&) {
+        Wholeness unknown;
+        unknown.isClosed = unknown.isKnown = header.m_latestTime != 0;
+        return unknown;
+    }
+    return findWholeness(file, header);
+}
+
 void findEnding(Survey& survey)
 {
-    if (survey.eventHeader->m_latestTime != 0) {
-        survey.ending = Survey::Ending::Closed;
-    } else if (survey.latestEvent != 0) {
+    if (!survey.wholeness.isClosed) {
         survey.ending = Survey::Ending::NeverClosed;
+    } else if (survey.eventHeader->m_latestTime != 0 || survey.wholeness.isKnown) {
+        survey.ending = Survey::Ending::Closed;
     }
 }
 
@@ -211,6 +227,7 @@ void surveyEvents(const SurveyContext& context)
         return;
     }
     checkAddressMap(context, header);
+    survey.wholeness = askWholeness(context.file.path(), header);
     EventSurvey(context, *survey.eventHeader).walkBuckets();
     findEnding(survey);
     if (survey.ending == Survey::Ending::Closed && survey.latestEvent > header.m_latestTime) {

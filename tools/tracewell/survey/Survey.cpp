@@ -196,6 +196,11 @@ Survey surveyFile(const std::string& path, const std::function<void(double)>& pr
     }
     survey.fileSize = file.size();
     survey.unclaimedBytes = file.size() - extents.claimed();
+    if (survey.ending == Survey::Ending::Unknown && survey.eventHeader &&
+        survey.unclaimedBytes > 0) {
+        // Blocks that are listed nowhere. No writer that came to its end leaves any.
+        survey.ending = Survey::Ending::NeverClosed;
+    }
     return survey;
 }
 

@@ -3,10 +3,12 @@
 #include "names/Declarations.h"
 #include "survey/Findings.h"
 #include "text/TimeText.h"
+#include "wave/Wholeness.h"
 
 #include "WdbEventDatabaseHeader.h"
 #include "WdbFileHeader.h"
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -27,8 +29,8 @@ struct Survey
 
     enum class Ending {
         Closed,      ///< the writer stored its latest time at the end, or the signature
-        NeverClosed, ///< there are events and no latest time, or there is no signature
-        Unknown      ///< all events are at time 0, or there are none
+        NeverClosed, ///< the writer left less than that
+        Unknown      ///< all events are at time 0, or there are none, and nothing else tells
     };
 
     /// What a transition database holds.
@@ -67,12 +69,10 @@ struct Survey
     /// Of all events that could be read.
     long long latestEvent = 0;
     Ending ending = Ending::Unknown;
-    /// No event before this time is missing at the end of any bucket's list, and the bucket that
-    /// ends there. It may just not have changed since.
-    std::optional<long long> wholeUpTo;
-    long long earliestEnd = 0;
-    /// Buckets with a list from which no event could be read: the first ones were not listed yet.
-    unsigned long long emptyLists = 0;
+    /// Of events.
+    Wholeness wholeness;
+    /// Later ones than it is whole up to.
+    unsigned long long eventsBehind = 0;
 
     bool hasStringMap = false;
     unsigned long long stringBlocks = 0;
@@ -86,11 +86,15 @@ struct Survey
     long long unclaimedBytes = 0;
     Findings findings;
 
-    /// The stored latest time, or that of the last event where none was stored.
+    /// The stored latest time. Where none was stored, that of the last event, or the time up to
+    /// which the recording is whole.
     long long latestTime() const
     {
         if (transitions) {
             return transitions->latestTime;
+        }
+        if (ending == Ending::NeverClosed) {
+            return std::max(wholeness.upTo, 0LL);
         }
         return eventHeader && eventHeader->m_latestTime != 0 ? eventHeader->m_latestTime
                                                              : latestEvent;

@@ -84,6 +84,8 @@ Wholeness EndSearch::find()
         }
     }
     found.isClosed = !m_hasEventBehindStart && found.emptyBuckets == 0;
+    found.isKnown = !found.isClosed;
+    found.upTo = found.isClosed ? -1 : found.upTo;
     return found;
 }
 
@@ -172,6 +174,7 @@ Wholeness findWholeness(Tracewell::WdbFileManager& file,
     Wholeness found = EndSearch(file.getFileBlockManager(), header).find();
     if (isMarked) {
         found.isClosed = false;
+        found.isKnown = true;
         found.upTo = std::max(mark, -1LL);
         found.bucket = -1;
     }

@@ -14,6 +14,8 @@ struct Wholeness
     /// The writer came to its end. So it is taken, for want of a better answer, where nothing tells
     /// of an event behind time 0.
     bool isClosed = true;
+    /// Something tells whether it is so.
+    bool isKnown = true;
     /// Of one that is not closed: every event up to and with this time can be read. Below 0 when
     /// that is so for no time.
     long long upTo = -1;

@@ -52,7 +52,8 @@ public:
     private:
         void position() const;
         bool canSkip() const;
-        void descend(bool toLast);
+        void findForward() const;
+        void findBackward();
 
         WdbIBlockManager* m_nodes;
         WdbIBlockManager* m_data;

@@ -10,8 +10,9 @@ class WdbFileManager;
 
 /// The section "Tracewell Mark" of a container: a time up to which everything recorded is in the
 /// file. It is for readers of a file that was never closed, whose buckets and texts came there one
-/// by one. One i64 at an offset that is a multiple of 8; it is rewritten as a whole, so a reader
-/// beside the writer, or after its death, finds one value or the next.
+/// by one. 15 bytes, so that there is an i64 among them at an offset that is a multiple of 8; it is
+/// rewritten as a whole, so a reader beside the writer, or after its death, finds one value or the
+/// next.
 ///
 /// A writer that marks keeps to the order: first all events and texts of that time and before, with
 /// the nodes that list them, then the mark.

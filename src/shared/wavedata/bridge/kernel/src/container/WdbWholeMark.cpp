@@ -12,18 +12,23 @@ namespace Tracewell {
 namespace {
 
 constexpr long long kWordSize = sizeof(long long);
-static_assert(kWordSize == 8 && WdbWholeMark::kNothing == -1);
+constexpr long long kSectionSize = 2 * kWordSize - 1;
+
+long long findWord(long long sectionOffset)
+{
+    return (sectionOffset + kWordSize - 1) / kWordSize * kWordSize;
+}
 
 } // namespace
 
 void WdbWholeMark::create(WdbFileManager& file)
 {
-    // Wherever it lies, there is an aligned word in it, and nothing else than the word's value.
-    std::array<char, 2 * kWordSize - 1> room;
+    // Wherever the word lies, it is kNothing.
+    std::array<char, kSectionSize> room;
     room.fill('\xFF');
     const long long offset = file.getFileBlockManager().addBlock(room.data(), room.size());
-    m_offset = (offset + kWordSize - 1) / kWordSize * kWordSize;
-    file.addNewSection(kSectionId, kVersion, m_offset, kWordSize);
+    m_offset = findWord(offset);
+    file.addNewSection(kSectionId, kVersion, offset, kSectionSize);
 }
 
 void WdbWholeMark::set(WdbFileManager& file, long long time) const
@@ -44,9 +49,9 @@ bool WdbWholeMark::find(const WdbFileManager& file, long long& time)
         return false;
     }
     const WdbIBlockManager& blocks = file.getFileBlockManager();
-    if (!blocks.contains(offset, sizeof time))
+    if (!blocks.contains(offset, kSectionSize))
         return false;
-    blocks.getBlock(offset, reinterpret_cast<char*>(&time), sizeof time);
+    blocks.getBlock(findWord(offset), reinterpret_cast<char*>(&time), sizeof time);
     return true;
 }
 

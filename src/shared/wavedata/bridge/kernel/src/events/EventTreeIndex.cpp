@@ -182,7 +182,7 @@ bool EventTreeIndex::find(const EventTreeTarget& target, long long time,
     m_search.clear();
     m_nodesRead = 0;
     const bool found = enter(m_root) && (time >= m_search.front().m_node.getTotalLength()
-                                             ? findBackward(target)
+                                             ? findBackward(target, m_search.back().m_node.m_count)
                                              : findByTime(target, time));
     nodes += m_nodesRead;
     return found && readRecord(record);
@@ -192,7 +192,7 @@ bool EventTreeIndex::findBefore(const EventTreeTarget& target, WdbEventBTreeReco
                                 unsigned int& nodes) const
 {
     m_nodesRead = 0;
-    const bool found = !m_search.empty() && stepBack(target, m_search.back().m_cursor);
+    const bool found = !m_search.empty() && findBackward(target, m_search.back().m_cursor);
     nodes += m_nodesRead;
     return found && readRecord(record);
 }
@@ -208,41 +208,34 @@ bool EventTreeIndex::readRecord(WdbEventBTreeRecord& record) const
     return isSound;
 }
 
+/// No more nodes than the storage has room for: those of a damaged tree may be one and the same.
 bool EventTreeIndex::enter(long long place) const
 {
-    ++m_nodesRead;
-    return enterNode(m_nodes, place, m_search);
+    return m_nodes.contains(0, ++m_nodesRead * sizeof(EventTreeNode)) &&
+           enterNode(m_nodes, place, m_search);
 }
 
-/// From the path's last node down to the last record that holds one of the addresses.
-bool EventTreeIndex::findBackward(const EventTreeTarget& target) const
+/// To the last record that holds one of the addresses before the entry `end` of the path's last
+/// node, here or further up. A node that its parent says more of than it holds is an older image,
+/// as a killed writer leaves it, and passed by.
+bool EventTreeIndex::findBackward(const EventTreeTarget& target, unsigned int end) const
 {
-    for (;;) {
+    while (!m_search.empty()) {
         EventTreeStep& step = m_search.back();
-        step.m_cursor = step.m_node.findBackward(step.m_node.m_count, target);
-        if (step.m_cursor == EventTreeNode::kNone)
-            return false;
+        const unsigned int cursor = step.m_node.findBackward(end, target);
+        if (cursor == EventTreeNode::kNone) {
+            m_search.pop_back();
+            end = m_search.empty() ? 0 : m_search.back().m_cursor;
+            continue;
+        }
+        step.m_cursor = cursor;
         if (step.m_node.m_isLeaf)
             return true;
         if (!enter(step.getChild()))
             return false;
+        end = m_search.back().m_node.m_count;
     }
-}
-
-/// To the nearest one before the entry `end` of the path's last node, here or further up, and from
-/// there down to its last one.
-bool EventTreeIndex::stepBack(const EventTreeTarget& target, unsigned int end) const
-{
-    unsigned int cursor = m_search.back().m_node.findBackward(end, target);
-    while (cursor == EventTreeNode::kNone) {
-        m_search.pop_back();
-        if (m_search.empty())
-            return false;
-        cursor = m_search.back().m_node.findBackward(m_search.back().m_cursor, target);
-    }
-    EventTreeStep& step = m_search.back();
-    step.m_cursor = cursor;
-    return step.m_node.m_isLeaf || (enter(step.getChild()) && findBackward(target));
+    return false;
 }
 
 bool EventTreeIndex::findByTime(const EventTreeTarget& target, long long time) const
@@ -252,7 +245,7 @@ bool EventTreeIndex::findByTime(const EventTreeTarget& target, long long time) c
         const EventTreeNode& node = step.m_node;
         const unsigned int first = node.findTime(time);
         if (first == node.m_count)
-            return false;
+            return findBackward(target, first);
         unsigned int cursor = target.isIn(node.m_keys[first])
                                   ? first
                                   : static_cast<unsigned int>(EventTreeNode::kNone);
@@ -264,7 +257,7 @@ bool EventTreeIndex::findByTime(const EventTreeTarget& target, long long time) c
                 cursor = next;
         }
         if (cursor == EventTreeNode::kNone)
-            return stepBack(target, first);
+            return findBackward(target, first);
         step.m_cursor = cursor;
         if (node.m_isLeaf)
             return true;

@@ -56,9 +56,8 @@ private:
     long long addNode(const EventTreeNode& node);
     void rebuildPath();
     bool enter(long long place) const;
-    bool findBackward(const EventTreeTarget& target) const;
+    bool findBackward(const EventTreeTarget& target, unsigned int end) const;
     bool findByTime(const EventTreeTarget& target, long long time) const;
-    bool stepBack(const EventTreeTarget& target, unsigned int end) const;
     bool readRecord(WdbEventBTreeRecord& record) const;
 
     WdbIBlockManager& m_nodes;

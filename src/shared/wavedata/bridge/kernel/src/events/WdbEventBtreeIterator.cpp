@@ -62,6 +62,8 @@ void WdbEventBtree::EventBlockIterator::position() const
     while (m_walk->enter(*m_nodes, place, true)) {
         EventTreeStep& step = path.back();
         step.m_cursor = step.m_node.findTime(time);
+        if (step.m_cursor == step.m_node.m_count && path.size() > 1)
+            return findForward();
         if (step.m_node.m_isLeaf || step.m_cursor == step.m_node.m_count)
             return;
         time = subtractTimes(time, step.m_node.getPrecedingLength(step.m_cursor));
@@ -88,34 +90,16 @@ WdbEventBtree::EventBlockIterator& WdbEventBtree::EventBlockIterator::operator++
 {
     if (isEof())
         return *this;
-    EventTreePath& path = m_walk->m_path;
-    path.back().m_cursor = canSkip() ? path.back().m_node.m_count : path.back().m_cursor + 1;
-    bool isPartFilled = false;
-    while (path.back().m_cursor >= path.back().m_node.m_count) {
-        isPartFilled = isPartFilled || path.back().m_node.m_count < EventTreeNode::kOrder;
-        const long long left = path.back().m_offset;
-        path.pop_back();
-        if (path.empty())
-            return *this;
-        ++path.back().m_cursor;
-        // Only the right edge has nodes with room.
-        if (isPartFilled && path.back().m_cursor < path.back().m_node.m_count)
-            m_nodes->noteDamage({WdbDamage::IndexNode, left, sizeof(EventTreeNode), -1, true});
-    }
-    descend(false);
+    EventTreeStep& step = m_walk->m_path.back();
+    step.m_cursor = canSkip() ? step.m_node.m_count : step.m_cursor + 1;
+    findForward();
     return *this;
 }
 
 WdbEventBtree::EventBlockIterator& WdbEventBtree::EventBlockIterator::operator--()
 {
     position();
-    EventTreePath& path = m_walk->m_path;
-    while (!path.empty() && path.back().m_cursor == 0)
-        path.pop_back();
-    if (path.empty())
-        return *this;
-    --path.back().m_cursor;
-    descend(true);
+    findBackward();
     return *this;
 }
 
@@ -125,26 +109,58 @@ void WdbEventBtree::EventBlockIterator::moveToLast()
     EventTreePath& path = m_walk->m_path;
     path.clear();
     m_walk->m_enteredForward = 0;
-    if (!m_walk->enter(*m_nodes, m_root, true) || path.back().m_node.m_count == 0)
+    if (!m_walk->enter(*m_nodes, m_root, true))
         return;
-    path.back().m_cursor = path.back().m_node.m_count - 1;
-    descend(true);
+    path.back().m_cursor = path.back().m_node.m_count;
+    findBackward();
 }
 
-/// From the path's last node, through its cursor, down to a leaf.
-void WdbEventBtree::EventBlockIterator::descend(bool toLast)
+/// To the first entry of a leaf from the path's last cursor on, or to a node that can be skipped.
+/// Of a killed writer a leaf may be an older image, with fewer entries than its neighbours suppose,
+/// or none: it is passed by.
+void WdbEventBtree::EventBlockIterator::findForward() const
 {
     EventTreePath& path = m_walk->m_path;
-    while (!path.back().m_node.m_isLeaf) {
-        // A node without entries, or none at all, is in no sound tree: nothing more follows.
-        if (!m_walk->enter(*m_nodes, path.back().getChild(), !toLast) ||
-            path.back().m_node.m_count == 0) {
+    for (;;) {
+        bool isPartFilled = false;
+        while (path.back().m_cursor >= path.back().m_node.m_count) {
+            isPartFilled = isPartFilled || path.back().m_node.m_count < EventTreeNode::kOrder;
+            const long long left = path.back().m_offset;
+            path.pop_back();
+            if (path.empty())
+                return;
+            ++path.back().m_cursor;
+            // Only the right edge has nodes with room.
+            if (isPartFilled && path.back().m_cursor < path.back().m_node.m_count)
+                m_nodes->noteDamage({WdbDamage::IndexNode, left, sizeof(EventTreeNode), -1, true});
+        }
+        if (path.back().m_node.m_isLeaf || canSkip())
+            return;
+        if (!m_walk->enter(*m_nodes, path.back().getChild(), true)) {
             path.clear();
             return;
         }
-        path.back().m_cursor = toLast ? path.back().m_node.m_count - 1 : 0;
-        if (!toLast && canSkip())
+        path.back().m_cursor = 0;
+    }
+}
+
+/// To the last entry of a leaf before the path's last cursor.
+void WdbEventBtree::EventBlockIterator::findBackward()
+{
+    EventTreePath& path = m_walk->m_path;
+    for (;;) {
+        while (!path.empty() && path.back().m_cursor == 0)
+            path.pop_back();
+        if (path.empty())
             return;
+        --path.back().m_cursor;
+        if (path.back().m_node.m_isLeaf)
+            return;
+        if (!m_walk->enter(*m_nodes, path.back().getChild(), false)) {
+            path.clear();
+            return;
+        }
+        path.back().m_cursor = path.back().m_node.m_count;
     }
 }
 
