@@ -134,6 +134,11 @@ TEST_F(AddressBTreeManager, newEventsReachTheTreesOfTheirBytes)
     EXPECT_EQ(getHistory(*m_trees[1]), (History{{2, 1}, {4, 0}}));
     EXPECT_EQ(getHistory(*m_trees[2]), (History{{2, 1}}));
     EXPECT_EQ(getHistory(*m_trees[3]), (History{{2, 1}}));
+    send(&WdbAddressBTreeManager::addEventBuffered, 5, 500, "xy");
+    m_manager->getOrCreateByteBTrees(501, 1, m_trees, m_toScan);
+    m_manager->flushEvents();
+    EXPECT_EQ(getHistory(*m_trees.back()), (History{{5, 'y'}})) << "a tree made meanwhile";
+    m_trees.pop_back();
     sendDirect(1, 12, "\x33");
     EXPECT_EQ(getHistory(*m_trees[0]), (History{{2, 0x11}, {4, 0x33}})) << "time never runs back";
 

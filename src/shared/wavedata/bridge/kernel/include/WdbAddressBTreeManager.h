@@ -74,7 +74,8 @@ public:
 
     /// Takes a new event into the trees that exist.
     void addEventDirect(const WdbLiveEvent* event);
-    /// Keeps what a new event brings for trees that exist until flushEvents.
+    /// Keeps a new event until flushEvents, which takes it into the trees that exist then. Nothing
+    /// is kept before there was any tree.
     void addEventBuffered(const WdbLiveEvent* event);
     void flushEvents();
     /// Does nothing.

@@ -153,7 +153,7 @@ void WdbAddressBTreeManager::reset()
     const Lock lock(getMutex());
     m_imp->m_latestTime = 0;
     m_imp->resetTrees();
-    m_imp->m_buffer.clear();
+    m_imp->clearBuffer();
     m_imp->m_file.create(std::string(m_imp->m_file.getName()));
 }
 

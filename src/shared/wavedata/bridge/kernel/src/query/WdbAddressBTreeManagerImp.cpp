@@ -13,17 +13,6 @@ namespace {
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
-/// Calls `action(address, byte)` for each byte of the event whose address exists.
-template <class Action> void forEachByte(const WdbLiveEvent& event, Action action)
-{
-    const auto start = static_cast<unsigned long long>(event.getStartAddress());
-    const unsigned long long lastOffset =
-        static_cast<unsigned long long>(std::numeric_limits<long long>::max()) - start;
-    const unsigned char* const value = event.getValue();
-    for (unsigned long long i = 0; i < event.getValuelength() && i <= lastOffset; ++i)
-        action(static_cast<long long>(start + i), value[i]);
-}
-
 template <class Trees> auto findBit(Trees& trees, unsigned int bit)
 {
     return std::find_if(trees.begin(), trees.end(), [bit](const auto& tree) {
@@ -137,9 +126,7 @@ void WdbAddressBTreeManagerImp::addEventDirect(const WdbLiveEvent& event)
         return;
     const Lock lock(m_mutex);
     m_latestTime = std::max(m_latestTime, event.getTime());
-    forEachByte(event, [&](long long address, unsigned char value) {
-        addByte(event.getTime(), address, value);
-    });
+    addBytes(event.getTime(), event.getStartAddress(), event.getValue(), event.getValuelength());
 }
 
 void WdbAddressBTreeManagerImp::addEventBuffered(const WdbLiveEvent& event)
@@ -148,18 +135,42 @@ void WdbAddressBTreeManagerImp::addEventBuffered(const WdbLiveEvent& event)
         return;
     const Lock lock(m_mutex);
     m_latestTime = std::max(m_latestTime, event.getTime());
-    forEachByte(event, [&](long long address, unsigned char value) {
-        if (mayHaveTree(address))
-            m_buffer.push_back({event.getTime(), address, value});
-    });
+    const unsigned int length = event.getValuelength();
+    if (length == 0)
+        return;
+    m_buffer.push_back({event.getTime(), event.getStartAddress(), length});
+    m_bufferedBytes.insert(m_bufferedBytes.end(), event.getValue(), event.getValue() + length);
 }
 
 void WdbAddressBTreeManagerImp::flushEvents()
 {
     const Lock lock(m_mutex);
-    for (const BufferedByte& byte : m_buffer)
-        addByte(byte.time, byte.address, byte.value);
+    const unsigned char* value = m_bufferedBytes.data();
+    for (const BufferedEvent& event : m_buffer) {
+        addBytes(event.time, event.address, value, event.length);
+        value += event.length;
+    }
+    clearBuffer();
+}
+
+void WdbAddressBTreeManagerImp::clearBuffer()
+{
     m_buffer.clear();
+    m_bufferedBytes.clear();
+}
+
+/// Leaves away bytes behind the last address there is.
+void WdbAddressBTreeManagerImp::addBytes(long long time, long long start,
+                                         const unsigned char* value, unsigned int length)
+{
+    const auto first = static_cast<unsigned long long>(start);
+    const unsigned long long lastOffset =
+        static_cast<unsigned long long>(std::numeric_limits<long long>::max()) - first;
+    for (unsigned long long i = 0; i < length && i <= lastOffset; ++i) {
+        const auto address = static_cast<long long>(first + i);
+        if (mayHaveTree(address))
+            addByte(time, address, value[i]);
+    }
 }
 
 void WdbAddressBTreeManagerImp::addByte(long long time, long long address, unsigned char value)

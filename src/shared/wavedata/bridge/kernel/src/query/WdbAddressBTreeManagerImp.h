@@ -63,15 +63,17 @@ public:
     std::atomic<bool> m_hasTree{false};
     bool m_rescan = false;
 
-    struct BufferedByte
+    void clearBuffer();
+
+private:
+    /// Its bytes lie in m_bufferedBytes, behind those of the events before it.
+    struct BufferedEvent
     {
         long long time;
         long long address;
-        unsigned char value;
+        unsigned int length;
     };
-    std::vector<BufferedByte> m_buffer;
 
-private:
     /// 64-bit FNV-1a over the bytes of the address, low byte first.
     struct AddressHash
     {
@@ -87,8 +89,12 @@ private:
     {
         return static_cast<std::size_t>(address) % kPlaces;
     }
+    void addBytes(long long time, long long start, const unsigned char* value, unsigned int length);
     void addByte(long long time, long long address, unsigned char value);
 
+    /// All that came, whether there is a tree for it or not: one may be made before the flush.
+    std::vector<BufferedEvent> m_buffer;
+    std::vector<unsigned char> m_bufferedBytes;
     std::bitset<kPlaces> m_places;
     std::unordered_map<long long, Tree, AddressHash> m_byteTrees;
     std::unordered_map<long long, std::vector<Tree>, AddressHash> m_bitTrees;
