@@ -37,8 +37,10 @@ public:
     static bool isTaken(unsigned int nominalSize, const std::string& path, int channel);
 
     char* base() const;
-    /// For an opener: maps the region that the name stands for now, if it is another one than the
-    /// mapped one or none is mapped. True when base() has changed.
+    /// For an opener: whether the name stands for another region than the mapped one, or none is
+    /// mapped.
+    bool isReplaced() const;
+    /// Maps the region that the name stands for now if isReplaced(). True when base() has changed.
     bool refresh();
     /// Whether a process holds the other side of the mapped region.
     bool isPeerPresent() const;

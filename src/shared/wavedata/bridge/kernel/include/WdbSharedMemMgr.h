@@ -91,6 +91,7 @@ private:
     class Pace;
 
     template <class Packet> bool waitToPut(const Packet& packet, unsigned long long size);
+    bool isLeftEmpty() const;
     bool isConsumerStopped() const { return m_shutDown || m_restart; }
 
     std::atomic<bool> m_shutDown{false};

@@ -51,9 +51,14 @@ char* SharedMemoryRegion::base() const
     return m_region->data();
 }
 
+bool SharedMemoryRegion::isReplaced() const
+{
+    return m_mode == kOpen && (!base() || m_region->isReplaced());
+}
+
 bool SharedMemoryRegion::refresh()
 {
-    if (m_mode != kOpen || (base() && !m_region->isReplaced()))
+    if (!isReplaced())
         return false;
     const bool wasMapped = base() != nullptr;
     return attach() || wasMapped;

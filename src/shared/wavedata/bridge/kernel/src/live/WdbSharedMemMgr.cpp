@@ -190,20 +190,24 @@ void WdbSharedMemMgr::shutDown()
 
 void WdbSharedMemMgr::prepareForStart()
 {
+    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    // In this order: whoever was replaced has gone and puts nothing more into what it left.
+    if (m_region->isReplaced() && isLeftEmpty() && m_region->refresh())
+        m_ring = WdbCircularBuffer(m_region->base(), kRingSize, false);
+    m_readIndexAtRestart = 0;
+    m_restart = false;
+    m_shutDown = !m_region->base();
+}
+
+/// What lies in the ring counts, unless it is the end of a run that restart has given up: then no
+/// producer has begun anew there, since that would have put the index to 0.
+bool WdbSharedMemMgr::isLeftEmpty() const
+{
     unsigned int readIndex = 0;
     unsigned int writeIndex = 0;
     unsigned int available = 0;
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
-    // Whoever was replaced has gone and puts nothing more into the region that it leaves behind.
-    // What lies there counts, unless it is the end of a run that restart has given up: no producer
-    // has begun anew there, since that would have put the index to 0.
-    const bool isGivenUp = m_ring.canRead(readIndex, writeIndex, available) && readIndex != 0 &&
-                           readIndex == m_readIndexAtRestart;
-    m_readIndexAtRestart = 0;
-    if ((available == 0 || isGivenUp) && m_region->refresh())
-        m_ring = WdbCircularBuffer(m_region->base(), kRingSize, false);
-    m_restart = false;
-    m_shutDown = !m_region->base();
+    return !m_ring.canRead(readIndex, writeIndex, available) ||
+           (readIndex != 0 && readIndex == m_readIndexAtRestart);
 }
 
 void WdbSharedMemMgr::sleepMem(int ticks)
