@@ -16,10 +16,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <unistd.h>
@@ -45,6 +45,29 @@ long long presentMs()
 WdbLiveWriter& liveWriter()
 {
     return static_cast<WdbLiveWriter&>(*qtracewell_getWdbWriter());
+}
+
+/// Where there is something already.
+void requireWritable(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::file_status present = std::filesystem::status(path, error);
+    if (std::filesystem::is_directory(present)) {
+        throw CommandError(fmt::format("{}: is a directory; name a file in it", path));
+    }
+    const bool isThere = std::filesystem::exists(present);
+    if (isThere && !std::filesystem::is_regular_file(present)) {
+        throw CommandError(fmt::format("{}: is no regular file; name another", path));
+    }
+    if (isThere && ::access(path.c_str(), W_OK) != 0) {
+        error = std::error_code(errno, std::generic_category());
+    } else if (present.type() == std::filesystem::file_type::not_found) {
+        error.clear();
+    }
+    if (error) {
+        throw CommandError(
+            fmt::format("{}: cannot be written: {}; name another file", path, error.message()));
+    }
 }
 
 } // namespace
@@ -125,14 +148,7 @@ void Recorder::openFile()
                                        m_options.output, m_layout.totalSize() >> 20,
                                        kLargestMemory >> 20));
     }
-    if (std::filesystem::is_directory(m_options.output)) {
-        throw CommandError(fmt::format("{}: is a directory; name a file in it", m_options.output));
-    }
-    if (std::filesystem::exists(m_options.output) &&
-        ::access(m_options.output.c_str(), W_OK) != 0) {
-        throw CommandError(fmt::format("{}: cannot be written: {}; name another file",
-                                       m_options.output, std::strerror(errno)));
-    }
+    requireWritable(m_options.output);
     // A file that grows beyond a limit fails like one on a full disk, and ends nothing.
     struct sigaction present
     {};

@@ -126,6 +126,7 @@ Options readOptions(const std::vector<std::string>& arguments,
         }
     }
     bool isFirstScope = true;
+    std::string output;
     for (const std::string& argument : arguments) {
         if (argument.compare(0, kPrefix.size(), kPrefix) != 0) {
             continue;
@@ -133,10 +134,18 @@ Options readOptions(const std::vector<std::string>& arguments,
         const std::size_t equals = std::min(argument.find('='), argument.size());
         std::string key = argument.substr(kPrefix.size(), equals - kPrefix.size());
         const std::string value = equals < argument.size() ? argument.substr(equals + 1) : "";
-        if (!key.empty() && key[0] != '-') {
-            continue;
+        if (!key.empty() && key[0] == '-') {
+            key.erase(0, 1);
+        } else if (key.empty()) {
+            key = kFile;
         }
-        key = key.empty() ? kFile : key.substr(1);
+        if (key == kFile || key == "live") {
+            if (!output.empty() && output != argument) {
+                complain(fmt::format("{} does not count beside {}, which comes later", output,
+                                     argument));
+            }
+            output = argument;
+        }
         // Arguments stand for more than the environment does.
         if (key == "scope" && isFirstScope) {
             options.scopes.clear();

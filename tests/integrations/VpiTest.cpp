@@ -206,6 +206,8 @@ TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
              {"+tracewell=run.wdb +tracewell-start=1000000", "nothing is recorded"},
              {"+tracewell-scope=counter", "nothing is recorded"},
              {"+tracewell=/", "/: is a directory"},
+             {"+tracewell=/dev/full", "/dev/full: is no regular file"},
+             {"+tracewell-live +tracewell=run.wdb", "+tracewell-live does not count beside"},
              {"+tracewell=run.wdb +tracewell-start=soon", "soon is no time to start at"},
              {"+tracewell-live=x", "+tracewell-live=x is no channel number"},
              {"+tracewell-colour=red", "+tracewell-colour=red is no option"}}) {
