@@ -38,6 +38,8 @@ public:
                 const Declarations& declarations) override;
 
 private:
+    using ByteWriter::open;
+
     /// Firings of an event at one time that the open block holds.
     struct Firings
     {

@@ -219,7 +219,7 @@ void TransitionChanges::applyGroup(const Target& first, long long time)
         const auto code = static_cast<std::uint8_t>(change->value & kLetterMask);
         const unsigned int place = target.bit % kBitsOfGroup;
         words[0] = (words[0] & ~(1u << place)) | (code & 1u) << place;
-        words[1] = (words[1] & ~(1u << place)) | (code >> 1u) << place;
+        words[1] = (words[1] & ~(1u << place)) | static_cast<std::uint32_t>(code >> 1u) << place;
         applyFourState(target, code);
         m_changes.pop();
     }

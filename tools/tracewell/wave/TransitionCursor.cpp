@@ -27,7 +27,7 @@ constexpr std::uint32_t kMostBits = 1 << 20;
 TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& signal,
                                    const TimeWindow& window)
     : MergedCursor(signal.form == Signal::Form::Event, window.from), m_database(database),
-      m_form(signal.form), m_width(signal.width)
+      m_form(signal.form)
 {
     TimeWindow asked = window;
     asked.from = from();

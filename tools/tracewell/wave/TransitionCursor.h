@@ -49,7 +49,6 @@ private:
 
     Tracewell::DataBase& m_database;
     Signal::Form m_form;
-    unsigned int m_width;
     std::vector<Column> m_columns;
     /// Transitions that a column may hold.
     std::size_t m_held = TransitionStream::kMostHeld;
