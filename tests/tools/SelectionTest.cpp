@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <regex>
+
 using namespace tracewell;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -57,6 +59,52 @@ TEST_F(Selection, findsNamesInEverySpellingAndTellsNamesakesApart)
     record(
         "$var wire 1 ! a $end $var wire 1 \" a $end $var wire 1 # a#2 $end $enddefinitions $end");
     EXPECT_THAT(select({"*"}), ElementsAre("a", "a#2", "a#2#2"));
+}
+
+TEST_F(Selection, scopeMeansAllThatIsInIt)
+{
+    record("$scope module t $end\n$var wire 1 ! a $end\n$scope module a $end\n"
+           "$var wire 4 # b [3:0] $end\n$scope module c $end\n$var wire 1 $ d $end\n$upscope $end\n"
+           "$upscope $end\n$scope module ab $end\n$var wire 1 % e $end\n$upscope $end\n"
+           "$upscope $end\n$enddefinitions $end\n");
+    EXPECT_THAT(select({"t.a.c", ".t.a."}), ElementsAre("t.a.c.d", "t.a.b[3:0]"));
+    EXPECT_THAT(select({"t.a"}), ElementsAre("t.a"));
+    EXPECT_EQ(select({"t"}).size(), 4u);
+}
+
+TEST_F(Selection, bitsOfAVectorAreASignalOfTheirOwnInEveryStore)
+{
+    std::string vcd = "$timescale 1 ns $end\n$scope module t $end\n$var reg 40 ! v [47:8] $end\n"
+                      "$var reg 4 # up [0:3] $end\n$upscope $end\n$enddefinitions $end\n"
+                      "#0\nbuz !\nb0010 #\n#1\nb0 !\n";
+    for (int time = 2; time < 3000; ++time) {
+        vcd += "#" + std::to_string(time) + "\nb1" + std::string(time < 900 ? "0" : "x") +
+               std::string(30, '1') + (time % 2 ? "1001" : "1000") + " !\n";
+    }
+    write("run.vcd", vcd + "#3000\nb0011 #\n");
+    for (const char* store : {"events", "indexed", "transitions"}) {
+        SCOPED_TRACE(store);
+        ASSERT_EQ(run({"import", "--store", store, path("run.vcd"), path()}).code, 0);
+        EXPECT_EQ(output("values", {"t.v[42:41]", "t.v[9:8]", "t.up[3]", "--radix", "bin", "--csv",
+                                    "--from", "898", "--to", "901"}),
+                  "time,t.v[42:41],t.v[9:8],t.up[3]\n898,10,00,0\n899,10,01,0\n900,1x,00,0\n"
+                  "901,1x,01,0\n");
+        EXPECT_EQ(output("values", {"t.v[43:41]", "--radix", "t.v=bin", "--from", "2000", "--csv"}),
+                  "time,t.v[43:41]\n900,01x\n");
+        EXPECT_EQ(output("previous", {"2999", "t.v[42:41]"}), "900\n");
+        EXPECT_EQ(output("previous", {"2999", "t.v[43]"}), "1\n");
+        EXPECT_EQ(output("previous", {"1", "t.v[9:8]"}), "0\n");
+        EXPECT_EQ(output("next", {"2", "t.v[8:42]"}), "3\n");
+        EXPECT_EQ(output("next", {"2", "t.v[42:41]"}), "900\n");
+        EXPECT_EQ(output("next", {"900", "t.v[42:41]"}), "none\n");
+        EXPECT_EQ(run({"diff", path(), path("run.vcd"), "t.v[9:8]", "t.up[0]"}).code, 0);
+        EXPECT_THAT(run({"values", path(), "t.v[7:0]"}).error, HasSubstr("it has [47:8]"));
+        EXPECT_EQ(run({"values", path(), "t.v", "--radix", "t.v=analog"}).code, 2);
+    }
+    write("other.vcd", std::regex_replace(vcd, std::regex("1001 !"), "0001 !"));
+    EXPECT_EQ(run({"diff", path(), path("other.vcd"), "t.v[9:8]"}).code, 1); // where they end
+    EXPECT_THAT(run({"diff", path(), path("other.vcd"), "t.v[11:9]", "--radix", "bin"}).out,
+                HasSubstr("3 ns  t.v[11:9]  100       000"));
 }
 
 TEST_F(Selection, prefersANameToThePatternThatItLooksLike)

@@ -11,23 +11,19 @@ using namespace tracewell;
 
 namespace {
 
-ValueText textIn(Radix radix)
-{
-    return ValueText(
-        [](long long id) {
-            static const char* const kTexts[] = {"",    "hello", " \"big\"\nworld",
-                                                 "uz1", "0lh",   "7.5"};
-            return id >= 1 && id <= 5 ? std::string(kTexts[id]) : std::string();
-        },
-        radix);
-}
+const ValueText text([](long long id) {
+    static const char* const kTexts[] = {"", "hello", " \"big\"\nworld", "uz1", "0lh", "7.5"};
+    return id >= 1 && id <= 5 ? std::string(kTexts[id]) : std::string();
+});
 
-Signal signalOf(Signal::Form form, unsigned int width = 1, const char* kind = "wire")
+Signal signalOf(Signal::Form form, unsigned int width = 1, const char* kind = "wire",
+                Radix radix = Radix::Automatic)
 {
     Signal signal;
     signal.form = form;
     signal.width = width;
     signal.kind = kind;
+    signal.radix = radix;
     return signal;
 }
 
@@ -55,15 +51,23 @@ TEST(ValueText, groupsLettersIntoDigits)
         Radix radix;
         const char* text;
     };
-    const Case cases[] = {
-        {"1xxxx", Radix::Hexadecimal, "1x"},    {"xxxxzzzz", Radix::Hexadecimal, "xz"},
-        {"1xzz00z1", Radix::Hexadecimal, "XZ"}, {"uuuu----", Radix::Hexadecimal, "u-"},
-        {"hhhhh1l0", Radix::Hexadecimal, "hc"}, {"lz00wz00", Radix::Hexadecimal, "ZX"},
-        {"1101", Radix::Octal, "15"},           {"xzz1", Radix::Octal, "xZ"},
-        {"10xz", Radix::Binary, "10xz"},        {"xxx", Radix::Decimal, "x"},
-        {"0x0", Radix::Decimal, "X"},           {"z01", Radix::Decimal, "Z"}};
+    const Case cases[] = {{"1xxxx", Radix::Hexadecimal, "1x"},
+                          {"xxxxzzzz", Radix::Hexadecimal, "xz"},
+                          {"1xzz00z1", Radix::Hexadecimal, "XZ"},
+                          {"uuuu----", Radix::Hexadecimal, "u-"},
+                          {"hhhhh1l0", Radix::Hexadecimal, "hc"},
+                          {"lz00wz00", Radix::Hexadecimal, "ZX"},
+                          {"1101", Radix::Octal, "15"},
+                          {"xzz1", Radix::Octal, "xZ"},
+                          {"10xz", Radix::Binary, "10xz"},
+                          {"xxx", Radix::Decimal, "x"},
+                          {"0x0", Radix::Decimal, "X"},
+                          {"z01", Radix::Decimal, "Z"},
+                          {"1111", Radix::Signed, "-1"},
+                          {"000100000h0000001x", Radix::Ascii, "\"A?\""},
+                          {"1000001000000000", Radix::Ascii, "\"A.\""}};
     for (const Case& c : cases) {
-        EXPECT_EQ(ValueText::formatLetters(c.letters, c.radix, false), c.text) << c.letters;
+        EXPECT_EQ(ValueText::formatLetters(c.letters, c.radix), c.text) << c.letters;
     }
 }
 
@@ -77,11 +81,11 @@ TEST(ValueText, writesDecimalsOfAnyLength)
         for (unsigned int bit = width; bit-- > 0;) {
             bits += value >> bit & 1 ? '1' : '0';
         }
-        EXPECT_EQ(ValueText::formatLetters(bits, Radix::Decimal, false), std::to_string(value));
+        EXPECT_EQ(ValueText::formatLetters(bits, Radix::Decimal), std::to_string(value));
         const auto asSigned = static_cast<long long>(value << (64 - width)) >> (64 - width);
-        EXPECT_EQ(ValueText::formatLetters(bits, Radix::Decimal, true), std::to_string(asSigned));
+        EXPECT_EQ(ValueText::formatLetters(bits, Radix::Signed), std::to_string(asSigned));
     }
-    EXPECT_EQ(ValueText::formatLetters("1" + std::string(100, '0'), Radix::Decimal, false),
+    EXPECT_EQ(ValueText::formatLetters("1" + std::string(100, '0'), Radix::Decimal),
               "1267650600228229401496703205376");
 }
 
@@ -93,17 +97,14 @@ TEST(ValueText, readsVectorsGroupByGroup)
     };
     // Bits 39 to 36 are z x 1 0.
     const SignalState state = stateOf(Groups{0xDEADBEEF, 0, 0x6F, 0xC0});
-    EXPECT_EQ(textIn(Radix::Hexadecimal).format(signalOf(Signal::Form::Vector, 40), state),
-              "Xfdeadbeef");
-    EXPECT_EQ(textIn(Radix::Binary).format(signalOf(Signal::Form::Vector, 3), state), "111");
-    EXPECT_EQ(textIn(Radix::Binary).letters(signalOf(Signal::Form::Vector, 40), state).substr(0, 8),
-              "zx101111");
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 40), state), "Xfdeadbeef");
+    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 3, "wire", Radix::Binary), state), "111");
+    EXPECT_EQ(text.letters(signalOf(Signal::Form::Vector, 40), state).substr(0, 8), "zx101111");
 }
 
 TEST(ValueText, choosesTheRadixThatAPersonExpects)
 {
     const SignalState minusTwo = stateOf(std::uint64_t{0xFFFFFFFE});
-    const ValueText text = textIn(Radix::Automatic);
     EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "integer"), minusTwo), "-2");
     EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "parameter"), minusTwo), "-2");
     EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "time"), minusTwo), "4294967294");
@@ -112,7 +113,6 @@ TEST(ValueText, choosesTheRadixThatAPersonExpects)
 
 TEST(ValueText, writesEveryOtherFormOfValue)
 {
-    const ValueText text = textIn(Radix::Automatic);
     std::string letters;
     for (unsigned char code = 0; code < 10; ++code) {
         letters += text.format(signalOf(Signal::Form::Scalar), stateOf(code));
@@ -148,7 +148,6 @@ TEST(ValueText, writesEveryOtherFormOfValue)
 
 TEST(ValueText, letsAnOverrideTakeThePlaceOfThePlainValue)
 {
-    const ValueText text = textIn(Radix::Automatic);
     SignalState state = stateOf(std::uint64_t{0});
     const auto with = [&](char kind, unsigned int id) {
         state.override = {id, 1, static_cast<std::uint8_t>(kind), 0};

@@ -45,7 +45,7 @@ protected:
 /// The rows of a window as lines, for comparison.
 std::vector<std::string> rowsOf(const SignalValues& values, const TimeWindow& window)
 {
-    const ValueText text([&](long long id) { return values.lookUp(id); }, Radix::Hexadecimal);
+    const ValueText text([&](long long id) { return values.lookUp(id); });
     ValueRows rows(values, window, text);
     std::vector<std::string> lines;
     while (rows.next()) {

@@ -2,6 +2,7 @@
 find_package(ZLIB REQUIRED)
 target_link_libraries(tracewell_cli PRIVATE ZLIB::ZLIB)
 target_sources(tracewell_cli PRIVATE
+  commands/RadixOption.cpp
   commands/WindowOptions.cpp
   draw/Lane.cpp
   draw/Picture.cpp
@@ -36,6 +37,8 @@ target_sources(tracewell_cli PRIVATE
   wave/Shortfalls.cpp
   wave/SignalNames.cpp
   wave/SignalSelection.cpp
+  wave/SignalSlice.cpp
+  wave/SignalValues.cpp
   wave/TransitionCursor.cpp
   wave/TransitionStream.cpp
   wave/TransitionValues.cpp

@@ -41,7 +41,7 @@ struct Options
     std::vector<std::string> ignored;
     std::string from;
     std::string to;
-    Radix radix = Radix::Automatic;
+    RadixOption radix;
     bool json = false;
     Reach reach = Reach::Whole;
 };
@@ -69,7 +69,7 @@ struct Result
 class ValuePrinter
 {
 public:
-    explicit ValuePrinter(Radix radix) : m_valueText([this](long long) { return m_text; }, radix) {}
+    ValuePrinter() : m_valueText([this](long long) { return m_text; }) {}
 
     /// None for a signal without a value, and for an event that does not fire.
     std::optional<std::string> format(const Signal& signal, const ObservedValue& value)
@@ -96,6 +96,19 @@ private:
     ValueText m_valueText;
 };
 
+/// One for both runs, so that a value looks the same in both.
+void setRadix(const Options& options, const SignalNames& names, std::vector<SignalPair>& pairs)
+{
+    std::vector<Signal> signals;
+    for (const SignalPair& pair : pairs) {
+        signals.push_back(pair.a);
+    }
+    options.radix.apply(names, signals);
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        pairs[i].a.radix = pairs[i].b.radix = signals[i].radix;
+    }
+}
+
 Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDigitsOfB)
 {
     const auto a = ChangeStream::openRun(options.a, fractionDigitsOfA, options.reach);
@@ -117,6 +130,7 @@ Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDi
     Result result;
     result.timeText = time.text();
     result.signals = pairSignals(namesOfA, namesOfB, options.signals, options.ignored);
+    setRadix(options, namesOfA, result.signals.pairs);
     RunComparison comparison(*a, *b, time, result.signals.pairs);
     {
         ProgressBar bar("comparing");
@@ -161,7 +175,7 @@ std::pair<std::string, std::string> shortNames(const Options& options)
 
 void printText(Output& out, const Options& options, const Result& result)
 {
-    ValuePrinter values(options.radix);
+    ValuePrinter values;
     std::vector<std::vector<std::string>> rows;
     for (const Difference& difference : result.differences) {
         const SignalPair& pair = result.signals.pairs[difference.pair];
@@ -189,7 +203,7 @@ void printText(Output& out, const Options& options, const Result& result)
 
 void printJson(Output& out, const Options& options, const Result& result)
 {
-    ValuePrinter values(options.radix);
+    ValuePrinter values;
     const auto valueJson = [&](const Signal& signal, const ObservedValue& value) {
         const std::optional<std::string> text = values.format(signal, value);
         return text ? Json(*text) : Json();
@@ -253,7 +267,8 @@ void addDiffCommand(CLI::App& app)
         ->required();
     command->add_option("B", options->b, "The same; kinds and timescales may differ")->required();
     command->add_option("SIGNAL", options->signals,
-                        "Full names (top.dut.data) or patterns with * and ?; all if none is given");
+                        "Full names (top.dut.data), bits (top.bus[7:4]), scopes, or patterns with "
+                        "* and ?; all if none is given");
     command
         ->add_option("--from", options->from,
                      "Compare from this time on: a number in units of A's timescale, or with a "
@@ -268,7 +283,7 @@ void addDiffCommand(CLI::App& app)
                      "Leave signals with such names out; may be given several times")
         ->type_name("PATTERN")
         ->allow_extra_args(false);
-    addRadixOption(*command, options->radix);
+    options->radix.addTo(*command);
     command->add_flag("--json", options->json, "JSON, for programs");
     addBeyondOption(*command, options->reach);
     command->footer(

@@ -38,7 +38,7 @@ struct Options
     std::string file;
     std::vector<std::string> signals;
     WindowOptions window;
-    Radix radix = Radix::Automatic;
+    RadixOption radix;
     unsigned int width = 0;
     std::string output;
     Reach reach = Reach::Whole;
@@ -97,12 +97,13 @@ void run(const Options& options)
         latest += latest == picture.window.from ? 1 : 0;
         ++picture.window.to;
     }
-    const auto chosen = file.values(chooseSignals(file, options, picture.note));
+    std::vector<Signal> signals = chooseSignals(file, options, picture.note);
+    options.radix.apply(file, signals);
+    const auto chosen = file.values(std::move(signals));
     const SignalValues& values = *chosen;
     if (!options.output.empty()) {
         const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
-        fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText,
-                  options.radix);
+        fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText);
         const std::string svg = drawSvg(picture, width);
         if (options.output != "-") {
             writeFile(options, svg);
@@ -116,7 +117,7 @@ void run(const Options& options)
     }
     const unsigned int columns =
         options.width != 0 ? options.width : terminalColumns(kDefaultColumns);
-    fillLanes(picture, values, latest, textWaveWidth(values.signals(), columns), 1, options.radix);
+    fillLanes(picture, values, latest, textWaveWidth(values.signals(), columns), 1);
     Output out;
     out << drawText(picture, columns);
     out.finish();
@@ -132,16 +133,18 @@ void addDrawCommand(CLI::App& app)
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("draw", "Draw signals as a picture, or in the terminal");
     command->add_option("FILE", options->file, "A wave database")->required();
-    command->add_option("SIGNAL", options->signals,
-                        "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]; "
-                        "the first 40 signals if none is given");
+    command->add_option(
+        "SIGNAL", options->signals,
+        "Full names (top.dut.data), bits (top.bus[7:4]), scopes, patterns with * and ?, "
+        "or @PLACE[:COUNT]; "
+        "the first 40 signals if none is given");
     options->window.addTo(*command);
     command
         ->add_option("--width", options->width,
                      "Width of the picture in pixels, or in columns in the terminal")
         ->type_name("PX")
         ->check(CLI::Range(kNarrowest, kWidest));
-    addRadixOption(*command, options->radix);
+    options->radix.addTo(*command, true);
     command
         ->add_option("-o,--output", options->output,
                      "Write the picture to this SVG file (- for the standard output); without it, "

@@ -28,7 +28,7 @@ struct Options
     std::string file;
     std::string time;
     std::string signal;
-    Radix radix = Radix::Automatic;
+    RadixOption radix;
     bool json = false;
     Reach reach = Reach::Whole;
 };
@@ -117,11 +117,12 @@ void run(const Options& options)
                fmt::format("an event database of kind {}",
                            file.database().getEventDatabaseHeader().m_databaseTypeId));
     }
-    const std::vector<Signal> signals = selectSignals(file, {options.signal});
+    std::vector<Signal> signals = selectSignals(file, {options.signal});
     if (signals.size() != 1) {
         throw CommandError(fmt::format("{}: \"{}\" names {} signals; name one", options.file,
                                        options.signal, signals.size()));
     }
+    options.radix.apply(file, signals);
 
     Found found;
     found.signal = signals.front();
@@ -131,8 +132,7 @@ void run(const Options& options)
     if (found.time > file.end()) {
         found.answer.state.firings = 0;
     }
-    const ValueText valueText([&](long long id) { return file.reader().getStringMapValue(id); },
-                              options.radix);
+    const ValueText valueText([&](long long id) { return file.reader().getStringMapValue(id); });
     found.value = valueText.format(found.signal, found.answer.state);
 
     Output out;
@@ -158,9 +158,10 @@ void addFindCommand(CLI::App& app)
         ->required();
     addTimeArgument(*command, options->time);
     command
-        ->add_option("SIGNAL", options->signal, "A full name (top.dut.data), or @ADDRESS[:BYTES]")
+        ->add_option("SIGNAL", options->signal,
+                     "A full name (top.dut.data), bits (top.bus[7:4]), or @ADDRESS[:BYTES]")
         ->required();
-    addRadixOption(*command, options->radix);
+    options->radix.addTo(*command);
     command->add_flag("--json", options->json, "JSON, for programs");
     addBeyondOption(*command, options->reach);
     command->footer("Example:\n"

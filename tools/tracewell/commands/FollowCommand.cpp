@@ -61,7 +61,7 @@ struct Options
     Store store = Store::Events;
     double wait = kUsualWait;
     std::string last;
-    Radix radix = Radix::Automatic;
+    RadixOption radix;
     bool json = false;
     OnKernelExit onKernelExit = OnKernelExit::End;
 };
@@ -223,14 +223,14 @@ void Follow::readNames()
 /// A picture costs the storing thread something, so there is one only where somebody sees it.
 std::vector<Signal> Follow::chooseSignals() const
 {
-    if (!m_options.signals.empty()) {
-        return selectSignals(m_names, m_options.signals);
-    }
     std::vector<Signal> signals;
-    if (m_draws) {
+    if (!m_options.signals.empty()) {
+        signals = selectSignals(m_names, m_options.signals);
+    } else if (m_draws) {
         signals = allSignals(m_names);
         signals.resize(std::min(signals.size(), kUsualLanes));
     }
+    m_options.radix.apply(m_names, signals);
     return signals;
 }
 
@@ -242,7 +242,7 @@ void Follow::showSignals(std::vector<Signal> signals)
     }
     const long long last =
         m_options.last.empty() ? 0 : m_names.timeText().parse(m_options.last, Rounding::Up);
-    m_picture.emplace(*m_viewer, m_names, std::move(signals), m_options.radix, last);
+    m_picture.emplace(*m_viewer, m_names, std::move(signals), last);
     const std::string note = m_picture->noteOnTexts();
     if (!note.empty()) {
         std::cerr << "tracewell: " + note + "\n" << std::flush;
@@ -419,7 +419,7 @@ void addFollowCommand(CLI::App& app)
                      "Show this stretch of time at the end, and not all of it")
         ->type_name("TIME")
         ->check(timeArgument());
-    addRadixOption(*command, options->radix);
+    options->radix.addTo(*command, true);
     command->add_flag("--json", options->json, "One line a second, for programs");
     command
         ->add_option("--on-kernel-exit", options->onKernelExit,

@@ -93,8 +93,10 @@ void addCommand(CLI::App& app, const char* name, const char* description, Direct
     command->add_option("FILE", options->file, "A wave database")->required();
     addTimeArgument(*command, options->time);
     command
-        ->add_option("SIGNAL", options->signals,
-                     "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]")
+        ->add_option(
+            "SIGNAL", options->signals,
+            "Full names (top.dut.data), bits (top.bus[7:4]), scopes, patterns with * and ?, "
+            "or @PLACE[:COUNT]")
         ->required();
     command->add_flag("--json", options->json, "JSON, for programs");
     addBeyondOption(*command, options->reach);

@@ -1,28 +1,31 @@
 #pragma once
 
-#include "text/ValueText.h"
+#include "wave/Signal.h"
+#include "wave/SignalNames.h"
 
-#include <CLI/App.hpp>
-
-#include <map>
 #include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace tracewell {
 
-inline void addRadixOption(CLI::App& command, Radix& radix)
+/// --radix: how values are written, for all signals and for some by their names.
+class RadixOption
 {
-    static const std::map<std::string, Radix> kNames = {{"auto", Radix::Automatic},
-                                                        {"bin", Radix::Binary},
-                                                        {"oct", Radix::Octal},
-                                                        {"dec", Radix::Decimal},
-                                                        {"hex", Radix::Hexadecimal}};
-    command
-        .add_option("--radix", radix,
-                    "bin, oct, dec or hex; auto is dec for integer, int, time and parameter, and "
-                    "hex for other vectors")
-        ->type_name("RADIX")
-        ->transform(CLI::CheckedTransformer(kNames).description(""))
-        ->option_text("RADIX");
-}
+public:
+    /// `draws` for a command that can show curves.
+    void addTo(CLI::App& command, bool draws = false);
+
+    /// Gives the signals what was asked for. What is asked for by a name counts more than what is
+    /// for all.
+    /// \throws CommandError when a name fits nothing in the recording.
+    void apply(const SignalNames& file, std::vector<Signal>& signals) const;
+
+private:
+    std::vector<std::string> m_arguments;
+};
 
 } // namespace tracewell

@@ -27,7 +27,7 @@ struct Options
     std::vector<std::string> signals;
     WindowOptions window;
     std::string resolution;
-    Radix radix = Radix::Automatic;
+    RadixOption radix;
     bool csv = false;
     bool json = false;
     Reach reach = Reach::Whole;
@@ -146,9 +146,11 @@ void run(const Options& options)
     if (!options.resolution.empty()) {
         window.resolution = file.timeText().parse(options.resolution, Rounding::Down);
     }
-    const auto selected = file.values(selectSignals(file, options.signals));
+    std::vector<Signal> signals = selectSignals(file, options.signals);
+    options.radix.apply(file, signals);
+    const auto selected = file.values(std::move(signals));
     const SignalValues& values = *selected;
-    const ValueText valueText([&](long long id) { return values.lookUp(id); }, options.radix);
+    const ValueText valueText([&](long long id) { return values.lookUp(id); });
     ValueRows rows(values, window, valueText);
     Output out;
     if (options.json) {
@@ -171,8 +173,10 @@ void addValuesCommand(CLI::App& app)
         app.add_subcommand("values", "Print the values of signals, a line for each time");
     command->add_option("FILE", options->file, "A wave database")->required();
     command
-        ->add_option("SIGNAL", options->signals,
-                     "Full names (top.dut.data), patterns with * and ?, or @PLACE[:COUNT]")
+        ->add_option(
+            "SIGNAL", options->signals,
+            "Full names (top.dut.data), bits (top.bus[7:4]), scopes, patterns with * and ?, "
+            "or @PLACE[:COUNT]")
         ->required();
     options->window.addTo(*command);
     command
@@ -180,7 +184,7 @@ void addValuesCommand(CLI::App& app)
                      "Show changes that lie no further apart than this as dense")
         ->type_name("TIME")
         ->check(timeArgument());
-    addRadixOption(*command, options->radix);
+    options->radix.addTo(*command);
     CLI::Option* csv = command->add_flag("--csv", options->csv, "Comma-separated values");
     command->add_flag("--json", options->json, "JSON, for programs")->excludes(csv);
     addBeyondOption(*command, options->reach);

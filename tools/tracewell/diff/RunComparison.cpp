@@ -1,6 +1,7 @@
 #include "diff/RunComparison.h"
 
 #include "names/DataLayout.h"
+#include "text/ValueText.h"
 
 #include <fmt/format.h>
 
@@ -25,6 +26,16 @@ bool isEvent(const ChangeStream& stream, std::uint32_t object)
 std::string_view withoutKindOfBits(std::string_view text)
 {
     return !text.empty() && text[0] == 'b' ? text.substr(1) : text;
+}
+
+/// Of a vector's value, what a signal shows that is some of its bits.
+void keepBitsOf(const Signal& signal, std::string& text)
+{
+    if (signal.sharesBytes() && !text.empty() && text[0] == 'b') {
+        const std::string whole = ValueText::widen(text.substr(1), signal.wholeWidth);
+        text.resize(1);
+        text.append(whole, signal.wholeWidth - signal.firstOfWhole - signal.width, signal.width);
+    }
 }
 
 /// A VCD has 16 digits of a real at most.
@@ -196,6 +207,8 @@ bool RunComparison::isSame(std::uint32_t index)
     m_textOfB.clear();
     m_a.stream.appendValue(m_textOfA, pair.objectOfA);
     m_b.stream.appendValue(m_textOfB, pair.objectOfB);
+    keepBitsOf(pair.a, m_textOfA);
+    keepBitsOf(pair.b, m_textOfB);
     return withoutKindOfBits(m_textOfA) == withoutKindOfBits(m_textOfB) ||
            isSameReal(m_textOfA, m_textOfB);
 }

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -16,7 +17,7 @@ namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-/// One run's signals.
+/// One run's signals: all variables, then bits of them that are asked for.
 struct Side
 {
     explicit Side(const SignalNames& file) : names(file), signals(allSignals(file))
@@ -24,6 +25,7 @@ struct Side
         std::unordered_map<std::string, unsigned int> seen;
         places.reserve(signals.size());
         for (std::size_t i = 0; i < signals.size(); ++i) {
+            variables.push_back(i);
             places.push_back(placeOf(i));
             if (const unsigned int number = ++seen[places.back()]; number > 1) {
                 places.back() += fmt::format("{}{}", kBetweenNames, number);
@@ -52,13 +54,40 @@ struct Side
     }
     std::string plainPlace(std::size_t i) const
     {
+        if (!signals[i].whole.empty()) {
+            return places[i];
+        }
         return withoutRange(places[i], placeOf(i).size(), variable(i).range.str());
     }
     /// The label without the range.
     std::string plainName(std::size_t i) const
     {
+        if (!signals[i].whole.empty()) {
+            return signals[i].label;
+        }
         return withoutRange(signals[i].label, printable(fullName(i)).size(),
                             printable(variable(i).range.str()));
+    }
+
+    std::optional<std::size_t> find(const std::string& label) const
+    {
+        const auto found = std::find_if(signals.begin(), signals.end(), [&](const Signal& signal) {
+            return signal.label == label;
+        });
+        return found == signals.end()
+                   ? std::nullopt
+                   : std::optional(static_cast<std::size_t>(found - signals.begin()));
+    }
+
+    /// Bits of a vector become a signal of their own, once.
+    void addSlice(const Signal& slice)
+    {
+        if (!find(slice.label)) {
+            const std::size_t whole = find(slice.whole).value();
+            variables.push_back(whole);
+            places.push_back(plainPlace(whole) + slice.label.substr(slice.label.rfind('[')));
+            signals.push_back(slice);
+        }
     }
 
     /// No name has it. What is joined by dots can read like another.
@@ -68,19 +97,23 @@ struct Side
     std::vector<Signal> signals;
     /// By signal, each once.
     std::vector<std::string> places;
+    /// By signal: the variable that it is, or is a part of.
+    std::vector<std::size_t> variables;
     /// By signal.
     std::vector<char> isWanted;
 };
 
 /// Adds the places of the signals that an argument names in a run. False when it fits nothing
 /// there.
-bool addPlaces(const Side& side, const std::string& argument,
-               std::unordered_set<std::string>& places)
+bool addPlaces(Side& side, const std::string& argument, std::unordered_set<std::string>& places)
 {
     try {
         std::unordered_set<std::string> labels;
         for (const Signal& signal : selectSignals(side.names, {argument})) {
             labels.insert(signal.label);
+            if (!signal.whole.empty()) {
+                side.addSlice(signal);
+            }
         }
         for (std::size_t i = 0; i < side.signals.size(); ++i) {
             if (labels.find(side.signals[i].label) != labels.end()) {
@@ -192,9 +225,8 @@ SignalPairs pairSignals(const SignalNames& a, const SignalNames& b,
     for (std::size_t i = 0; i < partnerOfA.size(); ++i) {
         if (partnerOfA[i] != kNone) {
             const std::size_t other = partnerOfA[i];
-            const auto objectOf = [](const Side& side, std::size_t variable) {
-                return static_cast<std::uint32_t>(
-                    side.names.declarations().variables[variable].object);
+            const auto objectOf = [](const Side& side, std::size_t signal) {
+                return static_cast<std::uint32_t>(side.variable(side.variables[signal]).object);
             };
             result.pairs.push_back({sideA.signals[i], sideB.signals[other], objectOf(sideA, i),
                                     objectOf(sideB, other)});

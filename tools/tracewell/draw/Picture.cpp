@@ -21,9 +21,9 @@ std::string commonScope(const std::vector<Signal>& signals)
 }
 
 void fillLanes(Picture& picture, const SignalValues& values, long long latestTime,
-               unsigned int waveWidth, unsigned int shortestText, Radix radix)
+               unsigned int waveWidth, unsigned int shortestText)
 {
-    const ValueText valueText([&](long long id) { return values.lookUp(id); }, radix);
+    const ValueText valueText([&](long long id) { return values.lookUp(id); });
     const long long places = std::max(1u, waveWidth);
     // Not the other way round: the product of span and places may be too large.
     picture.window.resolution = (picture.window.to - picture.window.from) / places;

@@ -27,7 +27,7 @@ std::string commonScope(const std::vector<Signal>& signals);
 /// Fills the picture's lanes and sets the resolution of its window; `waveWidth` is how many places
 /// a lane has, and `shortestText` how many of them a text must have at least.
 void fillLanes(Picture& picture, const SignalValues& values, long long latestTime,
-               unsigned int waveWidth, unsigned int shortestText, Radix radix);
+               unsigned int waveWidth, unsigned int shortestText);
 
 /// The picture as SVG, `width` pixels wide and as high as it needs to be.
 std::string drawSvg(const Picture& picture, unsigned int width);

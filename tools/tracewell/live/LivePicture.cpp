@@ -19,9 +19,9 @@ constexpr std::size_t kNamedInNote = 3;
 } // namespace
 
 LivePicture::LivePicture(LiveViewer& viewer, const SignalNames& names, std::vector<Signal> signals,
-                         Radix radix, long long shown)
+                         long long shown)
     : m_viewer(viewer), m_names(names), m_values(viewer.values(names, std::move(signals))),
-      m_radix(radix), m_shown(shown)
+      m_shown(shown)
 {}
 
 std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t rows) const
@@ -36,7 +36,7 @@ std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t row
         picture.window.to = std::max(latest, 1LL);
         picture.window.from = m_shown > 0 && latest > m_shown ? picture.window.to - m_shown : 0;
         fillLanes(picture, *m_values, std::max(latest, 1LL),
-                  textWaveWidth(m_values->signals(), columns), 1, m_radix);
+                  textWaveWidth(m_values->signals(), columns), 1);
     });
     if (fits < count) {
         picture.lanes.resize(fits);
@@ -56,7 +56,7 @@ std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t row
 
 std::vector<std::pair<std::string, std::string>> LivePicture::currentValues() const
 {
-    const ValueText valueText([&](long long id) { return m_values->lookUp(id); }, m_radix);
+    const ValueText valueText([&](long long id) { return m_values->lookUp(id); });
     std::vector<std::pair<std::string, std::string>> values;
     m_viewer.whileSteady([&] {
         const long long latest = m_viewer.latestTime();

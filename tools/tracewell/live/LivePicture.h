@@ -22,7 +22,7 @@ public:
     /// is all.
     /// \throws CommandError
     LivePicture(LiveViewer& viewer, const SignalNames& names, std::vector<Signal> signals,
-                Radix radix, long long shown);
+                long long shown);
 
     /// Lines of at most `columns` characters, as many signals as go into `rows` lines.
     std::vector<std::string> draw(unsigned int columns, std::size_t rows) const;
@@ -35,7 +35,6 @@ private:
     LiveViewer& m_viewer;
     const SignalNames& m_names;
     std::unique_ptr<SignalValues> m_values;
-    Radix m_radix;
     long long m_shown;
 };
 

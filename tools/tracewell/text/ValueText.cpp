@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -40,19 +41,6 @@ std::string lettersOfVector(const std::vector<unsigned char>& plain, unsigned in
         letters[width - 1 - bit] = kLetters[a + 2 * b];
     }
     return letters;
-}
-
-/// The letters of a value change, brought to the signal's width as value changes are read: missing
-/// ones on the left repeat the leftmost letter, or are 0 behind a 1.
-std::string lettersOfText(std::string text, unsigned int width)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (text.size() >= width) {
-        return text.substr(text.size() - width);
-    }
-    const char fill = text.empty() || text[0] == '1' ? '0' : text[0];
-    return std::string(width - text.size(), fill) + text;
 }
 
 /// The one letter of a digit's bits when they do not make a number.
@@ -174,6 +162,29 @@ std::string inQuotes(const std::string& text)
     return printable(result + "\"");
 }
 
+/// Eight bits a character, from the right; what is no character of ASCII is a "." and what is not
+/// known a "?". Zero bytes in front are no part of the text.
+std::string formatAscii(std::string_view letters)
+{
+    constexpr std::size_t kBitsOfCharacter = 8;
+    std::string text;
+    std::size_t end = letters.size() % kBitsOfCharacter;
+    end = end == 0 ? kBitsOfCharacter : end;
+    for (std::size_t at = 0; at < letters.size(); at = end, end += kBitsOfCharacter) {
+        const std::string_view bits = letters.substr(at, end - at);
+        unsigned int code = 0;
+        for (const char bit : bits) {
+            code = code * 2 + (bit == '1' || bit == 'h' ? 1 : 0);
+        }
+        if (!allOf(bits, "01lh")) {
+            text += '?';
+        } else if (code != 0 || !text.empty()) {
+            text += code >= ' ' && code <= '~' ? static_cast<char>(code) : '.';
+        }
+    }
+    return "\"" + text + "\"";
+}
+
 std::string formatBytes(const std::vector<unsigned char>& bytes)
 {
     std::string text;
@@ -195,7 +206,7 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
     }
     const std::string bits = letters(signal, state);
     if (!bits.empty()) {
-        return formatLetters(bits, radixOf(signal), isSignedKind(signal.kind));
+        return formatLetters(bits, radixOf(signal));
     }
     if (state.override.kind != 0) {
         const std::string text = textOf(state.override);
@@ -233,10 +244,14 @@ std::string ValueText::letters(const Signal& signal, const SignalState& state) c
         return {};
     }
     if (!state.letters.empty()) {
-        return lettersOfText(state.letters, signal.width);
+        return widen(state.letters, signal.width);
     }
     if (state.override.kind == 'b') {
-        return lettersOfText(textOf(state.override), signal.width);
+        if (!signal.sharesBytes()) {
+            return widen(textOf(state.override), signal.width);
+        }
+        const std::string whole = widen(textOf(state.override), signal.wholeWidth);
+        return whole.substr(signal.wholeWidth - signal.firstOfWhole - signal.width, signal.width);
     }
     if (state.override.kind != 0 || state.plain.empty()) {
         return {};
@@ -245,10 +260,48 @@ std::string ValueText::letters(const Signal& signal, const SignalState& state) c
         const unsigned int code = state.plain[0];
         return std::string(1, code < kLetterCount ? kLetters[code] : 'x');
     }
-    return lettersOfVector(state.plain, signal.width);
+    return lettersOfVector(state.plain, signal.bitsBefore + signal.width).substr(0, signal.width);
 }
 
-std::string ValueText::formatLetters(std::string_view letters, Radix radix, bool isSigned)
+std::optional<double> ValueText::number(const Signal& signal, const SignalState& state) const
+{
+    if (state.kind != SignalState::Kind::Value) {
+        return std::nullopt;
+    }
+    const std::string bits = letters(signal, state);
+    if (!bits.empty() && allOf(bits, "01lh")) {
+        double value = 0;
+        for (const char bit : bits) {
+            value = value * 2 + (bit == '1' || bit == 'h' ? 1 : 0);
+        }
+        const bool isNegative =
+            radixOf(signal) == Radix::Signed && (bits[0] == '1' || bits[0] == 'h');
+        return isNegative ? value - std::ldexp(1.0, static_cast<int>(bits.size())) : value;
+    }
+    if (!bits.empty() || state.override.kind != 0) {
+        return std::nullopt;
+    }
+    if (signal.form == Signal::Form::Real ||
+        (signal.form == Signal::Form::Object && state.isReal)) {
+        return readAs<double>(state.plain, 0);
+    }
+    return signal.form == Signal::Form::Object
+               ? std::optional(static_cast<double>(readAs<std::int64_t>(state.plain, 0)))
+               : std::nullopt;
+}
+
+std::string ValueText::widen(std::string letters, unsigned int width)
+{
+    std::transform(letters.begin(), letters.end(), letters.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (letters.size() >= width) {
+        return letters.substr(letters.size() - width);
+    }
+    const char fill = letters.empty() || letters[0] == '1' ? '0' : letters[0];
+    return std::string(width - letters.size(), fill) + letters;
+}
+
+std::string ValueText::formatLetters(std::string_view letters, Radix radix)
 {
     if (letters.size() <= 1) {
         return std::string(letters);
@@ -259,7 +312,11 @@ std::string ValueText::formatLetters(std::string_view letters, Radix radix, bool
     case Radix::Octal:
         return groupDigits(letters, 3);
     case Radix::Decimal:
-        return formatDecimal(letters, isSigned);
+        return formatDecimal(letters, false);
+    case Radix::Signed:
+        return formatDecimal(letters, true);
+    case Radix::Ascii:
+        return formatAscii(letters);
     case Radix::Automatic:
     case Radix::Hexadecimal:
         break;
@@ -280,12 +337,19 @@ std::string ValueText::textOf(const TextReference& reference) const
     return text;
 }
 
-Radix ValueText::radixOf(const Signal& signal) const
+Radix ValueText::radixOf(const Signal& signal)
 {
-    if (m_radix != Radix::Automatic) {
-        return m_radix;
+    const bool isSigned = isSignedKind(signal.kind);
+    switch (signal.radix) {
+    case Radix::Automatic:
+        return isSigned                ? Radix::Signed
+               : signal.kind == "time" ? Radix::Decimal
+                                       : Radix::Hexadecimal;
+    case Radix::Decimal:
+        return isSigned ? Radix::Signed : Radix::Decimal;
+    default:
+        return signal.radix;
     }
-    return signal.kind == "time" || isSignedKind(signal.kind) ? Radix::Decimal : Radix::Hexadecimal;
 }
 
 } // namespace tracewell

@@ -3,14 +3,11 @@
 #include "wave/Signal.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace tracewell {
-
-/// Automatic is decimal for the kinds that count (integer, int, time, parameter, ...) and
-/// hexadecimal for other vectors.
-enum class Radix { Automatic, Binary, Octal, Decimal, Hexadecimal };
 
 /// Stands for a value where changes lie closer together than the resolution.
 constexpr std::string_view kDenseMark = "~~~~";
@@ -28,7 +25,7 @@ public:
     using Lookup = std::function<std::string(long long id)>;
 
     /// `lookup` gives the texts of the recording's string map.
-    ValueText(Lookup lookup, Radix radix) : m_lookup(std::move(lookup)), m_radix(radix) {}
+    explicit ValueText(Lookup lookup) : m_lookup(std::move(lookup)) {}
 
     /// Valid UTF-8; empty for a blank, kDenseMark for a dense state.
     std::string format(const Signal& signal, const SignalState& state) const;
@@ -37,15 +34,24 @@ public:
     /// forms, and for a text in place of bits.
     std::string letters(const Signal& signal, const SignalState& state) const;
 
-    /// The letters in a radix; `isSigned` counts for decimal alone.
-    static std::string formatLetters(std::string_view letters, Radix radix, bool isSigned);
+    /// The number that a vector without unknown bits, a real or an object holds; none for anything
+    /// else.
+    std::optional<double> number(const Signal& signal, const SignalState& state) const;
+
+    /// The letters of a value change, brought to a width as value changes are read: missing ones on
+    /// the left repeat the leftmost letter, or are 0 behind a 1.
+    static std::string widen(std::string letters, unsigned int width);
+
+    /// Automatic resolved by the signal's kind; Signed for decimal where the kind has a sign.
+    static Radix radixOf(const Signal& signal);
+
+    /// The letters in a radix that radixOf gives.
+    static std::string formatLetters(std::string_view letters, Radix radix);
 
 private:
     std::string textOf(const TextReference& reference) const;
-    Radix radixOf(const Signal& signal) const;
 
     Lookup m_lookup;
-    Radix m_radix;
 };
 
 } // namespace tracewell

@@ -8,6 +8,14 @@
 
 namespace tracewell {
 
+/// How the letters of a vector are written. Automatic is decimal for the kinds that count (integer,
+/// int, time, parameter, ...) and hexadecimal for others; Decimal has a sign where the kind has
+/// one, Signed always; Ascii is a text of a character for every eight bits.
+enum class Radix { Automatic, Binary, Octal, Decimal, Hexadecimal, Signed, Ascii };
+
+/// Whether a picture shows a signal's numbers as a curve.
+enum class Curve { None, Steps, Line };
+
 /// One thing that a reading command shows: a variable of the name table, or a run of bytes that
 /// was asked for by its address.
 struct Signal
@@ -21,14 +29,23 @@ struct Signal
     std::string scope;
     /// The keyword of the declaration; "bytes" or "object" without one.
     std::string kind;
+    /// Of some bits of a vector: the label of the whole one. Empty otherwise.
+    std::string whole;
     Form form = Form::Bytes;
     /// Bits.
     unsigned int width = 1;
     long long address = 0;
     /// Bytes of the plain value at `address`.
     long long size = 1;
+    /// In the plain value, below the first bit that the signal has.
+    unsigned int bitsBefore = 0;
+    // Of some bits of a vector in a data memory: what an override tells is the whole one.
+    unsigned int wholeWidth = 0;
+    unsigned int firstOfWhole = 0;
     /// Where the override lies; below 0 when there can be none.
     long long overrideAddress = -1;
+    Radix radix = Radix::Automatic;
+    Curve curve = Curve::None;
     // In a transition database, in place of the addresses.
     std::uint32_t firstId = 0;
     std::uint32_t idCount = 0;
@@ -37,6 +54,8 @@ struct Signal
 
     /// One letter at a time: drawn as a level and not as a bus.
     bool isDigital() const { return form == Form::Scalar || (form == Form::Vector && width == 1); }
+    /// The bytes of the signal hold bits that are none of its own.
+    bool sharesBytes() const { return wholeWidth > 0; }
 };
 
 /// What is known of a signal from a time on.

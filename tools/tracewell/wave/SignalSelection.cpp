@@ -3,6 +3,7 @@
 #include "CommandError.h"
 #include "text/Utf8.h"
 #include "wave/NearestNames.h"
+#include "wave/SignalSlice.h"
 
 #include <fmt/format.h>
 
@@ -146,6 +147,10 @@ public:
             const std::string_view name = withoutLeadingDot(argument);
             m_variables[std::string(name)];
             m_variables[withoutFirst(name)];
+            if (const std::optional<SliceArgument> slice = parseSlice(name)) {
+                m_variables[slice->name];
+                m_variables[withoutFirst(slice->name)];
+            }
         }
         const Declarations& declarations = file.declarations();
         for (std::size_t i = 0; i < signals.size(); ++i) {
@@ -155,6 +160,7 @@ public:
             // What stands behind the name in the label, "#2" for one, may follow either form.
             const std::string number = signals[i].label.substr(printable(full).size());
             m_plainNames.push_back(printable(plain));
+            m_numbers.push_back(number);
             for (const std::string& name : {full, plain, printable(full), printable(plain)}) {
                 add(name, i);
                 add(name + number, i);
@@ -162,16 +168,37 @@ public:
         }
     }
 
-    /// `argument` is one of those that it was made for.
-    std::vector<std::size_t> find(const std::string& argument) const
+    /// Variables of just this name, which is that of an argument it was made for, or of a slice's
+    /// vector.
+    std::vector<std::size_t> find(std::string_view name) const
     {
-        const std::string_view name = withoutLeadingDot(argument);
+        name = withoutLeadingDot(name);
         if (const auto& exact = m_variables.at(std::string(name)); !exact.empty()) {
             return exact;
         }
-        if (const auto& first = m_variables.at(withoutFirst(name)); !first.empty()) {
-            return {first.front()};
+        const auto& first = m_variables.at(withoutFirst(name));
+        return first.empty() ? first : std::vector<std::size_t>{first.front()};
+    }
+
+    /// Variables in a scope and those below it.
+    std::vector<std::size_t> findInScope(std::string_view name) const
+    {
+        std::string scope = printable(withoutLeadingDot(name));
+        if (!scope.empty() && scope.back() != '.') {
+            scope += '.';
         }
+        std::vector<std::size_t> found;
+        for (std::size_t i = 0; i < m_signals.size(); ++i) {
+            if (m_signals[i].scope.compare(0, scope.size(), scope) == 0) {
+                found.push_back(i);
+            }
+        }
+        return found;
+    }
+
+    std::vector<std::size_t> findPattern(std::string_view name) const
+    {
+        name = withoutLeadingDot(name);
         std::vector<std::size_t> found;
         if (name.find_first_of("*?") != std::string_view::npos) {
             for (std::size_t i = 0; i < m_signals.size(); ++i) {
@@ -181,6 +208,12 @@ public:
             }
         }
         return found;
+    }
+
+    /// The label without the range.
+    std::string plainLabel(std::size_t variable) const
+    {
+        return m_plainNames[variable] + m_numbers[variable];
     }
 
 private:
@@ -208,6 +241,8 @@ private:
     const std::vector<Signal>& m_signals;
     /// Without the range.
     std::vector<std::string> m_plainNames;
+    /// "#2" and so on, where variables share a name.
+    std::vector<std::string> m_numbers;
     std::unordered_map<std::string, std::vector<std::size_t>> m_variables;
 };
 
@@ -280,12 +315,25 @@ std::vector<Signal> selectSignals(const SignalNames& file,
             selected.push_back(signal);
         }
     };
-    for (const std::string& argument : arguments) {
-        const std::vector<std::size_t> found = index.find(argument);
+    const auto takeAll = [&](const std::vector<std::size_t>& found) {
         for (const std::size_t variable : found) {
             take(signals[variable]);
         }
-        if (!found.empty()) {
+        return !found.empty();
+    };
+    const auto takeSlices = [&](const std::string& argument) {
+        const std::optional<SliceArgument> slice = parseSlice(argument);
+        const std::vector<std::size_t> vectors =
+            slice ? index.find(slice->name) : std::vector<std::size_t>();
+        for (const std::size_t variable : vectors) {
+            take(makeSlice(file, signals[variable], file.declarations().variables[variable],
+                           index.plainLabel(variable), slice->bits));
+        }
+        return !vectors.empty();
+    };
+    for (const std::string& argument : arguments) {
+        if (takeAll(index.find(argument)) || takeSlices(argument) ||
+            takeAll(index.findPattern(argument)) || takeAll(index.findInScope(argument))) {
             continue;
         }
         if (!argument.empty() && argument[0] == '@') {

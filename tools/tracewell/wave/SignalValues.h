@@ -22,15 +22,27 @@ public:
     virtual ~SignalValues() = default;
 
     const std::vector<Signal>& signals() const { return m_signals; }
-    virtual std::unique_ptr<SignalCursor> cursor(std::size_t signal,
-                                                 const TimeWindow& window) const = 0;
+    std::unique_ptr<SignalCursor> cursor(std::size_t signal, const TimeWindow& window) const;
     /// The time of the first change behind `time`, or of the last one before it.
-    virtual std::optional<long long> nextChange(std::size_t signal, long long time) const = 0;
-    virtual std::optional<long long> previousChange(std::size_t signal, long long time) const = 0;
+    std::optional<long long> nextChange(std::size_t signal, long long time) const;
+    std::optional<long long> previousChange(std::size_t signal, long long time) const;
     /// A text of the recording; empty for one that is not there.
     virtual std::string lookUp(long long id) const = 0;
 
+protected:
+    // The answers for all that the bytes of a signal hold, which is more than the signal itself
+    // where it shares them.
+    virtual std::unique_ptr<SignalCursor> wholeCursor(std::size_t signal,
+                                                      const TimeWindow& window) const = 0;
+    virtual std::optional<long long> nextWholeChange(std::size_t signal, long long time) const = 0;
+    virtual std::optional<long long> previousWholeChange(std::size_t signal,
+                                                         long long time) const = 0;
+
 private:
+    std::unique_ptr<SignalCursor> sliceCursor(std::size_t signal, const TimeWindow& window) const;
+    std::optional<long long> nextSliceChange(std::size_t signal, long long time) const;
+    std::optional<long long> previousSliceChange(std::size_t signal, long long time) const;
+
     const std::vector<Signal> m_signals;
 };
 

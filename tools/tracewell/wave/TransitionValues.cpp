@@ -78,13 +78,13 @@ template <class Visit> void forEachObject(DataBase& database, const Signal& sign
 
 } // namespace
 
-std::unique_ptr<SignalCursor> TransitionValues::cursor(std::size_t signal,
-                                                       const TimeWindow& window) const
+std::unique_ptr<SignalCursor> TransitionValues::wholeCursor(std::size_t signal,
+                                                            const TimeWindow& window) const
 {
     return std::make_unique<TransitionCursor>(m_database, signals()[signal], window);
 }
 
-std::optional<long long> TransitionValues::nextChange(std::size_t signal, long long time) const
+std::optional<long long> TransitionValues::nextWholeChange(std::size_t signal, long long time) const
 {
     std::optional<long long> nearest;
     forEachObject(m_database, signals()[signal], [&](std::uint32_t id) {
@@ -96,7 +96,8 @@ std::optional<long long> TransitionValues::nextChange(std::size_t signal, long l
     return nearest;
 }
 
-std::optional<long long> TransitionValues::previousChange(std::size_t signal, long long time) const
+std::optional<long long> TransitionValues::previousWholeChange(std::size_t signal,
+                                                               long long time) const
 {
     std::optional<long long> nearest;
     forEachObject(m_database, signals()[signal], [&](std::uint32_t id) {

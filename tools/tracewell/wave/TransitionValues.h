@@ -17,12 +17,14 @@ public:
         : SignalValues(std::move(signals)), m_database(database)
     {}
 
-    std::unique_ptr<SignalCursor> cursor(std::size_t signal,
-                                         const TimeWindow& window) const override;
-    std::optional<long long> nextChange(std::size_t signal, long long time) const override;
-    std::optional<long long> previousChange(std::size_t signal, long long time) const override;
     /// There are no texts.
     std::string lookUp(long long id) const override;
+
+protected:
+    std::unique_ptr<SignalCursor> wholeCursor(std::size_t signal,
+                                              const TimeWindow& window) const override;
+    std::optional<long long> nextWholeChange(std::size_t signal, long long time) const override;
+    std::optional<long long> previousWholeChange(std::size_t signal, long long time) const override;
 
 private:
     Tracewell::DataBase& m_database;

@@ -102,7 +102,8 @@ TreeValues::TreeValues(Tracewell::WdbLiveReader& reader, const std::string& path
     }
 }
 
-std::unique_ptr<SignalCursor> TreeValues::cursor(std::size_t signal, const TimeWindow& window) const
+std::unique_ptr<SignalCursor> TreeValues::wholeCursor(std::size_t signal,
+                                                      const TimeWindow& window) const
 {
     TimeWindow shown = window;
     shown.from = std::min(shown.from, m_end);
@@ -111,7 +112,7 @@ std::unique_ptr<SignalCursor> TreeValues::cursor(std::size_t signal, const TimeW
                                         std::min(m_reader.getLatestTime(), m_end));
 }
 
-std::optional<long long> TreeValues::nextChange(std::size_t signal, long long time) const
+std::optional<long long> TreeValues::nextWholeChange(std::size_t signal, long long time) const
 {
     std::optional<long long> nearest;
     for (WdbScalarBTree* tree : m_trees[signal]) {
@@ -123,7 +124,7 @@ std::optional<long long> TreeValues::nextChange(std::size_t signal, long long ti
     return nearest && *nearest <= m_end ? nearest : std::nullopt;
 }
 
-std::optional<long long> TreeValues::previousChange(std::size_t signal, long long time) const
+std::optional<long long> TreeValues::previousWholeChange(std::size_t signal, long long time) const
 {
     if (time > m_end) {
         time = m_end + 1;

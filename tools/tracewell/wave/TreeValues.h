@@ -26,16 +26,18 @@ public:
     TreeValues(Tracewell::WdbLiveReader& reader, const std::string& path,
                std::vector<Signal> chosen);
 
-    std::unique_ptr<SignalCursor> cursor(std::size_t signal,
-                                         const TimeWindow& window) const override;
-    std::optional<long long> nextChange(std::size_t signal, long long time) const override;
-    std::optional<long long> previousChange(std::size_t signal, long long time) const override;
     std::string lookUp(long long id) const override;
     /// The trees of the signal's bytes, in ascending order of their addresses.
     const std::vector<Tracewell::WdbScalarBTree*>& trees(std::size_t signal) const
     {
         return m_trees[signal];
     }
+
+protected:
+    std::unique_ptr<SignalCursor> wholeCursor(std::size_t signal,
+                                              const TimeWindow& window) const override;
+    std::optional<long long> nextWholeChange(std::size_t signal, long long time) const override;
+    std::optional<long long> previousWholeChange(std::size_t signal, long long time) const override;
 
 private:
     void requireSensibleSize(const std::string& path, unsigned long long fileSize) const;

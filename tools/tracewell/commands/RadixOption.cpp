@@ -1,0 +1,130 @@
+#include "commands/RadixOption.h"
+
+#include "text/Utf8.h"
+#include "wave/SignalSelection.h"
+
+#include <CLI/App.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+namespace tracewell {
+
+namespace {
+
+constexpr std::pair<std::string_view, Radix> kRadices[] = {
+    {"auto", Radix::Automatic}, {"bin", Radix::Binary},    {"oct", Radix::Octal},
+    {"dec", Radix::Decimal},    {"signed", Radix::Signed}, {"hex", Radix::Hexadecimal},
+    {"ascii", Radix::Ascii}};
+constexpr std::pair<std::string_view, Curve> kCurves[] = {{"analog", Curve::Steps},
+                                                          {"analog-line", Curve::Line}};
+
+struct Style
+{
+    std::optional<Radix> radix;
+    std::optional<Curve> curve;
+};
+
+/// "signed", "analog", or both with a "," between them.
+std::optional<Style> parseStyle(std::string_view text)
+{
+    Style style;
+    for (std::size_t at = 0; at <= text.size();) {
+        const std::size_t end = std::min(text.find(',', at), text.size());
+        const std::string_view word = text.substr(at, end - at);
+        const auto isWord = [&](const auto& entry) { return entry.first == word; };
+        const auto* const radix = std::find_if(std::begin(kRadices), std::end(kRadices), isWord);
+        const auto* const curve = std::find_if(std::begin(kCurves), std::end(kCurves), isWord);
+        if (radix != std::end(kRadices) && !style.radix) {
+            style.radix = radix->second;
+        } else if (curve != std::end(kCurves) && !style.curve) {
+            style.curve = curve->second;
+        } else {
+            return std::nullopt;
+        }
+        at = end + 1;
+    }
+    return style;
+}
+
+/// The name is empty for all signals.
+std::pair<std::string, std::string> split(const std::string& argument)
+{
+    const std::size_t equals = argument.rfind('=');
+    return equals == std::string::npos
+               ? std::pair(std::string(), argument)
+               : std::pair(argument.substr(0, equals), argument.substr(equals + 1));
+}
+
+bool hasNumbers(const Signal& signal)
+{
+    return signal.form == Signal::Form::Real || signal.form == Signal::Form::Object ||
+           (signal.form == Signal::Form::Vector && signal.width > 1);
+}
+
+void apply(const Style& style, Signal& signal)
+{
+    signal.radix = style.radix.value_or(signal.radix);
+    if (style.curve && hasNumbers(signal)) {
+        signal.curve = *style.curve;
+    }
+}
+
+} // namespace
+
+void RadixOption::addTo(CLI::App& command, bool draws)
+{
+    const std::string words =
+        fmt::format("bin, oct, dec, signed, hex, ascii or auto{}", draws ? ", analog or "
+                                                                           "analog-line"
+                                                                         : "");
+    const auto check = [draws, words](const std::string& argument) {
+        const auto [name, text] = split(argument);
+        const std::optional<Style> style = parseStyle(text);
+        const bool isForAll = argument.find('=') == std::string::npos;
+        if (style && (draws || !style->curve) && (isForAll || !name.empty())) {
+            return std::string();
+        }
+        return fmt::format("\"{}\" is no radix; write {}, or SIGNAL=RADIX for one signal",
+                           printable(argument), words);
+    };
+    command
+        .add_option("--radix", m_arguments,
+                    words + ", for all signals, or as SIGNAL=RADIX for some; may be given several "
+                            "times. auto is dec for integer, int, time and parameter, and hex for "
+                            "other vectors")
+        ->type_name("[SIGNAL=]RADIX")
+        ->check(CLI::Validator(check, "", "radix"))
+        ->option_text("[SIGNAL=]RADIX")
+        ->allow_extra_args(false);
+}
+
+void RadixOption::apply(const SignalNames& file, std::vector<Signal>& signals) const
+{
+    for (const bool isForAll : {true, false}) {
+        for (const std::string& argument : m_arguments) {
+            const auto [name, text] = split(argument);
+            if (name.empty() != isForAll) {
+                continue;
+            }
+            std::unordered_set<std::string> labels;
+            if (!isForAll) {
+                for (const Signal& signal : selectSignals(file, {name})) {
+                    labels.insert(signal.label);
+                }
+            }
+            const Style style = *parseStyle(text);
+            for (Signal& signal : signals) {
+                if (isForAll || labels.count(signal.label) + labels.count(signal.whole) > 0) {
+                    tracewell::apply(style, signal);
+                }
+            }
+        }
+    }
+}
+
+} // namespace tracewell
