@@ -101,9 +101,9 @@ TEST_F(Draw, pictureIsWellFormedAndShowsEverySortOfValue)
     for (const char* style : {"xl", "ul", "wl", "nl", "lv", "hz", "wk", "bx", "bp", "bu", "ev"}) {
         EXPECT_GE(count(picture, std::string("class=\"") + style + "\""), 1u) << style;
     }
-    EXPECT_THAT(picture,
-                AllOf(HasSubstr(">xx</text>"), HasSubstr(">X5</text>"), HasSubstr(">a5</text>"),
-                      HasSubstr(">0.30000000000000004</text>"), HasSubstr(">60 ns</text>")));
+    EXPECT_THAT(picture, AllOf(HasSubstr(">xx</text>"), HasSubstr(">00x10101</text>"),
+                               HasSubstr(">a5</text>"), HasSubstr(">0.30000000000000004</text>"),
+                               HasSubstr(">60 ns</text>")));
     EXPECT_THAT(picture, AllOf(HasSubstr("a&amp;b.v&lt;0&gt;"), HasSubstr("gr\xEF\xBF\xBDn"),
                                Not(HasSubstr("gr\xFCn"))));
 }
@@ -111,17 +111,94 @@ TEST_F(Draw, pictureIsWellFormedAndShowsEverySortOfValue)
 TEST_F(Draw, stretchWithMoreChangesThanPixelsIsABar)
 {
     RecordingBuilder builder(path(), kLooks);
-    for (int time = 0; time < 20000; ++time) {
+    for (int time = 0; time < 60000; ++time) {
         builder.letters(time, "a&b.s", time % 2 ? "1" : "0");
         builder.letters(time, "a&b.v<0>", time % 2 ? "00000001" : "10000000");
     }
     builder.letters(100000, "a&b.s", "1");
     builder.close();
-    const std::string picture = svg();
+    EXPECT_EQ(count(svg(), "class=\"dl\"") + count(svg(), "class=\"db\""), 0u);
+    EXPECT_THAT(svg(), HasSubstr(">0 – 50 ns of 100 us<"));
+    EXPECT_THAT(output("draw", {"--width", "100"}), HasSubstr("0 – 20 ns of 100 us; --all shows"));
+    const std::string picture = svg({"--all"});
     EXPECT_EQ(count(picture, "class=\"dl\""), 1u);
     EXPECT_EQ(count(picture, "class=\"db\""), 1u);
     EXPECT_LT(picture.size(), 12000u);
     EXPECT_EQ(count(svg({"--from", "100", "--to", "150"}), "class=\"dl\""), 0u);
+}
+
+TEST(FitText, keepsWhatTellsMost)
+{
+    struct Case
+    {
+        const char* text;
+        TextForm form;
+        std::size_t room;
+        const char* shown;
+    };
+    const Case cases[] = {{"0000000000001234", TextForm::Digits, 16, "0000000000001234"},
+                          {"0000000000001234", TextForm::Digits, 15, "1234"},
+                          {"0000000000000000", TextForm::Digits, 1, "0"},
+                          {"deadbeef", TextForm::Digits, 5, "dead…"},
+                          {"deadbeef", TextForm::Digits, 2, ""},
+                          {"0.30000000000000004", TextForm::Real, 18, "0.3"},
+                          {"0.30000000000000004", TextForm::Real, 2, ""},
+                          {"\"日本語\"", TextForm::Plain, 6, "\"日本…"}};
+    for (const Case& c : cases) {
+        LaneSegment segment;
+        segment.text = c.text;
+        segment.form = c.form;
+        segment.number = 0.1 + 0.2;
+        EXPECT_EQ(fitText(segment, c.room), c.shown) << c.text << " in " << c.room;
+    }
+}
+
+TEST_F(Draw, curveKeepsTheExtremesBetweenItsLimits)
+{
+    RecordingBuilder builder(path(), kLooks);
+    for (int time = 0; time < 100000; ++time) {
+        builder.real(time, "a&b.r", time == 70001 ? 7.5 : time % 2 ? -1 : 1);
+    }
+    builder.letters(100000, "a&b.s", "1");
+    builder.close();
+    for (const char* curve : {"analog", "analog-line"}) {
+        const std::string picture = svg({"a&b.r", "--radix", "a&b.r=" + std::string(curve)});
+        EXPECT_EQ(count(picture, "class=\"cu\""), 1u);
+        EXPECT_THAT(picture, AllOf(HasSubstr(">7.5</text>"), HasSubstr(">-1</text>")));
+        expectWellFormed(picture);
+    }
+    EXPECT_THAT(output("draw", {"a&b.r", "--radix", "analog", "--from", "70000", "--to", "70003"}),
+                AllOf(HasSubstr("█"), HasSubstr("▁")));
+}
+
+TEST_F(Draw, outputIsWhatItsSuffixSays)
+{
+    record();
+    for (const char* name : {"a.jpg", "a.fst", "a.svgz"}) {
+        EXPECT_THAT(run({"draw", path(), "-o", path(name)}).error, HasSubstr("cannot write "));
+        EXPECT_THAT(run({"export", path(), path(name)}).error, HasSubstr("ends in .vcd"));
+        EXPECT_EQ(read(name), "");
+    }
+    const Result png = run({"draw", path(), "-o", path("a.PNG")});
+    if (png.error.find("librsvg") != std::string::npos) {
+        GTEST_SKIP() << png.error;
+    }
+    EXPECT_EQ(read("a.PNG").substr(0, 4), "\x89PNG");
+    EXPECT_EQ(run({"draw", path(), "-o", path("a.pdf")}).code, 0);
+    EXPECT_EQ(read("a.pdf").substr(0, 5), "%PDF-");
+}
+
+TEST_F(Draw, whatIsNotThereIsSaid)
+{
+    record();
+    const Result nowhere = run({"draw", path(), "@99999"});
+    EXPECT_EQ(nowhere.code, 1);
+    EXPECT_THAT(nowhere.error, HasSubstr("nothing was recorded at @99999"));
+    for (const char* from : {"1s", "9223372036854775807"}) {
+        const Result behind = run({"draw", path(), "--from", from, "-o", path("out.svg")});
+        EXPECT_EQ(behind.code, 1);
+        EXPECT_THAT(behind.error, HasSubstr("the recording ends at 100 ns"));
+    }
 }
 
 TEST_F(Draw, manySignalsAreCutToALimitThatIsTold)
@@ -155,17 +232,18 @@ TEST_F(Draw, terminalPictureLinesUpWithItsRuler)
     EXPECT_EQ("\n" + output("draw", {"top.clk", "top.tick", "top.dut.data", "top.dut.same",
                                      "--width", "64"}),
               R"(
-              0 ns                     50 ns
-top           ┬────────────────────────┬────────────────────────
-clk                ┌────┐    ┌────┐    ┌────┐    ┌────┐    ┌────
-              ─────┘    └────┘    └────┘    └────┘    └────┘
-tick                                   ↑
-                                       │
-dut.data[7:0] │xx░░░░░░░░░░░░│a5            z
-              └──────────────┴──────────────╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌
-dut.same      x░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░──────────
-              ░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░
-dut.same#2
+          0 ns                       50 ns
+top       ┬──────────────────────────┬──────────────────────────
+clk            ┌────┐     ┌────┐     ┌────┐    ┌─────┐    ┌─────
+          ─────┘    └─────┘    └─────┘    └────┘     └────┘
+tick                                 ↑
+                                     │
+dut ┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈┈
+data[7:0] │xx░░░░░░░░░░░░░│a5             z
+          └───────────────┴───────────────╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌╌
+same      x░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░───────────
+          ░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░
+same#2
 
 )");
 }

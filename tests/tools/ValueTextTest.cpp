@@ -65,7 +65,7 @@ TEST(ValueText, groupsLettersIntoDigits)
                           {"z01", Radix::Decimal, "Z"},
                           {"1111", Radix::Signed, "-1"},
                           {"000100000h0000001x", Radix::Ascii, "\"A?\""},
-                          {"1000001000000000", Radix::Ascii, "\"A.\""}};
+                          {"0100000100000000", Radix::Ascii, "\"A.\""}};
     for (const Case& c : cases) {
         EXPECT_EQ(ValueText::formatLetters(c.letters, c.radix), c.text) << c.letters;
     }

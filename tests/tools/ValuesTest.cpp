@@ -13,6 +13,7 @@
 
 #include <map>
 #include <random>
+#include <set>
 
 using namespace tracewell;
 using ::testing::HasSubstr;
@@ -134,6 +135,42 @@ TEST_F(Values, marksDenseStretches)
     EXPECT_EQ(json["rows"].back().dump(), R"({"time":9500,"values":["0",null]})");
     EXPECT_LT(json["rows"].size(), 8u);
     EXPECT_THAT(output("values", {"top.clk", "--resolution", "100"}), HasSubstr("0  ~~~~\n"));
+}
+
+TEST_F(Values, denseStretchesAreTheSameInEveryStore)
+{
+    std::string vcd = "$timescale 1 ns $end\n$var wire 1 a clk $end\n$var event 1 e e $end\n"
+                      "$enddefinitions $end\n";
+    for (int time = 0; time < 20000; time += time % 7000 == 0 ? 900 : 50) {
+        vcd += "#" + std::to_string(time) + "\n" + (time / 50 % 2 ? "1" : "0") + "a\n" +
+               (time % 400 ? "" : "1e\n");
+    }
+    write("run.vcd", vcd + "#30000\n0a\n");
+    std::map<std::string, std::set<std::string>> answers;
+    for (const char* store : {"events", "indexed", "transitions"}) {
+        ASSERT_EQ(run({"import", "--store", store, path("run.vcd"), path()}).code, 0);
+        const auto ask = [&](const char* resolution, const char* from, const char* to) {
+            const std::string text = output("values", {"clk", "e", "--csv", "--resolution",
+                                                       resolution, "--from", from, "--to", to});
+            answers[std::string(resolution) + " " + from + " " + to].insert(text);
+            return text;
+        };
+        // A change before the window is none of its own; one that goes on behind it ends at --to.
+        EXPECT_EQ(ask("50", "1001", "1210"), "time,clk,e\n1000,0,\n1050,~~~~,\n1200,0,!\n");
+        EXPECT_EQ(ask("49", "1001", "1100"), "time,clk,e\n1000,0,\n1050,1,\n1100,0,\n");
+        EXPECT_EQ(ask("60", "40000", "50000"), "time,clk,e\n30000,0,\n");
+        EXPECT_EQ(ask("10000000", "0", "50000"),
+                  "time,clk,e\n0,~~~~,~~~~\n19600,~~~~,!\n30000,0,\n");
+        for (const char* from : {"0", "5000", "7000", "7900", "19950", "29999", "30000"}) {
+            for (const char* to : {"30000", "30001", "1000000"}) {
+                ask("50", from, to);
+                ask("899", from, to);
+            }
+        }
+    }
+    for (const auto& [question, texts] : answers) {
+        EXPECT_EQ(texts.size(), 1u) << question;
+    }
 }
 
 /// Random histories of a narrow and a wide vector whose groups are written apart, over many

@@ -2,6 +2,7 @@
 target_link_libraries(tracewell_cli PRIVATE ZLIB::ZLIB LibLZMA::LibLZMA zstd::zstd)
 target_sources(tracewell_cli PRIVATE
   files/Interrupt.cpp
+  files/OutputSuffix.cpp
   files/OutputText.cpp
   files/TimeReport.cpp
   files/UnfinishedFile.cpp

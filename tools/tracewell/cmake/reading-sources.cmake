@@ -5,7 +5,10 @@ target_sources(tracewell_cli PRIVATE
   commands/RadixOption.cpp
   commands/WindowOptions.cpp
   draw/Lane.cpp
+  draw/LaneNames.cpp
   draw/Picture.cpp
+  draw/ReadableStart.cpp
+  draw/RenderedPicture.cpp
   draw/SvgLane.cpp
   draw/SvgPicture.cpp
   draw/SvgText.cpp
@@ -29,6 +32,7 @@ target_sources(tracewell_cli PRIVATE
   text/TimeText.cpp
   text/Utf8.cpp
   text/ValueText.cpp
+  wave/DenseCursor.cpp
   wave/EventWaveFile.cpp
   wave/FileKind.cpp
   wave/IndexLookup.cpp

@@ -4,6 +4,8 @@
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "draw/Picture.h"
+#include "draw/RenderedPicture.h"
+#include "files/OutputSuffix.h"
 #include "files/UnfinishedFile.h"
 #include "text/Output.h"
 #include "text/Terminal.h"
@@ -20,6 +22,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,6 +43,7 @@ struct Options
     WindowOptions window;
     RadixOption radix;
     unsigned int width = 0;
+    bool all = false;
     std::string output;
     Reach reach = Reach::Whole;
 };
@@ -62,9 +66,8 @@ std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, 
     return signals;
 }
 
-void writeFile(const Options& options, const std::string& svg)
+void writeFile(const Options& options, const std::string& picture)
 {
-    checkOutput(options.file, options.output, OutputKind::Any);
     UnfinishedFile unfinished(options.output);
     errno = 0;
     std::ofstream out(options.output, std::ios::binary | std::ios::trunc);
@@ -74,7 +77,7 @@ void writeFile(const Options& options, const std::string& svg)
                                        options.output, std::strerror(errno)));
     }
     unfinished.start();
-    out.write(svg.data(), static_cast<std::streamsize>(svg.size()));
+    out.write(picture.data(), static_cast<std::streamsize>(picture.size()));
     out.close();
     if (!out) {
         throw CommandError(fmt::format("{}: could not be written: {}; make room and try again",
@@ -83,45 +86,128 @@ void writeFile(const Options& options, const std::string& svg)
     unfinished.finish();
 }
 
-void run(const Options& options)
+PictureFormat formatOf(const Options& options)
 {
-    const auto opened = WaveFile::open(options.file, options.reach);
-    WaveFile& file = *opened;
-    Picture picture;
-    picture.title = std::filesystem::path(options.file).filename().string();
-    picture.timeText = file.timeText();
-    picture.window = options.window.window(file.timeText(), file.latestTime());
-    // What holds at a single time still takes room to be seen.
-    long long latest = file.latestTime();
-    if (picture.window.to == picture.window.from) {
-        latest += latest == picture.window.from ? 1 : 0;
-        ++picture.window.to;
+    if (options.output.empty()) {
+        return PictureFormat::Svg;
     }
-    std::vector<Signal> signals = chooseSignals(file, options, picture.note);
-    options.radix.apply(file, signals);
-    const auto chosen = file.values(std::move(signals));
-    const SignalValues& values = *chosen;
-    if (!options.output.empty()) {
-        const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
-        fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText);
-        const std::string svg = drawSvg(picture, width);
-        if (options.output != "-") {
-            writeFile(options, svg);
+    const std::string suffix = checkSuffix(options.output, {".svg", ".png", ".pdf"});
+    checkOutput(options.file, options.output, OutputKind::Any);
+    return suffix == ".png"   ? PictureFormat::Png
+           : suffix == ".pdf" ? PictureFormat::Pdf
+                              : PictureFormat::Svg;
+}
+
+TimeWindow chooseWindow(const Options& options, const WaveFile& file, long long& latest)
+{
+    TimeWindow window = options.window.window(file.timeText(), file.latestTime());
+    // What comes up at the last of a few times still takes room to be seen.
+    constexpr long long kFewTimes = 32;
+    if (!options.window.isGiven() && window.to - window.from < kFewTimes) {
+        ++latest;
+        ++window.to;
+    } else if (window.to == window.from) {
+        if (window.to == std::numeric_limits<long long>::max()) {
+            --window.from;
         } else {
-            Output out;
-            out << svg;
-            out.finish();
+            latest += latest == window.from ? 1 : 0;
+            ++window.to;
         }
-        finishReading(options.file, file);
+    }
+    return window;
+}
+
+/// What was asked for and is not there; empty when all is.
+std::string findMissing(const WaveFile& file, const SignalValues& values, const TimeWindow& window)
+{
+    if (window.from > file.latestTime()) {
+        return fmt::format("{}: the recording ends at {}, before the stretch that is drawn; choose "
+                           "an earlier --from",
+                           file.path(), file.timeText().format(file.latestTime()));
+    }
+    for (std::size_t i = 0; i < values.signals().size(); ++i) {
+        const Signal& signal = values.signals()[i];
+        const bool isByPlace =
+            signal.form == Signal::Form::Bytes || signal.form == Signal::Form::Object;
+        if (isByPlace && !values.nextChange(i, -1)) {
+            return fmt::format("{}: nothing was recorded at {}; `tracewell info` tells what was",
+                               file.path(), signal.label);
+        }
+    }
+    return {};
+}
+
+/// In the whole of a run with too many changes there is nothing to be seen.
+void showReadableStart(const Options& options, const SignalValues& values, Picture& picture,
+                       long long latest, const PictureScale& scale)
+{
+    if (options.all || options.window.isGiven()) {
         return;
     }
+    if (const auto window = findReadableStart(values, picture, latest, scale)) {
+        picture.wholeEnd = latest;
+        picture.window = *window;
+    }
+}
+
+void drawFile(const Options& options, PictureFormat format, const SignalValues& values,
+              long long latest, Picture& picture)
+{
+    const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
+    showReadableStart(options, values, picture, latest, svgScale(values.signals(), width));
+    fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText);
+    std::string drawn = drawSvg(picture, width);
+    if (format != PictureFormat::Svg) {
+        drawn = renderPicture(drawn, format, options.output);
+    }
+    if (options.output != "-") {
+        writeFile(options, drawn);
+        return;
+    }
+    Output out;
+    out << drawn;
+    out.finish();
+}
+
+void drawInTerminal(const Options& options, const SignalValues& values, long long latest,
+                    Picture& picture)
+{
     const unsigned int columns =
         options.width != 0 ? options.width : terminalColumns(kDefaultColumns);
+    showReadableStart(options, values, picture, latest, textScale(values.signals(), columns));
     fillLanes(picture, values, latest, textWaveWidth(values.signals(), columns), 1);
     Output out;
     out << drawText(picture, columns);
+    if (picture.wholeEnd) {
+        out << fmt::format("{}; --all shows the whole, --from and --to another part.\n",
+                           picture.rangeText());
+    }
     out.finish();
+}
+
+void run(const Options& options)
+{
+    const PictureFormat format = formatOf(options);
+    const auto opened = WaveFile::open(options.file, options.reach);
+    WaveFile& file = *opened;
+    long long latest = file.latestTime();
+    Picture picture;
+    picture.title = std::filesystem::path(options.file).filename().string();
+    picture.timeText = file.timeText();
+    picture.window = chooseWindow(options, file, latest);
+    std::vector<Signal> signals = chooseSignals(file, options, picture.note);
+    options.radix.apply(file, signals);
+    const auto values = file.values(std::move(signals));
+    const std::string missing = findMissing(file, *values, picture.window);
+    if (options.output.empty()) {
+        drawInTerminal(options, *values, latest, picture);
+    } else {
+        drawFile(options, format, *values, latest, picture);
+    }
     finishReading(options.file, file);
+    if (!missing.empty()) {
+        throw CommandError(missing);
+    }
 }
 
 } // namespace
@@ -139,6 +225,10 @@ void addDrawCommand(CLI::App& app)
         "or @PLACE[:COUNT]; "
         "the first 40 signals if none is given");
     options->window.addTo(*command);
+    command->add_flag("--all", options->all,
+                      "Show the whole run, however dense; without it, and without --from and --to, "
+                      "a run with too many changes is shown from its start as far as it is "
+                      "readable");
     command
         ->add_option("--width", options->width,
                      "Width of the picture in pixels, or in columns in the terminal")
@@ -146,13 +236,15 @@ void addDrawCommand(CLI::App& app)
         ->check(CLI::Range(kNarrowest, kWidest));
     options->radix.addTo(*command, true);
     command
-        ->add_option("-o,--output", options->output,
-                     "Write the picture to this SVG file (- for the standard output); without it, "
-                     "draw in the terminal")
-        ->type_name("OUT.svg");
+        ->add_option(
+            "-o,--output", options->output,
+            "Write the picture to this file, as SVG, PNG or PDF by its suffix (- for SVG on "
+            "the standard output); without it, draw in the terminal")
+        ->type_name("OUT");
     addBeyondOption(*command, options->reach);
     command->footer("Example:\n"
                     "  tracewell draw run.wdb 'top.dut.*' --from 10us --to 12.5us -o run.svg\n"
+                    "  tracewell draw run.wdb --radix hex --radix top.s16=signed,analog\n"
                     "Stretches with more changes than there are pixels come out as bars. Hatched\n"
                     "is x (red) or u w - of nine states, a line in the middle is z, a dashed line\n"
                     "l or h. An arrow is the firing of an event.");

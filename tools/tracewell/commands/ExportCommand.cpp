@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "commands/BeyondOption.h"
 #include "files/Interrupt.h"
+#include "files/OutputSuffix.h"
 #include "files/OutputText.h"
 #include "files/UnfinishedFile.h"
 #include "names/DeclarationText.h"
@@ -43,6 +44,7 @@ private:
 
 void Export::run()
 {
+    checkSuffix(m_options.output, {".vcd"});
     checkOutput(m_options.input, m_options.output, OutputKind::Any);
     const std::unique_ptr<ChangeStream> changes =
         ChangeStream::open(m_options.input, m_options.reach);

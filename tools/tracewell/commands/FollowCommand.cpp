@@ -419,7 +419,7 @@ void addFollowCommand(CLI::App& app)
                      "Show this stretch of time at the end, and not all of it")
         ->type_name("TIME")
         ->check(timeArgument());
-    options->radix.addTo(*command, true);
+    options->radix.addTo(*command);
     command->add_flag("--json", options->json, "One line a second, for programs");
     command
         ->add_option("--on-kernel-exit", options->onKernelExit,

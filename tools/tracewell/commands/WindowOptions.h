@@ -23,6 +23,9 @@ public:
     /// \throws CLI::ValidationError when it ends before it starts.
     TimeWindow window(const TimeText& timeText, long long latestTime) const;
 
+    /// Whether a stretch was asked for at all.
+    bool isGiven() const { return !m_from.empty() || !m_to.empty(); }
+
 private:
     std::string m_from;
     std::string m_to;

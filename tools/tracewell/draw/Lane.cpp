@@ -1,6 +1,12 @@
 #include "draw/Lane.h"
 
+#include "text/Utf8.h"
+
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <string_view>
 
 namespace tracewell {
@@ -33,14 +39,28 @@ Look lookOfLetter(char letter)
 
 Look lookOfBus(std::string_view letters)
 {
-    if (letters.empty() || letters.find_first_not_of("01lh") == std::string_view::npos) {
+    const auto isAllOf = [&](const char* some) {
+        return letters.find_first_not_of(some) == std::string_view::npos;
+    };
+    if (letters.empty() || isAllOf("01lh")) {
         return Look::Bus;
     }
-    const bool uniform = letters.find_first_not_of(letters[0]) == std::string_view::npos;
-    if (uniform && (letters[0] == 'x' || letters[0] == 'z' || letters[0] == 'u')) {
+    if (letters.find_first_not_of(letters[0]) == std::string_view::npos) {
         return lookOfLetter(letters[0]);
     }
-    return Look::BusInPart;
+    return isAllOf("01lhz") ? Look::BusFloating : Look::BusInPart;
+}
+
+/// A real in the most digits that fit; empty when even two are too long: one says too little.
+std::string fitReal(double number, std::size_t room)
+{
+    for (int digits = std::numeric_limits<double>::digits10; digits > 1; --digits) {
+        std::string text = fmt::format("{:.{}g}", number, digits);
+        if (text.size() <= room) {
+            return text;
+        }
+    }
+    return {};
 }
 
 /// Strings the answers of a cursor together to segments.
@@ -79,11 +99,21 @@ private:
 
     void append(long long until)
     {
-        LaneSegment segment{m_start, until, look(), {}, m_startsHere};
+        LaneSegment segment;
+        segment.start = m_start;
+        segment.end = until;
+        segment.look = look();
+        segment.startsHere = m_startsHere;
+        if (m_lane.isCurve() && segment.look != Look::Blank && segment.look != Look::Dense) {
+            appendToCurve(std::move(segment));
+            return;
+        }
         // The bytes of a value are filtered one by one; together they may still change too fast.
         const bool isLast = until >= m_end;
-        if (segment.look != Look::Blank && until - m_start <= m_window.resolution && !isLast &&
-            m_startsHere) {
+        // The crossing of a bus takes two pixels or columns, an edge one.
+        const long long shortest =
+            m_lane.signal.isDigital() ? m_window.resolution : 2 * m_window.resolution - 1;
+        if (segment.look != Look::Blank && until - m_start <= shortest && !isLast && m_startsHere) {
             segment.look = Look::Dense;
         }
         std::vector<LaneSegment>& segments = m_lane.segments;
@@ -92,11 +122,54 @@ private:
             segments.back().end = until;
             return;
         }
-        const bool hasText = segment.look >= Look::Bus || !m_lane.signal.isDigital();
-        if (hasText && segment.look > Look::Dense && until - m_start >= m_shortestText) {
-            segment.text = m_valueText.format(m_lane.signal, m_state);
-        }
+        addText(segment);
         segments.push_back(std::move(segment));
+    }
+
+    /// What lies within a pixel is one piece.
+    void appendToCurve(LaneSegment segment)
+    {
+        constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+        segment.number = m_valueText.number(m_lane.signal, m_state).value_or(kNone);
+        segment.lowest = segment.highest = segment.number;
+        std::vector<LaneSegment>& segments = m_lane.segments;
+        const bool isNumber = std::isfinite(segment.number);
+        if (isNumber && !segments.empty() && std::isfinite(segments.back().number) &&
+            segments.back().look >= Look::Bus &&
+            segment.end - segments.back().start <= m_window.resolution) {
+            LaneSegment& piece = segments.back();
+            piece.end = segment.end;
+            piece.number = segment.number;
+            piece.lowest = std::min(piece.lowest, segment.number);
+            piece.highest = std::max(piece.highest, segment.number);
+            piece.text.clear();
+            return;
+        }
+        addText(segment);
+        segments.push_back(std::move(segment));
+    }
+
+    void addText(LaneSegment& segment) const
+    {
+        const Signal& signal = m_lane.signal;
+        if (segment.look == Look::Blank || segment.look == Look::Dense ||
+            segment.end - segment.start < m_shortestText) {
+            return;
+        }
+        segment.text = m_valueText.format(signal, m_state);
+        const bool isReal = (signal.form == Signal::Form::Real && m_state.override.kind == 0) ||
+                            (signal.form == Signal::Form::Object && m_state.isReal);
+        if (isReal) {
+            segment.form = TextForm::Real;
+            segment.number = m_valueText.number(signal, m_state).value_or(0);
+        } else if (signal.form == Signal::Form::Vector) {
+            const Radix radix = ValueText::radixOf(signal);
+            const bool isGrouped = radix != Radix::Binary && radix != Radix::Ascii;
+            const bool isMixed = segment.text.find_first_of("XZ") != std::string::npos;
+            segment.form = isGrouped || radix == Radix::Binary ? TextForm::Digits : TextForm::Plain;
+            segment.letters =
+                isGrouped && isMixed ? m_valueText.letters(signal, m_state) : std::string();
+        }
     }
 
     Look look() const
@@ -124,6 +197,19 @@ private:
 
 } // namespace
 
+bool Lane::getRange(double& lowest, double& highest) const
+{
+    bool isAny = false;
+    for (const LaneSegment& segment : segments) {
+        if (segment.look >= Look::Bus && std::isfinite(segment.number)) {
+            lowest = isAny ? std::min(lowest, segment.lowest) : segment.lowest;
+            highest = isAny ? std::max(highest, segment.highest) : segment.highest;
+            isAny = true;
+        }
+    }
+    return isAny;
+}
+
 Lane makeLane(const SignalValues& values, std::size_t signal, const TimeWindow& window,
               long long latestTime, long long shortestText, const ValueText& valueText)
 {
@@ -131,12 +217,59 @@ Lane makeLane(const SignalValues& values, std::size_t signal, const TimeWindow& 
     lane.signal = values.signals()[signal];
     const long long end = std::clamp(latestTime, window.from, window.to);
     LaneMaker maker(lane, window, end, shortestText, valueText);
-    const auto cursor = values.cursor(signal, window);
+    TimeWindow asked = window;
+    // The extremes of a curve must not be lost among changes that lie close together.
+    asked.resolution = lane.isCurve() ? 0 : window.resolution;
+    const auto cursor = values.cursor(signal, asked);
     while (cursor->next()) {
         maker.add(cursor->time(), cursor->state());
     }
     maker.finish();
     return lane;
+}
+
+std::string fitText(const LaneSegment& segment, std::size_t room)
+{
+    // Fewer places hold no end that is worth its "…".
+    constexpr std::size_t kFewest = 4;
+    if (!segment.letters.empty() && segment.letters.size() <= room) {
+        return segment.letters;
+    }
+    if (characterCount(segment.text) <= room) {
+        return segment.text;
+    }
+    std::string text = segment.text;
+    if (segment.form == TextForm::Real) {
+        return fitReal(segment.number, room);
+    }
+    if (segment.form == TextForm::Digits) {
+        text.erase(0, std::min(text.find_first_not_of('0'), text.size() - 1));
+    }
+    return characterCount(text) <= room || room >= kFewest ? cutEnd(text, room) : std::string();
+}
+
+char letterOf(Look look)
+{
+    switch (look) {
+    case Look::Low:
+        return '0';
+    case Look::High:
+        return '1';
+    case Look::HighImpedance:
+        return 'z';
+    case Look::Uninitialized:
+        return 'u';
+    case Look::Weak:
+        return 'w';
+    case Look::WeakLow:
+        return 'l';
+    case Look::WeakHigh:
+        return 'h';
+    case Look::DontCare:
+        return '-';
+    default:
+        return 'x';
+    }
 }
 
 } // namespace tracewell

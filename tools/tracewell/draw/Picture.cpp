@@ -1,23 +1,25 @@
 #include "draw/Picture.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace tracewell {
 
-std::string commonScope(const std::vector<Signal>& signals)
+std::vector<Signal> Picture::signals() const
 {
-    if (signals.empty()) {
-        return {};
+    std::vector<Signal> all;
+    for (const Lane& lane : lanes) {
+        all.push_back(lane.signal);
     }
-    std::string common = signals[0].scope;
-    for (const Signal& signal : signals) {
-        while (!common.empty() && signal.scope.compare(0, common.size(), common) != 0) {
-            // Drops the last scope: "top.dut." becomes "top.".
-            common.pop_back();
-            common.erase(common.rfind('.') + 1);
-        }
-    }
-    return common;
+    return all;
+}
+
+std::string Picture::rangeText() const
+{
+    return fmt::format("{} – {}{}", window.from == 0 ? "0" : timeText.format(window.from),
+                       timeText.format(window.to),
+                       wholeEnd ? " of " + timeText.format(*wholeEnd) : std::string());
 }
 
 void fillLanes(Picture& picture, const SignalValues& values, long long latestTime,

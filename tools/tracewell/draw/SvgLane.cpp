@@ -7,23 +7,25 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace tracewell {
 
 namespace {
 
-/// From the middle of a lane to its high and its low level, in pixels.
-constexpr double kAmplitude = 8.5;
-constexpr double kValueCharacter = 6.6;
 /// Half of a bus's crossing.
 constexpr double kSlant = 3;
-constexpr double kTextMargin = 3;
 
 std::string number(double value)
 {
     return svgNumber(value);
 }
+
+/// Of a segment that can be pointed at.
+constexpr double kNarrowestHover = 4;
+/// Characters of a value that is shown beside the pointer.
+constexpr std::size_t kLongestHover = 200;
 
 bool isBus(const Lane& lane, const LaneSegment& segment)
 {
@@ -54,8 +56,9 @@ struct LevelPath
 class LaneDrawing
 {
 public:
-    LaneDrawing(const Lane& lane, const TimeWindow& window, double width)
-        : m_lane(lane), m_window(window), m_width(width)
+    LaneDrawing(const Lane& lane, const Picture& picture, double width, double amplitude)
+        : m_lane(lane), m_window(picture.window), m_timeText(picture.timeText), m_width(width),
+          m_amplitude(amplitude)
     {}
 
     std::string draw();
@@ -72,10 +75,15 @@ private:
     void drawBox(const LaneSegment& segment);
     void drawText(const LaneSegment& segment, double left, double right);
     void drawFirings();
+    void drawCurve();
+    std::string title(const LaneSegment& segment) const;
+    void drawHover(double left, double right, const std::string& title);
 
     const Lane& m_lane;
     const TimeWindow& m_window;
+    const TimeText& m_timeText;
     double m_width;
+    double m_amplitude;
     std::string m_out;
 };
 
@@ -98,7 +106,11 @@ std::string LaneDrawing::draw()
         case Look::Weak:
         case Look::DontCare:
         case Look::Bus:
+        case Look::BusFloating:
         case Look::BusInPart:
+            if (m_lane.isCurve() && std::isfinite(segment.number) && segment.look >= Look::Bus) {
+                break;
+            }
             if (isBus(m_lane, segment)) {
                 drawBus(segment, &segment == &m_lane.segments.back());
             } else {
@@ -108,6 +120,7 @@ std::string LaneDrawing::draw()
         }
     }
     drawLevels();
+    drawCurve();
     drawFirings();
     return std::move(m_out);
 }
@@ -124,18 +137,18 @@ void LaneDrawing::drawLevels()
         const double right = place(segment.end);
         switch (segment.look) {
         case Look::High:
-            high += fmt::format("M{} {}H{}V{}H{}Z", number(left), number(-kAmplitude),
-                                number(right), number(kAmplitude), number(left));
-            strong.add(left, right, -kAmplitude);
+            high += fmt::format("M{} {}H{}V{}H{}Z", number(left), number(-m_amplitude),
+                                number(right), number(m_amplitude), number(left));
+            strong.add(left, right, -m_amplitude);
             break;
         case Look::Low:
-            strong.add(left, right, kAmplitude);
+            strong.add(left, right, m_amplitude);
             break;
         case Look::WeakHigh:
-            weak.add(left, right, -kAmplitude);
+            weak.add(left, right, -m_amplitude);
             break;
         case Look::WeakLow:
-            weak.add(left, right, kAmplitude);
+            weak.add(left, right, m_amplitude);
             break;
         case Look::HighImpedance:
             floating.add(left, right, 0);
@@ -148,6 +161,88 @@ void LaneDrawing::drawLevels()
     drawPath("wk", weak.text);
     drawPath("hz", floating.text);
     drawPath("lv", strong.text);
+    for (const LaneSegment& segment : m_lane.segments) {
+        const bool isLevel = segment.look == Look::Low || segment.look == Look::High ||
+                             segment.look == Look::WeakLow || segment.look == Look::WeakHigh ||
+                             segment.look == Look::HighImpedance;
+        if (isLevel) {
+            drawHover(place(segment.start), place(segment.end), title(segment));
+        }
+    }
+}
+
+/// What stands beside the pointer: the value, and from when to when it holds.
+std::string LaneDrawing::title(const LaneSegment& segment) const
+{
+    std::string value;
+    if (segment.look == Look::Dense) {
+        value = "many changes";
+    } else if (m_lane.isCurve() && segment.lowest < segment.highest) {
+        value = fmt::format("{} to {}", segment.lowest, segment.highest);
+    } else if (segment.look < Look::Bus && m_lane.signal.isDigital()) {
+        value = std::string(1, letterOf(segment.look));
+    } else {
+        value = cutEnd(segment.text, kLongestHover);
+    }
+    return fmt::format("<title>{}{}{} – {}</title>", escapeXml(value), value.empty() ? "" : "  ",
+                       escapeXml(m_timeText.format(segment.start)),
+                       escapeXml(m_timeText.format(segment.end)));
+}
+
+/// An area that shows nothing but its title.
+void LaneDrawing::drawHover(double left, double right, const std::string& title)
+{
+    if (right - left >= kNarrowestHover) {
+        m_out += fmt::format("<path class=\"ho\" d=\"M{} {}H{}V{}H{}Z\">{}</path>\n", number(left),
+                             number(-m_amplitude), number(right), number(m_amplitude), number(left),
+                             title);
+    }
+}
+
+/// Between its lowest number at the bottom and its highest at the top.
+void LaneDrawing::drawCurve()
+{
+    double lowest = 0;
+    double highest = 0;
+    if (!m_lane.isCurve() || !m_lane.getRange(lowest, highest)) {
+        return;
+    }
+    const double span = highest - lowest;
+    const auto level = [&](double value) {
+        // Halved first: the range of a double may be twice what one can hold.
+        const double part = span > 0 ? (value / 2 - lowest / 2) / (highest / 2 - lowest / 2) : 0.5;
+        return number(m_amplitude - 2 * m_amplitude * part);
+    };
+    std::string path;
+    bool isOpen = false;
+    for (const LaneSegment& segment : m_lane.segments) {
+        if (segment.look < Look::Bus || !std::isfinite(segment.number)) {
+            isOpen = false;
+            continue;
+        }
+        const std::string left = number(place(segment.start));
+        const bool isLine = m_lane.signal.curve == Curve::Line && segment.startsHere;
+        if (!isOpen) {
+            path += fmt::format("M{} {}", left, level(segment.lowest));
+        } else if (isLine) {
+            path += fmt::format("L{} {}", left, level(segment.lowest));
+        } else {
+            path += fmt::format("H{}V{}", left, level(segment.lowest));
+        }
+        if (segment.lowest < segment.highest) {
+            path += fmt::format("V{}V{}", level(segment.highest), level(segment.number));
+        }
+        if (m_lane.signal.curve != Curve::Line || &segment == &m_lane.segments.back()) {
+            path += fmt::format("H{}", number(place(segment.end)));
+        }
+        isOpen = true;
+    }
+    drawPath("cu", path);
+    for (const LaneSegment& segment : m_lane.segments) {
+        if (segment.look >= Look::Bus && std::isfinite(segment.number)) {
+            drawHover(place(segment.start), place(segment.end), title(segment));
+        }
+    }
 }
 
 void LaneDrawing::drawPath(const char* style, const std::string& path)
@@ -165,44 +260,48 @@ void LaneDrawing::drawBus(const LaneSegment& segment, bool lastOfAll)
     const double slant = std::min(kSlant, (right - left) / 2);
     const std::string leftEnd =
         segment.startsHere ? fmt::format("H{}L{} 0L{} {}", number(left + slant), number(left),
-                                         number(left + slant), number(-kAmplitude))
-                           : fmt::format("H{}V{}", number(left), number(-kAmplitude));
+                                         number(left + slant), number(-m_amplitude))
+                           : fmt::format("H{}V{}", number(left), number(-m_amplitude));
     const char* const style = busStyle(segment.look);
+    const bool hasTitle = right - left >= kNarrowestHover;
+    m_out += hasTitle ? "<g>" + title(segment) : std::string();
     if (!lastOfAll) {
-        drawPath(style, fmt::format("M{} {}{}H{}L{} 0Z", number(right - slant), number(kAmplitude),
+        drawPath(style, fmt::format("M{} {}{}H{}L{} 0Z", number(right - slant), number(m_amplitude),
                                     leftEnd, number(right - slant), number(right)));
     } else if (segment.startsHere) {
-        drawPath(style, fmt::format("M{} {}{}H{}", number(right), number(kAmplitude), leftEnd,
+        drawPath(style, fmt::format("M{} {}{}H{}", number(right), number(m_amplitude), leftEnd,
                                     number(right)));
     } else {
         m_out += fmt::format("<rect class=\"{}\" stroke-dasharray=\"{} {}\" x=\"{}\" y=\"{}\" "
                              "width=\"{}\" height=\"{}\"/>\n",
-                             style, number(right - left), number(2 * kAmplitude), number(left),
-                             number(-kAmplitude), number(right - left), number(2 * kAmplitude));
+                             style, number(right - left), number(2 * m_amplitude), number(left),
+                             number(-m_amplitude), number(right - left), number(2 * m_amplitude));
     }
     drawText(segment, left, right);
+    m_out += hasTitle ? "</g>\n" : "";
 }
 
 void LaneDrawing::drawBox(const LaneSegment& segment)
 {
     const double left = place(segment.start);
     const double right = std::max(place(segment.end), left + 1);
-    m_out += fmt::format("<rect class=\"{}\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>\n",
+    const bool hasTitle = right - left >= kNarrowestHover;
+    m_out += fmt::format("<rect class=\"{}\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"{}\n",
                          boxStyle(segment.look, m_lane.signal.isDigital()), number(left),
-                         number(-kAmplitude), number(right - left), number(2 * kAmplitude));
+                         number(-m_amplitude), number(right - left), number(2 * m_amplitude),
+                         hasTitle ? ">" + title(segment) + "</rect>" : "/>");
 }
 
 void LaneDrawing::drawText(const LaneSegment& segment, double left, double right)
 {
-    const double room = right - left - 2 * kTextMargin;
-    if (segment.text.empty() || room < kValueCharacter) {
+    const double room = right - left - 2 * kSvgTextMargin;
+    if (segment.text.empty() || room < kSvgValueCharacter) {
         return;
     }
-    const auto characters = static_cast<std::size_t>(room / kValueCharacter);
-    if (characters < 3 && characterCount(segment.text) > characters) {
+    const std::string text = fitText(segment, static_cast<std::size_t>(room / kSvgValueCharacter));
+    if (text.empty()) {
         return;
     }
-    const std::string text = cutEnd(segment.text, characters);
     m_out += fmt::format("<text class=\"{}\" x=\"{}\" y=\"3.5\">{}</text>\n",
                          textStyle(segment.look), number((left + right) / 2), escapeXml(text));
 }
@@ -218,18 +317,27 @@ void LaneDrawing::drawFirings()
             continue;
         }
         last = x;
-        path +=
-            fmt::format("M{0} {1}V{2}M{3} {4}L{0} {2}L{5} {4}", number(x), number(kAmplitude),
-                        number(-kAmplitude), number(x - 3), number(-kAmplitude + 5), number(x + 3));
+        path += fmt::format("M{0} {1}V{2}M{3} {4}L{0} {2}L{5} {4}", number(x), number(m_amplitude),
+                            number(-m_amplitude), number(x - 3), number(-m_amplitude + 5),
+                            number(x + 3));
     }
     drawPath("ev", path);
+    last = -2 * kNarrowestHover;
+    for (const long long time : m_lane.firings) {
+        const double x = place(time);
+        if (x - last >= kNarrowestHover) {
+            drawHover(x - kNarrowestHover / 2, x + kNarrowestHover / 2,
+                      fmt::format("<title>fires at {}</title>", m_timeText.format(time)));
+            last = x;
+        }
+    }
 }
 
 } // namespace
 
-std::string drawSvgLane(const Lane& lane, const TimeWindow& window, double width)
+std::string drawSvgLane(const Lane& lane, const Picture& picture, double width, double amplitude)
 {
-    return LaneDrawing(lane, window, width).draw();
+    return LaneDrawing(lane, picture, width, amplitude).draw();
 }
 
 } // namespace tracewell

@@ -1,5 +1,6 @@
 #include "draw/Picture.h"
 
+#include "draw/LaneNames.h"
 #include "draw/SvgLane.h"
 #include "draw/SvgStyle.h"
 #include "draw/SvgText.h"
@@ -20,30 +21,51 @@ constexpr double kTitleHeight = 34;
 constexpr double kRulerHeight = 24;
 constexpr double kLaneHeight = 28;
 constexpr double kNoteHeight = 24;
-constexpr double kNameCharacter = 7.2;
-constexpr double kRulerCharacter = 6.0;
+constexpr double kCurveHeight = 56;
+constexpr double kHeadingHeight = 22;
+/// From the middle of a lane to its high and its low level.
+constexpr double kAmplitude = 8.5;
+constexpr double kCurveMargin = 5;
+constexpr double kNameCharacter = 7.25;
+constexpr double kRulerCharacter = 6.05;
+/// What the first label of the ruler takes of the names' column.
+constexpr double kTickRoom = 26;
+constexpr double kLimitCharacter = 5.5;
+/// Of fonts without a fixed width, the mean of capital letters: most texts are narrower.
+constexpr double kTitleCharacter = 8.8;
+constexpr double kSmallCharacter = 7;
 constexpr std::size_t kShortestNames = 10;
 constexpr std::size_t kLongestNames = 38;
 constexpr double kNarrowestWave = 100;
+/// Of a picture, what names may take.
+constexpr double kNamesShare = 0.4;
 
-std::size_t nameCharacters(const std::vector<Signal>& signals)
+std::size_t nameCharacters(const std::vector<Signal>& signals, unsigned int width)
 {
-    const std::size_t common = commonScope(signals).size();
-    std::size_t longest = kShortestNames;
-    for (const Signal& signal : signals) {
-        longest = std::max(longest, characterCount(signal.label.substr(common)));
-    }
-    return std::min(longest, kLongestNames);
+    const auto most = static_cast<std::size_t>(width * kNamesShare / kNameCharacter);
+    return std::min(std::max(nameLanes(signals).longest(), kShortestNames),
+                    std::clamp(most, kShortestNames, kLongestNames));
 }
 
-double nameWidth(const std::vector<Signal>& signals)
+double nameWidth(const std::vector<Signal>& signals, unsigned int width)
 {
-    return static_cast<double>(nameCharacters(signals)) * kNameCharacter + 2 * kMargin;
+    return static_cast<double>(nameCharacters(signals, width)) * kNameCharacter + 2 * kMargin;
 }
 
 double waveWidth(const std::vector<Signal>& signals, unsigned int width)
 {
-    return std::max(kNarrowestWave, static_cast<double>(width) - nameWidth(signals) - kMargin);
+    return std::max(kNarrowestWave,
+                    static_cast<double>(width) - nameWidth(signals, width) - kMargin);
+}
+
+double heightOf(const Signal& signal)
+{
+    return signal.curve == Curve::None ? kLaneHeight : kCurveHeight;
+}
+
+std::size_t fittingIn(double width, double character)
+{
+    return static_cast<std::size_t>(std::max(width, 0.0) / character);
 }
 
 /// Puts the parts of the picture in their places.
@@ -55,35 +77,42 @@ public:
 
 private:
     double lanesTop() const { return kTitleHeight + kRulerHeight; }
-    double lanesBottom() const
-    {
-        return lanesTop() + kLaneHeight * static_cast<double>(m_picture.lanes.size());
-    }
+    double lanesBottom() const { return m_bottom; }
     void drawStart();
     void drawTitle();
     void drawStripes();
     void drawRuler();
-    void drawName(const Signal& signal, double middle);
+    void drawHeading(const std::string& scope, double top);
+    void drawName(const Lane& lane, const LaneName& name, double middle);
+    void drawLimits(const Lane& lane, double middle);
     void drawNote();
 
     const Picture& m_picture;
     double m_width;
-    std::vector<Signal> m_signals;
-    std::string m_scope;
+    LaneNames m_names;
+    std::size_t m_nameCharacters;
+    /// Where each lane has its top, below its heading if it has one.
+    std::vector<double> m_tops;
+    double m_bottom;
     double m_left;
     double m_waveWidth;
     std::string m_out;
 };
 
-SvgDrawing::SvgDrawing(const Picture& picture, unsigned int width) : m_picture(picture)
+SvgDrawing::SvgDrawing(const Picture& picture, unsigned int width)
+    : m_picture(picture), m_bottom(lanesTop())
 {
-    for (const Lane& lane : picture.lanes) {
-        m_signals.push_back(lane.signal);
-    }
-    m_scope = commonScope(m_signals);
-    m_left = nameWidth(m_signals);
-    m_waveWidth = waveWidth(m_signals, width);
+    const std::vector<Signal> signals = picture.signals();
+    m_names = nameLanes(signals);
+    m_nameCharacters = nameCharacters(signals, width);
+    m_left = nameWidth(signals, width);
+    m_waveWidth = waveWidth(signals, width);
     m_width = m_left + m_waveWidth + kMargin;
+    for (std::size_t i = 0; i < signals.size(); ++i) {
+        m_bottom += m_names.lanes[i].heading.empty() ? 0 : kHeadingHeight;
+        m_tops.push_back(m_bottom);
+        m_bottom += heightOf(signals[i]);
+    }
 }
 
 std::string SvgDrawing::draw()
@@ -93,12 +122,19 @@ std::string SvgDrawing::draw()
     drawStripes();
     drawRuler();
     for (std::size_t i = 0; i < m_picture.lanes.size(); ++i) {
-        const double middle = lanesTop() + kLaneHeight * (static_cast<double>(i) + 0.5);
-        drawName(m_signals[i], middle);
+        const Lane& lane = m_picture.lanes[i];
+        const double height = heightOf(lane.signal);
+        const double middle = m_tops[i] + height / 2;
+        if (!m_names.lanes[i].heading.empty()) {
+            drawHeading(m_names.lanes[i].heading, m_tops[i] - kHeadingHeight);
+        }
+        drawName(lane, m_names.lanes[i], middle);
         m_out += fmt::format("<g transform=\"translate({} {})\">\n", svgNumber(m_left),
                              svgNumber(middle));
-        m_out += drawSvgLane(m_picture.lanes[i], m_picture.window, m_waveWidth);
+        m_out += drawSvgLane(lane, m_picture, m_waveWidth,
+                             lane.isCurve() ? height / 2 - kCurveMargin : kAmplitude);
         m_out += "</g>\n";
+        drawLimits(lane, middle);
     }
     drawNote();
     m_out += "</svg>\n";
@@ -120,30 +156,33 @@ void SvgDrawing::drawStart()
 void SvgDrawing::drawTitle()
 {
     const double baseline = kTitleHeight - 12;
-    m_out += fmt::format("<text class=\"title\" x=\"{}\" y=\"{}\">{}</text>\n", svgNumber(kMargin),
-                         svgNumber(baseline), escapeXml(m_picture.title));
-    m_out += fmt::format("<text class=\"range\" x=\"{}\" y=\"{}\">{} – {}</text>\n",
-                         svgNumber(m_left + m_waveWidth), svgNumber(baseline),
-                         m_picture.timeText.format(m_picture.window.from),
-                         m_picture.timeText.format(m_picture.window.to));
+    const std::string range = m_picture.rangeText();
+    const double room =
+        m_width - 3 * kMargin - static_cast<double>(characterCount(range)) * kSmallCharacter;
+    m_out += fmt::format(
+        "<text class=\"title\" x=\"{}\" y=\"{}\">{}</text>\n", svgNumber(kMargin),
+        svgNumber(baseline),
+        escapeXml(cutStart(printable(m_picture.title), fittingIn(room, kTitleCharacter))));
+    m_out += fmt::format("<text class=\"range\" x=\"{}\" y=\"{}\">{}</text>\n",
+                         svgNumber(m_left + m_waveWidth), svgNumber(baseline), escapeXml(range));
 }
 
 void SvgDrawing::drawStripes()
 {
     std::string path;
-    for (std::size_t i = 0; i < m_picture.lanes.size(); i += 2) {
-        const double top = lanesTop() + kLaneHeight * static_cast<double>(i);
-        path += fmt::format("M0 {}H{}v{}H0Z", svgNumber(top), svgNumber(m_width),
-                            svgNumber(kLaneHeight));
+    for (std::size_t i = 0; i < m_tops.size(); i += 2) {
+        path += fmt::format("M0 {}H{}v{}H0Z", svgNumber(m_tops[i]), svgNumber(m_width),
+                            svgNumber(heightOf(m_picture.lanes[i].signal)));
     }
     if (!path.empty()) {
         m_out += fmt::format("<path class=\"stripe\" d=\"{}\"/>\n", path);
     }
-    if (!m_scope.empty()) {
-        m_out += fmt::format(
-            "<text class=\"scope\" x=\"{}\" y=\"{}\">{}</text>\n", svgNumber(kMargin),
-            svgNumber(lanesTop() - 8),
-            escapeXml(cutStart(m_scope.substr(0, m_scope.size() - 1), nameCharacters(m_signals))));
+    if (!m_names.common.empty()) {
+        m_out +=
+            fmt::format("<text class=\"scope\" x=\"{}\" y=\"{}\">{}</text>\n", svgNumber(kMargin),
+                        svgNumber(lanesTop() - 8),
+                        escapeXml(cutStart(m_names.common, fittingIn(m_left - kMargin - kTickRoom,
+                                                                     kNameCharacter))));
     }
 }
 
@@ -180,25 +219,62 @@ void SvgDrawing::drawRuler()
     m_out += labels;
 }
 
-void SvgDrawing::drawName(const Signal& signal, double middle)
+/// The lanes' own scope, on a line that shows where its part begins.
+void SvgDrawing::drawHeading(const std::string& scope, double top)
 {
-    const std::string full = signal.label.substr(m_scope.size());
-    const std::string shown = cutStart(full, nameCharacters(m_signals));
+    m_out +=
+        fmt::format("<path class=\"part\" d=\"M0 {0}H{1}V{2}H0Z\"/>\n"
+                    "<text class=\"heading\" x=\"{3}\" y=\"{4}\">{5}</text>\n",
+                    svgNumber(top), svgNumber(m_width), svgNumber(top + kHeadingHeight),
+                    svgNumber(kMargin), svgNumber(top + 15),
+                    escapeXml(cutStart(scope, fittingIn(m_width - 2 * kMargin, kNameCharacter))));
+}
+
+void SvgDrawing::drawName(const Lane& lane, const LaneName& name, double middle)
+{
+    const std::string full = name.scope + name.name;
+    const std::string shown = cutStart(full, m_nameCharacters);
     m_out += fmt::format("<text class=\"name\" x=\"{}\" y=\"{}\"><title>{} ({})</title>",
-                         svgNumber(kMargin), svgNumber(middle + 4), escapeXml(signal.label),
-                         escapeXml(signal.kind));
-    // The scopes below the common one stand back.
-    const std::size_t scope = shown == full ? signal.scope.size() - m_scope.size() : 0;
-    m_out += fmt::format("<tspan class=\"scope\">{}</tspan>{}</text>\n",
-                         escapeXml(full.substr(0, scope)), escapeXml(shown.substr(scope)));
+                         svgNumber(kMargin), svgNumber(middle + 4), escapeXml(lane.signal.label),
+                         escapeXml(lane.signal.kind));
+    // The scopes below the heading stand back.
+    const std::size_t scope = shown == full ? name.scope.size() : 0;
+    if (scope > 0) {
+        m_out += fmt::format("<tspan class=\"scope\">{}</tspan>", escapeXml(name.scope));
+    }
+    m_out += escapeXml(shown.substr(scope)) + "</text>\n";
+}
+
+/// What the top and the bottom of a curve stand for, where the names leave room for it.
+void SvgDrawing::drawLimits(const Lane& lane, double middle)
+{
+    double lowest = 0;
+    double highest = 0;
+    if (!lane.isCurve() || !lane.getRange(lowest, highest)) {
+        return;
+    }
+    const std::size_t room = fittingIn(m_left - 2 * kMargin, kLimitCharacter);
+    const auto draw = [&](double value, double y) {
+        LaneSegment segment;
+        segment.text = fmt::format("{}", value);
+        segment.form = TextForm::Real;
+        segment.number = value;
+        m_out += fmt::format("<text class=\"limit\" x=\"{}\" y=\"{}\">{}</text>\n",
+                             svgNumber(m_left - 5), svgNumber(y), fitText(segment, room));
+    };
+    draw(highest, middle - kCurveHeight / 2 + kCurveMargin + 6);
+    if (highest > lowest) {
+        draw(lowest, middle + kCurveHeight / 2 - kCurveMargin);
+    }
 }
 
 void SvgDrawing::drawNote()
 {
     if (!m_picture.note.empty()) {
-        m_out +=
-            fmt::format("<text class=\"note\" x=\"{}\" y=\"{}\">{}</text>\n", svgNumber(kMargin),
-                        svgNumber(lanesBottom() + 16), escapeXml(m_picture.note));
+        m_out += fmt::format(
+            "<text class=\"note\" x=\"{}\" y=\"{}\">{}</text>\n", svgNumber(kMargin),
+            svgNumber(lanesBottom() + 16),
+            escapeXml(cutEnd(m_picture.note, fittingIn(m_width - 2 * kMargin, kSmallCharacter))));
     }
 }
 
@@ -207,6 +283,12 @@ void SvgDrawing::drawNote()
 unsigned int svgWaveWidth(const std::vector<Signal>& signals, unsigned int width)
 {
     return static_cast<unsigned int>(std::lround(waveWidth(signals, width)));
+}
+
+PictureScale svgScale(const std::vector<Signal>& signals, unsigned int width)
+{
+    constexpr double kNarrowestLevel = 3;
+    return {waveWidth(signals, width), kSvgValueCharacter, 2 * kSvgTextMargin, kNarrowestLevel};
 }
 
 std::string drawSvg(const Picture& picture, unsigned int width)

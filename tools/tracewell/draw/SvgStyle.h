@@ -44,7 +44,7 @@ path{fill:none}
 .ul{fill:url(#hu);stroke:#8250df}
 .wl{fill:url(#hw);stroke:#9a6700}
 .nl{fill:url(#hd);stroke:#6e7781}
-.bu,.bp,.bx,.bq{stroke-width:1.25;stroke-linejoin:round}
+.bu,.bf,.bp,.bx,.bq,.bw,.bn{stroke-width:1.25;stroke-linejoin:round}
 .bu{fill:#ddf4ff;stroke:#0969da}
 .bp{fill:#ffebe9;stroke:#cf222e}
 .bx{fill:url(#hx);stroke:#cf222e}
@@ -52,6 +52,14 @@ path{fill:none}
 .vt,.vx{font-size:11px;text-anchor:middle}
 .vt{fill:#0a3069}
 .vx{fill:#82071e}
+.bf{fill:#fff1e5;stroke:#bc4c00}
+.bw{fill:url(#hw);stroke:#9a6700}
+.bn{fill:url(#hd);stroke:#6e7781}
+.cu{stroke:#0969da;stroke-width:1.5;stroke-linejoin:round}
+.ho{pointer-events:all}
+.heading{font-weight:600;fill:#424a53}
+.part{fill:#eaeef2}
+.limit{font-size:9px;fill:#656d76;text-anchor:end}
 .ev{stroke:#bf3989;stroke-width:1.5;stroke-linejoin:round}
 </style>
 )svg";
@@ -81,6 +89,12 @@ inline const char* busStyle(Look look)
         return "bx";
     case Look::Uninitialized:
         return "bq";
+    case Look::Weak:
+        return "bw";
+    case Look::DontCare:
+        return "bn";
+    case Look::BusFloating:
+        return "bf";
     case Look::BusInPart:
         return "bp";
     default:

@@ -1,11 +1,13 @@
 #include "draw/Picture.h"
 
+#include "draw/LaneNames.h"
 #include "draw/TimeRuler.h"
 #include "text/Utf8.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 
 namespace tracewell {
@@ -19,20 +21,19 @@ constexpr const char* kDense = "▓";
 constexpr const char* kUnknown = "░";
 constexpr const char* kLine = "─";
 constexpr const char* kDashes = "╌";
+constexpr const char* kRule = "┈";
+constexpr std::size_t kRulerLines = 2;
+constexpr std::size_t kLinesOfLane = 2;
 
-std::size_t nameColumns(const std::vector<Signal>& signals, std::size_t columns)
+std::size_t nameColumns(const LaneNames& names, std::size_t columns)
 {
-    const std::string common = commonScope(signals);
-    std::size_t longest = common.empty() ? 0 : common.size() - 1;
-    for (const Signal& signal : signals) {
-        longest = std::max(longest, characterCount(signal.label.substr(common.size())));
-    }
+    const std::size_t longest = std::max(names.longest(), characterCount(names.common));
     return std::min({longest, kLongestNames, std::max<std::size_t>(columns / 3, 1)});
 }
 
-std::size_t waveColumns(const std::vector<Signal>& signals, std::size_t columns)
+std::size_t waveColumns(const LaneNames& names, std::size_t columns)
 {
-    const std::size_t taken = nameColumns(signals, columns) + 1;
+    const std::size_t taken = nameColumns(names, columns) + 1;
     return std::max(kFewestWaveColumns, columns > taken ? columns - taken : 0);
 }
 
@@ -49,44 +50,15 @@ std::string joined(const Row& row)
     return text;
 }
 
-/// The characters of a valid UTF-8 text.
-Row charactersOf(std::string_view text)
-{
-    Row characters;
-    for (const char c : text) {
-        if ((static_cast<unsigned char>(c) & 0xC0u) == 0x80 && !characters.empty()) {
-            characters.back() += c;
-        } else {
-            characters.emplace_back(1, c);
-        }
-    }
-    return characters;
-}
-
-char letterOf(Look look)
-{
-    switch (look) {
-    case Look::HighImpedance:
-        return 'z';
-    case Look::Uninitialized:
-        return 'u';
-    case Look::Weak:
-        return 'w';
-    case Look::DontCare:
-        return '-';
-    default:
-        return 'x';
-    }
-}
-
 /// Two rows of characters that show one lane.
 class LaneRows
 {
 public:
     LaneRows(const Lane& lane, const TimeWindow& window, std::size_t columns)
         : m_lane(lane), m_window(window), m_columns(columns), m_top(columns, " "),
-          m_bottom(columns, " ")
+          m_bottom(columns, " "), m_levels(columns, 0)
     {
+        m_hasRange = lane.isCurve() && lane.getRange(m_lowest, m_highest);
         for (const LaneSegment& segment : lane.segments) {
             draw(segment);
         }
@@ -123,6 +95,7 @@ private:
     void drawLevel(const LaneSegment& segment, std::size_t from, std::size_t to);
     void drawLetter(const LaneSegment& segment, std::size_t from, std::size_t to);
     void drawBus(const LaneSegment& segment, std::size_t from, std::size_t to);
+    void drawCurve(const LaneSegment& segment, std::size_t from, std::size_t to);
     void drawFirings();
 
     const Lane& m_lane;
@@ -132,12 +105,21 @@ private:
     Row m_bottom;
     /// The level on which the segment before ended, if it was one.
     Look m_before = Look::Blank;
+    bool m_hasRange = false;
+    double m_lowest = 0;
+    double m_highest = 0;
+    /// Of a curve, of each column.
+    std::vector<int> m_levels;
 };
 
 void LaneRows::draw(const LaneSegment& segment)
 {
     const std::size_t from = column(segment.start);
     const std::size_t to = segment.end >= m_window.to ? m_columns : column(segment.end);
+    if (m_hasRange && segment.look >= Look::Bus && std::isfinite(segment.number)) {
+        drawCurve(segment, from, to);
+        return;
+    }
     switch (segment.look) {
     case Look::Blank:
     case Look::Dense:
@@ -161,6 +143,7 @@ void LaneRows::draw(const LaneSegment& segment)
     case Look::Weak:
     case Look::DontCare:
     case Look::Bus:
+    case Look::BusFloating:
     case Look::BusInPart:
         if (segment.look >= Look::Bus || !m_lane.signal.isDigital()) {
             drawBus(segment, from, to);
@@ -201,10 +184,31 @@ void LaneRows::drawBus(const LaneSegment& segment, std::size_t from, std::size_t
         ++from;
     }
     const std::size_t room = to > from ? to - from : 0;
-    const Row text = charactersOf(cutEnd(segment.text, room));
-    const bool onlyDots = text.size() == 1 && characterCount(segment.text) > 1;
-    for (std::size_t i = 0; i < text.size() && !onlyDots && from + i < m_columns; ++i) {
-        m_top[from + i] = text[i];
+    const std::string text = fitText(segment, room);
+    for (const std::string_view character : charactersOf(text)) {
+        m_top[from] = character;
+        // A wide one takes the place behind it too.
+        for (std::size_t i = 1; i < characterCount(character); ++i) {
+            m_top[from + i].clear();
+        }
+        from += characterCount(character);
+    }
+}
+
+/// Blocks as high as the number, in sixteen steps over both rows. A piece that begins and ends in
+/// one column shares it with its neighbours: the highest is seen.
+void LaneRows::drawCurve(const LaneSegment& segment, std::size_t from, std::size_t to)
+{
+    static const char* const kBlocks[] = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+    constexpr int kSteps = 8;
+    const double span = m_highest / 2 - m_lowest / 2;
+    const double part = span > 0 ? (segment.highest / 2 - m_lowest / 2) / span : 0.5;
+    const int level = 1 + static_cast<int>(std::lround(part * (2 * kSteps - 1)));
+    for (std::size_t i = from; i < std::min(std::max(to, from + 1), m_columns); ++i) {
+        int& before = m_levels[i];
+        before = i == from && to <= from ? std::max(before, level) : level;
+        m_bottom[i] = kBlocks[std::min(before, kSteps)];
+        m_top[i] = kBlocks[std::max(before - kSteps, 0)];
     }
 }
 
@@ -225,6 +229,18 @@ std::string line(std::string name, std::size_t names, const std::string& lanes)
         name.append(names + 1 - characterCount(name), ' ');
     }
     return name + lanes + "\n";
+}
+
+/// A scope, with a line to the end of the picture behind it.
+std::string headingLine(const std::string& scope, std::size_t columns)
+{
+    std::string text = scope;
+    std::size_t taken = characterCount(scope) + 1;
+    text += taken < columns ? " " : "";
+    for (; taken < columns; ++taken) {
+        text += kRule;
+    }
+    return text + "\n";
 }
 
 std::string drawRuler(const Picture& picture, const std::string& scope, std::size_t names,
@@ -255,26 +271,34 @@ std::string drawRuler(const Picture& picture, const std::string& scope, std::siz
 
 unsigned int textWaveWidth(const std::vector<Signal>& signals, unsigned int columns)
 {
-    return static_cast<unsigned int>(waveColumns(signals, columns));
+    return static_cast<unsigned int>(waveColumns(nameLanes(signals), columns));
+}
+
+PictureScale textScale(const std::vector<Signal>& signals, unsigned int columns)
+{
+    // The edge in front of a value takes a column.
+    return {static_cast<double>(textWaveWidth(signals, columns)), 1, 1, 2};
+}
+
+std::size_t textLines(const std::vector<Signal>& signals)
+{
+    return kRulerLines + kLinesOfLane * signals.size() + nameLanes(signals).headingCount();
 }
 
 std::string drawText(const Picture& picture, unsigned int columns)
 {
-    std::vector<Signal> signals;
-    for (const Lane& lane : picture.lanes) {
-        signals.push_back(lane.signal);
-    }
-    const std::string scope = commonScope(signals);
-    const std::size_t names = nameColumns(signals, columns);
-    const std::size_t wave = waveColumns(signals, columns);
-
-    const std::string shownScope =
-        scope.empty() ? scope : cutStart(scope.substr(0, scope.size() - 1), names);
-    std::string text = drawRuler(picture, shownScope, names, wave);
-    for (const Lane& lane : picture.lanes) {
-        const LaneRows rows(lane, picture.window, wave);
-        const std::string name = cutStart(lane.signal.label.substr(scope.size()), names);
-        text += line(name, names, rows.top()) + line("", names, rows.bottom());
+    const LaneNames lanes = nameLanes(picture.signals());
+    const std::size_t names = nameColumns(lanes, columns);
+    const std::size_t wave = waveColumns(lanes, columns);
+    std::string text = drawRuler(picture, cutStart(lanes.common, names), names, wave);
+    for (std::size_t i = 0; i < picture.lanes.size(); ++i) {
+        const LaneRows rows(picture.lanes[i], picture.window, wave);
+        const LaneName& name = lanes.lanes[i];
+        if (!name.heading.empty()) {
+            text += headingLine(cutStart(name.heading, names + 1 + wave), names + 1 + wave);
+        }
+        text += line(cutStart(name.scope + name.name, names), names, rows.top()) +
+                line("", names, rows.bottom());
     }
     if (!picture.note.empty()) {
         text += picture.note + "\n";

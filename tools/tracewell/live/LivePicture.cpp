@@ -12,8 +12,6 @@ namespace tracewell {
 
 namespace {
 
-constexpr std::size_t kRulerLines = 2;
-constexpr std::size_t kLinesOfLane = 2;
 constexpr std::size_t kNamedInNote = 3;
 
 } // namespace
@@ -26,9 +24,13 @@ LivePicture::LivePicture(LiveViewer& viewer, const SignalNames& names, std::vect
 
 std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t rows) const
 {
-    const std::size_t fits =
-        rows > kRulerLines + kLinesOfLane ? (rows - kRulerLines) / kLinesOfLane : 1;
     const std::size_t count = m_values->signals().size();
+    std::vector<Signal> shown = m_values->signals();
+    shown.resize(std::min(count, rows / 2 + 1));
+    while (shown.size() > 1 && textLines(shown) > rows) {
+        shown.pop_back();
+    }
+    const std::size_t fits = shown.size();
     Picture picture;
     picture.timeText = m_names.timeText();
     m_viewer.whileSteady([&] {
@@ -40,7 +42,7 @@ std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t row
     });
     if (fits < count) {
         picture.lanes.resize(fits);
-        if (rows > kRulerLines + kLinesOfLane * fits) {
+        if (rows > textLines(shown)) {
             picture.note = fmt::format("{} more; a higher terminal shows them", count - fits);
         }
     }

@@ -1,5 +1,7 @@
 #include "text/Utf8.h"
 
+#include <algorithm>
+
 namespace tracewell {
 
 namespace {
@@ -41,6 +43,41 @@ std::size_t printableLength(std::string_view text)
     return overlong || surrogate || noCharacter || control || direction || lineBreak ? 0 : length;
 }
 
+unsigned int codeOf(std::string_view text)
+{
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    unsigned int code = length == 1 ? lead : lead & (0x7Fu >> length);
+    for (std::size_t i = 1; i < std::min(length, text.size()); ++i) {
+        code = code << 6 | (static_cast<unsigned char>(text[i]) & 0x3Fu);
+    }
+    return code;
+}
+
+/// Of the character at the start of `text`.
+std::size_t placesOf(std::string_view text)
+{
+    struct Range
+    {
+        unsigned int first;
+        unsigned int last;
+    };
+    static constexpr Range kMarks[] = {
+        {0x300, 0x36F}, {0x1AB0, 0x1AFF}, {0x200B, 0x200F}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}};
+    static constexpr Range kWide[] = {{0x1100, 0x115F},  {0x2E80, 0xA4CF},   {0xAC00, 0xD7A3},
+                                      {0xF900, 0xFAFF},  {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},
+                                      {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F}, {0x1F900, 0x1F9FF},
+                                      {0x20000, 0x3FFFD}};
+    const unsigned int code = codeOf(text);
+    const auto isIn = [code](const Range& range) {
+        return code >= range.first && code <= range.last;
+    };
+    if (std::any_of(std::begin(kMarks), std::end(kMarks), isIn)) {
+        return 0;
+    }
+    return std::any_of(std::begin(kWide), std::end(kWide), isIn) ? 2 : 1;
+}
+
 } // namespace
 
 std::string printable(std::string_view text)
@@ -55,11 +92,26 @@ std::string printable(std::string_view text)
     return result;
 }
 
+std::vector<std::string_view> charactersOf(std::string_view text)
+{
+    std::vector<std::string_view> characters;
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t end = at + 1;
+        while (end < text.size() &&
+               (isContinuation(text[end]) || placesOf(text.substr(end)) == 0)) {
+            ++end;
+        }
+        characters.push_back(text.substr(at, end - at));
+        at = end;
+    }
+    return characters;
+}
+
 std::size_t characterCount(std::string_view text)
 {
     std::size_t count = 0;
-    for (const char c : text) {
-        count += isContinuation(c) ? 0 : 1;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        count += isContinuation(text[i]) ? 0 : placesOf(text.substr(i));
     }
     return count;
 }
@@ -72,30 +124,35 @@ std::string cutEnd(std::string_view text, std::size_t limit)
     if (limit == 0) {
         return {};
     }
-    std::size_t end = 0;
-    for (std::size_t kept = 0; end < text.size(); ++end) {
-        if (!isContinuation(text[end]) && kept++ == limit - 1) {
+    std::string kept;
+    std::size_t taken = 1;
+    for (const std::string_view character : charactersOf(text)) {
+        taken += characterCount(character);
+        if (taken > limit) {
             break;
         }
+        kept += character;
     }
-    return std::string(text.substr(0, end)) + std::string(kEllipsis);
+    return kept + std::string(kEllipsis);
 }
 
 std::string cutStart(std::string_view text, std::size_t limit)
 {
-    const std::size_t count = characterCount(text);
-    if (count <= limit) {
+    if (characterCount(text) <= limit) {
         return std::string(text);
     }
     if (limit == 0) {
         return {};
     }
-    std::size_t start = 0;
-    for (std::size_t dropped = 0; start < text.size(); ++start) {
-        if (!isContinuation(text[start]) && dropped++ == count - (limit - 1)) {
-            break;
-        }
+    const std::vector<std::string_view> characters = charactersOf(text);
+    std::size_t taken = 1;
+    std::size_t first = characters.size();
+    while (first > 0 && taken + characterCount(characters[first - 1]) <= limit) {
+        taken += characterCount(characters[--first]);
     }
+    const std::size_t start = first < characters.size()
+                                  ? static_cast<std::size_t>(characters[first].data() - text.data())
+                                  : text.size();
     return std::string(kEllipsis) + std::string(text.substr(start));
 }
 

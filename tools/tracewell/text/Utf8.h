@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tracewell {
 
@@ -11,10 +12,14 @@ namespace tracewell {
 /// out as U+FFFD.
 std::string printable(std::string_view text);
 
-/// Characters of a valid UTF-8 text.
+/// The characters of a valid UTF-8 text, marks that stand upon one with it.
+std::vector<std::string_view> charactersOf(std::string_view text);
+
+/// How many places of a character a valid UTF-8 text takes: the wide ones of East Asia take two, a
+/// mark that stands upon another none.
 std::size_t characterCount(std::string_view text);
 
-/// At most `limit` characters of a valid UTF-8 text. A longer one loses its end, or its start, and
+/// At most `limit` places of a valid UTF-8 text. A longer one loses its end, or its start, and
 /// has "…" there instead.
 std::string cutEnd(std::string_view text, std::size_t limit);
 std::string cutStart(std::string_view text, std::size_t limit);

@@ -1,6 +1,9 @@
 #include "wave/ValueRows.h"
 
+#include "wave/DenseCursor.h"
+
 #include <algorithm>
+#include <utility>
 
 namespace tracewell {
 
@@ -11,7 +14,12 @@ ValueRows::ValueRows(const SignalValues& values, const TimeWindow& window,
 {
     m_cursors.reserve(m_cells.size());
     for (std::size_t i = 0; i < m_cells.size(); ++i) {
-        m_cursors.push_back(values.cursor(i, window));
+        auto cursor = values.cursor(i, {window.from, window.to, 0});
+        if (window.resolution > 0) {
+            cursor =
+                std::make_unique<DenseCursor>(std::move(cursor), window.from, window.resolution);
+        }
+        m_cursors.push_back(std::move(cursor));
         step(i);
     }
 }
