@@ -133,7 +133,7 @@ TEST_P(LiveCommandsOfStore, replayBesideFollowGivesWhatImportGives)
     for (const std::string design : {"one", "two"}) {
         writeFile(m_directory.path(design + ".vcd"), declarations(design) + changes(0, 30000));
         runWell({"import", design + ".vcd", design + ".wdb"});
-        runWell({"export", design + ".wdb", design + ".out"});
+        runWell({"export", design + ".wdb", design + ".out.vcd"});
     }
     std::vector<std::unique_ptr<RunningProgram>> programs;
     for (std::size_t i = 0; i < pairs.size(); ++i) {
@@ -148,9 +148,9 @@ TEST_P(LiveCommandsOfStore, replayBesideFollowGivesWhatImportGives)
     for (std::size_t i = 0; i < pairs.size(); ++i) {
         const std::string output = std::to_string(i) + ".wdb";
         expectClosedAndSound(output);
-        runWell({"export", output, "live.out"});
-        EXPECT_EQ(readFile(m_directory.path("live.out")),
-                  readFile(m_directory.path(pairs[i].design + ".out")))
+        runWell({"export", output, "live.out.vcd"});
+        EXPECT_EQ(readFile(m_directory.path("live.out.vcd")),
+                  readFile(m_directory.path(pairs[i].design + ".out.vcd")))
             << i;
     }
     expectTidy();
