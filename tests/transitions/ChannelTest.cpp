@@ -2,6 +2,7 @@
 
 #include "../support/ForkedProcess.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <random>
@@ -203,6 +204,7 @@ TEST_F(Channel, readerTrustsNoSlot)
     const auto seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937_64 random(seed);
+    ::testing::internal::CaptureStderr();
     SharedMemory feeder = ring(SharedMemory::kCreate);
     const auto put = [&](long long time, unsigned int id, unsigned int type) {
         char* place = nullptr;
@@ -221,12 +223,23 @@ TEST_F(Channel, readerTrustsNoSlot)
             static_cast<unsigned int>(random() % 16));
     }
     put(-5, 9, 1);
+    put(50, 10, 11);
+    for (unsigned int type : {0U, 12U, 4U})
+        put(60, 10, type);
+    put(49, 10, 11);
     put(77, 0xFFFFFFFF, 0);
     awaitLatestTime(*reader, 77);
     long long first = 0;
     long long last = 0;
     ValueType type = ValueNone;
     EXPECT_FALSE(reader->getTransInfo(9, first, last, type));
+    ASSERT_TRUE(reader->getTransInfo(10, first, last, type));
+    EXPECT_EQ(std::tuple(first, last, type), std::tuple(50, 50, ValueVlog));
+    EXPECT_GT(reader->getRefusedCount(), 12U);
+    const std::string words = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(words.find("object 9 was sent with a value of a kind that does not travel"),
+              std::string::npos);
+    EXPECT_EQ(std::count(words.begin(), words.end(), '\n'), 1);
 }
 
 TEST_F(Channel, isFoundAndCountedAndItsFileEndsWithTheDebugDataGiven)

@@ -374,6 +374,7 @@ void Follow::summarize()
     }
     const unsigned long long count = m_viewer->changeCount();
     const std::string time = m_names.timeText().format(m_viewer->latestTime());
+    const unsigned long long refused = m_viewer->refusedCount();
     m_picture.reset();
     m_transit.reset();
     m_viewer.reset();
@@ -382,6 +383,11 @@ void Follow::summarize()
                          "{}: closed with {} changes up to {}; {}\n", m_options.output, count, time,
                          m_interrupt.isInterrupted() ? "interrupted" : "the simulation has gone")
                   << std::flush;
+    }
+    if (refused != 0) {
+        throw CommandError(fmt::format("{}: {} records of the channel were left out, since no "
+                                       "simulation sends such; the line before tells of the first",
+                                       m_options.output, refused));
     }
 }
 

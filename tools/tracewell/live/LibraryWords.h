@@ -27,9 +27,10 @@ public:
     std::string text() const
     {
         std::string words = m_errorText.str().empty() ? m_outputText.str() : m_errorText.str();
-        constexpr const char* kFront = "Tracewell: ";
-        if (words.rfind(kFront, 0) == 0) {
-            words.erase(0, std::string(kFront).size());
+        for (const std::string front : {"Tracewell: ", "tracewell: "}) {
+            if (words.rfind(front, 0) == 0) {
+                words.erase(0, front.size());
+            }
         }
         words.erase(words.find_last_not_of(".\n") + 1);
         return words;

@@ -39,6 +39,8 @@ public:
     virtual bool isDrained() const = 0;
     virtual long long latestTime() const = 0;
     virtual unsigned long long changeCount() const = 0;
+    /// What came that could not be stored; a line has told of the first.
+    virtual unsigned long long refusedCount() const { return 0; }
     /// Counts of the channel's own.
     virtual void getTraffic(unsigned long long& stored, unsigned long long& sent) const = 0;
     /// \throws CommandError when what was stored could not be written.

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include <cstring>
+#include <iostream>
 #include <limits>
 
 namespace tracewell {
@@ -67,6 +68,10 @@ bool TransitionViewer::open(const SignalNames& /*names*/, const std::string& nam
     }
     if (!m_dataBase->isChannelOpen() && isOffered()) {
         throw CommandError(fmt::format("{} cannot be followed: {}", m_channel.describe(), words));
+    }
+    // The storing thread may have met its first bad record meanwhile.
+    if (m_dataBase->isChannelOpen() && !words.empty()) {
+        std::cerr << "tracewell: " + words + "\n" << std::flush;
     }
     return m_dataBase->isChannelOpen();
 }

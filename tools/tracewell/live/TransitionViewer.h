@@ -22,6 +22,7 @@ public:
     bool isDrained() const override;
     long long latestTime() const override { return m_dataBase->getLatestTime(); }
     unsigned long long changeCount() const override { return m_dataBase->getStoredCount(); }
+    unsigned long long refusedCount() const override { return m_dataBase->getRefusedCount(); }
     void getTraffic(unsigned long long& stored, unsigned long long& sent) const override
     {
         m_dataBase->getTraffic(stored, sent);

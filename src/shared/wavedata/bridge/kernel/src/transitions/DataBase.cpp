@@ -470,6 +470,11 @@ unsigned long long DataBase::getStoredCount() const
     return m_imp->m_channel.getStoredCount();
 }
 
+unsigned long long DataBase::getRefusedCount() const
+{
+    return m_imp->m_channel.getRefusedCount();
+}
+
 bool DataBase::isOffered(const std::string& designName, int processId)
 {
     return TransitionChannel::isOffered(channelPathOf(designName), processId);

@@ -124,6 +124,22 @@ TransitionCapture::TransitionCapture(TransitionStore& store, const DataBaseLimit
       m_compressor(store.blocks)
 {}
 
+const char* TransitionCapture::findFault(std::uint32_t id, long long time, ValueType kind) const
+{
+    const BufferHeader* const header = m_store.pages.findBuffer(id);
+    const bool hasBuffer = header && header->count > 0;
+    const BTreeElem* const root = hasBuffer ? nullptr : m_store.tree.findRoot(id);
+    if (!hasBuffer && !root)
+        return nullptr;
+    const std::uint32_t flags = root ? root->flags
+                                : header->isPacked
+                                    ? header->flags
+                                    : static_cast<const TransVecInfo*>(header)->records()->type;
+    if (time < (root ? root->lastTime : header->lastTime))
+        return "a time before that of the transition before it";
+    return blockType(flags) == kind ? nullptr : "a value of another kind than those before it";
+}
+
 void TransitionCapture::saveVhdlStdLogicTransInDB(std::uint32_t id, long long time, char code)
 {
     savePacked<ValueStdLogic>(id, time, static_cast<unsigned char>(code));

@@ -14,6 +14,9 @@ class TransitionCapture
 public:
     TransitionCapture(TransitionStore& store, const DataBaseLimits& limits);
 
+    /// What keeps a transition that a peer sent out of the object's history, which rises in time
+    /// and has one kind of value; null if nothing does.
+    const char* findFault(std::uint32_t id, long long time, ValueType kind) const;
     void saveTransInDB(std::uint32_t id, long long time, const Value& value);
     void saveVhdlStdLogicTransInDB(std::uint32_t id, long long time, char code);
     void saveVlogTransInDB(std::uint32_t id, long long time, char code);

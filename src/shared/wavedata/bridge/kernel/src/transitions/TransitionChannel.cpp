@@ -5,6 +5,7 @@
 #include <boost/thread/thread_only.hpp>
 
 #include <cstring>
+#include <iostream>
 
 namespace Tracewell {
 
@@ -94,7 +95,8 @@ void writeSlot(char* place, long long time, std::uint32_t id, const Value& value
 
 TransitionChannel::TransitionChannel(TransitionStore& store, TransitionCapture& capture,
                                      const std::string& path, int processId)
-    : m_store(store), m_capture(capture)
+    : m_store(store), m_capture(capture),
+      m_description("transition channel " + std::to_string(processId) + " of " + path)
 {
     if (!isFeeder() && !isReader())
         return;
@@ -278,6 +280,7 @@ void TransitionChannel::store(const TransitionSlot& slot)
 {
     if (slot.time < 0) {
         m_store.lastNegativeTimeId.store(slot.id, std::memory_order_relaxed);
+        refuse(slot, "a time below 0");
         return;
     }
     if (slot.id == DataBase::kTimeMarkId) {
@@ -288,9 +291,15 @@ void TransitionChannel::store(const TransitionSlot& slot)
         return;
     }
     Value value;
-    if (!readValue(slot, value))
+    if (!readValue(slot, value) || value.getType() == ValueNone) {
+        refuse(slot, "a value of a kind that does not travel");
         return;
+    }
     const boost::lock_guard<boost::mutex> lock(m_store.stripe(slot.id));
+    if (const char* const fault = m_capture.findFault(slot.id, slot.time, value.getType())) {
+        refuse(slot, fault);
+        return;
+    }
     m_hasMoreData = true;
     add(m_storedTransitions, 1);
     const char code = static_cast<char>(value.getByte());
@@ -300,6 +309,19 @@ void TransitionChannel::store(const TransitionSlot& slot)
         m_capture.saveVhdlStdLogicTransInDB(slot.id, slot.time, code);
     else
         m_capture.saveTransInDB(slot.id, slot.time, value);
+}
+
+/// One line tells of all: a peer that sends one such slot may send many.
+void TransitionChannel::refuse(const TransitionSlot& slot, const char* fault)
+{
+    if (m_refusedSlots.load(std::memory_order_relaxed) == 0)
+        std::cerr << "tracewell: " + m_description + ": object " + std::to_string(slot.id) +
+                         " was sent with " + fault + " (time " + std::to_string(slot.time) +
+                         ", kind " + std::to_string(slot.type) +
+                         "); it is left out, and so is all that follows of this sort; mend the "
+                         "simulation that sends it\n"
+                  << std::flush;
+    add(m_refusedSlots, 1);
 }
 
 bool TransitionChannel::readOneTransition(std::uint32_t& id, long long& time, Value& value)

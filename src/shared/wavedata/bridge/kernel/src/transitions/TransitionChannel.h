@@ -76,6 +76,10 @@ public:
     {
         return m_storedTransitions.load(std::memory_order_relaxed);
     }
+    unsigned long long getRefusedCount() const
+    {
+        return m_refusedSlots.load(std::memory_order_relaxed);
+    }
     static bool isOffered(const std::string& path, int processId);
     static bool isTaken(const std::string& path, int processId);
 
@@ -89,10 +93,12 @@ private:
     std::size_t takeSlots();
     bool takeSlot(TransitionSlot& slot);
     void store(const TransitionSlot& slot);
+    void refuse(const TransitionSlot& slot, const char* fault);
     template <class Get> auto await(Get get) -> decltype(get());
 
     TransitionStore& m_store;
     TransitionCapture& m_capture;
+    std::string m_description;
     /// Null in the modes without one.
     std::unique_ptr<SharedMemory> m_ring;
     /// Asked by a Feeder that waits for room; empty waits on.
@@ -112,6 +118,7 @@ private:
     // Written by the storing thread, or by who stores when that one has ended.
     std::atomic<unsigned long long> m_storedSlots{0};
     std::atomic<unsigned long long> m_storedTransitions{0};
+    std::atomic<unsigned long long> m_refusedSlots{0};
     /// Ends the thread and every wait.
     std::atomic<bool> m_shutdownRequested{false};
 
