@@ -6,7 +6,9 @@
 #include "WdbAddressBTreeManager.h"
 #include "WdbStandAloneWriter.h"
 #include "WdbStaticReader.h"
+#include "WdbWholeMark.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <sys/mman.h>
 
@@ -128,8 +130,6 @@ Buckets listedPieces(const std::string& path, long long& lastTime)
 class KilledRecorder : public ::testing::TestWithParam<bool>
 {};
 
-} // namespace
-
 // A block holds the records of one bucket in order, so what a killed process leaves must be, bucket
 // by bucket, the beginning of what it traced.
 TEST_P(KilledRecorder, leavesTheBeginningOfEachBucketAndAllThatWasFlushed)
@@ -191,15 +191,35 @@ TEST_P(KilledRecorder, leavesTheBeginningOfEachBucketAndAllThatWasFlushed)
 INSTANTIATE_TEST_SUITE_P(WithAndWithoutFlushes, KilledRecorder, ::testing::Bool(),
                          [](const auto& test) { return test.param ? "flushes" : "noFlush"; });
 
-// The import is watched from outside: what a reader has once seen was flushed, and must outlive the
-// process.
-TEST(KilledImport, keepsWhatAReaderHasSeen)
+/// A wide vector in two buckets, one whose letters are a text, and a string, which all tell the
+/// same number.
+std::string stepOf(unsigned int number)
 {
-    constexpr long long kStep = 10;
+    std::string bits;
+    for (int bit = 31; bit >= 0; --bit)
+        bits += (number >> bit & 1) != 0 ? '1' : '0';
+    return "#" + std::to_string(10 * number) + "\nb" + bits + bits + " v\nbu" + bits + " n\nst" +
+           std::to_string(number) + " s\n";
+}
+
+class KilledImport : public ::testing::TestWithParam<const char*>
+{};
+
+// What is shown of a recording that was never closed is what was, up to a time that is no older
+// than the last sync.
+TEST_P(KilledImport, isReadUpToItsMarkAsTheRunWas)
+{
+    const bool isIndexed = GetParam() == std::string("indexed");
     const unsigned int seed = newSeed();
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
     std::mt19937 random(seed);
     ::signal(SIGPIPE, SIG_IGN);
+    std::string head = "$timescale 1 ns $end\n";
+    // The vector crosses a border all the same.
+    for (int i = 0; isIndexed && i < 255; ++i)
+        head += "$var reg 32 f" + std::to_string(i) + " f" + std::to_string(i) + " $end\n";
+    head += "$var reg 64 v v $end\n$var reg 33 n n $end\n$var string 1 s s $end\n"
+            "$enddefinitions $end\n";
     for (int round = 0; round < 3; ++round) {
         const TestDirectory directory;
         const std::string wdb = directory.path("run.wdb");
@@ -207,57 +227,66 @@ TEST(KilledImport, keepsWhatAReaderHasSeen)
         ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
         ForkedProcess import([&] {
             ::dup2(ends[0], STDIN_FILENO);
-            ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
             ::execl(E2E_TRACEWELL, E2E_TRACEWELL, "import", "--sync", "0.01", "-", wdb.c_str(),
-                    nullptr);
+                    "--store", GetParam(), isIndexed ? nullptr : "--division", "8", nullptr);
             return false;
         });
         ::close(ends[0]);
-        const auto write = [&](const std::string& text) {
-            for (std::size_t done = 0; done < text.size();) {
-                const ssize_t count = ::write(ends[1], text.data() + done, text.size() - done);
+        std::string text;
+        const auto write = [&](const std::string& part) {
+            text += part;
+            for (std::size_t done = 0; done < part.size();) {
+                const ssize_t count = ::write(ends[1], part.data() + done, part.size() - done);
                 ASSERT_GT(count, 0);
                 done += static_cast<std::size_t>(count);
             }
         };
-        write("$timescale 1 ns $end\n$var reg 32 ! count [31:0] $end\n$enddefinitions $end\n");
-        const long long timeToSee = kStep * (1 + below(random, 20000));
-        long long seen = 0;
-        for (unsigned int count = 0; seen < timeToSee && !HasFatalFailure(); ++count) {
-            std::string text = "#" + std::to_string(kStep * count) + "\nb";
-            for (int bit = 31; bit >= 0; --bit)
-                text += (count >> bit & 1) != 0 ? '1' : '0';
-            write(text + " !\n");
-            if (count % 1000 != 0)
-                continue;
+        write(head);
+        const auto mark = [&] {
+            WdbFileManager file;
+            long long time = -1;
             try {
-                WdbStaticReader reader;
-                reader.createReader("", wdb, 0, directory.path(""));
-                seen = reader.getLatestTime();
+                file.open(wdb);
             } catch (const Qsim::Exception&) {
-                // Not there yet.
+                return time; // Not there yet.
             }
+            return WdbWholeMark::find(file, time) ? time : -1;
+        };
+        const long long timeToSee = 10 * (1 + below(random, 5000));
+        long long seen = -1;
+        for (unsigned int number = 0; seen < timeToSee && !HasFatalFailure(); number += 100) {
+            std::string steps;
+            for (unsigned int i = 0; i < 100; ++i)
+                steps += stepOf(number + i);
+            write(steps);
+            seen = mark();
         }
         import.kill();
         ::close(ends[1]);
 
-        WdbStaticReader reader;
-        reader.createReader("", wdb, 0, directory.path(""));
-        ASSERT_GE(reader.getLatestTime(), seen);
-        std::vector<WdbScalarBTree*> trees;
-        std::vector<WdbScalarBTree*> toScan;
-        reader.getBTreeManager().getOrCreateByteBTrees(0, 4, trees, toScan);
-        reader.getBTreeManager().scanWdbDatabase(toScan, nullptr);
-        for (long long time = 0; time <= seen; time += kStep) {
-            WdbTimeByteValues values(4);
-            reader.getValueEvent(time, trees, values);
-            unsigned int count = 0;
-            for (unsigned int byte = 0; byte < 4; ++byte)
-                count |= static_cast<unsigned int>(values.getValueAt(byte).getValue())
-                         << (8 * byte);
-            ASSERT_EQ(count, time / kStep);
-        }
+        const std::string upTo = std::to_string(mark());
+        ASSERT_GE(mark(), std::max(seen, timeToSee));
+        writeFile(directory.path("full.vcd"), text);
+        const auto run = [&](const std::vector<std::string>& arguments) {
+            std::vector<std::string> command = {E2E_TRACEWELL};
+            command.insert(command.end(), arguments.begin(), arguments.end());
+            return runProgram(command, directory.path(""));
+        };
+        const Outcome difference = run({"diff", wdb, directory.path("full.vcd"), "--to", upTo});
+        EXPECT_EQ(difference.out, "") << difference.err;
+        EXPECT_NE(difference.err.find("never closed"), std::string::npos) << difference.describe();
+        const Outcome exported = run({"export", wdb, "-"});
+        ASSERT_NE(exported.out, "") << exported.describe();
+        EXPECT_EQ(exported.out.substr(exported.out.rfind('#')), "#" + upTo + "\n");
+        EXPECT_EQ(exported.exitCode(), exported.err.find("left out") != std::string::npos ? 1 : 0);
+        EXPECT_EQ(run({"export", "--beyond", wdb, "-"}).exitCode(), 0);
+        EXPECT_EQ(run({"verify", wdb}).exitCode(), 0);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Stores, KilledImport, ::testing::Values("events", "indexed"),
+                         [](const auto& test) { return std::string(test.param); });
+
+} // namespace
 
 } // namespace Tracewell

@@ -45,6 +45,9 @@ constexpr auto kTick = std::chrono::milliseconds(10);
 constexpr auto kRedrawEvery = std::chrono::milliseconds(200);
 /// Drawing takes no more than one part in so many of the time.
 constexpr int kDrawShare = 10;
+constexpr double kUsualSync = 1;
+/// The storing thread stands still for no more than one part in so many of the time.
+constexpr int kSyncShare = 20;
 constexpr auto kReportEvery = std::chrono::seconds(1);
 constexpr auto kSayAfter = std::chrono::milliseconds(300);
 constexpr double kUsualWait = 60;
@@ -60,6 +63,7 @@ struct Options
     LiveChannel channel;
     Store store = Store::Events;
     double wait = kUsualWait;
+    double sync = kUsualSync;
     std::string last;
     RadixOption radix;
     bool json = false;
@@ -115,6 +119,7 @@ private:
     bool relaunch();
 
     void look();
+    void sync();
     void measure();
     void draw();
     void report();
@@ -140,6 +145,7 @@ private:
     Clock::time_point m_measured;
     Clock::time_point m_nextDraw;
     Clock::time_point m_nextReport;
+    Clock::time_point m_nextSync;
 };
 
 void Follow::run()
@@ -204,6 +210,7 @@ bool Follow::connect()
     m_transit.emplace(*m_viewer);
     m_measured = m_nextReport = Clock::now();
     m_nextReport += kReportEvery;
+    m_nextSync = m_measured;
     showSignals(std::move(signals));
     return true;
 }
@@ -310,6 +317,19 @@ void Follow::look()
         const auto end = Clock::now();
         m_nextDraw = end + std::max<Clock::duration>(kRedrawEvery, kDrawShare * (end - now));
     }
+    if (m_options.sync > 0 && now >= m_nextSync) {
+        sync();
+    }
+}
+
+void Follow::sync()
+{
+    const auto start = Clock::now();
+    m_viewer->sync();
+    const auto end = Clock::now();
+    const auto every =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(m_options.sync));
+    m_nextSync = end + std::max<Clock::duration>(every, kSyncShare * (end - start));
 }
 
 void Follow::measure()
@@ -421,6 +441,12 @@ void addFollowCommand(CLI::App& app)
         ->type_name("SECONDS")
         ->check(CLI::NonNegativeNumber);
     command
+        ->add_option("--sync", options->sync,
+                     "Make what was recorded so far readable by others every SECONDS; 1 if not "
+                     "given, 0 for never. A kill then loses no more than that")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.0, 1e6));
+    command
         ->add_option("--last", options->last,
                      "Show this stretch of time at the end, and not all of it")
         ->type_name("TIME")
@@ -438,9 +464,12 @@ void addFollowCommand(CLI::App& app)
         "  tracewell follow live.wdb 'top.dut.*' --last 2us\n"
         "Start it before the simulation or after it. Ctrl-C and the end of the simulation leave a\n"
         "closed file that every command reads. Texts do not travel on a live channel: a string\n"
-        "shows when it changes, and ? for its text. After a kill of this command the file holds\n"
-        "what had reached it, and is not marked as closed.");
-    command->callback([options] {
+        "shows when it changes, and ? for its text. After a kill of this command the file is\n"
+        "read up to its last sync.");
+    command->callback([options, command] {
+        if (options->store == Store::Transitions) {
+            requireNotGiven(*command, "--sync", options->store);
+        }
         options->channel.enter();
         Follow(*options).run();
     });

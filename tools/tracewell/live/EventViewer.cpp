@@ -41,6 +41,7 @@ bool EventViewer::open(const SignalNames& names, const std::string& /*nameText*/
 {
     m_reader = std::make_unique<WdbLiveReader>();
     m_reader->setMemFileSize(memorySize(names));
+    m_reader->setWholeMark(true);
     m_reader->setSnapshot(m_channel.snapshot());
     m_reader->saveDbg(m_channel.debugFile());
     m_directory.emplace();

@@ -29,6 +29,7 @@ public:
     {
         m_reader->getTraffic(stored, sent);
     }
+    void sync() override { m_reader->sync(); }
     std::unique_ptr<SignalValues> values(const SignalNames& names,
                                          std::vector<Signal> signals) override;
     void whileSteady(const std::function<void()>& ask) override;

@@ -45,6 +45,8 @@ public:
     virtual void getTraffic(unsigned long long& stored, unsigned long long& sent) const = 0;
     /// \throws CommandError when what was stored could not be written.
     virtual void check() const {}
+    /// Makes what was stored so far readable by others, where the file can be read before its end.
+    virtual void sync() {}
     /// Completes the file as far as that is possible before the end; answers go on.
     /// \throws CommandError
     virtual void finish() {}

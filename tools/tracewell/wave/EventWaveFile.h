@@ -25,7 +25,11 @@ public:
     explicit EventWaveFile(const std::string& path, Reach reach = Reach::Whole);
     ~EventWaveFile() override;
 
-    long long latestTime() const override { return std::max(std::min(m_latestTime, m_end), 0LL); }
+    long long latestTime() const override
+    {
+        // A run may have come further than its last event.
+        return std::max(std::min(std::max(m_latestTime, m_wholeness.upTo), m_end), 0LL);
+    }
     std::vector<std::string> shortfalls() const override;
     std::vector<std::string> notices() const override;
     std::unique_ptr<SignalValues> values(std::vector<Signal> signals) override;

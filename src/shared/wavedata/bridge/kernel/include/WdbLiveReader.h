@@ -3,6 +3,7 @@
 #include "TracewellExport.h"
 #include "WdbAddressBitPair.h"
 #include "WdbCommonReader.h"
+#include "WdbWholeMark.h"
 
 #include <memory>
 #include <string>
@@ -81,6 +82,12 @@ public:
     static bool isTaken(const std::string& snapshot, int channel);
     /// Follow this snapshot, wherever the data file lies. For the time before createReader.
     void setSnapshot(const std::string& snapshot) { m_snapshot = snapshot; }
+    /// Whether the files made from now on have a mark (see WdbWholeMark), which sync and the end
+    /// bring up to date. Not, if nobody asks for it.
+    void setWholeMark(bool hasMark) { m_hasMark = hasMark; }
+    /// After it, what was stored so far is readable by others that open the file, and survives the
+    /// death of this process. Holds the thread up meanwhile, for some ms as a rule.
+    void sync();
     /// Whether a channel was found.
     bool isConnected() const;
     /// Whether the simulation holds the channel now. One that has ended is noticed, however it
@@ -115,6 +122,8 @@ private:
     std::string m_dbgFile;
     std::string m_protoSettings;
     std::string m_snapshot;
+    bool m_hasMark = false;
+    WdbWholeMark m_mark;
     /// For the time without a channel.
     boost::mutex m_spareTimeMarkMutex;
     /// Set once, by createReader.

@@ -101,6 +101,9 @@ void WdbLiveReader::createFile()
         true);
     static_cast<WdbMultipleBucketEventDatabase&>(*database).setStoreQueue(
         std::make_shared<BlockStoreQueue>());
+    m_mark = WdbWholeMark();
+    if (m_hasMark)
+        m_mark.create(m_fileManager);
     setEventDatabase(std::move(database));
 }
 
@@ -119,7 +122,21 @@ void WdbLiveReader::closeFile()
             "Zelnix Proto", kSectionVersion,
             reinterpret_cast<const unsigned char*>(m_protoSettings.c_str()),
             static_cast<long long>(m_protoSettings.size() + 1));
+    if (!m_fileManager.getFileBlockManager().isBroken())
+        m_mark.set(m_fileManager, WdbWholeMark::kClosed);
     m_fileManager.close();
+}
+
+void WdbLiveReader::sync()
+{
+    const Lock lock(getReadWriteMutex());
+    WdbIEventBlockDatabase* const database = getEventDatabase();
+    if (!database)
+        return;
+    database->flush();
+    // More may come of the latest time.
+    if (!m_fileManager.getFileBlockManager().isBroken() && database->getLatestTime() > 0)
+        m_mark.set(m_fileManager, database->getLatestTime() - 1);
 }
 
 boost::mutex& WdbLiveReader::getTimeMarkMutex()
