@@ -4,8 +4,8 @@ target_sources(tracewell_cli PRIVATE
   files/Interrupt.cpp
   files/OutputSuffix.cpp
   files/OutputText.cpp
+  files/StandardStreams.cpp
   files/TimeReport.cpp
-  files/UnfinishedFile.cpp
   files/WatchedProcess.cpp
   input/Content.cpp
   input/DescriptorSource.cpp

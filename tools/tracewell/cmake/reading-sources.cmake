@@ -3,6 +3,7 @@ find_package(ZLIB REQUIRED)
 target_link_libraries(tracewell_cli PRIVATE ZLIB::ZLIB)
 target_sources(tracewell_cli PRIVATE
   commands/RadixOption.cpp
+  files/PrivateDirectory.cpp
   commands/WindowOptions.cpp
   draw/Lane.cpp
   draw/LaneNames.cpp
@@ -25,6 +26,7 @@ target_sources(tracewell_cli PRIVATE
   survey/TransitionNode.cpp
   survey/TransitionSurvey.cpp
   survey/TreeSurvey.cpp
+  text/Message.cpp
   text/Output.cpp
   text/ProgressBar.cpp
   text/Table.cpp

@@ -1,6 +1,7 @@
 # What records values by name, for the command line and for plug-ins of simulators. Stands in
 # modules too, so it brings no shared library but Tracewell's own.
 add_library(tracewell_recording STATIC
+  files/OutputFile.cpp
   files/OwnFile.cpp
   live/DebugFile.cpp
   names/Declarations.cpp

@@ -4,6 +4,7 @@
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "diff/RunComparison.h"
+#include "text/Message.h"
 #include "text/Output.h"
 #include "text/ProgressBar.h"
 #include "text/Table.h"

@@ -1,12 +1,14 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "commands/BeyondOption.h"
+#include "commands/OptionValues.h"
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "draw/Picture.h"
 #include "draw/RenderedPicture.h"
+#include "files/OutputFile.h"
 #include "files/OutputSuffix.h"
-#include "files/UnfinishedFile.h"
+#include "files/OutputText.h"
 #include "text/Output.h"
 #include "text/Terminal.h"
 #include "text/Utf8.h"
@@ -18,10 +20,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <string>
@@ -66,33 +65,14 @@ std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, 
     return signals;
 }
 
-void writeFile(const Options& options, const std::string& picture)
-{
-    UnfinishedFile unfinished(options.output);
-    errno = 0;
-    std::ofstream out(options.output, std::ios::binary | std::ios::trunc);
-    if (!out) {
-        throw CommandError(fmt::format("{}: cannot be created: {}; check the place and its "
-                                       "permissions",
-                                       options.output, std::strerror(errno)));
-    }
-    unfinished.start();
-    out.write(picture.data(), static_cast<std::streamsize>(picture.size()));
-    out.close();
-    if (!out) {
-        throw CommandError(fmt::format("{}: could not be written: {}; make room and try again",
-                                       options.output, std::strerror(errno)));
-    }
-    unfinished.finish();
-}
-
 PictureFormat formatOf(const Options& options)
 {
     if (options.output.empty()) {
         return PictureFormat::Svg;
     }
     const std::string suffix = checkSuffix(options.output, {".svg", ".png", ".pdf"});
-    checkOutput(options.file, options.output, OutputKind::Any);
+    // What cannot be made is refused before it is drawn.
+    const OutputFile possible(options.output, OutputKind::Any, options.file);
     return suffix == ".png"   ? PictureFormat::Png
            : suffix == ".pdf" ? PictureFormat::Pdf
                               : PictureFormat::Svg;
@@ -161,7 +141,9 @@ void drawFile(const Options& options, PictureFormat format, const SignalValues& 
         drawn = renderPicture(drawn, format, options.output);
     }
     if (options.output != "-") {
-        writeFile(options, drawn);
+        OutputText out(options.output, options.file);
+        out.text() = drawn;
+        out.finish();
         return;
     }
     Output out;
@@ -233,7 +215,7 @@ void addDrawCommand(CLI::App& app)
         ->add_option("--width", options->width,
                      "Width of the picture in pixels, or in columns in the terminal")
         ->type_name("PX")
-        ->check(CLI::Range(kNarrowest, kWidest));
+        ->transform(wholeNumber(kNarrowest, kWidest));
     options->radix.addTo(*command, true);
     command
         ->add_option(

@@ -1,6 +1,7 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "commands/BeyondOption.h"
+#include "commands/OptionValues.h"
 #include "text/Output.h"
 #include "text/ProgressBar.h"
 #include "text/Table.h"
@@ -14,6 +15,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -173,7 +175,8 @@ void addEventsCommand(CLI::App& app)
     CLI::App* command = app.add_subcommand("events", "Print the raw event records as stored");
     command->add_option("FILE", options->file, "A wave database")->required();
     command->add_option("--bucket", options->bucket, "Only this bucket, counted from 0")
-        ->type_name("N");
+        ->type_name("N")
+        ->transform(wholeNumber(0, std::numeric_limits<unsigned int>::max()));
     command->add_flag("--json", options->json, "JSON, for programs");
     addBeyondOption(*command, options->reach);
     command->footer("Example:\n"

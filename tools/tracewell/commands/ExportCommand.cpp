@@ -4,9 +4,9 @@
 #include "files/Interrupt.h"
 #include "files/OutputSuffix.h"
 #include "files/OutputText.h"
-#include "files/UnfinishedFile.h"
 #include "names/DeclarationText.h"
 #include "recording/ChangeStream.h"
+#include "text/Message.h"
 #include "text/ProgressBar.h"
 
 #include <CLI/App.hpp>
@@ -31,13 +31,12 @@ struct Options
 class Export
 {
 public:
-    explicit Export(const Options& options) : m_output(options.output), m_options(options) {}
+    explicit Export(const Options& options) : m_options(options) {}
     void run();
 
 private:
     void writeChanges(ChangeStream& changes, OutputText& out);
 
-    UnfinishedFile m_output;
     const Options& m_options;
     InterruptGuard m_interrupt;
 };
@@ -45,15 +44,12 @@ private:
 void Export::run()
 {
     checkSuffix(m_options.output, {".vcd"});
-    checkOutput(m_options.input, m_options.output, OutputKind::Any);
     const std::unique_ptr<ChangeStream> changes =
         ChangeStream::open(m_options.input, m_options.reach);
-    OutputText out(m_options.output);
-    m_output.start();
+    OutputText out(m_options.output, m_options.input);
     out.text() = writeDeclarations(changes->declarations());
     writeChanges(*changes, out);
     out.finish();
-    m_output.finish();
     finishReading(m_options.input, *changes);
 }
 

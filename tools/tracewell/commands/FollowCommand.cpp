@@ -4,15 +4,17 @@
 #include "commands/StoreOption.h"
 #include "commands/WindowOptions.h"
 #include "files/Interrupt.h"
+#include "files/OutputFile.h"
 #include "files/OwnFile.h"
-#include "files/UnfinishedFile.h"
 #include "live/LiveChannel.h"
 #include "live/LivePicture.h"
 #include "live/LiveScreen.h"
 #include "live/LiveViewer.h"
 #include "live/Transit.h"
+#include "text/Message.h"
 #include "text/Output.h"
 #include "text/Terminal.h"
+#include "text/Utf8.h"
 #include "wave/SignalNames.h"
 #include "wave/SignalSelection.h"
 
@@ -25,7 +27,6 @@
 #include <cstring>
 #include <filesystem>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -70,17 +71,6 @@ struct Options
     OnKernelExit onKernelExit = OnKernelExit::End;
 };
 
-/// Better now than when the simulation has come at last.
-void requireWritable(const std::string& output)
-{
-    const std::filesystem::path path(output);
-    const std::filesystem::path parent = path.has_parent_path() ? path.parent_path() : ".";
-    if (::access(::access(path.c_str(), F_OK) == 0 ? path.c_str() : parent.c_str(), W_OK) != 0) {
-        throw CommandError(fmt::format("{}: cannot be written: {}; name another place", output,
-                                       std::strerror(errno)));
-    }
-}
-
 std::string rateText(double rate)
 {
     return rate >= 1e6 ? fmt::format("{:.2f} M changes/s", rate / 1e6)
@@ -103,13 +93,15 @@ public:
         : m_options(options),
           m_names(options.output, options.store == Store::Transitions ? SignalNames::Places::Objects
                                                                       : SignalNames::Places::Bytes),
-          m_output(options.output),
-          m_viewer(makeLiveViewer(options.store, options.channel, options.output)),
+          m_output(options.output, options.store == Store::Transitions ? OutputKind::WholeFile
+                                                                       : OutputKind::RegularFile),
+          m_viewer(makeLiveViewer(options.store, options.channel, m_output.path())),
           m_draws(!options.json && isTerminal(StandardStream::Output))
     {}
     void run();
 
 private:
+    void record();
     bool waitForKernel(const std::string& whatFor);
     bool connect();
     void readNames();
@@ -126,13 +118,16 @@ private:
     std::string statusLine() const;
     std::string jsonLine() const;
     void summarize();
-    void requireOutput() const;
+    void close();
+    bool closeAfterFailure();
+    void print(const std::string& line, const std::string& time) const;
 
     const Options& m_options;
     InterruptGuard m_interrupt;
     SignalNames m_names;
     std::string m_nameText;
-    UnfinishedFile m_output;
+    OutputFile m_output;
+    bool m_isRecording = false;
     std::unique_ptr<LiveViewer> m_viewer;
     bool m_draws;
     std::optional<Transit> m_transit;
@@ -150,8 +145,16 @@ private:
 
 void Follow::run()
 {
-    checkOutput({}, m_options.output, OutputKind::RegularFile);
-    requireWritable(m_options.output);
+    try {
+        record();
+    } catch (const CommandError& e) {
+        const bool isKept = closeAfterFailure();
+        throw CommandError(isKept ? e.what() : m_output.named(e.what()), e.exitCode());
+    }
+}
+
+void Follow::record()
+{
     do {
         if (!waitForKernel("waiting for")) {
             throw CommandError(
@@ -181,8 +184,7 @@ bool Follow::waitForKernel(const std::string& whatFor)
             return false;
         }
         if (!isSaid && passed() >= kSayAfter) {
-            std::cerr << fmt::format("tracewell: {} {}\n", whatFor, channel.describe())
-                      << std::flush;
+            tell(fmt::format("{} {}", whatFor, channel.describe()));
             isSaid = true;
         }
         std::this_thread::sleep_for(kTick);
@@ -200,13 +202,16 @@ bool Follow::connect()
     }
     readNames();
     std::vector<Signal> signals = chooseSignals();
-    const bool isConnected =
-        m_viewer->open(m_names, m_nameText, m_options.onKernelExit == OnKernelExit::Wait);
     m_output.start();
-    if (!isConnected) {
+    m_isRecording =
+        m_viewer->open(m_names, m_nameText, m_options.onKernelExit == OnKernelExit::Wait);
+    if (!m_isRecording) {
         return false;
     }
-    m_output.finish();
+    if (m_output.isReplacement() && m_options.store == Store::Events) {
+        tell(fmt::format("{} stays as it is until this ends; what comes meanwhile is in {}",
+                         m_output.name(), m_output.path()));
+    }
     m_transit.emplace(*m_viewer);
     m_measured = m_nextReport = Clock::now();
     m_nextReport += kReportEvery;
@@ -252,7 +257,7 @@ void Follow::showSignals(std::vector<Signal> signals)
     m_picture.emplace(*m_viewer, m_names, std::move(signals), last);
     const std::string note = m_picture->noteOnTexts();
     if (!note.empty()) {
-        std::cerr << "tracewell: " + note + "\n" << std::flush;
+        tell(note);
     }
 }
 
@@ -282,6 +287,10 @@ bool Follow::relaunch()
 {
     m_state = "waiting";
     m_viewer->finish();
+    if (m_options.store == Store::Transitions) {
+        // It is whole from here on.
+        m_output.finish();
+    }
     if (m_draws) {
         draw();
         m_screen.leave();
@@ -293,6 +302,7 @@ bool Follow::relaunch()
     readNames();
     std::vector<Signal> signals = chooseSignals();
     m_picture.reset();
+    m_output.start();
     m_viewer->beginAnew(m_names, m_nameText);
     m_transit.emplace(*m_viewer);
     m_countBefore = 0;
@@ -352,18 +362,17 @@ void Follow::draw()
         lines.insert(lines.end(), picture.begin(), picture.end());
     }
     m_screen.show(lines);
-    requireOutput();
 }
 
 void Follow::report()
 {
-    std::cout << (m_options.json ? jsonLine() : statusLine()) + "\n" << std::flush;
-    requireOutput();
+    print((m_options.json ? jsonLine() : statusLine()) + "\n",
+          m_names.timeText().format(m_viewer->latestTime()));
 }
 
 std::string Follow::statusLine() const
 {
-    return fmt::format("{}: {}, {} changes, {}, {}, {}", m_options.output,
+    return fmt::format("{}: {}, {} changes, {}, {}, {}", printable(m_options.output),
                        m_names.timeText().format(m_viewer->latestTime()), m_viewer->changeCount(),
                        rateText(m_rate), delayText(m_delay), m_state);
 }
@@ -395,14 +404,12 @@ void Follow::summarize()
     const unsigned long long count = m_viewer->changeCount();
     const std::string time = m_names.timeText().format(m_viewer->latestTime());
     const unsigned long long refused = m_viewer->refusedCount();
-    m_picture.reset();
-    m_transit.reset();
-    m_viewer.reset();
+    close();
     if (!m_options.json) {
-        std::cout << fmt::format(
-                         "{}: closed with {} changes up to {}; {}\n", m_options.output, count, time,
-                         m_interrupt.isInterrupted() ? "interrupted" : "the simulation has gone")
-                  << std::flush;
+        print(fmt::format("{}: closed with {} changes up to {}; {}\n", printable(m_options.output),
+                          count, time,
+                          m_interrupt.isInterrupted() ? "interrupted" : "the simulation has gone"),
+              time);
     }
     if (refused != 0) {
         throw CommandError(fmt::format("{}: {} records of the channel were left out, since no "
@@ -411,12 +418,40 @@ void Follow::summarize()
     }
 }
 
-void Follow::requireOutput() const
+void Follow::close()
 {
-    if (!std::cout) {
-        throw CommandError(fmt::format("the standard output is closed; {} was recorded up to {}",
-                                       m_options.output,
-                                       m_names.timeText().format(m_viewer->latestTime())));
+    m_isRecording = false;
+    m_picture.reset();
+    m_transit.reset();
+    m_viewer->finish();
+    m_viewer.reset();
+    m_output.finish();
+}
+
+/// What was recorded cannot be had again, so all of it that is sound is kept. True when that stays
+/// under the name under which it was written.
+bool Follow::closeAfterFailure()
+{
+    if (!m_isRecording) {
+        return false;
+    }
+    try {
+        close();
+    } catch (const CommandError&) {
+        if (m_options.store == Store::Events) {
+            m_output.keep();
+            return true;
+        }
+    }
+    return false;
+}
+
+void Follow::print(const std::string& line, const std::string& time) const
+{
+    if (!(std::cout << line << std::flush)) {
+        throw CommandError(fmt::format("standard output: cannot be written: {}; {} was recorded up "
+                                       "to {}",
+                                       std::strerror(errno), m_options.output, time));
     }
 }
 
@@ -424,8 +459,6 @@ void Follow::requireOutput() const
 
 void addFollowCommand(CLI::App& app)
 {
-    const std::map<std::string, OnKernelExit> policies = {{"end", OnKernelExit::End},
-                                                          {"wait", OnKernelExit::Wait}};
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("follow", "Record and show a simulation while it runs");
     command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
@@ -439,13 +472,13 @@ void addFollowCommand(CLI::App& app)
         ->add_option("--wait", options->wait,
                      "How long to wait for the simulation; 60 seconds if not given")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->transform(numberFromZero());
     command
         ->add_option("--sync", options->sync,
                      "Make what was recorded so far readable by others every SECONDS; 1 if not "
                      "given, 0 for never. A kill then loses no more than that")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 1e6));
+        ->transform(numberFromZero());
     command
         ->add_option("--last", options->last,
                      "Show this stretch of time at the end, and not all of it")
@@ -453,12 +486,10 @@ void addFollowCommand(CLI::App& app)
         ->check(timeArgument());
     options->radix.addTo(*command);
     command->add_flag("--json", options->json, "One line a second, for programs");
-    command
-        ->add_option("--on-kernel-exit", options->onKernelExit,
-                     "What to do when the simulation has gone: end (this if not given), or wait "
-                     "for its next run and record that in place of the one before")
-        ->type_name("end|wait")
-        ->transform(CLI::CheckedTransformer(policies, CLI::ignore_case).description(""));
+    addChoice(*command, "--on-kernel-exit", options->onKernelExit,
+              {{"end", OnKernelExit::End}, {"wait", OnKernelExit::Wait}},
+              "What to do when the simulation has gone: end (this if not given), or wait for its "
+              "next run and record that in place of the one before");
     command->footer(
         "Example:\n"
         "  tracewell follow live.wdb 'top.dut.*' --last 2us\n"

@@ -2,13 +2,14 @@
 #include "Commands.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
-#include "files/UnfinishedFile.h"
+#include "files/OutputFile.h"
 #include "files/WatchedProcess.h"
 #include "input/InputFile.h"
 #include "names/DeclarationText.h"
 #include "recording/RecordingWriter.h"
 #include "recording/SnapshotDirectory.h"
 #include "recording/VcdRun.h"
+#include "text/Message.h"
 #include "text/ProgressBar.h"
 #include "text/Terminal.h"
 
@@ -19,7 +20,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <new>
 #include <optional>
@@ -59,9 +59,10 @@ std::unique_ptr<RecordingWriter> makeWriter(const Options& options)
 class Import
 {
 public:
-    Import(const Options& options, SnapshotDirectory& directory, const InterruptGuard& interrupt)
-        : m_options(options), m_directory(directory), m_interrupt(interrupt),
-          m_output(options.output)
+    /// Finishes `output`, which has been started.
+    Import(const Options& options, OutputFile& output, SnapshotDirectory& directory,
+           const InterruptGuard& interrupt)
+        : m_options(options), m_output(output), m_directory(directory), m_interrupt(interrupt)
     {}
     void run();
 
@@ -75,9 +76,9 @@ private:
                    const Declarations& declarations) const;
 
     const Options& m_options;
+    OutputFile& m_output;
     SnapshotDirectory& m_directory;
     const InterruptGuard& m_interrupt;
-    UnfinishedFile m_output;
     /// What a user should know of an input that is taken in part.
     std::string m_shortfall;
     bool m_isOpen = false;
@@ -120,12 +121,7 @@ void Import::open(RecordingWriter& writer, const VcdRun& vcd)
 {
     m_directory.write(writeDeclarations(vcd.declarations()));
     m_interrupt.check();
-    // What cannot be opened for writing is not ours to take away.
-    if (!std::filesystem::exists(m_options.output)) {
-        m_output.start();
-    }
-    writer.open(m_options.output, m_directory, vcd.layout(), vcd.input().expectedSize());
-    m_output.start();
+    writer.open(m_output.path(), m_directory, vcd.layout(), vcd.input().expectedSize());
     m_directory.remove();
     m_isOpen = true;
     m_nextSync = Clock::now();
@@ -147,51 +143,61 @@ void Import::summarize(const VcdInput& input, const SignalRecorder& recorder,
                        const Declarations& declarations) const
 {
     std::error_code ignored;
-    const auto size = std::filesystem::file_size(m_options.output, ignored);
-    std::cerr << fmt::format("{}: {} changes of {} variables, time {} to {}, {:.1f} MB of text in "
-                             "{:.1f} MB\n",
-                             m_options.output, recorder.changes(), declarations.variables.size(),
-                             recorder.firstTime(), recorder.time(),
-                             static_cast<double>(input.bytesRead()) / 1e6,
-                             static_cast<double>(ignored ? 0 : size) / 1e6);
+    const auto size = std::filesystem::file_size(m_output.path(), ignored);
+    tell(fmt::format(
+        "{}: {} changes of {} variables, time {} to {}, {:.1f} MB of text in {:.1f} MB",
+        m_options.output, recorder.changes(), declarations.variables.size(), recorder.firstTime(),
+        recorder.time(), static_cast<double>(input.bytesRead()) / 1e6,
+        static_cast<double>(ignored ? 0 : size) / 1e6));
 }
 
 void run(const Options& options)
 {
-    checkOutput(options.input, options.output, OutputKind::RegularFile);
     const InterruptGuard interrupt;
+    OutputFile output(options.output,
+                      options.store == Store::Transitions ? OutputKind::WholeFile
+                                                          : OutputKind::RegularFile,
+                      options.input);
+    if (output.isReplacement() && options.sync > 0) {
+        tell(fmt::format("{} stays as it is until this ends; what is read meanwhile is in {}",
+                         output.name(), output.path()));
+    }
     SnapshotDirectory directory(options.output);
+    output.start();
     const WatchedEnd end = runWatched([&] {
         try {
-            Import(options, directory, interrupt).run();
+            Import(options, output, directory, interrupt).run();
         } catch (const std::bad_alloc&) {
+            output.discard();
             throw CommandError(fmt::format(
                 "{}: does not fit into the memory while it is made; "
                 "dump fewer variables{}",
                 options.output,
                 options.store == Store::Transitions ? ", or leave --store transitions out" : ""));
+        } catch (...) {
+            output.discard();
+            throw;
         }
     });
     switch (end.kind) {
     case WatchedEnd::Kind::Done:
+        output.keep();
         break;
     case WatchedEnd::Kind::Failed:
-        throw CommandError(end.text);
-    case WatchedEnd::Kind::Aborted: {
-        UnfinishedFile output(options.output);
-        output.start();
+        // The other process has taken its output away, or finished it.
+        output.keep();
+        throw CommandError(output.named(end.text));
+    case WatchedEnd::Kind::Aborted:
         throw CommandError(fmt::format("{}: cannot be written: {}; the unfinished output was "
                                        "removed; make room there and import again",
                                        options.output, end.text));
-    }
     case WatchedEnd::Kind::Killed:
-        if (options.store == Store::Transitions) {
-            UnfinishedFile output(options.output);
-            output.start();
-            throw CommandError(fmt::format("{}: the import was ended by {}; the output, of which "
-                                           "nothing can be read before its end, was removed",
+        if (options.store == Store::Transitions || output.isReplacement()) {
+            throw CommandError(fmt::format("{}: the import was ended by {}; the unfinished output "
+                                           "was removed; import again",
                                            options.output, end.text));
         }
+        output.keep();
         throw CommandError(fmt::format("{}: the import was ended by {}; what had reached the file "
                                        "is there, and it is not closed; import again",
                                        options.output, end.text));
@@ -216,23 +222,24 @@ void addImportCommand(CLI::App& app)
                      "Make what was read so far readable by others every SECONDS; a kill then "
                      "loses no more than that")
         ->type_name("SECONDS")
-        ->check(CLI::PositiveNumber);
+        ->transform(numberAboveZero());
     command
         ->add_option("--division", options->division,
                      "Addresses a bucket. Small ones make the answer for one signal fast, large "
                      "ones save memory; the default depends on the design and the input")
         ->type_name("N")
-        ->check(CLI::Range(1, 1 << 30));
+        ->transform(wholeNumber(1, 1 << 30));
     command->footer(
         "Example:\n"
         "  tracewell import run.vcd run.wdb\n"
         "  tracewell import run.vcd.gz run.wdb\n"
         "What gzip, zstd or xz packed is unpacked on the way, whatever its name.\n"
         "An input without sense is refused, with its line, and leaves no output. One that is cut\n"
-        "off keeps everything up to the cut, says so, and ends with exit code 1. After an error, "
-        "on\n"
-        "a full disk too, the output is taken away; that of a killed import stays, holds what had "
-        "reached it, and is not closed.");
+        "off keeps everything up to the cut, says so, and ends with exit code 1. A recording that "
+        "is\n"
+        "there already is replaced when the new one is finished, and otherwise stays as it was. A\n"
+        "new output is taken away after an error, on a full disk too; that of a killed import\n"
+        "stays, holds what had reached it, and is not closed.");
     command->callback([options, command] {
         if (options->store == Store::Transitions) {
             requireNotGiven(*command, "--sync", options->store);

@@ -9,6 +9,7 @@
 #include "live/ViewerWatch.h"
 #include "names/DeclarationText.h"
 #include "recording/VcdRun.h"
+#include "text/Message.h"
 #include "text/ProgressBar.h"
 #include "text/Terminal.h"
 #include "text/TimeText.h"
@@ -19,8 +20,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <iostream>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -186,7 +185,7 @@ void Replay::say(const std::string& text)
 {
     const bool hasBar = m_bar.has_value();
     m_bar.reset();
-    std::cerr << "tracewell: " + text + "\n" << std::flush;
+    tell(text);
     if (hasBar) {
         m_bar.emplace("replaying");
     }
@@ -201,16 +200,14 @@ void Replay::summarize()
 {
     const SignalRecorder& recorder = m_vcd->recorder();
     const double seconds = Seconds(Clock::now() - m_start).count();
-    std::cerr << fmt::format("{} changes sent, time {} to {}, in {:.1f} s\n", recorder.changes(),
-                             recorder.firstTime(), recorder.time(), seconds);
+    tell(fmt::format("{} changes sent, time {} to {}, in {:.1f} s", recorder.changes(),
+                     recorder.firstTime(), recorder.time(), seconds));
 }
 
 } // namespace
 
 void addReplayCommand(CLI::App& app)
 {
-    const std::map<std::string, OnViewerExit> policies = {
-        {"wait", OnViewerExit::Wait}, {"drop", OnViewerExit::Drop}, {"stop", OnViewerExit::Stop}};
     const auto options = std::make_shared<Options>();
     CLI::App* command =
         app.add_subcommand("replay", "Play the simulation of a VCD, for a viewer beside it");
@@ -225,13 +222,12 @@ void addReplayCommand(CLI::App& app)
                      "Times real time: 1e-6 shows a microsecond of simulation each second; as fast "
                      "as it goes if not given")
         ->type_name("X")
-        ->check(CLI::PositiveNumber);
-    command
-        ->add_option("--on-viewer-exit", options->onViewerExit,
-                     "What to do when the viewer goes: wait for another one (this if not given), "
-                     "drop changes until one comes, or stop")
-        ->type_name("wait|drop|stop")
-        ->transform(CLI::CheckedTransformer(policies, CLI::ignore_case).description(""));
+        ->transform(numberAboveZero());
+    addChoice(
+        *command, "--on-viewer-exit", options->onViewerExit,
+        {{"wait", OnViewerExit::Wait}, {"drop", OnViewerExit::Drop}, {"stop", OnViewerExit::Stop}},
+        "What to do when the viewer goes: wait for another one (this if not given), drop changes "
+        "until one comes, or stop");
     command->footer(
         "Example:\n"
         "  tracewell replay run.vcd --live --speed 1e-6 & tracewell follow live.wdb top.clk\n"

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "commands/OptionValues.h"
+
 #include <CLI/App.hpp>
 
-#include <map>
 #include <string>
 
 namespace tracewell {
@@ -14,17 +15,10 @@ enum class Store { Events, Transitions, Indexed };
 constexpr const char* kStoreOption = "--store";
 
 /// `choices` are the stores that the command knows: {"events", Store::Events}, ...
-inline void addStoreOption(CLI::App& command, Store& store,
-                           const std::map<std::string, Store>& choices)
+inline void addStoreOption(CLI::App& command, Store& store, const Choices<Store>& choices)
 {
-    std::string names;
-    for (const auto& [name, choice] : choices) {
-        names += (names.empty() ? "" : "|") + name;
-    }
-    command.add_option(kStoreOption, store, "What to keep the recording in; events if not given")
-        ->type_name(names)
-        ->transform(CLI::CheckedTransformer(choices).description(""))
-        ->option_text(names);
+    addChoice(command, kStoreOption, store, choices,
+              "What to keep the recording in; events if not given");
 }
 
 /// What makes another command use the same store, with a blank in front; empty for the usual one.

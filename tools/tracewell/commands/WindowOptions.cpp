@@ -1,5 +1,7 @@
 #include "commands/WindowOptions.h"
 
+#include "text/Message.h"
+
 #include <CLI/App.hpp>
 #include <fmt/format.h>
 
@@ -13,9 +15,9 @@ CLI::Validator timeArgument()
         [](std::string& text) {
             return isTimeArgument(text)
                        ? std::string()
-                       : fmt::format("\"{}\" is no time; write a number and, if need be, a unit: "
+                       : fmt::format("{} is no time; write a number and, if need be, a unit: "
                                      "12.5us",
-                                     text);
+                                     quotation(text));
         },
         "", "time");
 }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace tracewell {
 
@@ -29,7 +30,8 @@ void fillLanes(Picture& picture, const SignalValues& values, long long latestTim
     const long long places = std::max(1u, waveWidth);
     // Not the other way round: the product of span and places may be too large.
     picture.window.resolution = (picture.window.to - picture.window.from) / places;
-    const long long shortest = picture.window.resolution * shortestText;
+    const long long most = std::numeric_limits<long long>::max() / std::max(1u, shortestText);
+    const long long shortest = std::min(picture.window.resolution, most) * shortestText;
     for (std::size_t i = 0; i < values.signals().size(); ++i) {
         picture.lanes.push_back(
             makeLane(values, i, picture.window, latestTime, shortest, valueText));

@@ -18,6 +18,9 @@ static_assert(std::atomic<int>::is_always_lock_free);
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
+/// What SIGPIPE did before there was a guard.
+void (*s_onClosedPipe)(int) = SIG_DFL;
+
 void note(int signal)
 {
     *s_interrupted = signal;
@@ -31,7 +34,7 @@ void setHandler(int signal, void (*handler)(int), int flags)
     action.sa_flags = flags;
     ::sigaction(signal, nullptr, &old);
     // A signal that the parent had us ignore (nohup) stays ignored.
-    if (old.sa_handler != SIG_IGN || signal == SIGPIPE) {
+    if (old.sa_handler != SIG_IGN) {
         ::sigaction(signal, &action, nullptr);
     }
 }
@@ -52,7 +55,7 @@ InterruptGuard::InterruptGuard()
     for (const int signal : kSignals) {
         setHandler(signal, &note, static_cast<int>(SA_RESETHAND));
     }
-    setHandler(SIGPIPE, SIG_IGN, 0);
+    s_onClosedPipe = std::signal(SIGPIPE, SIG_IGN);
 }
 
 InterruptGuard::~InterruptGuard()
@@ -60,7 +63,15 @@ InterruptGuard::~InterruptGuard()
     for (const int signal : kSignals) {
         setHandler(signal, SIG_DFL, 0);
     }
-    setHandler(SIGPIPE, SIG_DFL, 0);
+    std::signal(SIGPIPE, s_onClosedPipe);
+}
+
+void InterruptGuard::endByClosedPipe()
+{
+    if (s_onClosedPipe == SIG_DFL) {
+        std::signal(SIGPIPE, SIG_DFL);
+        ::raise(SIGPIPE);
+    }
 }
 
 void InterruptGuard::leaveToParent()

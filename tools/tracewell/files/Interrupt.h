@@ -16,6 +16,10 @@ public:
     /// In a child process: signals are left to the parent, whose guard check() here asks as well.
     static void leaveToParent();
 
+    /// Ends the process as a closed pipe ends one that has no guard, without a word; returns where
+    /// whoever started it has it ignore SIGPIPE.
+    static void endByClosedPipe();
+
     /// Whether one of the signals came.
     bool isInterrupted() const;
     /// \throws CommandError after one of the signals.

@@ -1,7 +1,9 @@
 #include "files/OutputText.h"
 
 #include "CommandError.h"
+#include "files/Interrupt.h"
 #include "files/OwnFile.h"
+#include "files/StandardStreams.h"
 
 #include <fmt/format.h>
 
@@ -18,14 +20,18 @@ constexpr std::size_t kLarge = 256 * 1024;
 
 } // namespace
 
-OutputText::OutputText(const std::string& path)
-    : m_name(path == "-" ? "standard output" : path), m_isFile(path != "-")
+OutputText::OutputText(const std::string& name, const std::string& input)
+    : m_file(name, OutputKind::Any, input), m_isFile(name != "-")
 {
-    m_descriptor = m_isFile ? openOwnFile(path, O_WRONLY | O_CREAT | O_TRUNC) : STDOUT_FILENO;
+    m_file.start();
+    m_descriptor =
+        m_isFile ? openOwnFile(m_file.path(), O_WRONLY | O_CREAT | O_TRUNC) : STDOUT_FILENO;
     if (m_descriptor < 0) {
+        const int error = errno;
+        m_file.keep();
         throw CommandError(
-            fmt::format("{}: cannot be created: {}; check the place and its permissions", m_name,
-                        std::strerror(errno)));
+            fmt::format("{}: cannot be created: {}; check the place and its permissions", name,
+                        std::strerror(error)));
     }
 }
 
@@ -55,29 +61,25 @@ void OutputText::finish()
             fail(errno);
         }
     }
+    m_file.finish();
 }
 
 void OutputText::flush()
 {
-    std::size_t done = 0;
-    while (done < m_text.size()) {
-        const ssize_t written = ::write(m_descriptor, m_text.data() + done, m_text.size() - done);
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            fail(errno);
-        }
-        done += static_cast<std::size_t>(written);
+    if (const int error = writeAll(m_descriptor, m_text.data(), m_text.size())) {
+        fail(error);
     }
     m_text.clear();
 }
 
 void OutputText::fail(int error) const
 {
+    if (!m_isFile && error == EPIPE) {
+        InterruptGuard::endByClosedPipe();
+    }
     throw CommandError(fmt::format(
         "{}: cannot be written: {}; the output was given up, make room or name another place",
-        m_name, std::strerror(error)));
+        m_isFile ? m_file.name() : "standard output", std::strerror(error)));
 }
 
 } // namespace tracewell

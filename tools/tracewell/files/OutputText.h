@@ -1,17 +1,19 @@
 #pragma once
 
+#include "files/OutputFile.h"
+
 #include <string>
 
 namespace tracewell {
 
-/// A text file being written, or the standard output for "-". Gathers the text, so that the caller
-/// appends to text() and calls flushWhenLarge() now and then.
+/// An output of text or other bytes, or the standard output for "-"; see OutputFile. Gathers the
+/// text, so that the caller appends to text() and calls flushWhenLarge() now and then.
 class OutputText
 {
 public:
-    /// Makes the file, or empties the one that is there.
+    /// `input` is what the command reads.
     /// \throws CommandError
-    explicit OutputText(const std::string& path);
+    explicit OutputText(const std::string& name, const std::string& input = {});
     OutputText(const OutputText&) = delete;
     OutputText& operator=(const OutputText&) = delete;
     ~OutputText();
@@ -26,7 +28,7 @@ private:
     void flush();
     [[noreturn]] void fail(int error) const;
 
-    std::string m_name;
+    OutputFile m_file;
     std::string m_text;
     int m_descriptor;
     bool m_isFile;

@@ -1,30 +1,29 @@
 #pragma once
 
-#include "text/Terminal.h"
-
-#include <filesystem>
 #include <string>
-#include <system_error>
 
 namespace tracewell {
 
-/// A directory in the place for temporary files that goes with its guard.
+/// A directory in the place for temporary files that goes with its guard. One at a time.
 class PrivateDirectory
 {
 public:
-    PrivateDirectory() : m_path(makePrivateDirectory()) {}
+    /// \throws CommandError
+    PrivateDirectory();
     PrivateDirectory(const PrivateDirectory&) = delete;
     PrivateDirectory& operator=(const PrivateDirectory&) = delete;
-    ~PrivateDirectory()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
+    ~PrivateDirectory() { remove(); }
 
-    const std::string& path() const { return m_path; }
+    const std::string& path() const { return s_path; }
+
+    /// From here on a storage that fails ends the process with a line of ours, and leaves no such
+    /// directory. For commands that read: what they write is in it.
+    static void watchStorage();
 
 private:
-    std::string m_path;
+    static void remove();
+
+    static std::string s_path;
 };
 
 } // namespace tracewell

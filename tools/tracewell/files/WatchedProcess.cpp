@@ -3,10 +3,13 @@
 #include "CommandError.h"
 #include "files/Interrupt.h"
 #include "files/OwnFile.h"
+#include "files/StandardStreams.h"
 #include "files/TimeReport.h"
 #include "text/Terminal.h"
+#include "text/Utf8.h"
 
 #include "QsimException.h"
+#include "StorageFailure.h"
 
 #include <fmt/format.h>
 
@@ -16,7 +19,6 @@
 #include <cstring>
 #include <exception>
 #include <iostream>
-#include <streambuf>
 #include <string_view>
 
 #include <sys/prctl.h>
@@ -32,43 +34,6 @@ constexpr int kDone = 0;
 constexpr int kAborted = 1;
 constexpr int kFailed = 3;
 
-void writeAll(int descriptor, const char* text, std::size_t size)
-{
-    while (size != 0) {
-        const ssize_t written = ::write(descriptor, text, size);
-        if (written < 0 && errno != EINTR) {
-            return;
-        }
-        if (written > 0) {
-            text += written;
-            size -= static_cast<std::size_t>(written);
-        }
-    }
-}
-
-/// Hands every character on at once: the process may end behind any of them.
-class DescriptorBuffer : public std::streambuf
-{
-public:
-    explicit DescriptorBuffer(int descriptor) : m_descriptor(descriptor) {}
-
-protected:
-    int_type overflow(int_type c) override
-    {
-        const char byte = traits_type::to_char_type(c);
-        writeAll(m_descriptor, &byte, 1);
-        return traits_type::not_eof(c);
-    }
-    std::streamsize xsputn(const char* text, std::streamsize size) override
-    {
-        writeAll(m_descriptor, text, static_cast<std::size_t>(size));
-        return size;
-    }
-
-private:
-    int m_descriptor;
-};
-
 [[noreturn]] void runChild(const std::function<void()>& work, int report, pid_t parent)
 {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -79,17 +44,18 @@ private:
     InterruptGuard::leaveToParent();
     DescriptorBuffer buffer(report);
     std::cerr.rdbuf(&buffer);
+    Tracewell::setStorageFailureHandler({});
     int code = kFailed;
     try {
         work();
         TimeReport::write();
         code = kDone;
     } catch (const CommandError& e) {
-        std::cerr << e.what();
+        std::cerr << printable(e.what());
     } catch (const Qsim::Exception& e) {
-        std::cerr << e.what();
+        std::cerr << printable(e.what());
     } catch (const std::exception& e) {
-        std::cerr << e.what();
+        std::cerr << printable(e.what());
     }
     ::_exit(code);
 }
@@ -108,21 +74,21 @@ std::string readAll(int descriptor)
     }
 }
 
+} // namespace
+
 /// "WDB FATAL ERROR: failed to add block for the following reason: No space left on device".
-std::string reasonOf(std::string text)
+std::string storageReason(std::string line)
 {
     constexpr std::string_view kBeforeReason = "for the following reason: ";
-    const std::size_t at = text.rfind(kBeforeReason);
+    const std::size_t at = line.rfind(kBeforeReason);
     if (at != std::string::npos) {
-        text.erase(0, at + kBeforeReason.size());
+        line.erase(0, at + kBeforeReason.size());
     }
-    while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
+    while (!line.empty() && line.back() == '\n') {
+        line.pop_back();
     }
-    return text;
+    return line;
 }
-
-} // namespace
 
 WatchedEnd runWatched(const std::function<void()>& work)
 {
@@ -152,14 +118,17 @@ WatchedEnd runWatched(const std::function<void()>& work)
         return {};
     }
     if (code == kFailed) {
-        return {WatchedEnd::Kind::Failed, std::move(text)};
+        // The last line is what it failed with.
+        const std::size_t told = text.rfind('\n') + 1;
+        std::cerr << text.substr(0, told) << std::flush;
+        return {WatchedEnd::Kind::Failed, text.substr(told)};
     }
     if (isTerminal(StandardStream::Error)) {
         // Its progress bar.
         std::fputs("\r\x1b[K", stderr);
     }
     if (code == kAborted) {
-        return {WatchedEnd::Kind::Aborted, reasonOf(std::move(text))};
+        return {WatchedEnd::Kind::Aborted, storageReason(std::move(text))};
     }
     return {WatchedEnd::Kind::Killed, WIFSIGNALED(status)
                                           ? fmt::format("signal {}", WTERMSIG(status))

@@ -18,6 +18,9 @@ struct WatchedEnd
     std::string text;
 };
 
+/// What a line of the library about a broken storage says of the cause alone.
+std::string storageReason(std::string line);
+
 /// Runs `work` in a child process and waits for its end. A writer that meets a storage error ends
 /// its process on the spot, so whoever takes its unfinished output away must be another process.
 /// What the child writes to std::cerr comes out here, when it is over. The child does not outlive

@@ -1,8 +1,11 @@
 #include "live/EventViewer.h"
 
 #include "CommandError.h"
+#include "files/WatchedProcess.h"
 #include "live/LibraryWords.h"
 #include "wave/TreeValues.h"
+
+#include "StorageFailure.h"
 
 #include <fmt/format.h>
 
@@ -26,6 +29,24 @@ unsigned long long memorySize(const SignalNames& names)
 }
 
 } // namespace
+
+// With a handler the process goes on over a file that cannot be written; check() tells the reason.
+EventViewer::EventViewer(const LiveChannel& channel, const std::string& output)
+    : m_channel(channel), m_output(output)
+{
+    Tracewell::setStorageFailureHandler([this](const std::string& line) {
+        const std::lock_guard<std::mutex> lock(m_failureMutex);
+        if (m_failure.empty()) {
+            m_failure = line;
+        }
+    });
+}
+
+EventViewer::~EventViewer()
+{
+    m_reader.reset();
+    Tracewell::setStorageFailureHandler({});
+}
 
 bool EventViewer::isOffered() const
 {
@@ -69,6 +90,16 @@ void EventViewer::beginAnew(const SignalNames& names, const std::string& /*nameT
 {
     m_reader->setMemFileSize(memorySize(names));
     m_reader->relaunchAfterRestart();
+}
+
+void EventViewer::check() const
+{
+    const std::lock_guard<std::mutex> lock(m_failureMutex);
+    if (!m_failure.empty()) {
+        throw CommandError(fmt::format("{}: cannot be written: {}; what had reached the file is "
+                                       "there, and it is not closed; make room and follow again",
+                                       m_output, storageReason(m_failure)));
+    }
 }
 
 std::unique_ptr<SignalValues> EventViewer::values(const SignalNames& names,

@@ -5,7 +5,9 @@
 
 #include "WdbLiveReader.h"
 
+#include <mutex>
 #include <optional>
+#include <string>
 
 namespace tracewell {
 
@@ -13,9 +15,8 @@ namespace tracewell {
 class EventViewer : public LiveViewer
 {
 public:
-    EventViewer(const LiveChannel& channel, const std::string& output)
-        : m_channel(channel), m_output(output)
-    {}
+    EventViewer(const LiveChannel& channel, const std::string& output);
+    ~EventViewer() override;
 
     bool isOffered() const override;
     bool isTaken() const override;
@@ -30,6 +31,8 @@ public:
         m_reader->getTraffic(stored, sent);
     }
     void sync() override { m_reader->sync(); }
+    void check() const override;
+    void finish() override { check(); }
     std::unique_ptr<SignalValues> values(const SignalNames& names,
                                          std::vector<Signal> signals) override;
     void whileSteady(const std::function<void()>& ask) override;
@@ -38,6 +41,9 @@ private:
     const LiveChannel& m_channel;
     std::string m_output;
     std::optional<PrivateDirectory> m_directory;
+    /// Guards m_failure, which a thread of the library may set.
+    mutable std::mutex m_failureMutex;
+    std::string m_failure;
     std::unique_ptr<Tracewell::WdbLiveReader> m_reader;
 };
 

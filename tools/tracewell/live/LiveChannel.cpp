@@ -1,6 +1,7 @@
 #include "live/LiveChannel.h"
 
 #include "CommandError.h"
+#include "commands/OptionValues.h"
 
 #include "OutputFileNames.h"
 
@@ -35,7 +36,7 @@ void LiveChannel::addTo(CLI::App& command)
 {
     command.add_option("--channel", m_number, "Number of the channel; 0 if not given")
         ->type_name("N")
-        ->check(CLI::Range(0, kMostChannels));
+        ->transform(wholeNumber(0, kMostChannels));
     command
         .add_option("--snapshot", m_snapshot,
                     "Name of the simulated design; \"live\" if not given. Both sides name the same")

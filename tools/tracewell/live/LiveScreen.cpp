@@ -1,12 +1,12 @@
 #include "live/LiveScreen.h"
 
+#include "text/Output.h"
 #include "text/Terminal.h"
 #include "text/Utf8.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iostream>
 
 namespace tracewell {
 
@@ -48,7 +48,9 @@ void LiveScreen::show(const std::vector<std::string>& lines)
     text += "\x1b[J";
     m_columns = width;
     m_rows = static_cast<unsigned int>(room);
-    std::cout << text << std::flush;
+    Output out;
+    out << text;
+    out.finish();
 }
 
 } // namespace tracewell

@@ -1,7 +1,6 @@
 #include "live/TransitionViewer.h"
 
 #include "CommandError.h"
-#include "files/UnfinishedFile.h"
 #include "live/LibraryWords.h"
 #include "wave/TransitionValues.h"
 
@@ -93,8 +92,6 @@ void TransitionViewer::check() const
 {
     const int error = m_dataBase->getFileError();
     if (error != 0) {
-        UnfinishedFile output(m_output);
-        output.start();
         throw CommandError(fmt::format("{}: cannot be written: {}; the unfinished output was "
                                        "removed; make room there and follow again",
                                        m_output, std::strerror(error)));

@@ -1,6 +1,7 @@
 #include "recording/WindowRecording.h"
 
 #include "CommandError.h"
+#include "files/OutputFile.h"
 #include "names/DeclarationText.h"
 #include "recording/SegmentPlayer.h"
 #include "recording/SnapshotDirectory.h"
@@ -52,9 +53,11 @@ void WindowRecording::open(const std::string& output, const SnapshotDirectory& d
                            const DataLayout& layout, unsigned long long inputSize)
 {
     m_output = output;
+    // What cannot be made at the end is refused now.
+    const OutputFile possible(output, OutputKind::WholeFile);
     m_paths = {output + ".1", output + ".2"};
-    for (const std::string* const path : {&m_output, &m_paths[0], &m_paths[1]}) {
-        removeFile(*path);
+    for (const std::string& path : m_paths) {
+        removeFile(path);
     }
     m_segment->open(present(), directory, layout, inputSize);
 }
@@ -94,27 +97,29 @@ void WindowRecording::finish(long long lastTime, SnapshotDirectory& directory, c
 {
     watchStorage();
     try {
+        OutputFile output(m_output, OutputKind::WholeFile);
         m_segment->finish(lastTime, directory, m_declarations);
         requireStorage();
         const bool isAll = !m_hasPrevious && lastTime - m_window <= m_start &&
                            m_outputStore == ValueRecorder::Store::Events;
-        if (isAll && ::rename(present().c_str(), m_output.c_str()) == 0) {
+        if (isAll && output.take(present())) {
             return;
         }
-        merge(lastTime, directory);
+        output.start();
+        merge(output.path(), lastTime, directory);
         requireStorage();
+        output.finish();
     } catch (const Qsim::Exception& e) {
-        ::unlink(m_output.c_str());
         throw CommandError(remedied(fmt::format("{}: {}", m_output, e.getMessage())));
     } catch (const CommandError& e) {
-        ::unlink(m_output.c_str());
         throw CommandError(remedied(e.what()));
     }
     ::unlink(present().c_str());
     ::unlink(previous().c_str());
 }
 
-void WindowRecording::merge(long long lastTime, SnapshotDirectory& directory)
+void WindowRecording::merge(const std::string& path, long long lastTime,
+                            SnapshotDirectory& directory)
 {
     const long long start = m_hasPrevious ? m_previousStart : m_start;
     const long long from = lastTime - start > m_window ? lastTime - m_window : start;
@@ -122,7 +127,7 @@ void WindowRecording::merge(long long lastTime, SnapshotDirectory& directory)
         m_outputStore == ValueRecorder::Store::Events ? makeEventWriter(0) : makeTransitionWriter();
     SegmentPlayer player(m_declarations, m_layout, file->writer(), file->store(), from);
     directory.write(writeDeclarations(m_declarations));
-    file->open(m_output, directory, m_layout, 0);
+    file->open(path, directory, m_layout, 0);
     directory.remove();
     // Events that fired just when the present segment began are in the one before.
     if (m_hasPrevious && from <= m_start) {

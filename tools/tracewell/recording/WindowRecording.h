@@ -32,7 +32,7 @@ public:
     /// That of the segments. The recorder for it must remember texts.
     Tracewell::IWdbWriter& writer() override { return m_segment->writer(); }
     ValueRecorder::Store store() const override { return ValueRecorder::Store::Events; }
-    /// Removes an output, and segments, of an earlier run.
+    /// Removes segments of an earlier run; an output stays until the new one is finished.
     void open(const std::string& output, const SnapshotDirectory& directory,
               const DataLayout& layout, unsigned long long inputSize) override;
     void flush() override { m_segment->flush(); }
@@ -56,7 +56,7 @@ private:
     bool isFull(long long time, const ValueRecorder& values);
     const std::string& present() const { return m_paths[m_presentIndex]; }
     const std::string& previous() const { return m_paths[1 - m_presentIndex]; }
-    void merge(long long lastTime, SnapshotDirectory& directory);
+    void merge(const std::string& path, long long lastTime, SnapshotDirectory& directory);
     void watchStorage();
     void requireStorage();
     std::string remedied(const std::string& line);

@@ -2,8 +2,11 @@
 
 #include "CommandError.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 
 namespace tracewell {
@@ -27,8 +30,9 @@ void Output::finish()
 void Output::check() const
 {
     if (!m_stream) {
-        throw CommandError("standard output: could not be written to the end; the answer is cut "
-                           "off, make room and ask again");
+        throw CommandError(fmt::format("standard output: could not be written to the end: {}; the "
+                                       "answer is cut off, make room and ask again",
+                                       std::strerror(errno)));
     }
 }
 

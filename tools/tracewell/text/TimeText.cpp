@@ -1,6 +1,7 @@
 #include "text/TimeText.h"
 
 #include "CommandError.h"
+#include "text/Message.h"
 
 #include <fmt/format.h>
 
@@ -201,13 +202,12 @@ long long TimeText::parse(std::string_view text, Rounding rounding) const
     Parts parts;
     if (!takeApart(text, parts)) {
         throw CommandError(
-            fmt::format("\"{}\" is no time; write a number and, if need be, a unit: 12.5us", text));
+            fmt::format("{} is no time; write a number and, if need be, a unit: 12.5us", quotation(text)));
     }
     if (parts.unit != nullptr && !m_known) {
         throw CommandError(
-            fmt::format("\"{}\": the recording states no timescale; give the time as "
-                        "a plain number",
-                        text));
+            fmt::format("{}: the recording states no timescale; give the time as a plain number",
+                        quotation(text)));
     }
 
     Wide value = parts.mantissa;

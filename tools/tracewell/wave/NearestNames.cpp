@@ -93,4 +93,20 @@ std::vector<std::string> nearestNames(std::string_view name, const std::vector<S
     return names;
 }
 
+std::string nearestWord(std::string_view word, const std::vector<std::string>& words)
+{
+    const std::string wanted = lowerCase(word);
+    std::size_t least = std::max<std::size_t>(1, wanted.size() / 3) + 1;
+    std::string nearest;
+    for (const std::string& candidate : words) {
+        const bool isStart = wanted.size() > 1 && candidate.compare(0, wanted.size(), wanted) == 0;
+        const std::size_t distance = isStart ? 0 : editDistance(candidate, wanted, least);
+        if (distance < least) {
+            least = distance;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
 } // namespace tracewell

@@ -1,11 +1,9 @@
 #include "wave/Shortfalls.h"
 
-#include "text/Utf8.h"
+#include "text/Message.h"
 
 #include <CLI/Error.hpp>
 #include <fmt/format.h>
-
-#include <iostream>
 
 namespace tracewell {
 
@@ -14,7 +12,7 @@ bool tellShortfalls(const std::string& path, const Shortfalls& source)
     const std::vector<std::string> shortfalls = source.shortfalls();
     for (const std::vector<std::string>& lines : {source.notices(), shortfalls}) {
         for (const std::string& line : lines) {
-            std::cerr << fmt::format("tracewell: {}: {}\n", printable(path), printable(line));
+            tell(fmt::format("{}: {}", path, line));
         }
     }
     return !shortfalls.empty();

@@ -126,7 +126,7 @@ void TransitionStream::askForHistory()
 /// The next part of the drawing. Its parts overlap by what holds where one begins.
 void TransitionStream::askForDrawing()
 {
-    const long long pixel = m_window.resolution + 1;
+    const long long pixel = std::min(m_window.resolution, kLastTime - 1) + 1;
     const bool isLast = m_from > m_window.to || (m_window.to - m_from) / pixel < kPixels;
     const long long to = isLast ? m_window.to : m_from + kPixels * pixel;
     std::vector<Transition> answers;

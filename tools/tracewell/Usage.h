@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace tracewell {
+
+/// What makes no sense in `words`, the arguments behind the program's name, that begin with the
+/// name of one of its commands; with what was meant, perhaps, and where to read on. Empty when they
+/// can be parsed; then just values may be wrong.
+std::string usageComplaint(const CLI::App& app, const std::vector<std::string>& words);
+
+/// Why `word` is no command.
+std::string commandComplaint(const CLI::App& app, const std::string& word);
+
+} // namespace tracewell

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tracewell {
+
+/// For the transform() of an option: only such a value is taken, and a word on another one.
+CLI::Validator wholeNumber(long long least, long long most);
+/// Plain or with a power of ten, up to a milliard.
+CLI::Validator numberAboveZero();
+CLI::Validator numberFromZero();
+
+/// Why `word` is none of `words`, with the nearest of them.
+std::string noneOf(const std::string& word, const std::vector<std::string>& words);
+
+template <typename Choice> using Choices = std::vector<std::pair<std::string, Choice>>;
+
+/// An option that takes one of a few words, spelled just so.
+template <typename Choice>
+CLI::Option* addChoice(CLI::App& command, const std::string& name, Choice& value,
+                       const Choices<Choice>& choices, const std::string& description)
+{
+    std::vector<std::string> words;
+    std::string type;
+    for (const auto& [word, choice] : choices) {
+        words.push_back(word);
+        type += (type.empty() ? "" : "|") + word;
+    }
+    const std::function<void(const std::string&)> take = [&value, choices, words,
+                                                          name](const std::string& given) {
+        for (const auto& [word, choice] : choices) {
+            if (word == given) {
+                value = choice;
+                return;
+            }
+        }
+        throw CLI::ValidationError(name, noneOf(given, words));
+    };
+    return command.add_option_function(name, take, description)->type_name(type);
+}
+
+} // namespace tracewell

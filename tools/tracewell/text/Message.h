@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tracewell {
+
+/// One line on the standard error stream, with the program's name in front. Whatever names it
+/// holds, a terminal takes it without harm.
+void tell(std::string_view line);
+
+/// What somebody wrote, in quotes for a message. Only the beginning, when it is too long.
+std::string quotation(std::string_view text);
+
+} // namespace tracewell
