@@ -52,6 +52,34 @@ public:
         return file;
     }
 
+    /// Damages what is checked when it is read, in ways of disks: a cut, a flipped bit, zeros, or
+    /// bytes that belong elsewhere, behind the first stored block and outside the names.
+    std::string spoil(std::mt19937& random) const
+    {
+        std::string file = m_sound;
+        const std::size_t first = m_sound.find("\x78\x01", 64);
+        const std::size_t size = 1 + random() % 300;
+        std::size_t at = 0;
+        do
+            at = first + random() % (file.size() - size - first);
+        while (!m_text.empty() && at + size > m_text.front() && at < m_text.back() + 20);
+        switch (random() % 4) {
+        case 0:
+            file.resize(first + random() % (file.size() - first));
+            break;
+        case 1:
+            file[at] = static_cast<char>(file[at] ^ 1 << random() % 8);
+            break;
+        case 2:
+            file.replace(at, size, size, '\0');
+            break;
+        default:
+            file.replace(at, size, m_sound, first + random() % (file.size() - size - first), size);
+            break;
+        }
+        return file;
+    }
+
 private:
     struct Stream
     {

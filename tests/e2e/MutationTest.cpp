@@ -127,4 +127,42 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
     EXPECT_LT(refused, 3 * mutations);
 }
 
+TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
+{
+    ASSERT_EQ(run({"import", "--store", "indexed", "run.vcd", "index.wdb"}).exitCode(), 0);
+    const std::vector<std::vector<std::string>> commands = {
+        {"values", "bad.wdb", "*"},           {"next", "bad.wdb", "100", "*"},
+        {"previous", "bad.wdb", "9000", "*"}, {"draw", "bad.wdb"},
+        {"export", "bad.wdb", "-"},           {"events", "bad.wdb"},
+        {"diff", "bad.wdb", "run.vcd"}};
+    const unsigned int seed = numberFromEnvironment("TRACEWELL_SEED", std::random_device{}());
+    const unsigned int mutations = numberFromEnvironment("TRACEWELL_MUTATIONS", 60);
+    SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (const char* const sound : {"imported.wdb", "index.wdb"}) {
+        const std::string content = readFile(m_directory.path(sound));
+        const FileMutator mutator(content);
+        writeFile(m_directory.path("bad.wdb"), content);
+        std::vector<std::string> answers;
+        for (const auto& command : commands)
+            answers.push_back(run(command).out);
+        unsigned int told = 0;
+        for (unsigned int i = 0; i < mutations; ++i) {
+            writeFile(m_directory.path("bad.wdb"), mutator.spoil(random));
+            for (std::size_t part = i % 2; part < commands.size(); part += 2) {
+                const Outcome outcome = run(commands[part]);
+                SCOPED_TRACE(std::string(sound) + ", mutation " + std::to_string(i) + ": " +
+                             outcome.describe());
+                if (outcome.out == answers[part])
+                    continue;
+                ++told;
+                EXPECT_EQ(outcome.exitCode(), commands[part][0] == "diff" ? 2 : 1);
+                EXPECT_EQ(outcome.err.rfind("tracewell: bad.wdb: ", 0), 0u);
+                EXPECT_EQ(outcome.err.find('\n') + 1, outcome.err.size());
+            }
+        }
+        EXPECT_GT(told, mutations / 4);
+    }
+}
+
 } // namespace Tracewell

@@ -153,7 +153,9 @@ Reading::Result Reading::run(std::vector<std::string> arguments)
 
     Result result;
     std::ostringstream captured;
+    std::ostringstream told;
     std::streambuf* const before = std::cout.rdbuf(captured.rdbuf());
+    std::streambuf* const errorBefore = std::cerr.rdbuf(told.rdbuf());
     try {
         app.parse(arguments);
     } catch (const CLI::RuntimeError& e) {
@@ -166,7 +168,9 @@ Reading::Result Reading::run(std::vector<std::string> arguments)
         result = {1, {}, e.what()};
     }
     std::cout.rdbuf(before);
+    std::cerr.rdbuf(errorBefore);
     result.out = captured.str();
+    result.error += told.str();
     return result;
 }
 

@@ -168,7 +168,7 @@ TEST_P(TransitionDamage, isFoundWithItsPlace)
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.out, HasSubstr(GetParam().finding));
     EXPECT_EQ(run({"verify", path(), "--json"}).code, 1);
-    EXPECT_THAT(output("info"), HasSubstr("tracewell verify"));
+    EXPECT_THAT(run({"info", path()}).error, HasSubstr("tracewell verify"));
 }
 
 // The clock comes first: a root with a full leaf and another one.

@@ -34,6 +34,7 @@ target_sources(tracewell_cli PRIVATE
   text/TimeText.cpp
   text/Utf8.cpp
   text/ValueText.cpp
+  wave/DamageText.cpp
   wave/DenseCursor.cpp
   wave/EventWaveFile.cpp
   wave/FileKind.cpp

@@ -153,6 +153,9 @@ void run(const Options& options)
         }
         for (; !buckets[i]->isEof(); ++*buckets[i]) {
             buckets[i]->getEventBlock(block);
+            if (block.isDamaged()) {
+                break;
+            }
             const unsigned long long bucket =
                 division == 0 ? 0
                               : static_cast<unsigned long long>(block.getBaseAddress()) / division;

@@ -127,8 +127,13 @@ void run(const Options& options)
     Found found;
     found.signal = signals.front();
     found.time = file.timeText().parse(options.time, Rounding::Down);
+    const unsigned long long damages = file.damageLog().getCount();
     found.answer =
         findState(*database, file.storage(), found.signal, std::min(found.time, file.end()));
+    if (file.damageLog().getCount() != damages) {
+        // What was found may be older than what was lost.
+        found.answer = {};
+    }
     if (found.time > file.end()) {
         found.answer.state.firings = 0;
     }

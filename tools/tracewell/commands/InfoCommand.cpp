@@ -8,12 +8,14 @@
 #include "WdbEventBlockDatabaseFactory.h"
 
 #include <CLI/App.hpp>
+#include <CLI/Error.hpp>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -266,6 +268,14 @@ void run(const Options& options)
         printText(out, options.file, survey);
     }
     out.finish();
+    const bool isUnfinished = survey.transitions && survey.ending == Survey::Ending::NeverClosed;
+    if (survey.findings.damages() > 0 && !isUnfinished) {
+        std::cerr << fmt::format("tracewell: {}: damaged in {} place{}; tracewell verify tells "
+                                 "more\n",
+                                 printable(options.file), survey.findings.damages(),
+                                 survey.findings.damages() == 1 ? "" : "s");
+        throw CLI::RuntimeError(1);
+    }
 }
 
 } // namespace

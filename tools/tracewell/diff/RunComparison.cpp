@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace tracewell {
 
@@ -127,7 +128,7 @@ void RunComparison::goThrough(const Window& window, const std::function<void(dou
 {
     for (peek(); (m_a.hasNext || m_b.hasNext) && m_left > 0; peek()) {
         m_time = !m_b.hasNext ? m_a.next : !m_a.hasNext ? m_b.next : std::min(m_a.next, m_b.next);
-        if (m_time > window.to) {
+        if (m_time > window.to || isBehindEnd()) {
             return;
         }
         bool isChanged = false;
@@ -138,12 +139,26 @@ void RunComparison::goThrough(const Window& window, const std::function<void(dou
         if (++m_step % kStepsOfProgress == 0) {
             progress(std::min(m_a.stream.progress(), m_b.stream.progress()));
         }
+        if (isBehindEnd()) {
+            return;
+        }
         if (isChanged) {
             compareChanged(m_a);
             compareChanged(m_b);
         }
     }
-    m_sawEnds = !m_a.hasNext && !m_b.hasNext;
+    constexpr long long kNoEnd = std::numeric_limits<long long>::max();
+    m_sawEnds =
+        !m_a.hasNext && !m_b.hasNext && m_a.stream.end() == kNoEnd && m_b.stream.end() == kNoEnd;
+}
+
+/// Where one of the runs lacks something, nothing is known of differences.
+bool RunComparison::isBehindEnd() const
+{
+    constexpr long long kNoEnd = std::numeric_limits<long long>::max();
+    const long long a = m_a.stream.end();
+    const long long b = m_b.stream.end();
+    return (a != kNoEnd && m_time > m_scale.ofA(a)) || (b != kNoEnd && m_time > m_scale.ofB(b));
 }
 
 /// Both runs come to the start of the window at once, wherever their own steps before it lie.

@@ -77,6 +77,7 @@ private:
     void select(const Window& window);
     void goThrough(const Window& window, const std::function<void(double)>& progress);
     void peek();
+    bool isBehindEnd() const;
     void compareChanged(const Side& side);
     void compare(std::uint32_t index);
     bool isSame(std::uint32_t index);

@@ -4,6 +4,7 @@
 #include "wave/Shortfalls.h"
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -93,6 +94,10 @@ public:
     /// Up to when the recording goes: of a database known from the start, of a text once the
     /// end has come. May lie behind the last change.
     virtual long long latestTime() const = 0;
+
+    /// What comes behind it is left out, by this stream or those that it reads: damage brings it
+    /// down on the way.
+    virtual long long end() const { return std::numeric_limits<long long>::max(); }
 
     /// How much of the recording has been gone through, 0 to 1; 0 where that is not known.
     virtual double progress() const = 0;

@@ -35,19 +35,18 @@ void EventChanges::choose(const std::vector<std::uint32_t>& objects)
                    DataLayout::sizeOf(declarations().objects[object]), division);
         addBuckets(addresses, layout().overrideOf(object), sizeof(TextReference), division);
     }
-    m_events.emplace(m_file.database(),
-                     database.getEventBlockDatabaseIterator(
-                         std::vector<long long>(addresses.begin(), addresses.end())),
-                     path());
+    m_events.emplace(m_file.database(), std::vector<long long>(addresses.begin(), addresses.end()),
+                     m_file.damageLog(), path());
     m_event = m_events->next();
 }
 
 bool EventChanges::findNext(long long& time)
 {
     if (!m_events) {
-        m_events.emplace(m_file.database(), path());
+        m_events.emplace(m_file.database(), std::nullopt, m_file.damageLog(), path());
         m_event = m_events->next();
     }
+    m_file.endAt(m_events->end());
     if (m_event == nullptr || m_event->getTime() > m_file.end()) {
         return false;
     }
@@ -55,8 +54,25 @@ bool EventChanges::findNext(long long& time)
     return true;
 }
 
+/// What only damaged texts tell, nothing tells: there the run ends.
+bool EventChanges::advance()
+{
+    const bool isChanged = ReplayedChanges::advance();
+    for (const std::uint32_t object : changed()) {
+        if (!values().isTextThere(object) && !m_texts.damage().empty()) {
+            m_file.endAt(time() - 1);
+            dropChanges();
+            return false;
+        }
+    }
+    return isChanged;
+}
+
 std::vector<std::string> EventChanges::shortfalls() const
 {
+    if (const std::optional<std::string> text = m_file.damageText(m_texts.damage())) {
+        return {*text};
+    }
     std::vector<std::string> lines = m_file.shortfalls();
     const std::vector<std::string> texts = ReplayedChanges::shortfalls();
     if (m_reach == Reach::Whole) {
@@ -67,6 +83,9 @@ std::vector<std::string> EventChanges::shortfalls() const
 
 std::vector<std::string> EventChanges::notices() const
 {
+    if (m_file.damageText(m_texts.damage())) {
+        return {};
+    }
     std::vector<std::string> lines = m_file.notices();
     const std::vector<std::string> texts = ReplayedChanges::shortfalls();
     if (m_reach == Reach::Beyond) {

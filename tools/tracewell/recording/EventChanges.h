@@ -5,6 +5,7 @@
 #include "recording/TextLookup.h"
 #include "wave/EventWaveFile.h"
 
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +24,11 @@ public:
     const Declarations& declarations() const override { return m_file.declarations(); }
     const DataLayout& layout() const override { return m_file.layout(); }
     long long latestTime() const override { return m_file.latestTime(); }
+    bool advance() override;
+    long long end() const override
+    {
+        return m_file.isCut() ? m_file.end() : std::numeric_limits<long long>::max();
+    }
     std::vector<std::string> shortfalls() const override;
     std::vector<std::string> notices() const override;
 

@@ -50,6 +50,8 @@ protected:
     virtual void choose(const std::vector<std::uint32_t>&) {}
     /// The time of what comes next; false at the end.
     virtual bool findNext(long long& time) = 0;
+    /// The step at hand changes nothing that could be told.
+    void dropChanges() { m_changed.clear(); }
     /// Applies everything of that time to values().
     virtual void applyNext() = 0;
 

@@ -26,6 +26,11 @@ TextLookup::TextLookup(const std::string& path)
     }
     m_scratch = std::make_unique<Tracewell::WdbStringBlock>(
         Tracewell::WdbStringMapDatabaseHeader::getDefaultBlockSize());
+}
+
+void TextLookup::listBlocks()
+{
+    m_isListed = true;
     for (auto i = m_map->getIterator(); !i.isEof(); ++i) {
         Block block{};
         i.getBlockInfo(block.handle, block.size, block.startId, block.count);
@@ -53,6 +58,9 @@ std::optional<std::string> TextLookup::find(const TextReference& reference)
 
 const std::vector<std::string>* TextLookup::textsOf(long long id, long long& startId)
 {
+    if (m_map && !m_isListed) {
+        listBlocks();
+    }
     // Ids go up from block to block.
     const auto behind =
         std::upper_bound(m_blocks.begin(), m_blocks.end(), id,
@@ -72,7 +80,7 @@ const std::vector<std::string>* TextLookup::textsOf(long long id, long long& sta
     m_map->loadDataBlock(block.handle, block.size, *m_scratch);
     OpenBlock opened{index, {}};
     auto texts = m_scratch->getStringBlockIterator();
-    while (texts.hasNext()) {
+    while (!m_scratch->isDamaged() && texts.hasNext()) {
         opened.texts.emplace_back(texts.next().text);
     }
     m_open.push_front(std::move(opened));

@@ -26,6 +26,11 @@ public:
 
     /// None when a part of the text is not in the file: its writer was killed.
     std::optional<std::string> find(const TextReference& reference) override;
+    /// What was met that could not be read. The texts of a damaged block count as missing.
+    std::vector<Tracewell::WdbDamage> damage() const
+    {
+        return m_fileManager.getDamageLog().getPlaces();
+    }
 
 private:
     struct Block
@@ -41,11 +46,14 @@ private:
         std::vector<std::string> texts;
     };
 
+    void listBlocks();
     const std::vector<std::string>* textsOf(long long id, long long& startId);
 
     Tracewell::WdbFileManager m_fileManager;
     /// Goes before the file manager.
     std::unique_ptr<Tracewell::WdbStringMapDatabase> m_map;
+    /// When the first text is asked for.
+    bool m_isListed = false;
     std::vector<Block> m_blocks;
     /// The latest used first.
     std::list<OpenBlock> m_open;

@@ -105,7 +105,7 @@ bool TransitionChanges::findNext(long long& time)
         gather();
     }
     time = m_changes.peek()->time;
-    return true;
+    return time <= m_file.end();
 }
 
 void TransitionChanges::applyNext()

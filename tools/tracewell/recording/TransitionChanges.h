@@ -23,6 +23,8 @@ public:
     const Declarations& declarations() const override { return m_file.declarations(); }
     const DataLayout& layout() const override { return m_file.layout(); }
     long long latestTime() const override { return m_file.latestTime(); }
+    long long end() const override { return m_file.end(); }
+    std::vector<std::string> shortfalls() const override { return m_file.shortfalls(); }
 
 protected:
     void choose(const std::vector<std::uint32_t>& objects) override;

@@ -219,6 +219,17 @@ TextReference ValueReplay::referenceAt(long long address) const
     return reference;
 }
 
+bool ValueReplay::isTextThere(std::uint32_t object)
+{
+    const bool isString = m_declarations.objects[object].objectClass == ObjectClass::String;
+    TextReference reference = referenceAt(m_layout.overrideOf(object));
+    if (reference.kind == 0 && isString) {
+        reference = referenceAt(m_layout.addressOf(object));
+    }
+    return kTextKinds.find(static_cast<char>(reference.kind)) == std::string_view::npos ||
+           m_texts.find(reference).has_value();
+}
+
 /// False when there is no text, or none that can be found.
 bool ValueReplay::appendText(std::string& out, const TextReference& reference)
 {

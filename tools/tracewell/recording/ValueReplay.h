@@ -58,6 +58,8 @@ public:
     /// How often the event fired between the last two calls of takeChanges.
     unsigned long long firings(std::uint32_t object) const;
 
+    /// False when the object's value is a text that is not in the file.
+    bool isTextThere(std::uint32_t object);
     /// Values whose text is not in the file.
     unsigned long long missingTexts() const { return m_missingTexts; }
 

@@ -140,6 +140,14 @@ void claimDebugData(const SurveyContext& context, long long offset)
 {
     Place place;
     place.section = kDebugSection;
+    constexpr long long kHeaderSize = sizeof(TransitionHeader);
+    if (offset < kHeaderSize || offset > context.file.size()) {
+        context.damage(
+            place,
+            fmt::format("it starts at {}, in a file of {} bytes", offset, context.file.size()),
+            "all names");
+        return;
+    }
     const long long size = context.file.size() - offset;
     if (context.claim(place, "the debug data", offset, size, "all names")) {
         context.survey.sections.push_back({kDebugSection, 0, offset, size});

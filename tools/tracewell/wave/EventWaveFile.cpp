@@ -2,10 +2,13 @@
 
 #include "CommandError.h"
 #include "files/PrivateDirectory.h"
+#include "wave/DamageText.h"
 #include "wave/FileKind.h"
 #include "wave/TreeValues.h"
 
 #include "QsimException.h"
+#include "WdbCommonReader.h"
+#include "WdbEventBlock.h"
 #include "WdbEventBlockDatabaseFactory.h"
 #include "WdbEventReaderFactory.h"
 #include "WdbFileManager.h"
@@ -14,12 +17,15 @@
 
 #include <cstdlib>
 #include <limits>
+#include <optional>
+#include <set>
 #include <string_view>
 
 namespace tracewell {
 
 namespace {
 
+using Tracewell::WdbDamage;
 using Tracewell::WdbEventBlockDatabaseFactory;
 using Tracewell::WdbEventReaderFactory;
 using Tracewell::WdbFileManager;
@@ -82,8 +88,90 @@ void EventWaveFile::findEnd(Reach reach)
                                                            : m_wholeness.upTo;
 }
 
+const Tracewell::WdbDamageLog& EventWaveFile::damageLog()
+{
+    database();
+    return m_fileManager->getDamageLog();
+}
+
+void EventWaveFile::endAt(long long end)
+{
+    m_isCutByDamage = m_isCutByDamage || end < m_end;
+    m_end = std::min(m_end, end);
+}
+
+void EventWaveFile::checkBuckets(const std::vector<long long>& addresses)
+{
+    if (damage({}).empty()) {
+        return;
+    }
+    const auto division = static_cast<long long>(
+        std::max(1ull, database().getEventDatabaseHeader().m_bucketDivision));
+    std::set<long long> seen;
+    for (const long long address : addresses) {
+        if (address >= 0 && seen.insert(address / division).second) {
+            endAt(findBucketEnd(address));
+        }
+    }
+}
+
+/// One event of a time is not all of that time, so what is whole ends before the last one in front
+/// of the damage.
+long long EventWaveFile::findBucketEnd(long long address)
+{
+    const Tracewell::WdbDamageLog& log = damageLog();
+    const unsigned long long before = log.getCount();
+    Tracewell::WdbEventBlock block(database().getEventDatabaseHeader().m_maxEventBlockSize, 0);
+    long long last = 0;
+    for (const auto& blocks : database().getEventBlockDatabaseIterator({address})) {
+        for (; log.getCount() == before && !blocks->isEof(); ++*blocks) {
+            blocks->getEventBlock(block);
+            if (log.getCount() == before && !block.isEmpty()) {
+                auto event = block.getIterator();
+                event.setIndex(block.size() - 1);
+                last = std::max(last, (*event).getTime());
+            }
+        }
+    }
+    return log.getCount() == before ? std::numeric_limits<long long>::max() : last - 1;
+}
+
+std::vector<WdbDamage> EventWaveFile::damage(const std::vector<WdbDamage>& more) const
+{
+    std::vector<WdbDamage> places;
+    const auto add = [&](const std::vector<WdbDamage>& found) {
+        for (const WdbDamage& place : found) {
+            const auto isSame = [&](const WdbDamage& known) {
+                return known.m_kind == place.m_kind && known.m_offset == place.m_offset;
+            };
+            if (std::none_of(places.begin(), places.end(), isSame)) {
+                places.push_back(place);
+            }
+        }
+    };
+    add(dynamic_cast<const Tracewell::WdbCommonReader&>(*m_reader).getDamageLog().getPlaces());
+    if (m_fileManager) {
+        add(m_fileManager->getDamageLog().getPlaces());
+    }
+    add(more);
+    return places;
+}
+
+std::optional<std::string> EventWaveFile::damageText(const std::vector<WdbDamage>& more) const
+{
+    const std::vector<WdbDamage> places = damage(more);
+    if (places.empty()) {
+        return std::nullopt;
+    }
+    return describeDamage(places, m_database->getEventDatabaseHeader().m_bucketDivision, timeText(),
+                          m_isCutByDamage ? std::optional(m_end) : std::nullopt);
+}
+
 std::vector<std::string> EventWaveFile::shortfalls() const
 {
+    if (const std::optional<std::string> text = damageText()) {
+        return {*text};
+    }
     if (m_latestTime <= m_end) {
         return {};
     }
@@ -95,7 +183,7 @@ std::vector<std::string> EventWaveFile::shortfalls() const
 
 std::vector<std::string> EventWaveFile::notices() const
 {
-    if (m_wholeness.isClosed || m_latestTime > m_end) {
+    if (m_wholeness.isClosed || m_latestTime > m_end || !damage({}).empty()) {
         return {};
     }
     return {endText() + (m_latestTime > m_wholeness.upTo

@@ -3,11 +3,13 @@
 #include "wave/WaveFile.h"
 #include "wave/Wholeness.h"
 
+#include "WdbDamageLog.h"
 #include "WdbIEventBlockDatabase.h"
 #include "WdbIEventReader.h"
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,8 +37,20 @@ public:
     std::unique_ptr<SignalValues> values(std::vector<Signal> signals) override;
 
     /// What comes behind it is to be left out: for every user of the reader and the database. Below
-    /// 0 when that is everything.
+    /// 0 when that is everything. Damage brings it down.
     long long end() const { return m_end; }
+    /// Whether anything comes behind it.
+    bool isCut() const { return m_latestTime > m_end; }
+    /// After the reader has read the buckets of these addresses: looks how far they are whole, if
+    /// anything was damaged.
+    void checkBuckets(const std::vector<long long>& addresses);
+    /// The damage that whoever used the database found leaves nothing whole behind `end`.
+    void endAt(long long end);
+    /// Of what database() and storage() read.
+    const Tracewell::WdbDamageLog& damageLog();
+    /// The line on what was met that could not be read, with the places that somebody found who
+    /// reads the file by himself; none without any.
+    std::optional<std::string> damageText(const std::vector<Tracewell::WdbDamage>& more = {}) const;
     Tracewell::WdbIEventReader& reader() { return *m_reader; }
     /// The event database behind the reader's answers, opened a second time: for its raw blocks.
     Tracewell::WdbIEventBlockDatabase& database();
@@ -48,6 +62,8 @@ private:
     void readNames();
     void findEnd(Reach reach);
     std::string endText() const;
+    long long findBucketEnd(long long address);
+    std::vector<Tracewell::WdbDamage> damage(const std::vector<Tracewell::WdbDamage>& more) const;
 
     std::unique_ptr<Tracewell::WdbIEventReader> m_reader;
     /// Before the database, which must go first.
@@ -57,6 +73,8 @@ private:
     /// Of what can be read.
     long long m_latestTime = 0;
     long long m_end = 0;
+    /// Whether damage has brought the end down.
+    bool m_isCutByDamage = false;
 };
 
 /// The recording for a command that only event databases serve.

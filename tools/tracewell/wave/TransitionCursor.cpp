@@ -27,7 +27,7 @@ constexpr std::uint32_t kMostBits = 1 << 20;
 TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& signal,
                                    const TimeWindow& window)
     : MergedCursor(signal.form == Signal::Form::Event, window.from), m_database(database),
-      m_form(signal.form)
+      m_end(database.getDamageLog()), m_form(signal.form)
 {
     TimeWindow asked = window;
     asked.from = from();
@@ -57,6 +57,11 @@ TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& 
     for (std::size_t i = 0; i < m_columns.size(); ++i) {
         start(i);
     }
+}
+
+bool TransitionCursor::next()
+{
+    return MergedCursor::next() && time() <= m_end.get();
 }
 
 void TransitionCursor::addColumn(std::uint32_t id, std::uint32_t bit, bool isNineState,

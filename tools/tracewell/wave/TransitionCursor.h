@@ -1,5 +1,6 @@
 #pragma once
 
+#include "wave/DamageEnd.h"
 #include "wave/MergedCursor.h"
 #include "wave/TransitionStream.h"
 
@@ -16,6 +17,9 @@ public:
     /// The database must outlive it.
     /// \throws CommandError for more bits than there can be a place for.
     TransitionCursor(Tracewell::DataBase& database, const Signal& signal, const TimeWindow& window);
+
+    /// Also false behind what is whole.
+    bool next() override;
 
 private:
     struct Column
@@ -48,6 +52,7 @@ private:
     void countFirings(std::uint32_t count);
 
     Tracewell::DataBase& m_database;
+    const DamageEnd m_end;
     Signal::Form m_form;
     std::vector<Column> m_columns;
     /// Transitions that a column may hold.

@@ -93,11 +93,23 @@ std::optional<long long> TransitionValues::nextWholeChange(std::size_t signal, l
             nearest = found;
         }
     });
-    return nearest;
+    return nearest && *nearest <= m_end.get() ? nearest : std::nullopt;
 }
 
 std::optional<long long> TransitionValues::previousWholeChange(std::size_t signal,
                                                                long long time) const
+{
+    std::optional<long long> found = lastChangeBefore(signal, time);
+    // Damage that was met on the way: what is whole may end before the time.
+    while (m_end.get() < time - 1) {
+        time = m_end.get() + 1;
+        found = lastChangeBefore(signal, time);
+    }
+    return found;
+}
+
+std::optional<long long> TransitionValues::lastChangeBefore(std::size_t signal,
+                                                            long long time) const
 {
     std::optional<long long> nearest;
     forEachObject(m_database, signals()[signal], [&](std::uint32_t id) {

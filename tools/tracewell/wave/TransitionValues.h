@@ -1,10 +1,9 @@
 #pragma once
 
+#include "wave/DamageEnd.h"
 #include "wave/SignalValues.h"
 
-namespace Tracewell {
-class DataBase;
-}
+#include "DataBase.h"
 
 namespace tracewell {
 
@@ -14,7 +13,7 @@ class TransitionValues : public SignalValues
 public:
     /// The database must outlive it. It may be storing meanwhile.
     TransitionValues(Tracewell::DataBase& database, std::vector<Signal> signals)
-        : SignalValues(std::move(signals)), m_database(database)
+        : SignalValues(std::move(signals)), m_database(database), m_end(database.getDamageLog())
     {}
 
     /// There are no texts.
@@ -27,7 +26,10 @@ protected:
     std::optional<long long> previousWholeChange(std::size_t signal, long long time) const override;
 
 private:
+    std::optional<long long> lastChangeBefore(std::size_t signal, long long time) const;
+
     Tracewell::DataBase& m_database;
+    const DamageEnd m_end;
 };
 
 } // namespace tracewell

@@ -2,6 +2,7 @@
 
 #include "CommandError.h"
 #include "survey/FileBytes.h"
+#include "wave/DamageText.h"
 #include "wave/TransitionHeader.h"
 #include "wave/TransitionValues.h"
 
@@ -47,7 +48,22 @@ TransitionWaveFile::TransitionWaveFile(const std::string& path) : WaveFile(path,
                                            ? "Let the writer come to its end, or record it again."
                                            : "See what is damaged with `tracewell verify`."));
     }
+    m_end.emplace(m_database->getDamageLog());
+    m_lacksNames = header.debugData < static_cast<std::int64_t>(sizeof header) ||
+                   header.debugData > file.size();
     read(readDebugData(file, header));
+}
+
+std::vector<std::string> TransitionWaveFile::shortfalls() const
+{
+    std::vector<Tracewell::WdbDamage> places = m_database->getDamageLog().getPlaces();
+    if (!places.empty()) {
+        return {describeDamage(places, 0, timeText(), end())};
+    }
+    if (!m_lacksNames) {
+        return {};
+    }
+    return {"damaged: the names lie outside the file; tracewell verify tells more"};
 }
 
 std::unique_ptr<SignalValues> TransitionWaveFile::values(std::vector<Signal> signals)

@@ -71,8 +71,7 @@ std::optional<long long> nearestChange(const Tracewell::WdbIEventReader& reader,
 } // namespace
 
 TreeValues::TreeValues(EventWaveFile& file, std::vector<Signal> chosen)
-    : SignalValues(std::move(chosen)), m_reader(file.reader()), m_end(file.end()),
-      m_trees(signals().size())
+    : SignalValues(std::move(chosen)), m_reader(file.reader()), m_trees(signals().size())
 {
     std::error_code error;
     const std::uintmax_t fileSize = std::filesystem::file_size(file.path(), error);
@@ -89,6 +88,12 @@ TreeValues::TreeValues(EventWaveFile& file, std::vector<Signal> chosen)
     }
     ScanProgress progress;
     manager.scanWdbDatabaseMultiThread(toScan, &progress);
+    std::vector<long long> addresses;
+    for (const WdbScalarBTree* const tree : toScan) {
+        addresses.push_back(tree->getAddress());
+    }
+    file.checkBuckets(addresses);
+    m_end = file.end();
 }
 
 TreeValues::TreeValues(Tracewell::WdbLiveReader& reader, const std::string& path,

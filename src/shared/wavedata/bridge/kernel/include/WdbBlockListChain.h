@@ -29,6 +29,10 @@ public:
     bool advance()
     {
         const long long next = m_node.m_next;
+        // What the node lists comes first.
+        if (m_isMoreThanCounted)
+            noteNode(m_handle, true);
+        m_isMoreThanCounted = false;
         if (next == m_markedNode && next != 0)
             noteNode(next, false);
         if (next == m_markedNode || !load(next)) {
@@ -60,10 +64,10 @@ private:
         ++m_nodesRead;
         m_node = Node();
         m_manager->getBlock(handle, reinterpret_cast<char*>(&m_node), sizeof(Node));
+        m_handle = handle;
         if (m_node.m_count > Node::kSlots)
             noteNode(handle, false);
-        else if (m_node.m_count < Node::kSlots && isMoreThanCounted())
-            noteNode(handle, true);
+        m_isMoreThanCounted = m_node.m_count < Node::kSlots && isMoreThanCounted();
         m_node.m_count = std::min(m_node.m_count, Node::kSlots);
         return true;
     }
@@ -82,6 +86,8 @@ private:
 
     const WdbIBlockManager* m_manager;
     Node m_node{};
+    long long m_handle = 0;
+    bool m_isMoreThanCounted = false;
     long long m_markedNode;
     unsigned long long m_nodesRead = 0;
     unsigned long long m_steps = 0;

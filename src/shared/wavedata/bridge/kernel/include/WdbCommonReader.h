@@ -44,6 +44,8 @@ public:
     long long getPreviousEvent(long long time, std::vector<WdbScalarBTree*>& trees) const override;
     void getValueEvent(long long time, std::vector<WdbScalarBTree*>& trees,
                        WdbTimeByteValues& values) const override;
+    /// What the answers so far came to in the file that could not be read.
+    const WdbDamageLog& getDamageLog() const { return m_fileManager.getDamageLog(); }
     WdbAddressBTreeManager& getBTreeManager() override { return m_btreeManager; }
     void setObjectTraced(unsigned int object, unsigned long long address,
                          unsigned int size) override;

@@ -59,6 +59,9 @@ public:
 
     /// For the library.
     void note(const WdbDamage& damage);
+    /// What is damage only when the writer has come to its end is forgotten, and not noted from
+    /// here on: it has not.
+    void setNeverClosed();
     /// How often damage was met; a place counts each time. Takes no lock, so that whoever reads
     /// step by step can look after each.
     unsigned long long getCount() const { return m_count.load(std::memory_order_acquire); }
@@ -68,9 +71,10 @@ public:
 
 private:
     std::atomic<unsigned long long> m_count{0};
-    /// Guards m_places.
+    /// Guards what follows.
     mutable std::mutex m_mutex;
     std::vector<WdbDamage> m_places;
+    bool m_isNeverClosed = false;
 };
 
 } // namespace Tracewell

@@ -119,6 +119,8 @@ public:
     void clear();
 
     bool isEmpty() const { return m_offsets.empty(); }
+    /// Whether what was loaded last was damaged.
+    bool isDamaged() const { return m_isDamaged; }
     /// Number of events.
     unsigned int size() const { return m_offsets.size(); }
     /// From the image's header, which addBlock, putBlock and loadBlock fill.
@@ -204,6 +206,7 @@ private:
     /// Bytes of the buffer that may differ from zero, if these are more than m_currentSize.
     unsigned int m_loadedSize = 0;
     long long m_fileOffset = 0;
+    bool m_isDamaged = false;
 };
 
 inline void WdbEventBlock::addEvent(long long time, long long address, unsigned int length,

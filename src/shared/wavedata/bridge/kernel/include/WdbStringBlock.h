@@ -61,6 +61,8 @@ public:
     void clear();
 
     bool isEmpty() const { return m_offsets.empty(); }
+    /// Whether what was loaded last was damaged.
+    bool isDamaged() const { return m_isDamaged; }
     /// Number of texts.
     unsigned int size() const { return m_offsets.size(); }
     long long getStartID() const;
@@ -93,6 +95,7 @@ private:
     std::unique_ptr<char[]> m_memory;
     unsigned int m_currentSize = kHeaderSize;
     WdbOffsetArray m_offsets;
+    bool m_isDamaged = false;
 };
 
 } // namespace Tracewell

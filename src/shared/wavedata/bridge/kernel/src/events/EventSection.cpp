@@ -43,6 +43,9 @@ WdbEventDatabaseHeader readEventDatabaseHeader(const WdbIBlockManager& manager, 
         throwDamagedSection("The bucket table of the wave database lies outside the file.");
     if (!isBlockSizeExplained(manager, header.m_maxEventBlockSize, forWriting))
         throwDamagedSection("The event block size of the wave database is damaged.");
+    // The latest time comes there at the end.
+    if (header.m_latestTime == 0 && manager.getDamageLog())
+        manager.getDamageLog()->setNeverClosed();
     return header;
 }
 

@@ -26,6 +26,18 @@ public:
     {
         m_bits[offset / 8] = static_cast<unsigned char>(m_bits[offset / 8] & ~(1 << offset % 8));
     }
+    /// Whether the event changes one of them.
+    bool touches(const WdbEvent& event) const
+    {
+        const auto start = static_cast<unsigned long long>(event.getStartAddress()) -
+                           static_cast<unsigned long long>(event.getBaseAddress());
+        for (unsigned long long at = start;
+             at < WdbEventBlock::kKeyAddresses && at - start < event.getValuelength(); ++at) {
+            if ((m_bits[at / 8] >> at % 8 & 1) != 0)
+                return true;
+        }
+        return false;
+    }
     bool isIn(const unsigned char* key) const
     {
         for (unsigned int byte = m_begin; byte < m_end; ++byte) {

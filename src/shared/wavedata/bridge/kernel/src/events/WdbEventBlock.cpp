@@ -76,7 +76,8 @@ WdbEventBlock::WdbEventBlock(unsigned int maxBlockSize, long long baseAddress)
 WdbEventBlock::WdbEventBlock(const WdbEventBlock& other)
     : m_baseAddress(other.m_baseAddress), m_maxBlockSize(other.m_maxBlockSize),
       m_currentSize(other.m_currentSize), m_memory(allocate(other.m_maxBlockSize)),
-      m_offsets(other.m_offsets), m_loadedSize(other.m_loadedSize), m_fileOffset(other.m_fileOffset)
+      m_offsets(other.m_offsets), m_loadedSize(other.m_loadedSize),
+      m_fileOffset(other.m_fileOffset), m_isDamaged(other.m_isDamaged)
 {
     std::memcpy(m_memory.get(), other.m_memory.get(), std::max(m_currentSize, m_loadedSize));
 }
@@ -93,6 +94,7 @@ WdbEventBlock& WdbEventBlock::operator=(const WdbEventBlock& other)
     m_offsets = std::move(copy.m_offsets);
     m_loadedSize = copy.m_loadedSize;
     m_fileOffset = copy.m_fileOffset;
+    m_isDamaged = copy.m_isDamaged;
     return *this;
 }
 
@@ -120,6 +122,7 @@ void WdbEventBlock::clear()
     std::memset(m_memory.get(), 0, std::max(m_currentSize, m_loadedSize));
     m_currentSize = kHeaderSize;
     m_loadedSize = 0;
+    m_isDamaged = false;
     m_offsets.clear();
 }
 
@@ -186,7 +189,8 @@ void WdbEventBlock::loadBlock(long long offset, unsigned int size, WdbIBlockMana
     m_loadedSize = inflated;
     findRecords(inflated);
     const bool isNothing = offset == 0 && size == 0;
-    if (!isNothing && !(isWhole && isLoadedWhole()))
+    m_isDamaged = !isNothing && !(isWhole && isLoadedWhole());
+    if (m_isDamaged)
         manager.noteDamage({WdbDamage::EventBlock, offset, size, m_baseAddress});
 }
 

@@ -183,11 +183,15 @@ void WdbEventBtree::findStates(long long address, long long time, std::vector<By
         block.loadBlock(record.getBlockOffset(), record.getBlockSize(), m_data);
         ++cost.m_blocks;
         WdbEventBlock::Iterator it = block.getIterator();
+        bool isNamed = false;
         for (unsigned int index = block.size(); index > 0 && missing > 0;) {
             it.setIndex(--index);
+            isNamed = isNamed || target.touches(*it);
             if ((*it).getTime() <= time)
                 missing -= takeStates(*it, record, address, states, target);
         }
+        if (!isNamed)
+            m_data.noteDamage({WdbDamage::IndexRecord, record.getRecordOffset(), 0, m_baseAddress});
         if (missing == 0)
             break;
         found = m_index->findBefore(target, record, nodes);

@@ -43,7 +43,7 @@ WdbStringBlock::WdbStringBlock(unsigned int size)
 
 WdbStringBlock::WdbStringBlock(const WdbStringBlock& other)
     : m_blockSize(other.m_blockSize), m_memory(allocate(other.m_blockSize)),
-      m_currentSize(other.m_currentSize), m_offsets(other.m_offsets)
+      m_currentSize(other.m_currentSize), m_offsets(other.m_offsets), m_isDamaged(other.m_isDamaged)
 {
     std::memcpy(m_memory.get(), other.m_memory.get(), std::max(m_blockSize, kHeaderSize));
 }
@@ -57,6 +57,7 @@ WdbStringBlock& WdbStringBlock::operator=(const WdbStringBlock& other)
     m_memory = std::move(copy.m_memory);
     m_currentSize = copy.m_currentSize;
     m_offsets = std::move(copy.m_offsets);
+    m_isDamaged = copy.m_isDamaged;
     return *this;
 }
 
@@ -79,6 +80,7 @@ void WdbStringBlock::clear()
     std::memset(m_memory.get(), 0, std::max(m_blockSize, kHeaderSize));
     m_currentSize = kHeaderSize;
     m_offsets.clear();
+    m_isDamaged = false;
 }
 
 long long WdbStringBlock::getStartID() const
@@ -123,7 +125,8 @@ void WdbStringBlock::loadBlock(long long offset, unsigned int size, WdbIBlockMan
         loadDataOffsetArray(readCount());
     }
     const bool isNothing = offset == 0 && size == 0;
-    if (!isNothing && !(isWhole && this->size() == readCount() && !isEmpty()))
+    m_isDamaged = !isNothing && !(isWhole && this->size() == readCount() && !isEmpty());
+    if (m_isDamaged)
         manager.noteDamage({WdbDamage::TextBlock, offset, size});
 }
 

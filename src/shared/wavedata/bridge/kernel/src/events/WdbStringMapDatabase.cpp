@@ -169,6 +169,8 @@ bool WdbStringMapDatabase::getString(unsigned int id, std::string& text) const
         it.getStringBlock(block);
         if (block.getStartID() != startId || block.size() != count)
             m_blockManager->noteDamage({WdbDamage::TextBlock, handle, size});
+        if (block.isDamaged())
+            continue;
         for (WdbStringBlockIterator item = block.getStringBlockIterator(); item.hasNext();) {
             const StringBlockItem& candidate = item.next();
             if (candidate.id == id) {

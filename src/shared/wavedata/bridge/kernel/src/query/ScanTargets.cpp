@@ -79,6 +79,9 @@ void ScanTargets::addBlock(const WdbEventBlock& block)
         record += sizeof header;
         if (header.m_length > end - record)
             return;
+        // Behind damage there may be anything, but not in what was whole.
+        if (block.isDamaged() && header.m_time < m_latestTime)
+            return;
         addEvent(header.m_time, static_cast<long long>(base + header.m_addressDelta),
                  header.m_length, record);
         record += header.m_length;

@@ -10,6 +10,8 @@ WdbDamageLog::~WdbDamageLog() = default;
 void WdbDamageLog::note(const WdbDamage& damage)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    if (damage.m_isOnlyWhenClosed && m_isNeverClosed)
+        return;
     const auto isSame = [&](const WdbDamage& known) {
         return known.m_kind == damage.m_kind && known.m_offset == damage.m_offset &&
                known.m_owner == damage.m_owner;
@@ -17,6 +19,16 @@ void WdbDamageLog::note(const WdbDamage& damage)
     if (m_places.size() < kMostPlaces && std::none_of(m_places.begin(), m_places.end(), isSame))
         m_places.push_back(damage);
     m_count.fetch_add(1, std::memory_order_release);
+}
+
+void WdbDamageLog::setNeverClosed()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_isNeverClosed = true;
+    const auto isRefuted = [](const WdbDamage& damage) { return damage.m_isOnlyWhenClosed; };
+    m_places.erase(std::remove_if(m_places.begin(), m_places.end(), isRefuted), m_places.end());
+    if (m_places.empty())
+        m_count.store(0, std::memory_order_release);
 }
 
 std::vector<WdbDamage> WdbDamageLog::getPlaces() const
@@ -29,6 +41,7 @@ void WdbDamageLog::clear()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_places.clear();
+    m_isNeverClosed = false;
     m_count.store(0, std::memory_order_release);
 }
 
