@@ -21,4 +21,11 @@ private:
     int m_exitCode;
 };
 
+/// The command did what could be done, and its output stands; the text says what is missing in it.
+class DoneInPart : public CommandError
+{
+public:
+    using CommandError::CommandError;
+};
+
 } // namespace tracewell

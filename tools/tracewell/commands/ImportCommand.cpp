@@ -93,7 +93,7 @@ void Import::run()
     }
     m_output.finish();
     if (!m_shortfall.empty()) {
-        throw CommandError(fmt::format("{}: {}", inputName(m_options.input), m_shortfall));
+        throw DoneInPart(fmt::format("{}: {}", inputName(m_options.input), m_shortfall));
     }
 }
 
@@ -183,6 +183,7 @@ void run(const Options& options)
     case WatchedEnd::Kind::Done:
         output.keep();
         break;
+    case WatchedEnd::Kind::InPart:
     case WatchedEnd::Kind::Failed:
         // The other process has taken its output away, or finished it.
         output.keep();

@@ -33,6 +33,7 @@ constexpr int kDone = 0;
 /// What the library ends the process with.
 constexpr int kAborted = 1;
 constexpr int kFailed = 3;
+constexpr int kInPart = 4;
 
 [[noreturn]] void runChild(const std::function<void()>& work, int report, pid_t parent)
 {
@@ -50,6 +51,10 @@ constexpr int kFailed = 3;
         work();
         TimeReport::write();
         code = kDone;
+    } catch (const DoneInPart& e) {
+        TimeReport::write();
+        std::cerr << printable(e.what());
+        code = kInPart;
     } catch (const CommandError& e) {
         std::cerr << printable(e.what());
     } catch (const Qsim::Exception& e) {
@@ -117,11 +122,12 @@ WatchedEnd runWatched(const std::function<void()>& work)
         std::cerr << text << std::flush;
         return {};
     }
-    if (code == kFailed) {
-        // The last line is what it failed with.
+    if (code == kFailed || code == kInPart) {
+        // The last line is what it ended with.
         const std::size_t told = text.rfind('\n') + 1;
         std::cerr << text.substr(0, told) << std::flush;
-        return {WatchedEnd::Kind::Failed, text.substr(told)};
+        return {code == kFailed ? WatchedEnd::Kind::Failed : WatchedEnd::Kind::InPart,
+                text.substr(told)};
     }
     if (isTerminal(StandardStream::Error)) {
         // Its progress bar.

@@ -10,6 +10,7 @@ struct WatchedEnd
 {
     enum class Kind {
         Done,    ///< its work returned
+        InPart,  ///< its work threw DoneInPart; `text` is what that said
         Failed,  ///< its work threw; `text` is what it said
         Aborted, ///< the library found the storage broken and ended it; `text` is its reason
         Killed   ///< a signal, or an end of another kind; `text` says which
