@@ -158,6 +158,19 @@ INSTANTIATE_TEST_SUITE_P(Vcd, CutBodies,
                                            Cut{"port", "pD 6", true}, Cut{"nothing", "\n", false}),
                          [](const auto& cut) { return cut.param.name; });
 
+TEST_F(ImportExport, declarationsThatAreCutOffKeepTheVariablesBeforeTheCut)
+{
+    const std::string whole = "$scope module top $end\n$var wire 1 ! a $end\n";
+    for (const char* const tail : {"", "$var wire 1 \" b", "$comment x", "$upscope"}) {
+        write("in.vcd", whole + tail);
+        const Result result = import();
+        EXPECT_EQ(result.code, 1);
+        EXPECT_NE(result.error.find("cut off inside the declarations"), std::string::npos);
+        run({"export", path("out.wdb"), path("out.vcd")});
+        EXPECT_EQ(read("out.vcd"), whole + "$upscope $end\n$enddefinitions $end\n");
+    }
+}
+
 TEST_F(ImportExport, refusalSparesAnOlderOutput)
 {
     write("out.wdb", "older");

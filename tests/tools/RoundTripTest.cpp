@@ -201,6 +201,41 @@ TEST_F(ImportExport, lettersAndFiringsComeAsSimulatorsWriteThem)
               "#1\nU!\nbUWLHxz01 \"\nb101 #\nb101 #\n");
 }
 
+TEST_F(ImportExport, dialectsWithOneMeaningAreRead)
+{
+    EXPECT_EQ(exportedChanges(kHead + "#1\nb0b00 \"\nb0b1 !\n#2\nb0B1010_0011 \"\n"),
+              "#1\n1!\nb0 \"\n#2\nb10100011 \"\n");
+    EXPECT_EQ(exportedChanges(kHead + "#1\nb 101 \"\n#2\nb \"\n1!\n#3\nb !\n#4\nb \"\r\n"),
+              "#1\nb101 \"\n#2\n1!\nbx \"\n#3\nx!\n#4\n");
+    EXPECT_EQ(exportedChanges(kHead + "#1\nr1.#INF #\n#2\nr-1.#IND00 #\n"),
+              "#1\nrinf #\n#2\nr-nan #\n");
+    EXPECT_EQ(exportedChanges("$timescale 1 \xc2\xb5s $end $var wire 8 ! a $end b101 !\n#5 b1 !\n"),
+              "#0\n$dumpvars\nb101 !\n$end\n#5\nb1 !\n");
+}
+
+TEST_F(ImportExport, lenientReadingCountsWhatAStrictOneRefuses)
+{
+    write("in.vcd", kHead + "#5\n1!\nb101H\n0!\n#4\nb1 \"\n1zz\nb1 yy\nr1 xx\n#6\nhello\nr1x #\n"
+                            "1!\n#7x\n#-8\n0!\n");
+    for (const char* const store : {"events", "transitions"}) {
+        const Result result = import({"--lenient", "--store", store});
+        EXPECT_EQ(result.code, 0);
+        EXPECT_EQ(
+            result.error,
+            "tracewell: " + path("in.vcd") +
+                ": read with --lenient: 2 times that go back (taken at the last time), 3 values "
+                "of codes that no $var declares (left out), 4 words that are no change (left "
+                "out); the first in line 15\n");
+        run({"export", path("out.wdb"), path("out.vcd")});
+        const std::string text = read("out.vcd");
+        EXPECT_EQ(text.substr(text.find("#5\n")), "#5\n0!\nb1 \"\n#6\n");
+    }
+    EXPECT_NE(import().error.find("--lenient"), std::string::npos);
+    EXPECT_EQ(run({"diff", "--lenient", path("in.vcd"), path("out.wdb")}).code, 0);
+    write("in.vcd", kHead + "#5\nshello $\n");
+    EXPECT_EQ(import({"--lenient", "--store", "transitions"}).code, 1);
+}
+
 TEST_F(ImportExport, textsWithBlanksReachToTheCodeAtTheEndOfTheLine)
 {
     EXPECT_EQ(exportedChanges(kHead + "#1\nsone two  three $\ns four $ \n"), "#1\ns four $\n");

@@ -1,6 +1,7 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "commands/BeyondOption.h"
+#include "commands/LenientOption.h"
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "diff/RunComparison.h"
@@ -44,6 +45,7 @@ struct Options
     std::string to;
     RadixOption radix;
     bool json = false;
+    bool isLenient = false;
     Reach reach = Reach::Whole;
 };
 
@@ -112,8 +114,10 @@ void setRadix(const Options& options, const SignalNames& names, std::vector<Sign
 
 Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDigitsOfB)
 {
-    const auto a = ChangeStream::openRun(options.a, fractionDigitsOfA, options.reach);
-    const auto b = ChangeStream::openRun(options.b, fractionDigitsOfB, options.reach);
+    const auto a =
+        ChangeStream::openRun(options.a, fractionDigitsOfA, options.isLenient, options.reach);
+    const auto b =
+        ChangeStream::openRun(options.b, fractionDigitsOfB, options.isLenient, options.reach);
     SignalNames namesOfA(options.a);
     SignalNames namesOfB(options.b);
     namesOfA.take(a->declarations());
@@ -285,6 +289,7 @@ void addDiffCommand(CLI::App& app)
         ->type_name("PATTERN")
         ->allow_extra_args(false);
     options->radix.addTo(*command);
+    addLenientOption(*command, options->isLenient);
     command->add_flag("--json", options->json, "JSON, for programs");
     addBeyondOption(*command, options->reach);
     command->footer(

@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/LenientOption.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "files/OutputFile.h"
@@ -35,6 +36,7 @@ struct Options
 {
     std::string input;
     std::string output;
+    bool isLenient = false;
     double sync = 0;
     unsigned int division = 0;
     Store store = Store::Events;
@@ -102,7 +104,8 @@ std::optional<int> Import::attempt(int fractionDigits)
     std::optional<ProgressBar> bar("importing");
     const std::unique_ptr<RecordingWriter> writer = makeWriter(m_options);
     m_isOpen = false;
-    VcdRun vcd(m_options.input, writer->writer(), writer->store(), fractionDigits,
+    VcdRun vcd(m_options.input, writer->writer(), writer->store(),
+               VcdRun::Reading{fractionDigits, m_options.isLenient},
                [&](const VcdInput& input) { whileReading(*writer, *bar, input); });
     open(*writer, vcd);
     if (const std::optional<int> needed = vcd.play(true)) {
@@ -111,6 +114,9 @@ std::optional<int> Import::attempt(int fractionDigits)
     writer->finish(vcd.recorder().time(), m_directory, vcd.declarations());
     bar.reset();
     m_shortfall = vcd.shortfall("kept");
+    if (const std::string lenience = vcd.lenience(); !lenience.empty()) {
+        std::cerr << fmt::format("tracewell: {}: {}\n", vcd.input().name(), lenience);
+    }
     if (isTerminal(StandardStream::Error)) {
         summarize(vcd.input(), vcd.recorder(), vcd.declarations());
     }
@@ -218,6 +224,7 @@ void addImportCommand(CLI::App& app)
                    {{"events", Store::Events},
                     {"indexed", Store::Indexed},
                     {"transitions", Store::Transitions}});
+    addLenientOption(*command, options->isLenient);
     command
         ->add_option("--sync", options->sync,
                      "Make what was read so far readable by others every SECONDS; a kill then "
@@ -235,10 +242,10 @@ void addImportCommand(CLI::App& app)
         "  tracewell import run.vcd run.wdb\n"
         "  tracewell import run.vcd.gz run.wdb\n"
         "What gzip, zstd or xz packed is unpacked on the way, whatever its name.\n"
-        "An input without sense is refused, with its line, and leaves no output. One that is cut\n"
-        "off keeps everything up to the cut, says so, and ends with exit code 1. A recording that "
-        "is\n"
-        "there already is replaced when the new one is finished, and otherwise stays as it was. A\n"
+        "An input without sense is refused, with its line, and leaves no output; --lenient\n"
+        "reads on. One that is cut off keeps everything up to the cut, says so, and ends with exit\n"
+        "code 1. A recording that is there already is replaced when the new one is finished, and\n"
+        "otherwise stays as it was. A\n"
         "new output is taken away after an error, on a full disk too; that of a killed import\n"
         "stays, holds what had reached it, and is not closed.");
     command->callback([options, command] {

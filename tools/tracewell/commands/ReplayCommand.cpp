@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "Commands.h"
+#include "commands/LenientOption.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "live/DebugFile.h"
@@ -38,6 +39,7 @@ constexpr Seconds kLongestNap(0.02);
 struct Options
 {
     std::string input;
+    bool isLenient = false;
     bool live = false;
     LiveChannel channel;
     Store store = Store::Events;
@@ -85,7 +87,8 @@ Replay::Replay(const Options& options)
 
 void Replay::run()
 {
-    m_vcd.emplace(m_options.input, m_kernel->writer(), m_kernel->store(), 0,
+    m_vcd.emplace(m_options.input, m_kernel->writer(), m_kernel->store(),
+                  VcdRun::Reading{0, m_options.isLenient},
                   [this](const VcdInput& input) { whileReading(input); });
     m_timeText = TimeText(m_vcd->declarations().timescale);
     m_watch.setRecorder(&m_vcd->recorder());
@@ -109,6 +112,9 @@ void Replay::run()
     m_kernel->writer().close();
     if (isTerminal(StandardStream::Error)) {
         summarize();
+    }
+    if (const std::string lenience = m_vcd->lenience(); !lenience.empty()) {
+        say(fmt::format("{}: {}", m_vcd->input().name(), lenience));
     }
     if (const std::string shortfall = m_vcd->shortfall("sent"); !shortfall.empty()) {
         throw CommandError(fmt::format("{}: {}", m_vcd->input().name(), shortfall));
@@ -213,6 +219,7 @@ void addReplayCommand(CLI::App& app)
         app.add_subcommand("replay", "Play the simulation of a VCD, for a viewer beside it");
     command->add_option("IN.vcd", options->input, "The VCD, packed or not; - is the standard input")
         ->required();
+    addLenientOption(*command, options->isLenient);
     command->add_flag("--live", options->live, "Send it through a live channel")->required();
     options->channel.addTo(*command);
     addStoreOption(*command, options->store,

@@ -16,10 +16,10 @@ std::unique_ptr<ChangeStream> ChangeStream::open(const std::string& path, Reach 
 }
 
 std::unique_ptr<ChangeStream> ChangeStream::openRun(const std::string& path, int fractionDigits,
-                                                    Reach reach)
+                                                    bool isLenient, Reach reach)
 {
     if (isVcdText(path)) {
-        return std::make_unique<VcdChanges>(path, fractionDigits);
+        return std::make_unique<VcdChanges>(path, VcdRun::Reading{fractionDigits, isLenient});
     }
     return open(path, reach);
 }

@@ -42,9 +42,10 @@ public:
     static std::unique_ptr<ChangeStream> open(const std::string& path, Reach reach = Reach::Whole);
 
     /// The same for a VCD text, a pipe with one, or "-" for the standard input, as well. Times of a
-    /// text have `fractionDigits` decimals more than its timescale says.
+    /// text have `fractionDigits` decimals more than its timescale says; for `isLenient` see
+    /// VcdReader.
     static std::unique_ptr<ChangeStream> openRun(const std::string& path, int fractionDigits,
-                                                 Reach reach = Reach::Whole);
+                                                 bool isLenient, Reach reach = Reach::Whole);
 
     ChangeStream() = default;
     ChangeStream(const ChangeStream&) = delete;

@@ -18,6 +18,19 @@ std::string badLetters(std::string_view text)
         inQuotes(text));
 }
 
+/// Some tools write the digits of a vector as their language does: "0b1010_0011".
+std::string withoutDecoration(std::string_view letters)
+{
+    if (letters.size() > 2 && letters[0] == '0' && (letters[1] == 'b' || letters[1] == 'B')) {
+        letters.remove_prefix(2);
+    }
+    std::string plain(letters);
+    if (letters.find_first_not_of('_') != std::string_view::npos) {
+        plain.erase(std::remove(plain.begin(), plain.end(), '_'), plain.end());
+    }
+    return plain;
+}
+
 } // namespace
 
 std::string SignalRecorder::apply(const VcdChange& change)
@@ -62,6 +75,9 @@ std::string SignalRecorder::setLetters(std::uint32_t object, std::string_view le
     State& state = stateOf(object);
     if (state.objectClass == ObjectClass::Vector && storeLetters(object, letters)) {
         return refusal();
+    }
+    if (const std::string plain = withoutDecoration(letters); plain.size() != letters.size()) {
+        return setLetters(object, plain);
     }
     if (letters.empty() || !std::all_of(letters.begin(), letters.end(), [](char letter) {
             return letterCode(letter) != kNoLetter;

@@ -15,8 +15,9 @@ public:
     using ValueRecorder::ValueRecorder;
 
     /// Takes one step. An empty answer is success; otherwise it says what is wrong with the value,
-    /// or that the store cannot keep it.
+    /// or that the store cannot keep it: refusal() says that too then.
     std::string apply(const VcdChange& change);
+    using ValueRecorder::refusal;
 
 private:
     void setLetter(std::uint32_t object, std::uint8_t code);

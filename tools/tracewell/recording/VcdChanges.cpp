@@ -4,11 +4,11 @@
 
 namespace tracewell {
 
-VcdChanges::VcdChanges(const std::string& path, int fractionDigits)
+VcdChanges::VcdChanges(const std::string& path, VcdRun::Reading reading)
     : ReplayedChanges(path),
       m_texts([this](const MemoryTexts::Visit& visit) { forEachTextInUse(visit); }),
       m_writer(*this), m_run(std::make_unique<VcdRun>(path, m_writer, SignalRecorder::Store::Events,
-                                                      fractionDigits, [](const VcdInput&) {}))
+                                                      reading, [](const VcdInput&) {}))
 {
     start(m_texts);
 }
@@ -32,12 +32,6 @@ void VcdChanges::applyNext()
         }
         m_hasEnded = step == VcdRun::Step::Ended;
     }
-}
-
-std::vector<std::string> VcdChanges::shortfalls() const
-{
-    const std::string shortfall = m_run->shortfall("compared");
-    return shortfall.empty() ? std::vector<std::string>() : std::vector{shortfall};
 }
 
 /// Of strings, and of values that only a text can tell.

@@ -16,15 +16,19 @@ namespace tracewell {
 class VcdChanges : public ReplayedChanges
 {
 public:
-    /// "-" is the standard input; for `fractionDigits` see ChangeStream::openRun.
+    /// "-" is the standard input; for `reading` see ChangeStream::openRun.
     /// \throws CommandError, here and in each step, for what has no sensible meaning.
-    VcdChanges(const std::string& path, int fractionDigits);
+    VcdChanges(const std::string& path, VcdRun::Reading reading);
 
     const Declarations& declarations() const override { return m_run->declarations(); }
     const DataLayout& layout() const override { return m_run->layout(); }
     long long latestTime() const override { return m_run->recorder().time(); }
     double progress() const override { return m_run->input().progress(); }
-    std::vector<std::string> shortfalls() const override;
+    std::vector<std::string> notices() const override { return listOf(m_run->lenience()); }
+    std::vector<std::string> shortfalls() const override
+    {
+        return listOf(m_run->shortfall("compared"));
+    }
 
 protected:
     bool findNext(long long& time) override;
@@ -49,6 +53,10 @@ private:
         VcdChanges& m_stream;
     };
 
+    static std::vector<std::string> listOf(const std::string& line)
+    {
+        return line.empty() ? std::vector<std::string>() : std::vector{line};
+    }
     void forEachTextInUse(const MemoryTexts::Visit& visit) const;
 
     MemoryTexts m_texts;

@@ -16,13 +16,13 @@ constexpr int kMostFractionDigits = 18;
 } // namespace
 
 VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Store store,
-               int fractionDigits, const ReadHook& onRead)
-    : m_input(openInput(path), inputName(path)), m_fractionDigits(fractionDigits)
+               Reading reading, const ReadHook& onRead)
+    : m_input(openInput(path), inputName(path)), m_fractionDigits(reading.fractionDigits)
 {
     m_input.setReadHook([this, onRead] { onRead(m_input); });
     m_declarations = readDeclarations(m_input, &m_isTableCutOff);
-    if (fractionDigits > 0) {
-        m_declarations.timescale.exponent -= fractionDigits;
+    if (m_fractionDigits > 0) {
+        m_declarations.timescale.exponent -= m_fractionDigits;
         m_declarations.timescale.stated = true;
     }
     m_layout = std::make_unique<DataLayout>(m_declarations);
@@ -42,7 +42,8 @@ VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRec
         }
     }
     m_recorder = std::make_unique<SignalRecorder>(m_declarations, *m_layout, writer, store);
-    m_reader = std::make_unique<VcdReader>(m_input, m_declarations.objects, fractionDigits);
+    m_reader = std::make_unique<VcdReader>(m_input, m_declarations.objects, m_fractionDigits,
+                                           reading.isLenient);
 }
 
 std::optional<int> VcdRun::play(bool canBeginAnew, const TimeHook& beforeTime)
@@ -110,7 +111,10 @@ void VcdRun::apply(const VcdChange& change)
 {
     const std::string complaint = m_recorder->apply(change);
     if (!complaint.empty()) {
-        m_reader->refuse(complaint);
+        if (!m_recorder->refusal().empty()) {
+            m_reader->refuse(complaint);
+        }
+        m_reader->refuseValue(complaint);
     }
 }
 

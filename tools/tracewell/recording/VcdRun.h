@@ -18,15 +18,21 @@ namespace tracewell {
 class VcdRun
 {
 public:
+    struct Reading
+    {
+        /// Times have so many decimals more than the input's timescale says.
+        int fractionDigits = 0;
+        /// See VcdReader.
+        bool isLenient = false;
+    };
     using ReadHook = std::function<void(const VcdInput&)>;
     using TimeHook = std::function<void(long long time)>;
 
     /// Reads the declarations; open the writer afterwards. `onRead` is called before every read and
-    /// several times a second while a pipe is silent. Times have `fractionDigits` decimals more
-    /// than the input's timescale says.
+    /// several times a second while a pipe is silent.
     /// \throws CommandError
     VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Store store,
-           int fractionDigits, const ReadHook& onRead);
+           Reading reading, const ReadHook& onRead);
     VcdRun(const VcdRun&) = delete;
     VcdRun& operator=(const VcdRun&) = delete;
 
@@ -51,6 +57,8 @@ public:
     /// of it was taken; one line, without its name. `done` is what was done with what was there, as
     /// in "kept". Empty when all is well.
     std::string shortfall(std::string_view done) const;
+    /// After the end: what a lenient reading let pass, in the same form.
+    std::string lenience() const { return m_reader->oddities().describe(); }
 
 private:
     void requireRepeatable() const;

@@ -175,8 +175,8 @@ void DeclarationReader::readSections()
         } else if (keyword == "$version") {
             m_table.version = sectionText("$version");
         } else if (keyword == "$comment") {
-            add(Declarations::Item::Kind::Comment, m_table.comments.size());
             m_table.comments.push_back(sectionText("$comment"));
+            add(Declarations::Item::Kind::Comment, m_table.comments.size() - 1);
         } else if (keyword == "$enddefinitions") {
             takeEnd();
             return;
@@ -396,8 +396,19 @@ void DeclarationReader::readTimescale()
         return;
     }
     static const std::unordered_map<std::string, int> kUnits = {
-        {"s", 0},    {"sec", 0},  {"ms", -3},  {"us", -6},  {"ns", -9},
-        {"ps", -12}, {"fs", -15}, {"as", -18}, {"zs", -21},
+        {"s", 0},
+        {"sec", 0},
+        {"ms", -3},
+        {"us", -6},
+        {"ns", -9},
+        {"ps", -12},
+        {"fs", -15},
+        {"as", -18},
+        {"zs", -21},
+        // The micro sign and the Greek letter, in UTF-8 and Latin-1.
+        {"\xc2\xb5s", -6},
+        {"\xce\xbcs", -6},
+        {"\xb5s", -6},
     };
     while (exponent < 0 && !digits.empty() && digits.back() == '0') {
         digits.pop_back();

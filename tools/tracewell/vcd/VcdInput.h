@@ -39,6 +39,12 @@ public:
     bool textToEnd(std::string& text);
     /// The text from the start of `first`, one of the last two words, to the end of its line.
     std::string_view lineFrom(std::string_view first);
+    /// True when a line end stands before the last word, as far as that is still at hand.
+    bool startsLine() const
+    {
+        return m_wordStart != m_buffer.data() &&
+               (m_wordStart[-1] == '\n' || m_wordStart[-1] == '\r');
+    }
     /// True when the last word reaches the very end of the input, with no blank behind it.
     bool endsWithWord() const { return m_exhausted && m_cursor == m_end; }
 

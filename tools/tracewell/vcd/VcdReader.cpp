@@ -14,6 +14,13 @@ namespace {
 constexpr std::string_view kBlanks = " \t\r\n\f\v";
 constexpr long long kLastTime = std::numeric_limits<long long>::max();
 
+/// What stands between two words that follow each other in the buffer.
+std::string_view bytesBetween(std::string_view first, std::string_view second)
+{
+    const char* const start = first.data() + first.size();
+    return {start, static_cast<std::size_t>(second.data() - start)};
+}
+
 /// value * 10 + digit, or false when that leaves 63 bits.
 bool shiftIn(long long& value, int digit)
 {
@@ -63,7 +70,30 @@ bool splitDecimal(std::string_view text, std::string& digits, long long& exponen
     return any;
 }
 
+/// Appends "2 values of ..." in the right number.
+void appendCount(std::string& out, unsigned long long count, const char* one, const char* many,
+                 const char* done)
+{
+    if (count != 0) {
+        out += fmt::format("{}{} {} ({})", out.empty() ? "" : ", ", count, count == 1 ? one : many,
+                           done);
+    }
+}
+
 } // namespace
+
+std::string Oddities::describe() const
+{
+    std::string kinds;
+    appendCount(kinds, timesBack, "time that goes back", "times that go back",
+                "taken at the last time");
+    appendCount(kinds, undeclared, "value of a code that no $var declares",
+                "values of codes that no $var declares", "left out");
+    appendCount(kinds, noChanges, "word that is no change", "words that are no change", "left out");
+    return kinds.empty()
+               ? kinds
+               : fmt::format("read with --lenient: {}; the first in line {}", kinds, firstLine);
+}
 
 bool VcdReader::next(VcdChange& change)
 {
@@ -78,7 +108,7 @@ bool VcdReader::next(VcdChange& change)
             change.kind = VcdChange::Kind::Letter;
             change.letter = letter;
             word.remove_prefix(1);
-            step = setObject(word.empty() ? m_input.word() : word, change);
+            step = word.empty() ? setObject(m_input.word(), change, true) : setObject(word, change);
         } else {
             switch (word[0]) {
             case 'b':
@@ -106,8 +136,9 @@ bool VcdReader::next(VcdChange& change)
                 step = readKeyword(word);
                 break;
             default:
-                m_input.fail(fmt::format("{} is no value change; repair the line, or take it out",
-                                         inQuotes(word)));
+                step = refuseOddity(
+                    &Oddities::noChanges,
+                    fmt::format("{} is no value change; repair the line", inQuotes(word)));
             }
         }
         if (step != Step::Skipped) {
@@ -116,7 +147,7 @@ bool VcdReader::next(VcdChange& change)
     }
 }
 
-VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change)
+VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change, bool isApart)
 {
     change.object = m_codes.find(code);
     if (change.object != kNoObject) {
@@ -125,9 +156,26 @@ VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change)
     if (code.empty() || (m_input.endsWithWord() && m_codes.isStartOfCode(code))) {
         return endInside();
     }
-    m_input.fail(fmt::format(
-        "a value for the code {}, which no $var declares; declare it, or take the line out",
-        inQuotes(code)));
+    if (m_isLenient && isApart && m_input.startsLine()) {
+        // The next change rather than the code of this one.
+        m_input.putBack();
+        return refuseOddity(&Oddities::noChanges, {});
+    }
+    return refuseOddity(
+        &Oddities::undeclared,
+        fmt::format("a value for the code {}, which no $var declares; declare it", inQuotes(code)));
+}
+
+VcdReader::Step VcdReader::refuseOddity(unsigned long long Oddities::*count, const std::string& why)
+{
+    if (!m_isLenient) {
+        m_input.fail(why + ", or read on with --lenient");
+    }
+    if (m_oddities.firstLine == 0) {
+        m_oddities.firstLine = m_input.line();
+    }
+    ++(m_oddities.*count);
+    return Step::Skipped;
 }
 
 VcdReader::Step VcdReader::endInside()
@@ -136,19 +184,27 @@ VcdReader::Step VcdReader::endInside()
     return Step::End;
 }
 
-/// "b1010 !", also with a blank behind the b.
+/// "b1010 !", also with a blank behind the b; "b !" alone on its line is a value without digits.
 VcdReader::Step VcdReader::readValue(std::string_view word, VcdChange& change)
 {
     word.remove_prefix(1);
-    if (word.empty()) {
+    const bool isApart = word.empty();
+    if (isApart) {
         word = m_input.word();
         if (word.empty()) {
             return endInside();
         }
     }
     const std::string_view code = m_input.word(&word);
+    if (isApart && change.kind == VcdChange::Kind::Letters &&
+        bytesBetween(word, code).find_first_of("\r\n") != std::string_view::npos &&
+        m_codes.find(word) != kNoObject) {
+        m_input.putBack();
+        change.text = "x";
+        return setObject(word, change);
+    }
     change.text = word;
-    return setObject(code, change);
+    return setObject(code, change, true);
 }
 
 /// "sidle !". A text that holds blanks reaches to the code at the end of the line.
@@ -159,10 +215,8 @@ VcdReader::Step VcdReader::readText(std::string_view word, VcdChange& change)
     change.object = m_codes.find(code);
     change.text = word.substr(1);
     // Control bytes end a word, but belong to a text.
-    const std::string_view between(word.data() + word.size(),
-                                   static_cast<std::size_t>(code.data() - word.data()) -
-                                       word.size());
-    const bool isPlain = between.find_first_not_of(kBlanks) == std::string_view::npos;
+    const bool isPlain =
+        bytesBetween(word, code).find_first_not_of(kBlanks) == std::string_view::npos;
     if (change.object != kNoObject && isPlain) {
         return Step::Given;
     }
@@ -212,12 +266,16 @@ VcdReader::Step VcdReader::readTime(std::string_view word, VcdChange& change)
             return endInside();
         }
     }
-    const long long time = parseTime(word);
+    long long time = 0;
+    if (!parseTime(word, time)) {
+        return Step::Skipped;
+    }
     if (time < m_time) {
         if (m_input.endsWithWord()) {
             return endInside();
         }
-        m_input.fail(
+        return refuseOddity(
+            &Oddities::timesBack,
             fmt::format("the time goes back from {} to {}; put the changes in the order of time",
                         m_time, inQuotes(word)));
     }
@@ -227,29 +285,32 @@ VcdReader::Step VcdReader::readTime(std::string_view word, VcdChange& change)
     return Step::Given;
 }
 
-long long VcdReader::parseTime(std::string_view text)
+bool VcdReader::parseTime(std::string_view text, long long& time)
 {
     const bool plain =
         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-    long long time = 0;
     if (plain && text.size() <= 18 && m_fractionDigits == 0) {
         for (const char c : text) {
             time = time * 10 + (c - '0');
         }
-        return time;
+        return true;
     }
 
     std::string digits;
     long long exponent = 0;
     if (text[0] == '-') {
-        m_input.fail(
+        refuseOddity(
+            &Oddities::timesBack,
             fmt::format("the time {} lies before 0; let the times start at 0", inQuotes(text)));
+        return false;
     }
     if (!splitDecimal(text, digits, exponent)) {
-        m_input.fail(fmt::format("{} is no time; write a number, as in #125", inQuotes(text)));
+        refuseOddity(&Oddities::noChanges,
+                     fmt::format("{} is no time; write a number, as in #125", inQuotes(text)));
+        return false;
     }
     if (digits.empty()) {
-        return 0;
+        return true;
     }
     m_neededDigits = static_cast<int>(std::max<long long>(m_neededDigits, -exponent));
     bool fits = true;
@@ -272,7 +333,7 @@ long long VcdReader::parseTime(std::string_view text)
                                                    "fractions of other times)",
                                                    m_fractionDigits)));
     }
-    return time;
+    return true;
 }
 
 VcdReader::Step VcdReader::readKeyword(std::string_view keyword)

@@ -233,8 +233,18 @@ RealForm toReal(std::string_view text, double& value)
     if (result.ec == std::errc() && result.ptr == end) {
         return text.back() == ')' ? RealForm::Nearest : RealForm::Exact;
     }
+    // As some C libraries write them: "1.#INF", "-1.#IND00".
+    std::string copy(text);
+    if (const std::size_t mark = copy.find("1.#"); mark <= 1) {
+        const std::string_view kind = std::string_view(copy).substr(mark + 3, 3);
+        const std::string sign = copy.substr(0, mark);
+        if (kind == "INF") {
+            copy = sign + "inf";
+        } else if (kind == "IND" || kind == "QNA" || kind == "SNA") {
+            copy = sign + "nan";
+        }
+    }
     // Beyond the range of a double, and hexadecimal numbers.
-    const std::string copy(text);
     char* behind = nullptr;
     errno = 0;
     value = std::strtod(copy.c_str(), &behind);
