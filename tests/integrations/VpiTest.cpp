@@ -66,11 +66,12 @@ protected:
         return histories;
     }
     /// Of a recording, by the command line.
-    std::map<std::string, PlainVcd::History> exported(const std::string& wdb) const
+    std::map<std::string, PlainVcd::History> exported(const std::string& wdb,
+                                                      bool isWhole = true) const
     {
         const Outcome outcome =
             runProgram({VPI_TRACEWELL, "export", wdb, "exported.vcd"}, m_files.path(""));
-        EXPECT_EQ(outcome.exitCode(), 0) << outcome.describe();
+        EXPECT_EQ(outcome.exitCode(), isWhole ? 0 : 1) << outcome.describe();
         return read("exported.vcd");
     }
     /// What `diff` says of a dump and a recording but for signals that are only in the latter.
@@ -183,10 +184,11 @@ TEST_P(VpiPlugIn, outlivesSignals)
         }
         EXPECT_THAT(info("run.wdb"),
                     HasSubstr(number == SIGKILL ? "closed        no;" : "closed        yes"));
-        const auto recorded = exported("run.wdb");
+        const auto recorded = exported("run.wdb", number != SIGKILL);
         const PlainVcd::History& clock = recorded.at("counter.clk");
-        ASSERT_GE(clock.size(), 200u);
-        for (std::size_t i = 0; i < 200; ++i) {
+        // Of the time step of the flush, which is the last one, more could have come.
+        ASSERT_GE(clock.size(), number == SIGKILL ? 199u : 200u);
+        for (std::size_t i = 0; i < 199; ++i) {
             EXPECT_EQ(clock[i].first, static_cast<long long>(5 * i));
         }
     }

@@ -215,7 +215,7 @@ TEST_F(ImportExport, dialectsWithOneMeaningAreRead)
 
 TEST_F(ImportExport, lenientReadingCountsWhatAStrictOneRefuses)
 {
-    write("in.vcd", kHead + "#5\n1!\nb101H\n0!\n#4\nb1 \"\n1zz\nb1 yy\nr1 xx\n#6\nhello\nr1x #\n"
+    write("in.vcd", kHead + "#5\n1!\nb101H\n0!\n#4\nb1 \"\n1zz\nb1 yy\nr1 xx\n#6\njello\nr1x #\n"
                             "1!\n#7x\n#-8\n0!\n");
     for (const char* const store : {"events", "transitions"}) {
         const Result result = import({"--lenient", "--store", store});

@@ -157,9 +157,12 @@ VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change, b
         return endInside();
     }
     if (m_isLenient && isApart && m_input.startsLine()) {
-        // The next change rather than the code of this one.
+        // The next change rather than the code of this one, which stands a line above.
+        const bool isFirst = m_oddities.firstLine == 0;
+        const Step step = refuseOddity(&Oddities::noChanges, {});
+        m_oddities.firstLine -= isFirst ? 1 : 0;
         m_input.putBack();
-        return refuseOddity(&Oddities::noChanges, {});
+        return step;
     }
     return refuseOddity(
         &Oddities::undeclared,
