@@ -75,3 +75,63 @@ function(tracewell_precompile target)
     target_precompile_headers(${target} PRIVATE ${PRECOMPILE_HEADERS})
   endif()
 endfunction()
+
+# tracewell_add_toolkit_room(NAME [IN_PLUGINS] SOURCES file... [USES room...] [LIBRARIES target...])
+#
+# Declares the static library tracewell_toolkit_<NAME> of the directory at hand. USES is the room's
+# arrows: a source that includes from another room than these ends the configuration. A room
+# IN_PLUGINS stands in modules of simulators too, so it brings no shared library but Tracewell's own.
+function(tracewell_add_toolkit_room name)
+  cmake_parse_arguments(ROOM "IN_PLUGINS" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+
+  set(toolkit ${PROJECT_SOURCE_DIR}/toolkit)
+  file(RELATIVE_PATH directory ${toolkit} ${CMAKE_CURRENT_SOURCE_DIR})
+  set(target tracewell_toolkit_${name})
+  if(ROOM_SOURCES)
+    add_library(${target} STATIC ${ROOM_SOURCES})
+    set(scope PUBLIC)
+    set_target_properties(${target} PROPERTIES
+      POSITION_INDEPENDENT_CODE ON
+      CXX_VISIBILITY_PRESET hidden
+      VISIBILITY_INLINES_HIDDEN ON)
+    if(ROOM_IN_PLUGINS)
+      target_link_libraries(${target} PRIVATE tracewell_settings fmt::fmt-header-only)
+      set(alike TRACEWELL_FIRST_PLUGIN_ROOM)
+    else()
+      target_link_libraries(${target} PRIVATE tracewell_settings fmt::fmt)
+      set(alike TRACEWELL_FIRST_ROOM)
+    endif()
+    get_property(first GLOBAL PROPERTY ${alike})
+    if(first)
+      tracewell_precompile(${target} FROM ${first})
+    else()
+      tracewell_precompile(${target} HEADERS
+        <fmt/format.h> <algorithm> <functional> <map> <memory> <string> <vector>)
+      set_property(GLOBAL PROPERTY ${alike} ${target})
+    endif()
+  else()
+    add_library(${target} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  target_include_directories(${target} ${scope} ${toolkit})
+  target_link_libraries(${target} ${scope} tracewell::kernel ${ROOM_LIBRARIES})
+
+  set(allowed ${directory})
+  foreach(lower IN LISTS ROOM_USES)
+    target_link_libraries(${target} ${scope} tracewell_toolkit_${lower})
+    get_target_property(place tracewell_toolkit_${lower} TRACEWELL_ROOM_DIRECTORY)
+    list(APPEND allowed ${place})
+  endforeach()
+  set_target_properties(${target} PROPERTIES TRACEWELL_ROOM_DIRECTORY ${directory})
+
+  file(GLOB sources CONFIGURE_DEPENDS *.h *.cpp)
+  foreach(source IN LISTS sources)
+    file(STRINGS ${source} includes REGEX "^#include \"[^\"]*/")
+    foreach(include IN LISTS includes)
+      string(REGEX REPLACE "^#include \"(.*)/[^/]*\".*" "\\1" place "${include}")
+      if(NOT place IN_LIST allowed)
+        message(FATAL_ERROR "${source} includes from ${place}, which the room ${name} does not use")
+      endif()
+    endforeach()
+  endforeach()
+endfunction()

@@ -1,10 +1,10 @@
 #include "recorder/Recorder.h"
 
-#include "CommandError.h"
-#include "live/DebugFile.h"
-#include "names/DeclarationText.h"
-#include "recording/RecordingWriter.h"
-#include "recording/WindowRecording.h"
+#include "formats/vcd/DeclarationText.h"
+#include "record/DebugFile.h"
+#include "record/RecordingWriter.h"
+#include "text/Failure.h"
+#include "window/WindowRecording.h"
 
 #include "OutputFileNames.h"
 #include "QsimException.h"
@@ -53,11 +53,11 @@ void requireWritable(const std::string& path)
     std::error_code error;
     const std::filesystem::file_status present = std::filesystem::status(path, error);
     if (std::filesystem::is_directory(present)) {
-        throw CommandError(fmt::format("{}: is a directory; name a file in it", path));
+        throw Failure(fmt::format("{}: is a directory; name a file in it", path));
     }
     const bool isThere = std::filesystem::exists(present);
     if (isThere && !std::filesystem::is_regular_file(present)) {
-        throw CommandError(fmt::format("{}: is no regular file; name another", path));
+        throw Failure(fmt::format("{}: is no regular file; name another", path));
     }
     if (isThere && ::access(path.c_str(), W_OK) != 0) {
         error = std::error_code(errno, std::generic_category());
@@ -65,7 +65,7 @@ void requireWritable(const std::string& path)
         error.clear();
     }
     if (error) {
-        throw CommandError(
+        throw Failure(
             fmt::format("{}: cannot be written: {}; name another file", path, error.message()));
     }
 }
@@ -88,7 +88,7 @@ template <class Action> bool Recorder::attempt(Action action)
     try {
         action();
         return true;
-    } catch (const CommandError& e) {
+    } catch (const Failure& e) {
         // Of a failure that the storage has told itself this is the second account.
         if (!m_isBroken) {
             m_say(e.what());
@@ -118,8 +118,7 @@ bool Recorder::open()
             if (failure.empty()) {
                 throw;
             }
-            throw CommandError(
-                fmt::format("{}: nothing is recorded: {}", m_options.output, failure));
+            throw Failure(fmt::format("{}: nothing is recorded: {}", m_options.output, failure));
         }
     });
     if (m_isOpen) {
@@ -143,10 +142,10 @@ bool Recorder::open()
 void Recorder::openFile()
 {
     if (m_layout.totalSize() > kLargestMemory) {
-        throw CommandError(fmt::format("{}: the values of all variables take {} MB; at most {} can "
-                                       "be kept: record fewer scopes",
-                                       m_options.output, m_layout.totalSize() >> 20,
-                                       kLargestMemory >> 20));
+        throw Failure(fmt::format("{}: the values of all variables take {} MB; at most {} can "
+                                  "be kept: record fewer scopes",
+                                  m_options.output, m_layout.totalSize() >> 20,
+                                  kLargestMemory >> 20));
     }
     requireWritable(m_options.output);
     // A file that grows beyond a limit fails like one on a full disk, and ends nothing.
@@ -192,9 +191,9 @@ void Recorder::openChannel()
     writer.setWaitHook([this] { return mayWaitForViewer(); });
     writer.open(WdbLiveWriter::kLiveMode, m_options.snapshot, "", m_options.channel);
     if (!writer.isOpen()) {
-        throw CommandError(fmt::format("live channel {} cannot be opened; is another simulation "
-                                       "using it? Choose another number",
-                                       m_options.channel));
+        throw Failure(fmt::format("live channel {} cannot be opened; is another simulation "
+                                  "using it? Choose another number",
+                                  m_options.channel));
     }
     m_hasViewer = false;
     m_values->setMuted(true);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "recording/SnapshotDirectory.h"
-#include "recording/ValueRecorder.h"
+#include "record/SnapshotDirectory.h"
+#include "record/ValueRecorder.h"
 
 #include "names/DataLayout.h"
 #include "names/Declarations.h"

@@ -2,7 +2,7 @@
 
 #include "recorder/TimeOption.h"
 
-#include "vcd/VcdValues.h"
+#include "values/VcdValues.h"
 
 #include <fmt/format.h>
 

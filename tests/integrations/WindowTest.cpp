@@ -1,7 +1,7 @@
 #include "recorder/Recorder.h"
 
+#include "changes/ChangeStream.h"
 #include "names/DeclarationsBuilder.h"
-#include "recording/ChangeStream.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

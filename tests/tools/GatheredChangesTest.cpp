@@ -1,4 +1,4 @@
-#include "recording/GatheredChanges.h"
+#include "changes/GatheredChanges.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "ImportExportFixture.h"
 
-#include "CommandError.h"
 #include "Commands.h"
+#include "text/Failure.h"
 
 #include "QsimException.h"
 
@@ -12,10 +12,7 @@
 ImportExport::Result ImportExport::runAlone(std::vector<std::string> arguments)
 {
     CLI::App app;
-    tracewell::addImportCommand(app);
-    tracewell::addExportCommand(app);
-    tracewell::addDiffCommand(app);
-    tracewell::addVerifyCommand(app);
+    tracewell::addCommands(app);
     std::reverse(arguments.begin(), arguments.end());
     try {
         app.parse(arguments);
@@ -23,7 +20,7 @@ ImportExport::Result ImportExport::runAlone(std::vector<std::string> arguments)
         return {e.get_exit_code(), {}};
     } catch (const CLI::ParseError& e) {
         return {2, e.what()};
-    } catch (const tracewell::CommandError& e) {
+    } catch (const tracewell::Failure& e) {
         return {e.exitCode(), e.what()};
     } catch (const Qsim::Exception& e) {
         return {1, e.what()};

@@ -1,7 +1,7 @@
 #include "ImportExportFixture.h"
 
+#include "formats/vcd/DeclarationText.h"
 #include "names/DataLayout.h"
-#include "names/DeclarationText.h"
 
 #include "WdbEventBlock.h"
 #include "WdbEventBlockDatabaseFactory.h"

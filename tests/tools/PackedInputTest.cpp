@@ -1,8 +1,8 @@
 #include "ImportExportFixture.h"
 
-#include "CommandError.h"
+#include "formats/vcd/VcdInput.h"
 #include "input/InputFile.h"
-#include "vcd/VcdInput.h"
+#include "text/Failure.h"
 
 #include <lzma.h>
 #include <zlib.h>
@@ -94,7 +94,7 @@ protected:
                 (words.text += word) += ' ';
             }
             words.isAll = input.flaw().empty();
-        } catch (const tracewell::CommandError&) {
+        } catch (const tracewell::Failure&) {
         }
         return words;
     }

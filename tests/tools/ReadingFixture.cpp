@@ -1,8 +1,8 @@
 #include "ReadingFixture.h"
 
-#include "CommandError.h"
 #include "Commands.h"
-#include "names/DeclarationText.h"
+#include "formats/vcd/DeclarationText.h"
+#include "text/Failure.h"
 
 #include <CLI/CLI.hpp>
 
@@ -138,17 +138,7 @@ void RecordingBuilder::close()
 Reading::Result Reading::run(std::vector<std::string> arguments)
 {
     CLI::App app;
-    addInfoCommand(app);
-    addSignalsCommand(app);
-    addValuesCommand(app);
-    addNextPreviousCommands(app);
-    addFindCommand(app);
-    addDrawCommand(app);
-    addDiffCommand(app);
-    addEventsCommand(app);
-    addVerifyCommand(app);
-    addImportCommand(app);
-    addExportCommand(app);
+    addCommands(app);
     std::reverse(arguments.begin(), arguments.end());
 
     Result result;
@@ -162,7 +152,7 @@ Reading::Result Reading::run(std::vector<std::string> arguments)
         result.code = e.get_exit_code();
     } catch (const CLI::ParseError& e) {
         result = {2, {}, e.what()};
-    } catch (const CommandError& e) {
+    } catch (const Failure& e) {
         result = {e.exitCode(), {}, e.what()};
     } catch (const Qsim::Exception& e) {
         result = {1, {}, e.what()};

@@ -1,7 +1,7 @@
-#include "CommandError.h"
-#include "text/Output.h"
+#include "files/Output.h"
+#include "names/TimeText.h"
+#include "text/Failure.h"
 #include "text/Table.h"
-#include "text/TimeText.h"
 #include "text/Utf8.h"
 
 #include <gtest/gtest.h>
@@ -60,7 +60,7 @@ TEST(TimeText, readsTimesInUnitsOfTheTimescale)
         EXPECT_FALSE(isTimeArgument(bad)) << bad;
     }
     EXPECT_EQ(TimeText().parse("17", Rounding::Down), 17);
-    EXPECT_THROW(TimeText().parse("17ns", Rounding::Down), CommandError);
+    EXPECT_THROW(TimeText().parse("17ns", Rounding::Down), Failure);
 }
 
 TEST(TimeText, writesTimesExactlyInTheUnitThatReadsBest)
@@ -140,8 +140,8 @@ TEST(Output, reportsWhatCouldNotBeWritten)
     std::ostream stream(&full);
     Output small(stream);
     small << "x";
-    EXPECT_THROW(small.finish(), CommandError);
+    EXPECT_THROW(small.finish(), Failure);
     stream.clear();
     Output large(stream);
-    EXPECT_THROW(large << std::string(1 << 20, 'x'), CommandError);
+    EXPECT_THROW(large << std::string(1 << 20, 'x'), Failure);
 }

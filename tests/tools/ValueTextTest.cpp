@@ -1,4 +1,4 @@
-#include "text/ValueText.h"
+#include "wave/ValueText.h"
 
 #include <gtest/gtest.h>
 

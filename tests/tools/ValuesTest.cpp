@@ -1,10 +1,10 @@
 #include "ReadingFixture.h"
 
-#include "text/ValueText.h"
 #include "wave/EventWaveFile.h"
 #include "wave/SignalSelection.h"
 #include "wave/TreeValues.h"
 #include "wave/ValueRows.h"
+#include "wave/ValueText.h"
 
 #include "WdbTimeByteValues.h"
 

@@ -6,8 +6,11 @@ class App;
 
 namespace tracewell {
 
+/// Adds every subcommand, in the order in which --help lists them, and what all of them take.
+void addCommands(CLI::App& app);
+
 // Each adds its subcommand to the command line; the subcommand's callback does the work. A callback
-// throws CommandError to end with its exit code, or CLI::RuntimeError with a code of its own.
+// throws Failure to end with its exit code, or CLI::RuntimeError with a code of its own.
 
 void addImportCommand(CLI::App& app);
 void addExportCommand(CLI::App& app);

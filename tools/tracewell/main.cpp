@@ -1,11 +1,11 @@
-#include "CommandError.h"
 #include "Commands.h"
 #include "Usage.h"
+#include "files/Output.h"
 #include "files/PrivateDirectory.h"
 #include "files/StandardStreams.h"
 #include "files/TimeReport.h"
+#include "text/Failure.h"
 #include "text/Message.h"
-#include "text/Output.h"
 
 #include "QsimException.h"
 
@@ -36,7 +36,7 @@ void print(const std::string& text)
 
 [[noreturn]] void refuse(const std::string& complaint)
 {
-    throw tracewell::CommandError(complaint, kUsage);
+    throw tracewell::Failure(complaint, kUsage);
 }
 
 bool isOneOf(const std::string& word, std::initializer_list<const char*> words)
@@ -101,7 +101,7 @@ int run(CLI::App& app, const Words& words)
         }
     } catch (const CLI::RuntimeError& e) {
         return e.get_exit_code();
-    } catch (const tracewell::CommandError& e) {
+    } catch (const tracewell::Failure& e) {
         tracewell::tell(e.what());
         return e.exitCode();
     } catch (const std::bad_alloc&) {
@@ -130,23 +130,7 @@ int main(int argc, char** argv)
                "  tracewell import run.vcd run.wdb && tracewell draw run.wdb -o run.svg\n"
                "`tracewell COMMAND --help`, or `tracewell help COMMAND`, tells of each command.");
 
-    tracewell::addImportCommand(app);
-    tracewell::addInfoCommand(app);
-    tracewell::addSignalsCommand(app);
-    tracewell::addValuesCommand(app);
-    tracewell::addNextPreviousCommands(app);
-    tracewell::addFindCommand(app);
-    tracewell::addDrawCommand(app);
-    tracewell::addExportCommand(app);
-    tracewell::addDiffCommand(app);
-    tracewell::addEventsCommand(app);
-    tracewell::addVerifyCommand(app);
-    tracewell::addReplayCommand(app);
-    tracewell::addFollowCommand(app);
-    tracewell::addVpiPathCommand(app);
-
-    tracewell::TimeReport::addTo(app);
-
+    tracewell::addCommands(app);
     const int code = run(app, Words(argv + 1, argv + std::max(argc, 1)));
     tracewell::TimeReport::write();
     return code;

@@ -1,16 +1,16 @@
-#include "CommandError.h"
 #include "Commands.h"
 #include "commands/BeyondOption.h"
 #include "commands/LenientOption.h"
 #include "commands/RadixOption.h"
 #include "commands/WindowOptions.h"
 #include "diff/RunComparison.h"
+#include "files/Output.h"
+#include "files/ProgressBar.h"
+#include "text/Failure.h"
 #include "text/Message.h"
-#include "text/Output.h"
-#include "text/ProgressBar.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
-#include "text/ValueText.h"
+#include "wave/ValueText.h"
 
 #include "QsimException.h"
 
@@ -155,7 +155,7 @@ Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDi
 Result compareRuns(const Options& options)
 {
     if (options.a == "-" && options.b == "-") {
-        throw CommandError("the standard input is one run; name a file for the other");
+        throw Failure("the standard input is one run; name a file for the other");
     }
     int digitsOfA = 0;
     int digitsOfB = 0;
@@ -249,13 +249,12 @@ void run(const Options& options)
         }
         out.finish();
         exitCode = !result.isWhole ? kTrouble : result.isEqual() ? 0 : kDifferent;
-    } catch (const CommandError& e) {
-        throw CommandError(e.what(), kTrouble);
+    } catch (const Failure& e) {
+        throw Failure(e.what(), kTrouble);
     } catch (const Qsim::Exception& e) {
-        throw CommandError(e.getMessage(), kTrouble);
+        throw Failure(e.getMessage(), kTrouble);
     } catch (const std::bad_alloc&) {
-        throw CommandError("the memory does not suffice for both runs; compare fewer signals",
-                           kTrouble);
+        throw Failure("the memory does not suffice for both runs; compare fewer signals", kTrouble);
     }
     if (exitCode != 0) {
         throw CLI::RuntimeError(exitCode);

@@ -1,16 +1,17 @@
-#include "CommandError.h"
 #include "Commands.h"
 #include "commands/BeyondOption.h"
 #include "commands/OptionValues.h"
 #include "commands/RadixOption.h"
+#include "commands/ReadingEnd.h"
 #include "commands/WindowOptions.h"
 #include "draw/Picture.h"
 #include "draw/RenderedPicture.h"
+#include "files/Output.h"
 #include "files/OutputFile.h"
 #include "files/OutputSuffix.h"
 #include "files/OutputText.h"
-#include "text/Output.h"
-#include "text/Terminal.h"
+#include "files/Terminal.h"
+#include "text/Failure.h"
 #include "text/Utf8.h"
 #include "wave/SignalSelection.h"
 #include "wave/SignalValues.h"
@@ -53,8 +54,8 @@ std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, 
         return selectSignals(file, options.signals);
     }
     if (!file.hasNames()) {
-        throw CommandError(fmt::format("{}: no signals can be listed, {}; name {}", file.path(),
-                                       file.whyNoNames(), file.howToAskByPlace()));
+        throw Failure(fmt::format("{}: no signals can be listed, {}; name {}", file.path(),
+                                  file.whyNoNames(), file.howToAskByPlace()));
     }
     std::vector<Signal> signals = allSignals(file);
     if (signals.size() > kDefaultLanes) {
@@ -188,7 +189,7 @@ void run(const Options& options)
     }
     finishReading(options.file, file);
     if (!missing.empty()) {
-        throw CommandError(missing);
+        throw Failure(missing);
     }
 }
 

@@ -1,11 +1,12 @@
-#include "CommandError.h"
 #include "Commands.h"
 #include "commands/BeyondOption.h"
 #include "commands/OptionValues.h"
-#include "text/Output.h"
-#include "text/ProgressBar.h"
+#include "commands/ReadingEnd.h"
+#include "files/Output.h"
+#include "files/ProgressBar.h"
+#include "files/Terminal.h"
+#include "text/Failure.h"
 #include "text/Table.h"
-#include "text/Terminal.h"
 #include "wave/EventWaveFile.h"
 
 #include "WdbEventBlockDatabaseFactory.h"
@@ -126,8 +127,8 @@ WdbIEventBlockDatabase::IteratorVector chooseBuckets(const Options& options,
     const unsigned long long division = divisionOf(header);
     const unsigned int buckets = division == 0 ? 1 : header.m_numberOfBuckets;
     if (*options.bucket >= buckets) {
-        throw CommandError(fmt::format("{}: there is no bucket {}; the file has {}, counted from 0",
-                                       options.file, *options.bucket, buckets));
+        throw Failure(fmt::format("{}: there is no bucket {}; the file has {}, counted from 0",
+                                  options.file, *options.bucket, buckets));
     }
     return database.getEventBlockDatabaseIterator(
         std::vector<long long>{static_cast<long long>(*options.bucket * division)});

@@ -1,13 +1,14 @@
-#include "CommandError.h"
 #include "Commands.h"
+#include "changes/ChangeStream.h"
 #include "commands/BeyondOption.h"
+#include "commands/ReadingEnd.h"
 #include "files/Interrupt.h"
 #include "files/OutputSuffix.h"
 #include "files/OutputText.h"
-#include "names/DeclarationText.h"
-#include "recording/ChangeStream.h"
+#include "files/ProgressBar.h"
+#include "formats/vcd/DeclarationText.h"
+#include "text/Failure.h"
 #include "text/Message.h"
-#include "text/ProgressBar.h"
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>

@@ -1,14 +1,15 @@
-#include "CommandError.h"
 #include "Commands.h"
 #include "commands/BeyondOption.h"
 #include "commands/RadixOption.h"
+#include "commands/ReadingEnd.h"
 #include "commands/WindowOptions.h"
-#include "text/Output.h"
-#include "text/ValueText.h"
+#include "files/Output.h"
+#include "input/FileKind.h"
+#include "text/Failure.h"
 #include "wave/EventWaveFile.h"
-#include "wave/FileKind.h"
 #include "wave/IndexLookup.h"
 #include "wave/SignalSelection.h"
+#include "wave/ValueText.h"
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>
@@ -43,10 +44,10 @@ struct Found
 
 [[noreturn]] void refuse(const std::string& path, const std::string& what)
 {
-    throw CommandError(fmt::format("{}: {} has no index by time; `tracewell values` answers from "
-                                   "it by a scan, and `tracewell import --store indexed` makes a "
-                                   "recording with an index",
-                                   path, what));
+    throw Failure(fmt::format("{}: {} has no index by time; `tracewell values` answers from "
+                              "it by a scan, and `tracewell import --store indexed` makes a "
+                              "recording with an index",
+                              path, what));
 }
 
 std::string timeText(const TimeText& text, long long time)
@@ -119,8 +120,8 @@ void run(const Options& options)
     }
     std::vector<Signal> signals = selectSignals(file, {options.signal});
     if (signals.size() != 1) {
-        throw CommandError(fmt::format("{}: \"{}\" names {} signals; name one", options.file,
-                                       options.signal, signals.size()));
+        throw Failure(fmt::format("{}: \"{}\" names {} signals; name one", options.file,
+                                  options.signal, signals.size()));
     }
     options.radix.apply(file, signals);
 

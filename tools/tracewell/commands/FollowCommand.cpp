@@ -1,19 +1,20 @@
-#include "CommandError.h"
 #include "Commands.h"
+#include "commands/ChannelOptions.h"
 #include "commands/RadixOption.h"
 #include "commands/StoreOption.h"
 #include "commands/WindowOptions.h"
 #include "files/Interrupt.h"
+#include "files/Output.h"
 #include "files/OutputFile.h"
 #include "files/OwnFile.h"
+#include "files/Terminal.h"
 #include "live/LiveChannel.h"
 #include "live/LivePicture.h"
 #include "live/LiveScreen.h"
 #include "live/LiveViewer.h"
 #include "live/Transit.h"
+#include "text/Failure.h"
 #include "text/Message.h"
-#include "text/Output.h"
-#include "text/Terminal.h"
 #include "text/Utf8.h"
 #include "wave/SignalNames.h"
 #include "wave/SignalSelection.h"
@@ -147,9 +148,9 @@ void Follow::run()
 {
     try {
         record();
-    } catch (const CommandError& e) {
+    } catch (const Failure& e) {
         const bool isKept = closeAfterFailure();
-        throw CommandError(isKept ? e.what() : m_output.named(e.what()), e.exitCode());
+        throw Failure(isKept ? e.what() : m_output.named(e.what()), e.exitCode());
     }
 }
 
@@ -157,7 +158,7 @@ void Follow::record()
 {
     do {
         if (!waitForKernel("waiting for")) {
-            throw CommandError(
+            throw Failure(
                 m_interrupt.isInterrupted()
                     ? "interrupted before a simulation came; nothing was recorded"
                     : fmt::format("no simulation offers {} after {} s; start one there (tracewell "
@@ -196,9 +197,9 @@ bool Follow::waitForKernel(const std::string& whatFor)
 bool Follow::connect()
 {
     if (m_viewer->isTaken()) {
-        throw CommandError(fmt::format("{} is followed by a running viewer already; close that "
-                                       "one, or choose another --channel for both sides",
-                                       m_options.channel.describe()));
+        throw Failure(fmt::format("{} is followed by a running viewer already; close that "
+                                  "one, or choose another --channel for both sides",
+                                  m_options.channel.describe()));
     }
     readNames();
     std::vector<Signal> signals = chooseSignals();
@@ -226,9 +227,9 @@ void Follow::readNames()
     m_names.read(m_nameText);
     if (m_options.store == Store::Events && m_names.hasNames() &&
         m_names.layout().totalSize() > kLargestMemory) {
-        throw CommandError(fmt::format("{}: asks for {} MB of values; at most {} can be followed",
-                                       m_options.channel.debugFile(),
-                                       m_names.layout().totalSize() >> 20, kLargestMemory >> 20));
+        throw Failure(fmt::format("{}: asks for {} MB of values; at most {} can be followed",
+                                  m_options.channel.debugFile(), m_names.layout().totalSize() >> 20,
+                                  kLargestMemory >> 20));
     }
 }
 
@@ -412,9 +413,9 @@ void Follow::summarize()
               time);
     }
     if (refused != 0) {
-        throw CommandError(fmt::format("{}: {} records of the channel were left out, since no "
-                                       "simulation sends such; the line before tells of the first",
-                                       m_options.output, refused));
+        throw Failure(fmt::format("{}: {} records of the channel were left out, since no "
+                                  "simulation sends such; the line before tells of the first",
+                                  m_options.output, refused));
     }
 }
 
@@ -437,7 +438,7 @@ bool Follow::closeAfterFailure()
     }
     try {
         close();
-    } catch (const CommandError&) {
+    } catch (const Failure&) {
         if (m_options.store == Store::Events) {
             m_output.keep();
             return true;
@@ -449,9 +450,9 @@ bool Follow::closeAfterFailure()
 void Follow::print(const std::string& line, const std::string& time) const
 {
     if (!(std::cout << line << std::flush)) {
-        throw CommandError(fmt::format("standard output: cannot be written: {}; {} was recorded up "
-                                       "to {}",
-                                       std::strerror(errno), m_options.output, time));
+        throw Failure(fmt::format("standard output: cannot be written: {}; {} was recorded up "
+                                  "to {}",
+                                  std::strerror(errno), m_options.output, time));
     }
 }
 
@@ -465,7 +466,7 @@ void addFollowCommand(CLI::App& app)
     command->add_option("SIGNAL", options->signals,
                         "Full names (top.dut.data), patterns with * and ?, or @ADDRESS[:BYTES] to "
                         "show; in a terminal the first 10 signals if none is given");
-    options->channel.addTo(*command);
+    addChannelOptions(*command, options->channel.place());
     addStoreOption(*command, options->store,
                    {{"events", Store::Events}, {"transitions", Store::Transitions}});
     command

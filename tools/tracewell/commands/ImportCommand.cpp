@@ -1,18 +1,18 @@
-#include "CommandError.h"
 #include "Commands.h"
 #include "commands/LenientOption.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "files/OutputFile.h"
+#include "files/ProgressBar.h"
+#include "files/Terminal.h"
 #include "files/WatchedProcess.h"
+#include "formats/vcd/DeclarationText.h"
+#include "import/VcdRun.h"
 #include "input/InputFile.h"
-#include "names/DeclarationText.h"
-#include "recording/RecordingWriter.h"
-#include "recording/SnapshotDirectory.h"
-#include "recording/VcdRun.h"
+#include "record/RecordingWriter.h"
+#include "record/SnapshotDirectory.h"
+#include "text/Failure.h"
 #include "text/Message.h"
-#include "text/ProgressBar.h"
-#include "text/Terminal.h"
 
 #include "StorageFailure.h"
 
@@ -175,7 +175,7 @@ void run(const Options& options)
             Import(options, output, directory, interrupt).run();
         } catch (const std::bad_alloc&) {
             output.discard();
-            throw CommandError(fmt::format(
+            throw Failure(fmt::format(
                 "{}: does not fit into the memory while it is made; "
                 "dump fewer variables{}",
                 options.output,
@@ -193,21 +193,21 @@ void run(const Options& options)
     case WatchedEnd::Kind::Failed:
         // The other process has taken its output away, or finished it.
         output.keep();
-        throw CommandError(output.named(end.text));
+        throw Failure(output.named(end.text));
     case WatchedEnd::Kind::Aborted:
-        throw CommandError(fmt::format("{}: cannot be written: {}; the unfinished output was "
-                                       "removed; make room there and import again",
-                                       options.output, end.text));
+        throw Failure(fmt::format("{}: cannot be written: {}; the unfinished output was "
+                                  "removed; make room there and import again",
+                                  options.output, end.text));
     case WatchedEnd::Kind::Killed:
         if (options.store == Store::Transitions || output.isReplacement()) {
-            throw CommandError(fmt::format("{}: the import was ended by {}; the unfinished output "
-                                           "was removed; import again",
-                                           options.output, end.text));
+            throw Failure(fmt::format("{}: the import was ended by {}; the unfinished output "
+                                      "was removed; import again",
+                                      options.output, end.text));
         }
         output.keep();
-        throw CommandError(fmt::format("{}: the import was ended by {}; what had reached the file "
-                                       "is there, and it is not closed; import again",
-                                       options.output, end.text));
+        throw Failure(fmt::format("{}: the import was ended by {}; what had reached the file "
+                                  "is there, and it is not closed; import again",
+                                  options.output, end.text));
     }
 }
 
@@ -243,7 +243,8 @@ void addImportCommand(CLI::App& app)
         "  tracewell import run.vcd.gz run.wdb\n"
         "What gzip, zstd or xz packed is unpacked on the way, whatever its name.\n"
         "An input without sense is refused, with its line, and leaves no output; --lenient\n"
-        "reads on. One that is cut off keeps everything up to the cut, says so, and ends with exit\n"
+        "reads on. One that is cut off keeps everything up to the cut, says so, and ends with "
+        "exit\n"
         "code 1. A recording that is there already is replaced when the new one is finished, and\n"
         "otherwise stays as it was. A\n"
         "new output is taken away after an error, on a full disk too; that of a killed import\n"

@@ -1,7 +1,7 @@
 #include "Commands.h"
+#include "files/Output.h"
+#include "files/ProgressBar.h"
 #include "survey/Survey.h"
-#include "text/Output.h"
-#include "text/ProgressBar.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
 

@@ -21,7 +21,7 @@ public:
 
     /// Gives the signals what was asked for. What is asked for by a name counts more than what is
     /// for all.
-    /// \throws CommandError when a name fits nothing in the recording.
+    /// \throws Failure when a name fits nothing in the recording.
     void apply(const SignalNames& file, std::vector<Signal>& signals) const;
 
 private:

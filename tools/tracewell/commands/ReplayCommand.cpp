@@ -1,19 +1,20 @@
-#include "CommandError.h"
 #include "Commands.h"
+#include "commands/ChannelOptions.h"
 #include "commands/LenientOption.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
-#include "live/DebugFile.h"
+#include "files/ProgressBar.h"
+#include "files/Terminal.h"
+#include "formats/vcd/DeclarationText.h"
+#include "import/VcdRun.h"
 #include "live/LibraryWords.h"
 #include "live/LiveChannel.h"
 #include "live/LiveKernel.h"
 #include "live/ViewerWatch.h"
-#include "names/DeclarationText.h"
-#include "recording/VcdRun.h"
+#include "names/TimeText.h"
+#include "record/DebugFile.h"
+#include "text/Failure.h"
 #include "text/Message.h"
-#include "text/ProgressBar.h"
-#include "text/Terminal.h"
-#include "text/TimeText.h"
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>
@@ -117,7 +118,7 @@ void Replay::run()
         say(fmt::format("{}: {}", m_vcd->input().name(), lenience));
     }
     if (const std::string shortfall = m_vcd->shortfall("sent"); !shortfall.empty()) {
-        throw CommandError(fmt::format("{}: {}", m_vcd->input().name(), shortfall));
+        throw Failure(fmt::format("{}: {}", m_vcd->input().name(), shortfall));
     }
 }
 
@@ -134,8 +135,7 @@ void Replay::open()
         words = kept.text();
     }
     if (!m_kernel->isOpen()) {
-        throw CommandError(
-            fmt::format("{} cannot be opened: {}", m_options.channel.describe(), words));
+        throw Failure(fmt::format("{} cannot be opened: {}", m_options.channel.describe(), words));
     }
 }
 
@@ -177,7 +177,7 @@ void Replay::whileReading(const VcdInput& input)
 {
     if (!m_isOpen) {
         if (m_interrupt.isInterrupted()) {
-            throw CommandError("interrupted before anything was sent");
+            throw Failure("interrupted before anything was sent");
         }
         return;
     }
@@ -221,7 +221,7 @@ void addReplayCommand(CLI::App& app)
         ->required();
     addLenientOption(*command, options->isLenient);
     command->add_flag("--live", options->live, "Send it through a live channel")->required();
-    options->channel.addTo(*command);
+    addChannelOptions(*command, options->channel.place());
     addStoreOption(*command, options->store,
                    {{"events", Store::Events}, {"transitions", Store::Transitions}});
     command

@@ -1,6 +1,6 @@
-#include "CommandError.h"
 #include "Commands.h"
-#include "text/Output.h"
+#include "files/Output.h"
+#include "text/Failure.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
 #include "wave/SignalSelection.h"
@@ -28,9 +28,9 @@ struct Options
 std::vector<Signal> listSignals(const WaveFile& file, const std::string& pattern)
 {
     if (!file.hasNames()) {
-        throw CommandError(fmt::format("{}: no signals can be listed, {}; `tracewell values` shows "
-                                       "{}",
-                                       file.path(), file.whyNoNames(), file.howToAskByPlace()));
+        throw Failure(fmt::format("{}: no signals can be listed, {}; `tracewell values` shows "
+                                  "{}",
+                                  file.path(), file.whyNoNames(), file.howToAskByPlace()));
     }
     return pattern.empty() ? allSignals(file) : selectSignals(file, {pattern});
 }

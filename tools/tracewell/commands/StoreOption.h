@@ -2,15 +2,13 @@
 
 #include "commands/OptionValues.h"
 
+#include "record/Store.h"
+
 #include <CLI/App.hpp>
 
 #include <string>
 
 namespace tracewell {
-
-/// What a recording is kept in: a database of events by address, one with an index by time, or one
-/// of transitions by object.
-enum class Store { Events, Transitions, Indexed };
 
 constexpr const char* kStoreOption = "--store";
 

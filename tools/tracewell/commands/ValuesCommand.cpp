@@ -1,13 +1,14 @@
 #include "Commands.h"
 #include "commands/BeyondOption.h"
 #include "commands/RadixOption.h"
+#include "commands/ReadingEnd.h"
 #include "commands/WindowOptions.h"
-#include "text/Output.h"
+#include "files/Output.h"
 #include "text/Table.h"
-#include "text/ValueText.h"
 #include "wave/SignalSelection.h"
 #include "wave/SignalValues.h"
 #include "wave/ValueRows.h"
+#include "wave/ValueText.h"
 #include "wave/WaveFile.h"
 
 #include <CLI/App.hpp>

@@ -1,6 +1,6 @@
-#include "CommandError.h"
 #include "Commands.h"
-#include "text/Output.h"
+#include "files/Output.h"
+#include "text/Failure.h"
 
 #include <CLI/App.hpp>
 
@@ -29,10 +29,9 @@ void printDirectory()
             return;
         }
     }
-    throw CommandError(
-        (own / kPlaces[0]).lexically_normal().string() +
-        ": there is no tracewell.vpi, nor in the build tree; build it where Debian's "
-        "iverilog package is installed");
+    throw Failure((own / kPlaces[0]).lexically_normal().string() +
+                  ": there is no tracewell.vpi, nor in the build tree; build it where Debian's "
+                  "iverilog package is installed");
 }
 
 } // namespace

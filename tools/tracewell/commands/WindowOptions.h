@@ -1,6 +1,6 @@
 #pragma once
 
-#include "text/TimeText.h"
+#include "names/TimeText.h"
 #include "wave/SignalCursor.h"
 
 #include <string>

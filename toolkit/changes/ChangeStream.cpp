@@ -1,0 +1,37 @@
+#include "changes/ChangeStream.h"
+
+#include "changes/EventChanges.h"
+#include "changes/TransitionChanges.h"
+#include "changes/VcdChanges.h"
+#include "input/FileKind.h"
+
+namespace tracewell {
+
+std::unique_ptr<ChangeStream> ChangeStream::open(const std::string& path, Reach reach)
+{
+    if (findFileKind(path) == FileKind::Transitions) {
+        return std::make_unique<TransitionChanges>(path);
+    }
+    return std::make_unique<EventChanges>(path, reach);
+}
+
+std::unique_ptr<ChangeStream> ChangeStream::openRun(const std::string& path, int fractionDigits,
+                                                    bool isLenient, Reach reach)
+{
+    if (isVcdText(path)) {
+        return std::make_unique<VcdChanges>(path, VcdRun::Reading{fractionDigits, isLenient});
+    }
+    return open(path, reach);
+}
+
+bool ChangeStream::next()
+{
+    for (long long time = 0; peek(time);) {
+        if (advance()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace tracewell

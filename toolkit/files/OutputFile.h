@@ -1,0 +1,70 @@
+#pragma once
+
+#include <string>
+
+namespace tracewell {
+
+/// What an output may be.
+enum class OutputKind {
+    RegularFile, ///< read while it is written; never the standard output
+    WholeFile,   ///< the same, but nobody can read it before it is finished
+    Any          ///< also a device or a pipe; "-" is the standard output
+};
+
+/// An output that is finished, or leaves what was there as it was.
+///
+/// Where nothing is, the file is written under its name, so that others see it grow. Where a
+/// regular file is, or when it can be read as a whole alone, the new one is written beside it under
+/// a name of its own, and takes its place when it is finished, with the mode and, as far as that is
+/// permitted, the owner of the one before. Symbolic links are followed and stay; another hard link
+/// keeps what was there. A device or a pipe is written as it is.
+class OutputFile
+{
+public:
+    /// Makes nothing yet. `input` is what the command reads; "-" is the standard input.
+    /// \throws Failure when both are one file, or `name` leads to something that cannot be
+    /// the output or be replaced.
+    OutputFile(const std::string& name, OutputKind kind, const std::string& input = {});
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    /// As discard().
+    ~OutputFile() { discard(); }
+
+    const std::string& name() const { return m_name; }
+    /// Where to write.
+    const std::string& path() const { return m_path; }
+    /// Whether there is a file that stays until the new one is finished.
+    bool isReplacement() const { return m_isReplacement; }
+
+    /// Makes ready to be written, if that has not been done.
+    /// \throws Failure
+    void start();
+    /// What was written is complete, and closed.
+    /// \throws Failure when it cannot take its place; it is taken away then.
+    void finish();
+    /// Another file, which is complete, becomes the output instead. False when it cannot; both are
+    /// as they were then.
+    bool take(const std::string& file) const;
+    /// What was written stays where it is, unfinished.
+    void keep() { m_isOurs = false; }
+    /// Takes away what was started and not finished.
+    void discard();
+
+    /// A message that may name path(), so that it names name().
+    std::string named(std::string message) const;
+
+private:
+    void find(OutputKind kind, const std::string& input);
+    void requireReplaceable();
+    bool isAside() const { return m_path != m_target; }
+
+    std::string m_name;
+    /// The file itself, behind all links.
+    std::string m_target;
+    std::string m_path;
+    bool m_isReplacement = false;
+    bool m_isOurs = false;
+    bool m_isRemovable = true;
+};
+
+} // namespace tracewell

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// The suffix of an output's name, as ".png", in small letters; one that is in `written` or empty.
+/// Empty too for what is no regular file: a device or a pipe takes anything.
+/// \throws Failure for another one: nobody gets a VCD by the name of an FST.
+std::string checkSuffix(const std::string& output, const std::vector<std::string>& written);
+
+} // namespace tracewell

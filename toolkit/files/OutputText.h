@@ -1,0 +1,37 @@
+#pragma once
+
+#include "files/OutputFile.h"
+
+#include <string>
+
+namespace tracewell {
+
+/// An output of text or other bytes, or the standard output for "-"; see OutputFile. Gathers the
+/// text, so that the caller appends to text() and calls flushWhenLarge() now and then.
+class OutputText
+{
+public:
+    /// `input` is what the command reads.
+    /// \throws Failure
+    explicit OutputText(const std::string& name, const std::string& input = {});
+    OutputText(const OutputText&) = delete;
+    OutputText& operator=(const OutputText&) = delete;
+    ~OutputText();
+
+    std::string& text() { return m_text; }
+    /// True when it wrote.
+    bool flushWhenLarge();
+    /// Writes the rest and closes. \throws Failure when anything could not be stored.
+    void finish();
+
+private:
+    void flush();
+    [[noreturn]] void fail(int error) const;
+
+    OutputFile m_file;
+    std::string m_text;
+    int m_descriptor;
+    bool m_isFile;
+};
+
+} // namespace tracewell

@@ -1,0 +1,65 @@
+#include "files/Terminal.h"
+
+#include "text/Failure.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace tracewell {
+
+namespace {
+
+/// All 0 where there is no terminal.
+winsize outputSize()
+{
+    winsize size{};
+    if (!isTerminal(StandardStream::Output) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) {
+        size = {};
+    }
+    return size;
+}
+
+} // namespace
+
+bool isTerminal(StandardStream stream)
+{
+    return isatty(static_cast<int>(stream)) == 1;
+}
+
+unsigned int terminalColumns(unsigned int fallback)
+{
+    const winsize size = outputSize();
+    return size.ws_col > 0 ? size.ws_col : fallback;
+}
+
+unsigned int terminalRows(unsigned int fallback)
+{
+    const winsize size = outputSize();
+    return size.ws_row > 0 ? size.ws_row : fallback;
+}
+
+std::string makePrivateDirectory()
+{
+    std::error_code error;
+    std::filesystem::path place = std::filesystem::temp_directory_path(error);
+    if (error) {
+        place = ".";
+    }
+    std::string name = (place / "tracewell-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+        throw Failure(fmt::format("{}: cannot make a temporary directory: {}; set TMPDIR to a "
+                                  "place that can be written to",
+                                  place.string(), std::strerror(errno)));
+    }
+    return name;
+}
+
+} // namespace tracewell

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace tracewell {
+
+/// What stands behind the program's three standard streams.
+enum class StandardStream { Input = 0, Output = 1, Error = 2 };
+
+bool isTerminal(StandardStream stream);
+
+/// Columns of the terminal behind the standard output; `fallback` when there is none.
+unsigned int terminalColumns(unsigned int fallback);
+
+/// Rows of it.
+unsigned int terminalRows(unsigned int fallback);
+
+/// Makes a new directory for this process alone in the place for temporary files.
+/// \throws Failure
+std::string makePrivateDirectory();
+
+} // namespace tracewell

@@ -1,0 +1,448 @@
+#include "formats/vcd/VcdDeclarations.h"
+
+#include "formats/vcd/VcdCodes.h"
+#include "formats/vcd/VcdInput.h"
+#include "text/Failure.h"
+#include "values/VcdValues.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+
+namespace tracewell {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n\f\v";
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+/// Reads a decimal number that takes the whole of `text`.
+template <class Number> bool parseNumber(std::string_view text, Number& number)
+{
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, number);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+/// Width of "[7:0]" or "[3]"; false for anything else.
+bool parseRange(std::string_view text, long long& width)
+{
+    if (text.size() < 3 || text.front() != '[' || text.back() != ']') {
+        return false;
+    }
+    text = text.substr(1, text.size() - 2);
+    const std::size_t colon = text.find(':');
+    int left = 0;
+    int right = 0;
+    if (!parseNumber(text.substr(0, colon), left)) {
+        return false;
+    }
+    width = 1;
+    if (colon != std::string_view::npos) {
+        if (!parseNumber(text.substr(colon + 1), right)) {
+            return false;
+        }
+        width += std::max(left, right) - static_cast<long long>(std::min(left, right));
+    }
+    return true;
+}
+
+class DeclarationReader
+{
+public:
+    DeclarationReader(VcdInput& input, bool mayBeCutOff)
+        : m_input(input), m_mayBeCutOff(mayBeCutOff)
+    {}
+    Declarations read();
+    /// Whether the input ended before the declarations did.
+    bool isCutOff() const { return m_isCutOff; }
+
+private:
+    /// Thrown at the end of the input.
+    struct CutOff
+    {};
+
+    void readSections();
+    [[noreturn]] void failAtEnd(const std::string& why);
+    void readScope();
+    void closeScope();
+    void readVariable();
+    void readTimescale();
+    void readOther(std::string_view keyword);
+    std::string sectionText(const char* keyword);
+    /// One of the words that a section must have.
+    std::string_view needed(const char* section);
+    void takeEnd();
+    unsigned int parseWidth(std::string_view text, Variable& variable);
+    void splitName(std::string_view text, Variable& variable);
+    std::size_t objectOf(const std::string& code, const Variable& variable);
+    std::uint32_t* findObject(const std::string& code);
+    void growObjects();
+    void add(Declarations::Item::Kind kind, std::size_t index)
+    {
+        m_table.items.push_back({kind, index});
+    }
+
+    using ScopeKey = std::tuple<std::size_t, std::string, std::string>;
+
+    VcdInput& m_input;
+    Declarations m_table;
+    std::vector<std::size_t> m_open;
+    std::map<ScopeKey, std::size_t> m_scopes;
+    /// Indices of objects by their codes, with open addressing; a node a code would take several
+    /// times as much. The size is a power of two, at least twice the number of objects.
+    std::vector<std::uint32_t> m_objects;
+    std::string m_text;
+    bool m_mayBeCutOff;
+    bool m_isCutOff = false;
+};
+
+/// Whether a word behind variables, with no $enddefinitions before it, belongs to the changes.
+bool startsBody(std::string_view word)
+{
+    return word[0] == '$'
+               ? word.substr(0, 5) == "$dump"
+               : word[0] == '#' || letterCode(word[0]) != kNoLetter ||
+                     std::string_view("bBrRsSpP").find(word[0]) != std::string_view::npos;
+}
+
+Declarations DeclarationReader::read()
+{
+    try {
+        readSections();
+    } catch (const CutOff&) {
+        m_isCutOff = true;
+    }
+    while (!m_open.empty()) {
+        closeScope();
+    }
+    return std::move(m_table);
+}
+
+/// Variables that are whole are worth keeping, and for them alone is the input taken at all.
+void DeclarationReader::failAtEnd(const std::string& why)
+{
+    if (m_mayBeCutOff && !m_table.variables.empty()) {
+        throw CutOff();
+    }
+    if (m_input.isShortened()) {
+        throw Failure(fmt::format("{}: {} before a variable is declared; copy the file again, "
+                                  "or dump it again",
+                                  m_input.name(), m_input.flaw()));
+    }
+    m_input.fail(why);
+}
+
+void DeclarationReader::readSections()
+{
+    bool any = false;
+    for (;;) {
+        const std::string_view keyword = m_input.word();
+        if (keyword.empty()) {
+            failAtEnd(
+                any ? "the declarations are cut off: there is no $enddefinitions; dump it again"
+                    : "the file is empty, not a VCD; name another, or dump it again");
+        }
+        const bool body = startsBody(keyword);
+        if (keyword[0] != '$' && !(body && any)) {
+            m_input.fail(fmt::format("{} is no declaration; {}", inQuotes(keyword),
+                                     any ? "a section that starts with $ was expected"
+                                         : "the file is not a VCD; name another"));
+        }
+        any = true;
+        if (keyword == "$var") {
+            readVariable();
+        } else if (keyword == "$scope") {
+            readScope();
+        } else if (keyword == "$upscope") {
+            takeEnd();
+            closeScope();
+        } else if (keyword == "$timescale") {
+            readTimescale();
+        } else if (keyword == "$date") {
+            m_table.date = sectionText("$date");
+        } else if (keyword == "$version") {
+            m_table.version = sectionText("$version");
+        } else if (keyword == "$comment") {
+            m_table.comments.push_back(sectionText("$comment"));
+            add(Declarations::Item::Kind::Comment, m_table.comments.size() - 1);
+        } else if (keyword == "$enddefinitions") {
+            takeEnd();
+            return;
+        } else if (body) {
+            m_input.putBack();
+            return;
+        } else if (keyword != "$end") {
+            readOther(keyword);
+        }
+    }
+}
+
+std::string DeclarationReader::sectionText(const char* keyword)
+{
+    if (!m_input.textToEnd(m_text)) {
+        failAtEnd(fmt::format(
+            "a {} section is cut off: there is no $end; put it there, or dump it again", keyword));
+    }
+    return m_text;
+}
+
+std::string_view DeclarationReader::needed(const char* section)
+{
+    const std::string_view word = m_input.word();
+    const auto why = [&] {
+        return fmt::format("a {} section is cut off; complete it, or dump it again", section);
+    };
+    if (word.empty()) {
+        failAtEnd(why());
+    }
+    if (word == "$end") {
+        m_input.fail(why());
+    }
+    return word;
+}
+
+/// The $end of a section without words; its absence does no harm.
+void DeclarationReader::takeEnd()
+{
+    if (m_input.word() != "$end") {
+        m_input.putBack();
+    }
+}
+
+/// The text of a $scope or $var, whose names can hold blanks but no declaration.
+static void checkEnded(const VcdInput& input, std::string_view text, const char* section)
+{
+    if (text.find('$') == std::string_view::npos) {
+        return;
+    }
+    for (const char* keyword : {"$var", "$scope", "$upscope", "$enddefinitions"}) {
+        for (std::size_t at = text.find(keyword); at != std::string_view::npos;
+             at = text.find(keyword, at + 1)) {
+            const std::size_t behind = at + std::string_view(keyword).size();
+            const bool starts = at == 0 || kBlanks.find(text[at - 1]) != std::string_view::npos;
+            const bool ends =
+                behind == text.size() || kBlanks.find(text[behind]) != std::string_view::npos;
+            if (starts && ends) {
+                input.fail(fmt::format(
+                    "a {} section is cut off: {} follows before its $end; put that there", section,
+                    keyword));
+            }
+        }
+    }
+}
+
+void DeclarationReader::readScope()
+{
+    Scope scope;
+    scope.kind = needed("$scope");
+    scope.name = sectionText("$scope");
+    checkEnded(m_input, scope.name, "$scope");
+    scope.parent = m_open.empty() ? kNoScope : m_open.back();
+    if (m_open.size() == kMaxScopeDepth) {
+        m_input.fail(fmt::format("scopes are nested more than {} deep; dump a part of the design",
+                                 kMaxScopeDepth));
+    }
+    const auto [place, isNew] =
+        m_scopes.try_emplace(ScopeKey(scope.parent, scope.kind, scope.name), m_table.scopes.size());
+    if (isNew) {
+        m_table.scopes.push_back(std::move(scope));
+    }
+    m_open.push_back(place->second);
+    add(Declarations::Item::Kind::OpenScope, place->second);
+}
+
+void DeclarationReader::closeScope()
+{
+    if (!m_open.empty()) {
+        add(Declarations::Item::Kind::CloseScope, m_open.back());
+        m_open.pop_back();
+    }
+}
+
+void DeclarationReader::readVariable()
+{
+    Variable variable;
+    variable.kind = CommonText(needed("$var"));
+    variable.width = parseWidth(needed("$var"), variable);
+    const std::string code(needed("$var"));
+    const std::string text = sectionText("$var");
+    checkEnded(m_input, text, "$var");
+    splitName(text, variable);
+    variable.scope = m_open.empty() ? kNoScope : m_open.back();
+    variable.object = objectOf(code, variable);
+    add(Declarations::Item::Kind::Variable, m_table.variables.size());
+    m_table.variables.push_back(std::move(variable));
+}
+
+/// A size is a number or, in an extended VCD, a range. 0 stands for 1.
+unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& variable)
+{
+    long long width = 0;
+    if (parseRange(text, width)) {
+        variable.range = CommonText(text);
+    } else if (!std::all_of(text.begin(), text.end(), isDigit)) {
+        m_input.fail(
+            fmt::format("{} is no size of a variable; write a number of bits", inQuotes(text)));
+    } else if (!parseNumber(text, width)) {
+        width = kMaxWidth + 1LL;
+    }
+    const bool counts = classify(variable.kind, 2) == ObjectClass::Vector;
+    if (width > (counts ? static_cast<long long>(kMaxWidth) : 0x7fffffffLL)) {
+        m_input.fail(fmt::format(
+            "a variable of {} bits; the widest that can be kept has {}; leave it out of the dump",
+            inQuotes(text), kMaxWidth));
+    }
+    return static_cast<unsigned int>(std::max(width, 1LL));
+}
+
+/// Takes "data [7:0]" and "data[7:0]" apart. An escaped name may end in a bracket of its own, and
+/// so may the name of an array's element; so may anything that does not fit the width.
+void DeclarationReader::splitName(std::string_view text, Variable& variable)
+{
+    const std::size_t bracket = text.rfind('[');
+    long long width = 0;
+    if (bracket == std::string_view::npos || bracket == 0 || !variable.range.empty() ||
+        !parseRange(text.substr(bracket), width)) {
+        variable.name = text;
+        return;
+    }
+    const std::size_t nameEnd = text.find_last_not_of(kBlanks, bracket - 1) + 1;
+    const bool attached = nameEnd == bracket;
+    if (attached && (text[0] == '\\' || width == 1 || width != variable.width)) {
+        variable.name = text;
+        return;
+    }
+    variable.name = text.substr(0, nameEnd);
+    variable.range = CommonText(text.substr(bracket));
+    variable.rangeAttached = attached;
+}
+
+std::size_t DeclarationReader::objectOf(const std::string& code, const Variable& variable)
+{
+    const ObjectClass wanted = classify(variable.kind, variable.width);
+    if (2 * (m_table.objects.size() + 1) > m_objects.size()) {
+        growObjects();
+    }
+    std::uint32_t& place = *findObject(code);
+    if (place == kNoObject) {
+        place = static_cast<std::uint32_t>(m_table.objects.size());
+        m_table.objects.push_back({code, wanted, variable.width});
+        return place;
+    }
+    Object& object = m_table.objects[place];
+    const bool sameFamily =
+        (object.objectClass == ObjectClass::Scalar || object.objectClass == ObjectClass::Vector) &&
+        (wanted == ObjectClass::Scalar || wanted == ObjectClass::Vector);
+    if (sameFamily && variable.width > object.width) {
+        object.width = variable.width;
+        object.objectClass = wanted;
+    }
+    return place;
+}
+
+/// The place of the code, or the free one that it takes.
+std::uint32_t* DeclarationReader::findObject(const std::string& code)
+{
+    const std::size_t mask = m_objects.size() - 1;
+    std::size_t place = std::hash<std::string>{}(code)&mask;
+    while (m_objects[place] != kNoObject && m_table.objects[m_objects[place]].code != code) {
+        place = (place + 1) & mask;
+    }
+    return &m_objects[place];
+}
+
+void DeclarationReader::growObjects()
+{
+    m_objects.assign(std::max<std::size_t>(2 * m_objects.size(), 64), kNoObject);
+    for (std::uint32_t i = 0; i < m_table.objects.size(); ++i) {
+        *findObject(m_table.objects[i].code) = i;
+    }
+}
+
+/// "1ns", "10 ps", "244 ns", "1.5 us", "ns".
+void DeclarationReader::readTimescale()
+{
+    const std::string text = sectionText("$timescale");
+    std::string digits;
+    int exponent = 0;
+    std::size_t at = 0;
+    bool fraction = false;
+    for (; at < text.size() && (isDigit(text[at]) || (text[at] == '.' && !fraction)); ++at) {
+        if (text[at] == '.') {
+            fraction = true;
+        } else {
+            digits += text[at];
+            exponent -= fraction ? 1 : 0;
+        }
+    }
+    at = text.find_first_not_of(kBlanks, at);
+    std::string unit = at == std::string::npos ? "" : text.substr(at);
+    std::transform(unit.begin(), unit.end(), unit.begin(), [](char c) {
+        return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+    });
+    if (text.empty()) {
+        return;
+    }
+    static const std::unordered_map<std::string, int> kUnits = {
+        {"s", 0},
+        {"sec", 0},
+        {"ms", -3},
+        {"us", -6},
+        {"ns", -9},
+        {"ps", -12},
+        {"fs", -15},
+        {"as", -18},
+        {"zs", -21},
+        // The micro sign and the Greek letter, in UTF-8 and Latin-1.
+        {"\xc2\xb5s", -6},
+        {"\xce\xbcs", -6},
+        {"\xb5s", -6},
+    };
+    while (exponent < 0 && !digits.empty() && digits.back() == '0') {
+        digits.pop_back();
+        ++exponent;
+    }
+    const auto found = kUnits.find(unit);
+    unsigned long long factor = 1;
+    const bool sound = digits.empty() ? !fraction : parseNumber(digits, factor);
+    if (found == kUnits.end() || !sound || factor == 0 || factor > 1'000'000'000'000ULL ||
+        exponent < -18) {
+        m_input.fail(fmt::format("{} is no timescale; write it like 10 ns", inQuotes(text)));
+    }
+    m_table.timescale = {factor, found->second + exponent, true};
+}
+
+void DeclarationReader::readOther(std::string_view keyword)
+{
+    Declarations::Section section;
+    section.keyword = keyword;
+    section.text = sectionText(section.keyword.c_str());
+    add(Declarations::Item::Kind::Section, m_table.sections.size());
+    m_table.sections.push_back(std::move(section));
+}
+
+} // namespace
+
+Declarations readDeclarations(VcdInput& input, bool* isCutOff)
+{
+    DeclarationReader reader(input, isCutOff != nullptr);
+    Declarations table = reader.read();
+    if (isCutOff != nullptr) {
+        *isCutOff = reader.isCutOff();
+    }
+    return table;
+}
+
+} // namespace tracewell

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "formats/vcd/VcdCodes.h"
+#include "formats/vcd/VcdInput.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tracewell {
+
+/// One step through the value changes of a VCD.
+struct VcdChange
+{
+    enum class Kind {
+        Time,    ///< `time` has come
+        Letter,  ///< `object` took the one letter with code `letter`
+        Letters, ///< `object` took the letters of `text`, unchecked
+        Real,    ///< the number of `text`, unchecked
+        Text,    ///< `text` as it is
+        Port     ///< states and both strengths of an extended VCD: "DDUU 66 00"
+    };
+
+    Kind kind = Kind::Time;
+    std::uint8_t letter = 0;
+    std::uint32_t object = 0;
+    long long time = 0;
+    std::string_view text;
+};
+
+/// What a lenient reading met that a strict one refuses.
+struct Oddities
+{
+    unsigned long long timesBack = 0;
+    unsigned long long undeclared = 0;
+    unsigned long long noChanges = 0;
+    /// Line of the first of them.
+    unsigned long long firstLine = 0;
+
+    /// How many of each, and what was done with them: one line, empty when there were none.
+    std::string describe() const;
+};
+
+/// Walks the value changes behind the declarations. Changes before the first time belong to time 0,
+/// which has been when the first change is given.
+class VcdReader
+{
+public:
+    /// Times are multiplied by ten to the power of `fractionDigits`. A lenient reading takes times
+    /// that go back for the last time, and leaves out values of codes that nobody declared and
+    /// words that are no change.
+    VcdReader(VcdInput& input, const std::vector<Object>& objects, int fractionDigits,
+              bool isLenient)
+        : m_input(input), m_codes(objects), m_fractionDigits(fractionDigits), m_isLenient(isLenient)
+    {}
+
+    /// The next step; false at the end. The text of `change` is valid until the next call.
+    /// \throws Failure for anything that has no sensible meaning.
+    bool next(VcdChange& change);
+
+    /// After the end: whether the last change was cut off, and so left out.
+    bool isCutOff() const { return m_cutOff; }
+    /// Decimals that the times so far have, at least; those beyond the fraction digits asked for
+    /// were dropped.
+    int neededFractionDigits() const { return m_neededDigits; }
+    const Oddities& oddities() const { return m_oddities; }
+    /// Ends the command: the change last given cannot be used.
+    [[noreturn]] void refuse(const std::string& why) const { m_input.fail(why); }
+    /// The same for one whose value makes no sense, unless the reading is lenient.
+    void refuseValue(const std::string& why) { refuseOddity(&Oddities::noChanges, why); }
+
+private:
+    enum class Step { Given, Skipped, End };
+
+    Step readKeyword(std::string_view keyword);
+    Step readTime(std::string_view word, VcdChange& change);
+    Step readValue(std::string_view word, VcdChange& change);
+    Step readText(std::string_view word, VcdChange& change);
+    Step readPort(std::string_view word, VcdChange& change);
+    /// `isApart` says that the code is a word of its own.
+    Step setObject(std::string_view code, VcdChange& change, bool isApart = false);
+    Step endInside();
+    /// False for what is no time, and left out.
+    bool parseTime(std::string_view text, long long& time);
+    /// Counts it, or ends the command.
+    Step refuseOddity(unsigned long long Oddities::*count, const std::string& why);
+
+    VcdInput& m_input;
+    VcdCodes m_codes;
+    int m_fractionDigits;
+    bool m_isLenient;
+    Oddities m_oddities;
+    int m_neededDigits = 0;
+    long long m_time = 0;
+    bool m_cutOff = false;
+    std::string m_scratch;
+};
+
+} // namespace tracewell

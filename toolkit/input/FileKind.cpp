@@ -1,0 +1,125 @@
+#include "input/FileKind.h"
+
+#include "input/Content.h"
+#include "input/InputFile.h"
+#include "text/Failure.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+
+namespace tracewell {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& path, const std::string& why)
+{
+    throw Failure(fmt::format("{}: {}", path, why));
+}
+
+std::string readHead(std::ifstream& file)
+{
+    std::string head(kLongestBlankStart, '\0');
+    file.read(head.data(), static_cast<std::streamsize>(head.size()));
+    head.resize(static_cast<std::size_t>(file.gcount()));
+    return head;
+}
+
+std::string whyForeign(const std::string& path, std::string_view head, Content content)
+{
+    const Packing* packing = nullptr;
+    if (content.kind == Content::Kind::Packed) {
+        packing = content.packing;
+        content = contentOf(unpackedHead(path));
+    }
+    const std::string why = whyUnreadable(content, packing);
+    if (!why.empty()) {
+        return why;
+    }
+    if (content.kind == Content::Kind::Vcd) {
+        return fmt::format("this is a VCD text{} and no wave database; convert it first: tracewell "
+                           "import {} OUT.wdb",
+                           packing != nullptr ? fmt::format(" packed by {}", packing->name) : "",
+                           path);
+    }
+    if (packing != nullptr) {
+        return fmt::format("this is a {0} file, and what it holds is neither a wave database nor a "
+                           "VCD; check the file name, or unpack it ({1}) and look",
+                           packing->name, packing->tool);
+    }
+    if (content.kind == Content::Kind::Empty) {
+        return "the file is empty; was the recording started?";
+    }
+    if (content.kind == Content::Kind::OtherVersion) {
+        return "this wave database has another format version; use the program that wrote it";
+    }
+    if (head.size() < kContentBytes) {
+        return fmt::format("the file has only {} bytes and is no wave database; record it again",
+                           head.size());
+    }
+    return "this is no wave database (the first 24 bytes say so); check the file name";
+}
+
+} // namespace
+
+FileKind findFileKind(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        fail(path, "no such file; check the name");
+    }
+    if (error) {
+        fail(path,
+             fmt::format("cannot be examined: {}; check the name and the permissions on its way",
+                         error.message()));
+    }
+    if (std::filesystem::is_directory(status)) {
+        fail(path, "this is a directory; name a .wdb file in it");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        fail(path, "this is no regular file; name a .wdb file");
+    }
+
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        fail(path, fmt::format("cannot be opened: {}; check its permissions",
+                               errno != 0 ? std::strerror(errno) : "unknown reason"));
+    }
+    const std::string head = readHead(file);
+    if (file.bad()) {
+        fail(path, "cannot be read; check the disk");
+    }
+    const Content content = contentOf(head);
+    if (content.kind == Content::Kind::Events) {
+        return FileKind::Events;
+    }
+    if (content.kind == Content::Kind::Transitions) {
+        return FileKind::Transitions;
+    }
+    fail(path, whyForeign(path, head, content));
+}
+
+bool isVcdText(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::file_type type = std::filesystem::status(path, error).type();
+    if (path == "-" || type == std::filesystem::file_type::fifo ||
+        type == std::filesystem::file_type::character) {
+        return true;
+    }
+    if (type != std::filesystem::file_type::regular) {
+        return false;
+    }
+    std::ifstream file(path, std::ios::binary);
+    const Content content = contentOf(readHead(file));
+    return content.kind == Content::Kind::Vcd || content.kind == Content::Kind::Packed;
+}
+
+} // namespace tracewell

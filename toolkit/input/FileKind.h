@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace tracewell {
+
+enum class FileKind {
+    Events,     ///< a container with an event database
+    Transitions ///< a transition database, finished or not
+};
+
+/// Tells the kinds of wave databases apart by their first bytes.
+/// \throws Failure that says what the file is instead and what to do with it.
+FileKind findFileKind(const std::string& path);
+
+/// True for what can only be a VCD: a text that starts like one, what is packed, the standard input
+/// "-", or a pipe.
+bool isVcdText(const std::string& path);
+
+} // namespace tracewell

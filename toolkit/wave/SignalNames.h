@@ -1,0 +1,70 @@
+#pragma once
+
+#include "names/DataLayout.h"
+#include "names/Declarations.h"
+#include "names/TimeText.h"
+#include "names/TransitionLayout.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace tracewell {
+
+/// The name table that belongs to a recording, finished or still on its way.
+class SignalNames
+{
+public:
+    /// What the recording goes by.
+    enum class Places {
+        Bytes,  ///< addresses in a data memory: an event database
+        Objects ///< numbers of objects: a transition database
+    };
+
+    /// Without names, as long as read() has brought none. `path` is the recording's, for messages.
+    explicit SignalNames(std::string path, Places places = Places::Bytes)
+        : m_path(std::move(path)), m_places(places)
+    {}
+
+    /// Takes over what a kernel left as its debug file; empty for none. Afterwards either the names
+    /// are there or the reason why not.
+    void read(std::string_view text);
+    /// The same with a table that has been read already.
+    void take(const Declarations& declarations);
+
+    const std::string& path() const { return m_path; }
+    Places places() const { return m_places; }
+    /// How to ask for what has no name, for messages.
+    const char* howToAskByPlace() const
+    {
+        return m_places == Places::Bytes ? "bytes by their address: @ADDRESS or @ADDRESS:BYTES"
+                                         : "objects by their number: @ID or @ID:COUNT";
+    }
+    /// False when the recording has no name table in the form of a VCD's declarations: it comes
+    /// from another program, and only addresses are known.
+    bool hasNames() const { return m_layout != nullptr; }
+    /// Why not.
+    const std::string& whyNoNames() const { return m_whyNoNames; }
+    /// \throws Failure that says why not.
+    void requireNames() const;
+    /// Empty without names.
+    const Declarations& declarations() const { return m_declarations; }
+    /// Only with names.
+    const DataLayout& layout() const { return *m_layout; }
+    /// Only with names, for Places::Objects.
+    const TransitionLayout& transitionLayout() const { return *m_transitionLayout; }
+    const TimeText& timeText() const { return m_timeText; }
+
+private:
+    void placeValues();
+
+    std::string m_path;
+    Places m_places;
+    std::string m_whyNoNames = "it holds no name table";
+    Declarations m_declarations;
+    std::unique_ptr<DataLayout> m_layout;
+    std::unique_ptr<TransitionLayout> m_transitionLayout;
+    TimeText m_timeText;
+};
+
+} // namespace tracewell

@@ -1,0 +1,358 @@
+#include "wave/SignalSelection.h"
+
+#include "text/Failure.h"
+#include "text/Utf8.h"
+#include "wave/NearestNames.h"
+#include "wave/SignalSlice.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace tracewell {
+
+namespace {
+
+/// Every byte of a run gets a tree of its own.
+constexpr long long kLongestRun = 65536;
+
+Signal::Form formOf(ObjectClass objectClass)
+{
+    switch (objectClass) {
+    case ObjectClass::Scalar:
+        return Signal::Form::Scalar;
+    case ObjectClass::Vector:
+        return Signal::Form::Vector;
+    case ObjectClass::Real:
+        return Signal::Form::Real;
+    case ObjectClass::String:
+        return Signal::Form::String;
+    case ObjectClass::Event:
+        break;
+    }
+    return Signal::Form::Event;
+}
+
+Signal makeSignal(const SignalNames& file, std::size_t index)
+{
+    const Declarations& declarations = file.declarations();
+    const Variable& variable = declarations.variables[index];
+    const Object& object = declarations.objects[variable.object];
+
+    Signal signal;
+    const std::string scope = printable(declarations.scopePath(variable.scope));
+    signal.scope = scope.empty() ? scope : scope + ".";
+    signal.label = printable(declarations.fullName(index));
+    signal.kind = printable(variable.kind.str());
+    signal.form = formOf(object.objectClass);
+    signal.width = std::min(std::max(variable.width, 1u), object.width);
+    signal.address = file.layout().addressOf(variable.object);
+    // A variable that is narrower than the object it shares needs the object's first groups alone.
+    signal.size = DataLayout::sizeOf({{}, object.objectClass, signal.width});
+    signal.overrideAddress = file.layout().overrideOf(variable.object);
+    if (file.places() == SignalNames::Places::Objects) {
+        signal.firstId = file.transitionLayout().idOf(variable.object);
+        signal.idCount = TransitionLayout::countOf({{}, object.objectClass, signal.width});
+        signal.nineStateOffset = file.transitionLayout().nineStateOffset();
+    }
+    return signal;
+}
+
+std::optional<long long> parseNumber(std::string_view text)
+{
+    const bool hex = text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X";
+    text.remove_prefix(hex ? 2 : 0);
+    long long value = 0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() || value < 0) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+long long largestPlace(const SignalNames& file)
+{
+    return file.places() == SignalNames::Places::Bytes
+               ? std::numeric_limits<long long>::max() - kLongestRun
+               : std::numeric_limits<std::int32_t>::max();
+}
+
+/// What "@PLACE" or "@PLACE:COUNT" stands for.
+struct PlaceRun
+{
+    long long first;
+    long long count;
+};
+
+PlaceRun parsePlaceRun(const SignalNames& file, const std::string& argument)
+{
+    const std::size_t colon = argument.find(':');
+    const std::optional<long long> address = parseNumber(
+        std::string_view(argument).substr(1, colon == std::string::npos ? colon : colon - 1));
+    const std::optional<long long> size =
+        colon == std::string::npos ? 1 : parseNumber(std::string_view(argument).substr(colon + 1));
+    if (!address || !size || *size < 1 || *size > kLongestRun ||
+        *address > largestPlace(file) - *size + 1) {
+        const bool isBytes = file.places() == SignalNames::Places::Bytes;
+        throw Failure(fmt::format(
+            "{}: \"{}\" is no place in {}; ask for {}, at most {}, as in @0x40:4", file.path(),
+            printable(argument), isBytes ? "the data memory" : "a transition database",
+            file.howToAskByPlace(), kLongestRun));
+    }
+    return {*address, *size};
+}
+
+Signal makeByteRun(const PlaceRun& run)
+{
+    Signal signal;
+    signal.label = run.count == 1 ? fmt::format("@{}", run.first)
+                                  : fmt::format("@{}:{}", run.first, run.count);
+    signal.kind = "bytes";
+    signal.form = Signal::Form::Bytes;
+    signal.width = static_cast<unsigned int>(run.count) * 8;
+    signal.address = run.first;
+    signal.size = run.count;
+    return signal;
+}
+
+Signal makeObject(long long id)
+{
+    Signal signal;
+    signal.label = fmt::format("@{}", id);
+    signal.kind = "object";
+    signal.form = Signal::Form::Object;
+    signal.width = 64;
+    signal.size = 8;
+    signal.firstId = static_cast<std::uint32_t>(id);
+    signal.idCount = 1;
+    return signal;
+}
+
+/// The variables by their names, in every spelling that an argument may use. Keeps the names that
+/// are asked for: a table may have a million of them, eight spellings each.
+class NameIndex
+{
+public:
+    NameIndex(const SignalNames& file, const std::vector<Signal>& signals,
+              const std::vector<std::string>& arguments)
+        : m_signals(signals)
+    {
+        for (const std::string& argument : arguments) {
+            const std::string_view name = withoutLeadingDot(argument);
+            m_variables[std::string(name)];
+            m_variables[withoutFirst(name)];
+            if (const std::optional<SliceArgument> slice = parseSlice(name)) {
+                m_variables[slice->name];
+                m_variables[withoutFirst(slice->name)];
+            }
+        }
+        const Declarations& declarations = file.declarations();
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            const std::string full = declarations.fullName(i);
+            const std::string plain =
+                full.substr(0, full.size() - declarations.variables[i].range.str().size());
+            // What stands behind the name in the label, "#2" for one, may follow either form.
+            const std::string number = signals[i].label.substr(printable(full).size());
+            m_plainNames.push_back(printable(plain));
+            m_numbers.push_back(number);
+            for (const std::string& name : {full, plain, printable(full), printable(plain)}) {
+                add(name, i);
+                add(name + number, i);
+            }
+        }
+    }
+
+    /// Variables of just this name, which is that of an argument it was made for, or of a slice's
+    /// vector.
+    std::vector<std::size_t> find(std::string_view name) const
+    {
+        name = withoutLeadingDot(name);
+        if (const auto& exact = m_variables.at(std::string(name)); !exact.empty()) {
+            return exact;
+        }
+        const auto& first = m_variables.at(withoutFirst(name));
+        return first.empty() ? first : std::vector<std::size_t>{first.front()};
+    }
+
+    /// Variables in a scope and those below it.
+    std::vector<std::size_t> findInScope(std::string_view name) const
+    {
+        std::string scope = printable(withoutLeadingDot(name));
+        if (!scope.empty() && scope.back() != '.') {
+            scope += '.';
+        }
+        std::vector<std::size_t> found;
+        for (std::size_t i = 0; i < m_signals.size(); ++i) {
+            if (m_signals[i].scope.compare(0, scope.size(), scope) == 0) {
+                found.push_back(i);
+            }
+        }
+        return found;
+    }
+
+    std::vector<std::size_t> findPattern(std::string_view name) const
+    {
+        name = withoutLeadingDot(name);
+        std::vector<std::size_t> found;
+        if (name.find_first_of("*?") != std::string_view::npos) {
+            for (std::size_t i = 0; i < m_signals.size(); ++i) {
+                if (matchesGlob(name, m_signals[i].label) || matchesGlob(name, m_plainNames[i])) {
+                    found.push_back(i);
+                }
+            }
+        }
+        return found;
+    }
+
+    /// The label without the range.
+    std::string plainLabel(std::size_t variable) const
+    {
+        return m_plainNames[variable] + m_numbers[variable];
+    }
+
+private:
+    static std::string_view withoutLeadingDot(std::string_view name)
+    {
+        return name.size() > 1 && name[0] == '.' ? name.substr(1) : name;
+    }
+
+    /// "name" for "name#1", the first of several with a name; empty for anything else.
+    static std::string withoutFirst(std::string_view name)
+    {
+        const bool isFirst = name.size() > 2 && name.substr(name.size() - 2) == "#1";
+        return std::string(isFirst ? name.substr(0, name.size() - 2) : std::string_view());
+    }
+
+    void add(const std::string& name, std::size_t variable)
+    {
+        const auto wanted = m_variables.find(name);
+        if (wanted != m_variables.end() &&
+            (wanted->second.empty() || wanted->second.back() != variable)) {
+            wanted->second.push_back(variable);
+        }
+    }
+
+    const std::vector<Signal>& m_signals;
+    /// Without the range.
+    std::vector<std::string> m_plainNames;
+    /// "#2" and so on, where variables share a name.
+    std::vector<std::string> m_numbers;
+    std::unordered_map<std::string, std::vector<std::size_t>> m_variables;
+};
+
+[[noreturn]] void failToFind(const SignalNames& file, const std::vector<Signal>& signals,
+                             const std::string& argument)
+{
+    std::string remedy = fmt::format("list them with `tracewell signals {}`", file.path());
+    const std::vector<std::string> nearest = nearestNames(printable(argument), signals);
+    if (!nearest.empty()) {
+        remedy = fmt::format("did you mean {}?", fmt::join(nearest, " or "));
+    }
+    throw Failure(
+        fmt::format("{}: no signal \"{}\"; {}", file.path(), printable(argument), remedy));
+}
+
+} // namespace
+
+bool matchesGlob(std::string_view pattern, std::string_view text)
+{
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t starText = 0;
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            starText = t;
+        } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == text[t])) {
+            ++p;
+            ++t;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            t = ++starText;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', p) == std::string_view::npos;
+}
+
+std::vector<Signal> allSignals(const SignalNames& file)
+{
+    std::vector<Signal> signals;
+    std::unordered_map<std::string, unsigned int> seen;
+    signals.reserve(file.declarations().variables.size());
+    for (std::size_t i = 0; i < file.declarations().variables.size(); ++i) {
+        signals.push_back(makeSignal(file, i));
+        std::string& label = signals.back().label;
+        unsigned int& number = seen[label];
+        if (++number > 1) {
+            // A name can itself end like that.
+            const std::string name = label;
+            for (label = fmt::format("{}#{}", name, number); !seen.emplace(label, 1).second;) {
+                label = fmt::format("{}#{}", name, ++number);
+            }
+        }
+    }
+    return signals;
+}
+
+std::vector<Signal> selectSignals(const SignalNames& file,
+                                  const std::vector<std::string>& arguments)
+{
+    const std::vector<Signal> signals = allSignals(file);
+    const NameIndex index(file, signals, arguments);
+    std::vector<Signal> selected;
+    std::unordered_set<std::string> taken;
+    const auto take = [&](const Signal& signal) {
+        if (taken.insert(signal.label).second) {
+            selected.push_back(signal);
+        }
+    };
+    const auto takeAll = [&](const std::vector<std::size_t>& found) {
+        for (const std::size_t variable : found) {
+            take(signals[variable]);
+        }
+        return !found.empty();
+    };
+    const auto takeSlices = [&](const std::string& argument) {
+        const std::optional<SliceArgument> slice = parseSlice(argument);
+        const std::vector<std::size_t> vectors =
+            slice ? index.find(slice->name) : std::vector<std::size_t>();
+        for (const std::size_t variable : vectors) {
+            take(makeSlice(file, signals[variable], file.declarations().variables[variable],
+                           index.plainLabel(variable), slice->bits));
+        }
+        return !vectors.empty();
+    };
+    for (const std::string& argument : arguments) {
+        if (takeAll(index.find(argument)) || takeSlices(argument) ||
+            takeAll(index.findPattern(argument)) || takeAll(index.findInScope(argument))) {
+            continue;
+        }
+        if (!argument.empty() && argument[0] == '@') {
+            const PlaceRun run = parsePlaceRun(file, argument);
+            if (file.places() == SignalNames::Places::Bytes) {
+                take(makeByteRun(run));
+                continue;
+            }
+            for (long long id = run.first; id < run.first + run.count; ++id) {
+                take(makeObject(id));
+            }
+        } else if (!file.hasNames()) {
+            throw Failure(fmt::format("{}: no signal can be found by its name, {}; ask for {}",
+                                      file.path(), file.whyNoNames(), file.howToAskByPlace()));
+        } else {
+            failToFind(file, signals, argument);
+        }
+    }
+    return selected;
+}
+
+} // namespace tracewell

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "wave/SignalValues.h"
+#include "wave/ValueText.h"
+
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// Merges the histories of several signals: one row for each time at which a signal changed, with
+/// what all of them hold from then on. The first row is what holds at the start of the window, with
+/// the time of the latest change before it. Holds one row in memory.
+class ValueRows
+{
+public:
+    struct Cell
+    {
+        SignalState::Kind kind = SignalState::Kind::Blank;
+        std::string text;
+    };
+
+    ValueRows(const SignalValues& values, const TimeWindow& window, const ValueText& valueText);
+
+    /// Steps to the next row; false when there is none.
+    bool next();
+    long long time() const { return m_time; }
+    /// A cell for each signal.
+    const std::vector<Cell>& cells() const { return m_cells; }
+
+private:
+    struct Due
+    {
+        long long time = 0;
+        std::size_t signal = 0;
+        bool operator<(const Due& other) const { return time > other.time; }
+    };
+
+    void step(std::size_t signal);
+    void take(std::size_t signal);
+    void clearFirings();
+
+    const SignalValues& m_values;
+    const ValueText& m_valueText;
+    long long m_from;
+    bool m_started = false;
+    std::vector<std::unique_ptr<SignalCursor>> m_cursors;
+    /// A heap with the earliest on top.
+    std::vector<Due> m_due;
+    /// Events that fire in the row at hand; they are silent again in the next one.
+    std::vector<std::size_t> m_fired;
+    long long m_time = 0;
+    std::vector<Cell> m_cells;
+};
+
+} // namespace tracewell

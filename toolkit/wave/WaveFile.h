@@ -1,0 +1,33 @@
+#pragma once
+
+#include "wave/Shortfalls.h"
+#include "wave/SignalNames.h"
+#include "wave/SignalValues.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tracewell {
+
+/// A recording opened for reading, with the names of what it recorded. One thread.
+class WaveFile : public SignalNames, public Shortfalls
+{
+public:
+    /// Looks at the file and opens it as what it is.
+    /// \throws Failure or Qsim::OpenException
+    static std::unique_ptr<WaveFile> open(const std::string& path, Reach reach = Reach::Whole);
+    WaveFile(const WaveFile&) = delete;
+    WaveFile& operator=(const WaveFile&) = delete;
+
+    /// Where what is shown ends.
+    virtual long long latestTime() const = 0;
+    /// The file outlives them.
+    /// \throws Failure
+    virtual std::unique_ptr<SignalValues> values(std::vector<Signal> signals) = 0;
+
+protected:
+    using SignalNames::SignalNames;
+};
+
+} // namespace tracewell

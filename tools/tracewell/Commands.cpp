@@ -1,0 +1,34 @@
+#include "Commands.h"
+
+#include "files/TimeReport.h"
+
+#include <CLI/App.hpp>
+
+namespace tracewell {
+
+void addCommands(CLI::App& app)
+{
+    addImportCommand(app);
+    addInfoCommand(app);
+    addSignalsCommand(app);
+    addValuesCommand(app);
+    addNextPreviousCommands(app);
+    addFindCommand(app);
+    addDrawCommand(app);
+    addExportCommand(app);
+    addDiffCommand(app);
+    addEventsCommand(app);
+    addVerifyCommand(app);
+    addReplayCommand(app);
+    addFollowCommand(app);
+    addVpiPathCommand(app);
+
+    TimeReport::start();
+    for (CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        command->add_flag("--time", TimeReport::isWanted(),
+                          "Tell at the end what it took: seconds in the program (u), in the "
+                          "system (s) and on the wall (w)");
+    }
+}
+
+} // namespace tracewell
