@@ -111,11 +111,17 @@ void VcdRun::apply(const VcdChange& change)
 {
     const std::string complaint = m_recorder->apply(change);
     if (!complaint.empty()) {
-        if (!m_recorder->refusal().empty()) {
-            m_reader->refuse(complaint);
-        }
-        m_reader->refuseValue(complaint);
+        refuse(complaint);
     }
+}
+
+/// What makes no sense may be left out; what the store cannot keep may not.
+void VcdRun::refuse(const std::string& complaint)
+{
+    if (!m_recorder->refusal().empty()) {
+        m_reader->refuse(complaint);
+    }
+    m_reader->refuseValue(complaint);
 }
 
 int VcdRun::findFractionDigits()

@@ -63,6 +63,7 @@ public:
 private:
     void requireRepeatable() const;
     void apply(const VcdChange& change);
+    void refuse(const std::string& complaint);
 
     VcdInput m_input;
     int m_fractionDigits;

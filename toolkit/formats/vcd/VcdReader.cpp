@@ -147,12 +147,8 @@ bool VcdReader::next(VcdChange& change)
     }
 }
 
-VcdReader::Step VcdReader::setObject(std::string_view code, VcdChange& change, bool isApart)
+VcdReader::Step VcdReader::endWithoutObject(std::string_view code, bool isApart)
 {
-    change.object = m_codes.find(code);
-    if (change.object != kNoObject) {
-        return Step::Given;
-    }
     if (code.empty() || (m_input.endsWithWord() && m_codes.isStartOfCode(code))) {
         return endInside();
     }

@@ -78,7 +78,12 @@ private:
     Step readText(std::string_view word, VcdChange& change);
     Step readPort(std::string_view word, VcdChange& change);
     /// `isApart` says that the code is a word of its own.
-    Step setObject(std::string_view code, VcdChange& change, bool isApart = false);
+    Step setObject(std::string_view code, VcdChange& change, bool isApart = false)
+    {
+        change.object = m_codes.find(code);
+        return change.object != kNoObject ? Step::Given : endWithoutObject(code, isApart);
+    }
+    Step endWithoutObject(std::string_view code, bool isApart);
     Step endInside();
     /// False for what is no time, and left out.
     bool parseTime(std::string_view text, long long& time);
