@@ -56,7 +56,8 @@ std::size_t UnpackedSource::read(char* to, std::size_t room,
                                       m_name, offset(), m_packing.name, m_unpacker->why()));
         case Unpacker::Step::More:
             if (m_isExhausted && put == to && m_input.size() == before) {
-                m_flaw = fmt::format("byte {}: the {} data are cut off", offset(), m_packing.name);
+                m_flaw = fmt::format("byte {}: the {} data are cut off before their check sum",
+                                     offset(), m_packing.name);
                 m_isCutOff = true;
                 m_where = Where::AtTheEnd;
             }
