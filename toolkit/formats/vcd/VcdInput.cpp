@@ -98,6 +98,7 @@ bool VcdInput::fill(const char* keep)
     char* buffer = m_buffer.data();
     m_linesBefore +=
         static_cast<unsigned long long>(std::count(static_cast<const char*>(buffer), keep, '\n'));
+    m_beforeBuffer = keep != buffer ? keep[-1] : m_beforeBuffer;
     const auto kept = static_cast<std::size_t>(m_end - keep);
     std::memmove(buffer, keep, kept);
     if (!m_exhausted && kept + 1 == m_buffer.size()) {

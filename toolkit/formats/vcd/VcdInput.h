@@ -39,11 +39,11 @@ public:
     bool textToEnd(std::string& text);
     /// The text from the start of `first`, one of the last two words, to the end of its line.
     std::string_view lineFrom(std::string_view first);
-    /// True when a line end stands before the last word, as far as that is still at hand.
+    /// True when a line end stands before the last word.
     bool startsLine() const
     {
-        return m_wordStart != m_buffer.data() &&
-               (m_wordStart[-1] == '\n' || m_wordStart[-1] == '\r');
+        const char before = m_wordStart != m_buffer.data() ? m_wordStart[-1] : m_beforeBuffer;
+        return before == '\n' || before == '\r';
     }
     /// True when the last word reaches the very end of the input, with no blank behind it.
     bool endsWithWord() const { return m_exhausted && m_cursor == m_end; }
@@ -84,6 +84,8 @@ private:
     std::function<void()> m_hook;
     /// One byte longer than what can be read into it.
     std::vector<char> m_buffer;
+    /// The byte that stood in front of the buffer's first; 0 at the start of the input.
+    char m_beforeBuffer = '\0';
     const char* m_cursor;
     const char* m_end;
     const char* m_wordStart;
