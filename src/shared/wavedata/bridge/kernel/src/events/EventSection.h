@@ -6,19 +6,6 @@ namespace Tracewell {
 
 class WdbIBlockManager;
 
-/// `bytes` addresses behind `address`; wraps instead of overflowing.
-inline long long advanceAddress(long long address, unsigned long long bytes)
-{
-    return static_cast<long long>(static_cast<unsigned long long>(address) + bytes);
-}
-
-/// A time that comes as start and length; wraps instead of overflowing.
-inline long long addTimes(long long start, long long length)
-{
-    return static_cast<long long>(static_cast<unsigned long long>(start) +
-                                  static_cast<unsigned long long>(length));
-}
-
 /// Reads the header at `offset` and holds it against the storage: the record and the bucket table
 /// must lie in it, and the block size must be one that its length can explain.
 /// \throws Qsim::OpenException

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "BlockStore.h"
 #include "NodeTree.h"
+#include "TransitionBlockStore.h"
 
 namespace Tracewell {
 
@@ -10,7 +10,7 @@ namespace Tracewell {
 class BlockCompressor
 {
 public:
-    explicit BlockCompressor(BlockStore& blocks) : m_blocks(blocks) {}
+    explicit BlockCompressor(TransitionBlockStore& blocks) : m_blocks(blocks) {}
 
     /// Moves what `info` holds into `leaf`, which was made from it. A pattern can leave the last
     /// transitions in the buffer; its count says how many. `gapBefore` is the gap from the last
@@ -25,7 +25,7 @@ private:
     bool patternCompression(int period, VlogTransVecInfo& info, BTreeElem& leaf,
                             long long gapBefore);
 
-    BlockStore& m_blocks;
+    TransitionBlockStore& m_blocks;
 };
 
 } // namespace Tracewell

@@ -236,7 +236,7 @@ void DataBase::Imp::saveTransitionToDisk()
     m_isFinished = true;
     m_channel.stop(TransitionChannel::Rest::Store);
     m_capture.flushBuffers();
-    BlockStore& blocks = m_store.blocks;
+    TransitionBlockStore& blocks = m_store.blocks;
     FileIO& file = blocks.file();
     const bool isOpen = blocks.openForWriting();
     for (const auto& [id, root] : m_store.tree.getRoots())

@@ -8,7 +8,7 @@ void DrawingFilter::collectTransitions(BTreeElem& elem, bool markEnd)
 {
     if (m_minDelta < elem.largestDiff || elem.largestDiff < 1) {
         if (elem.isLeaf()) {
-            const BlockStore::Lease lease(m_blocks, elem);
+            const TransitionBlockStore::Lease lease(m_blocks, elem);
             processTransition(BlockReader(elem, elem.count), elem.lastTime);
             return;
         }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "BlockSearch.h"
-#include "BlockStore.h"
+#include "TransitionBlockStore.h"
 
 #include <algorithm>
 #include <vector>
@@ -17,7 +17,7 @@ class DrawingFilter
 public:
     /// Appends to `out`. `kind` is the object's, which a dense entry gets back where what was
     /// marked has none of its own.
-    DrawingFilter(BlockStore& blocks, long long from, long long to, long long minDelta,
+    DrawingFilter(TransitionBlockStore& blocks, long long from, long long to, long long minDelta,
                   ValueType kind, std::vector<Transition>& out)
         : m_blocks(blocks), m_from(from), m_to(to), m_minDelta(minDelta), m_kind(kind),
           m_denseType(kind), m_out(out)
@@ -35,7 +35,7 @@ private:
     template <typename Reader> void add(const Reader& reader, int i, long long time);
     void markLast();
 
-    BlockStore& m_blocks;
+    TransitionBlockStore& m_blocks;
     const long long m_from;
     const long long m_to;
     const long long m_minDelta;

@@ -7,7 +7,7 @@ namespace Tracewell {
 void HistoryReader::readTree(BTreeElem& elem)
 {
     if (elem.isLeaf()) {
-        const BlockStore::Lease lease(m_blocks, elem);
+        const TransitionBlockStore::Lease lease(m_blocks, elem);
         read(BlockReader(elem, elem.count));
         return;
     }

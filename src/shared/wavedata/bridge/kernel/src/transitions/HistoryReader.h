@@ -1,7 +1,7 @@
 #pragma once
 
 #include "BlockSearch.h"
-#include "BlockStore.h"
+#include "TransitionBlockStore.h"
 
 #include <cstddef>
 #include <vector>
@@ -17,7 +17,7 @@ class HistoryReader
 {
 public:
     /// Appends to `out`.
-    HistoryReader(BlockStore& blocks, long long from, long long to, std::size_t most,
+    HistoryReader(TransitionBlockStore& blocks, long long from, long long to, std::size_t most,
                   std::vector<Transition>& out)
         : m_blocks(blocks), m_from(from), m_to(to), m_left(most), m_out(out), m_first(out.size())
     {}
@@ -43,7 +43,7 @@ private:
         return !m_hasMore;
     }
 
-    BlockStore& m_blocks;
+    TransitionBlockStore& m_blocks;
     const long long m_from;
     const long long m_to;
     std::size_t m_left;

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "BlockStore.h"
 #include "DataBase.h"
 #include "InitialValueTable.h"
 #include "NodeTree.h"
 #include "PageTable.h"
+#include "TransitionBlockStore.h"
 #include "WdbDamageLog.h"
 
 #include <boost/thread/mutex.hpp>
@@ -40,7 +40,7 @@ struct TransitionStore
     /// Null in a Feeder.
     std::unique_ptr<InitialValueTable> initialValues;
     NodeTree tree;
-    BlockStore blocks;
+    TransitionBlockStore blocks;
 
 private:
     std::array<boost::mutex, 64> m_stripes;

@@ -37,34 +37,35 @@ std::size_t findChild(const BTreeElem& node, long long time)
     return middle;
 }
 
-Transition getCurrentTransition(BlockStore& blocks, BTreeElem& elem, long long time)
+Transition getCurrentTransition(TransitionBlockStore& blocks, BTreeElem& elem, long long time)
 {
     BTreeElem& leaf =
         descend(elem, time, [time](const std::vector<BTreeElem*>& children, std::size_t i) {
             return i > 0 && time < children[i]->firstTime ? i - 1 : i;
         });
-    const BlockStore::Lease lease(blocks, leaf);
+    const TransitionBlockStore::Lease lease(blocks, leaf);
     return searchCurrent(BlockReader(leaf, leaf.count), time);
 }
 
-Transition getNextTransition(BlockStore& blocks, BTreeElem& elem, long long time)
+Transition getNextTransition(TransitionBlockStore& blocks, BTreeElem& elem, long long time)
 {
     BTreeElem& leaf =
         descend(elem, time, [time](const std::vector<BTreeElem*>& children, std::size_t i) {
             return i + 1 < children.size() && time >= children[i]->lastTime ? i + 1 : i;
         });
-    const BlockStore::Lease lease(blocks, leaf);
+    const TransitionBlockStore::Lease lease(blocks, leaf);
     return searchNext(BlockReader(leaf, leaf.count), time);
 }
 
-Transition getPrevTransition(BlockStore& blocks, BTreeElem& elem, long long time, bool exactIsNone)
+Transition getPrevTransition(TransitionBlockStore& blocks, BTreeElem& elem, long long time,
+                             bool exactIsNone)
 {
     BTreeElem& leaf = descend(
         elem, time, [time, exactIsNone](const std::vector<BTreeElem*>& children, std::size_t i) {
             const long long firstTime = children[i]->firstTime;
             return i > 0 && (time < firstTime || (time == firstTime && !exactIsNone)) ? i - 1 : i;
         });
-    const BlockStore::Lease lease(blocks, leaf);
+    const TransitionBlockStore::Lease lease(blocks, leaf);
     return searchPrev(BlockReader(leaf, leaf.count), time, exactIsNone);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "BlockStore.h"
 #include "DataBlock.h"
 #include "Transition.h"
+#include "TransitionBlockStore.h"
 
 #include <cstddef>
 
@@ -15,10 +15,11 @@ namespace Tracewell {
 std::size_t findChild(const BTreeElem& node, long long time);
 
 /// The last transition at or before `time`.
-Transition getCurrentTransition(BlockStore& blocks, BTreeElem& elem, long long time);
+Transition getCurrentTransition(TransitionBlockStore& blocks, BTreeElem& elem, long long time);
 /// The first transition after `time`, which lies before the last time of `elem`.
-Transition getNextTransition(BlockStore& blocks, BTreeElem& elem, long long time);
+Transition getNextTransition(TransitionBlockStore& blocks, BTreeElem& elem, long long time);
 /// The last transition before `time`; with `exactIsNone` none if one lies at `time`.
-Transition getPrevTransition(BlockStore& blocks, BTreeElem& elem, long long time, bool exactIsNone);
+Transition getPrevTransition(TransitionBlockStore& blocks, BTreeElem& elem, long long time,
+                             bool exactIsNone);
 
 } // namespace Tracewell

@@ -6,6 +6,7 @@
 #include "WdbFileManager.h"
 #include "WdbMultipleBucketBtreeEventSource.h"
 #include "WdbScalarBTree.h"
+#include "Wrapping.h"
 
 #include <boost/thread/lock_guard.hpp>
 

@@ -19,19 +19,22 @@ namespace Tracewell {
 /// The blocks of all leaves, in memory or in the file, and the file. A mutex of its own guards the
 /// pools, the file and, once a leaf is in a tree, its data and fileOffset. It is taken inside a
 /// stripe and never the other way round.
-class BlockStore
+class TransitionBlockStore
 {
 public:
     /// `damage` gets what is wrong with blocks that are read from the file.
-    BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits,
-               WdbDamageLog& damage);
+    TransitionBlockStore(DataBaseMode mode, const std::string& fileName,
+                         const DataBaseLimits& limits, WdbDamageLog& damage);
 
     /// Keeps the data of a leaf in memory, and every other thread out of the store, for as long as
     /// it lives: one at a time in a thread, without a call to the store beside it.
     class Lease
     {
     public:
-        Lease(BlockStore& store, BTreeElem& leaf) : m_lock(store.m_mutex) { store.fetch(leaf); }
+        Lease(TransitionBlockStore& store, BTreeElem& leaf) : m_lock(store.m_mutex)
+        {
+            store.fetch(leaf);
+        }
 
     private:
         boost::unique_lock<boost::mutex> m_lock;

@@ -4,6 +4,7 @@
 #include "EventSection.h"
 #include "WdbEventBlockListIterator.h"
 #include "WdbFileManager.h"
+#include "Wrapping.h"
 
 #include <algorithm>
 

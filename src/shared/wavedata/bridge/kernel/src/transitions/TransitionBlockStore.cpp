@@ -1,4 +1,4 @@
-#include "BlockStore.h"
+#include "TransitionBlockStore.h"
 
 #include "BlockCodec.h"
 #include "DiskLayout.h"
@@ -11,8 +11,8 @@
 
 namespace Tracewell {
 
-BlockStore::BlockStore(DataBaseMode mode, const std::string& fileName, const DataBaseLimits& limits,
-                       WdbDamageLog& damage)
+TransitionBlockStore::TransitionBlockStore(DataBaseMode mode, const std::string& fileName,
+                                           const DataBaseLimits& limits, WdbDamageLog& damage)
     : m_mode(mode), m_fileName(fileName), m_damage(damage),
       m_blockPool(limits.blockBytes, limits.minBlocksPerSize),
       m_readBackPool(
@@ -21,7 +21,7 @@ BlockStore::BlockStore(DataBaseMode mode, const std::string& fileName, const Dat
               : nullptr)
 {}
 
-std::uint32_t* BlockStore::allocate(BTreeElem& leaf, std::size_t bytes)
+std::uint32_t* TransitionBlockStore::allocate(BTreeElem& leaf, std::size_t bytes)
 {
     const boost::lock_guard<boost::mutex> lock(m_mutex);
     ListNode* const node = m_blockPool.allocate(bytes);
@@ -30,7 +30,7 @@ std::uint32_t* BlockStore::allocate(BTreeElem& leaf, std::size_t bytes)
 }
 
 // The former owner can have its data elsewhere by now, or nowhere: written blocks keep their node.
-void BlockStore::takeOver(ListNode& node, BTreeElem& leaf)
+void TransitionBlockStore::takeOver(ListNode& node, BTreeElem& leaf)
 {
     auto* const former = static_cast<BTreeElem*>(node.owner);
     if (former && former->data == node.data)
@@ -39,7 +39,7 @@ void BlockStore::takeOver(ListNode& node, BTreeElem& leaf)
     leaf.data = node.data;
 }
 
-void BlockStore::writeTree(BTreeElem& root)
+void TransitionBlockStore::writeTree(BTreeElem& root)
 {
     if (!root.isLeaf()) {
         for (BTreeElem* const child : *root.children)
@@ -51,7 +51,7 @@ void BlockStore::writeTree(BTreeElem& root)
         writeOneBlock(root);
 }
 
-void BlockStore::reset()
+void TransitionBlockStore::reset()
 {
     const boost::lock_guard<boost::mutex> lock(m_mutex);
     m_blockPool.reset();
@@ -60,7 +60,7 @@ void BlockStore::reset()
     m_readBackFile.close();
 }
 
-bool BlockStore::openForWriting()
+bool TransitionBlockStore::openForWriting()
 {
     if (m_file.isOpen())
         return true;
@@ -74,13 +74,13 @@ bool BlockStore::openForWriting()
     return m_file.setOffset(DataBaseFileHeader::kBytes);
 }
 
-bool BlockStore::openForReading()
+bool TransitionBlockStore::openForReading()
 {
     return m_readBackFile.isOpen() || m_readBackFile.open(m_fileName, DescriptorFile::Mode::Read);
 }
 
 // Drops the block from memory once the file has it. One that was read back is there already.
-void BlockStore::writeOneBlock(BTreeElem& leaf)
+void TransitionBlockStore::writeOneBlock(BTreeElem& leaf)
 {
     if (!leaf.data)
         return;
@@ -93,7 +93,7 @@ void BlockStore::writeOneBlock(BTreeElem& leaf)
     leaf.data = nullptr;
 }
 
-void BlockStore::fetch(BTreeElem& leaf)
+void TransitionBlockStore::fetch(BTreeElem& leaf)
 {
     if (leaf.data)
         return;
@@ -114,7 +114,7 @@ void BlockStore::fetch(BTreeElem& leaf)
 
 // Of the times in the leaf and the gaps in the block, one alone may be damaged; before the earlier
 // one of the two starts that they give, all is as it was.
-void BlockStore::checkFetched(const BTreeElem& leaf, bool isRead) const
+void TransitionBlockStore::checkFetched(const BTreeElem& leaf, bool isRead) const
 {
     const GapSum gaps = addGaps(leaf);
     const long long length = BlockReader::advance(leaf.lastTime, -leaf.firstTime);

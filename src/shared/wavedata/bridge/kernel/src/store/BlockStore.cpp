@@ -1,6 +1,6 @@
 #include "BlockStore.h"
 
-#include "EventSection.h"
+#include "Wrapping.h"
 
 namespace Tracewell {
 

@@ -6,6 +6,7 @@
 #include "WdbEventBlockListIterator.h"
 #include "WdbFileManager.h"
 #include "WdbScalarBTree.h"
+#include "Wrapping.h"
 
 #include <algorithm>
 #include <limits>
