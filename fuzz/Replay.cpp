@@ -11,6 +11,10 @@
 #include <string>
 #include <vector>
 
+/// A harness may have one.
+extern "C" __attribute__((weak)) std::size_t
+LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned int seed);
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -28,7 +32,7 @@ void tryInput(const std::string& bytes)
     LLVMFuzzerTestOneInput(input.data(), input.size());
 }
 
-void mutate(std::string& bytes, std::mt19937& random)
+void mutateBlindly(std::string& bytes, std::mt19937& random)
 {
     constexpr unsigned char kStumblingBlocks[] = {0, 1, 0x7f, 0x80, 0xff, '\n', ' ', '$', '9'};
     const std::size_t at = random() % bytes.size();
@@ -52,6 +56,19 @@ void mutate(std::string& bytes, std::mt19937& random)
     }
 }
 
+void mutate(std::string& bytes, std::mt19937& random)
+{
+    if (!LLVMFuzzerCustomMutator) {
+        mutateBlindly(bytes, random);
+        return;
+    }
+    std::vector<std::uint8_t> room(bytes.begin(), bytes.end());
+    room.resize(2 * bytes.size());
+    room.resize(LLVMFuzzerCustomMutator(room.data(), bytes.size(), room.size(),
+                                        static_cast<unsigned int>(random())));
+    bytes.assign(room.begin(), room.end());
+}
+
 void replay(const fs::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
@@ -69,6 +86,14 @@ void replay(const fs::path& file)
 }
 
 } // namespace
+
+std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room)
+{
+    static std::mt19937 random;
+    std::string bytes(data, data + size);
+    mutateBlindly(bytes, random);
+    return bytes.copy(reinterpret_cast<char*>(data), room);
+}
 
 int main(int count, char** arguments)
 {
