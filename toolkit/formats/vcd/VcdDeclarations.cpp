@@ -308,14 +308,16 @@ unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& vari
 }
 
 /// Takes "data [7:0]" and "data[7:0]" apart. An escaped name may end in a bracket of its own, and
-/// so may the name of an array's element; so may anything that does not fit the width.
+/// so may the name of an array's element; so may anything that does not fit the width. Where there
+/// is nothing but a range, that is the name, as it would be when it is read again.
 void DeclarationReader::splitName(std::string_view text, Variable& variable)
 {
     const std::size_t bracket = text.rfind('[');
     long long width = 0;
     if (bracket == std::string_view::npos || bracket == 0 || !variable.range.empty() ||
         !parseRange(text.substr(bracket), width)) {
-        variable.name = text;
+        variable.name = text.empty() ? variable.range.str() : text;
+        variable.range = text.empty() ? CommonText() : variable.range;
         return;
     }
     const std::size_t nameEnd = text.find_last_not_of(kBlanks, bracket - 1) + 1;
