@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace tracewell {
 
@@ -73,7 +72,7 @@ void UnpackedSource::fetch(const std::function<void()>& whileWaiting)
     if (m_isExhausted) {
         return;
     }
-    std::memmove(m_buffer.data(), m_input.data(), m_input.size());
+    std::copy(m_input.begin(), m_input.end(), m_buffer.begin());
     const std::size_t got = m_packed.read(m_buffer.data() + m_input.size(),
                                           m_buffer.size() - m_input.size(), whileWaiting);
     m_isExhausted = got == 0;
