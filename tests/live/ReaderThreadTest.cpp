@@ -151,7 +151,7 @@ TEST_F(ReaderThread, rubbishEndsABatchWithALineAndTheNextBatchIsReadAgain)
     sendAndAwait(kernel, *channel, m_database, 3);
     channel->stop();
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "Tracewell: live channel 1 of " + path() +
+              "tracewell: live channel 1 of " + path() +
                   ": at byte 25 of 58 received: a packet of 4 bytes, which is neither a time mark "
                   "nor an event; the rest of what was received with it is dropped.\n");
     EXPECT_THAT(m_database.m_times, ElementsAre(1, 3));

@@ -101,6 +101,20 @@ TEST_F(SharedRegionTest, wrongSizeAndMissingSpaceAreErrors)
     EXPECT_EQ(opener.open(m_name, kSize), Outcome::Failed);
 }
 
+TEST_F(SharedRegionTest, whatIsNoSharedMemoryIsNamedAndLeftAlone)
+{
+    const std::filesystem::path place = "/dev/shm" + m_name;
+    for (const bool isLink : {true, false}) {
+        if (isLink)
+            std::filesystem::create_symlink(m_directory.path("elsewhere"), place);
+        else
+            std::filesystem::create_directory(place);
+        EXPECT_EQ(SharedRegion().create(m_name, kSize), Outcome::OtherKind);
+        EXPECT_EQ(SharedRegion().open(m_name, kSize), Outcome::OtherKind);
+        EXPECT_TRUE(std::filesystem::remove(place));
+    }
+}
+
 TEST(RegionName, keepsApartWhateverDiffersAndStaysWithinTheSystemsLimit)
 {
     const std::string longPath(1000, 'p');

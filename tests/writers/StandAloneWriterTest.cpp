@@ -119,6 +119,25 @@ TEST_F(StandAloneWriter, everyTraceFunctionComesBackFromTheFile)
         EXPECT_EQ(histories[place], expected[place]) << place;
 }
 
+TEST_F(StandAloneWriter, changesWithoutAPlaceAreLeftOutWithOneLine)
+{
+    open();
+    const auto trace = m_writer.getTraceScVirtualObjectFunc();
+    unsigned char value = 7;
+    ::testing::internal::CaptureStderr();
+    trace(1, static_cast<unsigned long long>(-3LL), &value, 0, 1);
+    trace(2, 1ull << 33, &value, 0, 1);
+    trace(3, 2, &value, 0, 1);
+    m_writer.close();
+    const std::string lines = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(lines.find("tracewell: a change at address -3 is left out"), std::string::npos);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1);
+    WdbStaticReader reader;
+    reader.createReader("", m_fileName, 0, "");
+    EXPECT_EQ(reader.getLatestTime(), 3);
+    EXPECT_EQ(readHistories(m_fileName, 2, 1), (std::vector<History>{{{3, 7}}}));
+}
+
 TEST_F(StandAloneWriter, sectionsAreTheEventsTheTextsAndTheFilesOfTheSnapshotIfThere)
 {
     open();

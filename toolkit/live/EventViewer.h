@@ -26,6 +26,7 @@ public:
     bool isDrained() const override { return m_reader->isDrained(); }
     long long latestTime() const override { return m_reader->getLatestTime(); }
     unsigned long long changeCount() const override { return m_reader->getEventCount(); }
+    unsigned long long refusedCount() const override { return m_reader->getRefusedCount(); }
     void getTraffic(unsigned long long& stored, unsigned long long& sent) const override
     {
         m_reader->getTraffic(stored, sent);

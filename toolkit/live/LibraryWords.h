@@ -27,10 +27,9 @@ public:
     std::string text() const
     {
         std::string words = m_errorText.str().empty() ? m_outputText.str() : m_errorText.str();
-        for (const std::string front : {"Tracewell: ", "tracewell: "}) {
-            if (words.rfind(front, 0) == 0) {
-                words.erase(0, front.size());
-            }
+        const std::string front = "tracewell: ";
+        if (words.rfind(front, 0) == 0) {
+            words.erase(0, front.size());
         }
         words.erase(words.find_last_not_of(".\n") + 1);
         return words;

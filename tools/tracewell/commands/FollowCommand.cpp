@@ -413,8 +413,8 @@ void Follow::summarize()
               time);
     }
     if (refused != 0) {
-        throw Failure(fmt::format("{}: {} records of the channel were left out, since no "
-                                  "simulation sends such; the line before tells of the first",
+        throw Failure(fmt::format("{}: something that no simulation sends was left out {} "
+                                  "times; a line before tells of the first",
                                   m_options.output, refused));
     }
 }

@@ -37,6 +37,9 @@ public:
     /// Whether a packet of `count` bytes fits into the empty ring: it is less than half of it.
     bool canEverWrite(unsigned long long count) const { return count < m_half; }
 
+    /// Whether an index lies outside of the ring, so that nothing can pass until it is emptied.
+    bool hasIndexOutside() const;
+
     // The producer's. False means that nothing has changed.
 
     bool putPacket(const WdbLivePacket& packet);

@@ -101,6 +101,8 @@ public:
     void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
     /// Events stored since createReader or relaunchAfterRestart.
     unsigned long long getEventCount() const;
+    /// What came through the channel and made no sense, see WdbSharedMemReader.
+    unsigned long long getRefusedCount() const;
     /// Append to `trees` the trees of `count` bytes from `start` on, or of the bits, with all that
     /// was stored so far. Nothing is lost or doubled beside the reader's thread, which a viewer
     /// would otherwise have to see to: by a hold of getReadWriteMutex() over flushEvents, the

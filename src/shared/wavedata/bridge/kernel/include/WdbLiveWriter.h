@@ -96,6 +96,7 @@ private:
     long long getAddress(const unsigned char* place) const;
     void sendEvent(long long time, long long address, unsigned int length,
                    const unsigned char* value);
+    void tellRefusal(long long address);
     void sendInPieces(const WdbLivePacketContainer& change);
     void sendVector(long long time, long long address, const unsigned char* vector,
                     const unsigned char* value, unsigned int firstBit, unsigned int endBit);
@@ -127,6 +128,8 @@ private:
     /// while a change waits for room. Taken inside m_mutex.
     mutable std::mutex m_managerMutex;
     WaitHook m_waitHook;
+    /// A change at a negative address was told of. The simulation's thread's.
+    bool m_isRefusalTold = false;
     WdbLiveWriter* m_previousWriter;
 };
 

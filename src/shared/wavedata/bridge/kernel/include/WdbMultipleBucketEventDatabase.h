@@ -110,6 +110,8 @@ private:
     long long m_headerOffset = 0;
     int m_typeId;
     bool m_forWriting = false;
+    /// A change without a place was told of.
+    bool m_isRefusalTold = false;
     bool m_filter = true;
 };
 

@@ -83,6 +83,8 @@ public:
     /// The consumer's: whether the ring is empty and the thread that called getPackets is done with
     /// what it got, since it has called again or was told to stop.
     bool isDrained() const;
+    /// Whether an index outside of the ring was seen, and told of: nothing could pass.
+    bool sawIndexOutside() const { return m_isOutsideTold; }
     /// The consumer's: bytes that have come through the ring in all. `stored` were taken, and the
     /// thread that called getPackets is done with them; `sent` counts what lies in the ring too.
     void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
@@ -92,6 +94,7 @@ private:
 
     template <class Packet> bool waitToPut(const Packet& packet, unsigned long long size);
     bool isLeftEmpty() const;
+    void tellIndexOutside();
     bool isConsumerStopped() const { return m_shutDown || m_restart; }
 
     std::atomic<bool> m_shutDown{false};
@@ -110,6 +113,9 @@ private:
     unsigned long long m_bytesTaken = 0;
     unsigned int m_batchSize = 0;
     std::function<bool()> m_waitHook;
+    /// Names the channel in messages.
+    std::string m_description;
+    std::atomic<bool> m_isOutsideTold{false};
 };
 
 } // namespace Tracewell

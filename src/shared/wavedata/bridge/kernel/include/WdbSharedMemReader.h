@@ -67,6 +67,9 @@ public:
     void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
     /// Events stored since the last start.
     unsigned long long getEventCount() const { return m_eventCount; }
+    /// Batches that made no sense, of which the rest was left out, since construction; the first is
+    /// told of on the standard error stream. One more when an index lay outside of the ring.
+    unsigned long long getRefusedCount() const;
 
 private:
     class Batch;
@@ -80,6 +83,7 @@ private:
     std::string m_description;
     std::atomic<bool> m_newEvents{false};
     std::atomic<unsigned long long> m_eventCount{0};
+    std::atomic<unsigned long long> m_damagedBatches{0};
     boost::mutex m_timeMarkMutex;
     boost::condition_variable m_timeMarkCame;
     /// How many came, guarded by the time-mark mutex.

@@ -56,6 +56,8 @@ private:
     long long m_latestTime = 0;
     int m_typeId;
     bool m_forWriting = false;
+    /// A change without a place was told of.
+    bool m_isRefusalTold = false;
 };
 
 } // namespace Tracewell

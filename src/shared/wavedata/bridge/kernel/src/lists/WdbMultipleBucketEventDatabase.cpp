@@ -1,5 +1,6 @@
 #include "WdbMultipleBucketEventDatabase.h"
 
+#include "AddressRefusal.h"
 #include "BlockStore.h"
 #include "EventSection.h"
 #include "WdbBucketFileOffsetTable.h"
@@ -120,8 +121,12 @@ void WdbMultipleBucketEventDatabase::writeEventSlowly(long long time, long long 
                                                       unsigned int length,
                                                       const unsigned char* value)
 {
-    if (!m_forWriting || m_lists.empty() || address < 0)
+    if (!m_forWriting || m_lists.empty())
         return;
+    if (address < 0) {
+        tellAddressRefusal(m_isRefusalTold, address);
+        return;
+    }
     if (time > m_latestTime)
         m_latestTime = time;
     while (length > 0) {
@@ -145,6 +150,10 @@ void WdbMultipleBucketEventDatabase::saveEvent(EventBlockList* list, long long t
     const unsigned int longest = WdbEventBlock::getLongestValue(m_header.m_maxEventBlockSize);
     while (length > 0) {
         const unsigned int piece = std::min(length, longest);
+        if (!fitsIntoBlock(address, piece, list->getBaseAddress())) {
+            tellAddressRefusal(m_isRefusalTold, address);
+            return;
+        }
         WdbEventBlock* block = &list->openItem();
         if (!block->canAdd(piece) && m_filter)
             block->filterOutRepeatedValue();

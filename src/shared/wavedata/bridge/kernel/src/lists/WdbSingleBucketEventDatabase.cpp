@@ -1,5 +1,6 @@
 #include "WdbSingleBucketEventDatabase.h"
 
+#include "AddressRefusal.h"
 #include "BlockStore.h"
 #include "EventSection.h"
 #include "WdbEventBlockListIterator.h"
@@ -56,8 +57,12 @@ void WdbSingleBucketEventDatabase::recoverLatestTime()
 void WdbSingleBucketEventDatabase::writeEvent(long long time, long long address,
                                               unsigned int length, const unsigned char* value)
 {
-    if (!m_forWriting || !m_list || address < 0)
+    if (!m_forWriting || !m_list)
         return;
+    if (address < 0 || !fitsIntoBlock(address, length, 0)) {
+        tellAddressRefusal(m_isRefusalTold, address);
+        return;
+    }
     const unsigned int longest = WdbEventBlock::getLongestValue(m_header.m_maxEventBlockSize);
     do {
         const unsigned int piece = std::min(length, longest);

@@ -33,6 +33,9 @@ std::string describeReason(Outcome outcome, int error, std::size_t size)
         return "the simulation that made it has ended; start the simulation first";
     case Outcome::OtherOwner:
         return "it belongs to another user";
+    case Outcome::OtherKind:
+        return "what stands at its name is a link, a directory or the like and no shared memory; "
+               "remove it";
     case Outcome::TooSmall:
         return "it is smaller than the " + std::to_string(size) +
                " bytes that it must have; another program made it";
@@ -61,7 +64,7 @@ bool attachRegion(SharedRegion& region, RegionMode mode, const std::string& name
               << std::flush;
     const std::string reason = describeReason(outcome, error, size);
     if (!reason.empty())
-        std::cerr << "Tracewell: " + description + ": " + reason + ".\n" << std::flush;
+        std::cerr << "tracewell: " + description + ": " + reason + ".\n" << std::flush;
     return false;
 }
 

@@ -179,6 +179,12 @@ bool WdbCircularBuffer::getPackets(void* destination, unsigned int& count)
     return false;
 }
 
+bool WdbCircularBuffer::hasIndexOutside() const
+{
+    return m_size != 0 &&
+           (loadPeerIndex(m_readIndex) > m_size || loadPeerIndex(m_writeIndex) > m_size);
+}
+
 void WdbCircularBuffer::discard()
 {
     unsigned int readIndex = 0;

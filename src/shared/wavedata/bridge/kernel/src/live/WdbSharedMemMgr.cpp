@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iostream>
+#include <string>
 #include <thread>
 
 namespace Tracewell {
@@ -91,7 +93,8 @@ WdbSharedMemMgr::WdbSharedMemMgr(bool create, const std::string& path, int chann
       m_region(std::make_unique<SharedMemoryRegion>(create ? SharedMemoryRegion::kCreate
                                                            : SharedMemoryRegion::kOpen,
                                                     kRingSize, path, channel)),
-      m_pace(std::make_unique<Pace>())
+      m_pace(std::make_unique<Pace>()),
+      m_description("live channel " + std::to_string(channel) + " of " + path)
 {
     m_ring = WdbCircularBuffer(m_region->base(), kRingSize, create);
     m_shutDown = !m_region->base();
@@ -122,6 +125,10 @@ bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
                     },
                     [this] {
                         m_pace->becomeIdle();
+                        {
+                            const std::lock_guard<std::mutex> lock(m_ringMutex);
+                            tellIndexOutside();
+                        }
                         sleepTicks(1);
                         return true;
                     });
@@ -135,6 +142,7 @@ bool WdbSharedMemMgr::waitToPut(const Packet& packet, unsigned long long size)
     return tryUntil([this] { return m_shutDown.load(std::memory_order_relaxed); },
                     [&] { return m_ring.putPacket(packet); },
                     [this] {
+                        tellIndexOutside();
                         if (m_waitHook && !m_waitHook())
                             return false;
                         sleepTicks(1);
@@ -208,6 +216,17 @@ bool WdbSharedMemMgr::isLeftEmpty() const
     unsigned int available = 0;
     return !m_ring.canRead(readIndex, writeIndex, available) ||
            (readIndex != 0 && readIndex == m_readIndexAtRestart);
+}
+
+void WdbSharedMemMgr::tellIndexOutside()
+{
+    if (!m_ring.hasIndexOutside() || m_isOutsideTold.exchange(true))
+        return;
+    std::cerr
+        << "tracewell: " + m_description +
+               ": an index of the ring lies outside of it, so that nothing can pass; end both "
+               "sides and start again\n"
+        << std::flush;
 }
 
 void WdbSharedMemMgr::sleepMem(int ticks)

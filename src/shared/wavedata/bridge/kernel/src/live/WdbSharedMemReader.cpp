@@ -62,7 +62,9 @@ public:
                 break;
             case PacketWalk::Kind::Damaged:
                 release();
-                std::cerr << "Tracewell: " + m_owner.m_description + ": " + walk.describeDamage() +
+                if (m_owner.m_damagedBatches++ != 0)
+                    return;
+                std::cerr << "tracewell: " + m_owner.m_description + ": " + walk.describeDamage() +
                                  "; the rest of what was received with it is dropped.\n"
                           << std::flush;
                 return;
@@ -186,6 +188,11 @@ bool WdbSharedMemReader::hasNewEvents()
 void WdbSharedMemReader::restart()
 {
     m_manager->restart();
+}
+
+unsigned long long WdbSharedMemReader::getRefusedCount() const
+{
+    return m_damagedBatches + (m_manager->sawIndexOutside() ? 1 : 0);
 }
 
 void WdbSharedMemReader::shutDown()

@@ -283,6 +283,11 @@ void WdbLiveReader::getTraffic(unsigned long long& stored, unsigned long long& s
         m_channel->getTraffic(stored, sent);
 }
 
+unsigned long long WdbLiveReader::getRefusedCount() const
+{
+    return m_channel ? m_channel->getRefusedCount() : 0;
+}
+
 unsigned long long WdbLiveReader::getEventCount() const
 {
     return m_channel ? m_channel->getEventCount() : 0;

@@ -180,14 +180,28 @@ inline void WdbLiveWriter::sendEvent(long long time, long long address, unsigned
                                      const unsigned char* value)
 {
     // No such place in a data memory; the viewer would take the packet for a damaged one.
-    if (address < 0)
+    if (address < 0) {
+        tellRefusal(address);
         return;
+    }
     WdbLivePacketContainer change;
     change.setData(time, length, address, value);
     if (length <= kLongestWhole)
         put(change);
     else
         sendInPieces(change);
+}
+
+void WdbLiveWriter::tellRefusal(long long address)
+{
+    if (m_isRefusalTold)
+        return;
+    m_isRefusalTold = true;
+    std::cerr
+        << "tracewell: a change at the negative address " + std::to_string(address) +
+               " is not sent: the base of the data memory must lie before all objects; others "
+               "like it are left out without a word\n"
+        << std::flush;
 }
 
 void WdbLiveWriter::sendInPieces(const WdbLivePacketContainer& change)

@@ -156,6 +156,8 @@ SharedRegion::Outcome SharedRegion::makeFile()
     struct stat status;
     if (::fstat(m_descriptor, &status) != 0 || !isOwn(status))
         return fail(Outcome::OtherOwner, EACCES);
+    if (!S_ISREG(status.st_mode))
+        return fail(Outcome::OtherKind, EEXIST);
     if (!takeLock(m_descriptor, kCreatorLock))
         return failLock(Outcome::HasCreator);
     if (compareName(m_name, m_descriptor) == NameState::SameFile)
@@ -181,9 +183,11 @@ SharedRegion::Outcome SharedRegion::find(std::size_t size)
     struct stat status;
     if (::fstat(m_descriptor, &status) != 0 || !isOwn(status))
         return fail(Outcome::OtherOwner, EACCES);
+    if (!S_ISREG(status.st_mode))
+        return fail(Outcome::OtherKind, EINVAL);
     if (!isLockedByOther(m_descriptor, kCreatorLock))
         return fail(Outcome::CreatorGone, ENOENT);
-    if (!S_ISREG(status.st_mode) || static_cast<unsigned long long>(status.st_size) < size)
+    if (static_cast<unsigned long long>(status.st_size) < size)
         return fail(Outcome::TooSmall, EINVAL);
     return Outcome::Done;
 }
@@ -237,7 +241,12 @@ SharedRegion::Outcome SharedRegion::fail(Outcome outcome, int error)
 
 SharedRegion::Outcome SharedRegion::failOpen()
 {
-    return fail(errno == EACCES ? Outcome::OtherOwner : Outcome::Failed, errno);
+    // Of a directory shm_open says EINVAL, of a link ELOOP.
+    const bool isOther = errno == ELOOP || errno == EISDIR || errno == EINVAL;
+    return fail(errno == EACCES ? Outcome::OtherOwner
+                : isOther       ? Outcome::OtherKind
+                                : Outcome::Failed,
+                errno);
 }
 
 SharedRegion::Outcome SharedRegion::failLock(Outcome inUse)

@@ -28,6 +28,8 @@ public:
         /// Its creator has ended without taking it away.
         CreatorGone,
         OtherOwner,
+        /// What stands at the name is a link, a directory or the like.
+        OtherKind,
         TooSmall,
     };
 

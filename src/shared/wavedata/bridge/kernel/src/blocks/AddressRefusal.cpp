@@ -1,0 +1,20 @@
+#include "AddressRefusal.h"
+
+#include <iostream>
+#include <string>
+
+namespace Tracewell {
+
+void tellAddressRefusal(bool& isTold, long long address)
+{
+    if (isTold)
+        return;
+    isTold = true;
+    std::cerr << "tracewell: a change at address " + std::to_string(address) +
+                     " is left out, since an event database has no place for it: addresses begin at 0 "
+                     "and end 4294967295 behind the start of their bucket; others like it are left out "
+                     "without a word\n"
+              << std::flush;
+}
+
+} // namespace Tracewell
