@@ -182,13 +182,13 @@ TEST_F(Channel, feederOutlivesAKilledReaderAndServesTheNext)
     attached.await();
     EXPECT_TRUE(feeder->isPeerPresent());
     process.kill();
-    int givenUp = 0;
+    bool hasGivenUp = false;
     feeder->setWaitHook([&] {
-        if (!feeder->isPeerPresent())
-            ++givenUp;
-        return givenUp == 0;
+        hasGivenUp = hasGivenUp || !feeder->isPeerPresent();
+        return !hasGivenUp;
     });
-    for (int i = 0; givenUp == 0; ++i)
+    const auto goesOn = [&] { return !hasGivenUp; };
+    for (int i = 0; goesOn(); ++i)
         add(*feeder, i);
     const auto reader = open(DataBaseMode::StoringReader);
     feeder->setWaitHook({});

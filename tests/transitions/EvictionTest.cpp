@@ -51,7 +51,8 @@ TEST_F(Eviction, onlyLongGenericBuffersAreSearchedForPatterns)
     // The third object of a road evicts the first; the others are stored at the end.
     for (unsigned int id = 1; id <= 3; ++id) {
         for (int i = 1; i <= 128; ++i) {
-            m_dataBase->addTransitionToDB(id, i * 2 + i % 2, valueOf(ValueBit, i % 2U));
+            m_dataBase->addTransitionToDB(id, i * 2 + i % 2,
+                                          valueOf(ValueBit, static_cast<unsigned int>(i % 2)));
             m_dataBase->addVlogTransitionToDB(3 + id, i, static_cast<char>(i % 2));
         }
     }

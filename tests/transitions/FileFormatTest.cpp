@@ -182,7 +182,7 @@ TEST_F(Life, restartGivesTheFileOfAFreshRun)
     const auto run = [](DataBase& db) {
         for (int i = 1; i < 5000; ++i) {
             db.addVlogTransitionToDB(7, i * 3 + i % 5, static_cast<char>(i * i % 4));
-            db.addTransitionToDB(8, i, valueOf(ValueByte, i & 0xFFU));
+            db.addTransitionToDB(8, i, valueOf(ValueByte, static_cast<unsigned int>(i) & 0xFFU));
         }
     };
     const auto first = open(DataBaseMode::Writer);
