@@ -14,6 +14,13 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
+/// The libraries that draw PNG and PDF keep what they have read about fonts.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:libfontconfig\nleak:libpango\nleak:librsvg\nleak:libglib\n";
+}
+
 namespace {
 
 constexpr const char* kLooks = "$timescale 1 ns $end\n$scope module a&b $end\n"
@@ -63,9 +70,30 @@ std::size_t count(const std::string& text, const std::string& part)
     return found;
 }
 
-/// Tags open and close in pairs, attributes are quoted, and no stray mark-up stands in the text.
-void expectWellFormed(const std::string& xml)
+/// Without the texts of attributes, of which a long one is too much for a regular expression.
+std::string withoutAttributeTexts(const std::string& xml)
 {
+    std::string out;
+    bool isInTag = false;
+    bool isInText = false;
+    for (const char c : xml) {
+        if (!isInText) {
+            isInTag = c == '<' || (isInTag && c != '>');
+        }
+        EXPECT_FALSE(isInText && (c == '<' || c == '>'));
+        const bool isQuote = c == '"' && isInTag;
+        if (!isInText || isQuote) {
+            out += c;
+        }
+        isInText = isInText != isQuote;
+    }
+    return out;
+}
+
+/// Tags open and close in pairs, attributes are quoted, and no stray mark-up stands in the text.
+void expectWellFormed(const std::string& full)
+{
+    const std::string xml = withoutAttributeTexts(full);
     static const std::regex kTag(R"re(<(/?)([a-zA-Z]+)((?: [a-zA-Z-]+="[^"<>&]*")*)(/?)>)re");
     std::vector<std::string> open;
     std::size_t at = 0;
@@ -85,7 +113,7 @@ void expectWellFormed(const std::string& xml)
     EXPECT_TRUE(open.empty());
     EXPECT_EQ(xml.substr(at), "\n");
     static const std::regex kBareAmpersand("&(?!amp;|lt;|gt;|quot;)");
-    EXPECT_FALSE(std::regex_search(xml, kBareAmpersand));
+    EXPECT_FALSE(std::regex_search(full, kBareAmpersand));
 }
 
 } // namespace

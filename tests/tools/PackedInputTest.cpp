@@ -154,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(Vcd, PackedInputs,
 
 TEST_F(ImportExport, whatIsNoVcdIsNamedInTheSameWordsByAllCommands)
 {
-    const std::string fst("\0\0\0\0\0\0\0\1\x49 and so on, for some length", 40);
+    const std::string fst = std::string("\0\0\0\0\0\0\0\1", 8) + "I and so on, for some length";
     write("a.vcd", "$var wire 1 ! a $end $enddefinitions $end #1 1! ");
     run({"import", path("a.vcd"), path("a.wdb")});
     const std::string database = read("a.wdb");
