@@ -458,6 +458,29 @@ TEST_F(LiveRoad, aViewerHasTheWholeOfEachRunHoweverQuicklyTheNextOneBegins)
     EXPECT_TRUE(process.succeeds());
 }
 
+TEST_F(LiveRoad, changesThatTheFileHasNoPlaceForAreCountedAcrossRunsAndTheOthersStored)
+{
+    auto kernel = std::make_unique<Kernel>(m_snapshot);
+    auto reader = follow(m_snapshot);
+    ::testing::internal::CaptureStderr();
+    unsigned char value = 1;
+    for (int run = 1; run <= 2; ++run) {
+        kernel->writer.getTraceScVirtualObjectFunc()(1, 1ull << 40, &value, 0, 1);
+        kernel->send(2);
+        kernel->writer.markCurrentTime(2);
+        while (reader->getLatestTime() != 2)
+            pause();
+        EXPECT_EQ(reader->getRefusedCount(), run);
+        reader->restart();
+        kernel->writer.restart();
+        reader->relaunchAfterRestart();
+    }
+    kernel.reset();
+    reader.reset();
+    const std::string lines = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(lines.find("a change at address 1099511627776 is left out"), std::string::npos);
+}
+
 // The name of the data file's directory is the snapshot where none was set.
 TEST_F(LiveRoad, channelsAndSnapshotsStayApartAndADirectoryNamesItsSnapshot)
 {

@@ -12,12 +12,20 @@ namespace Tracewell {
 class ChannelFixture : public DataBaseFixture
 {
 protected:
+    static std::string channelPath()
+    {
+        return ZSIM::OutputFileNames::getKernelExecDirName(
+            ZSIM::OutputFileNames::getSnapshotName(std::string(kDesign)));
+    }
     SharedMemory ring(int mode) const
     {
-        const std::string path = ZSIM::OutputFileNames::getKernelExecDirName(
-            ZSIM::OutputFileNames::getSnapshotName(std::string(kDesign)));
-        return {
-            mode, path, 0, 2400000, "Local\\QSimTransitionMem0", 16, "Local\\QSimReadWritePtr0"};
+        return {mode,
+                channelPath(),
+                0,
+                2400000,
+                "Local\\QSimTransitionMem0",
+                16,
+                "Local\\QSimReadWritePtr0"};
     }
 
     /// What is in the ring: 16 bytes of head and as many of the payload as are said.

@@ -1,10 +1,13 @@
 #include "ChannelFixture.h"
+#include "ChannelName.h"
+#include "ChannelRefusal.h"
 
 #include "../support/ForkedProcess.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <random>
 #include <thread>
 #include <tuple>
@@ -240,6 +243,63 @@ TEST_F(Channel, readerTrustsNoSlot)
     EXPECT_NE(words.find("object 9 was sent with a value of a kind that does not travel"),
               std::string::npos);
     EXPECT_EQ(std::count(words.begin(), words.end(), '\n'), 1);
+}
+
+TEST_F(Channel, anIndexOutsideOfTheRingIsToldOnceByEachSideAndCounted)
+{
+    const auto feeder = open(DataBaseMode::Feeder);
+    const auto reader = open(DataBaseMode::StoringReader);
+    ::testing::internal::CaptureStderr();
+    int waits = 0;
+    feeder->setWaitHook([&] { return ++waits % 3 != 0; });
+    const std::string place = "/dev/shm" + makeRegionName("Local\\QSimReadWritePtr0", "",
+                                                          makeAbsolute(channelPath()), "");
+    std::fstream(place, std::ios::in | std::ios::out) << std::string(8, '\xFF') << std::flush;
+    for (int i = 0; i < 2; ++i)
+        add(*feeder, i);
+    while (reader->getRefusedCount() == 0)
+        std::this_thread::yield();
+    const std::string lines = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
+    EXPECT_NE(lines.find("an index of the ring lies outside of it"), std::string::npos);
+}
+
+// A viewer with the records of one run and the pointers of the next would see foreign values.
+TEST_F(Channel, recordsAndPointersComeFromOneFeederHoweverQuicklyItClosesAndOpens)
+{
+    const auto smallRing = [](int mode) {
+        return SharedMemory(mode, channelPath(), 0, 2400, "Records", 16, "Pointers");
+    };
+    std::atomic<bool> isDone{false};
+    std::thread feeding([&] {
+        for (int run = 1; !isDone; ++run) {
+            SharedMemory feeder = smallRing(SharedMemory::kCreate);
+            std::memcpy(feeder.getEmptyBlock(), &run, sizeof run);
+            feeder.commitWrite();
+            // A viewer that has come is let have it.
+            while (feeder.isPeerPresent() && feeder.getFilledCount() > 0)
+                std::this_thread::yield();
+        }
+    });
+    int last = 0;
+    for (int found = 0; found < 3000;) {
+        const ChannelRefusal quiet;
+        SharedMemory viewer = smallRing(SharedMemory::kOpen);
+        if (!viewer.isMapped())
+            continue;
+        while (viewer.isPeerPresent() && viewer.getFilledCount() == 0)
+            std::this_thread::yield();
+        if (const char* const slot = viewer.getNextBlock()) {
+            int run = 0;
+            std::memcpy(&run, slot, sizeof run);
+            EXPECT_GT(run, last);
+            last = run;
+            ++found;
+            viewer.advanceRead();
+        }
+    }
+    isDone = true;
+    feeding.join();
 }
 
 TEST_F(Channel, isFoundAndCountedAndItsFileEndsWithTheDebugDataGiven)

@@ -1,10 +1,10 @@
 #include "live/EventViewer.h"
 
 #include "files/WatchedProcess.h"
-#include "live/LibraryWords.h"
 #include "text/Failure.h"
 #include "wave/TreeValues.h"
 
+#include "ChannelRefusal.h"
 #include "StorageFailure.h"
 
 #include <fmt/format.h>
@@ -66,12 +66,8 @@ bool EventViewer::open(const SignalNames& names, const std::string& /*nameText*/
     m_reader->setSnapshot(m_channel.snapshot());
     m_reader->saveDbg(m_channel.debugFile());
     m_directory.emplace();
-    std::string words;
-    {
-        const LibraryWords kept;
-        m_reader->createReader(m_output, m_output, m_channel.number(), m_directory->path());
-        words = kept.text();
-    }
+    const Tracewell::ChannelRefusal refusal;
+    m_reader->createReader(m_output, m_output, m_channel.number(), m_directory->path());
     // The reader keeps its drawing file open, and needs its place to begin anew alone.
     if (!mayBeginAnew) {
         m_directory.reset();
@@ -81,7 +77,8 @@ bool EventViewer::open(const SignalNames& names, const std::string& /*nameText*/
     }
     m_reader.reset();
     if (isOffered()) {
-        throw Failure(fmt::format("{} cannot be followed: {}", m_channel.describe(), words));
+        throw Failure(
+            fmt::format("{} cannot be followed: {}", m_channel.describe(), refusal.getReason()));
     }
     return false;
 }

@@ -1,15 +1,14 @@
 #include "live/TransitionViewer.h"
 
-#include "live/LibraryWords.h"
 #include "text/Failure.h"
 #include "wave/TransitionValues.h"
 
+#include "ChannelRefusal.h"
 #include "StorageFailure.h"
 
 #include <fmt/format.h>
 
 #include <cstring>
-#include <iostream>
 #include <limits>
 
 namespace tracewell {
@@ -52,25 +51,18 @@ bool TransitionViewer::open(const SignalNames& /*names*/, const std::string& nam
     Tracewell::DataBaseLimits limits;
     limits.bufferBytes = std::numeric_limits<long long>::max();
     m_dataBase.reset();
-    std::string words;
-    {
-        const LibraryWords kept;
-        m_dataBase = std::make_unique<DataBase>(Tracewell::DataBaseMode::StoringReader, nullptr,
-                                                m_channel.snapshot(), m_output, m_channel.number(),
-                                                0, limits);
-        words = kept.text();
-    }
+    const Tracewell::ChannelRefusal refusal;
+    m_dataBase =
+        std::make_unique<DataBase>(Tracewell::DataBaseMode::StoringReader, nullptr,
+                                   m_channel.snapshot(), m_output, m_channel.number(), 0, limits);
     m_dataBase->setDebugData(nameText);
     if (const int error = m_dataBase->getFileError()) {
         throw Failure(fmt::format("{}: cannot be written: {}; name another place", m_output,
                                   std::strerror(error)));
     }
     if (!m_dataBase->isChannelOpen() && isOffered()) {
-        throw Failure(fmt::format("{} cannot be followed: {}", m_channel.describe(), words));
-    }
-    // The storing thread may have met its first bad record meanwhile.
-    if (m_dataBase->isChannelOpen() && !words.empty()) {
-        std::cerr << "tracewell: " + words + "\n" << std::flush;
+        throw Failure(
+            fmt::format("{} cannot be followed: {}", m_channel.describe(), refusal.getReason()));
     }
     return m_dataBase->isChannelOpen();
 }

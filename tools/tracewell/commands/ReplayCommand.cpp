@@ -7,7 +7,6 @@
 #include "files/Terminal.h"
 #include "formats/vcd/DeclarationText.h"
 #include "import/VcdRun.h"
-#include "live/LibraryWords.h"
 #include "live/LiveChannel.h"
 #include "live/LiveKernel.h"
 #include "live/ViewerWatch.h"
@@ -15,6 +14,8 @@
 #include "record/DebugFile.h"
 #include "text/Failure.h"
 #include "text/Message.h"
+
+#include "ChannelRefusal.h"
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>
@@ -127,15 +128,12 @@ void Replay::open()
     // The names are there before the channel, so that whoever finds it finds them.
     m_names.emplace(m_options.channel.debugFile(), writeDeclarations(m_vcd->declarations()));
     m_watch.attach();
-    std::string words;
-    {
-        const LibraryWords kept;
-        m_kernel->writer().open(Tracewell::IWdbWriter::kLiveMode, m_options.channel.snapshot(), "",
-                                m_options.channel.number());
-        words = kept.text();
-    }
+    const Tracewell::ChannelRefusal refusal;
+    m_kernel->writer().open(Tracewell::IWdbWriter::kLiveMode, m_options.channel.snapshot(), "",
+                            m_options.channel.number());
     if (!m_kernel->isOpen()) {
-        throw Failure(fmt::format("{} cannot be opened: {}", m_options.channel.describe(), words));
+        throw Failure(fmt::format("{} cannot be opened: {}", m_options.channel.describe(),
+                                  refusal.getReason()));
     }
 }
 

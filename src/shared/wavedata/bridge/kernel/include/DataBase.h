@@ -162,7 +162,8 @@ public:
     unsigned long long getStoredCount() const;
     /// How many records a StoringReader has left out: with a time below 0 or before the object's
     /// last one, or with a value of no kind that is stored or of another than those before it. A
-    /// line on the standard error stream tells of the first. On any thread.
+    /// line on the standard error stream tells of the first. One more when an index lay outside of
+    /// the channel's ring. On any thread.
     unsigned long long getRefusedCount() const;
     /// Whether a running Feeder has made the channel, so that a StoringReader would have it. For
     /// those who wait for a simulation to start.

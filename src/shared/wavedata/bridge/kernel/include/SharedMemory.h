@@ -2,6 +2,7 @@
 
 #include "TracewellExport.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -41,6 +42,9 @@ public:
     static bool isTaken(const std::string& path, int pointerSize, const std::string& pointerPrefix);
     /// Records that were handed over and not freed, at some moment of the call. On any thread.
     unsigned int getFilledCount() const;
+    /// Whether an index lies outside of the ring, so that nothing can pass until it is emptied. On
+    /// any thread.
+    bool hasIndexOutside() const;
 
     // The producer's.
 
@@ -63,6 +67,10 @@ public:
     void clearPointers();
 
 private:
+    void openPair(const std::string& dataName, std::size_t dataBytes,
+                  const std::string& pointerName, std::size_t pointerBytes,
+                  const std::string& description);
+
     unsigned int m_dataSize;
     unsigned int m_nextWrite = 0;
     unsigned int m_currentRead = 0;

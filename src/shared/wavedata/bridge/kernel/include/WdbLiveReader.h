@@ -101,7 +101,8 @@ public:
     void getTraffic(unsigned long long& stored, unsigned long long& sent) const;
     /// Events stored since createReader or relaunchAfterRestart.
     unsigned long long getEventCount() const;
-    /// What came through the channel and made no sense, see WdbSharedMemReader.
+    /// What came through the channel and made no sense, see WdbSharedMemReader, and changes at
+    /// addresses for which the file has no place, since createReader.
     unsigned long long getRefusedCount() const;
     /// Append to `trees` the trees of `count` bytes from `start` on, or of the bits, with all that
     /// was stored so far. Nothing is lost or doubled beside the reader's thread, which a viewer
@@ -117,6 +118,8 @@ private:
     void embed(const char* sectionId, const std::string& path, std::string& remembered);
     std::string getChannelPath() const;
     template <class MakeTrees> void openTrees(const MakeTrees& makeTrees);
+    /// Under the read-write mutex.
+    unsigned long long countRefusedChanges() const;
 
     unsigned long long m_memFileSize = 0;
     std::string m_liveFileName;
@@ -125,6 +128,8 @@ private:
     std::string m_protoSettings;
     std::string m_snapshot;
     bool m_hasMark = false;
+    /// Changes that the files before relaunchAfterRestart had no place for.
+    unsigned long long m_refusedBefore = 0;
     WdbWholeMark m_mark;
     /// For the time without a channel.
     boost::mutex m_spareTimeMarkMutex;

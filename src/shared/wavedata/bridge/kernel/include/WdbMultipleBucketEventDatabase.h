@@ -52,6 +52,9 @@ public:
     WdbIEventSource* getIEventDataSource() override { return nullptr; }
 
     int getDatabaseTypeId() const { return m_typeId; }
+    /// Changes, or pieces of one, that were left out because their addresses have no place; the
+    /// first is told of on the standard error stream.
+    unsigned long long getRefusedCount() const { return m_refusedCount; }
 
     /// The bucket of an address and the addresses that it covers, by division alone. Above the
     /// address size: false, the last bucket, and `first` and `last` stay as they are.
@@ -110,8 +113,8 @@ private:
     long long m_headerOffset = 0;
     int m_typeId;
     bool m_forWriting = false;
-    /// A change without a place was told of.
-    bool m_isRefusalTold = false;
+    /// Changes without a place, the first of which was told of.
+    unsigned long long m_refusedCount = 0;
     bool m_filter = true;
 };
 

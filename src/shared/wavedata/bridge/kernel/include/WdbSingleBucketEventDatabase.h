@@ -56,8 +56,8 @@ private:
     long long m_latestTime = 0;
     int m_typeId;
     bool m_forWriting = false;
-    /// A change without a place was told of.
-    bool m_isRefusalTold = false;
+    /// Changes without a place, the first of which was told of.
+    unsigned long long m_refusedCount = 0;
 };
 
 } // namespace Tracewell

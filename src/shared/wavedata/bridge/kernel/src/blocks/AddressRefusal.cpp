@@ -5,16 +5,16 @@
 
 namespace Tracewell {
 
-void tellAddressRefusal(bool& isTold, long long address)
+void refuseAddress(unsigned long long& count, long long address)
 {
-    if (isTold)
+    if (count++ != 0)
         return;
-    isTold = true;
-    std::cerr << "tracewell: a change at address " + std::to_string(address) +
-                     " is left out, since an event database has no place for it: addresses begin at 0 "
-                     "and end 4294967295 behind the start of their bucket; others like it are left out "
-                     "without a word\n"
-              << std::flush;
+    std::cerr
+        << "tracewell: a change at address " + std::to_string(address) +
+               " is left out, since an event database has no place for it: addresses begin at 0 "
+               "and end 4294967295 behind the start of their bucket; others like it are left out "
+               "without a word\n"
+        << std::flush;
 }
 
 } // namespace Tracewell

@@ -2,9 +2,9 @@
 
 namespace Tracewell {
 
-/// Says on the standard error stream that an event database leaves a change out, since it has no
-/// place for its address. Says it once: `isTold` is the database's own.
-void tellAddressRefusal(bool& isTold, long long address);
+/// Counts a change that an event database leaves out, since it has no place for its address, and
+/// says so of the first on the standard error stream: `count` is the database's own.
+void refuseAddress(unsigned long long& count, long long address);
 
 /// Whether `length` bytes from `address` on have places in a block whose records count from `base`.
 inline bool fitsIntoBlock(long long address, unsigned int length, long long base)

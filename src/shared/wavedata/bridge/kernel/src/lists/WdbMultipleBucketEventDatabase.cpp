@@ -124,7 +124,7 @@ void WdbMultipleBucketEventDatabase::writeEventSlowly(long long time, long long 
     if (!m_forWriting || m_lists.empty())
         return;
     if (address < 0) {
-        tellAddressRefusal(m_isRefusalTold, address);
+        refuseAddress(m_refusedCount, address);
         return;
     }
     if (time > m_latestTime)
@@ -151,7 +151,7 @@ void WdbMultipleBucketEventDatabase::saveEvent(EventBlockList* list, long long t
     while (length > 0) {
         const unsigned int piece = std::min(length, longest);
         if (!fitsIntoBlock(address, piece, list->getBaseAddress())) {
-            tellAddressRefusal(m_isRefusalTold, address);
+            refuseAddress(m_refusedCount, address);
             return;
         }
         WdbEventBlock* block = &list->openItem();

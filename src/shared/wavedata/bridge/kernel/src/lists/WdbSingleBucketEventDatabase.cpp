@@ -60,7 +60,7 @@ void WdbSingleBucketEventDatabase::writeEvent(long long time, long long address,
     if (!m_forWriting || !m_list)
         return;
     if (address < 0 || !fitsIntoBlock(address, length, 0)) {
-        tellAddressRefusal(m_isRefusalTold, address);
+        refuseAddress(m_refusedCount, address);
         return;
     }
     const unsigned int longest = WdbEventBlock::getLongestValue(m_header.m_maxEventBlockSize);

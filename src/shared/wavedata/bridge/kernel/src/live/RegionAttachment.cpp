@@ -1,6 +1,6 @@
 #include "RegionAttachment.h"
 
-#include "platform/SharedRegion.h"
+#include "ChannelRefusal.h"
 
 #include <cerrno>
 #include <iostream>
@@ -39,6 +39,8 @@ std::string describeReason(Outcome outcome, int error, std::size_t size)
     case Outcome::TooSmall:
         return "it is smaller than the " + std::to_string(size) +
                " bytes that it must have; another program made it";
+    case Outcome::PartnerReplaced:
+        return "simulations open and close it too fast to be followed; try again";
     case Outcome::Failed:
     case Outcome::NotMapped:
         break;
@@ -57,15 +59,24 @@ bool attachRegion(SharedRegion& region, RegionMode mode, const std::string& name
 {
     const Outcome outcome =
         mode == RegionMode::Create ? region.create(name, size) : region.open(name, size);
-    if (outcome == Outcome::Done)
-        return true;
+    if (outcome != Outcome::Done)
+        tellFailure(outcome, mode, size, description);
+    return outcome == Outcome::Done;
+}
+
+void tellFailure(Outcome outcome, RegionMode mode, std::size_t size, const std::string& description)
+{
     const int error = errno;
-    std::cout << std::string(describeStep(outcome, mode)) + " (" + std::to_string(error) + ").\n"
-              << std::flush;
-    const std::string reason = describeReason(outcome, error, size);
+    const std::string step =
+        std::string(describeStep(outcome, mode)) + " (" + std::to_string(error) + ")";
+    std::string reason = describeReason(outcome, error, size);
     if (!reason.empty())
-        std::cerr << "tracewell: " + description + ": " + reason + ".\n" << std::flush;
-    return false;
+        reason = description + ": " + reason;
+    if (ChannelRefusal::keep(reason.empty() ? step : reason))
+        return;
+    std::cout << step + ".\n" << std::flush;
+    if (!reason.empty())
+        std::cerr << "tracewell: " + reason + ".\n" << std::flush;
 }
 
 } // namespace Tracewell

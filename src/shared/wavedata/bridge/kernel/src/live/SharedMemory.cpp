@@ -12,6 +12,8 @@ namespace Tracewell {
 namespace {
 
 constexpr unsigned int kIndexSize = sizeof(std::uint32_t);
+/// Each fails by a whole life of a producer that falls into it.
+constexpr int kMostAttempts = 100;
 
 unsigned int notNegative(int size)
 {
@@ -29,16 +31,20 @@ SharedMemory::SharedMemory(int mode, const std::string& path, int /*unused*/, in
     if (mode != kOpen && mode != kCreate)
         return;
     const std::string absolutePath = makeAbsolute(path);
-    const auto attach = [&](SharedRegion& region, const std::string& prefix, std::size_t size) {
-        attachRegion(region, mode == kCreate ? RegionMode::Create : RegionMode::Open,
-                     makeRegionName(prefix, "", absolutePath, ""), size,
-                     "shared memory of " + absolutePath);
-        return region.data();
-    };
+    const std::string description = "shared memory of " + absolutePath;
+    const std::string dataName = makeRegionName(dataPrefix, "", absolutePath, "");
+    const std::string pointerName = makeRegionName(pointerPrefix, "", absolutePath, "");
     // The last record begins at the data size.
-    m_data = attach(*m_dataRegion, dataPrefix, std::size_t{m_dataSize} + kRecordSize);
+    const std::size_t dataBytes = std::size_t{m_dataSize} + kRecordSize;
     const std::size_t pointerBytes = notNegative(pointerSize);
-    char* const pointers = attach(*m_pointerRegion, pointerPrefix, pointerBytes);
+    if (mode == kCreate) {
+        attachRegion(*m_dataRegion, RegionMode::Create, dataName, dataBytes, description);
+        attachRegion(*m_pointerRegion, RegionMode::Create, pointerName, pointerBytes, description);
+    } else {
+        openPair(dataName, dataBytes, pointerName, pointerBytes, description);
+    }
+    m_data = m_dataRegion->data();
+    char* const pointers = m_pointerRegion->data();
     if (pointers && pointerBytes >= kIndexSize)
         m_writeIndex = reinterpret_cast<std::uint32_t*>(pointers);
     if (pointers && pointerBytes >= 2 * kIndexSize)
@@ -48,6 +54,28 @@ SharedMemory::SharedMemory(int mode, const std::string& path, int /*unused*/, in
 }
 
 SharedMemory::~SharedMemory() = default;
+
+/// A producer may close and open again between the two: the records would then be those of the run
+/// before and the pointers those of the next.
+void SharedMemory::openPair(const std::string& dataName, std::size_t dataBytes,
+                            const std::string& pointerName, std::size_t pointerBytes,
+                            const std::string& description)
+{
+    auto outcome = SharedRegion::Outcome::PartnerReplaced;
+    for (int i = 0; i < kMostAttempts && outcome == SharedRegion::Outcome::PartnerReplaced; ++i) {
+        const bool hasData =
+            attachRegion(*m_dataRegion, RegionMode::Open, dataName, dataBytes, description);
+        outcome = m_pointerRegion->open(pointerName, pointerBytes,
+                                        hasData ? m_dataRegion.get() : nullptr);
+    }
+    if (outcome != SharedRegion::Outcome::Done)
+        tellFailure(outcome, RegionMode::Open, pointerBytes, description);
+    // The producer shall see no viewer that has half of it.
+    if (!m_dataRegion->data() || !m_pointerRegion->data()) {
+        m_pointerRegion->close();
+        m_dataRegion->close();
+    }
+}
 
 bool SharedMemory::isPeerPresent() const
 {
@@ -67,6 +95,12 @@ bool SharedMemory::isTaken(const std::string& path, int pointerSize,
 {
     return SharedRegion::hasOpener(makeRegionName(pointerPrefix, "", makeAbsolute(path), ""),
                                    notNegative(pointerSize));
+}
+
+bool SharedMemory::hasIndexOutside() const
+{
+    return isMapped() &&
+           (loadPeerIndex(m_readIndex) > m_dataSize || loadPeerIndex(m_writeIndex) > m_dataSize);
 }
 
 unsigned int SharedMemory::getFilledCount() const

@@ -171,6 +171,7 @@ void WdbLiveReader::relaunchAfterRestart()
     {
         const Lock lock(getReadWriteMutex());
         getBTreeManager().reset();
+        m_refusedBefore += countRefusedChanges();
         setEventDatabase(nullptr);
         m_fileManager.close();
         createFile();
@@ -285,7 +286,16 @@ void WdbLiveReader::getTraffic(unsigned long long& stored, unsigned long long& s
 
 unsigned long long WdbLiveReader::getRefusedCount() const
 {
-    return m_channel ? m_channel->getRefusedCount() : 0;
+    const Lock lock(getReadWriteMutex());
+    return (m_channel ? m_channel->getRefusedCount() : 0) + m_refusedBefore + countRefusedChanges();
+}
+
+unsigned long long WdbLiveReader::countRefusedChanges() const
+{
+    // createFile makes no other.
+    const auto* const database =
+        static_cast<const WdbMultipleBucketEventDatabase*>(getEventDatabase());
+    return database ? database->getRefusedCount() : 0;
 }
 
 unsigned long long WdbLiveReader::getEventCount() const

@@ -154,6 +154,7 @@ template <class Get> auto TransitionChannel::await(Get get) -> decltype(get())
             if (auto result = get())
                 return result;
         }
+        tellIndexOutside();
         boost::this_thread::sleep_for(kSleep);
         if (m_waitHook && !m_waitHook())
             return {};
@@ -245,6 +246,7 @@ void TransitionChannel::readTransFromSharedMem()
     for (int misses = 0; !m_shutdownRequested.load(std::memory_order_relaxed);) {
         if (takeSlots() > 0 || ++misses < kTriesBeforeSleep)
             continue;
+        tellIndexOutside();
         boost::this_thread::sleep_for(kSleep);
         misses = 0;
     }
@@ -322,6 +324,16 @@ void TransitionChannel::refuse(const TransitionSlot& slot, const char* fault)
                          "simulation that sends it\n"
                   << std::flush;
     add(m_refusedSlots, 1);
+}
+
+void TransitionChannel::tellIndexOutside()
+{
+    if (!m_ring->hasIndexOutside() || m_isOutsideTold.exchange(true))
+        return;
+    std::cerr << "tracewell: " + m_description +
+                     ": an index of the ring lies outside of it, so that nothing can pass; end "
+                     "both sides and start again\n"
+              << std::flush;
 }
 
 bool TransitionChannel::readOneTransition(std::uint32_t& id, long long& time, Value& value)

@@ -78,7 +78,7 @@ public:
     }
     unsigned long long getRefusedCount() const
     {
-        return m_refusedSlots.load(std::memory_order_relaxed);
+        return m_refusedSlots.load(std::memory_order_relaxed) + (m_isOutsideTold ? 1 : 0);
     }
     static bool isOffered(const std::string& path, int processId);
     static bool isTaken(const std::string& path, int processId);
@@ -94,6 +94,7 @@ private:
     bool takeSlot(TransitionSlot& slot);
     void store(const TransitionSlot& slot);
     void refuse(const TransitionSlot& slot, const char* fault);
+    void tellIndexOutside();
     template <class Get> auto await(Get get) -> decltype(get());
 
     TransitionStore& m_store;
@@ -119,6 +120,8 @@ private:
     std::atomic<unsigned long long> m_storedSlots{0};
     std::atomic<unsigned long long> m_storedTransitions{0};
     std::atomic<unsigned long long> m_refusedSlots{0};
+    /// An index outside of the ring was seen. By whoever waits.
+    std::atomic<bool> m_isOutsideTold{false};
     /// Ends the thread and every wait.
     std::atomic<bool> m_shutdownRequested{false};
 

@@ -165,13 +165,16 @@ SharedRegion::Outcome SharedRegion::makeFile()
     return tryAgain();
 }
 
-SharedRegion::Outcome SharedRegion::open(const std::string& name, std::size_t size)
+SharedRegion::Outcome SharedRegion::open(const std::string& name, std::size_t size,
+                                         const SharedRegion* partner)
 {
     close();
     m_name = name;
     const Outcome outcome = find(size);
     if (outcome != Outcome::Done)
         return outcome;
+    if (partner && compareName(partner->m_name, partner->m_descriptor) != NameState::SameFile)
+        return fail(Outcome::PartnerReplaced, EAGAIN);
     return takeLock(m_descriptor, kOpenerLock) ? map(size) : failLock(Outcome::HasOpener);
 }
 

@@ -31,6 +31,8 @@ public:
         /// What stands at the name is a link, a directory or the like.
         OtherKind,
         TooSmall,
+        /// The partner's name no longer stands for what is mapped.
+        PartnerReplaced,
     };
 
     SharedRegion() = default;
@@ -51,8 +53,10 @@ public:
     /// `name` comes from spellName. All bytes are 0. Closes an open region first.
     Outcome create(const std::string& name, std::size_t size);
     /// Maps the first `size` bytes of a region that has at least that many. Closes an open region
-    /// first.
-    Outcome open(const std::string& name, std::size_t size);
+    /// first. Where a creator makes `partner` before this one and takes it away behind it,
+    /// `partner` must be open: then both come from one creator, who sees nothing of us before that
+    /// is sure.
+    Outcome open(const std::string& name, std::size_t size, const SharedRegion* partner = nullptr);
     void close();
 
     /// At a page border; null while nothing is mapped.
