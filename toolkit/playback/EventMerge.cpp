@@ -41,7 +41,6 @@ EventMerge::EventMerge(Tracewell::WdbIEventBlockDatabase& database,
 void EventMerge::start(const Tracewell::WdbIEventBlockDatabase::IteratorVector& iterators)
 {
     m_buckets.reserve(iterators.size());
-    m_heap.reserve(iterators.size());
     for (const auto& blocks : iterators) {
         Bucket bucket;
         bucket.blocks = blocks;
@@ -50,29 +49,28 @@ void EventMerge::start(const Tracewell::WdbIEventBlockDatabase::IteratorVector& 
             bucket.time = bucket.event.getTime();
             lookAhead(bucket);
             m_buckets.push_back(std::move(bucket));
-            m_heap.push_back({m_buckets.back().time, &m_buckets.back()});
+            m_waiting.push(m_buckets.back().time, &m_buckets.back());
         } else if (bucket.isCut) {
             m_end = -1;
         }
     }
-    std::make_heap(m_heap.begin(), m_heap.end());
 }
 
 const Tracewell::WdbEvent* EventMerge::next()
 {
-    if (m_started && !m_heap.empty()) {
-        Bucket& last = *m_heap.front().bucket;
-        if (!advance(last)) {
-            std::pop_heap(m_heap.begin(), m_heap.end());
-            m_heap.pop_back();
-        } else if (last.time != m_heap.front().time) {
-            std::pop_heap(m_heap.begin(), m_heap.end());
-            m_heap.back().time = last.time;
-            std::push_heap(m_heap.begin(), m_heap.end());
+    if (m_present != nullptr) {
+        const long long time = m_present->time;
+        if (!advance(*m_present)) {
+            m_present = nullptr;
+        } else if (m_present->time != time) {
+            m_waiting.push(m_present->time, m_present);
+            m_present = nullptr;
         }
     }
-    m_started = true;
-    return m_heap.empty() || m_heap.front().time > m_end ? nullptr : &m_heap.front().bucket->event;
+    if (m_present == nullptr && !m_waiting.isEmpty()) {
+        m_present = m_waiting.pop().item;
+    }
+    return m_present == nullptr || m_present->time > m_end ? nullptr : &m_present->event;
 }
 
 bool EventMerge::advance(Bucket& bucket)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TimeMerge.h"
 #include "WdbDamageLog.h"
 #include "WdbEventBlock.h"
 #include "WdbIEventBlockDatabase.h"
@@ -45,15 +46,6 @@ private:
         Tracewell::WdbEvent event;
     };
 
-    /// A bucket that still has events, with the time of the next.
-    struct Waiting
-    {
-        long long time;
-        Bucket* bucket;
-
-        bool operator<(const Waiting& other) const { return time > other.time; }
-    };
-
     void start(const Tracewell::WdbIEventBlockDatabase::IteratorVector& iterators);
     /// Brings the bucket to its next event; false when it has none.
     bool advance(Bucket& bucket);
@@ -65,9 +57,10 @@ private:
     std::string m_name;
     Tracewell::WdbEventBlock m_block;
     std::vector<Bucket> m_buckets;
-    /// A heap, the earliest in front.
-    std::vector<Waiting> m_heap;
-    bool m_started = false;
+    /// The buckets that still have events, but for the one at hand.
+    Tracewell::TimeMerge<Bucket*> m_waiting;
+    /// Whose event was given out last; null before the first and behind the last.
+    Bucket* m_present = nullptr;
     /// Null where nobody asks.
     const Tracewell::WdbDamageLog* m_log = nullptr;
     unsigned long long m_damagesSeen = 0;

@@ -1,6 +1,5 @@
 #include "wave/MergedCursor.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace tracewell {
@@ -16,7 +15,7 @@ bool MergedCursor::next()
 {
     if (!m_started) {
         m_started = true;
-        if (!m_due.empty() && m_due.front().time <= m_from) {
+        if (!m_waiting.isEmpty() && m_waiting.getFirstTime() <= m_from) {
             takeUpTo(m_from);
             finishState();
             if (!m_isEvent) {
@@ -25,8 +24,8 @@ bool MergedCursor::next()
             m_state.firings = 0;
         }
     }
-    while (!m_due.empty()) {
-        if (takeUpTo(m_due.front().time)) {
+    while (!m_waiting.isEmpty()) {
+        if (takeUpTo(m_waiting.getFirstTime())) {
             finishState();
             return true;
         }
@@ -34,25 +33,14 @@ bool MergedCursor::next()
     return false;
 }
 
-void MergedCursor::makeDue(std::size_t column)
-{
-    if (const std::optional<long long> time = step(column)) {
-        m_due.push_back({*time, column});
-        std::push_heap(m_due.begin(), m_due.end());
-    }
-}
-
 bool MergedCursor::takeUpTo(long long time)
 {
     bool changed = false;
-    while (!m_due.empty() && m_due.front().time <= time) {
-        std::pop_heap(m_due.begin(), m_due.end());
-        const Due due = m_due.back();
-        m_due.pop_back();
-        m_time = due.time;
-        changed = take(due.column) || changed;
-        makeDue(due.column);
-    }
+    m_waiting.advance(time, [&](std::size_t column, long long due) {
+        m_time = due;
+        changed = take(column) || changed;
+        return step(column).value_or(m_waiting.kEnd);
+    });
     return changed;
 }
 

@@ -2,8 +2,10 @@
 
 #include "wave/SignalCursor.h"
 
+#include "TimeMerge.h"
+
+#include <cstddef>
 #include <optional>
-#include <vector>
 
 namespace tracewell {
 
@@ -22,7 +24,12 @@ protected:
     /// whether it fires at the start itself shows only against the count before it.
     long long from() const { return m_from; }
     /// Once for each column, when it is ready.
-    void start(std::size_t column) { makeDue(column); }
+    void start(std::size_t column)
+    {
+        if (const std::optional<long long> time = step(column)) {
+            m_waiting.push(*time, column);
+        }
+    }
 
     /// Steps a column on and gives the time of its next answer; none at the end.
     virtual std::optional<long long> step(std::size_t column) = 0;
@@ -32,22 +39,13 @@ protected:
     virtual void finishState() = 0;
 
 private:
-    struct Due
-    {
-        long long time = 0;
-        std::size_t column = 0;
-        /// For a heap with the earliest on top.
-        bool operator<(const Due& other) const { return time > other.time; }
-    };
-
-    void makeDue(std::size_t column);
     /// Takes over all answers up to `time`; false when they change nothing.
     bool takeUpTo(long long time);
 
     bool m_isEvent;
     long long m_from;
     bool m_started = false;
-    std::vector<Due> m_due;
+    Tracewell::TimeMerge<std::size_t> m_waiting;
 };
 
 } // namespace tracewell

@@ -20,38 +20,35 @@ ValueRows::ValueRows(const SignalValues& values, const TimeWindow& window,
                 std::make_unique<DenseCursor>(std::move(cursor), window.from, window.resolution);
         }
         m_cursors.push_back(std::move(cursor));
-        step(i);
+        const long long time = step(i);
+        if (time != m_waiting.kEnd) {
+            m_waiting.push(time, i);
+        }
     }
 }
 
 bool ValueRows::next()
 {
-    if (m_due.empty()) {
+    if (m_waiting.isEmpty()) {
         return false;
     }
     clearFirings();
-    long long until = m_due.front().time;
+    long long until = m_waiting.getFirstTime();
     if (!m_started) {
         m_started = true;
         until = std::max(until, m_from);
     }
-    while (!m_due.empty() && m_due.front().time <= until) {
-        std::pop_heap(m_due.begin(), m_due.end());
-        const Due due = m_due.back();
-        m_due.pop_back();
-        m_time = due.time;
-        take(due.signal);
-        step(due.signal);
-    }
+    m_waiting.advance(until, [this](std::size_t signal, long long time) {
+        m_time = time;
+        take(signal);
+        return step(signal);
+    });
     return true;
 }
 
-void ValueRows::step(std::size_t signal)
+long long ValueRows::step(std::size_t signal)
 {
-    if (m_cursors[signal]->next()) {
-        m_due.push_back({m_cursors[signal]->time(), signal});
-        std::push_heap(m_due.begin(), m_due.end());
-    }
+    return m_cursors[signal]->next() ? m_cursors[signal]->time() : m_waiting.kEnd;
 }
 
 void ValueRows::take(std::size_t signal)

@@ -3,6 +3,10 @@
 #include "wave/SignalValues.h"
 #include "wave/ValueText.h"
 
+#include "TimeMerge.h"
+
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,14 +33,8 @@ public:
     const std::vector<Cell>& cells() const { return m_cells; }
 
 private:
-    struct Due
-    {
-        long long time = 0;
-        std::size_t signal = 0;
-        bool operator<(const Due& other) const { return time > other.time; }
-    };
-
-    void step(std::size_t signal);
+    /// Steps the signal's cursor on; the time of where it comes to, or TimeMerge's end.
+    long long step(std::size_t signal);
     void take(std::size_t signal);
     void clearFirings();
 
@@ -45,8 +43,7 @@ private:
     long long m_from;
     bool m_started = false;
     std::vector<std::unique_ptr<SignalCursor>> m_cursors;
-    /// A heap with the earliest on top.
-    std::vector<Due> m_due;
+    Tracewell::TimeMerge<std::size_t> m_waiting;
     /// Events that fire in the row at hand; they are silent again in the next one.
     std::vector<std::size_t> m_fired;
     long long m_time = 0;

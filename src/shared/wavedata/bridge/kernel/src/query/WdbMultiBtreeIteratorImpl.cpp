@@ -21,7 +21,7 @@ WdbMultiBtreeIteratorImpl::WdbMultiBtreeIteratorImpl(IEventSource& source, WdbIE
                                                      long long firstTime, long long limit,
                                                      long long limit2)
     : m_source(&source), m_reader(reader), m_firstTime(std::max(firstTime, 0LL)), m_limit(limit),
-      m_limit2(limit2 < 0 ? limit : limit2), m_currentTime(m_firstTime), m_queue(m_firstTime)
+      m_limit2(limit2 < 0 ? limit : limit2), m_currentTime(m_firstTime)
 {}
 
 /// Goes through the addresses that have trees, not through those of the range: these may be many.
@@ -183,10 +183,7 @@ void WdbMultiBtreeIteratorImpl::collectStep()
     while (const Queue::Waiting* const next = getDue()) {
         if (next->getTime() != m_currentTime && next->getTime() > m_firstTime)
             break;
-        if (m_queue.hasLate())
-            takeNext();
-        else
-            m_queue.takePresent([this](Entry* entry) { take(entry); });
+        m_queue.takePresent([this](Entry* entry) { take(entry); });
     }
     sortStep();
     m_delivered.insert(m_delivered.end(), m_step.begin(), m_step.end());

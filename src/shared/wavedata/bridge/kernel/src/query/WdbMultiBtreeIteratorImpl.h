@@ -1,7 +1,7 @@
 #pragma once
 
 #include "IEventSource.h"
-#include "TimeQueue.h"
+#include "TimeMerge.h"
 #include "WdbScalarBTree.h"
 
 #include <array>
@@ -15,8 +15,8 @@ namespace Tracewell {
 class IEventTarget;
 class WdbIEventReader;
 
-/// The merge behind WdbMultiBtreeIterator. Each tree that takes part has an entry, which waits in a
-/// queue for its next change, or is delivered and waits for the step to end.
+/// The merge behind WdbMultiBtreeIterator. Each tree that takes part has an entry, which waits for
+/// its next change, or is delivered and waits for the step to end.
 class WdbMultiBtreeIteratorImpl
 {
 public:
@@ -67,7 +67,7 @@ private:
         std::array<Change, 16> changes;
     };
 
-    using Queue = TimeQueue<Entry>;
+    using Queue = TimeMerge<Entry*>;
 
     template <class Action> void forEachTree(const Ranges& ranges, const Action& action);
     static Key makeKey(const WdbScalarBTree& tree);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TimeMerge.h"
 #include "WdbScalarBTree.h"
 #include "WdbTimeByteValues.h"
 
@@ -25,28 +26,22 @@ public:
     void run(std::vector<WdbTimeByteValues>& out);
 
 private:
-    struct Column
-    {
-        unsigned int index;
-        /// Of the answer on which the iterator stands.
-        long long time;
-    };
-
     bool hasAnswer(const WdbScalarBTree::Iterator& iterator) const
     {
         return iterator && iterator.getTime() <= m_toTime;
     }
-    template <class IsDue> bool takeAnswers(IsDue isDue);
-    bool setValue(unsigned int column, const WdbByteValue& value);
+    bool takeAnswers();
     void emit(long long time, std::vector<WdbTimeByteValues>& out);
 
     long long m_toTime;
     WdbTimeByteValues m_current;
     boost::ptr_vector<WdbScalarBTree::Iterator> m_iterators;
-    /// The columns that have an answer left, in ascending order.
-    std::vector<Column> m_live;
-    /// The earliest of their times.
-    long long m_nextTime = 0;
+    /// The columns that have an answer left.
+    TimeMerge<unsigned int> m_waiting;
+    /// Those whose answers make up the step at hand.
+    std::vector<unsigned int> m_due;
+    /// The latest of the columns' first times.
+    long long m_latestStart = 0;
 };
 
 } // namespace Tracewell
