@@ -281,6 +281,9 @@ TEST_P(KilledImport, isReadUpToItsMarkAsTheRunWas)
         EXPECT_EQ(exported.exitCode(), exported.err.find("left out") != std::string::npos ? 1 : 0);
         EXPECT_EQ(run({"export", "--beyond", wdb, "-"}).exitCode(), 0);
         EXPECT_EQ(run({"verify", wdb}).exitCode(), 0);
+        // A kill between two sections leaves no recording without its mark.
+        const std::string facts = run({"info", wdb}).out;
+        EXPECT_LT(facts.find("\nTracewell Mark"), facts.find("\nWDB.Event"));
     }
 }
 

@@ -95,7 +95,9 @@ protected:
     void expectClosedAndSound(const std::string& file) const
     {
         EXPECT_NE(runWell({"verify", file}).find("sound"), std::string::npos);
-        EXPECT_NE(runWell({"info", file}).find("closed        yes"), std::string::npos);
+        const std::string facts = runWell({"info", file});
+        EXPECT_NE(facts.find("closed        yes"), std::string::npos);
+        EXPECT_LE(facts.find("\nTracewell Mark"), facts.find("\nWDB.Event"));
     }
 
     /// Nothing of a channel is left where the simulation ran.

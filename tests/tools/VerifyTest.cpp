@@ -38,8 +38,13 @@ public:
     std::string& text() { return m_bytes; }
     std::size_t contentNode() const { return place(48); }
     std::size_t item(std::size_t number) const { return place(contentNode() + 8 + 8 * number); }
-    /// Sections in the order of the builder: names, events, strings.
-    std::size_t section(std::size_t number) const { return place(item(number) + 32); }
+    /// Sections in the order of the builder: names, events, strings. In a file of the command line
+    /// the mark comes first.
+    std::size_t section(std::size_t number) const
+    {
+        const bool isMarked = m_bytes.compare(item(0), 14, "Tracewell Mark") == 0;
+        return place(item(number + (isMarked ? 1 : 0)) + 32);
+    }
     std::size_t events() const { return section(1); }
     std::size_t bucketTable() const { return place(events() + 32); }
     std::size_t node(std::size_t bucket = 0) const { return place(bucketTable() + 8 * bucket); }
@@ -374,6 +379,29 @@ TEST_F(Verify, fileOfAKilledWriterIsSoundAndSaysHowFarItGoes)
     // Stored behind everything, and listed nowhere.
     damage([](Bytes& b) { b.text() += std::string(100, 'x'); });
     EXPECT_THAT(verify().out, HasSubstr("100 bytes belong to nothing; blocks that were stored"));
+}
+
+TEST_F(Verify, recordingWithoutASignOfItsEndIsNoSilentAnswer)
+{
+    for (const bool hasEvent : {false, true}) {
+        RecordingBuilder builder(path(), kSmallDesign);
+        if (hasEvent) {
+            builder.bytes(0, 0, "12345678");
+        }
+        builder.flush();
+        for (const std::string command : {"values", "export", "events", "signals", "diff"}) {
+            std::vector<std::string> arguments = {command, path()};
+            if (command != "events" && command != "signals") {
+                arguments.push_back(command == "values" ? "*"
+                                    : command == "diff" ? path()
+                                                        : path("out.vcd"));
+            }
+            const Result result = run(arguments);
+            const int lacking = command == "diff" ? 2 : command == "signals" ? 0 : 1;
+            EXPECT_EQ(result.code, hasEvent ? 0 : lacking) << command;
+            EXPECT_THAT(result.error, HasSubstr("cannot be told whether its writer closed it"));
+        }
+    }
 }
 
 TEST_F(Verify, timesThatGoBackAreNoDamage)

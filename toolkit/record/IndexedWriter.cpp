@@ -72,6 +72,8 @@ void IndexedWriter::open(const std::string& output, const SnapshotDirectory& dir
     m_eventEnd = layout.eventEnd();
     m_file.setApplication("tracewell");
     m_file.create(output);
+    // Before anything can be read, so that no file is without what tells how much of it is whole.
+    m_mark.create(m_file);
     m_file.embedFileInNewSection(kNameSection, kNameSectionVersion,
                                  ZSIM::OutputFileNames::getDbgPathName(
                                      ZSIM::OutputFileNames::getSnapshotName(directory.snapshot())));
@@ -85,7 +87,6 @@ void IndexedWriter::open(const std::string& output, const SnapshotDirectory& dir
     m_texts = std::make_unique<WdbStringMapDatabase>(m_file);
     m_texts->initialize(
         WdbStringMapDatabase::createStringMapSection(kStringMapTypeId, m_file, true), true);
-    m_mark.create(m_file);
     makeCurrent();
 }
 

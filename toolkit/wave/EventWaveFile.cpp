@@ -83,6 +83,7 @@ void EventWaveFile::findEnd(Reach reach)
 {
     m_latestTime = database().getLatestTime();
     m_wholeness = findWholeness(*m_fileManager, m_database->getEventDatabaseHeader());
+    m_reach = reach;
     m_end = m_wholeness.isClosed || reach == Reach::Beyond ? std::numeric_limits<long long>::max()
                                                            : m_wholeness.upTo;
 }
@@ -172,7 +173,9 @@ std::vector<std::string> EventWaveFile::shortfalls() const
         return {*text};
     }
     if (m_latestTime <= m_end) {
-        return {};
+        return m_wholeness.hasEvents || m_reach == Reach::Beyond
+                   ? std::vector<std::string>()
+                   : std::vector{unclosedText() + ", and there is no event in it; record it again"};
     }
     return {
         endText() +
@@ -182,12 +185,25 @@ std::vector<std::string> EventWaveFile::shortfalls() const
 
 std::vector<std::string> EventWaveFile::notices() const
 {
-    if (m_wholeness.isClosed || m_latestTime > m_end || !damage({}).empty()) {
+    if (m_latestTime > m_end || !damage({}).empty()) {
         return {};
+    }
+    if (m_wholeness.isClosed) {
+        return m_wholeness.isKnown || (!m_wholeness.hasEvents && m_reach == Reach::Whole)
+                   ? std::vector<std::string>()
+                   : std::vector{unclosedText() + ", for there is no event behind time 0 in it"};
     }
     return {endText() + (m_latestTime > m_wholeness.upTo
                              ? ", and values behind that may be in part"
                              : ", and nothing that could be read lies behind that")};
+}
+
+std::string EventWaveFile::unclosedText() const
+{
+    if (m_wholeness.isKnown) {
+        return m_wholeness.isClosed ? std::string() : "its writer never closed it";
+    }
+    return "it cannot be told whether its writer closed it";
 }
 
 std::string EventWaveFile::endText() const
@@ -196,7 +212,7 @@ std::string EventWaveFile::endText() const
         m_wholeness.upTo < 0
             ? "not known to be whole up to any time"
             : fmt::format("whole up to time {}", timeText().format(m_wholeness.upTo));
-    return "its writer never closed it; it is " + upTo;
+    return unclosedText() + "; it is " + upTo;
 }
 
 void EventWaveFile::readNames()

@@ -34,6 +34,7 @@ public:
     }
     std::vector<std::string> shortfalls() const override;
     std::vector<std::string> notices() const override;
+    std::string unclosedText() const override;
     std::unique_ptr<SignalValues> values(std::vector<Signal> signals) override;
 
     /// What comes behind it is to be left out: for every user of the reader and the database. Below
@@ -73,6 +74,7 @@ private:
     /// Of what can be read.
     long long m_latestTime = 0;
     long long m_end = 0;
+    Reach m_reach = Reach::Whole;
     /// Whether damage has brought the end down.
     bool m_isCutByDamage = false;
 };

@@ -22,6 +22,8 @@ public:
 
     /// Where what is shown ends.
     virtual long long latestTime() const = 0;
+    /// That its writer never closed it, or may not have; empty where it did.
+    virtual std::string unclosedText() const { return {}; }
     /// The file outlives them.
     /// \throws Failure
     virtual std::unique_ptr<SignalValues> values(std::vector<Signal> signals) = 0;

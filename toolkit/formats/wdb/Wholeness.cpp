@@ -58,6 +58,7 @@ private:
     unsigned long long m_bytesRead = 0;
     /// Of the tree at hand.
     long long m_lastRecord = 0;
+    bool m_hasEvent = false;
     bool m_hasEventBehindStart = false;
 };
 
@@ -85,6 +86,7 @@ Wholeness EndSearch::find()
     }
     found.isClosed = !m_hasEventBehindStart && found.emptyBuckets == 0;
     found.isKnown = !found.isClosed;
+    found.hasEvents = m_hasEvent || found.isKnown;
     found.upTo = found.isClosed ? -1 : found.upTo;
     return found;
 }
@@ -152,6 +154,7 @@ void EndSearch::takeEnd(Wholeness& found, long long bucket, long long block, uns
         WdbEventBlock::Iterator event = m_block.getIterator();
         event.setIndex(m_block.size() - 1);
         end = (*event).getTime();
+        m_hasEvent = true;
     }
     m_hasEventBehindStart = m_hasEventBehindStart || end != 0;
     const long long upTo = std::max(end, 0LL) - 1;
@@ -174,7 +177,7 @@ Wholeness findWholeness(Tracewell::WdbFileManager& file,
     Wholeness found = EndSearch(file.getFileBlockManager(), header).find();
     if (isMarked) {
         found.isClosed = false;
-        found.isKnown = true;
+        found.isKnown = found.hasEvents = true;
         found.upTo = std::max(mark, -1LL);
         found.bucket = -1;
     }

@@ -16,6 +16,9 @@ struct Wholeness
     bool isClosed = true;
     /// Something tells whether it is so.
     bool isKnown = true;
+    /// False where nothing tells, and there is no event either: a writer that ended so, or one that
+    /// has just begun.
+    bool hasEvents = true;
     /// Of one that is not closed: every event up to and with this time can be read. Below 0 when
     /// that is so for no time.
     long long upTo = -1;

@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "files/Output.h"
 #include "text/Failure.h"
+#include "text/Message.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
 #include "wave/SignalSelection.h"
@@ -89,6 +90,9 @@ void run(const Options& options)
         printTable(out, signals, isByObject);
     }
     out.finish();
+    if (const std::string unclosed = file->unclosedText(); !unclosed.empty()) {
+        tell(fmt::format("{}: {}; the names are all there", options.file, unclosed));
+    }
 }
 
 } // namespace

@@ -86,6 +86,10 @@ void WdbLiveReader::createFile()
     if (m_memFileSize / kBucketDivision >= std::numeric_limits<int>::max())
         throwOpenException(__LINE__, "The data memory of the simulation is too large.");
     m_fileManager.create(m_liveFileName);
+    // Before anything can be read, so that no file is without what tells how much of it is whole.
+    m_mark = WdbWholeMark();
+    if (m_hasMark)
+        m_mark.create(m_fileManager);
     m_fileManager.setApplication("Zelnix Simulator");
     saveRtti(m_rttiFile);
     saveDbg(m_dbgFile);
@@ -101,9 +105,6 @@ void WdbLiveReader::createFile()
         true);
     static_cast<WdbMultipleBucketEventDatabase&>(*database).setStoreQueue(
         std::make_shared<BlockStoreQueue>());
-    m_mark = WdbWholeMark();
-    if (m_hasMark)
-        m_mark.create(m_fileManager);
     setEventDatabase(std::move(database));
 }
 

@@ -104,6 +104,10 @@ void WdbStandAloneWriter::create(const std::string& snapshot, const std::string&
         WdbEventBlockDatabaseFactory::getInstance().create(kTypeId, m_fileManager));
     database->setFilterRepeatedValue(m_filter);
     m_fileManager.create(fileName);
+    // Before anything can be read, so that no file is without what tells how much of it is whole.
+    m_mark = WdbWholeMark();
+    if (m_hasMark)
+        m_mark.create(m_fileManager);
 
     const std::string name = OutputFileNames::getSnapshotName(snapshot);
     embedIfPresent(m_fileManager, "Zelnix DBG", OutputFileNames::getDbgPathName(name));
@@ -117,10 +121,6 @@ void WdbStandAloneWriter::create(const std::string& snapshot, const std::string&
     auto stringMap = std::make_unique<WdbStringMapDatabase>(m_fileManager);
     stringMap->initialize(
         WdbStringMapDatabase::createStringMapSection(kStringMapTypeId, m_fileManager, true), true);
-
-    m_mark = WdbWholeMark();
-    if (m_hasMark)
-        m_mark.create(m_fileManager);
 
     // The factory's class for this type, known by name so that a trace call is no virtual call.
     m_eventDatabase.reset(static_cast<WdbMultipleBucketEventDatabase*>(database.release()));
