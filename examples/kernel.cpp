@@ -4,9 +4,9 @@
 //
 // Prints "saved T" each time that everything up to time T is safe in the file.
 
-#include "OutputFileNames.h"
-#include "QsimException.h"
-#include "WdbStandAloneWriter.h"
+#include <tracewell/OutputFileNames.h>
+#include <tracewell/QsimException.h>
+#include <tracewell/WdbStandAloneWriter.h>
 
 #include <cstdint>
 #include <cstdlib>

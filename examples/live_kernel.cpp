@@ -2,7 +2,7 @@
 //
 //   live_kernel [END-TIME]
 
-#include "WdbLiveWriter.h"
+#include <tracewell/WdbLiveWriter.h>
 
 #include <chrono>
 #include <cstdlib>

@@ -2,8 +2,8 @@
 //
 //   live_viewer FILE.wdb
 
-#include "QsimException.h"
-#include "WdbLiveReader.h"
+#include <tracewell/QsimException.h>
+#include <tracewell/WdbLiveReader.h>
 
 #include <chrono>
 #include <iostream>

@@ -2,9 +2,9 @@
 //
 //   viewer FILE.wdb ADDRESS...
 
-#include "QsimException.h"
-#include "WdbAddressBTreeManager.h"
-#include "WdbEventReaderFactory.h"
+#include <tracewell/QsimException.h>
+#include <tracewell/WdbAddressBTreeManager.h>
+#include <tracewell/WdbEventReaderFactory.h>
 
 #include <cstdio>
 #include <cstdlib>

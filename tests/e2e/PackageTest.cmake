@@ -28,8 +28,22 @@ endif()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
+# Every header in both spellings, none of them twice, and a user's own header before one of ours.
+file(GLOB_RECURSE headers ${prefix}/*/tracewell/*.h)
+list(FILTER headers EXCLUDE REGEX /tracewell/verilator/)
+list(LENGTH headers count)
+if(count LESS 50)
+  message(FATAL_ERROR "${count} headers are installed")
+endif()
+set(text "#include <Value.h>\nOwnValue own;\n")
+foreach(header IN LISTS headers)
+  get_filename_component(header ${header} NAME)
+  string(APPEND text "#include <tracewell/${header}>\n#include <${header}>\n")
+endforeach()
+file(WRITE ${SCRATCH_DIR}/headers.cpp "${text}Tracewell::Value* ours = nullptr;\n")
+
 run(${CMAKE_COMMAND} -S ${consumer} -B build -G ${GENERATOR} -D CMAKE_PREFIX_PATH=${prefix}
-  -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_CXX_FLAGS=${flags})
+  -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_CXX_FLAGS=${flags} -D HEADERS=${SCRATCH_DIR}/headers.cpp)
 run(${CMAKE_COMMAND} --build build)
 expectAnswer(${SCRATCH_DIR}/build/consumer)
 
@@ -39,8 +53,19 @@ file(GLOB_RECURSE pkgConfigFile ${prefix}/*/tracewell.pc)
 get_filename_component(pkgConfigDir ${pkgConfigFile} DIRECTORY)
 run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgConfigDir} pkg-config --cflags --libs tracewell)
 separate_arguments(options UNIX_COMMAND "${output}")
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgConfigDir} pkg-config --cflags tracewell)
+separate_arguments(cflags UNIX_COMMAND "${output}")
 run(${CXX} -std=c++17 ${flags} ${consumer}/consumer.cpp -o by-pkg-config ${options})
 expectAnswer(${SCRATCH_DIR}/by-pkg-config)
+foreach(name g++ clang++)
+  find_program(compiler_${name} ${name})
+  if(compiler_${name})
+    foreach(standard 17 20)
+      run(${compiler_${name}} -std=c++${standard} -Wall -Wextra -Werror -fsyntax-only ${cflags}
+        -I${consumer}/own ${SCRATCH_DIR}/headers.cpp)
+    endforeach()
+  endif()
+endforeach()
 
 run(${CMAKE_COMMAND} -E env DESTDIR=${SCRATCH_DIR}/staged
   ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix /usr)

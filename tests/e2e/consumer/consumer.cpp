@@ -1,8 +1,8 @@
 // Writes one value and reads it back, with nothing but what the package gives.
 
-#include <WdbAddressBTreeManager.h>
-#include <WdbEventReaderFactory.h>
-#include <WdbStandAloneWriter.h>
+#include <tracewell/WdbAddressBTreeManager.h>
+#include <tracewell/WdbEventReaderFactory.h>
+#include <tracewell/WdbStandAloneWriter.h>
 
 #include <iostream>
 #include <memory>

@@ -6,7 +6,7 @@
 
 #define TRACEWELL_VERILATED_VCD_C_H
 
-#include "ModelRecorder.h"
+#include "../ModelRecorder.h"
 
 #include "verilated.h"
 #include "verilated_trace.h"

@@ -1,0 +1,6 @@
+// A header of the user's own that has the name of one of the library's.
+
+#pragma once
+
+struct OwnValue
+{};
