@@ -13,7 +13,8 @@ endif()
 #
 # Declares the object library tracewell_<NAME>. USES is the room's arrows: a module that holds the
 # objects of the room and of everything below it, and nothing else, is linked without undefined
-# symbols, so a call into a room that is not named there breaks the build.
+# symbols, so a call into a room that is not named there breaks the build. What includes do without a
+# call is held to the same arrows by tracewell_check_room_includes().
 function(tracewell_add_room name)
   cmake_parse_arguments(ROOM "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
 
@@ -46,7 +47,9 @@ function(tracewell_add_room name)
   list(REMOVE_DUPLICATES libraries)
   set_target_properties(${target} PROPERTIES
     TRACEWELL_OBJECTS "${objects}"
-    TRACEWELL_LIBRARIES "${libraries}")
+    TRACEWELL_LIBRARIES "${libraries}"
+    TRACEWELL_ROOM_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}
+    TRACEWELL_USES "${ROOM_USES}")
   set_property(GLOBAL APPEND PROPERTY TRACEWELL_ROOMS ${target})
 
   # A sanitizer's run-time library is left undefined in modules, so the check is for plain builds.
@@ -58,6 +61,46 @@ function(tracewell_add_room name)
     target_link_libraries(arrows_of_${name} PRIVATE ${libraries})
     target_link_options(arrows_of_${name} PRIVATE -Wl,-z,defs)
   endif()
+endfunction()
+
+# tracewell_check_room_includes()
+#
+# Ends the configuration at an include against the arrows, when all rooms are declared. A public header
+# belongs to the room that has its source. Abstract classes (IName, WdbIName) and headers without a
+# source belong to nobody, and anybody may include them.
+function(tracewell_check_room_includes)
+  get_property(rooms GLOBAL PROPERTY TRACEWELL_ROOMS)
+  foreach(room IN LISTS rooms)
+    get_target_property(directory ${room} TRACEWELL_ROOM_DIRECTORY)
+    file(GLOB_RECURSE files_${room} CONFIGURE_DEPENDS ${directory}/*.h ${directory}/*.cpp)
+    foreach(file IN LISTS files_${room})
+      get_filename_component(name ${file} NAME_WE)
+      set(home_${name} ${room})
+    endforeach()
+  endforeach()
+  file(GLOB public CONFIGURE_DEPENDS ${TRACEWELL_KERNEL_DIR}/include/*.h)
+  foreach(file IN LISTS public)
+    get_filename_component(name ${file} NAME_WE)
+    if(DEFINED home_${name})
+      list(APPEND files_${home_${name}} ${file})
+    endif()
+  endforeach()
+
+  foreach(room IN LISTS rooms)
+    get_target_property(allowed ${room} TRACEWELL_USES)
+    list(TRANSFORM allowed PREPEND tracewell_)
+    list(APPEND allowed ${room})
+    foreach(file IN LISTS files_${room})
+      file(STRINGS ${file} includes REGEX "^#include \"")
+      foreach(include IN LISTS includes)
+        string(REGEX REPLACE ".*[/\"]([A-Za-z]+)\\.h\"$" "\\1" name "${include}")
+        if(DEFINED home_${name} AND NOT home_${name} IN_LIST allowed
+            AND NOT name MATCHES "^(Wdb)?I[A-Z][a-z]")
+          message(FATAL_ERROR "${file} includes ${name}.h of ${home_${name}}, which ${room} does not use")
+        endif()
+      endforeach()
+    endforeach()
+  endforeach()
 endfunction()
 
 # tracewell_precompile(TARGET [FROM other] [HEADERS <header>...])
