@@ -1,4 +1,5 @@
-#include "../query/TestEvents.h"
+#include "RecordedHistories.h"
+
 #include "../support/ForkedProcess.h"
 
 #include "OutputFileNames.h"
@@ -30,24 +31,6 @@ std::string listSections(const std::string& path)
         names += item.m_sectionId + std::string(" ");
     }
     return names;
-}
-
-/// The histories of `count` bytes from `address` on.
-std::vector<History> readHistories(const std::string& path, long long address, long long count,
-                                   long long* latestTime = nullptr)
-{
-    WdbStaticReader reader;
-    reader.createReader("", path, 0, "");
-    std::vector<WdbScalarBTree*> trees;
-    std::vector<WdbScalarBTree*> toScan;
-    reader.getBTreeManager().getOrCreateByteBTrees(address, count, trees, toScan);
-    reader.getBTreeManager().scanWdbDatabase(toScan, nullptr);
-    std::vector<History> histories;
-    for (const WdbScalarBTree* const tree : trees)
-        histories.push_back(getHistory(*tree));
-    if (latestTime)
-        *latestTime = reader.getLatestTime();
-    return histories;
 }
 
 class StandAloneWriter : public ::testing::Test

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "changes/ByteWriter.h"
 #include "changes/MemoryTexts.h"
 #include "changes/ReplayedChanges.h"
 #include "import/VcdRun.h"
-#include "record/ByteWriter.h"
 
 #include <memory>
 #include <string>

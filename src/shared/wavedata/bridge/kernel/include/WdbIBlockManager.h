@@ -47,6 +47,9 @@ public:
     void breakDown(const std::string& literal) const;
     /// For a manager that stands for another storage from here on.
     void mend() const;
+    /// Breaks together with another manager over the same storage from here on. No transfer of this
+    /// one may be under way.
+    void shareHealth(const WdbIBlockManager& other) { m_health = other.m_health; }
 
     /// Where whoever reads this storage notes what is damaged: see WdbDamageLog. The log must
     /// outlive the manager. Null, as at first, for a storage that nobody asks about.
@@ -63,7 +66,7 @@ public:
 
 private:
     mutable boost::recursive_mutex m_mutex;
-    const std::unique_ptr<StorageHealth> m_health;
+    std::shared_ptr<StorageHealth> m_health;
     WdbDamageLog* m_damageLog = nullptr;
 };
 

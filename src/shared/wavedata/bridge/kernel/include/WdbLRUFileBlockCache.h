@@ -10,6 +10,7 @@
 namespace Tracewell {
 
 class StorageHealth;
+class WdbIBlockManager;
 
 /// As WdbLRUCache, for blocks that may be newer than the stream: these are dirty, and are written
 /// to their handle's place when they go or when the owner asks. A failed write prints one line and
@@ -26,8 +27,10 @@ public:
         std::list<long long>::iterator m_place;
     };
 
-    /// The stream is the caller's and must outlive the cache.
-    WdbLRUFileBlockCache(std::basic_iostream<char>& stream, unsigned long long capacity);
+    /// The stream is the caller's and must outlive the cache, and so must `owner`, if any, which
+    /// breaks with the cache.
+    WdbLRUFileBlockCache(std::basic_iostream<char>& stream, unsigned long long capacity,
+                         const WdbIBlockManager* owner = nullptr);
     WdbLRUFileBlockCache(const WdbLRUFileBlockCache&) = delete;
     WdbLRUFileBlockCache& operator=(const WdbLRUFileBlockCache&) = delete;
     ~WdbLRUFileBlockCache();
@@ -56,7 +59,9 @@ private:
 
     std::basic_iostream<char>* m_stream;
     unsigned long long m_capacity;
+    /// Null with an owner.
     const std::unique_ptr<StorageHealth> m_health;
+    const WdbIBlockManager* m_owner;
     /// The oldest at the front.
     mutable std::list<long long> m_recency;
     mutable std::map<long long, LRUDataItem> m_items;

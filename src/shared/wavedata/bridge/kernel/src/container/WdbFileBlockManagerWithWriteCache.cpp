@@ -10,7 +10,7 @@ namespace Tracewell {
 
 WdbFileBlockManagerWithWriteCache::WdbFileBlockManagerWithWriteCache(
     std::basic_iostream<char>& stream, unsigned long long capacity)
-    : m_stream(&stream), m_cache(stream, capacity)
+    : m_stream(&stream), m_cache(stream, capacity, this)
 {
     stream.exceptions(std::ios_base::badbit | std::ios_base::failbit);
 }

@@ -4,7 +4,7 @@
 
 namespace Tracewell {
 
-WdbIBlockManager::WdbIBlockManager() : m_health(std::make_unique<StorageHealth>()) {}
+WdbIBlockManager::WdbIBlockManager() : m_health(std::make_shared<StorageHealth>()) {}
 WdbIBlockManager::~WdbIBlockManager() = default;
 
 bool WdbIBlockManager::contains(long long /*handle*/, unsigned long long /*size*/) const

@@ -2,6 +2,7 @@
 
 #include "FatalError.h"
 #include "StreamBlocks.h"
+#include "WdbIBlockManager.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -9,9 +10,10 @@
 namespace Tracewell {
 
 WdbLRUFileBlockCache::WdbLRUFileBlockCache(std::basic_iostream<char>& stream,
-                                           unsigned long long capacity)
+                                           unsigned long long capacity,
+                                           const WdbIBlockManager* owner)
     : m_stream(&stream), m_capacity(std::max(capacity, 1ull)),
-      m_health(std::make_unique<StorageHealth>())
+      m_health(owner ? nullptr : std::make_unique<StorageHealth>()), m_owner(owner)
 {}
 
 WdbLRUFileBlockCache::~WdbLRUFileBlockCache()
@@ -105,14 +107,17 @@ unsigned long long WdbLRUFileBlockCache::getSize(long long handle) const
 
 void WdbLRUFileBlockCache::saveCacheLRUItem(const LRUDataItem& item)
 {
-    if (m_health->isBroken())
+    if (m_owner ? m_owner->isBroken() : m_health->isBroken())
         return;
     try {
         writeBlock(*m_stream, item.m_handle, static_cast<const char*>(item.m_data), item.m_size);
     } catch (...) {
-        m_health->breakDown(
-            "WDB FATAL ERROR: failed to write LRU file block cache for the following "
-            "reason: ");
+        static const char* const kLine =
+            "WDB FATAL ERROR: failed to write LRU file block cache for the following reason: ";
+        if (m_owner)
+            m_owner->breakDown(kLine);
+        else
+            m_health->breakDown(kLine);
     }
 }
 

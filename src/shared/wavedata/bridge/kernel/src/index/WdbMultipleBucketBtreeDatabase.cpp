@@ -94,8 +94,12 @@ void WdbMultipleBucketBtreeDatabase::initialize(long long sectionOffset, bool fo
                                                                   kCacheCapacity);
     m_data =
         std::make_unique<WdbFileBlockManagerWithCache>(m_fileManager.getiostream(), kCacheCapacity);
-    m_nodes->setDamageLog(m_blockManager.getDamageLog());
-    m_data->setDamageLog(m_blockManager.getDamageLog());
+    // All three stand for one file: what breaks for one of them is broken for all.
+    for (WdbIBlockManager* const manager :
+         std::initializer_list<WdbIBlockManager*>{m_nodes.get(), m_data.get()}) {
+        manager->setDamageLog(m_blockManager.getDamageLog());
+        manager->shareHealth(m_blockManager);
+    }
     m_headerOffset = sectionOffset;
     m_forWriting = forWriting;
     m_latestTime = m_header.m_latestTime;

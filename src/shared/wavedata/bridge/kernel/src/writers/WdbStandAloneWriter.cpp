@@ -4,12 +4,11 @@
 #include "FatalError.h"
 #include "OutputFileNames.h"
 #include "QsimException.h"
+#include "SnapshotSections.h"
 #include "VectorMerge.h"
 #include "WdbEventBlockDatabaseFactory.h"
 #include "WdbMultipleBucketEventDatabase.h"
 #include "WdbStringMapDatabase.h"
-
-#include <boost/filesystem/operations.hpp>
 
 #include <algorithm>
 #include <cstdint>
@@ -20,16 +19,8 @@ namespace Tracewell {
 namespace {
 
 constexpr int kStringMapTypeId = 101;
-constexpr unsigned int kSectionVersion = 1;
 /// A scratch buffer beyond this is given back, so that one huge vector does not pin memory.
 constexpr unsigned int kMostGroupsKept = 100;
-
-void embedIfPresent(WdbFileManager& fileManager, const char* sectionId, const std::string& path)
-{
-    boost::system::error_code error;
-    if (boost::filesystem::is_regular_file(path, error))
-        fileManager.embedFileInNewSection(sectionId, kSectionVersion, path);
-}
 
 long long moveAddress(long long address, unsigned long long distance)
 {
@@ -89,7 +80,6 @@ void WdbStandAloneWriter::open(WriterMode, const std::string& snapshot, const st
 
 void WdbStandAloneWriter::create(const std::string& snapshot, const std::string& fileName)
 {
-    using ZSIM::OutputFileNames;
     constexpr int kTypeId = WdbEventBlockDatabaseFactory::kMultipleBucket;
 
     const auto addressSize = static_cast<unsigned long long>(std::max(m_addressSize, 0LL));
@@ -109,9 +99,7 @@ void WdbStandAloneWriter::create(const std::string& snapshot, const std::string&
     if (m_hasMark)
         m_mark.create(m_fileManager);
 
-    const std::string name = OutputFileNames::getSnapshotName(snapshot);
-    embedIfPresent(m_fileManager, "Zelnix DBG", OutputFileNames::getDbgPathName(name));
-    embedIfPresent(m_fileManager, "Zelnix RTTI", OutputFileNames::getRTTIPathName(name));
+    embedSnapshot(m_fileManager, snapshot);
 
     database->initialize(WdbIEventBlockDatabase::createEventSection(
                              kTypeId,

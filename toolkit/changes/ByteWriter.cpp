@@ -1,4 +1,4 @@
-#include "record/ByteWriter.h"
+#include "changes/ByteWriter.h"
 
 namespace tracewell {
 
