@@ -6,6 +6,7 @@
 #include "WdbIndexedWriter.h"
 #include "WdbMultipleBucketBtreeDatabase.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <random>
@@ -78,6 +79,13 @@ TEST_F(IndexedWriter, everyTraceFunctionComesBackAndWhatHasNoPlaceIsTold)
     }
     expected[275] = {{5, 0xff}};
     EXPECT_EQ(histories, expected);
+
+    m_writer.setAddressSize(0);
+    open();
+    ::testing::internal::CaptureStderr();
+    traceByte(1, 0, 1);
+    EXPECT_NE(::testing::internal::GetCapturedStderr().find("within the 0 bytes"),
+              std::string::npos);
 }
 
 TEST_F(IndexedWriter, syncedEventsAreInTheFileAndCountersTellAllChangesOfATime)

@@ -11,6 +11,7 @@
 #include <boost/thread/lock_guard.hpp>
 
 #include <algorithm>
+#include <initializer_list>
 #include <limits>
 #include <map>
 #include <set>

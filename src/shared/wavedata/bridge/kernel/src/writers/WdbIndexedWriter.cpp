@@ -174,6 +174,9 @@ inline long long WdbIndexedWriter::getAddress(const unsigned char* place) const
 inline void WdbIndexedWriter::writeEvent(long long time, long long address, unsigned int length,
                                          const unsigned char* value)
 {
+    // Without a bucket the database drops every change, and does not say so.
+    if (m_eventDatabase->getEventDatabaseHeader().m_numberOfBuckets == 0)
+        return tellRefusal(address);
     if (address >= m_countersBegin && address < m_countersEnd)
         makeRoomForCounter(time, address);
     try {
@@ -204,7 +207,7 @@ void WdbIndexedWriter::tellRefusal(long long address)
     m_isRefusalTold = true;
     std::cerr << "tracewell: " + m_fileName + ": a change at address " + std::to_string(address) +
                      " is left out, since it does not lie within the " +
-                     std::to_string(m_addressSize) +
+                     std::to_string(m_eventDatabase->getEventDatabaseHeader().m_addressSize) +
                      " bytes of data memory that were announced: tell the writer of all of them "
                      "before it opens; others like it are left out without a word\n"
               << std::flush;
