@@ -236,7 +236,9 @@ TEST_F(Draw, manySignalsAreCutToALimitThatIsTold)
         const std::string number = std::to_string(i);
         design += "$var wire 1 s" + number + " s" + number + " $end\n";
     }
-    RecordingBuilder(path(), design + "$enddefinitions $end\n").close();
+    RecordingBuilder builder(path(), design + "$enddefinitions $end\n");
+    builder.letters(1, "s0", "1");
+    builder.close();
     EXPECT_EQ(count(svg(), "<g transform"), 40u);
     EXPECT_THAT(svg(), HasSubstr("The first 40 of 60 signals"));
     EXPECT_EQ(count(svg({"s*"}), "<g transform"), 60u);

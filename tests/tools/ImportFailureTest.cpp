@@ -163,6 +163,7 @@ TEST_F(ImportExport, declarationsThatAreCutOffKeepTheVariablesBeforeTheCut)
     const std::string whole = "$scope module top $end\n$var wire 1 ! a $end\n";
     for (const char* const tail : {"", "$var wire 1 \" b", "$comment x", "$upscope"}) {
         write("in.vcd", whole + tail);
+        std::filesystem::remove(path("out.wdb"));
         const Result result = import();
         EXPECT_EQ(result.code, 1);
         EXPECT_NE(result.error.find("cut off inside the declarations"), std::string::npos);
@@ -179,6 +180,24 @@ TEST_F(ImportExport, refusalSparesAnOlderOutput)
         EXPECT_EQ(import().code, 1);
         EXPECT_EQ(read("out.wdb"), "older");
         EXPECT_EQ(files(), (std::vector<std::string>{"in.vcd", "out.wdb"}));
+    }
+}
+
+TEST_F(ImportExport, whatIsShortOfItsInputIsKeptBesideAnOlderOutput)
+{
+    write("in.vcd", kHead + "#0\n1!\n#5\n0");
+    write("out.wdb", "older");
+    for (const char* const store : {"events", "transitions"}) {
+        std::filesystem::remove(path("out.part.wdb"));
+        EXPECT_NE(import({"--store", store}).error.find(path("out.part.wdb")), std::string::npos);
+        EXPECT_EQ(run({"export", path("out.part.wdb"), path("out.vcd")}).code, 0);
+        const std::string first = read("out.part.wdb");
+        // Neither of the two is lost to the next one.
+        const std::size_t before = files().size();
+        EXPECT_EQ(import({"--store", store}).code, 1);
+        EXPECT_EQ(read("out.part.wdb"), first);
+        EXPECT_EQ(read("out.wdb"), "older");
+        EXPECT_EQ(files().size(), before + 1);
     }
 }
 

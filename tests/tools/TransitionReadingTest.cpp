@@ -226,4 +226,29 @@ TEST_F(TransitionReading, anUnfinishedFileIsToldFromADamagedOne)
     EXPECT_THAT(output("info"), HasSubstr("nothing in it can be found"));
 }
 
+TEST_F(TransitionReading, nothingIsShownBehindTheTimesOfALeafThatItsBlockRefutes)
+{
+    std::string vcd = kHead;
+    for (int time = 0; time < 100; time += 10) {
+        vcd += "#" + std::to_string(time) + "\n" + (time % 20 != 0 ? "1!\n" : "0!\n");
+        vcd += time == 40 || time == 60 ? "r" + std::to_string(time) + " r\n" : "";
+    }
+    write("run.vcd", vcd);
+    ASSERT_EQ(run({"import", "--store", "transitions", path("run.vcd"), path("run.wdb")}).code, 0);
+    std::string bytes = read();
+    // The leaf of the real: from 40 to 60.
+    const std::size_t leaf = bytes.find(std::string("\0\0\0\0\x28\0\0\0\0\0\0\0\x3c\0\0\0", 16));
+    ASSERT_NE(leaf, std::string::npos);
+    bytes[leaf + 4] = 79;
+    bytes[leaf + 12] = 80;
+    write("run.wdb", bytes);
+    write("out.vcd", "older");
+    const Result result = run({"export", path(), path("out.vcd")});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.error, HasSubstr("no time is whole"));
+    EXPECT_EQ(read("out.part.vcd").find('#'), std::string::npos);
+    EXPECT_EQ(read("out.vcd"), "older");
+    EXPECT_EQ(run({"values", path(), "*", "--csv"}).out.find("\n0,"), std::string::npos);
+}
+
 } // namespace

@@ -76,6 +76,10 @@ bool TransitionChanges::addSource(std::uint32_t id, std::uint32_t object, std::u
     if (!m_file.database().getTransInfo(id, source.first, source.last, type)) {
         return false;
     }
+    if (source.first > 0) {
+        // Whether it begins so late, before what others have until then is shown.
+        m_file.database().getCurrentTransition(id, 0);
+    }
     m_sources.push_back(source);
     m_targets.push_back({layout().addressOf(object) + bit / kBitsOfGroup * kBytesOfGroup, object,
                          bit, declarations().objects[object].objectClass, isNineState, false});

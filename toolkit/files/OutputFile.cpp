@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -167,22 +168,51 @@ void OutputFile::start()
     m_isOurs = true;
 }
 
-void OutputFile::finish()
+std::string OutputFile::finish(bool isWhole)
 {
+    if (m_isOurs && m_isReplacement && !isWhole) {
+        return keepBeside();
+    }
     if (m_isOurs && isAside() && !take(m_path)) {
         failToReplace(m_name, std::strerror(errno));
     }
     m_isOurs = false;
+    return {};
+}
+
+/// Takes no name that something has already.
+std::string OutputFile::keepBeside()
+{
+    m_isOurs = false;
+    const fs::path target(m_target);
+    const std::string suffix = ".part" + target.extension().string();
+    const std::string stem = target.stem().string();
+    const std::string name =
+        (target.parent_path() /
+         (stem.substr(0, NAME_MAX - std::min<std::size_t>(suffix.size(), NAME_MAX)) + suffix))
+            .string();
+    takeOver(m_path);
+    const bool isNamed = ::link(m_path.c_str(), name.c_str()) == 0;
+    if (isNamed) {
+        ::unlink(m_path.c_str());
+    }
+    return fmt::format("; {} stays as it was, and what was made is in {}", m_name,
+                       isNamed ? name : m_path);
 }
 
 bool OutputFile::take(const std::string& file) const
+{
+    takeOver(file);
+    return ::rename(file.c_str(), m_target.c_str()) == 0;
+}
+
+void OutputFile::takeOver(const std::string& file) const
 {
     struct stat before;
     if (m_isReplacement && ::stat(m_target.c_str(), &before) == 0) {
         const bool isOwned = ::chown(file.c_str(), before.st_uid, before.st_gid) == 0;
         ::chmod(file.c_str(), before.st_mode & (isOwned ? kAllModes : kPermissions));
     }
-    return ::rename(file.c_str(), m_target.c_str()) == 0;
 }
 
 void OutputFile::discard()

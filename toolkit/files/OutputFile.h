@@ -16,7 +16,8 @@ enum class OutputKind {
 /// Where nothing is, the file is written under its name, so that others see it grow. Where a
 /// regular file is, or when it can be read as a whole alone, the new one is written beside it under
 /// a name of its own, and takes its place when it is finished, with the mode and, as far as that is
-/// permitted, the owner of the one before. Symbolic links are followed and stay; another hard link
+/// permitted, the owner of the one before; one that is short of what was asked for takes no place
+/// of another. Symbolic links are followed and stay; another hard link
 /// keeps what was there. A device or a pipe is written as it is.
 class OutputFile
 {
@@ -39,9 +40,12 @@ public:
     /// Makes ready to be written, if that has not been done.
     /// \throws Failure
     void start();
-    /// What was written is complete, and closed.
+    /// What was written is closed, and complete. If it is short of what was asked for (`isWhole` is
+    /// false), a file that was there before stays, and the new one beside it gets a name for good,
+    /// as run.part.wdb for run.wdb; the answer says so, for the end of a message. Otherwise the
+    /// answer is empty.
     /// \throws Failure when it cannot take its place; it is taken away then.
-    void finish();
+    std::string finish(bool isWhole = true);
     /// Another file, which is complete, becomes the output instead. False when it cannot; both are
     /// as they were then.
     bool take(const std::string& file) const;
@@ -56,6 +60,9 @@ public:
 private:
     void find(OutputKind kind, const std::string& input);
     void requireReplaceable();
+    std::string keepBeside();
+    /// Gives a file the mode and the owner of the one that was there before.
+    void takeOver(const std::string& file) const;
     bool isAside() const { return m_path != m_target; }
 
     std::string m_name;

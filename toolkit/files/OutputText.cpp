@@ -50,7 +50,7 @@ bool OutputText::flushWhenLarge()
     return true;
 }
 
-void OutputText::finish()
+std::string OutputText::finish(bool isWhole)
 {
     flush();
     if (m_isFile) {
@@ -60,7 +60,7 @@ void OutputText::finish()
             fail(errno);
         }
     }
-    m_file.finish();
+    return m_file.finish(isWhole);
 }
 
 void OutputText::flush()

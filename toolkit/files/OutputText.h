@@ -21,8 +21,9 @@ public:
     std::string& text() { return m_text; }
     /// True when it wrote.
     bool flushWhenLarge();
-    /// Writes the rest and closes. \throws Failure when anything could not be stored.
-    void finish();
+    /// Writes the rest and closes; as OutputFile::finish.
+    /// \throws Failure when anything could not be stored.
+    std::string finish(bool isWhole = true);
 
 private:
     void flush();

@@ -6,13 +6,14 @@
 
 namespace tracewell {
 
-bool tellShortfalls(const std::string& path, const Shortfalls& source)
+bool tellShortfalls(const std::string& path, const Shortfalls& source, const std::string& ending)
 {
     const std::vector<std::string> shortfalls = source.shortfalls();
-    for (const std::vector<std::string>& lines : {source.notices(), shortfalls}) {
-        for (const std::string& line : lines) {
-            tell(fmt::format("{}: {}", path, line));
-        }
+    for (const std::string& line : source.notices()) {
+        tell(fmt::format("{}: {}", path, line));
+    }
+    for (const std::string& line : shortfalls) {
+        tell(fmt::format("{}: {}{}", path, line, &line == &shortfalls.back() ? ending : ""));
     }
     return !shortfalls.empty();
 }

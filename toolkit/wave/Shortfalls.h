@@ -24,7 +24,8 @@ public:
     virtual std::vector<std::string> notices() const { return {}; }
 };
 
-/// Prints both on the standard error. True when something is lacking.
-bool tellShortfalls(const std::string& path, const Shortfalls& source);
+/// Prints both on the standard error, with `ending` behind what is lacking. True when something is.
+bool tellShortfalls(const std::string& path, const Shortfalls& source,
+                    const std::string& ending = {});
 
 } // namespace tracewell

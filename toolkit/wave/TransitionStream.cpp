@@ -54,6 +54,10 @@ TransitionStream::TransitionStream(Tracewell::DataBase& database, std::uint32_t 
     long long first = 0;
     Tracewell::ValueType type = Tracewell::ValueNone;
     m_isAtEnd = !database.getTransInfo(id, first, m_lastTime, type);
+    if (!m_isAtEnd && first > window.from) {
+        // Whether it begins so late, before what others have until then is shown.
+        database.getCurrentTransition(id, window.from);
+    }
 }
 
 bool TransitionStream::next(ObjectState& state)

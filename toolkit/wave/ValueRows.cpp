@@ -20,6 +20,9 @@ ValueRows::ValueRows(const SignalValues& values, const TimeWindow& window,
                 std::make_unique<DenseCursor>(std::move(cursor), window.from, window.resolution);
         }
         m_cursors.push_back(std::move(cursor));
+    }
+    // What is damaged at the start of one signal ends the others as well.
+    for (std::size_t i = 0; i < m_cells.size(); ++i) {
         const long long time = step(i);
         if (time != m_waiting.kEnd) {
             m_waiting.push(time, i);

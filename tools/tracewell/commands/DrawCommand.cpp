@@ -131,8 +131,10 @@ void showReadableStart(const Options& options, const SignalValues& values, Pictu
     }
 }
 
-void drawFile(const Options& options, PictureFormat format, const SignalValues& values,
-              long long latest, Picture& picture)
+/// `hasAll` is whether everything that was asked for can be there. Answers what the output's end
+/// has to say.
+std::string drawFile(const Options& options, PictureFormat format, const WaveFile& file,
+                     const SignalValues& values, bool hasAll, long long latest, Picture& picture)
 {
     const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
     showReadableStart(options, values, picture, latest, svgScale(values.signals(), width));
@@ -144,12 +146,12 @@ void drawFile(const Options& options, PictureFormat format, const SignalValues& 
     if (options.output != "-") {
         OutputText out(options.output, options.file);
         out.text() = drawn;
-        out.finish();
-        return;
+        return out.finish(hasAll && file.shortfalls().empty());
     }
     Output out;
     out << drawn;
     out.finish();
+    return {};
 }
 
 void drawInTerminal(const Options& options, const SignalValues& values, long long latest,
@@ -182,14 +184,15 @@ void run(const Options& options)
     options.radix.apply(file, signals);
     const auto values = file.values(std::move(signals));
     const std::string missing = findMissing(file, *values, picture.window);
+    std::string ending;
     if (options.output.empty()) {
         drawInTerminal(options, *values, latest, picture);
     } else {
-        drawFile(options, format, *values, latest, picture);
+        ending = drawFile(options, format, file, *values, missing.empty(), latest, picture);
     }
-    finishReading(options.file, file);
+    finishReading(options.file, file, ending);
     if (!missing.empty()) {
-        throw Failure(missing);
+        throw Failure(missing + ending);
     }
 }
 

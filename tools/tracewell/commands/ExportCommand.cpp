@@ -50,8 +50,8 @@ void Export::run()
     OutputText out(m_options.output, m_options.input);
     out.text() = writeDeclarations(changes->declarations());
     writeChanges(*changes, out);
-    out.finish();
-    finishReading(m_options.input, *changes);
+    const std::string ending = out.finish(changes->shortfalls().empty());
+    finishReading(m_options.input, *changes, ending);
 }
 
 void Export::writeChanges(ChangeStream& changes, OutputText& out)

@@ -93,9 +93,9 @@ void Import::run()
     if (digits) {
         digits = attempt(*digits);
     }
-    m_output.finish();
+    const std::string ending = m_output.finish(m_shortfall.empty());
     if (!m_shortfall.empty()) {
-        throw DoneInPart(fmt::format("{}: {}", inputName(m_options.input), m_shortfall));
+        throw DoneInPart(fmt::format("{}: {}{}", inputName(m_options.input), m_shortfall, ending));
     }
 }
 
@@ -190,8 +190,10 @@ void run(const Options& options)
         output.keep();
         break;
     case WatchedEnd::Kind::InPart:
+        output.keep();
+        throw Failure(end.text);
     case WatchedEnd::Kind::Failed:
-        // The other process has taken its output away, or finished it.
+        // The other process has taken its output away.
         output.keep();
         throw Failure(output.named(end.text));
     case WatchedEnd::Kind::Aborted:

@@ -70,7 +70,11 @@ void run(const Options& options, Direction direction)
     const long long time = file.timeText().parse(
         options.time, direction == Direction::Next ? Rounding::Down : Rounding::Up);
     const auto values = file.values(selectSignals(file, options.signals));
-    const Answer answer = findChange(*values, time, direction);
+    Answer answer = findChange(*values, time, direction);
+    if (!file.shortfalls().empty()) {
+        // What was damaged in one signal ends those that were looked at before as well.
+        answer = findChange(*values, time, direction);
+    }
 
     Output out;
     if (options.json) {

@@ -10,6 +10,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tracewell {
 
@@ -77,17 +79,28 @@ void printFindings(Output& out, const Survey& survey)
     }
 }
 
+/// Of what is no finding in a place of the file.
+std::vector<std::string> noticesOf(const Survey& survey)
+{
+    std::vector<std::string> notices;
+    if (std::string ending = endingText(survey); !ending.empty()) {
+        notices.push_back(std::move(ending));
+    }
+    if (survey.unclaimedBytes > 0) {
+        notices.push_back(
+            fmt::format("{} bytes belong to nothing{}", survey.unclaimedBytes,
+                        survey.ending == Survey::Ending::NeverClosed && !survey.transitions
+                            ? "; blocks that were stored and not listed yet"
+                            : ""));
+    }
+    return notices;
+}
+
 void printText(Output& out, const std::string& path, const Survey& survey)
 {
     printFindings(out, survey);
-    if (const std::string ending = endingText(survey); !ending.empty()) {
-        out << "notice: " << ending << "\n";
-    }
-    if (survey.unclaimedBytes > 0) {
-        out << fmt::format("notice: {} bytes belong to nothing{}\n", survey.unclaimedBytes,
-                           survey.ending == Survey::Ending::NeverClosed && !survey.transitions
-                               ? "; blocks that were stored and not listed yet"
-                               : "");
+    for (const std::string& notice : noticesOf(survey)) {
+        out << "notice: " << notice << "\n";
     }
     if (survey.transitions) {
         out << fmt::format("{}: {} objects, {} blocks, {} transitions, {} initial values\n",
@@ -130,10 +143,11 @@ Json findingJson(const Finding& finding)
 void printJson(Output& out, const std::string& path, const Survey& survey)
 {
     const bool neverClosed = survey.ending == Survey::Ending::NeverClosed;
+    const std::vector<std::string> notices = noticesOf(survey);
     Json json = {{"file", printable(path)},
                  {"sound", survey.findings.damages() == 0},
                  {"damages", survey.findings.damages()},
-                 {"notices", survey.findings.notices()},
+                 {"notices", survey.findings.notices() + notices.size()},
                  {"closed", survey.ending == Survey::Ending::Unknown ? Json() : Json(!neverClosed)},
                  {"wholeUpTo", neverClosed && !survey.transitions && survey.wholeness.upTo >= 0
                                    ? Json(survey.wholeness.upTo)
@@ -158,6 +172,9 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
     json["findings"] = Json::array();
     for (const Finding& finding : survey.findings.all()) {
         json["findings"].push_back(findingJson(finding));
+    }
+    for (const std::string& notice : notices) {
+        json["findings"].push_back({{"severity", "notice"}, {"what", notice}});
     }
     out << json.dump(2) << "\n";
 }

@@ -49,7 +49,8 @@ struct WdbDamage
 class TRACEWELL_API WdbDamageLog
 {
 public:
-    /// So many different places are kept, the first ones.
+    /// So many different places are kept, the first ones. The last of them takes over the time of
+    /// any other that ends earlier.
     static constexpr std::size_t kMostPlaces = 64;
 
     WdbDamageLog();

@@ -16,8 +16,15 @@ void WdbDamageLog::note(const WdbDamage& damage)
         return known.m_kind == damage.m_kind && known.m_offset == damage.m_offset &&
                known.m_owner == damage.m_owner;
     };
-    if (m_places.size() < kMostPlaces && std::none_of(m_places.begin(), m_places.end(), isSame))
+    auto known = std::find_if(m_places.begin(), m_places.end(), isSame);
+    if (known == m_places.end() && m_places.size() < kMostPlaces) {
         m_places.push_back(damage);
+    } else {
+        // One that is not kept counts all the same for the time up to which all is whole.
+        known -= known == m_places.end() ? 1 : 0;
+        known->m_hasTime = known->m_hasTime && damage.m_hasTime;
+        known->m_time = std::min(known->m_time, damage.m_time);
+    }
     m_count.fetch_add(1, std::memory_order_release);
 }
 

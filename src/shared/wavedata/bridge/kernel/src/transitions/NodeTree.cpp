@@ -3,6 +3,7 @@
 #include <boost/thread/lock_guard.hpp>
 
 #include <algorithm>
+#include <functional>
 #include <ostream>
 
 namespace Tracewell {
@@ -81,8 +82,22 @@ BTreeElem* NodeTree::createBTreeElem()
 
 BTreeElem* NodeTree::createBTreeElems(std::size_t count)
 {
-    m_elemChunks.push_back(std::make_unique<BTreeElem[]>(count));
-    return m_elemChunks.back().get();
+    m_elemChunks.push_back({std::make_unique<BTreeElem[]>(count), count});
+    return m_elemChunks.back().elems.get();
+}
+
+const BTreeElem* NodeTree::findLeafBefore(const BTreeElem& leaf) const
+{
+    const std::less<> isBefore;
+    for (const auto& [elems, count] : m_elemChunks) {
+        const BTreeElem* const first = elems.get();
+        if (isBefore(&leaf, first) || !isBefore(&leaf, first + count))
+            continue;
+        // Trees of a single node share a chunk, in which no node has children.
+        const BTreeElem* const before = &leaf - 1;
+        return first->isLeaf() || !before->isLeaf() ? nullptr : before;
+    }
+    return nullptr;
 }
 
 void NodeTree::insertNewBTreeNode(std::uint32_t id, BTreeElem* elem)

@@ -35,8 +35,12 @@ public:
 
     /// A new node, owned by this object.
     BTreeElem* createBTreeElem();
-    /// Room for a whole tree at once, owned by this object.
+    /// Room for a whole tree at once, owned by this object. Its nodes lie there in the order of the
+    /// records in a file.
     BTreeElem* createBTreeElems(std::size_t count);
+    /// The leaf before one of a tree that came from a file; null for the first one. Looks through
+    /// all trees, so it is for leaves that turn out to be damaged.
+    const BTreeElem* findLeafBefore(const BTreeElem& leaf) const;
     /// Appends a leaf that has its final times and count.
     void insertNewBTreeNode(std::uint32_t id, BTreeElem* elem);
     /// Makes `root` the tree of the object.
@@ -59,7 +63,12 @@ private:
     mutable boost::mutex m_mutex;
     std::unordered_map<std::uint32_t, BTreeElem*> m_roots;
     std::unordered_map<std::uint32_t, WdbDamage> m_damaged;
-    std::vector<std::unique_ptr<BTreeElem[]>> m_elemChunks;
+    struct Chunk
+    {
+        std::unique_ptr<BTreeElem[]> elems;
+        std::size_t count;
+    };
+    std::vector<Chunk> m_elemChunks;
     int m_nextElem = kChunkElems;
     /// The one that m_nextElem counts in.
     BTreeElem* m_chunk = nullptr;

@@ -8,12 +8,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace Tracewell {
 
 TransitionBlockStore::TransitionBlockStore(DataBaseMode mode, const std::string& fileName,
-                                           const DataBaseLimits& limits, WdbDamageLog& damage)
-    : m_mode(mode), m_fileName(fileName), m_damage(damage),
+                                           const DataBaseLimits& limits, const NodeTree& tree,
+                                           WdbDamageLog& damage)
+    : m_mode(mode), m_fileName(fileName), m_tree(tree), m_damage(damage),
       m_blockPool(limits.blockBytes, limits.minBlocksPerSize),
       m_readBackPool(
           mode == DataBaseMode::StoringReader
@@ -65,6 +67,10 @@ bool TransitionBlockStore::openForWriting()
     if (m_file.isOpen())
         return true;
     const bool isReader = m_mode == DataBaseMode::StoringReader;
+    // FileIO would make a file for its owner alone, and a recording is read by whoever may read
+    // what is beside it.
+    if (!m_fileName.empty())
+        DescriptorFile().open(m_fileName, DescriptorFile::Mode::Create);
     if (!m_file.open(m_fileName, isReader ? FileIO::ReadWrite : FileIO::Write))
         return false;
     // That mode empties nothing, and debug data goes to the end of the file.
@@ -112,19 +118,56 @@ void TransitionBlockStore::fetch(BTreeElem& leaf)
         checkFetched(leaf, isRead);
 }
 
-// Of the times in the leaf and the gaps in the block, one alone may be damaged; before the earlier
-// one of the two starts that they give, all is as it was.
-void TransitionBlockStore::checkFetched(const BTreeElem& leaf, bool isRead) const
+namespace {
+
+bool fitTogether(const DataBlockInfo& block)
 {
-    const GapSum gaps = addGaps(leaf);
-    const long long length = BlockReader::advance(leaf.lastTime, -leaf.firstTime);
-    if (isRead && gaps.isAscending && gaps.sum == length && gaps.largest <= leaf.largestDiff)
+    const GapSum gaps = addGaps(block);
+    return gaps.isAscending && gaps.sum == BlockReader::advance(block.lastTime, -block.firstTime) &&
+           gaps.largest <= block.largestDiff;
+}
+
+} // namespace
+
+// Where the times in the leaf and the gaps in the block do not fit together, neither is to be
+// believed. So nothing is known of the object from the end of the next leaf before it on which is
+// sound.
+void TransitionBlockStore::checkFetched(const BTreeElem& leaf, bool isRead)
+{
+    if (isRead && fitTogether(leaf))
         return;
-    const long long start =
-        gaps.isAscending ? std::min(leaf.firstTime, BlockReader::advance(leaf.lastTime, -gaps.sum))
-                         : leaf.firstTime;
+    const BTreeElem* before = m_tree.findLeafBefore(leaf);
+    while (before && !isSound(*before))
+        before = m_tree.findLeafBefore(*before);
     m_damage.note({WdbDamage::TransitionBlock, leaf.fileOffset, blockBytes(leaf.flags, leaf.count),
-                   -1, false, true, start});
+                   -1, false, true, before ? BlockReader::advance(before->lastTime, 1) : 0});
+}
+
+// Its block may take the place of none in memory.
+bool TransitionBlockStore::isSound(const BTreeElem& leaf)
+{
+    DataBlockInfo block = leaf;
+    std::vector<std::uint64_t> words;
+    const std::size_t bytes = blockBytes(leaf.flags, leaf.count);
+    if (!block.data && bytes != 0) {
+        words.resize(bytes / sizeof words[0] + 1);
+        block.data = reinterpret_cast<std::uint32_t*>(words.data());
+        if (leaf.fileOffset < 0 || !openForReading() ||
+            m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(words.data()), bytes) !=
+                bytes)
+            return false;
+    }
+    return fitTogether(block);
+}
+
+void TransitionBlockStore::checkStart(BTreeElem& root)
+{
+    if (m_mode != DataBaseMode::Viewer)
+        return;
+    BTreeElem* leaf = &root;
+    while (!leaf->isLeaf())
+        leaf = leaf->children->front();
+    const Lease lease(*this, *leaf);
 }
 
 } // namespace Tracewell

@@ -3,6 +3,7 @@
 #include "DataBase.h"
 #include "DataBlock.h"
 #include "FileIO.h"
+#include "NodeTree.h"
 #include "TransitionPool.h"
 #include "WdbDamageLog.h"
 #include "platform/DescriptorFile.h"
@@ -22,9 +23,10 @@ namespace Tracewell {
 class TransitionBlockStore
 {
 public:
-    /// `damage` gets what is wrong with blocks that are read from the file.
+    /// `damage` gets what is wrong with blocks that are read from the file; `tree` has their
+    /// leaves.
     TransitionBlockStore(DataBaseMode mode, const std::string& fileName,
-                         const DataBaseLimits& limits, WdbDamageLog& damage);
+                         const DataBaseLimits& limits, const NodeTree& tree, WdbDamageLog& damage);
 
     /// Keeps the data of a leaf in memory, and every other thread out of the store, for as long as
     /// it lives: one at a time in a thread, without a call to the store beside it.
@@ -47,6 +49,9 @@ public:
     void writeTree(BTreeElem& root);
     /// Called when a block could not be written, on the thread that met it.
     void setFailureHook(std::function<void()> hook) { m_failureHook = std::move(hook); }
+    /// Looks at the first block of a tree of a Viewer: whether the object has no value before the
+    /// time that the tree gives shows there.
+    void checkStart(BTreeElem& root);
     /// Forgets all blocks.
     void reset();
 
@@ -63,13 +68,15 @@ public:
 
 private:
     void fetch(BTreeElem& leaf);
-    void checkFetched(const BTreeElem& leaf, bool isRead) const;
+    void checkFetched(const BTreeElem& leaf, bool isRead);
+    bool isSound(const BTreeElem& leaf);
     void takeOver(ListNode& node, BTreeElem& leaf);
     void writeOneBlock(BTreeElem& leaf);
     TransitionPool& readBackPool() { return m_readBackPool ? *m_readBackPool : m_blockPool; }
 
     const DataBaseMode m_mode;
     const std::string m_fileName;
+    const NodeTree& m_tree;
     WdbDamageLog& m_damage;
     boost::mutex m_mutex;
     TransitionPool m_blockPool;

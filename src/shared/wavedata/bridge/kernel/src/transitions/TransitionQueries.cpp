@@ -59,6 +59,7 @@ Transition TransitionQueries::getCurrentTransitionLocked(std::uint32_t id, long 
         if (!isNone(found))
             return found;
     } else if (time < root->firstTime) {
+        m_store.blocks.checkStart(*root);
         return noTransition(time);
     }
     return Tracewell::getCurrentTransition(m_store.blocks, *root, time);

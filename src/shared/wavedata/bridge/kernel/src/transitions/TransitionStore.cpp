@@ -9,7 +9,7 @@ TransitionStore::TransitionStore(DataBaseMode databaseMode, const std::string& f
     : mode(databaseMode),
       initialValues(databaseMode == DataBaseMode::Feeder ? nullptr
                                                          : std::make_unique<InitialValueTable>()),
-      tree(std::move(onLimit), damage), blocks(databaseMode, fileName, limits, damage)
+      tree(std::move(onLimit), damage), blocks(databaseMode, fileName, limits, tree, damage)
 {}
 
 } // namespace Tracewell
