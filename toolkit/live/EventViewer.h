@@ -34,6 +34,11 @@ public:
     void sync() override { m_reader->sync(); }
     void check() const override;
     void finish() override { check(); }
+    void close() override
+    {
+        m_reader.reset();
+        check();
+    }
     std::unique_ptr<SignalValues> values(const SignalNames& names,
                                          std::vector<Signal> signals) override;
     void whileSteady(const std::function<void()>& ask) override;

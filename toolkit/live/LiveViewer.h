@@ -50,6 +50,9 @@ public:
     /// Completes the file as far as that is possible before the end; answers go on.
     /// \throws Failure
     virtual void finish() {}
+    /// Behind finish(): lets go of the file. Nothing but check() is to be called afterwards.
+    /// \throws Failure when the last of it could not be written.
+    virtual void close() {}
 
     /// For questions about some signals. The object outlives it.
     virtual std::unique_ptr<SignalValues> values(const SignalNames& names,

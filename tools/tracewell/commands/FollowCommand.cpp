@@ -119,8 +119,8 @@ private:
     std::string statusLine() const;
     std::string jsonLine() const;
     void summarize();
-    void close();
-    bool closeAfterFailure();
+    std::string close(bool isWhole);
+    std::optional<std::string> closeAfterFailure();
     void print(const std::string& line, const std::string& time) const;
 
     const Options& m_options;
@@ -149,8 +149,8 @@ void Follow::run()
     try {
         record();
     } catch (const Failure& e) {
-        const bool isKept = closeAfterFailure();
-        throw Failure(isKept ? e.what() : m_output.named(e.what()), e.exitCode());
+        const std::optional<std::string> ending = closeAfterFailure();
+        throw Failure(ending ? m_output.named(e.what()) + *ending : e.what(), e.exitCode());
     }
 }
 
@@ -405,7 +405,7 @@ void Follow::summarize()
     const unsigned long long count = m_viewer->changeCount();
     const std::string time = m_names.timeText().format(m_viewer->latestTime());
     const unsigned long long refused = m_viewer->refusedCount();
-    close();
+    const std::string ending = close(refused == 0);
     if (!m_options.json) {
         print(fmt::format("{}: closed with {} changes up to {}; {}\n", printable(m_options.output),
                           count, time,
@@ -414,37 +414,39 @@ void Follow::summarize()
     }
     if (refused != 0) {
         throw Failure(fmt::format("{}: something that no simulation sends was left out {} "
-                                  "times; a line before tells of the first",
-                                  m_options.output, refused));
+                                  "times; a line before tells of the first{}",
+                                  m_options.output, refused, ending));
     }
 }
 
-void Follow::close()
+/// As OutputFile::finish.
+std::string Follow::close(bool isWhole)
 {
-    m_isRecording = false;
     m_picture.reset();
     m_transit.reset();
     m_viewer->finish();
+    m_viewer->close();
+    m_isRecording = false;
     m_viewer.reset();
-    m_output.finish();
+    return m_output.finish(isWhole);
 }
 
-/// What was recorded cannot be had again, so all of it that is sound is kept. True when that stays
-/// under the name under which it was written.
-bool Follow::closeAfterFailure()
+/// What was recorded cannot be had again, so all of it that is sound is kept. Answers what close()
+/// has to say; nothing when the file stays, not closed, under the name under which it was written.
+std::optional<std::string> Follow::closeAfterFailure()
 {
     if (!m_isRecording) {
-        return false;
+        return std::string();
     }
     try {
-        close();
+        return close(false);
     } catch (const Failure&) {
         if (m_options.store == Store::Events) {
             m_output.keep();
-            return true;
+            return std::nullopt;
         }
     }
-    return false;
+    return std::string();
 }
 
 void Follow::print(const std::string& line, const std::string& time) const
