@@ -162,11 +162,11 @@ void Recorder::openFile()
         m_window = file.get();
         m_file = std::move(file);
     } else {
-        m_file = m_options.store == ValueRecorder::Store::Transitions ? makeTransitionWriter()
-                                                                      : makeEventWriter(0);
+        m_file =
+            m_options.store == Store::Transitions ? makeTransitionWriter() : makeEventWriter(0);
     }
-    m_values = std::make_unique<ValueRecorder>(m_declarations, m_layout, m_file->writer(),
-                                               m_file->store());
+    m_values =
+        std::make_unique<ValueRecorder>(m_declarations, m_layout, m_file->writer(), m_file->sink());
     if (m_window) {
         m_values->rememberTexts();
     }
@@ -178,7 +178,7 @@ void Recorder::openFile()
 /// The names are there before the channel, so that whoever finds it finds them.
 void Recorder::openChannel()
 {
-    if (m_options.window != 0 || m_options.store == ValueRecorder::Store::Transitions) {
+    if (m_options.window != 0 || m_options.store == Store::Transitions) {
         m_say("a live view has no file, so that the choice of a store and the last of a run do "
               "not apply");
     }
@@ -187,7 +187,7 @@ void Recorder::openChannel()
         std::make_unique<DebugFile>(ZSIM::OutputFileNames::getDbgPathName(m_options.snapshot),
                                     writeDeclarations(m_declarations));
     m_values = std::make_unique<ValueRecorder>(m_declarations, m_layout, writer,
-                                               ValueRecorder::Store::EventsWithoutTexts);
+                                               makeEventSink(writer, Texts::Untold));
     writer.setWaitHook([this] { return mayWaitForViewer(); });
     writer.open(WdbLiveWriter::kLiveMode, m_options.snapshot, "", m_options.channel);
     if (!writer.isOpen()) {

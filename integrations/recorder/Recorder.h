@@ -1,6 +1,7 @@
 #pragma once
 
 #include "record/SnapshotDirectory.h"
+#include "record/Store.h"
 #include "record/ValueRecorder.h"
 
 #include "names/DataLayout.h"
@@ -23,7 +24,7 @@ struct RecorderOptions
     /// The file to make. Empty: the live channel instead.
     std::string output = "run.wdb";
     /// Of a file.
-    ValueRecorder::Store store = ValueRecorder::Store::Events;
+    Store store = Store::Events;
     /// After so many seconds of the clock on the wall what was traced is in the file, and survives
     /// the death of the process; 0 for never. An event database only.
     double syncSeconds = 1;

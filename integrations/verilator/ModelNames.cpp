@@ -42,17 +42,17 @@ const char* keyword(Kind kind)
     return "wire";
 }
 
-ObjectClass objectClass(Kind kind, unsigned int width)
+const ValueKind& valueKind(Kind kind, unsigned int width)
 {
     switch (kind) {
     case Kind::Real:
-        return ObjectClass::Real;
+        return kReal;
     case Kind::Event:
-        return ObjectClass::Event;
+        return kEvent;
     case Kind::Bits:
         break;
     }
-    return width == 1 ? ObjectClass::Scalar : ObjectClass::Vector;
+    return width == 1 ? kScalar : kVector;
 }
 
 /// Of "100ps"; seconds where it makes no sense.
@@ -119,7 +119,7 @@ private:
         std::uint32_t& object = m_objects[signal.code];
         if (object == kNoObject) {
             object = m_builder.addVariable(keyword(signal.kind), signal.name, signal.range,
-                                           signal.width, objectClass(signal.kind, signal.width));
+                                           signal.width, valueKind(signal.kind, signal.width));
         } else {
             m_builder.addAlias(keyword(signal.kind), signal.name, signal.range, signal.width,
                                object);

@@ -31,9 +31,9 @@ void say(const std::string& line)
 void takeStore(const std::string& source, std::string_view store, RecorderOptions& options)
 {
     if (store == "transitions") {
-        options.store = ValueRecorder::Store::Transitions;
+        options.store = Store::Transitions;
     } else if (store == "events") {
-        options.store = ValueRecorder::Store::Events;
+        options.store = Store::Events;
     } else {
         say(fmt::format("{}{} is no store; there are events and transitions", source, store));
     }

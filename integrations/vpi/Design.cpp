@@ -369,18 +369,18 @@ void Design::add(vpiHandle item, vpiHandle scope)
                : constant == vpiStringConst ? "string"
                                             : "parameter";
     }
-    ObjectClass objectClass = ObjectClass::Scalar;
+    const ValueKind* valueKind = &kScalar;
     unsigned int width = 1;
     if (type == vpiNamedEvent) {
-        objectClass = ObjectClass::Event;
+        valueKind = &kEvent;
     } else if (std::string_view(kind) == "string") {
         if (!m_keepsTexts) {
             skip(type, fullName + " (a string, which a transition database does not keep)");
             return;
         }
-        objectClass = ObjectClass::String;
+        valueKind = &kString;
     } else if (type == vpiRealVar || std::string_view(kind) == "real_parameter") {
-        objectClass = ObjectClass::Real;
+        valueKind = &kReal;
         width = 64;
     } else {
         const int size = vpi_get(vpiSize, item);
@@ -389,13 +389,12 @@ void Design::add(vpiHandle item, vpiHandle scope)
             return;
         }
         width = static_cast<unsigned int>(size);
-        objectClass = width > 1 ? ObjectClass::Vector : ObjectClass::Scalar;
+        valueKind = width > 1 ? &kVector : &kScalar;
     }
     std::string range;
-    const bool hasBits = objectClass == ObjectClass::Vector || objectClass == ObjectClass::Scalar;
     // Icarus Verilog takes a range of one bit for none, and its VCD gives it where it is not [0:0].
     const bool isArray =
-        hasBits && type != vpiParameter &&
+        valueKind->hasBits() && type != vpiParameter &&
         (m_isGhdl ? vpi_get(vpiVector, item) == 1
                   : width > 1 || (m_isIcarus && numberOf(item, vpiLeftRange) != 0));
     if (m_isGhdl) {
@@ -422,10 +421,10 @@ void Design::add(vpiHandle item, vpiHandle scope)
     }
     Probe& probe = m_probes.emplace_back();
     probe.handle = item;
-    probe.objectClass = objectClass;
+    probe.kind = valueKind;
     probe.width = width;
     probe.isConstant = type == vpiParameter;
-    probe.object = m_builder.addVariable(kind, name, range, width, objectClass);
+    probe.object = m_builder.addVariable(kind, name, range, width, *valueKind);
     if (net != 0) {
         m_nets.emplace(net, probe.object);
     }

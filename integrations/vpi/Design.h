@@ -20,7 +20,7 @@ struct Probe
 {
     vpiHandle handle = nullptr;
     std::uint32_t object = 0;
-    ObjectClass objectClass = ObjectClass::Scalar;
+    const ValueKind* kind = &kScalar;
     unsigned int width = 1;
     /// A parameter: its value never changes.
     bool isConstant = false;

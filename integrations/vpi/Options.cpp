@@ -49,8 +49,7 @@ public:
         } else if (key == "store") {
             if (require(value == "events" || value == "transitions", source,
                         "is no store; there are events and transitions")) {
-                m_options.recorder.store = value == "events" ? ValueRecorder::Store::Events
-                                                             : ValueRecorder::Store::Transitions;
+                m_options.recorder.store = value == "events" ? Store::Events : Store::Transitions;
             }
         } else {
             require(false, source,

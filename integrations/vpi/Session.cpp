@@ -104,8 +104,7 @@ void Session::choose()
 {
     if (!m_design) {
         m_design = std::make_unique<Design>(m_options.recorder.output.empty() ||
-                                                m_options.recorder.store !=
-                                                    ValueRecorder::Store::Transitions,
+                                                m_options.recorder.store != Store::Transitions,
                                             [this](const std::string& line) { say(line); });
         if (m_isGhdl) {
             say("GHDL does not offer the values of real numbers, times, records, strings and "
@@ -248,7 +247,7 @@ PLI_INT32 Session::changed(p_cb_data data)
     Session& session = *s_session;
     auto& probe = *reinterpret_cast<Probe*>(data->user_data);
     if (probe.pending) {
-        if (probe.objectClass == ObjectClass::Scalar) {
+        if (probe.kind->isLetter()) {
             probe.pending->aval = data->value->value.scalar;
         } else {
             std::memcpy(probe.pending, data->value->value.vector, groupBytes(probe.width));
@@ -302,7 +301,7 @@ void Session::endStep(long long time)
         for (Probe* const probe : m_dirty) {
             if (!probe->pending) {
                 capture(*probe);
-            } else if (probe->objectClass == ObjectClass::Scalar) {
+            } else if (probe->kind->isLetter()) {
                 m_recorder->values().storeScalar(
                     probe->object, static_cast<std::uint8_t>(probe->pending->aval & 3));
             } else {
@@ -399,9 +398,9 @@ void Session::watch(Probe& probe)
     callback.reason = cbValueChange;
     callback.cb_rtn = &changed;
     callback.time = &s_noTime;
-    callback.value = !probe.pending                             ? &s_noValue
-                     : probe.objectClass == ObjectClass::Scalar ? &s_scalarValue
-                                                                : &s_vectorValue;
+    callback.value = !probe.pending           ? &s_noValue
+                     : probe.kind->isLetter() ? &s_scalarValue
+                                              : &s_vectorValue;
     callback.obj = probe.handle;
     callback.user_data = reinterpret_cast<PLI_BYTE8*>(&probe);
     probe.callback = vpi_register_cb(&callback);
@@ -410,7 +409,7 @@ void Session::watch(Probe& probe)
 void Session::captureAll()
 {
     for (Probe& probe : m_design->probes()) {
-        if (probe.objectClass != ObjectClass::Event) {
+        if (!probe.kind->fires()) {
             capture(probe);
         }
     }
@@ -433,42 +432,39 @@ void Session::capture(Probe& probe)
 {
     ValueRecorder& values = m_recorder->values();
     s_vpi_value value{};
-    switch (probe.objectClass) {
-    case ObjectClass::Scalar:
-        if (m_isGhdl) {
-            break;
-        }
+    if (probe.kind->fires()) {
+        values.fire(probe.object, kFired);
+        return;
+    }
+    if (probe.kind->isText()) {
+        value.format = vpiStringVal;
+        vpi_get_value(probe.handle, &value);
+        values.store(probe.object, ChangeForm::Text, value.value.str ? value.value.str : "");
+        return;
+    }
+    if (!probe.kind->hasBits()) {
+        value.format = vpiRealVal;
+        vpi_get_value(probe.handle, &value);
+        values.storeReal(probe.object, value.value.real);
+        return;
+    }
+    if (!m_isGhdl && probe.kind->isLetter()) {
         value.format = vpiScalarVal;
         vpi_get_value(probe.handle, &value);
         // 0, 1, z and x have our codes; h, l and - are left.
         values.storeScalar(probe.object, static_cast<std::uint8_t>(value.value.scalar & 3));
         return;
-    case ObjectClass::Vector:
-        if (m_isGhdl) {
-            break;
-        }
+    }
+    if (!m_isGhdl) {
         value.format = vpiVectorVal;
         vpi_get_value(probe.handle, &value);
         storeVector(probe, value.value.vector);
-        return;
-    case ObjectClass::Real:
-        value.format = vpiRealVal;
-        vpi_get_value(probe.handle, &value);
-        values.storeReal(probe.object, value.value.real);
-        return;
-    case ObjectClass::String:
-        value.format = vpiStringVal;
-        vpi_get_value(probe.handle, &value);
-        values.storeString(probe.object, value.value.str ? value.value.str : "");
-        return;
-    case ObjectClass::Event:
-        values.fire(probe.object, kFired);
         return;
     }
     value.format = vpiBinStrVal;
     value.value.str = nullptr;
     vpi_get_value(probe.handle, &value);
-    if (!value.value.str || !values.storeLetters(probe.object, value.value.str)) {
+    if (!value.value.str || !values.store(probe.object, ChangeForm::Letters, value.value.str)) {
         say(fmt::format("{} cannot be recorded: the simulator gives no bits for it",
                         vpi_get_str(vpiFullName, probe.handle)));
         probe.isConstant = true;

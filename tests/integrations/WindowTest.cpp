@@ -49,7 +49,7 @@ std::string tell(const std::string& path, long long from,
 
 struct Case
 {
-    ValueRecorder::Store store;
+    Store store;
     long long window;
     int steps;
 };
@@ -76,8 +76,7 @@ protected:
         return names;
     }
 
-    void make(const std::string& name, ValueRecorder::Store store, long long window,
-              double syncSeconds = 1)
+    void make(const std::string& name, Store store, long long window, double syncSeconds = 1)
     {
         RecorderOptions options;
         options.output = path(name);
@@ -88,18 +87,18 @@ protected:
         DeclarationsBuilder builder("test", {10, -12, true});
         builder.openScope("module", "top");
         for (const char* const bit : {"a", "b", "c", "d"}) {
-            builder.addVariable("wire", bit, "", 1, ObjectClass::Scalar);
+            builder.addVariable("wire", bit, "", 1, kScalar);
         }
-        builder.addVariable("reg", "bus", "[69:0]", 70, ObjectClass::Vector);
-        builder.addVariable("reg", "nine", "[39:0]", 40, ObjectClass::Vector);
-        builder.addVariable("real", "level", "", 1, ObjectClass::Real);
-        builder.addVariable("event", "go", "", 1, ObjectClass::Event);
-        builder.addVariable("integer", "count", "[39:0]", 40, ObjectClass::Vector);
-        if (store == ValueRecorder::Store::Events) {
-            builder.addVariable("string", "state", "", 0, ObjectClass::String);
-            builder.addVariable("string", "seldom", "", 0, ObjectClass::String);
+        builder.addVariable("reg", "bus", "[69:0]", 70, kVector);
+        builder.addVariable("reg", "nine", "[39:0]", 40, kVector);
+        builder.addVariable("real", "level", "", 1, kReal);
+        builder.addVariable("event", "go", "", 1, kEvent);
+        builder.addVariable("integer", "count", "[39:0]", 40, kVector);
+        if (store == Store::Events) {
+            builder.addVariable("string", "state", "", 0, kString);
+            builder.addVariable("string", "seldom", "", 0, kString);
         }
-        m_hasTexts = store == ValueRecorder::Store::Events;
+        m_hasTexts = store == Store::Events;
         m_lines.clear();
         m_recorder.emplace(builder.finish(), options,
                            [this](const std::string& line) { m_lines.push_back(line); });
@@ -141,10 +140,10 @@ protected:
             for (int i = 0; i < 70; ++i) {
                 letters += "01zx"[any(4)];
             }
-            values.storeLetters(object, any(2) ? letters : letters.substr(0, 3));
+            values.store(object, ChangeForm::Letters, any(2) ? letters : letters.substr(0, 3));
             break;
         case 5:
-            values.storeLetters(object, any(3) != 0 ? "uwh10-" : "1z");
+            values.store(object, ChangeForm::Letters, any(3) != 0 ? "uwh10-" : "1z");
             break;
         case 6:
             values.storeReal(object, 0.1 * static_cast<double>(any(50)));
@@ -159,10 +158,11 @@ protected:
             values.changeBits(object, m_count);
             break;
         case 9:
-            values.storeString(object, std::string(any(30), static_cast<char>('a' + any(26))));
+            values.store(object, ChangeForm::Text,
+                         std::string(any(30), static_cast<char>('a' + any(26))));
             break;
         case 10:
-            values.storeString(object, any(20) == 0 ? "on" : "off");
+            values.store(object, ChangeForm::Text, any(20) == 0 ? "on" : "off");
             break;
         default:
             values.storeScalar(object, static_cast<std::uint8_t>(any(9)));
@@ -203,10 +203,10 @@ TEST_P(Window, holdsWhatAFullRecordingHoldsOfThatTime)
 TEST_P(Window, segmentsStandForThemselves)
 {
     const Case& c = GetParam();
-    make("full.wdb", ValueRecorder::Store::Events, 0);
+    make("full.wdb", Store::Events, 0);
     run(c.steps);
     m_recorder->close();
-    make("last.wdb", ValueRecorder::Store::Events, c.window);
+    make("last.wdb", Store::Events, c.window);
     run(c.steps);
     m_recorder->flush();
     for (const std::string& name : files()) {
@@ -223,8 +223,8 @@ TEST_P(Window, segmentsStandForThemselves)
     EXPECT_LE(files().size(), 3u);
 }
 
-constexpr auto kEvents = ValueRecorder::Store::Events;
-constexpr auto kTransitions = ValueRecorder::Store::Transitions;
+constexpr auto kEvents = Store::Events;
+constexpr auto kTransitions = Store::Transitions;
 INSTANTIATE_TEST_SUITE_P(All, Window,
                          ::testing::Values(Case{kEvents, 1, 3000}, Case{kEvents, 700, 4000},
                                            Case{kEvents, 700, 4321}, Case{kEvents, 1LL << 34, 4000},
@@ -291,7 +291,7 @@ TEST_F(Window, aStoreWithoutTextsSaysOnceWhatItLeavesOut)
     m_recorder.reset();
     DeclarationsBuilder builder("test", {1, -9, true});
     builder.openScope("module", "top");
-    builder.addVariable("string", "state", "", 0, ObjectClass::String);
+    builder.addVariable("string", "state", "", 0, kString);
     RecorderOptions options;
     options.output = path("last.wdb");
     options.store = kTransitions;
@@ -301,7 +301,7 @@ TEST_F(Window, aStoreWithoutTextsSaysOnceWhatItLeavesOut)
     ASSERT_TRUE(m_recorder->open());
     for (int i = 0; i < 200; ++i) {
         m_recorder->setTime(i);
-        m_recorder->values().storeString(0, std::to_string(i));
+        m_recorder->values().store(0, ChangeForm::Text, std::to_string(i));
     }
     m_recorder->close();
     ASSERT_EQ(m_lines.size(), 1u);

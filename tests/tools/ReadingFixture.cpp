@@ -65,7 +65,7 @@ void RecordingBuilder::letters(long long time, const std::string& name, const st
             std::find(std::begin(kLetters), std::end(kLetters), letter) - std::begin(kLetters));
     };
     std::string value;
-    if (m_declarations.objects[object].objectClass == ObjectClass::Scalar) {
+    if (m_declarations.objects[object].kind->isLetter()) {
         value = static_cast<char>(codeOf(letters.at(0)));
     } else {
         std::vector<std::uint32_t> words(

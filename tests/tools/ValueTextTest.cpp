@@ -16,11 +16,11 @@ const ValueText text([](long long id) {
     return id >= 1 && id <= 5 ? std::string(kTexts[id]) : std::string();
 });
 
-Signal signalOf(Signal::Form form, unsigned int width = 1, const char* kind = "wire",
+Signal signalOf(const ValueKind& valueKind, unsigned int width = 1, const char* kind = "wire",
                 Radix radix = Radix::Automatic)
 {
     Signal signal;
-    signal.form = form;
+    signal.valueKind = &valueKind;
     signal.width = width;
     signal.kind = kind;
     signal.radix = radix;
@@ -97,36 +97,36 @@ TEST(ValueText, readsVectorsGroupByGroup)
     };
     // Bits 39 to 36 are z x 1 0.
     const SignalState state = stateOf(Groups{0xDEADBEEF, 0, 0x6F, 0xC0});
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 40), state), "Xfdeadbeef");
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 3, "wire", Radix::Binary), state), "111");
-    EXPECT_EQ(text.letters(signalOf(Signal::Form::Vector, 40), state).substr(0, 8), "zx101111");
+    EXPECT_EQ(text.format(signalOf(kVector, 40), state), "Xfdeadbeef");
+    EXPECT_EQ(text.format(signalOf(kVector, 3, "wire", Radix::Binary), state), "111");
+    EXPECT_EQ(text.letters(signalOf(kVector, 40), state).substr(0, 8), "zx101111");
 }
 
 TEST(ValueText, choosesTheRadixThatAPersonExpects)
 {
     const SignalState minusTwo = stateOf(std::uint64_t{0xFFFFFFFE});
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "integer"), minusTwo), "-2");
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "parameter"), minusTwo), "-2");
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "time"), minusTwo), "4294967294");
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Vector, 32, "reg"), minusTwo), "fffffffe");
+    EXPECT_EQ(text.format(signalOf(kVector, 32, "integer"), minusTwo), "-2");
+    EXPECT_EQ(text.format(signalOf(kVector, 32, "parameter"), minusTwo), "-2");
+    EXPECT_EQ(text.format(signalOf(kVector, 32, "time"), minusTwo), "4294967294");
+    EXPECT_EQ(text.format(signalOf(kVector, 32, "reg"), minusTwo), "fffffffe");
 }
 
 TEST(ValueText, writesEveryOtherFormOfValue)
 {
     std::string letters;
     for (unsigned char code = 0; code < 10; ++code) {
-        letters += text.format(signalOf(Signal::Form::Scalar), stateOf(code));
+        letters += text.format(signalOf(kScalar), stateOf(code));
     }
     EXPECT_EQ(letters, "01zxuwlh-x");
 
-    const Signal real = signalOf(Signal::Form::Real);
+    const Signal real = signalOf(kReal);
     EXPECT_EQ(text.format(real, stateOf(0.1)), "0.1");
     EXPECT_EQ(text.format(real, stateOf(-0.0)), "-0");
     EXPECT_EQ(text.format(real, stateOf(0.1 + 0.2)), "0.30000000000000004");
     EXPECT_EQ(text.format(real, stateOf(std::nan(""))), "nan");
     EXPECT_EQ(text.format(real, stateOf(-std::numeric_limits<double>::infinity())), "-inf");
 
-    const Signal string = signalOf(Signal::Form::String);
+    const Signal string = signalOf(kString);
     EXPECT_EQ(text.format(string, referenceTo(1, 1)), "\"hello\"");
     EXPECT_EQ(text.format(string, referenceTo(1, 2)), "\"hello \\\"big\\\"\\nworld\"");
     EXPECT_EQ(text.format(string, referenceTo(0, 0)), "\"\"");
@@ -134,11 +134,10 @@ TEST(ValueText, writesEveryOtherFormOfValue)
 
     SignalState fired = stateOf(static_cast<unsigned short>(0));
     fired.firings = 1;
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Event), fired), "!");
+    EXPECT_EQ(text.format(signalOf(kEvent), fired), "!");
     fired.firings = 3;
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Event), fired), "!x3");
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Bytes, 16), stateOf(std::uint16_t{0xA501})),
-              "01a5");
+    EXPECT_EQ(text.format(signalOf(kEvent), fired), "!x3");
+    EXPECT_EQ(text.format(signalOf(kBytes, 16), stateOf(std::uint16_t{0xA501})), "01a5");
 
     EXPECT_EQ(text.format(real, SignalState()), "");
     SignalState dense;
@@ -153,12 +152,12 @@ TEST(ValueText, letsAnOverrideTakeThePlaceOfThePlainValue)
         state.override = {id, 1, static_cast<std::uint8_t>(kind), 0};
         return state;
     };
-    const Signal bus = signalOf(Signal::Form::Vector, 8);
+    const Signal bus = signalOf(kVector, 8);
     EXPECT_EQ(text.letters(bus, with('b', 3)), "uuuuuuz1");
     EXPECT_EQ(text.letters(bus, with('b', 4)), "000000lh");
-    EXPECT_EQ(text.letters(signalOf(Signal::Form::Vector, 2), with('b', 3)), "z1");
+    EXPECT_EQ(text.letters(signalOf(kVector, 2), with('b', 3)), "z1");
     EXPECT_EQ(text.format(bus, with('s', 1)), "\"hello\"");
     EXPECT_EQ(text.format(bus, with('r', 5)), "7.5");
     EXPECT_EQ(text.letters(bus, with('r', 5)), "");
-    EXPECT_EQ(text.format(signalOf(Signal::Form::Scalar), with('b', 3)), "1");
+    EXPECT_EQ(text.format(signalOf(kScalar), with('b', 3)), "1");
 }

@@ -76,9 +76,7 @@ bool ReplayedChanges::findNextChecked(long long& time)
 
 unsigned long long ReplayedChanges::firings(std::uint32_t object) const
 {
-    return declarations().objects[object].objectClass == ObjectClass::Event
-               ? m_values->firings(object)
-               : 1;
+    return declarations().objects[object].kind->fires() ? m_values->firings(object) : 1;
 }
 
 double ReplayedChanges::progress() const

@@ -18,6 +18,12 @@ constexpr std::size_t kFirst = 1 << 16;
 constexpr unsigned int kBitsOfGroup = 32;
 constexpr long long kBytesOfGroup = 8;
 
+/// Bits that are stored together.
+bool isGrouped(const ValueKind& kind)
+{
+    return kind.hasBits() && !kind.isLetter();
+}
+
 } // namespace
 
 TransitionChanges::TransitionChanges(const std::string& path) : ReplayedChanges(path), m_file(path)
@@ -40,8 +46,7 @@ void TransitionChanges::findSources(std::uint32_t object)
     const std::uint32_t first = m_file.transitionLayout().idOf(object);
     const std::uint32_t count = TransitionLayout::countOf(declared);
     const std::size_t before = m_sources.size();
-    const bool hasBits =
-        declared.objectClass == ObjectClass::Scalar || declared.objectClass == ObjectClass::Vector;
+    const bool hasBits = declared.kind->hasBits();
     bool hasLetters = false;
     for (std::uint32_t bit = 0; bit < count; ++bit) {
         if (!addSource(first + bit, object, bit, false)) {
@@ -82,7 +87,7 @@ bool TransitionChanges::addSource(std::uint32_t id, std::uint32_t object, std::u
     }
     m_sources.push_back(source);
     m_targets.push_back({layout().addressOf(object) + bit / kBitsOfGroup * kBytesOfGroup, object,
-                         bit, declarations().objects[object].objectClass, isNineState, false});
+                         bit, declarations().objects[object].kind, isNineState, false});
     return true;
 }
 
@@ -118,7 +123,7 @@ void TransitionChanges::applyNext()
     for (const Change* change = m_changes.peek(); change != nullptr && change->time == time;
          change = m_changes.peek()) {
         const Target& target = m_targets[change->source];
-        if (target.objectClass == ObjectClass::Vector && !target.isNineState) {
+        if (isGrouped(*target.kind) && !target.isNineState) {
             applyGroup(target, time);
         } else {
             apply(target, *change);
@@ -135,7 +140,7 @@ void TransitionChanges::gather()
     do {
         to = m_from > m_lastTime - m_span ? m_lastTime : m_from + m_span - 1;
         m_changes.clear();
-        m_reals.clear();
+        m_wide.clear();
     } while (!collect(to));
     const std::size_t gathered = m_changes.size();
     m_changes.arrange(m_from, to);
@@ -162,11 +167,12 @@ bool TransitionChanges::collect(long long to)
             m_span /= 2;
             return false;
         }
-        const bool isReal = m_targets[i].objectClass == ObjectClass::Real;
+        const ValueKind& kind = *m_targets[i].kind;
+        const bool isWide = !kind.hasBits() && !kind.fires();
         for (const Tracewell::Transition& answer : m_answers) {
             if (answer.value.getType() != Tracewell::ValueNone) {
                 m_changes.add({answer.time, static_cast<std::uint32_t>(i),
-                               isReal ? keepReal(answer.value)
+                               isWide ? keepWide(answer.value)
                                       : static_cast<std::uint32_t>(answer.value.getBits())});
             }
         }
@@ -174,38 +180,29 @@ bool TransitionChanges::collect(long long to)
     return true;
 }
 
-std::uint32_t TransitionChanges::keepReal(const Tracewell::Value& value)
+std::uint32_t TransitionChanges::keepWide(const Tracewell::Value& value)
 {
-    m_reals.push_back(value.getType() == Tracewell::ValueInt32
-                          ? static_cast<unsigned long long>(value.getInt32())
-                          : value.getBits());
-    return static_cast<std::uint32_t>(m_reals.size() - 1);
+    m_wide.push_back(value.getType() == Tracewell::ValueInt32
+                         ? static_cast<unsigned long long>(value.getInt32())
+                         : value.getBits());
+    return static_cast<std::uint32_t>(m_wide.size() - 1);
 }
 
 void TransitionChanges::apply(const Target& target, const Change& change)
 {
-    switch (target.objectClass) {
-    case ObjectClass::Scalar:
-    case ObjectClass::Vector: {
-        const auto code = static_cast<std::uint8_t>(change.value);
-        if (target.isNineState) {
-            applyNineState(target, code);
-            break;
-        }
+    const auto code = static_cast<std::uint8_t>(change.value);
+    if (target.isNineState) {
+        applyNineState(target, code);
+    } else if (target.kind->hasBits()) {
         const std::uint8_t letter = code & kLetterMask;
         applyFourState(target, letter);
         values().set(target.object, target.address, &letter, 1);
-        break;
-    }
-    case ObjectClass::Event:
+    } else if (target.kind->fires()) {
         applyEvent(target.object, change.value);
-        break;
-    default: {
-        const unsigned long long bits = m_reals[change.value];
+    } else {
+        const unsigned long long bits = m_wide[change.value];
         values().set(target.object, target.address, reinterpret_cast<const unsigned char*>(&bits),
                      sizeof bits);
-        break;
-    }
     }
 }
 
@@ -260,7 +257,7 @@ void TransitionChanges::showLetters()
             isNineState = isNineState || has;
             letters += kLetters[has ? codes.nineState[bit] : codes.fourState[bit]];
         }
-        if (declarations().objects[object].objectClass == ObjectClass::Scalar) {
+        if (declarations().objects[object].kind->isLetter()) {
             const std::uint8_t code = isNineState ? codes.nineState[0] : codes.fourState[0];
             values().apply(layout().addressOf(object), &code, 1);
         } else {

@@ -47,7 +47,7 @@ private:
         long long address;
         std::uint32_t object;
         std::uint32_t bit;
-        ObjectClass objectClass;
+        const ValueKind* kind;
         bool isNineState;
         /// A bit of an object that has nine-state ones.
         bool hasLetters;
@@ -59,7 +59,7 @@ private:
     void chooseSpan();
     void gather();
     bool collect(long long to);
-    std::uint32_t keepReal(const Tracewell::Value& value);
+    std::uint32_t keepWide(const Tracewell::Value& value);
     void apply(const Target& target, const Change& change);
     void applyGroup(const Target& first, long long time);
     void applyFourState(const Target& target, std::uint8_t code);
@@ -88,7 +88,7 @@ private:
     std::vector<Target> m_targets;
     GatheredChanges m_changes;
     /// What the changes of reals give the place of.
-    std::vector<unsigned long long> m_reals;
+    std::vector<unsigned long long> m_wide;
     /// Where the next stretch begins, and the time that it covers.
     long long m_from = 0;
     bool m_isAtEnd = false;

@@ -15,23 +15,6 @@ namespace {
 /// What a value that is no single letter begins with.
 constexpr std::string_view kTextKinds = "brsp";
 
-/// As simulators write a letter: x and z small, those that only nine-state logic has in capitals.
-char spellLetter(char letter)
-{
-    switch (letter) {
-    case 'u':
-        return 'U';
-    case 'w':
-        return 'W';
-    case 'l':
-        return 'L';
-    case 'h':
-        return 'H';
-    default:
-        return letter;
-    }
-}
-
 } // namespace
 
 ValueReplay::ValueReplay(const Declarations& declarations, const DataLayout& layout,
@@ -145,8 +128,8 @@ bool ValueReplay::isChanged(std::size_t object) const
         return true;
     }
     // The plain value under a text does not show; but an event that fires again does.
-    const bool isCovered = referenceAt(m_layout.overrideOf(object)).kind != 0 &&
-                           declared.objectClass != ObjectClass::Event;
+    const bool isCovered =
+        referenceAt(m_layout.overrideOf(object)).kind != 0 && !declared.kind->fires();
     return !isCovered && (!same(m_layout.addressOf(object), DataLayout::sizeOf(declared)) ||
                           m_firings.find(static_cast<std::uint32_t>(object)) != m_firings.end());
 }
@@ -163,9 +146,8 @@ void ValueReplay::show(std::size_t object)
 
 const unsigned char* ValueReplay::plainValue(std::uint32_t object) const
 {
-    const ObjectClass objectClass = m_declarations.objects[object].objectClass;
-    const bool tellsAll = m_isShown[object] != 0 && objectClass != ObjectClass::String &&
-                          objectClass != ObjectClass::Event &&
+    const ValueKind& kind = *m_declarations.objects[object].kind;
+    const bool tellsAll = m_isShown[object] != 0 && !kind.isText() && !kind.fires() &&
                           referenceAt(m_layout.overrideOf(object)).kind == 0 &&
                           m_letters.find(object) == m_letters.end();
     return tellsAll ? m_memory.at(m_layout.addressOf(object)) : nullptr;
@@ -199,7 +181,7 @@ void ValueReplay::appendChange(std::string& out, std::uint32_t object)
         out += ' ';
     }
     out.append(declared.code).append(1, '\n');
-    if (declared.objectClass == ObjectClass::Event) {
+    if (declared.kind->fires()) {
         // An event comes as often as it fired, whatever its value looks like.
         const std::string change = out.substr(start);
         const unsigned long long times = firings(object);
@@ -221,7 +203,7 @@ TextReference ValueReplay::referenceAt(long long address) const
 
 bool ValueReplay::isTextThere(std::uint32_t object)
 {
-    const bool isString = m_declarations.objects[object].objectClass == ObjectClass::String;
+    const bool isString = m_declarations.objects[object].kind->isText();
     TextReference reference = referenceAt(m_layout.overrideOf(object));
     if (reference.kind == 0 && isString) {
         reference = referenceAt(m_layout.addressOf(object));
@@ -243,7 +225,7 @@ bool ValueReplay::appendText(std::string& out, const TextReference& reference)
     }
     out += static_cast<char>(reference.kind);
     if (reference.kind == 'b') {
-        std::transform(text->begin(), text->end(), std::back_inserter(out), spellLetter);
+        std::transform(text->begin(), text->end(), std::back_inserter(out), spelledLetter);
     } else {
         out += *text;
     }
@@ -254,34 +236,15 @@ void ValueReplay::appendPlain(std::string& out, std::uint32_t object)
 {
     const Object& declared = m_declarations.objects[object];
     const unsigned char* value = m_memory.at(m_layout.addressOf(object));
-    switch (declared.objectClass) {
-    case ObjectClass::Scalar:
-        out += spellLetter(kLetters[*value < kLetterCount ? *value : kLetterX]);
-        break;
-    case ObjectClass::Vector: {
-        out += 'b';
-        const auto letters = m_letters.find(object);
-        if (letters == m_letters.end()) {
-            appendLetters(out, value, declared.width);
-        } else {
-            std::transform(letters->second.begin(), letters->second.end(), std::back_inserter(out),
-                           spellLetter);
-        }
-        break;
-    }
-    case ObjectClass::Real: {
-        double number = 0;
-        std::memcpy(&number, value, sizeof number);
-        out += 'r';
-        appendReal(out, number);
-        break;
-    }
-    case ObjectClass::String:
+    const auto letters = m_letters.find(object);
+    if (declared.kind->isText()) {
         appendText(out, referenceAt(m_layout.addressOf(object)));
-        break;
-    case ObjectClass::Event:
-        out += spellLetter(kLetters[value[1] < kLetterCount ? value[1] : kLetterX]);
-        break;
+    } else if (letters == m_letters.end()) {
+        declared.kind->spell(out, value, declared.width);
+    } else {
+        out += static_cast<char>(ChangeForm::Letters);
+        std::transform(letters->second.begin(), letters->second.end(), std::back_inserter(out),
+                       spelledLetter);
     }
 }
 

@@ -7,7 +7,7 @@ namespace tracewell {
 VcdChanges::VcdChanges(const std::string& path, VcdRun::Reading reading)
     : ReplayedChanges(path),
       m_texts([this](const MemoryTexts::Visit& visit) { forEachTextInUse(visit); }),
-      m_writer(*this), m_run(std::make_unique<VcdRun>(path, m_writer, SignalRecorder::Store::Events,
+      m_writer(*this), m_run(std::make_unique<VcdRun>(path, m_writer, makeEventSink(m_writer),
                                                       reading, [](const VcdInput&) {}))
 {
     start(m_texts);
@@ -17,15 +17,15 @@ VcdChanges::VcdChanges(const std::string& path, VcdRun::Reading reading)
 // of it.
 bool VcdChanges::findNext(long long& time)
 {
-    time = m_run->recorder().time();
+    time = m_run->values().time();
     return !m_hasEnded;
 }
 
 void VcdChanges::applyNext()
 {
     m_writer.makeCurrent();
-    const long long time = m_run->recorder().time();
-    while (!m_hasEnded && m_run->recorder().time() == time) {
+    const long long time = m_run->values().time();
+    while (!m_hasEnded && m_run->values().time() == time) {
         const VcdRun::Step step = m_run->step();
         if (step == VcdRun::Step::NeedsFinerTimes) {
             throw FinerTimesNeeded{path(), m_run->findFractionDigits()};
@@ -45,7 +45,7 @@ void VcdChanges::forEachTextInUse(const MemoryTexts::Visit& visit) const
     };
     for (std::size_t i = 0; i < objects.size(); ++i) {
         visitAt(layout().overrideOf(i));
-        if (objects[i].objectClass == ObjectClass::String) {
+        if (objects[i].kind->isText()) {
             visitAt(layout().addressOf(i));
         }
     }

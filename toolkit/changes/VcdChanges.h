@@ -22,7 +22,7 @@ public:
 
     const Declarations& declarations() const override { return m_run->declarations(); }
     const DataLayout& layout() const override { return m_run->layout(); }
-    long long latestTime() const override { return m_run->recorder().time(); }
+    long long latestTime() const override { return m_run->values().time(); }
     double progress() const override { return m_run->input().progress(); }
     std::vector<std::string> notices() const override { return listOf(m_run->lenience()); }
     std::vector<std::string> shortfalls() const override

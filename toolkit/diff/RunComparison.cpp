@@ -20,7 +20,7 @@ constexpr unsigned int kStepsOfProgress = 4096;
 
 bool isEvent(const ChangeStream& stream, std::uint32_t object)
 {
-    return stream.declarations().objects[object].objectClass == ObjectClass::Event;
+    return stream.declarations().objects[object].kind->fires();
 }
 
 /// A letter is the same value whether it is a scalar's or a vector's.
@@ -67,8 +67,7 @@ RunComparison::RunComparison(ChangeStream& a, ChangeStream& b, const CommonTime&
     for (const SignalPair& pair : pairs) {
         const Object& objectOfA = a.declarations().objects[pair.objectOfA];
         const Object& objectOfB = b.declarations().objects[pair.objectOfB];
-        const bool alike =
-            objectOfA.objectClass == objectOfB.objectClass && objectOfA.width == objectOfB.width;
+        const bool alike = objectOfA.kind == objectOfB.kind && objectOfA.width == objectOfB.width;
         m_plainBytes.push_back(alike ? static_cast<std::uint32_t>(DataLayout::sizeOf(objectOfA))
                                      : 0);
     }

@@ -75,7 +75,7 @@ public:
 
     void add(long long time, const SignalState& state)
     {
-        if (m_lane.signal.form == Signal::Form::Event && state.kind == SignalState::Kind::Value) {
+        if (m_lane.signal.valueKind->fires() && state.kind == SignalState::Kind::Value) {
             m_lane.firings.push_back(time);
             close(time, {}, false);
             return;
@@ -157,12 +157,12 @@ private:
             return;
         }
         segment.text = m_valueText.format(signal, m_state);
-        const bool isReal = (signal.form == Signal::Form::Real && m_state.override.kind == 0) ||
-                            (signal.form == Signal::Form::Object && m_state.isReal);
+        const bool isReal =
+            signal.valueKind->isReal(m_state.plainValue()) && m_state.override.kind == 0;
         if (isReal) {
             segment.form = TextForm::Real;
             segment.number = m_valueText.number(signal, m_state).value_or(0);
-        } else if (signal.form == Signal::Form::Vector) {
+        } else if (signal.valueKind->hasBits() && !signal.valueKind->isLetter()) {
             const Radix radix = ValueText::radixOf(signal);
             const bool isGrouped = radix != Radix::Binary && radix != Radix::Ascii;
             const bool isMixed = segment.text.find_first_of("XZ") != std::string::npos;

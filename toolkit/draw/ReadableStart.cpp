@@ -19,7 +19,7 @@ std::optional<double> unreadablePart(const Lane& lane, const TimeWindow& window,
                                      const PictureScale& scale)
 {
     const double span = std::max(1.0, static_cast<double>(window.to - window.from));
-    if (lane.signal.form == Signal::Form::Event) {
+    if (lane.signal.valueKind->fires()) {
         const double taken = static_cast<double>(lane.firings.size()) * scale.narrowest;
         return lane.firings.empty() ? std::nullopt
                                     : std::optional(taken > scale.wave / 2 ? 1.0 : 0.0);

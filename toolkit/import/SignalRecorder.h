@@ -9,22 +9,24 @@
 namespace tracewell {
 
 /// Plays the kernel of a simulation that runs through the changes of a VCD.
-class SignalRecorder : public ValueRecorder
+class SignalRecorder
 {
 public:
-    using ValueRecorder::ValueRecorder;
+    /// See ValueRecorder.
+    SignalRecorder(const Declarations& declarations, const DataLayout& layout,
+                   Tracewell::IWdbWriter& writer, const MakeSink& makeSink)
+        : m_values(declarations, layout, writer, makeSink)
+    {}
 
     /// Takes one step. An empty answer is success; otherwise it says what is wrong with the value,
-    /// or that the store cannot keep it: refusal() says that too then.
+    /// or that the store cannot keep it: the refusal of values() says that too then.
     std::string apply(const VcdChange& change);
-    using ValueRecorder::refusal;
+
+    ValueRecorder& values() { return m_values; }
+    const ValueRecorder& values() const { return m_values; }
 
 private:
-    void setLetter(std::uint32_t object, std::uint8_t code);
-    std::string setLetters(std::uint32_t object, std::string_view letters);
-    std::string setReal(std::uint32_t object, std::string_view text);
-    void setText(std::uint32_t object, std::string_view text);
-    std::string setPort(std::uint32_t object, std::string_view text);
+    ValueRecorder m_values;
 };
 
 } // namespace tracewell

@@ -15,7 +15,7 @@ constexpr int kMostFractionDigits = 18;
 
 } // namespace
 
-VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Store store,
+VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, const MakeSink& makeSink,
                Reading reading, const ReadHook& onRead)
     : m_input(openInput(path), inputName(path)), m_fractionDigits(reading.fractionDigits)
 {
@@ -32,16 +32,11 @@ VcdRun::VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRec
                         "fewer",
                         m_layout->totalSize() >> 20, kLargestMemory >> 20));
     }
-    if (store == SignalRecorder::Store::Transitions) {
-        const unsigned long long count = TransitionLayout(m_declarations).totalCount();
-        if (count > kMostTransitionObjects) {
-            m_input.fail(fmt::format("the variables have {} bits and numbers, counted twice; a "
-                                     "transition database takes at most {}: dump fewer, or leave "
-                                     "--store transitions out",
-                                     count, kMostTransitionObjects));
-        }
+    try {
+        m_recorder = std::make_unique<SignalRecorder>(m_declarations, *m_layout, writer, makeSink);
+    } catch (const Failure& e) {
+        m_input.fail(e.what());
     }
-    m_recorder = std::make_unique<SignalRecorder>(m_declarations, *m_layout, writer, store);
     m_reader = std::make_unique<VcdReader>(m_input, m_declarations.objects, m_fractionDigits,
                                            reading.isLenient);
 }
@@ -118,7 +113,7 @@ void VcdRun::apply(const VcdChange& change)
 /// What makes no sense may be left out; what the store cannot keep may not.
 void VcdRun::refuse(const std::string& complaint)
 {
-    if (!m_recorder->refusal().empty()) {
+    if (!values().refusal().empty()) {
         m_reader->refuse(complaint);
     }
     m_reader->refuseValue(complaint);

@@ -31,7 +31,7 @@ public:
     /// Reads the declarations; open the writer afterwards. `onRead` is called before every read and
     /// several times a second while a pipe is silent.
     /// \throws Failure
-    VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, SignalRecorder::Store store,
+    VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, const MakeSink& makeSink,
            Reading reading, const ReadHook& onRead);
     VcdRun(const VcdRun&) = delete;
     VcdRun& operator=(const VcdRun&) = delete;
@@ -51,8 +51,8 @@ public:
     const VcdInput& input() const { return m_input; }
     const Declarations& declarations() const { return m_declarations; }
     const DataLayout& layout() const { return *m_layout; }
-    SignalRecorder& recorder() { return *m_recorder; }
-    const SignalRecorder& recorder() const { return *m_recorder; }
+    ValueRecorder& values() { return m_recorder->values(); }
+    const ValueRecorder& values() const { return m_recorder->values(); }
     /// After the end: the place and what is wrong there, when the input ended too soon or not all
     /// of it was taken; one line, without its name. `done` is what was done with what was there, as
     /// in "kept". Empty when all is well.

@@ -21,10 +21,7 @@ public:
     }
 
     IWdbWriter& writer() override { return m_writer; }
-    SignalRecorder::Store store() const override
-    {
-        return SignalRecorder::Store::EventsWithoutTexts;
-    }
+    MakeSink sink() override { return makeEventSink(m_writer, Texts::Untold); }
     void setWaitHook(std::function<bool()> hook) override { m_writer.setWaitHook(std::move(hook)); }
     bool isOpen() const override { return m_writer.isOpen(); }
     bool isViewerPresent() const override { return m_writer.isViewerPresent(); }
@@ -40,7 +37,7 @@ class TransitionKernel : public LiveKernel
 {
 public:
     IWdbWriter& writer() override { return m_writer; }
-    SignalRecorder::Store store() const override { return SignalRecorder::Store::Transitions; }
+    MakeSink sink() override { return makeObjectSink(m_writer); }
     void setWaitHook(std::function<bool()> hook) override { m_writer.setWaitHook(std::move(hook)); }
     bool isOpen() const override { return m_writer.isOpen(); }
     bool isViewerPresent() const override { return m_writer.isViewerPresent(); }

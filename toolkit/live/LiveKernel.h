@@ -1,8 +1,8 @@
 #pragma once
 
-#include "import/SignalRecorder.h"
 #include "live/LiveChannel.h"
 #include "record/Store.h"
+#include "record/ValueSink.h"
 
 #include "IWdbWriter.h"
 
@@ -21,7 +21,8 @@ public:
     virtual ~LiveKernel() = default;
 
     virtual Tracewell::IWdbWriter& writer() = 0;
-    virtual SignalRecorder::Store store() const = 0;
+    /// For the recorder that feeds the writer.
+    virtual MakeSink sink() = 0;
     /// Asked about every 10 ms by who waits for room; false gives up what found none. Before the
     /// open.
     virtual void setWaitHook(std::function<bool()> hook) = 0;

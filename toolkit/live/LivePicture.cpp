@@ -79,7 +79,7 @@ std::string LivePicture::noteOnTexts() const
 {
     std::vector<std::string> strings;
     for (const Signal& signal : m_values->signals()) {
-        if (signal.form == Signal::Form::String) {
+        if (signal.valueKind->isText()) {
             strings.push_back(signal.label);
         }
     }

@@ -1,7 +1,7 @@
 #include "live/ViewerWatch.h"
 
-#include "import/SignalRecorder.h"
 #include "live/LiveKernel.h"
+#include "record/ValueRecorder.h"
 #include "text/Failure.h"
 
 #include <fmt/format.h>

@@ -9,7 +9,7 @@
 namespace tracewell {
 
 class LiveKernel;
-class SignalRecorder;
+class ValueRecorder;
 
 /// What a simulation does when its viewer has gone.
 enum class OnViewerExit { Wait, Drop, Stop };
@@ -29,7 +29,7 @@ public:
     /// while.
     void waitForFirst(const std::function<void()>& sayWaiting);
     /// What is traced from now on.
-    void setRecorder(SignalRecorder* recorder) { m_recorder = recorder; }
+    void setRecorder(ValueRecorder* recorder) { m_recorder = recorder; }
     /// To be called between two changes, many times a second.
     /// \throws Failure when the replay is to end: an interrupt, or a viewer that has gone.
     void check();
@@ -53,7 +53,7 @@ private:
     OnViewerExit m_onExit;
     std::function<void(const std::string&)> m_say;
     std::function<std::string()> m_timeText;
-    SignalRecorder* m_recorder = nullptr;
+    ValueRecorder* m_recorder = nullptr;
     bool m_isGone = false;
     /// The channel was emptied for the next viewer.
     bool m_isEmptied = false;

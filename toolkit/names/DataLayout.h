@@ -2,6 +2,7 @@
 
 #include "names/Declarations.h"
 #include "values/Letters.h"
+#include "values/TextReference.h"
 
 #include <cstdint>
 #include <vector>
@@ -11,13 +12,7 @@ namespace tracewell {
 // How values lie in the data memory of a recording made by this program. All words are
 // little-endian.
 //
-//   Scalar  1 byte: the letter's code, see kLetters.
-//   Vector  8 bytes for every 32 bits, bit 0 first: a u32 a-word, a u32 b-word. a + 2 b of a bit is
-//           0, 1, 2 (z) or 3 (x).
-//   Real    8 bytes: the double as it is.
-//   String  8 bytes: a TextReference of kind 's'.
-//   Event   2 bytes: a count that goes up by one with each firing, modulo 256, then the code of the
-//           letter that came with it. Each firing is stored, also those of one time.
+// Each kind of value (see ValueKinds.h) has a plain form there.
 //
 // The memory starts with the vectors, reals and strings, in the order in which their codes are
 // declared first; then come the events, then the scalars, each in that order too. Behind them, at
@@ -25,18 +20,6 @@ namespace tracewell {
 // override, a TextReference that is all zero while the object's plain value tells all. A value that
 // the plain form cannot hold is kept there as the text of its value change; the plain form then
 // holds the nearest four-state value, or what it held before if there is none.
-
-/// A text in the string map. Texts over 1,010 bytes are cut into pieces with consecutive ids.
-struct TextReference
-{
-    std::uint32_t firstId = 0;
-    std::uint16_t pieces = 0;
-    /// The letter in front of the text in a value change: b (letters of a vector, first the
-    /// leftmost), r, s or p. 0 when there is no text.
-    std::uint8_t kind = 0;
-    std::uint8_t reserved = 0;
-};
-static_assert(sizeof(TextReference) == 8);
 
 constexpr long long kOverrideAlignment = 4096;
 /// The largest data memory that is imported or exported.
@@ -50,7 +33,10 @@ public:
 
     long long addressOf(std::size_t object) const { return m_addresses[object]; }
     /// Bytes of the plain value.
-    static long long sizeOf(const Object& object);
+    static long long sizeOf(const Object& object)
+    {
+        return static_cast<long long>(object.kind->sizeOf(object.width));
+    }
     long long overrideOf(std::size_t object) const
     {
         return m_overrideStart + 8 * static_cast<long long>(object);

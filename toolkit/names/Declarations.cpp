@@ -27,18 +27,4 @@ std::string Declarations::fullName(std::size_t variable) const
     return path.empty() ? v.name + v.range.str() : path + "." + v.name + v.range.str();
 }
 
-ObjectClass classify(const std::string& kind, unsigned int width)
-{
-    if (kind == "real" || kind == "realtime" || kind == "real_parameter" || kind == "shortreal") {
-        return ObjectClass::Real;
-    }
-    if (kind == "string") {
-        return ObjectClass::String;
-    }
-    if (kind == "event") {
-        return ObjectClass::Event;
-    }
-    return width > 1 ? ObjectClass::Vector : ObjectClass::Scalar;
-}
-
 } // namespace tracewell

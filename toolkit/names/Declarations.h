@@ -1,5 +1,7 @@
 #pragma once
 
+#include "values/ValueKinds.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -15,15 +17,6 @@ struct Timescale
     int exponent = -9;
     /// False when the table states none; 1 ns then stands in for it.
     bool stated = false;
-};
-
-/// How an object's value lies in the data memory.
-enum class ObjectClass {
-    Scalar, ///< one letter of nine: one byte
-    Vector, ///< several letters: groups of 32 bits, an a-word and a b-word each
-    Real,   ///< a double: eight bytes
-    String, ///< a text: a reference to the string map, eight bytes
-    Event   ///< a count of firings and a letter: two bytes
 };
 
 /// A text that many variables have in common, so that a table of a million of them keeps it once.
@@ -47,7 +40,7 @@ private:
 struct Object
 {
     std::string code;
-    ObjectClass objectClass = ObjectClass::Scalar;
+    const ValueKind* kind = &kScalar;
     /// Bits; that of the widest variable on this code.
     unsigned int width = 1;
 };
@@ -114,8 +107,5 @@ struct Declarations
     std::string fullName(std::size_t variable) const;
     std::string scopePath(std::size_t scope) const;
 };
-
-/// The class that a declaration's keyword and width ask for.
-ObjectClass classify(const std::string& kind, unsigned int width);
 
 } // namespace tracewell

@@ -73,10 +73,10 @@ void DeclarationsBuilder::closeScope()
 
 std::uint32_t DeclarationsBuilder::addVariable(std::string_view kind, std::string_view name,
                                                std::string_view range, unsigned int width,
-                                               ObjectClass objectClass)
+                                               const ValueKind& valueKind)
 {
     const auto object = static_cast<std::uint32_t>(m_table.objects.size());
-    m_table.objects.push_back({identifierCode(object), objectClass, std::max(width, 1u)});
+    m_table.objects.push_back({identifierCode(object), &valueKind, std::max(width, 1u)});
     addAlias(kind, name, range, width, object);
     return object;
 }

@@ -19,7 +19,7 @@ public:
     /// Declares a variable with a value of its own in the scope at hand, and answers its object.
     /// `range` is "[7:0]" or empty. Blanks in names, which no name table can hold, become "_".
     std::uint32_t addVariable(std::string_view kind, std::string_view name, std::string_view range,
-                              unsigned int width, ObjectClass objectClass);
+                              unsigned int width, const ValueKind& valueKind);
     /// Another name for an object that there is.
     void addAlias(std::string_view kind, std::string_view name, std::string_view range,
                   unsigned int width, std::uint32_t object);

@@ -2,21 +2,6 @@
 
 namespace tracewell {
 
-std::uint32_t TransitionLayout::countOf(const Object& object)
-{
-    switch (object.objectClass) {
-    case ObjectClass::Vector:
-        return object.width;
-    case ObjectClass::Scalar:
-    case ObjectClass::Real:
-    case ObjectClass::Event:
-        return 1;
-    case ObjectClass::String:
-        break;
-    }
-    return 0;
-}
-
 TransitionLayout::TransitionLayout(const Declarations& declarations)
     : m_ids(declarations.objects.size(), 0)
 {

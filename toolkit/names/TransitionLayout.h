@@ -49,7 +49,10 @@ public:
     /// The number of the object's first transition object; 0 for one that has none.
     std::uint32_t idOf(std::size_t object) const { return m_ids[object]; }
     /// How many follow each other from there, without the nine-state ones.
-    static std::uint32_t countOf(const Object& object);
+    static std::uint32_t countOf(const Object& object)
+    {
+        return object.kind->objectsOf(object.width);
+    }
     /// From a bit's number to that of its nine-state object.
     std::uint32_t nineStateOffset() const { return m_nineStateOffset; }
     /// Nine-state objects included. Above kMostTransitionObjects the numbers mean nothing.

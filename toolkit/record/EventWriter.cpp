@@ -46,7 +46,7 @@ public:
     ~EventWriter() override { m_writer.close(); }
 
     IWdbWriter& writer() override { return m_writer; }
-    ValueRecorder::Store store() const override { return ValueRecorder::Store::Events; }
+    MakeSink sink() override { return makeEventSink(m_writer); }
 
     void open(const std::string& output, const SnapshotDirectory& directory,
               const DataLayout& layout, unsigned long long inputSize) override

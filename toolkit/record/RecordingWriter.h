@@ -1,6 +1,6 @@
 #pragma once
 
-#include "record/ValueRecorder.h"
+#include "record/ValueSink.h"
 
 #include <memory>
 #include <string>
@@ -21,7 +21,8 @@ public:
     virtual ~RecordingWriter() = default;
 
     virtual Tracewell::IWdbWriter& writer() = 0;
-    virtual ValueRecorder::Store store() const = 0;
+    /// For the recorder that feeds the writer.
+    virtual MakeSink sink() = 0;
     /// Opens the output; the names lie in `directory`, which may be removed afterwards.
     /// `inputSize` is 0 where it is not known.
     /// \throws Failure, Qsim::OpenException

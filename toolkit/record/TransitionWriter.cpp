@@ -26,7 +26,7 @@ public:
     ~TransitionWriter() override;
 
     IWdbWriter& writer() override { return m_writer; }
-    ValueRecorder::Store store() const override { return ValueRecorder::Store::Transitions; }
+    MakeSink sink() override { return makeObjectSink(m_writer); }
     void open(const std::string& output, const SnapshotDirectory& directory, const DataLayout&,
               unsigned long long) override;
     void check() const override;

@@ -3,66 +3,22 @@
 #include "values/VcdValues.h"
 
 #include <algorithm>
-#include <limits>
-#include <utility>
 
 namespace tracewell {
 
-namespace {
-
-/// The kind of a four-state bit in the vector trace function.
-constexpr unsigned int kVectorKind = 5;
-constexpr int kEventBytes = 2;
-
-void fillUnknown(ObjectClass objectClass, unsigned int width, unsigned char* value)
-{
-    switch (objectClass) {
-    case ObjectClass::Scalar:
-        *value = kLetterX;
-        break;
-    case ObjectClass::Vector:
-        toGroups("x", width, value);
-        break;
-    case ObjectClass::Real: {
-        const double none = std::numeric_limits<double>::quiet_NaN();
-        std::memcpy(value, &none, sizeof none);
-        break;
-    }
-    case ObjectClass::String: {
-        const TextReference none;
-        std::memcpy(value, &none, sizeof none);
-        break;
-    }
-    case ObjectClass::Event:
-        break;
-    }
-}
-
-void traceNothing(long long, unsigned int, unsigned int, unsigned char*, unsigned char*) {}
-
-void traceNoBits(long long, unsigned int, unsigned int, unsigned char*, unsigned char*,
-                 unsigned int, unsigned int)
-{}
-
-} // namespace
-
 ValueRecorder::ValueRecorder(const Declarations& declarations, const DataLayout& layout,
-                             Tracewell::IWdbWriter& writer, Store store)
-    : m_layout(layout), m_writer(writer), m_texts(writer), m_keepsTexts(store == Store::Events),
-      m_trace(writer.getTraceVhdlFunc()), m_traceVector(writer.getTraceVlogFunc()),
-      m_memory(layout.totalSize())
+                             Tracewell::IWdbWriter& writer, const MakeSink& makeSink)
+    : m_layout(layout), m_writer(writer), m_memory(layout.totalSize()),
+      m_sink(makeSink(declarations, layout, m_memory)), m_trace(m_sink->byteTrace())
 {
-    if (store == Store::Transitions) {
-        m_objects = std::make_unique<ObjectTracer>(declarations, writer);
-    }
     m_states.reserve(declarations.objects.size());
     std::size_t largest = sizeof(double);
     for (std::size_t i = 0; i < declarations.objects.size(); ++i) {
         const Object& object = declarations.objects[i];
-        m_states.push_back({layout.addressOf(i), object.width, object.objectClass});
+        m_states.push_back({object.kind, layout.addressOf(i), object.width});
         largest = std::max(largest, static_cast<std::size_t>(DataLayout::sizeOf(object)));
     }
-    m_groups.resize(largest);
+    m_scratch.resize(largest);
     writer.setBaseDPOffset(reinterpret_cast<long long>(m_memory.at(0)));
     writer.setAddressSize(layout.totalSize());
 }
@@ -70,35 +26,21 @@ ValueRecorder::ValueRecorder(const Declarations& declarations, const DataLayout&
 void ValueRecorder::setMuted(bool muted)
 {
     m_isMuted = muted;
-    m_trace = muted ? &traceNothing : m_writer.getTraceVhdlFunc();
-    m_traceVector = muted ? &traceNoBits : m_writer.getTraceVlogFunc();
-    if (m_objects) {
-        m_objects->setMuted(muted);
-    }
+    m_sink->setMuted(muted);
+    m_trace = m_sink->byteTrace();
 }
 
 void ValueRecorder::detach()
 {
     setMuted(true);
-    m_isDetached = true;
+    m_sink->detach();
 }
 
 void ValueRecorder::restate()
 {
     for (const State& state : m_states) {
-        if (!state.hasValue) {
-            continue;
-        }
-        unsigned char* const place = m_memory.at(state.address);
-        if (m_objects) {
-            m_objects->restate(objectOf(state), m_time, place);
-            continue;
-        }
-        if (state.objectClass != ObjectClass::Event) {
-            tracePlain(state, place);
-        }
-        if (state.wasOverridden) {
-            traceOverride(state, m_memory.at(m_layout.overrideOf(objectOf(state))));
+        if (state.hasValue) {
+            m_sink->restate(m_time, objectOf(state), state, m_memory.at(state.address));
         }
     }
     m_writer.markCurrentTime(m_time);
@@ -106,11 +48,9 @@ void ValueRecorder::restate()
 
 void ValueRecorder::countAnew()
 {
-    if (m_objects) {
-        m_objects->countAnew();
-    }
+    m_sink->countAnew();
     for (const State& state : m_states) {
-        if (state.objectClass == ObjectClass::Event) {
+        if (state.kind->fires()) {
             *m_memory.at(state.address) = 0;
         }
     }
@@ -119,78 +59,30 @@ void ValueRecorder::countAnew()
 void ValueRecorder::forgetAll()
 {
     for (const State& state : m_states) {
-        if (state.hasValue && state.objectClass != ObjectClass::Event) {
-            forget(state);
+        if (state.hasValue && !state.kind->fires()) {
+            state.kind->setUnknown(m_scratch.data(), state.width);
+            m_sink->forget(m_time, objectOf(state), state, m_memory.at(state.address),
+                           m_scratch.data());
         }
     }
     m_writer.markCurrentTime(m_time);
-}
-
-void ValueRecorder::forget(const State& state)
-{
-    unsigned char* const unknown = m_groups.data();
-    fillUnknown(state.objectClass, state.width, unknown);
-    if (m_objects) {
-        m_objects->forget(objectOf(state), m_time, m_memory.at(state.address), unknown);
-        return;
-    }
-    tracePlain(state, unknown);
-    if (state.isOverridden) {
-        unsigned char none[sizeof(TextReference)] = {};
-        traceOverride(state, none);
-    }
-}
-
-/// Traces a value that may be another one than the object has.
-void ValueRecorder::tracePlain(const State& state, unsigned char* value)
-{
-    const long long bytes = DataLayout::sizeOf({{}, state.objectClass, state.width});
-    m_trace(m_time, 0, static_cast<unsigned int>(bytes), m_memory.at(state.address), value);
-}
-
-void ValueRecorder::traceOverride(const State& state, unsigned char* reference)
-{
-    m_trace(m_time, 0, sizeof(TextReference), m_memory.at(m_layout.overrideOf(objectOf(state))),
-            reference);
 }
 
 void ValueRecorder::beginFile(bool isKnown)
 {
-    m_texts.beginFile();
+    m_sink->beginFile();
     countAnew();
-    for (State& state : m_states) {
-        unsigned char* const place = m_memory.at(state.address);
+    for (const State& state : m_states) {
         setMuted(false);
-        if (state.hasValue && state.objectClass != ObjectClass::Event &&
-            state.objectClass != ObjectClass::String) {
-            if (!isKnown) {
-                fillUnknown(state.objectClass, state.width, m_groups.data());
-            }
-            tracePlain(state, isKnown ? place : m_groups.data());
+        if (state.hasValue && !state.kind->fires() && !state.kind->isText()) {
+            state.kind->setUnknown(m_scratch.data(), state.width);
+            m_sink->retell(m_time, state, isKnown ? m_memory.at(state.address) : m_scratch.data());
         }
         // Of texts the file must know what the memory refers to.
         setMuted(!isKnown);
-        if (state.objectClass == ObjectClass::String) {
-            retell(state.address);
-        }
-        if (state.isOverridden) {
-            retell(m_layout.overrideOf(objectOf(state)));
-        }
+        m_sink->retellTexts(m_time, objectOf(state), state);
     }
     m_writer.markCurrentTime(m_time);
-}
-
-/// Traces the reference to a text as the file at hand has it.
-void ValueRecorder::retell(long long address)
-{
-    const auto present = m_presentTexts.find(address);
-    if (present == m_presentTexts.end()) {
-        return;
-    }
-    const TextReference reference = put(present->second.kind, present->second.text);
-    unsigned char bytes[sizeof reference];
-    std::memcpy(bytes, &reference, sizeof reference);
-    trace(address, bytes, sizeof bytes);
 }
 
 unsigned long long ValueRecorder::trafficOfAll() const
@@ -202,7 +94,7 @@ unsigned long long ValueRecorder::trafficOfAll() const
 void ValueRecorder::setTime(long long time)
 {
     if (!m_hasTime) {
-        m_firstTime = m_changes != 0 ? 0 : time;
+        m_firstTime = changes() != 0 ? 0 : time;
         m_hasTime = true;
     }
     m_time = time;
@@ -211,115 +103,111 @@ void ValueRecorder::setTime(long long time)
     }
 }
 
+bool ValueRecorder::store(std::uint32_t object, ChangeForm form, std::string_view text)
+{
+    State& state = m_states[object];
+    if (state.kind->isText() && form == ChangeForm::Text) {
+        storeString(object, text);
+        return true;
+    }
+    unsigned char* const value = m_scratch.data();
+    const Fit fit = state.kind->parse(form, text, state.width, value, m_beside);
+    if (fit == Fit::Invalid) {
+        return false;
+    }
+    if (fit == Fit::Beside) {
+        storeBeside(object, form, m_beside);
+    } else if (state.kind->fires()) {
+        fire(object, value[1]);
+    } else if (fit == Fit::Exact) {
+        storeExact(object, value);
+    } else {
+        storePlain(object, value);
+    }
+    if (fit == Fit::Nearest) {
+        storeText(object, form, m_beside);
+    }
+    return true;
+}
+
+void ValueRecorder::storeLetter(std::uint32_t object, std::uint8_t code)
+{
+    const ValueKind& kind = *m_states[object].kind;
+    if (kind.isLetter()) {
+        storeScalar(object, code);
+    } else if (kind.fires()) {
+        fire(object, code);
+    } else {
+        store(object, ChangeForm::Letters, std::string_view(&kLetters[code], 1));
+    }
+}
+
 void ValueRecorder::fire(std::uint32_t object, std::uint8_t code)
 {
     if (m_isMuted) {
         return;
     }
-    if (m_objects) {
-        noteRefusal(m_objects->traceFiring(object, m_time, code));
-        m_states[object].hasValue = true;
-        ++m_changes;
-        return;
+    State& state = m_states[object];
+    m_sink->fire(m_time, object, state, m_memory.at(state.address), code);
+    state.hasValue = true;
+    ++m_changes;
+    m_valueBytes += state.kind->sizeOf(state.width);
+    if (state.isOverridden) {
+        m_sink->endText(m_time, object, state);
     }
-    const unsigned char before = *m_memory.at(m_states[object].address);
-    m_groups[0] = static_cast<unsigned char>(before + 1);
-    m_groups[1] = code;
-    storeExact(object, m_groups.data());
 }
 
 void ValueRecorder::storeExact(std::uint32_t object, const unsigned char* value)
 {
+    storePlain(object, value);
     State& state = m_states[object];
-    storePlain(state, value);
     if (state.isOverridden) {
-        endText(object);
+        m_sink->endText(m_time, object, state);
     }
 }
 
-void ValueRecorder::storePlain(State& state, const unsigned char* value)
+/// Hands on the eights of bytes from the first to the last that changes.
+void ValueRecorder::storePlain(std::uint32_t object, const unsigned char* value)
 {
-    unsigned char* place = m_memory.at(state.address);
-    switch (state.objectClass) {
-    case ObjectClass::Scalar:
-        if (state.hasValue && *place == *value) {
+    constexpr std::size_t kStep = 8;
+    State& state = m_states[object];
+    unsigned char* const place = m_memory.at(state.address);
+    std::size_t first = 0;
+    std::size_t end = state.kind->sizeOf(state.width);
+    if (state.hasValue) {
+        if (std::memcmp(place, value, end) == 0) {
             return;
         }
-        if (m_objects) {
-            m_objects->traceScalar(objectOf(state), m_time, state.hasValue ? place : nullptr,
-                                   *value);
-            keep(place, value, 1);
-        } else {
-            trace(state.address, value, 1);
+        if (end > kStep) {
+            while (std::memcmp(place + first, value + first, kStep) == 0) {
+                first += kStep;
+            }
+            while (std::memcmp(place + end - kStep, value + end - kStep, kStep) == 0) {
+                end -= kStep;
+            }
         }
-        break;
-    case ObjectClass::Vector:
-        storeVector(state, value, groupBytes(state.width));
-        break;
-    case ObjectClass::Event:
-        trace(state.address, value, kEventBytes);
-        break;
-    case ObjectClass::Real:
-    case ObjectClass::String:
-        if (state.hasValue && std::memcmp(place, value, 8) == 0) {
-            return;
-        }
-        if (m_objects && state.objectClass == ObjectClass::Real) {
-            m_objects->traceReal(objectOf(state), m_time, value);
-            keep(place, value, 8);
-        } else if (!m_objects) {
-            trace(state.address, value, 8);
-        }
-        break;
+    }
+    auto* const changed = const_cast<unsigned char*>(value);
+    if (m_sink->change(m_time, {object, state, place, changed, first, end})) {
+        std::memcpy(place + first, value + first, end - first);
+        ++m_changes;
+        m_valueBytes += end - first;
     }
     state.hasValue = true;
-}
-
-/// Traces the groups from the first to the last that changes.
-void ValueRecorder::storeVector(const State& state, const unsigned char* value, std::size_t bytes)
-{
-    unsigned char* place = m_memory.at(state.address);
-    std::size_t first = 0;
-    std::size_t end = bytes;
-    if (state.hasValue) {
-        while (first < end && std::memcmp(place + first, value + first, 8) == 0) {
-            first += 8;
-        }
-        if (first == end) {
-            return;
-        }
-        while (std::memcmp(place + end - 8, value + end - 8, 8) == 0) {
-            end -= 8;
-        }
-    }
-    if (!m_objects && first == 0 && end == bytes) {
-        trace(state.address, value, bytes);
-        return;
-    }
-    const auto firstBit = static_cast<unsigned int>(4 * first);
-    const auto endBit = std::min(state.width, static_cast<unsigned int>(4 * end));
-    auto* const changed = const_cast<unsigned char*>(value + first);
-    if (m_objects) {
-        m_objects->traceVector(objectOf(state), m_time, state.hasValue ? place : nullptr, changed,
-                               firstBit, endBit);
-    } else {
-        m_traceVector(m_time, 0, kVectorKind, place, changed, firstBit, endBit);
-    }
-    keep(place + first, changed, end - first);
 }
 
 void ValueRecorder::changeSlowly(std::uint32_t object, const std::uint32_t* words)
 {
     const State& state = m_states[object];
-    if (state.objectClass == ObjectClass::Scalar) {
+    if (state.kind->isLetter()) {
         storeScalar(object, static_cast<std::uint8_t>(words[0] & 1));
         return;
     }
     for (unsigned int word = 0; 32 * word < state.width; ++word) {
         const std::uint32_t group[] = {words[word], 0};
-        std::memcpy(m_groups.data() + sizeof group * word, group, sizeof group);
+        std::memcpy(m_scratch.data() + sizeof group * word, group, sizeof group);
     }
-    storeExact(object, m_groups.data());
+    storeExact(object, m_scratch.data());
 }
 
 /// Groups of their own for a word or two, one range for more.
@@ -327,7 +215,7 @@ void ValueRecorder::changeWords(std::uint32_t object, const std::uint32_t* words
 {
     constexpr unsigned int kMostSingleWords = 2;
     const State& state = m_states[object];
-    if (m_objects || !state.hasValue) {
+    if (m_trace == nullptr || !state.hasValue) {
         changeSlowly(object, words);
         return;
     }
@@ -348,156 +236,37 @@ void ValueRecorder::changeWords(std::uint32_t object, const std::uint32_t* words
     }
 }
 
-void ValueRecorder::storeBeside(std::uint32_t object, char kind, std::string_view text)
+void ValueRecorder::storeBeside(std::uint32_t object, ChangeForm form, std::string_view text)
 {
-    State& state = m_states[object];
-    if (state.objectClass == ObjectClass::Event) {
+    const State& state = m_states[object];
+    if (state.kind->fires()) {
         fire(object, kLetterX);
     } else if (!state.hasValue) {
-        fillUnknown(state.objectClass, state.width, m_groups.data());
-        storePlain(state, m_groups.data());
+        state.kind->setUnknown(m_scratch.data(), state.width);
+        storePlain(object, m_scratch.data());
     }
-    storeText(object, kind, text);
-}
-
-void ValueRecorder::storeText(std::uint32_t object, char kind, std::string_view text)
-{
-    if (!m_objects) {
-        storeOverride(object, refer(m_layout.overrideOf(object), kind, text));
-        return;
-    }
-    noteRefusal(m_objects->traceText(object, m_time, kind, text));
-    m_states[object].isOverridden = true;
-}
-
-void ValueRecorder::endText(std::uint32_t object)
-{
-    if (!m_objects) {
-        m_presentTexts.erase(m_layout.overrideOf(object));
-        storeOverride(object, TextReference());
-        return;
-    }
-    m_objects->endText(object, m_time);
-    m_states[object].isOverridden = false;
-}
-
-void ValueRecorder::forgetString(std::uint32_t object)
-{
-    State& state = m_states[object];
-    if (!m_objects && state.hasValue && state.objectClass == ObjectClass::String) {
-        m_presentTexts.erase(state.address);
-        const unsigned char none[sizeof(TextReference)] = {};
-        storePlain(state, none);
-    }
-}
-
-void ValueRecorder::storeOverride(std::uint32_t object, const TextReference& reference)
-{
-    if (!m_keepsTexts) {
-        return;
-    }
-    const long long address = m_layout.overrideOf(object);
-    unsigned char bytes[sizeof reference];
-    std::memcpy(bytes, &reference, sizeof reference);
-    if (std::memcmp(m_memory.at(address), bytes, sizeof bytes) != 0) {
-        trace(address, bytes, sizeof bytes);
-    }
-    State& state = m_states[object];
-    state.isOverridden = reference.kind != 0;
-    state.wasOverridden = state.wasOverridden || state.isOverridden;
-}
-
-void ValueRecorder::trace(long long address, const unsigned char* value, std::size_t bytes)
-{
-    unsigned char* place = m_memory.at(address);
-    m_trace(m_time, 0, static_cast<unsigned int>(bytes), place, const_cast<unsigned char*>(value));
-    keep(place, value, bytes);
-}
-
-void ValueRecorder::keep(unsigned char* place, const unsigned char* value, std::size_t bytes)
-{
-    std::memcpy(place, value, bytes);
-    ++m_changes;
-    m_valueBytes += bytes;
-}
-
-/// The reference to a text for its place in the memory.
-TextReference ValueRecorder::refer(long long address, char kind, std::string_view text)
-{
-    if (m_isDetached) {
-        return {};
-    }
-    if (!m_remembersTexts) {
-        return put(kind, text);
-    }
-    Text& present = m_presentTexts[address];
-    if (present.kind == kind && present.text == text) {
-        TextReference reference;
-        std::memcpy(&reference, m_memory.at(address), sizeof reference);
-        return reference;
-    }
-    present.kind = kind;
-    present.text = text;
-    m_valueBytes += text.size();
-    return put(kind, text);
-}
-
-TextReference ValueRecorder::put(char kind, std::string_view text)
-{
-    TextReference reference;
-    if (!m_texts.refer(kind, text, reference) && !m_areTextsRefused) {
-        m_areTextsRefused = true;
-        noteRefusal("the recording can take no more texts; leave variables with long texts out");
-    }
-    return reference;
+    storeText(object, form, text);
 }
 
 void ValueRecorder::storeString(std::uint32_t object, std::string_view text)
 {
-    if (m_objects) {
-        storeText(object, 's', text);
-        return;
+    TextReference reference;
+    if (m_sink->refer(m_time, object, m_states[object], text, reference)) {
+        unsigned char bytes[sizeof reference];
+        std::memcpy(bytes, &reference, sizeof reference);
+        storeExact(object, bytes);
     }
-    const TextReference reference = refer(m_states[object].address, 's', text);
-    unsigned char bytes[sizeof reference];
-    std::memcpy(bytes, &reference, sizeof reference);
-    storeExact(object, bytes);
 }
 
-bool ValueRecorder::storeLetters(std::uint32_t object, std::string_view letters)
+void ValueRecorder::forgetText(std::uint32_t object)
 {
     State& state = m_states[object];
-    if (state.objectClass == ObjectClass::Scalar) {
-        const std::uint8_t code = letters.size() == 1 ? letterCode(letters[0]) : kNoLetter;
-        if (code != kNoLetter) {
-            storeExact(object, &code);
-        }
-        return code != kNoLetter;
+    if (state.isOverridden) {
+        m_sink->endText(m_time, object, state);
+    } else if (state.hasValue && state.kind->isText() && m_sink->forgetString(state)) {
+        const unsigned char none[sizeof(TextReference)] = {};
+        storePlain(object, none);
     }
-    switch (toGroups(letters, state.width, m_groups.data())) {
-    case VectorForm::Exact:
-        storeExact(object, m_groups.data());
-        return true;
-    case VectorForm::Nearest:
-        storePlain(state, m_groups.data());
-        storeText(object, 'b', canonicalLetters(letters, state.width));
-        return true;
-    case VectorForm::Invalid:
-        break;
-    }
-    return false;
-}
-
-void ValueRecorder::noteRefusal(const std::string& refusal)
-{
-    if (!refusal.empty()) {
-        m_refusal += m_refusal.empty() ? refusal : "; " + refusal;
-    }
-}
-
-std::string ValueRecorder::takeRefusal()
-{
-    return std::exchange(m_refusal, {});
 }
 
 } // namespace tracewell

@@ -1,7 +1,5 @@
 #include "values/VcdValues.h"
 
-#include "values/Letters.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -90,21 +88,7 @@ bool excessIsExtension(std::string_view letters, unsigned int width)
                        [&](char letter) { return letterCode(letter) == fill; });
 }
 
-bool areLetters(std::string_view text)
-{
-    return std::all_of(text.begin(), text.end(),
-                       [](char letter) { return letterCode(letter) != kNoLetter; });
-}
-
-} // namespace
-
-const std::array<std::uint8_t, 256> kLetterCodes = makeLetterCodes();
-
-std::uint8_t nearestFourState(std::uint8_t code)
-{
-    return kNearest[code];
-}
-
+/// The four-state code of a state of a port.
 std::uint8_t portState(char state)
 {
     switch (state) {
@@ -128,6 +112,46 @@ std::uint8_t portState(char state)
     default:
         return kLetterX;
     }
+}
+
+} // namespace
+
+const std::array<std::uint8_t, 256> kLetterCodes = makeLetterCodes();
+
+std::uint8_t nearestFourState(std::uint8_t code)
+{
+    return kNearest[code];
+}
+
+std::string portLetters(std::string_view text)
+{
+    std::string letters;
+    for (const char state : text.substr(0, text.find(' '))) {
+        letters += kLetters[portState(state)];
+    }
+    return letters;
+}
+
+char spelledLetter(char letter)
+{
+    switch (letter) {
+    case 'u':
+        return 'U';
+    case 'w':
+        return 'W';
+    case 'l':
+        return 'L';
+    case 'h':
+        return 'H';
+    default:
+        return letter;
+    }
+}
+
+bool areLetters(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(),
+                       [](char letter) { return letterCode(letter) != kNoLetter; });
 }
 
 VectorForm toGroups(std::string_view letters, unsigned int width, unsigned char* groups)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "values/Letters.h"
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -22,8 +24,19 @@ inline std::uint8_t letterCode(char letter)
 
 /// The four-state code nearest to a letter code: u and w and - are x, l is 0, h is 1.
 std::uint8_t nearestFourState(std::uint8_t code);
-/// The same for a state of a port in an extended VCD.
-std::uint8_t portState(char state);
+/// The letters of the states in front of a port's strengths in an extended VCD: "DDUU 66 00".
+std::string portLetters(std::string_view text);
+
+/// The letter with a code; x for what is no code.
+inline char letterOf(unsigned int code)
+{
+    return kLetters[code < kLetterCount ? code : kLetterX];
+}
+/// A letter as simulators write it: x and z small, those that only nine-state logic has in
+/// capitals.
+char spelledLetter(char letter);
+/// Whether all of a text are letters of a value.
+bool areLetters(std::string_view text);
 
 enum class VectorForm {
     Exact,   ///< the groups hold all that the letters say

@@ -45,7 +45,7 @@ IndexedState Lookup::find(const Signal& signal)
         findBytes(signal.overrideAddress, bytes);
         std::memcpy(&state.override, bytes.data(), bytes.size());
     }
-    if (signal.form == Signal::Form::Event) {
+    if (signal.valueKind->fires()) {
         state.firings = countFirings(signal);
     }
     std::sort(m_found.sources.begin(), m_found.sources.end(),

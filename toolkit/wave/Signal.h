@@ -20,9 +20,6 @@ enum class Curve { None, Steps, Line };
 /// was asked for by its address.
 struct Signal
 {
-    /// Object is one of a transition database, whatever it stands for.
-    enum class Form { Scalar, Vector, Real, String, Event, Bytes, Object };
-
     /// Full name, fit for output; "#2" and so on behind it where variables share a name.
     std::string label;
     /// The scopes' part of the label, with the "." behind it; empty for bytes.
@@ -31,7 +28,7 @@ struct Signal
     std::string kind;
     /// Of some bits of a vector: the label of the whole one. Empty otherwise.
     std::string whole;
-    Form form = Form::Bytes;
+    const ValueKind* valueKind = &kBytes;
     /// Bits.
     unsigned int width = 1;
     long long address = 0;
@@ -53,7 +50,7 @@ struct Signal
     std::uint32_t nineStateOffset = 0;
 
     /// One letter at a time: drawn as a level and not as a bus.
-    bool isDigital() const { return form == Form::Scalar || (form == Form::Vector && width == 1); }
+    bool isDigital() const { return valueKind->hasBits() && width == 1; }
     /// The bytes of the signal hold bits that are none of its own.
     bool sharesBytes() const { return wholeWidth > 0; }
 };
@@ -78,6 +75,8 @@ struct SignalState
     std::string letters;
     /// Of an event: how often it fired at this very time.
     unsigned int firings = 0;
+
+    ValueKind::Plain plainValue() const { return {plain.data(), plain.size(), firings, isReal}; }
 };
 
 } // namespace tracewell

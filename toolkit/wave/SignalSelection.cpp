@@ -21,23 +21,6 @@ namespace {
 /// Every byte of a run gets a tree of its own.
 constexpr long long kLongestRun = 65536;
 
-Signal::Form formOf(ObjectClass objectClass)
-{
-    switch (objectClass) {
-    case ObjectClass::Scalar:
-        return Signal::Form::Scalar;
-    case ObjectClass::Vector:
-        return Signal::Form::Vector;
-    case ObjectClass::Real:
-        return Signal::Form::Real;
-    case ObjectClass::String:
-        return Signal::Form::String;
-    case ObjectClass::Event:
-        break;
-    }
-    return Signal::Form::Event;
-}
-
 Signal makeSignal(const SignalNames& file, std::size_t index)
 {
     const Declarations& declarations = file.declarations();
@@ -49,15 +32,15 @@ Signal makeSignal(const SignalNames& file, std::size_t index)
     signal.scope = scope.empty() ? scope : scope + ".";
     signal.label = printable(declarations.fullName(index));
     signal.kind = printable(variable.kind.str());
-    signal.form = formOf(object.objectClass);
+    signal.valueKind = object.kind;
     signal.width = std::min(std::max(variable.width, 1u), object.width);
     signal.address = file.layout().addressOf(variable.object);
     // A variable that is narrower than the object it shares needs the object's first groups alone.
-    signal.size = DataLayout::sizeOf({{}, object.objectClass, signal.width});
+    signal.size = DataLayout::sizeOf({{}, object.kind, signal.width});
     signal.overrideAddress = file.layout().overrideOf(variable.object);
     if (file.places() == SignalNames::Places::Objects) {
         signal.firstId = file.transitionLayout().idOf(variable.object);
-        signal.idCount = TransitionLayout::countOf({{}, object.objectClass, signal.width});
+        signal.idCount = TransitionLayout::countOf({{}, object.kind, signal.width});
         signal.nineStateOffset = file.transitionLayout().nineStateOffset();
     }
     return signal;
@@ -114,7 +97,7 @@ Signal makeByteRun(const PlaceRun& run)
     signal.label = run.count == 1 ? fmt::format("@{}", run.first)
                                   : fmt::format("@{}:{}", run.first, run.count);
     signal.kind = "bytes";
-    signal.form = Signal::Form::Bytes;
+    signal.valueKind = &kBytes;
     signal.width = static_cast<unsigned int>(run.count) * 8;
     signal.address = run.first;
     signal.size = run.count;
@@ -126,7 +109,7 @@ Signal makeObject(long long id)
     Signal signal;
     signal.label = fmt::format("@{}", id);
     signal.kind = "object";
-    signal.form = Signal::Form::Object;
+    signal.valueKind = &kObject;
     signal.width = 64;
     signal.size = 8;
     signal.firstId = static_cast<std::uint32_t>(id);

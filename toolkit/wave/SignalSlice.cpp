@@ -66,7 +66,7 @@ std::optional<SliceArgument> parseSlice(std::string_view argument)
 Signal makeSlice(const SignalNames& file, const Signal& signal, const Variable& variable,
                  const std::string& plainLabel, const BitRange& bits)
 {
-    if (signal.form != Signal::Form::Vector) {
+    if (!signal.valueKind->hasBits() || signal.valueKind->isLetter()) {
         throw Failure(fmt::format("{}: {} is no vector; ask for it without bits behind it",
                                   file.path(), signal.label));
     }

@@ -26,8 +26,8 @@ constexpr std::uint32_t kMostBits = 1 << 20;
 
 TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& signal,
                                    const TimeWindow& window)
-    : MergedCursor(signal.form == Signal::Form::Event, window.from), m_database(database),
-      m_end(database.getDamageLog()), m_form(signal.form)
+    : MergedCursor(signal.valueKind->fires(), window.from), m_database(database),
+      m_end(database.getDamageLog()), m_kind(*signal.valueKind)
 {
     TimeWindow asked = window;
     asked.from = from();
@@ -42,12 +42,11 @@ TransitionCursor::TransitionCursor(Tracewell::DataBase& database, const Signal& 
     }
     m_held = std::clamp(kMostHeld / std::max<std::size_t>(signal.idCount, 1),
                         TransitionStream::kFewestHeld, TransitionStream::kMostHeld);
-    const bool hasBits = m_form == Signal::Form::Scalar || m_form == Signal::Form::Vector;
     for (std::uint32_t bit = 0; bit < signal.idCount; ++bit) {
         addColumn(signal.firstId + bit, bit, false, asked);
     }
     m_blankColumns = m_columns.size();
-    for (std::uint32_t bit = 0; hasBits && bit < signal.idCount; ++bit) {
+    for (std::uint32_t bit = 0; m_kind.hasBits() && bit < signal.idCount; ++bit) {
         const std::uint32_t id = signal.firstId + bit + signal.nineStateOffset;
         if (signal.nineStateOffset != 0 && areAllPresent(database, id, 1)) {
             m_nineStates.resize(signal.idCount, kNoNineState);
@@ -130,20 +129,15 @@ void TransitionCursor::show(Column& column)
         column.state.take(m_database.getCurrentTransition(column.id, column.state.time));
     }
     const unsigned long long bits = column.state.bits;
-    switch (m_form) {
-    case Signal::Form::Scalar:
-    case Signal::Form::Vector:
+    if (m_kind.hasBits()) {
         showBit(column);
-        break;
-    case Signal::Form::Event:
+    } else if (m_kind.fires()) {
         countFirings(static_cast<std::uint32_t>(bits) >> 8);
         m_state.plain[0] = static_cast<unsigned char>(bits >> 8);
         m_state.plain[1] = static_cast<unsigned char>(bits);
-        break;
-    default:
+    } else {
         std::memcpy(m_state.plain.data(), &bits, std::min(sizeof bits, m_state.plain.size()));
         m_state.isReal = column.state.isReal;
-        break;
     }
 }
 
@@ -157,7 +151,7 @@ void TransitionCursor::showBit(const Column& column)
         m_nineStateBits += state != kNoNineState ? 1u : 0u;
         return;
     }
-    if (m_form == Signal::Form::Scalar) {
+    if (m_kind.isLetter()) {
         m_state.plain[0] = code & kLetterMask;
         return;
     }

@@ -53,7 +53,7 @@ private:
 
     Tracewell::DataBase& m_database;
     const DamageEnd m_end;
-    Signal::Form m_form;
+    const ValueKind& m_kind;
     std::vector<Column> m_columns;
     /// Transitions that a column may hold.
     std::size_t m_held = TransitionStream::kMostHeld;

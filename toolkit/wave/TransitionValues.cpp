@@ -69,8 +69,7 @@ template <class Visit> void forEachObject(DataBase& database, const Signal& sign
     }
     for (std::uint32_t i = 0; i < signal.idCount; ++i) {
         visit(signal.firstId + i);
-        if (signal.nineStateOffset != 0 &&
-            (signal.form == Signal::Form::Scalar || signal.form == Signal::Form::Vector)) {
+        if (signal.nineStateOffset != 0 && signal.valueKind->hasBits()) {
             visit(signal.firstId + i + signal.nineStateOffset);
         }
     }

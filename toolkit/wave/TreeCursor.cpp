@@ -15,7 +15,7 @@ using Tracewell::WdbScalarBTree;
 
 TreeCursor::TreeCursor(const Signal& signal, const std::vector<WdbScalarBTree*>& trees,
                        const TimeWindow& window, long long latestTime)
-    : MergedCursor(signal.form == Signal::Form::Event, window.from),
+    : MergedCursor(signal.valueKind->fires(), window.from),
       m_plainColumns(static_cast<std::size_t>(signal.size)), m_to(window.to),
       m_columns(trees.size()), m_overrideBytes(trees.size() - m_plainColumns),
       m_blankColumns(m_plainColumns)

@@ -47,7 +47,7 @@ private:
 /// something was recorded.
 bool mayHaveOverride(EventWaveFile& file, const Signal& signal)
 {
-    return signal.overrideAddress >= 0 && signal.form != Signal::Form::Bytes &&
+    return signal.overrideAddress >= 0 && signal.valueKind != &kBytes &&
            !file.database()
                 .getEventBlockDatabaseIterator(std::vector<long long>{signal.overrideAddress})
                 .empty();

@@ -58,8 +58,7 @@ void ValueRows::take(std::size_t signal)
 {
     const SignalState& state = m_cursors[signal]->state();
     m_cells[signal] = {state.kind, m_valueText.format(m_values.signals()[signal], state)};
-    if (m_values.signals()[signal].form == Signal::Form::Event &&
-        state.kind == SignalState::Kind::Value) {
+    if (m_values.signals()[signal].valueKind->fires() && state.kind == SignalState::Kind::Value) {
         m_fired.push_back(signal);
     }
 }

@@ -31,18 +31,6 @@ template <class T> T readAs(const std::vector<unsigned char>& bytes, std::size_t
     return value;
 }
 
-std::string lettersOfVector(const std::vector<unsigned char>& plain, unsigned int width)
-{
-    std::string letters(width, kLetters[0]);
-    for (unsigned int bit = 0; bit < width; ++bit) {
-        const std::size_t group = 8 * static_cast<std::size_t>(bit / 32);
-        const unsigned int a = readAs<std::uint32_t>(plain, group) >> bit % 32 & 1;
-        const unsigned int b = readAs<std::uint32_t>(plain, group + 4) >> bit % 32 & 1;
-        letters[width - 1 - bit] = kLetters[a + 2 * b];
-    }
-    return letters;
-}
-
 /// The one letter of a digit's bits when they do not make a number.
 char mixedDigit(std::string_view bits)
 {
@@ -185,15 +173,6 @@ std::string formatAscii(std::string_view letters)
     return "\"" + text + "\"";
 }
 
-std::string formatBytes(const std::vector<unsigned char>& bytes)
-{
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        text += fmt::format("{:02x}", byte);
-    }
-    return text;
-}
-
 } // namespace
 
 std::string ValueText::format(const Signal& signal, const SignalState& state) const
@@ -212,35 +191,18 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
         const std::string text = textOf(state.override);
         return state.override.kind == 's' ? inQuotes(text) : printable(text);
     }
-    switch (signal.form) {
-    case Signal::Form::Real:
-        return fmt::format("{}", readAs<double>(state.plain, 0));
-    case Signal::Form::String: {
+    if (signal.valueKind->isText()) {
         const auto reference = readAs<TextReference>(state.plain, 0);
         const std::string text = textOf(reference);
         // A piece is never empty; this text is not in the file.
         return text.empty() && reference.pieces > 0 ? std::string("?") : inQuotes(text);
     }
-    case Signal::Form::Event:
-        return state.firings == 0   ? std::string()
-               : state.firings == 1 ? "!"
-                                    : fmt::format("!x{}", state.firings);
-    case Signal::Form::Object:
-        return state.isReal ? fmt::format("{}", readAs<double>(state.plain, 0))
-                            : fmt::format("{}", readAs<std::int64_t>(state.plain, 0));
-    case Signal::Form::Bytes:
-    case Signal::Form::Scalar:
-    case Signal::Form::Vector:
-        break;
-    }
-    return formatBytes(state.plain);
+    return signal.valueKind->show(state.plainValue());
 }
 
 std::string ValueText::letters(const Signal& signal, const SignalState& state) const
 {
-    const bool isScalar = signal.form == Signal::Form::Scalar;
-    if ((!isScalar && signal.form != Signal::Form::Vector) ||
-        state.kind != SignalState::Kind::Value) {
+    if (!signal.valueKind->hasBits() || state.kind != SignalState::Kind::Value) {
         return {};
     }
     if (!state.letters.empty()) {
@@ -256,11 +218,8 @@ std::string ValueText::letters(const Signal& signal, const SignalState& state) c
     if (state.override.kind != 0 || state.plain.empty()) {
         return {};
     }
-    if (isScalar) {
-        const unsigned int code = state.plain[0];
-        return std::string(1, code < kLetterCount ? kLetters[code] : 'x');
-    }
-    return lettersOfVector(state.plain, signal.bitsBefore + signal.width).substr(0, signal.width);
+    return signal.valueKind->letters(state.plainValue(), signal.bitsBefore + signal.width)
+        .substr(0, signal.width);
 }
 
 std::optional<double> ValueText::number(const Signal& signal, const SignalState& state) const
@@ -281,13 +240,7 @@ std::optional<double> ValueText::number(const Signal& signal, const SignalState&
     if (!bits.empty() || state.override.kind != 0) {
         return std::nullopt;
     }
-    if (signal.form == Signal::Form::Real ||
-        (signal.form == Signal::Form::Object && state.isReal)) {
-        return readAs<double>(state.plain, 0);
-    }
-    return signal.form == Signal::Form::Object
-               ? std::optional(static_cast<double>(readAs<std::int64_t>(state.plain, 0)))
-               : std::nullopt;
+    return signal.valueKind->number(state.plainValue());
 }
 
 std::string ValueText::widen(std::string letters, unsigned int width)

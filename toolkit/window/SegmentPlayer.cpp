@@ -23,12 +23,13 @@ constexpr long long kEventBytes = 2;
 } // namespace
 
 SegmentPlayer::SegmentPlayer(const Declarations& declarations, const DataLayout& layout,
-                             Tracewell::IWdbWriter& writer, Store store, long long from)
-    : ValueRecorder(declarations, layout, writer, store), m_declared(declarations.objects),
+                             Tracewell::IWdbWriter& writer, const MakeSink& makeSink,
+                             long long from)
+    : m_values(declarations, layout, writer, makeSink), m_declared(declarations.objects),
       m_addresses(layout), m_places(layout, declarations.objects.size()), m_from(from)
 {
-    rememberTexts();
-    setMuted(true);
+    m_values.rememberTexts();
+    m_values.setMuted(true);
 }
 
 void SegmentPlayer::play(const std::string& path)
@@ -45,9 +46,9 @@ void SegmentPlayer::play(const std::string& path)
         if (!m_hasBegun && event->getTime() > m_from) {
             begin(texts);
         }
-        if (m_hasBegun && event->getTime() != time()) {
+        if (m_hasBegun && event->getTime() != m_values.time()) {
             noteRefusal();
-            setTime(event->getTime());
+            m_values.setTime(event->getTime());
         }
         take(*event, texts);
     }
@@ -61,16 +62,16 @@ void SegmentPlayer::play(const std::string& path)
 void SegmentPlayer::begin(TextLookup& texts)
 {
     m_hasBegun = true;
-    setMuted(false);
-    setTime(m_from);
-    restate();
+    m_values.setMuted(false);
+    m_values.setTime(m_from);
+    m_values.restate();
     for (const auto& [object, reference] : m_textsAtStart) {
         tell(object, reference, texts);
         noteRefusal();
     }
     m_textsAtStart = {};
     for (const auto& [object, code] : m_firingsAtStart) {
-        fire(object, code);
+        m_values.fire(object, code);
         noteRefusal();
     }
     m_firingsAtStart = {};
@@ -98,20 +99,16 @@ void SegmentPlayer::take(const Tracewell::WdbEvent& event, TextLookup& texts)
     if (offset < 0 || end > place.address + DataLayout::sizeOf(object)) {
         return;
     }
-    switch (object.objectClass) {
-    case ObjectClass::Event:
+    if (object.kind->fires()) {
         if (end - address == kEventBytes) {
             takeFiring(place.object, value[1], event.getTime());
         }
-        break;
-    case ObjectClass::String:
+    } else if (object.kind->isText()) {
         if (end - address == kReferenceBytes) {
             takeText(place.object, false, value, texts);
         }
-        break;
-    default:
+    } else {
         takePlain(place.object, offset, value, end - address);
-        break;
     }
 }
 
@@ -119,22 +116,20 @@ void SegmentPlayer::take(const Tracewell::WdbEvent& event, TextLookup& texts)
 void SegmentPlayer::takePlain(std::uint32_t object, long long offset, const unsigned char* bytes,
                               long long count)
 {
-    State& state = stateOf(object);
     const auto size = static_cast<std::size_t>(count);
-    const unsigned char* const present = plainOf(state);
-    if (state.hasValue && std::memcmp(present + offset, bytes, size) == 0) {
+    const unsigned char* const present = m_values.plainOf(object);
+    if (m_values.hasValue(object) && std::memcmp(present + offset, bytes, size) == 0) {
         return;
     }
-    unsigned char* const whole = scratch();
-    std::memcpy(whole, present, static_cast<std::size_t>(DataLayout::sizeOf(m_declared[object])));
-    std::memcpy(whole + offset, bytes, size);
-    storePlain(state, whole);
+    m_whole.assign(present, present + DataLayout::sizeOf(m_declared[object]));
+    std::memcpy(m_whole.data() + offset, bytes, size);
+    m_values.storePlain(object, m_whole.data());
 }
 
 void SegmentPlayer::takeFiring(std::uint32_t object, std::uint8_t code, long long time)
 {
     if (m_hasBegun) {
-        fire(object, code);
+        m_values.fire(object, code);
     } else if (time == m_from) {
         m_firingsAtStart.emplace_back(object, code);
     }
@@ -146,7 +141,7 @@ void SegmentPlayer::takeText(std::uint32_t object, bool isOverride, const unsign
     TextReference reference;
     std::memcpy(&reference, bytes, sizeof reference);
     // A string has a text of its own alone, anything else one beside its value alone.
-    if (isOverride == (m_declared[object].objectClass == ObjectClass::String)) {
+    if (isOverride == m_declared[object].kind->isText()) {
         return;
     }
     if (m_hasBegun) {
@@ -159,27 +154,24 @@ void SegmentPlayer::takeText(std::uint32_t object, bool isOverride, const unsign
 void SegmentPlayer::tell(std::uint32_t object, const TextReference& reference, TextLookup& texts)
 {
     if (reference.kind == 0) {
-        if (stateOf(object).isOverridden) {
-            endText(object);
-        } else {
-            forgetString(object);
-        }
+        m_values.forgetText(object);
         return;
     }
     const std::optional<std::string> text = texts.find(reference);
     if (!text) {
         return;
     }
-    if (m_declared[object].objectClass == ObjectClass::String) {
-        storeString(object, *text);
+    const auto form = static_cast<ChangeForm>(reference.kind);
+    if (m_declared[object].kind->isText()) {
+        m_values.store(object, ChangeForm::Text, *text);
     } else {
-        storeText(object, static_cast<char>(reference.kind), *text);
+        m_values.storeText(object, form, *text);
     }
 }
 
 void SegmentPlayer::noteRefusal()
 {
-    std::string refusal = takeRefusal();
+    std::string refusal = m_values.takeRefusal();
     if (!refusal.empty() &&
         std::find(m_refusals.begin(), m_refusals.end(), refusal) == m_refusals.end()) {
         m_refusals.push_back(std::move(refusal));

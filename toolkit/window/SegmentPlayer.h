@@ -20,15 +20,17 @@ class TextLookup;
 /// that hold by then, as changes of that time, and the changes behind it. The databases are parts
 /// of one run, each of which begins with the values that the one before ends with. Takes memory for
 /// the values, and none for the run.
-class SegmentPlayer : public ValueRecorder
+class SegmentPlayer
 {
 public:
     SegmentPlayer(const Declarations& declarations, const DataLayout& layout,
-                  Tracewell::IWdbWriter& writer, Store store, long long from);
+                  Tracewell::IWdbWriter& writer, const MakeSink& makeSink, long long from);
 
     /// Plays the next part to its end.
     /// \throws Failure, Qsim::OpenException
     void play(const std::string& path);
+
+    ValueRecorder& values() { return m_values; }
 
     /// What the store could not keep, a sentence's line each, without repetitions.
     const std::vector<std::string>& refusals() const { return m_refusals; }
@@ -44,6 +46,7 @@ private:
     void tell(std::uint32_t object, const TextReference& reference, TextLookup& texts);
     void noteRefusal();
 
+    ValueRecorder m_values;
     const std::vector<Object>& m_declared;
     const DataLayout& m_addresses;
     const PlaceIndex m_places;
@@ -53,6 +56,8 @@ private:
     // that fired at the very time.
     std::map<std::uint32_t, TextReference> m_textsAtStart;
     std::vector<std::pair<std::uint32_t, std::uint8_t>> m_firingsAtStart;
+    /// Room for a plain value.
+    std::vector<unsigned char> m_whole;
     std::vector<std::string> m_refusals;
 };
 

@@ -42,8 +42,8 @@ void removeFile(const std::string& path)
 } // namespace
 
 WindowRecording::WindowRecording(const Declarations& declarations, const DataLayout& layout,
-                                 long long window, unsigned long long leastTraffic,
-                                 ValueRecorder::Store store, Say say)
+                                 long long window, unsigned long long leastTraffic, Store store,
+                                 Say say)
     : m_declarations(declarations), m_layout(layout), m_window(window),
       m_leastTraffic(leastTraffic), m_outputStore(store), m_say(std::move(say)),
       m_segment(makeEventWriter(0))
@@ -100,8 +100,8 @@ void WindowRecording::finish(long long lastTime, SnapshotDirectory& directory, c
         OutputFile output(m_output, OutputKind::WholeFile);
         m_segment->finish(lastTime, directory, m_declarations);
         requireStorage();
-        const bool isAll = !m_hasPrevious && lastTime - m_window <= m_start &&
-                           m_outputStore == ValueRecorder::Store::Events;
+        const bool isAll =
+            !m_hasPrevious && lastTime - m_window <= m_start && m_outputStore == Store::Events;
         if (isAll && output.take(present())) {
             return;
         }
@@ -124,8 +124,8 @@ void WindowRecording::merge(const std::string& path, long long lastTime,
     const long long start = m_hasPrevious ? m_previousStart : m_start;
     const long long from = lastTime - start > m_window ? lastTime - m_window : start;
     const std::unique_ptr<RecordingWriter> file =
-        m_outputStore == ValueRecorder::Store::Events ? makeEventWriter(0) : makeTransitionWriter();
-    SegmentPlayer player(m_declarations, m_layout, file->writer(), file->store(), from);
+        m_outputStore == Store::Events ? makeEventWriter(0) : makeTransitionWriter();
+    SegmentPlayer player(m_declarations, m_layout, file->writer(), file->sink(), from);
     directory.write(writeDeclarations(m_declarations));
     file->open(path, directory, m_layout, 0);
     directory.remove();
@@ -134,7 +134,7 @@ void WindowRecording::merge(const std::string& path, long long lastTime,
         player.play(previous());
     }
     player.play(present());
-    player.setTime(lastTime);
+    player.values().setTime(lastTime);
     for (const std::string& refusal : player.refusals()) {
         m_say(refusal);
     }

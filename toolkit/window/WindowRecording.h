@@ -1,6 +1,8 @@
 #pragma once
 
 #include "record/RecordingWriter.h"
+#include "record/Store.h"
+#include "record/ValueRecorder.h"
 
 #include <array>
 #include <cstddef>
@@ -27,11 +29,11 @@ public:
     /// A segment takes at least `leastTraffic` bytes, before compression, so that files are not
     /// changed at every turn. `store` is that of the output. Keeps references to table and layout.
     WindowRecording(const Declarations& declarations, const DataLayout& layout, long long window,
-                    unsigned long long leastTraffic, ValueRecorder::Store store, Say say);
+                    unsigned long long leastTraffic, Store store, Say say);
 
     /// That of the segments. The recorder for it must remember texts.
     Tracewell::IWdbWriter& writer() override { return m_segment->writer(); }
-    ValueRecorder::Store store() const override { return ValueRecorder::Store::Events; }
+    MakeSink sink() override { return makeEventSink(writer()); }
     /// Removes segments of an earlier run; an output stays until the new one is finished.
     void open(const std::string& output, const SnapshotDirectory& directory,
               const DataLayout& layout, unsigned long long inputSize) override;
@@ -65,7 +67,7 @@ private:
     const DataLayout& m_layout;
     const long long m_window;
     const unsigned long long m_leastTraffic;
-    const ValueRecorder::Store m_outputStore;
+    const Store m_outputStore;
     Say m_say;
     std::unique_ptr<RecordingWriter> m_segment;
     std::string m_output;

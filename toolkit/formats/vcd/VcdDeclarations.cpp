@@ -298,7 +298,7 @@ unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& vari
     } else if (!parseNumber(text, width)) {
         width = kMaxWidth + 1LL;
     }
-    const bool counts = classify(variable.kind, 2) == ObjectClass::Vector;
+    const bool counts = declaredKind(variable.kind.str(), 2).hasBits();
     if (width > (counts ? static_cast<long long>(kMaxWidth) : 0x7fffffffLL)) {
         m_input.fail(fmt::format(
             "a variable of {} bits; the widest that can be kept has {}; leave it out of the dump",
@@ -333,23 +333,21 @@ void DeclarationReader::splitName(std::string_view text, Variable& variable)
 
 std::size_t DeclarationReader::objectOf(const std::string& code, const Variable& variable)
 {
-    const ObjectClass wanted = classify(variable.kind, variable.width);
+    const ValueKind& wanted = declaredKind(variable.kind.str(), variable.width);
     if (2 * (m_table.objects.size() + 1) > m_objects.size()) {
         growObjects();
     }
     std::uint32_t& place = *findObject(code);
     if (place == kNoObject) {
         place = static_cast<std::uint32_t>(m_table.objects.size());
-        m_table.objects.push_back({code, wanted, variable.width});
+        m_table.objects.push_back({code, &wanted, variable.width});
         return place;
     }
     Object& object = m_table.objects[place];
-    const bool sameFamily =
-        (object.objectClass == ObjectClass::Scalar || object.objectClass == ObjectClass::Vector) &&
-        (wanted == ObjectClass::Scalar || wanted == ObjectClass::Vector);
-    if (sameFamily && variable.width > object.width) {
+    const bool haveBits = object.kind->hasBits() && wanted.hasBits();
+    if (haveBits && variable.width > object.width) {
         object.width = variable.width;
-        object.objectClass = wanted;
+        object.kind = &wanted;
     }
     return place;
 }

@@ -79,7 +79,7 @@ public:
     {
         SignalState state;
         state.kind = SignalState::Kind::Value;
-        if (signal.form == Signal::Form::Event) {
+        if (signal.valueKind->fires()) {
             state.firings = static_cast<unsigned int>(value.firings);
             return value.firings == 0 ? std::nullopt
                                       : std::optional(m_valueText.format(signal, state));

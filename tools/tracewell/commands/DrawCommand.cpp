@@ -108,8 +108,7 @@ std::string findMissing(const WaveFile& file, const SignalValues& values, const 
     }
     for (std::size_t i = 0; i < values.signals().size(); ++i) {
         const Signal& signal = values.signals()[i];
-        const bool isByPlace =
-            signal.form == Signal::Form::Bytes || signal.form == Signal::Form::Object;
+        const bool isByPlace = signal.valueKind->isRaw();
         if (isByPlace && !values.nextChange(i, -1)) {
             return fmt::format("{}: nothing was recorded at {}; `tracewell info` tells what was",
                                file.path(), signal.label);

@@ -74,7 +74,7 @@ private:
     std::optional<int> attempt(int fractionDigits);
     void open(RecordingWriter& writer, const VcdRun& vcd);
     void whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdInput& input);
-    void summarize(const VcdInput& input, const SignalRecorder& recorder,
+    void summarize(const VcdInput& input, const ValueRecorder& recorder,
                    const Declarations& declarations) const;
 
     const Options& m_options;
@@ -104,21 +104,21 @@ std::optional<int> Import::attempt(int fractionDigits)
     std::optional<ProgressBar> bar("importing");
     const std::unique_ptr<RecordingWriter> writer = makeWriter(m_options);
     m_isOpen = false;
-    VcdRun vcd(m_options.input, writer->writer(), writer->store(),
+    VcdRun vcd(m_options.input, writer->writer(), writer->sink(),
                VcdRun::Reading{fractionDigits, m_options.isLenient},
                [&](const VcdInput& input) { whileReading(*writer, *bar, input); });
     open(*writer, vcd);
     if (const std::optional<int> needed = vcd.play(true)) {
         return needed;
     }
-    writer->finish(vcd.recorder().time(), m_directory, vcd.declarations());
+    writer->finish(vcd.values().time(), m_directory, vcd.declarations());
     bar.reset();
     m_shortfall = vcd.shortfall("kept");
     if (const std::string lenience = vcd.lenience(); !lenience.empty()) {
         std::cerr << fmt::format("tracewell: {}: {}\n", vcd.input().name(), lenience);
     }
     if (isTerminal(StandardStream::Error)) {
-        summarize(vcd.input(), vcd.recorder(), vcd.declarations());
+        summarize(vcd.input(), vcd.values(), vcd.declarations());
     }
     return std::nullopt;
 }
@@ -145,7 +145,7 @@ void Import::whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdIn
     }
 }
 
-void Import::summarize(const VcdInput& input, const SignalRecorder& recorder,
+void Import::summarize(const VcdInput& input, const ValueRecorder& recorder,
                        const Declarations& declarations) const
 {
     std::error_code ignored;

@@ -62,8 +62,7 @@ std::pair<std::string, std::string> split(const std::string& argument)
 
 bool hasNumbers(const Signal& signal)
 {
-    return signal.form == Signal::Form::Real || signal.form == Signal::Form::Object ||
-           (signal.form == Signal::Form::Vector && signal.width > 1);
+    return signal.valueKind->isNumber() || (signal.valueKind->hasBits() && signal.width > 1);
 }
 
 void apply(const Style& style, Signal& signal)

@@ -89,11 +89,11 @@ Replay::Replay(const Options& options)
 
 void Replay::run()
 {
-    m_vcd.emplace(m_options.input, m_kernel->writer(), m_kernel->store(),
+    m_vcd.emplace(m_options.input, m_kernel->writer(), m_kernel->sink(),
                   VcdRun::Reading{0, m_options.isLenient},
                   [this](const VcdInput& input) { whileReading(input); });
     m_timeText = TimeText(m_vcd->declarations().timescale);
-    m_watch.setRecorder(&m_vcd->recorder());
+    m_watch.setRecorder(&m_vcd->values());
     open();
     m_watch.waitForFirst([this] {
         say(fmt::format("waiting for a viewer of {}: tracewell follow OUT.wdb{}{}",
@@ -108,7 +108,7 @@ void Replay::run()
     } else {
         m_vcd->play(false);
     }
-    m_kernel->writer().markCurrentTime(m_vcd->recorder().time());
+    m_kernel->writer().markCurrentTime(m_vcd->values().time());
     m_watch.checkNow();
     m_bar.reset();
     m_kernel->writer().close();
@@ -140,7 +140,7 @@ void Replay::open()
 /// Sleeps until it is time for `time`. Simulation time goes on meanwhile.
 void Replay::pace(long long time)
 {
-    SignalRecorder& recorder = m_vcd->recorder();
+    ValueRecorder& recorder = m_vcd->values();
     if (!m_paceFrom) {
         m_paceFrom = time;
         m_paceStart = Clock::now();
@@ -197,12 +197,12 @@ void Replay::say(const std::string& text)
 
 std::string Replay::now() const
 {
-    return m_timeText.format(m_vcd ? m_vcd->recorder().time() : 0);
+    return m_timeText.format(m_vcd ? m_vcd->values().time() : 0);
 }
 
 void Replay::summarize()
 {
-    const SignalRecorder& recorder = m_vcd->recorder();
+    const ValueRecorder& recorder = m_vcd->values();
     const double seconds = Seconds(Clock::now() - m_start).count();
     tell(fmt::format("{} changes sent, time {} to {}, in {:.1f} s", recorder.changes(),
                      recorder.firstTime(), recorder.time(), seconds));

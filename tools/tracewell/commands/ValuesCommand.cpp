@@ -37,28 +37,18 @@ struct Options
 /// Columns that a value of the signal takes as a rule; a line that needs more is still complete.
 std::size_t usualWidth(const Signal& signal, const ValueText& valueText)
 {
-    constexpr std::size_t kRealWidth = 10;
+    if (signal.valueKind->usualColumns() != 0) {
+        return signal.valueKind->usualColumns();
+    }
+    // The leftmost bit alone is as long as any value, with its sign if it has one.
     SignalState state;
     state.kind = SignalState::Kind::Value;
-    switch (signal.form) {
-    case Signal::Form::Scalar:
-    case Signal::Form::Vector:
-    case Signal::Form::Bytes:
-        // The leftmost bit alone is as long as any value, with its sign if it has one.
-        state.plain.assign(static_cast<std::size_t>(signal.size), 0);
-        if (signal.form == Signal::Form::Vector) {
-            const unsigned int bit = signal.width - 1;
-            state.plain[bit / 32 * 8 + bit % 32 / 8] = static_cast<unsigned char>(1u << bit % 8);
-        }
-        return valueText.format(signal, state).size();
-    case Signal::Form::Real:
-    case Signal::Form::String:
-        return kRealWidth;
-    case Signal::Form::Event:
-    case Signal::Form::Object:
-        break;
+    state.plain.assign(static_cast<std::size_t>(signal.size), 0);
+    if (signal.valueKind->hasBits() && !signal.valueKind->isLetter()) {
+        const unsigned int bit = signal.width - 1;
+        state.plain[bit / 32 * 8 + bit % 32 / 8] = static_cast<unsigned char>(1u << bit % 8);
     }
-    return 1;
+    return valueText.format(signal, state).size();
 }
 
 std::string timeTitle(const TimeText& timeText)
