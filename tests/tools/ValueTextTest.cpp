@@ -23,6 +23,7 @@ Signal signalOf(const ValueKind& valueKind, unsigned int width = 1, const char* 
     signal.valueKind = &valueKind;
     signal.width = width;
     signal.kind = kind;
+    signal.isSigned = isSignedKeyword(kind);
     signal.radix = radix;
     return signal;
 }

@@ -103,6 +103,26 @@ TEST_F(Values, windowStartsWithWhatHoldsThereAndEndsWhereItEnds)
     EXPECT_EQ(run({"values", path(), "top.clk", "--radix", "12"}).code, 2);
 }
 
+TEST_F(Values, aValueWithANameIsShownByIt)
+{
+    write("run.vcd", "$timescale 1ns $end $scope module top $end\n"
+                     "$attrbegin misc 07 state_t 3 IDLE Run DONE 00 01 10 7 $end\n"
+                     "$attrbegin misc 07 \"\" 7 $end\n"
+                     "$var reg 4 ! state [3:0] $end $var reg 4 \" other [3:0] $end\n"
+                     "$attrbegin misc 07 broken 9 A B 0 1 8 $end $attrbegin misc 07 \"\" 8 $end\n"
+                     "$var reg 1 # flag $end $upscope $end $enddefinitions $end\n"
+                     "#0 b1 ! b1 \" 1# #5 b10 ! #6 b1111 ! #7 bx ! #8 b0 !\n");
+    ASSERT_EQ(run({"import", path("run.vcd"), path()}).code, 0);
+    EXPECT_EQ(output("values", {"*", "--csv"}),
+              "time,top.state[3:0],top.other[3:0],top.flag\n"
+              "0,Run,1,1\n5,DONE,1,1\n6,f,1,1\n7,x,1,1\n8,IDLE,1,1\n");
+    EXPECT_EQ(
+        output("values", {"top.state", "--radix", "hex", "--csv", "--from", "5", "--to", "5"}),
+        "time,top.state[3:0]\n5,2\n");
+    EXPECT_EQ(output("values", {"top.state[1:0]", "--csv", "--from", "5", "--to", "5"}),
+              "time,top.state[1:0]\n5,2\n");
+}
+
 TEST_F(Values, givesCsvAndJson)
 {
     recordSmall();

@@ -162,7 +162,8 @@ private:
         if (isReal) {
             segment.form = TextForm::Real;
             segment.number = m_valueText.number(signal, m_state).value_or(0);
-        } else if (signal.valueKind->hasBits() && !signal.valueKind->isLetter()) {
+        } else if (ValueText::nameOf(signal, m_valueText.letters(signal, m_state)) == nullptr &&
+                   signal.valueKind->hasBits() && !signal.valueKind->isLetter()) {
             const Radix radix = ValueText::radixOf(signal);
             const bool isGrouped = radix != Radix::Binary && radix != Radix::Ascii;
             const bool isMixed = segment.text.find_first_of("XZ") != std::string::npos;

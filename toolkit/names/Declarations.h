@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace tracewell {
@@ -56,6 +57,21 @@ struct Scope
     std::size_t parent = kNoScope;
 };
 
+/// Names for values of a variable.
+struct Enumeration
+{
+    std::string name;
+    /// By the letters of the value, lower case and without zeros in front of the last.
+    std::unordered_map<std::string, std::string> names;
+
+    /// Letters may be of either case, with any number of zeros in front.
+    void add(std::string_view letters, std::string_view valueName);
+    /// Null for a value that has no name. The letters are lower case.
+    const std::string* find(std::string_view letters) const;
+};
+
+constexpr std::size_t kNoEnumeration = static_cast<std::size_t>(-1);
+
 struct Variable
 {
     /// As declared, in whatever encoding, without the range.
@@ -70,6 +86,10 @@ struct Variable
     std::size_t scope = kNoScope;
     /// Index of its object.
     std::size_t object = 0;
+    /// Index of the names that its values have, or kNoEnumeration.
+    std::size_t enumeration = kNoEnumeration;
+    /// A vector whose leftmost bit is a sign.
+    bool isSigned = false;
 };
 
 /// The name table of a recording: scopes, variables and objects in the order of declaration. A
@@ -97,6 +117,7 @@ struct Declarations
     Timescale timescale;
     std::vector<std::string> comments;
     std::vector<Section> sections;
+    std::vector<Enumeration> enumerations;
     std::vector<Scope> scopes;
     std::vector<Variable> variables;
     std::vector<Object> objects;
@@ -107,5 +128,8 @@ struct Declarations
     std::string fullName(std::size_t variable) const;
     std::string scopePath(std::size_t scope) const;
 };
+
+/// Whether the numbers of a declaration's keyword have a sign.
+bool isSignedKeyword(std::string_view keyword);
 
 } // namespace tracewell

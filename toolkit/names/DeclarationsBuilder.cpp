@@ -92,6 +92,7 @@ void DeclarationsBuilder::addAlias(std::string_view kind, std::string_view name,
     variable.width = std::max(width, 1u);
     variable.scope = m_scope;
     variable.object = object;
+    variable.isSigned = isSignedKeyword(kind);
     m_table.variables.push_back(std::move(variable));
 }
 

@@ -8,8 +8,9 @@
 
 namespace tracewell {
 
-/// How the letters of a vector are written. Automatic is decimal for the kinds that count (integer,
-/// int, time, parameter, ...) and hexadecimal for others; Decimal has a sign where the kind has
+/// How the letters of a vector are written. Automatic is the name of a value that
+/// has one; else decimal for the kinds that count (integer, int, time, parameter, ...) and
+/// hexadecimal for others; Decimal has a sign where the kind has
 /// one, Signed always; Ascii is a text of a character for every eight bits.
 enum class Radix { Automatic, Binary, Octal, Decimal, Hexadecimal, Signed, Ascii };
 
@@ -41,6 +42,10 @@ struct Signal
     unsigned int firstOfWhole = 0;
     /// Where the override lies; below 0 when there can be none.
     long long overrideAddress = -1;
+    /// A vector whose leftmost bit is a sign.
+    bool isSigned = false;
+    /// Names of its values, in the recording's table; may be null.
+    const Enumeration* enumeration = nullptr;
     Radix radix = Radix::Automatic;
     Curve curve = Curve::None;
     // In a transition database, in place of the addresses.

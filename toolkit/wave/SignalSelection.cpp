@@ -33,6 +33,10 @@ Signal makeSignal(const SignalNames& file, std::size_t index)
     signal.label = printable(declarations.fullName(index));
     signal.kind = printable(variable.kind.str());
     signal.valueKind = object.kind;
+    signal.isSigned = variable.isSigned;
+    if (variable.enumeration != kNoEnumeration) {
+        signal.enumeration = &declarations.enumerations[variable.enumeration];
+    }
     signal.width = std::min(std::max(variable.width, 1u), object.width);
     signal.address = file.layout().addressOf(variable.object);
     // A variable that is narrower than the object it shares needs the object's first groups alone.

@@ -80,6 +80,7 @@ Signal makeSlice(const SignalNames& file, const Signal& signal, const Variable& 
 
     Signal slice = signal;
     slice.whole = signal.label;
+    slice.enumeration = nullptr;
     slice.label = low == high ? fmt::format("{}[{}]", plainLabel, low)
                               : fmt::format("{}[{}:{}]", plainLabel, isDown ? high : low,
                                             isDown ? low : high);

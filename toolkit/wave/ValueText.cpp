@@ -14,14 +14,6 @@ namespace tracewell {
 
 namespace {
 
-bool isSignedKind(const std::string& kind)
-{
-    static const char* const kKinds[] = {"integer", "int",       "shortint",  "longint",
-                                         "byte",    "parameter", "localparam"};
-    return std::any_of(std::begin(kKinds), std::end(kKinds),
-                       [&](const char* k) { return kind == k; });
-}
-
 template <class T> T readAs(const std::vector<unsigned char>& bytes, std::size_t offset)
 {
     T value{};
@@ -185,7 +177,8 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
     }
     const std::string bits = letters(signal, state);
     if (!bits.empty()) {
-        return formatLetters(bits, radixOf(signal));
+        const std::string* const name = nameOf(signal, bits);
+        return name != nullptr ? printable(*name) : formatLetters(bits, radixOf(signal));
     }
     if (state.override.kind != 0) {
         const std::string text = textOf(state.override);
@@ -198,6 +191,13 @@ std::string ValueText::format(const Signal& signal, const SignalState& state) co
         return text.empty() && reference.pieces > 0 ? std::string("?") : inQuotes(text);
     }
     return signal.valueKind->show(state.plainValue());
+}
+
+const std::string* ValueText::nameOf(const Signal& signal, std::string_view letters)
+{
+    return signal.enumeration != nullptr && signal.radix == Radix::Automatic
+               ? signal.enumeration->find(letters)
+               : nullptr;
 }
 
 std::string ValueText::letters(const Signal& signal, const SignalState& state) const
@@ -292,7 +292,7 @@ std::string ValueText::textOf(const TextReference& reference) const
 
 Radix ValueText::radixOf(const Signal& signal)
 {
-    const bool isSigned = isSignedKind(signal.kind);
+    const bool isSigned = signal.isSigned;
     switch (signal.radix) {
     case Radix::Automatic:
         return isSigned                ? Radix::Signed

@@ -38,6 +38,9 @@ public:
     /// else.
     std::optional<double> number(const Signal& signal, const SignalState& state) const;
 
+    /// The name that a value with these letters has and is shown by; null where there is none.
+    static const std::string* nameOf(const Signal& signal, std::string_view letters);
+
     /// The letters of a value change, brought to a width as value changes are read: missing ones on
     /// the left repeat the leftmost letter, or are 0 behind a 1.
     static std::string widen(std::string letters, unsigned int width);

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <tuple>
 #include <unordered_map>
+#include <utility>
 
 namespace tracewell {
 
@@ -80,6 +81,7 @@ private:
     void readVariable();
     void readTimescale();
     void readOther(std::string_view keyword);
+    void readAttribute(std::string_view text);
     std::string sectionText(const char* keyword);
     /// One of the words that a section must have.
     std::string_view needed(const char* section);
@@ -103,6 +105,10 @@ private:
     /// Indices of objects by their codes, with open addressing; a node a code would take several
     /// times as much. The size is a power of two, at least twice the number of objects.
     std::vector<std::uint32_t> m_objects;
+    /// Enumerations by the numbers that attributes refer to them by.
+    std::unordered_map<std::string, std::size_t> m_enumerations;
+    /// That of the next variable.
+    std::size_t m_enumeration = kNoEnumeration;
     std::string m_text;
     bool m_mayBeCutOff;
     bool m_isCutOff = false;
@@ -282,6 +288,8 @@ void DeclarationReader::readVariable()
     splitName(text, variable);
     variable.scope = m_open.empty() ? kNoScope : m_open.back();
     variable.object = objectOf(code, variable);
+    variable.isSigned = isSignedKeyword(variable.kind.str());
+    variable.enumeration = std::exchange(m_enumeration, kNoEnumeration);
     add(Declarations::Item::Kind::Variable, m_table.variables.size());
     m_table.variables.push_back(std::move(variable));
 }
@@ -429,8 +437,45 @@ void DeclarationReader::readOther(std::string_view keyword)
     Declarations::Section section;
     section.keyword = keyword;
     section.text = sectionText(section.keyword.c_str());
+    if (keyword == "$attrbegin") {
+        readAttribute(section.text);
+    }
     add(Declarations::Item::Kind::Section, m_table.sections.size());
     m_table.sections.push_back(std::move(section));
+}
+
+/// "misc 07 NAME COUNT" with so many names, as many values and a number behind it makes an
+/// enumeration; `misc 07 "" NUMBER` gives it to the next variable. Others, and such as are spelled
+/// otherwise, say nothing to us.
+void DeclarationReader::readAttribute(std::string_view text)
+{
+    std::vector<std::string_view> words;
+    for (std::size_t at = text.find_first_not_of(kBlanks); at != std::string_view::npos;
+         at = text.find_first_not_of(kBlanks, at)) {
+        const std::size_t end = std::min(text.find_first_of(kBlanks, at), text.size());
+        words.push_back(text.substr(at, end - at));
+        at = end;
+    }
+    if (words.size() < 4 || words[0] != "misc" || words[1] != "07") {
+        return;
+    }
+    const std::string number(words.back());
+    if (words[2] == "\"\"") {
+        const auto found = m_enumerations.find(number);
+        m_enumeration = found == m_enumerations.end() ? kNoEnumeration : found->second;
+        return;
+    }
+    std::size_t count = 0;
+    if (!parseNumber(words[3], count) || count > words.size() || words.size() != 2 * count + 5) {
+        return;
+    }
+    Enumeration enumeration;
+    enumeration.name = words[2];
+    for (std::size_t i = 0; i < count; ++i) {
+        enumeration.add(words[4 + count + i], words[4 + i]);
+    }
+    m_enumerations[number] = m_table.enumerations.size();
+    m_table.enumerations.push_back(std::move(enumeration));
 }
 
 } // namespace
