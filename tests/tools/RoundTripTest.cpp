@@ -216,15 +216,15 @@ TEST_F(ImportExport, dialectsWithOneMeaningAreRead)
 TEST_F(ImportExport, lenientReadingCountsWhatAStrictOneRefuses)
 {
     write("in.vcd", kHead + "#5\n1!\nb101H\n0!\n#4\nb1 \"\n1zz\nb1 yy\nr1 xx\n#6\njello\nr1x #\n"
-                            "1!\n#7x\n#-8\n0!\n");
+                            "1!\n#7x\n#-8\n0!\nb H\n0!\nfoo bar\n");
     for (const char* const store : {"events", "transitions"}) {
         const Result result = import({"--lenient", "--store", store});
         EXPECT_EQ(result.code, 0);
         EXPECT_EQ(
             result.error,
             "tracewell: " + path("in.vcd") +
-                ": read with --lenient: 2 times that go back (taken at the last time), 3 values "
-                "of codes that no $var declares (left out), 4 words that are no change (left "
+                ": read with --lenient: 2 times that go back (taken at the last time), 4 values "
+                "of codes that no $var declares (left out), 6 words that are no change (left "
                 "out); the first in line 15\n");
         run({"export", path("out.wdb"), path("out.vcd")});
         const std::string text = read("out.vcd");

@@ -182,7 +182,7 @@ std::string LaneDrawing::title(const LaneSegment& segment) const
     } else if (segment.look < Look::Bus && m_lane.signal.isDigital()) {
         value = std::string(1, letterOf(segment.look));
     } else {
-        value = cutEnd(segment.text, kLongestHover);
+        value = cutEnd(segment.letters.empty() ? segment.text : segment.letters, kLongestHover);
     }
     return fmt::format("<title>{}{}{} – {}</title>", escapeXml(value), value.empty() ? "" : "  ",
                        escapeXml(m_timeText.format(segment.start)),

@@ -29,7 +29,7 @@ std::string checkSuffix(const std::string& output, const std::vector<std::string
     if (suffix.empty() || std::find(written.begin(), written.end(), suffix) != written.end()) {
         return suffix;
     }
-    throw Failure(fmt::format("{}: cannot write {} yet; name an output that ends in {}", output,
+    throw Failure(fmt::format("{}: cannot write {}; name an output that ends in {}", output,
                               change(std::toupper).substr(1), fmt::join(written, " or ")));
 }
 

@@ -84,8 +84,8 @@ std::string VcdRun::shortfall(std::string_view done) const
     std::string line;
     if (m_isTableCutOff || m_reader->isCutOff()) {
         line = fmt::format("line {}: the input is cut off inside {}; everything before was {}",
-                           m_input.line(), m_isTableCutOff ? "the declarations" : "a value change",
-                           done);
+                           m_input.line(),
+                           m_isTableCutOff ? "the declarations" : m_reader->cutPlace(), done);
     }
     if (!flaw.empty()) {
         line = line.empty() ? fmt::format("{}; they were left out", flaw)

@@ -62,7 +62,8 @@ std::string describeDamage(const std::vector<WdbDamage>& places, unsigned long l
         fmt::format("damaged: {} cannot be read in full", placeOf(places.front(), division));
     if (places.size() > 1) {
         text += places.size() < Tracewell::WdbDamageLog::kMostPlaces
-                    ? fmt::format(", nor can {} other places", places.size() - 1)
+                    ? fmt::format(", nor can {} other {}", places.size() - 1,
+                                  places.size() == 2 ? "place" : "places")
                     : std::string(", nor can many other places");
     }
     if (end) {

@@ -34,6 +34,12 @@ public:
     std::string_view word(std::string_view* kept = nullptr);
     /// Gives the last word back; the next call of word() brings it again.
     void putBack() { m_cursor = m_wordStart; }
+    /// Makes `kept`, the word before the last one, the last one again.
+    void returnTo(std::string_view kept)
+    {
+        m_wordStart = kept.data();
+        m_cursor = kept.data() + kept.size();
+    }
     /// Puts everything up to the next word "$end" into `text` and takes the "$end" as well. Blanks
     /// at both ends are left out. False when the input ends first.
     bool textToEnd(std::string& text);

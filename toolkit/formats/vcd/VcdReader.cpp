@@ -80,6 +80,17 @@ void appendCount(std::string& out, unsigned long long count, const char* one, co
     }
 }
 
+/// Whether a cut can have left this of a value.
+bool startsValue(VcdChange::Kind kind, std::string_view word)
+{
+    if (kind == VcdChange::Kind::Real) {
+        return std::string_view("0123456789+-.iInN").find(word[0]) != std::string_view::npos;
+    }
+    return std::all_of(word.begin(), word.end(), [](char c) {
+        return c == '_' || c == 'b' || c == 'B' || letterCode(c) != kNoLetter;
+    });
+}
+
 } // namespace
 
 std::string Oddities::describe() const
@@ -197,10 +208,14 @@ VcdReader::Step VcdReader::readValue(std::string_view word, VcdChange& change)
     const std::string_view code = m_input.word(&word);
     if (isApart && change.kind == VcdChange::Kind::Letters &&
         bytesBetween(word, code).find_first_of("\r\n") != std::string_view::npos &&
-        m_codes.find(word) != kNoObject) {
-        m_input.putBack();
+        (m_codes.find(word) != kNoObject || !mayBeCode(code))) {
+        m_input.returnTo(word);
         change.text = "x";
         return setObject(word, change);
+    }
+    if (code.empty() && !startsValue(change.kind, word)) {
+        return refuseOddity(&Oddities::noChanges,
+                            fmt::format("{} is no value; repair the line", inQuotes(word)));
     }
     change.text = word;
     return setObject(code, change, true);
@@ -352,9 +367,11 @@ VcdReader::Step VcdReader::readKeyword(std::string_view keyword)
                                  "declarations must be taken apart first",
                                  keyword));
     }
+    m_scratch = keyword;
     for (;;) {
         const std::string_view word = m_input.word();
         if (word.empty()) {
+            m_cutKeyword = m_scratch;
             return endInside();
         }
         if (word == "$end") {

@@ -60,6 +60,11 @@ public:
 
     /// After the end: whether the last change was cut off, and so left out.
     bool isCutOff() const { return m_cutOff; }
+    /// What it was cut off inside: a value change, or a section.
+    std::string cutPlace() const
+    {
+        return m_cutKeyword.empty() ? "a value change" : "a " + m_cutKeyword + " section";
+    }
     /// Decimals that the times so far have, at least; those beyond the fraction digits asked for
     /// were dropped.
     int neededFractionDigits() const { return m_neededDigits; }
@@ -83,6 +88,12 @@ private:
         change.object = m_codes.find(code);
         return change.object != kNoObject ? Step::Given : endWithoutObject(code, isApart);
     }
+    /// Whether the last word is a code, or what a cut may have left of one.
+    bool mayBeCode(std::string_view word) const
+    {
+        return word.empty() || m_codes.find(word) != kNoObject ||
+               (m_input.endsWithWord() && m_codes.isStartOfCode(word));
+    }
     Step endWithoutObject(std::string_view code, bool isApart);
     Step endInside();
     /// False for what is no time, and left out.
@@ -98,6 +109,7 @@ private:
     int m_neededDigits = 0;
     long long m_time = 0;
     bool m_cutOff = false;
+    std::string m_cutKeyword;
     std::string m_scratch;
 };
 

@@ -233,7 +233,13 @@ void addDrawCommand(CLI::App& app)
                     "Stretches with more changes than there are pixels come out as bars. Hatched\n"
                     "is x (red) or u w - of nine states, a line in the middle is z, a dashed line\n"
                     "l or h. An arrow is the firing of an event.");
-    command->callback([options] { run(*options); });
+    command->callback([options] {
+        if (options->all && options->window.isGiven()) {
+            throw CLI::ValidationError(
+                "--all", "shows the whole run, so --from and --to contradict it; leave one out");
+        }
+        run(*options);
+    });
 }
 
 } // namespace tracewell

@@ -58,9 +58,9 @@ std::string endingText(const Survey& survey)
     }
     text += survey.eventsBehind == 0
                 ? "; lost: all that was recorded behind that"
-                : fmt::format("; lost: what was recorded behind that, but for {} events up to time "
-                              "{}",
-                              survey.eventsBehind, timeText(survey, survey.latestEvent));
+                : fmt::format("; lost: what was recorded behind that, but for {} {} up to time {}",
+                              survey.eventsBehind, survey.eventsBehind == 1 ? "event" : "events",
+                              timeText(survey, survey.latestEvent));
     return text;
 }
 
