@@ -1,4 +1,5 @@
-#include "../support/TestFiles.h"
+#include "testing/Seed.h"
+#include "testing/TestFiles.h"
 
 #include "WdbFileBlockManagerWithCache.h"
 #include "WdbFileBlockManagerWithWriteCache.h"
@@ -58,7 +59,7 @@ TEST(LRUFileBlockCache, writesDirtyBlocksOnceWhenTheyGo)
 /// What is read is what was written last, in whatever size, and what must be in the file is there.
 template <class Manager> void expectBlocksAreKept(bool writesThrough)
 {
-    std::mt19937 random(71);
+    std::mt19937 random(Tracewell::seeded(71));
     std::stringstream stream;
     std::string expected;
     {

@@ -1,4 +1,5 @@
-#include "../support/TestFiles.h"
+#include "testing/Seed.h"
+#include "testing/TestFiles.h"
 
 #include "WdbAppendingBlockList.h"
 #include "WdbAppendingStringBlockList.h"
@@ -129,7 +130,7 @@ TEST(BlockList, nodesLieInTheFileAsLaidOut)
 template <class L, unsigned int N> void compareWithModel(unsigned int seed)
 {
     SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     StoredBytes file;
     Entries model;
     {

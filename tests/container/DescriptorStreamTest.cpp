@@ -1,4 +1,4 @@
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include "DescriptorStreamBuffer.h"
 

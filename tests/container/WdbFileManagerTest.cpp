@@ -1,4 +1,5 @@
-#include "../support/TestFiles.h"
+#include "testing/Seed.h"
+#include "testing/TestFiles.h"
 
 #include "QsimException.h"
 #include "WdbFileManager.h"
@@ -267,7 +268,7 @@ TEST_F(FileManagerTest, noDamageHarmsAReader)
     const std::string good = content();
     for (unsigned int seed = 1; seed <= 1500; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937_64 random(seed);
+        std::mt19937_64 random(Tracewell::seeded(seed));
         const std::string bytes = damaged(good, random);
         // A name of its own: some file systems make an emptied file reach the disk.
         const std::string path = m_directory.path(std::to_string(seed));

@@ -1,10 +1,10 @@
 // Files that were written once and that every version reads.
 
-#include "ChildProcess.h"
+#include "testing/ChildProcess.h"
 
 #include "DataBase.h"
 
-#include "../events/EventTestData.h"
+#include "testing/EventTestData.h"
 
 #include <algorithm>
 

@@ -1,7 +1,8 @@
-#include "ChildProcess.h"
+#include "testing/ChildProcess.h"
+#include "testing/Seed.h"
 
-#include "../events/EventTestData.h"
-#include "../support/ForkedProcess.h"
+#include "testing/EventTestData.h"
+#include "testing/ForkedProcess.h"
 
 #include "WdbAddressBTreeManager.h"
 #include "WdbStandAloneWriter.h"
@@ -43,7 +44,9 @@ public:
         bool flush = false;
     };
 
-    RecordedRun(unsigned int seed, bool withFlushes) : m_random(seed), m_withFlushes(withFlushes) {}
+    RecordedRun(unsigned int seed, bool withFlushes)
+        : m_random(Tracewell::seeded(seed)), m_withFlushes(withFlushes)
+    {}
 
     Step next()
     {
@@ -138,7 +141,7 @@ TEST_P(KilledRecorder, leavesTheBeginningOfEachBucketAndAllThatWasFlushed)
     constexpr std::size_t kMissingBytes = 10240 * (100 + 512 + 1);
     const unsigned int seed = newSeed();
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     for (int round = 0; round < 8; ++round) {
         const TestDirectory directory;
         const std::string path = directory.path("run.wdb");
@@ -212,7 +215,7 @@ TEST_P(KilledImport, isReadUpToItsMarkAsTheRunWas)
     const bool isIndexed = GetParam() == std::string("indexed");
     const unsigned int seed = newSeed();
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     ::signal(SIGPIPE, SIG_IGN);
     std::string head = "$timescale 1 ns $end\n";
     // The vector crosses a border all the same.

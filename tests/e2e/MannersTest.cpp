@@ -1,5 +1,5 @@
-#include "../support/TestFiles.h"
-#include "ChildProcess.h"
+#include "testing/ChildProcess.h"
+#include "testing/TestFiles.h"
 
 #include <gmock/gmock.h>
 

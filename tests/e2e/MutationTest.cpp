@@ -1,5 +1,6 @@
-#include "ChildProcess.h"
-#include "FileMutator.h"
+#include "testing/ChildProcess.h"
+#include "testing/FileMutator.h"
+#include "testing/Seed.h"
 
 namespace Tracewell {
 
@@ -87,7 +88,7 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
     const unsigned int mutations = numberFromEnvironment("TRACEWELL_MUTATIONS", 200);
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed) +
                  " TRACEWELL_MUTATIONS=" + std::to_string(mutations));
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     const FileMutator mutators[] = {FileMutator(readFile(m_directory.path("imported.wdb"))),
                                     FileMutator(readFile(m_directory.path("kernel.wdb"))),
                                     FileMutator(readFile(m_directory.path("transitions.wdb")))};
@@ -138,7 +139,7 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
     const unsigned int seed = numberFromEnvironment("TRACEWELL_SEED", std::random_device{}());
     const unsigned int mutations = numberFromEnvironment("TRACEWELL_MUTATIONS", 60);
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     for (const char* const sound : {"imported.wdb", "index.wdb"}) {
         const std::string content = readFile(m_directory.path(sound));
         const FileMutator mutator(content);

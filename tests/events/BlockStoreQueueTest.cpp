@@ -1,4 +1,5 @@
-#include "EventTestData.h"
+#include "testing/EventTestData.h"
+#include "testing/Seed.h"
 
 #include "BlockStoreQueue.h"
 #include "ImageCompressor.h"
@@ -41,7 +42,7 @@ public:
 TEST(BlockStoreQueue, commitsInTheOrderOfSubmissionAndHoldsNoMoreThanItsBound)
 {
     for (const unsigned int workers : {0u, 1u, 2u, 4u}) {
-        std::mt19937 random(workers);
+        std::mt19937 random(Tracewell::seeded(workers));
         std::vector<int> committed;
         std::atomic<int> underWay{0};
         std::deque<NotingTask> tasks;
@@ -93,7 +94,7 @@ protected:
     static void produce(const Recorder& recorder)
     {
         const Load& load = GetParam();
-        std::mt19937 random(5);
+        std::mt19937 random(Tracewell::seeded(5));
         for (int i = 0; i < load.events; ++i) {
             const std::size_t length = 1 + below(random, load.longest);
             recorder.add({i / 20, static_cast<long long>(random() % load.addressSize),

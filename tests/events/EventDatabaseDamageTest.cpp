@@ -1,4 +1,5 @@
-#include "EventTestData.h"
+#include "testing/EventTestData.h"
+#include "testing/Seed.h"
 
 #include "QsimException.h"
 #include "WdbMultipleBucketBtreeDatabase.h"
@@ -14,7 +15,7 @@ class DamagedEventDatabase : public ::testing::TestWithParam<int>
 protected:
     void SetUp() override
     {
-        std::mt19937 random(4);
+        std::mt19937 random(Tracewell::seeded(4));
         auto database = m_container.createDatabase(GetParam(), 5000);
         for (int i = 0; i < 3000; ++i)
             add(*database,
@@ -98,7 +99,7 @@ TEST_P(DamagedEventDatabase, noChangeOfBytesCrashesHangsOrWrites)
 {
     for (unsigned int seed = 1; seed <= 400; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937_64 random(seed);
+        std::mt19937_64 random(Tracewell::seeded(seed));
         // Every other time to the first nodes, the header and the table alone.
         const std::size_t end = seed % 2 == 0 ? m_content.size() : m_header + 4000;
         const std::string content =
@@ -122,7 +123,7 @@ TEST_P(DamagedEventDatabase, whateverChangesTheEventsIsNoted)
     EXPECT_EQ(m_container.files().getDamageLog().getCount(), 0u);
     const unsigned int seed = std::random_device()();
     SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     const std::size_t start = m_header + sizeof(WdbEventDatabaseHeader);
     unsigned int changed = 0;
     for (unsigned int i = 0; i < 300; ++i) {

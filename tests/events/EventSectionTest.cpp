@@ -1,4 +1,4 @@
-#include "EventTestData.h"
+#include "testing/EventTestData.h"
 
 #include "QsimException.h"
 #include "WdbMemoryBlockManager.h"

@@ -1,4 +1,5 @@
-#include "EventTestData.h"
+#include "testing/EventTestData.h"
+#include "testing/Seed.h"
 
 #include "QsimException.h"
 #include "WdbStringLRUCache.h"
@@ -64,7 +65,7 @@ TEST_F(StringMap, fileHoldsAnchorHeaderNodeAndImageAsLaidOutByHand)
 
 TEST_F(StringMap, findsEveryTextByItsIdAcrossBlocksAndNodes)
 {
-    std::mt19937 random(3);
+    std::mt19937 random(Tracewell::seeded(3));
     std::vector<std::string> texts;
     for (int i = 0; i < 1500; ++i) {
         texts.push_back("text " + std::to_string(i) + std::string(below(random, 200), 'x'));
@@ -88,7 +89,7 @@ TEST_F(StringMap, findsEveryTextByItsIdAcrossBlocksAndNodes)
 
 TEST_F(StringMap, refusesWhatNoBlockCanHoldAndUsesUpNoId)
 {
-    std::mt19937 random(6);
+    std::mt19937 random(Tracewell::seeded(6));
     const auto noise = [&](std::size_t length) {
         std::string text = randomBytes(random, length);
         std::replace(text.begin(), text.end(), '\0', 'n');

@@ -4,7 +4,7 @@
 
 #include "PlainVcd.h"
 
-#include "../e2e/ChildProcess.h"
+#include "testing/ChildProcess.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
-#include "../e2e/ChildProcess.h"
-#include "../support/TestFiles.h"
 #include "PlainVcd.h"
+#include "testing/ChildProcess.h"
+#include "testing/TestFiles.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>

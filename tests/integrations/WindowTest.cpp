@@ -1,4 +1,5 @@
 #include "recorder/Recorder.h"
+#include "testing/Seed.h"
 
 #include "changes/ChangeStream.h"
 #include "names/DeclarationsBuilder.h"
@@ -102,7 +103,7 @@ protected:
         m_lines.clear();
         m_recorder.emplace(builder.finish(), options,
                            [this](const std::string& line) { m_lines.push_back(line); });
-        m_random.seed(kSeed);
+        m_random.seed(Tracewell::seeded(kSeed));
         m_time = 0;
         m_count = 0;
         ASSERT_TRUE(m_recorder->open());

@@ -1,8 +1,8 @@
-#include "../support/ForkedProcess.h"
 #include "SharedMemory.h"
 #include "WdbSharedMemMgr.h"
+#include "testing/ForkedProcess.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <cstring>
 #include <thread>

@@ -1,7 +1,6 @@
 // A kernel and a viewer, each in a process of its own.
 
 #include "../query/TestEvents.h"
-#include "../support/ForkedProcess.h"
 #include "OutputFileNames.h"
 #include "WdbEventReaderFactory.h"
 #include "WdbFileManager.h"
@@ -9,8 +8,10 @@
 #include "WdbLiveReader.h"
 #include "WdbLiveWriter.h"
 #include "WdbStaticReader.h"
+#include "testing/ForkedProcess.h"
+#include "testing/Seed.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <atomic>
 #include <chrono>
@@ -138,7 +139,7 @@ protected:
     const std::string m_snapshot = "road" + std::to_string(::getpid());
     const unsigned int m_seed = std::random_device{}();
     const ::testing::ScopedTrace m_trace{__FILE__, __LINE__, "seed " + std::to_string(m_seed)};
-    std::mt19937 m_random{m_seed};
+    std::mt19937 m_random{Tracewell::seeded(m_seed)};
 };
 
 TEST_F(LiveRoad, nothingIsLostOrDoubledWhileMarksComeFromAnotherThreadAndTreesAreOpened)

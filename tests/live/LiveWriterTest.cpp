@@ -3,7 +3,7 @@
 #include "WdbLiveWriter.h"
 #include "WdbSharedMemMgr.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,3 @@
-#include "../support/ForkedProcess.h"
 #include "SharedMemReader.h"
 #include "WdbFileManager.h"
 #include "WdbLiveEvent.h"
@@ -7,8 +6,9 @@
 #include "WdbSharedMemReader.h"
 #include "WdbSingleBucketEventDatabase.h"
 #include "WdbStaticReader.h"
+#include "testing/ForkedProcess.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
-#include "../support/ForkedProcess.h"
 #include "ChannelName.h"
 #include "WdbSharedMemMgr.h"
 #include "platform/SharedRegion.h"
+#include "testing/ForkedProcess.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <gmock/gmock.h>
 

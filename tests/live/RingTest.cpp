@@ -1,8 +1,9 @@
 #include "PacketWalk.h"
 #include "WdbCircularBuffer.h"
 #include "WdbLivePacket.h"
+#include "testing/Seed.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <gmock/gmock.h>
 
@@ -114,7 +115,7 @@ TEST(Ring, randomTrafficThroughASmallRingComesOutByteForByte)
 {
     const unsigned int seed = std::random_device{}();
     SCOPED_TRACE(::testing::Message() << "seed " << seed);
-    std::mt19937 engine(seed);
+    std::mt19937 engine(Tracewell::seeded(seed));
     const auto random = [&] { return static_cast<unsigned int>(engine()); };
     int refusals = 0;
     for (unsigned int size = 60; size < 130; ++size) {

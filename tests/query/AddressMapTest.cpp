@@ -1,4 +1,5 @@
 #include "TestEvents.h"
+#include "testing/Seed.h"
 
 #include "WdbAddressMap.h"
 
@@ -22,7 +23,7 @@ TEST(WdbAddressMap, holdsTheSetThatWasInserted)
 {
     for (unsigned int seed = 1; seed <= 200; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
+        std::mt19937 random(Tracewell::seeded(seed));
         WdbAddressMap map;
         std::set<long long> model;
         for (int step = 0; step < 60; ++step) {

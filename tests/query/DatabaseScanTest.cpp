@@ -1,4 +1,5 @@
 #include "TestEvents.h"
+#include "testing/Seed.h"
 
 #include "IGuiStatus.h"
 #include "ScanTargets.h"
@@ -91,7 +92,7 @@ TEST_P(ScanOfRandomEvents, bothScansGiveEachTreeItsEvents)
     const TestDirectory directory;
     for (unsigned int seed = 1; seed <= 6; ++seed) {
         SCOPED_TRACE(seed);
-        m_random.seed(seed);
+        m_random.seed(Tracewell::seeded(seed));
         TestContainer container;
         const auto database = container.createDatabase(GetParam().typeId, GetParam().addressSize,
                                                        GetParam().division);

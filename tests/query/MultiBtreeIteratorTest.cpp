@@ -1,4 +1,5 @@
 #include "TestEvents.h"
+#include "testing/Seed.h"
 
 #include "IEventTarget.h"
 #include "WdbEventReaderFactory.h"
@@ -69,7 +70,7 @@ std::vector<Change> replay(Trees& trees, const Ranges& ranges, long long from)
 
 TEST(MultiBtreeIterator, replayIsTheSortedListOfAllChanges)
 {
-    std::mt19937 random(12);
+    std::mt19937 random(Tracewell::seeded(12));
     Trees trees;
     std::map<std::pair<unsigned long long, int>, History> model;
     for (int address = 0; address < 60; ++address) {

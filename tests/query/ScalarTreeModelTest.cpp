@@ -1,4 +1,5 @@
 #include "ScalarTreeTesting.h"
+#include "testing/Seed.h"
 
 #include <gtest/gtest.h>
 
@@ -106,7 +107,7 @@ void expectSound(const Answers& events, const WdbScalarBTree& tree, const Query&
 class Comparison
 {
 public:
-    explicit Comparison(unsigned long long seed) : m_random(seed) {}
+    explicit Comparison(unsigned long long seed) : m_random(Tracewell::seeded(seed)) {}
 
     void run()
     {

@@ -1,5 +1,5 @@
-#include "../support/TestFiles.h"
 #include "ScalarTreeTesting.h"
+#include "testing/TestFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #include "../query/TestEvents.h"
+#include "testing/Seed.h"
 
 #include "WdbAddressMap.h"
 #include "WdbEventReaderFactory.h"
@@ -174,7 +175,7 @@ TEST_F(StaticReader, noDamageHarmsIt)
     const std::string good = readFile(m_fileName);
     for (unsigned int seed = 1; seed <= 150; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937_64 random(seed);
+        std::mt19937_64 random(Tracewell::seeded(seed));
         const std::string bytes = damaged(good, random);
         writeFile(m_fileName, bytes);
 

@@ -1,4 +1,5 @@
 #include "../query/TestEvents.h"
+#include "testing/Seed.h"
 
 #include "WdbMemoryBlockManager.h"
 #include "WdbStaticReader.h"
@@ -123,7 +124,7 @@ TEST_F(ValueQuery, answersAreThoseOfTheTreesInTimeOrder)
 {
     for (unsigned int seed = 1; seed <= 300; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
+        std::mt19937 random(Tracewell::seeded(seed));
         m_columns.clear();
         for (int columns = pick(random, 8); columns > 0; --columns)
             addTree(makeHistory(random));

@@ -1,5 +1,5 @@
-#include "ForkedProcess.h"
-#include "TestFiles.h"
+#include "testing/ForkedProcess.h"
+#include "testing/TestFiles.h"
 
 #include "FileIO.h"
 

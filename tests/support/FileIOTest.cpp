@@ -1,6 +1,6 @@
 #include "FileIO.h"
 
-#include "TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include "OutputFileNames.h"
 

@@ -1,4 +1,5 @@
 #include "ReadingFixture.h"
+#include "testing/Seed.h"
 
 #include "draw/Picture.h"
 #include "draw/TimeRuler.h"
@@ -297,7 +298,7 @@ TEST(TimeRuler, putsRoundTimesWhereTheyBelongAndApart)
 {
     const unsigned int seed = 9;
     SCOPED_TRACE(seed);
-    std::mt19937_64 random(seed);
+    std::mt19937_64 random(Tracewell::seeded(seed));
     for (int i = 0; i < 2000; ++i) {
         const unsigned long long factors[] = {1, 10, 100, 244};
         const TimeText text =

@@ -38,7 +38,7 @@ protected:
 
     static int command(const std::vector<std::string>& arguments)
     {
-        const Result result = runAlone(arguments);
+        const Result result = Tracewell::runCommand(arguments, Tracewell::ErrorStream::Open);
         std::cerr << result.error << std::flush;
         return result.code;
     }
@@ -192,9 +192,9 @@ TEST_P(SyncedStore, syncMakesASilentPipesChangesReadableAndSafeFromAKill)
     ASSERT_EQ(run({"export", path("out.wdb"), path("out.vcd")}).code, 0);
     seen = read("out.vcd");
     EXPECT_EQ(seen.substr(seen.find('#')), changes);
-    ::testing::internal::CaptureStdout();
-    EXPECT_EQ(run({"verify", path("out.wdb")}).code, 0);
-    EXPECT_NE(::testing::internal::GetCapturedStdout().find("never closed"), std::string::npos);
+    const Result verified = run({"verify", path("out.wdb")});
+    EXPECT_EQ(verified.code, 0);
+    EXPECT_NE(verified.out.find("never closed"), std::string::npos);
 }
 
 TEST_F(Durability, standardInputGivesTheSameRecordingAndRefusesFractionsOfTime)

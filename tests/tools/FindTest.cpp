@@ -1,4 +1,5 @@
 #include "ReadingFixture.h"
+#include "testing/Seed.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -28,7 +29,7 @@ TEST_F(Find, agreesWithAScanAtAnyTime)
 {
     const unsigned int seed = std::random_device{}();
     SCOPED_TRACE(fmt::format("seed {}", seed));
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     std::string text = "$timescale 1 ns $end $scope module t $end\n"
                        "$var reg 70 a v [69:0] $end $var wire 1 b s $end $var real 64 c r $end\n"
                        "$var event 1 d e $end $var string 1 f text $end $var wire 1 g late $end\n"

@@ -1,4 +1,5 @@
 #include "changes/GatheredChanges.h"
+#include "testing/Seed.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +28,7 @@ class GatheredStretch : public ::testing::TestWithParam<Stretch>
 TEST_P(GatheredStretch, comesInTheOrderOfTimeAndThenOfGathering)
 {
     const auto [count, from, to, step] = GetParam();
-    std::mt19937_64 random(count);
+    std::mt19937_64 random(Tracewell::seeded(count));
     std::vector<GatheredChanges::Change> expected;
     GatheredChanges gathered;
     gathered.add({to, 0, 0});

@@ -1,67 +1,44 @@
 #pragma once
 
 #include "PlainVcd.h"
+#include "testing/CommandLine.h"
+#include "testing/TestFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 /// Runs import and export in this process, on files in a directory of the test's own.
 class ImportExport : public ::testing::Test
 {
 protected:
-    struct Result
-    {
-        int code = 0;
-        /// What a person would see on the standard error stream.
-        std::string error;
-    };
+    using Result = Tracewell::CommandResult;
 
-    ImportExport()
-    {
-        std::string pattern = ::testing::TempDir() + "import_export_XXXXXX";
-        m_directory = ::mkdtemp(pattern.data());
-    }
-    ~ImportExport() override { std::filesystem::remove_all(m_directory); }
-
-    std::string path(const std::string& name) const { return m_directory + "/" + name; }
+    std::string path(const std::string& name) const { return m_directory.path(name); }
 
     void write(const std::string& name, const std::string& text) const
     {
-        std::ofstream(path(name), std::ios::binary) << text;
+        Tracewell::writeFile(path(name), text);
     }
 
-    std::string read(const std::string& name) const
-    {
-        std::ifstream stream(path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    std::string read(const std::string& name) const { return Tracewell::readFile(path(name)); }
 
     std::vector<std::string> files() const
     {
         std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_directory)) {
+        for (const auto& entry : std::filesystem::directory_iterator(path(""))) {
             names.push_back(entry.path().filename().string());
         }
         std::sort(names.begin(), names.end());
         return names;
     }
 
-    /// What main does, but for printing the error.
-    static Result runAlone(std::vector<std::string> arguments);
-
     static Result run(const std::vector<std::string>& arguments)
     {
-        ::testing::internal::CaptureStderr();
-        Result result = runAlone(arguments);
-        result.error += ::testing::internal::GetCapturedStderr();
-        return result;
+        return Tracewell::runCommand(arguments);
     }
 
     Result import(const std::vector<std::string>& options = {}) const
@@ -98,5 +75,5 @@ protected:
     }
 
 private:
-    std::string m_directory;
+    Tracewell::TestDirectory m_directory;
 };

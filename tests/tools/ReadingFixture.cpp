@@ -1,15 +1,9 @@
 #include "ReadingFixture.h"
 
-#include "Commands.h"
 #include "formats/vcd/DeclarationText.h"
-#include "text/Failure.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdint>
-#include <iostream>
-#include <sstream>
 
 using namespace tracewell;
 
@@ -133,35 +127,6 @@ void RecordingBuilder::close()
     m_database.reset();
     m_strings.reset();
     m_fileManager.close();
-}
-
-Reading::Result Reading::run(std::vector<std::string> arguments)
-{
-    CLI::App app;
-    addCommands(app);
-    std::reverse(arguments.begin(), arguments.end());
-
-    Result result;
-    std::ostringstream captured;
-    std::ostringstream told;
-    std::streambuf* const before = std::cout.rdbuf(captured.rdbuf());
-    std::streambuf* const errorBefore = std::cerr.rdbuf(told.rdbuf());
-    try {
-        app.parse(arguments);
-    } catch (const CLI::RuntimeError& e) {
-        result.code = e.get_exit_code();
-    } catch (const CLI::ParseError& e) {
-        result = {2, {}, e.what()};
-    } catch (const Failure& e) {
-        result = {e.exitCode(), {}, e.what()};
-    } catch (const Qsim::Exception& e) {
-        result = {1, {}, e.what()};
-    }
-    std::cout.rdbuf(before);
-    std::cerr.rdbuf(errorBefore);
-    result.out = captured.str();
-    result.error += told.str();
-    return result;
 }
 
 std::string Reading::output(const std::string& command, std::vector<std::string> arguments) const

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "../events/EventTestData.h"
+#include "testing/CommandLine.h"
+#include "testing/EventTestData.h"
 
 #include "names/DataLayout.h"
 #include "names/Declarations.h"
@@ -47,12 +48,7 @@ private:
 class Reading : public ::testing::Test
 {
 protected:
-    struct Result
-    {
-        int code = 0;
-        std::string out;
-        std::string error;
-    };
+    using Result = Tracewell::CommandResult;
 
     std::string path(const std::string& name = "run.wdb") const { return m_directory.path(name); }
     void write(const std::string& name, const std::string& bytes) const
@@ -64,8 +60,10 @@ protected:
         return Tracewell::readFile(path(name));
     }
 
-    /// What main does, but for printing the error.
-    static Result run(std::vector<std::string> arguments);
+    static Result run(const std::vector<std::string>& arguments)
+    {
+        return Tracewell::runCommand(arguments);
+    }
     /// The output of a command on run.wdb that must succeed.
     std::string output(const std::string& command, std::vector<std::string> arguments = {}) const;
 

@@ -1,5 +1,6 @@
 #include "files/Output.h"
 #include "names/TimeText.h"
+#include "testing/Seed.h"
 #include "text/Failure.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
@@ -75,7 +76,7 @@ TEST(TimeText, writesTimesExactlyInTheUnitThatReadsBest)
 
 TEST(TimeText, readsBackWhatItWrites)
 {
-    std::mt19937_64 random(20);
+    std::mt19937_64 random(Tracewell::seeded(20));
     for (int i = 0; i < 2000; ++i) {
         const unsigned long long factors[] = {1, 10, 100, 244};
         const TimeText text = unitOf(factors[random() % 4], -static_cast<int>(random() % 19));

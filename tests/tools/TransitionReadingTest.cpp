@@ -2,6 +2,7 @@
 // database, and nothing worse than "damaged" of a broken one.
 
 #include "ReadingFixture.h"
+#include "testing/Seed.h"
 
 #include <gmock/gmock.h>
 
@@ -26,7 +27,7 @@ protected:
     /// A run whose clock fills several blocks, in both stores: events.wdb and run.wdb.
     void record(unsigned int seed, int steps)
     {
-        std::mt19937 random(seed);
+        std::mt19937 random(Tracewell::seeded(seed));
         std::string vcd = kHead;
         vcd += "#0\n0!\nzs\n1q\nbx v\nb1 l\n";
         long long time = 0;
@@ -94,7 +95,7 @@ TEST_F(TransitionReading, commandsSayTheSameOfBothStores)
         ASSERT_EQ(run({"export", path(name + ".wdb"), path(name + ".vcd")}).code, 0);
     }
     EXPECT_TRUE(read("run.vcd") == read("events.vcd"));
-    std::mt19937_64 random(seed);
+    std::mt19937_64 random(Tracewell::seeded(seed));
     for (int i = 0; i < 40; ++i) {
         const auto from =
             static_cast<long long>(random() % static_cast<unsigned long long>(m_lastTime + 200));
@@ -205,7 +206,7 @@ TEST_F(TransitionReading, randomDamageNeverBreaksIt)
     SCOPED_TRACE("seed " + std::to_string(seed));
     for (unsigned int i = 0; i < 150; ++i) {
         SCOPED_TRACE(i);
-        std::mt19937_64 random(seed + i);
+        std::mt19937_64 random(Tracewell::seeded(seed + i));
         write("run.wdb", Tracewell::damaged(sound, random));
         for (const std::vector<std::string>& command : {std::vector<std::string>{"verify", path()},
                                                         {"values", path(), "@1:90"},

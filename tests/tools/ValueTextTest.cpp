@@ -1,4 +1,5 @@
 #include "wave/ValueText.h"
+#include "testing/Seed.h"
 
 #include <gtest/gtest.h>
 
@@ -74,7 +75,7 @@ TEST(ValueText, groupsLettersIntoDigits)
 
 TEST(ValueText, writesDecimalsOfAnyLength)
 {
-    std::mt19937_64 random(7);
+    std::mt19937_64 random(Tracewell::seeded(7));
     for (int i = 0; i < 500; ++i) {
         const unsigned int width = 2 + static_cast<unsigned int>(random() % 63);
         const unsigned long long value = random() & (~0ull >> (64 - width));

@@ -1,4 +1,5 @@
 #include "ReadingFixture.h"
+#include "testing/Seed.h"
 
 #include "survey/Survey.h"
 
@@ -423,7 +424,7 @@ TEST_F(Verify, randomDamageOfAnIndexBreaksNoCommand)
     const std::string sound = read();
     for (unsigned int seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937_64 random(seed);
+        std::mt19937_64 random(Tracewell::seeded(seed));
         write("run.wdb", Tracewell::damaged(sound, random));
         for (const std::vector<std::string>& command :
              {std::vector<std::string>{"verify", path()},
@@ -443,7 +444,7 @@ TEST_F(Verify, randomDamageNeverBreaksIt)
     const std::string sound = read();
     for (unsigned int seed = 1; seed <= 400; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937_64 random(seed);
+        std::mt19937_64 random(Tracewell::seeded(seed));
         write("run.wdb", Tracewell::damaged(sound, random));
         const Result result = verify();
         ASSERT_TRUE(result.code == 0 || result.code == 1);

@@ -1,8 +1,9 @@
 #include "ChannelFixture.h"
 #include "ChannelName.h"
 #include "ChannelRefusal.h"
+#include "testing/Seed.h"
 
-#include "../support/ForkedProcess.h"
+#include "testing/ForkedProcess.h"
 
 #include <algorithm>
 #include <atomic>
@@ -206,7 +207,7 @@ TEST_F(Channel, readerTrustsNoSlot)
 {
     const auto seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937_64 random(seed);
+    std::mt19937_64 random(Tracewell::seeded(seed));
     ::testing::internal::CaptureStderr();
     SharedMemory feeder = ring(SharedMemory::kCreate);
     const auto put = [&](long long time, unsigned int id, unsigned int type) {

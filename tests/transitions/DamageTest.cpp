@@ -1,4 +1,5 @@
 #include "DataBaseFixture.h"
+#include "testing/Seed.h"
 
 #include <gmock/gmock.h>
 
@@ -23,7 +24,7 @@ protected:
     std::string makeFile() const
     {
         const auto dataBase = open(DataBaseMode::Writer);
-        std::mt19937 random(1);
+        std::mt19937 random(Tracewell::seeded(1));
         for (int i = 1; i <= 5000; ++i) {
             dataBase->addVlogTransitionToDB(1, i * 10LL, static_cast<char>(i % 2));
             dataBase->addVhdlStdLogicTransitionToDB(2, i * 10LL + i % 3, static_cast<char>(i % 2));
@@ -68,7 +69,7 @@ TEST_F(Damage, changedBytesAreRefusedOrAnswered)
 {
     const auto seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(seed);
+    std::mt19937 random(Tracewell::seeded(seed));
     const std::string whole = makeFile();
     ASSERT_TRUE(visit());
     // The header, the tree section behind the blocks, and everything.

@@ -3,7 +3,7 @@
 #include "DataBase.h"
 #include "OutputFileNames.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "DataBaseFixture.h"
 
-#include "../support/ForkedProcess.h"
+#include "testing/ForkedProcess.h"
 
 #include "QsimException.h"
 #include "StorageFailure.h"

@@ -2,7 +2,7 @@
 #include "InitialValueTable.h"
 #include "TransitionPool.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,6 @@
 #include "DataBaseFixture.h"
 #include "DataBlock.h"
+#include "testing/Seed.h"
 
 #include <map>
 #include <random>
@@ -212,7 +213,7 @@ protected:
     }
 
     const unsigned int m_seed = std::random_device()();
-    std::mt19937_64 m_random{m_seed};
+    std::mt19937_64 m_random{Tracewell::seeded(m_seed)};
     std::map<unsigned int, Object> m_objects;
 };
 

@@ -1,6 +1,7 @@
 #include "RecordedHistories.h"
+#include "testing/Seed.h"
 
-#include "../support/ForkedProcess.h"
+#include "testing/ForkedProcess.h"
 
 #include "StorageFailure.h"
 #include "WdbIndexedWriter.h"
@@ -126,7 +127,7 @@ TEST_F(IndexedWriter, withAHandlerAFullDiskStopsTracingAndTheFileIsNoWholeOne)
         std::vector<std::string> lines;
         setStorageFailureHandler([&](const std::string& line) { lines.push_back(line); });
         open();
-        std::mt19937 random(1);
+        std::mt19937 random(Tracewell::seeded(1));
         for (long long time = 1; time < 400'000; ++time) {
             traceByte(time, random() % m_memory.size(), static_cast<unsigned char>(random()));
             m_writer.markCurrentTime(time);

@@ -1,6 +1,7 @@
 #include "RecordedHistories.h"
+#include "testing/Seed.h"
 
-#include "../support/ForkedProcess.h"
+#include "testing/ForkedProcess.h"
 
 #include "OutputFileNames.h"
 #include "QsimException.h"
@@ -232,7 +233,7 @@ TEST_F(StandAloneWriter, withAHandlerAFullDiskStopsTracingAndTheProcessGoesOn)
         const std::pair<long long, int> first(1, 7);
         traceByte(1, 0, 7);
         m_writer.flush();
-        std::mt19937 random(1);
+        std::mt19937 random(Tracewell::seeded(1));
         for (long long time = 2; time < 400'000; ++time) {
             traceByte(time, random() % m_memory.size(), static_cast<unsigned char>(random()));
             m_writer.markCurrentTime(time);

@@ -1,4 +1,5 @@
 #include "VectorMerge.h"
+#include "testing/Seed.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +36,7 @@ TEST(VectorMerge, bitsOfTheChangeAreNewAndAllOthersOld)
 {
     for (unsigned int seed = 1; seed <= 3000; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
+        std::mt19937 random(Tracewell::seeded(seed));
         const unsigned int firstBit = pick(random, 2) ? pick(random, 8) * 32 : pick(random, 256);
         const unsigned int width = 1 + pick(random, pick(random, 2) ? 40 : 300);
         const unsigned int endBit = firstBit + width;

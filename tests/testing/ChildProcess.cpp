@@ -1,6 +1,6 @@
-#include "ChildProcess.h"
+#include "testing/ChildProcess.h"
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include <chrono>
 #include <filesystem>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../events/EventTestData.h"
+#include "testing/EventTestData.h"
 
 namespace Tracewell {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../support/TestFiles.h"
+#include "testing/TestFiles.h"
 
 #include "QsimException.h"
 #include "WdbEventBlockDatabaseFactory.h"
