@@ -1,5 +1,6 @@
 #include "recorder/Recorder.h"
 
+#include "files/OutputFile.h"
 #include "formats/vcd/DeclarationText.h"
 #include "record/DebugFile.h"
 #include "record/RecordingWriter.h"
@@ -14,15 +15,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <exception>
-#include <filesystem>
-#include <system_error>
 #include <utility>
-
-#include <unistd.h>
 
 namespace tracewell {
 
@@ -47,29 +43,6 @@ WdbLiveWriter& liveWriter()
     return static_cast<WdbLiveWriter&>(*qtracewell_getWdbWriter());
 }
 
-/// Where there is something already.
-void requireWritable(const std::string& path)
-{
-    std::error_code error;
-    const std::filesystem::file_status present = std::filesystem::status(path, error);
-    if (std::filesystem::is_directory(present)) {
-        throw Failure(fmt::format("{}: is a directory; name a file in it", path));
-    }
-    const bool isThere = std::filesystem::exists(present);
-    if (isThere && !std::filesystem::is_regular_file(present)) {
-        throw Failure(fmt::format("{}: is no regular file; name another", path));
-    }
-    if (isThere && ::access(path.c_str(), W_OK) != 0) {
-        error = std::error_code(errno, std::generic_category());
-    } else if (present.type() == std::filesystem::file_type::not_found) {
-        error.clear();
-    }
-    if (error) {
-        throw Failure(
-            fmt::format("{}: cannot be written: {}; name another file", path, error.message()));
-    }
-}
-
 } // namespace
 
 Recorder::Recorder(Declarations declarations, RecorderOptions options, Say say)
@@ -91,7 +64,7 @@ template <class Action> bool Recorder::attempt(Action action)
     } catch (const Failure& e) {
         // Of a failure that the storage has told itself this is the second account.
         if (!m_isBroken) {
-            m_say(e.what());
+            m_say(m_output ? m_output->named(e.what()) : e.what());
         }
     } catch (const Qsim::Exception& e) {
         m_say(fmt::format("{}: {}", m_options.output, e.getMessage()));
@@ -124,13 +97,14 @@ bool Recorder::open()
     if (m_isOpen) {
         Tracewell::setStorageFailureHandler([this](const std::string& line) {
             m_isBroken = true;
-            m_say(line);
+            m_say(m_output ? m_output->named(line) : line);
         });
     } else {
         Tracewell::setStorageFailureHandler({});
         m_values.reset();
         m_window = nullptr;
         m_file.reset();
+        m_output.reset();
         m_directory.reset();
         m_debugFile.reset();
     }
@@ -147,7 +121,14 @@ void Recorder::openFile()
                                   m_options.output, m_layout.totalSize() >> 20,
                                   kLargestMemory >> 20));
     }
-    requireWritable(m_options.output);
+    auto output = std::make_unique<OutputFile>(m_options.output, OutputKind::RegularFile);
+    if (m_options.window == 0 && m_options.store == Store::Transitions) {
+        // The library completes the name.
+        m_output = std::make_unique<OutputFile>(
+            ZSIM::OutputFileNames::getWdbFileName(m_options.output, 0), OutputKind::WholeFile);
+    } else if (m_options.window == 0) {
+        m_output = std::move(output);
+    }
     // A file that grows beyond a limit fails like one on a full disk, and ends nothing.
     struct sigaction present
     {};
@@ -171,8 +152,15 @@ void Recorder::openFile()
         m_values->rememberTexts();
     }
     m_directory->write(writeDeclarations(m_declarations));
-    m_file->open(m_options.output, *m_directory, m_layout, 0);
+    if (m_output) {
+        m_output->start();
+    }
+    m_file->open(m_output ? m_output->path() : m_options.output, *m_directory, m_layout, 0);
     m_directory->remove();
+    // What can be read while it grows is found under its name.
+    if (m_output && m_options.store != Store::Transitions) {
+        m_output->show();
+    }
 }
 
 /// The names are there before the channel, so that whoever finds it finds them.
@@ -319,7 +307,13 @@ void Recorder::close()
     }
     if (m_file) {
         showRefusal();
-        attempt([this] { m_file->finish(m_values->time(), *m_directory, m_declarations); });
+        attempt([this] {
+            m_file->finish(m_values->time(), *m_directory, m_declarations);
+            if (m_output && !m_isBroken) {
+                m_output->finish();
+                m_output.reset();
+            }
+        });
     } else {
         liveWriter().close();
         liveWriter().setWaitHook({});
@@ -327,13 +321,18 @@ void Recorder::close()
     stop();
 }
 
-/// Without finishing: after a failure what reached the file stays as it is.
+/// Without finishing: after a failure what reached the file stays as it is, where it is.
 void Recorder::stop()
 {
     m_isOpen = false;
     m_window = nullptr;
     m_values->detach();
     m_file.reset();
+    if (m_output && m_options.store != Store::Transitions && m_output->giveBack()) {
+        m_say(fmt::format("{} is as it was before this run; what was recorded is in {}",
+                          m_output->name(), m_output->path()));
+    }
+    m_output.reset();
     m_directory.reset();
     m_debugFile.reset();
     Tracewell::setStorageFailureHandler({});

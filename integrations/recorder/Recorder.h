@@ -16,12 +16,14 @@
 namespace tracewell {
 
 class DebugFile;
+class OutputFile;
 class RecordingWriter;
 class WindowRecording;
 
 struct RecorderOptions
 {
-    /// The file to make. Empty: the live channel instead.
+    /// The file to make; what is there already stays until this one is finished, see
+    /// OutputFile::show(). Empty: the live channel instead.
     std::string output = "run.wdb";
     /// Of a file.
     Store store = Store::Events;
@@ -99,6 +101,8 @@ private:
     std::unique_ptr<SnapshotDirectory> m_directory;
     /// Goes after the channel that it belongs to.
     std::unique_ptr<DebugFile> m_debugFile;
+    /// Of a file without a window, which cares for its output itself.
+    std::unique_ptr<OutputFile> m_output;
     std::unique_ptr<RecordingWriter> m_file;
     /// The same where there is a window, or null.
     WindowRecording* m_window = nullptr;

@@ -60,6 +60,18 @@ TEST_F(Manners, anAnswerThatCannotBeWrittenIsALineAndExitCode1)
     }
 }
 
+TEST_F(Manners, anOutputThatLeadsToAClosedStreamIsALineAndExitCode1)
+{
+    for (const char* const command : {"draw run.wdb -o ", "export run.wdb "}) {
+        for (const char* const output :
+             {"/dev/stdout >&-", "/dev/fd/1 >&-", "/proc/self/fd/1 >&-", "/dev/stderr 2>&-"}) {
+            const Outcome outcome = shell(command + std::string(output));
+            EXPECT_EQ(outcome.exitCode(), 1) << command << output;
+            EXPECT_THAT(outcome.err, MatchesRegex("(tracewell: .* is closed; .*\n)?"));
+        }
+    }
+}
+
 TEST_F(Manners, nothingThatIsOpenedTakesThePlaceOfAClosedStream)
 {
     EXPECT_EQ(shell("import in.vcd new.wdb <&- >&- 2>&-").exitCode(), 0);

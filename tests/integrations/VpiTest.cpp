@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <map>
 #include <utility>
 
@@ -184,6 +185,7 @@ TEST_P(VpiPlugIn, outlivesSignals)
         }
         EXPECT_THAT(info("run.wdb"),
                     HasSubstr(number == SIGKILL ? "closed        no;" : "closed        yes"));
+        EXPECT_EQ(std::filesystem::exists(m_files.path("run.wdb.before")), number == SIGKILL);
         const auto recorded = exported("run.wdb", number != SIGKILL);
         const PlainVcd::History& clock = recorded.at("counter.clk");
         // Of the time step of the flush, which is the last one, more could have come.
@@ -207,7 +209,7 @@ TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
              {"+tracewell=run.wdb +tracewell-stop=1 +tracewell-start=2", "nothing is recorded"},
              {"+tracewell=run.wdb +tracewell-start=1000000", "nothing is recorded"},
              {"+tracewell-scope=counter", "nothing is recorded"},
-             {"+tracewell=/", "/: is a directory"},
+             {"+tracewell=/", "/: is no regular file"},
              {"+tracewell=/dev/full", "/dev/full: is no regular file"},
              {"+tracewell-live +tracewell=run.wdb", "+tracewell-live does not count beside"},
              {"+tracewell=run.wdb +tracewell-start=soon", "soon is no time to start at"},
@@ -221,14 +223,18 @@ TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
     }
     EXPECT_THAT(exported("run.wdb"), Not(IsEmpty()));
 
-    const Outcome full = shell(
-        "iverilog -o design $D/counter.v && (ulimit -f 16; exec vvp -n -M $M -m tracewell design "
-        "+short +tracewell=full.wdb" +
-        store + ")");
-    EXPECT_EQ(full.exitCode(), 1) << full.describe();
-    EXPECT_THAT(full.out, HasSubstr("failed"));
-    EXPECT_THAT(full.err, HasSubstr("File too large"));
-    EXPECT_THAT(info("full.wdb"), Not(HasSubstr("closed        yes")));
+    // What was there before is there again, behind all its names.
+    for (const std::string older : {"", "older"}) {
+        const Outcome full = shell(
+            std::string("iverilog -o design $D/counter.v; rm -f full.wdb*; ") +
+            (older.empty() ? "" : "echo older > full.wdb; ln full.wdb hard; ") +
+            "(ulimit -f 16; exec vvp -n -M $M -m tracewell design +short +tracewell=full.wdb" +
+            store + "); cat hard; cat full.wdb; ls | grep -c full.wdb.before");
+        EXPECT_THAT(full.out, HasSubstr("failed"));
+        EXPECT_THAT(full.out, HasSubstr(older.empty() ? "0\n" : "older\nolder\n0\n"));
+        EXPECT_THAT(full.err, HasSubstr("File too large"));
+        EXPECT_THAT(info("full.wdb*"), Not(HasSubstr("closed        yes")));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, VpiPlugIn, ::testing::Values("events", "transitions"),

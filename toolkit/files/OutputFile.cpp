@@ -1,6 +1,7 @@
 #include "files/OutputFile.h"
 
 #include "files/OwnFile.h"
+#include "files/StandardStreams.h"
 #include "text/Failure.h"
 
 #include <fmt/format.h>
@@ -72,6 +73,11 @@ std::string nameBeside(const fs::path& target)
     return (target.parent_path() / (name + suffix)).string();
 }
 
+bool isSame(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 bool mayReplace(const struct stat& file, const struct stat& directory)
 {
     const uid_t user = ::geteuid();
@@ -104,6 +110,10 @@ void OutputFile::find(OutputKind kind, const std::string& input)
     if (!isThere && errno != ENOENT) {
         failToCreate(m_name, errno);
     }
+    if (leadsToClosedStream(m_name)) {
+        throw Failure(fmt::format(
+            "{}: leads to a stream that is closed; name a file for the output", m_name));
+    }
     if (isThere && !S_ISREG(to.st_mode)) {
         if (S_ISDIR(to.st_mode) || kind != OutputKind::Any) {
             throw Failure(fmt::format("{}: is no regular file; name one for the output", m_name));
@@ -119,7 +129,7 @@ void OutputFile::find(OutputKind kind, const std::string& input)
         struct stat from;
         const int found =
             input == "-" ? ::fstat(STDIN_FILENO, &from) : ::stat(input.c_str(), &from);
-        if (found == 0 && from.st_dev == to.st_dev && from.st_ino == to.st_ino) {
+        if (found == 0 && isSame(from, to)) {
             throw Failure(
                 fmt::format("{}: is the input as well; name another file for the output", m_name));
         }
@@ -168,15 +178,67 @@ void OutputFile::start()
     m_isOurs = true;
 }
 
-std::string OutputFile::finish(bool isWhole)
+// The file before never lacks a name, whenever the process is killed.
+void OutputFile::show()
 {
-    if (m_isOurs && m_isReplacement && !isWhole) {
-        return keepBeside();
+    if (!m_isOurs || !m_isReplacement) {
+        return;
     }
-    if (m_isOurs && isAside() && !take(m_path)) {
+    takeOver(m_path);
+    struct stat earlier;
+    if (::lstat(previous().c_str(), &earlier) == 0 && !S_ISREG(earlier.st_mode)) {
+        failToReplace(m_name, previous() + ", its name meanwhile, is no regular file");
+    }
+    if (::stat(m_path.c_str(), &m_shown) != 0 || ::stat(m_target.c_str(), &m_before) != 0) {
         failToReplace(m_name, std::strerror(errno));
     }
-    m_isOurs = false;
+    ::unlink(previous().c_str());
+    // Not every file system has hard links.
+    if (::link(m_target.c_str(), previous().c_str()) != 0 &&
+        ::rename(m_target.c_str(), previous().c_str()) != 0) {
+        failToReplace(m_name, std::strerror(errno));
+    }
+    if (::rename(m_path.c_str(), m_target.c_str()) != 0) {
+        const int error = errno;
+        ::rename(previous().c_str(), m_target.c_str());
+        // Names of one file: then rename() does nothing.
+        ::unlink(previous().c_str());
+        failToReplace(m_name, std::strerror(error));
+    }
+    m_isShown = true;
+}
+
+/// Another run may have taken the name, or the user moved the files.
+bool OutputFile::isStillShown() const
+{
+    struct stat now;
+    struct stat before;
+    return m_isShown && ::stat(m_target.c_str(), &now) == 0 && isSame(now, m_shown) &&
+           ::lstat(previous().c_str(), &before) == 0 && isSame(before, m_before);
+}
+
+bool OutputFile::giveBack()
+{
+    const bool isBack = isStillShown() &&
+                        (::link(m_target.c_str(), m_path.c_str()) == 0 ||
+                         ::rename(m_target.c_str(), m_path.c_str()) == 0) &&
+                        ::rename(previous().c_str(), m_target.c_str()) == 0;
+    const bool isAtPath = isBack || (isAside() && !m_isShown && m_isOurs);
+    m_isShown = m_isOurs = false;
+    return isAtPath;
+}
+
+std::string OutputFile::finish(bool isWhole)
+{
+    if (m_isOurs && m_isReplacement && !m_isShown && !isWhole) {
+        return keepBeside();
+    }
+    if (isStillShown()) {
+        ::unlink(previous().c_str());
+    } else if (m_isOurs && !m_isShown && isAside() && !take(m_path)) {
+        failToReplace(m_name, std::strerror(errno));
+    }
+    m_isShown = m_isOurs = false;
     return {};
 }
 
@@ -217,6 +279,9 @@ void OutputFile::takeOver(const std::string& file) const
 
 void OutputFile::discard()
 {
+    if (m_isShown) {
+        m_isOurs = giveBack();
+    }
     struct stat status;
     if (m_isOurs && ::stat(m_path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
         ::unlink(m_path.c_str());

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include <sys/stat.h>
+
 namespace tracewell {
 
 /// What an output may be.
@@ -40,6 +42,15 @@ public:
     /// Makes ready to be written, if that has not been done.
     /// \throws Failure
     void start();
+    /// What is written has its name from now on, so that it is found there whatever becomes of the
+    /// process; the file before has another one, NAME.before, until finish(). Only a kill
+    /// leaves both.
+    /// \throws Failure when that cannot be; all is as it was then.
+    void show();
+    /// The file before has its name again, and what was written stays, unfinished: true, at path().
+    /// False where there was none before, or somebody else has changed the names since: what was
+    /// written stays where it is then.
+    bool giveBack();
     /// What was written is closed, and complete. If it is short of what was asked for (`isWhole` is
     /// false), a file that was there before stays, and the new one beside it gets a name for good,
     /// as run.part.wdb for run.wdb; the answer says so, for the end of a message. Otherwise the
@@ -63,6 +74,8 @@ private:
     std::string keepBeside();
     /// Gives a file the mode and the owner of the one that was there before.
     void takeOver(const std::string& file) const;
+    std::string previous() const { return m_target + ".before"; }
+    bool isStillShown() const;
     bool isAside() const { return m_path != m_target; }
 
     std::string m_name;
@@ -70,6 +83,11 @@ private:
     std::string m_target;
     std::string m_path;
     bool m_isReplacement = false;
+    /// Has its name; of a replacement.
+    bool m_isShown = false;
+    /// What was shown, and what was there before it.
+    struct stat m_shown = {};
+    struct stat m_before = {};
     bool m_isOurs = false;
     bool m_isRemovable = true;
 };

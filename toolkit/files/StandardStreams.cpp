@@ -7,9 +7,26 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tracewell {
+
+namespace {
+
+bool s_hasClosed = false;
+
+} // namespace
+
+bool leadsToClosedStream(const std::string& path)
+{
+    struct stat link;
+    struct stat place;
+    struct stat root;
+    return s_hasClosed && ::lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode) &&
+           ::stat(path.c_str(), &place) == 0 && ::stat("/", &root) == 0 &&
+           place.st_dev == root.st_dev && place.st_ino == root.st_ino;
+}
 
 void prepareStandardStreams()
 {
@@ -17,11 +34,12 @@ void prepareStandardStreams()
         if (::fcntl(stream, F_GETFD) >= 0) {
             continue;
         }
-        // The lower ones are open, so this one takes the number.
-        const int direction = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-        if (::open("/dev/null", direction) != stream && ::open("/", O_PATH) != stream) {
+        // The lower ones are open, so this one takes the number. A directory is what no path of the
+        // descriptor, as /dev/stdout is one, can be opened by and read or written.
+        if (::open("/", O_PATH) != stream) {
             std::_Exit(EXIT_FAILURE);
         }
+        s_hasClosed = true;
     }
     std::signal(SIGXFSZ, SIG_IGN);
     // Lives as long as the stream.

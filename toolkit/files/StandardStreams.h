@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <streambuf>
+#include <string>
 
 namespace tracewell {
 
@@ -10,6 +11,9 @@ namespace tracewell {
 /// what was meant for the stream. A write beyond a limit on the size of files fails and does not
 /// end the process. What std::cout takes is written at once.
 void prepareStandardStreams();
+
+/// Whether a path, as /dev/stdout, leads to a standard stream that was closed then.
+bool leadsToClosedStream(const std::string& path);
 
 /// Takes what a stream is given to a descriptor at once: the process may end behind any character.
 /// After a failure, errno has the reason.
