@@ -25,7 +25,7 @@ struct RecorderOptions
     /// The file to make; what is there already stays until this one is finished, see
     /// OutputFile::show(). Empty: the live channel instead.
     std::string output = "run.wdb";
-    /// Of a file.
+    /// Which store a file has; a channel has none.
     Store store = Store::Events;
     /// After so many seconds of the clock on the wall what was traced is in the file, and survives
     /// the death of the process; 0 for never. An event database only.
@@ -54,7 +54,7 @@ public:
     Recorder(Declarations declarations, RecorderOptions options, Say say);
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
-    /// Closes.
+    /// Closes the recording, so that it is whole.
     ~Recorder();
 
     /// Begins the recording. False, with a line, when that cannot be.
@@ -109,7 +109,7 @@ private:
     std::unique_ptr<ValueRecorder> m_values;
     bool m_isOpen = false;
     bool m_isOff = false;
-    /// Of a channel.
+    /// Whether a viewer has taken the channel by now.
     bool m_hasViewer = false;
     /// Something was not sent, for want of a viewer in front of a full ring.
     bool m_hasDropped = false;

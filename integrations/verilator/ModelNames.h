@@ -22,7 +22,7 @@ public:
 
     explicit ModelNames(const std::string& resolution) : m_resolution(resolution), m_scopes(1) {}
 
-    /// See ModelRecorder::declare.
+    /// Takes a signal over as ModelRecorder::declare() is given it.
     void declare(std::uint32_t code, std::string_view path, ModelRecorder::Kind kind,
                  const int* arrayIndex, const ModelRecorder::Range& range);
     /// The table, and the object of each code.

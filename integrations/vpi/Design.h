@@ -41,7 +41,7 @@ public:
 
     /// Adds all that `levels` levels of a scope declare, see ScopeChoice.
     void addScope(vpiHandle scope, unsigned int levels);
-    /// Adds all top scopes.
+    /// Adds all top scopes, each so many levels deep; 0 takes all levels.
     void addTops(unsigned int levels);
     /// Adds one variable, word of a memory, or all of these, below its scopes. False for what is
     /// none, as a part of a vector.
@@ -64,7 +64,7 @@ private:
     void add(vpiHandle item, vpiHandle scope);
     Identity identify(vpiHandle item, int type, vpiHandle scope) const;
     bool declaresSomething(vpiHandle scope) const;
-    /// How many were opened.
+    /// Opens the scopes around an item that are not open, and answers how many these were.
     std::size_t openScopesAround(vpiHandle item);
     void openScope(vpiHandle scope);
     void closeScopes(std::size_t count);
@@ -74,7 +74,7 @@ private:
     std::function<void(const std::string&)> m_complain;
     DeclarationsBuilder m_builder;
     std::deque<Probe> m_probes;
-    /// What is there already.
+    /// The items that have been added, so that none is added twice.
     std::set<Identity> m_known;
     /// Nets that the simulator says are one, by its number of it.
     std::map<int, std::uint32_t> m_nets;

@@ -56,7 +56,7 @@ public:
                     "is no option; there are live, scope, start, stop, last, sync and store");
         }
     }
-    /// Nothing was complained of.
+    /// Whether no argument was complained of.
     bool isGood() const { return m_isGood; }
 
 private:

@@ -45,7 +45,7 @@ private:
     void sort(Change* begin, Change* end);
 
     std::vector<Change> m_gathered;
-    /// Part behind part.
+    /// The changes of one part behind those of the part before.
     std::vector<Change> m_changes;
     long long m_from = 0;
     /// A part covers 2^m_shift units of time.

@@ -67,7 +67,7 @@ private:
     void applyEvent(std::uint32_t object, std::uint32_t bits);
     void showLetters();
 
-    /// The store has none.
+    /// Stands for the texts, of which the store has none.
     class NoTexts : public TextSource
     {
     public:

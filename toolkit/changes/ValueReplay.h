@@ -18,7 +18,7 @@ namespace tracewell {
 class ValueReplay
 {
 public:
-    /// Keeps references.
+    /// Keeps references to all three.
     ValueReplay(const Declarations& declarations, const DataLayout& layout, TextSource& texts);
 
     /// Before anything is applied: no other objects than these are of interest.
@@ -53,7 +53,7 @@ public:
     void appendValue(std::string& out, std::uint32_t object);
     /// The same with blank, code and end of line: one line, or one for each firing of an event.
     void appendChange(std::string& out, std::uint32_t object);
-    /// See ChangeStream.
+    /// The plain value, as ChangeStream gives it.
     const unsigned char* plainValue(std::uint32_t object) const;
     /// How often the event fired between the last two calls of takeChanges.
     unsigned long long firings(std::uint32_t object) const;

@@ -20,7 +20,7 @@ public:
 
     long long ofA(long long time) const { return scale(time, m_a); }
     long long ofB(long long time) const { return scale(time, m_b); }
-    /// Back again, rounded down.
+    /// A time of the common scale on the scale of A, rounded down.
     long long toA(long long time) const { return time / m_a; }
     long long toB(long long time) const { return time / m_b; }
 

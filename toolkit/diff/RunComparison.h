@@ -25,7 +25,7 @@ struct ObservedValue
 struct Difference
 {
     std::size_t pair = 0;
-    /// On the common scale.
+    /// Time of the first difference, on the common scale.
     long long time = 0;
     ObservedValue a;
     ObservedValue b;
@@ -43,7 +43,7 @@ public:
         long long to = std::numeric_limits<long long>::max();
     };
 
-    /// Keeps references.
+    /// Keeps references to all of them.
     RunComparison(ChangeStream& a, ChangeStream& b, const CommonTime& time,
                   const std::vector<SignalPair>& pairs);
 

@@ -95,11 +95,11 @@ struct Side
 
     const SignalNames& names;
     std::vector<Signal> signals;
-    /// By signal, each once.
+    /// The places of signals, in the order of these, each once.
     std::vector<std::string> places;
     /// By signal: the variable that it is, or is a part of.
     std::vector<std::size_t> variables;
-    /// By signal.
+    /// Whether a signal is compared, in the order of signals.
     std::vector<char> isWanted;
 };
 

@@ -13,7 +13,7 @@ namespace tracewell {
 /// What is drawn, in whatever form.
 struct Picture
 {
-    /// The recording's name.
+    /// What stands above the lanes: the name of the recording.
     std::string title;
     std::vector<Lane> lanes;
     TimeWindow window;

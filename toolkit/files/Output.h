@@ -10,7 +10,7 @@ namespace tracewell {
 class Output
 {
 public:
-    /// The standard output.
+    /// Writes to the standard output.
     Output();
     explicit Output(std::ostream& stream) : m_stream(stream) {}
     Output(const Output&) = delete;

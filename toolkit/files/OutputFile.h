@@ -30,11 +30,11 @@ public:
     OutputFile(const std::string& name, OutputKind kind, const std::string& input = {});
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
-    /// As discard().
+    /// Discards what was not finished.
     ~OutputFile() { discard(); }
 
     const std::string& name() const { return m_name; }
-    /// Where to write.
+    /// Where the output is to be written.
     const std::string& path() const { return m_path; }
     /// Whether there is a file that stays until the new one is finished.
     bool isReplacement() const { return m_isReplacement; }

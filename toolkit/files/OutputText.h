@@ -19,7 +19,7 @@ public:
     ~OutputText();
 
     std::string& text() { return m_text; }
-    /// True when it wrote.
+    /// Writes what has gathered when that is much; true when it wrote.
     bool flushWhenLarge();
     /// Writes the rest and closes; as OutputFile::finish.
     /// \throws Failure when anything could not be stored.

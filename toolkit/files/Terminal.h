@@ -12,7 +12,7 @@ bool isTerminal(StandardStream stream);
 /// Columns of the terminal behind the standard output; `fallback` when there is none.
 unsigned int terminalColumns(unsigned int fallback);
 
-/// Rows of it.
+/// Rows of the terminal, or `fallback` where there is none.
 unsigned int terminalRows(unsigned int fallback);
 
 /// Makes a new directory for this process alone in the place for temporary files.

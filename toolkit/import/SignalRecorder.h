@@ -12,7 +12,7 @@ namespace tracewell {
 class SignalRecorder
 {
 public:
-    /// See ValueRecorder.
+    /// Takes what ValueRecorder takes.
     SignalRecorder(const Declarations& declarations, const DataLayout& layout,
                    Tracewell::IWdbWriter& writer, const MakeSink& makeSink)
         : m_values(declarations, layout, writer, makeSink)

@@ -22,7 +22,7 @@ public:
     {
         /// Times have so many decimals more than the input's timescale says.
         int fractionDigits = 0;
-        /// See VcdReader.
+        /// Reads on where a strict reading refuses, as VcdReader tells.
         bool isLenient = false;
     };
     using ReadHook = std::function<void(const VcdInput&)>;

@@ -130,7 +130,7 @@ void ViewerWatch::noteBack()
     m_recorder->restate();
 }
 
-/// Between two trace calls.
+/// Empties the channel, between two trace calls.
 void ViewerWatch::emptyChannel()
 {
     m_isEmptied = true;

@@ -51,7 +51,7 @@ private:
     bool advance(Bucket& bucket);
     bool loadNextBlock(Bucket& bucket);
     void lookAhead(Bucket& bucket);
-    /// Since the last call.
+    /// Whether damage was met since the last call.
     bool sawDamage();
 
     std::string m_name;
@@ -61,7 +61,7 @@ private:
     Tracewell::TimeMerge<Bucket*> m_waiting;
     /// Whose event was given out last; null before the first and behind the last.
     Bucket* m_present = nullptr;
-    /// Null where nobody asks.
+    /// Null where nobody asks about damage.
     const Tracewell::WdbDamageLog* m_log = nullptr;
     unsigned long long m_damagesSeen = 0;
     long long m_end = std::numeric_limits<long long>::max();

@@ -55,7 +55,7 @@ private:
     /// When the first text is asked for.
     bool m_isListed = false;
     std::vector<Block> m_blocks;
-    /// The latest used first.
+    /// Blocks that are open, the one used last in front.
     std::list<OpenBlock> m_open;
     std::unique_ptr<Tracewell::WdbStringBlock> m_scratch;
 };

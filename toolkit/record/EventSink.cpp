@@ -63,7 +63,7 @@ public:
 private:
     struct Text
     {
-        /// None at first.
+        /// No form, before the first text.
         ChangeForm form = {};
         std::string text;
     };

@@ -112,7 +112,7 @@ public:
     std::string takeRefusal() { return m_sink->takeRefusal(); }
     const std::string& refusal() const { return m_sink->refusal(); }
 
-    /// Values that were traced.
+    /// How many changes were traced, texts included.
     unsigned long long changes() const { return m_changes + m_sink->changes(); }
     /// About the bytes that these took in the store, before it compressed them.
     unsigned long long traffic() const

@@ -24,7 +24,7 @@ public:
     struct State
     {
         const ValueKind* kind = nullptr;
-        /// Of the plain value.
+        /// Where the plain value lies in the data memory.
         long long address = 0;
         std::uint32_t width = 0;
         bool hasValue = false;
@@ -102,7 +102,7 @@ public:
 
     /// What was traced beside plain values.
     unsigned long long changes() const { return m_changes; }
-    /// The bytes of that.
+    /// The bytes of what was traced beside plain values.
     unsigned long long bytes() const { return m_bytes; }
 
 protected:

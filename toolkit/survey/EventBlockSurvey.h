@@ -32,7 +32,7 @@ public:
         Finding* openLoss = nullptr;
     };
 
-    /// Keeps references.
+    /// Keeps references to both.
     EventBlockSurvey(const SurveyContext& context, const Tracewell::WdbEventDatabaseHeader& header)
         : m_context(context), m_survey(context.survey), m_header(header),
           m_image(header.m_maxEventBlockSize), m_block(header.m_maxEventBlockSize, 0)

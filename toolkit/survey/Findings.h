@@ -10,9 +10,9 @@ struct Place
 {
     std::string section;
     long long bucket = -1;
-    /// Of a transition database.
+    /// Number of the object, in a transition database; -1 elsewhere.
     long long object = -1;
-    /// Offsets in the file.
+    /// Offsets in the file; -1 where there is none.
     long long node = -1;
     long long block = -1;
     long long blockSize = -1;

@@ -40,7 +40,7 @@ struct Survey
         unsigned long long limit = 0;
         /// As stored, or the last transition's where that is later.
         long long latestTime = 0;
-        /// With a tree.
+        /// Objects that have a tree.
         unsigned long long objects = 0;
         /// With a value at time 0 and no tree.
         unsigned long long constants = 0;
@@ -62,14 +62,14 @@ struct Survey
     std::vector<Section> sections;
 
     std::optional<Tracewell::WdbEventDatabaseHeader> eventHeader;
-    /// Buckets with a list.
+    /// Buckets that list blocks.
     unsigned long long bucketsInUse = 0;
     unsigned long long blocks = 0;
     unsigned long long events = 0;
     /// Of all events that could be read.
     long long latestEvent = 0;
     Ending ending = Ending::Unknown;
-    /// Of events.
+    /// How far the events are whole.
     Wholeness wholeness;
     /// Later ones than it is whole up to.
     unsigned long long eventsBehind = 0;

@@ -23,7 +23,7 @@ public:
         m_place.section = kTreeSection;
     }
 
-    /// `offset` is the section's.
+    /// Walks the tree of the section at `offset`.
     void walk(long long offset);
     /// Ids of the objects that have a tree, sorted.
     const std::vector<std::uint32_t>& ids() const { return m_ids; }

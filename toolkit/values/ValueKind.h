@@ -75,7 +75,7 @@ public:
     bool fires() const { return m_traits.part == Part::Firings; }
     /// The plain value is a TextReference.
     bool isText() const { return m_traits.isText; }
-    /// A number without bits.
+    /// A number that has no letters of bits.
     bool isNumber() const { return m_traits.isNumber; }
     /// Bytes that nobody declared.
     bool isRaw() const { return m_traits.isRaw; }

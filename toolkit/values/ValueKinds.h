@@ -9,14 +9,14 @@ extern const ValueKind& kScalar;
 /// Several letters: for every 32 bits, bit 0 first, a u32 a-word and a u32 b-word. a + 2 b of a bit
 /// is 0, 1, 2 (z) or 3 (x).
 extern const ValueKind& kVector;
-/// A double.
+/// A double, as it lies in memory.
 extern const ValueKind& kReal;
 /// A text: a TextReference of kind 's'.
 extern const ValueKind& kString;
 /// A count that goes up by one with each firing, modulo 256, then the code of the letter that came
 /// with it.
 extern const ValueKind& kEvent;
-/// Bytes by their address.
+/// Bytes that were asked for by their address.
 extern const ValueKind& kBytes;
 /// A transition object by its number: eight bytes, an integer or a double.
 extern const ValueKind& kObject;

@@ -55,7 +55,7 @@ public:
     Tracewell::WdbIEventReader& reader() { return *m_reader; }
     /// The event database behind the reader's answers, opened a second time: for its raw blocks.
     Tracewell::WdbIEventBlockDatabase& database();
-    /// What database() lies in.
+    /// The blocks that database() lies in.
     Tracewell::WdbIBlockManager& storage();
 
 private:

@@ -30,7 +30,7 @@ struct IndexedState
     SignalState state;
     /// When the signal, or a part of it, was recorded last by then, anew or with the same value.
     std::optional<long long> recorded;
-    /// By offset.
+    /// Sources of bytes, by their offset in the value.
     std::vector<Source> sources;
     Tracewell::WdbEventBtree::SearchCost cost;
 };

@@ -30,7 +30,7 @@ struct Signal
     /// Of some bits of a vector: the label of the whole one. Empty otherwise.
     std::string whole;
     const ValueKind* valueKind = &kBytes;
-    /// Bits.
+    /// How many bits the signal has; 1 for what has none.
     unsigned int width = 1;
     long long address = 0;
     /// Bytes of the plain value at `address`.

@@ -43,13 +43,13 @@ public:
     /// False when the recording has no name table in the form of a VCD's declarations: it comes
     /// from another program, and only addresses are known.
     bool hasNames() const { return m_layout != nullptr; }
-    /// Why not.
+    /// Why there are no names; empty when there are.
     const std::string& whyNoNames() const { return m_whyNoNames; }
     /// \throws Failure that says why not.
     void requireNames() const;
-    /// Empty without names.
+    /// The table of names; empty when there are none.
     const Declarations& declarations() const { return m_declarations; }
-    /// Only with names.
+    /// Where values lie; only when there are names.
     const DataLayout& layout() const { return *m_layout; }
     /// Only with names, for Places::Objects.
     const TransitionLayout& transitionLayout() const { return *m_transitionLayout; }

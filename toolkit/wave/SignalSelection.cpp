@@ -226,7 +226,7 @@ private:
     }
 
     const std::vector<Signal>& m_signals;
-    /// Without the range.
+    /// Names without their ranges.
     std::vector<std::string> m_plainNames;
     /// "#2" and so on, where variables share a name.
     std::vector<std::string> m_numbers;

@@ -35,7 +35,7 @@ private:
         bool isNineState = false;
         /// What the stream came to.
         ObjectState coming;
-        /// What holds.
+        /// What the object holds by now.
         ObjectState state;
         bool hasState = false;
         /// The signal's state does not show it yet.

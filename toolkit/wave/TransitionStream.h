@@ -46,7 +46,7 @@ public:
     TransitionStream(Tracewell::DataBase& database, std::uint32_t id, const TimeWindow& window,
                      std::size_t held = kMostHeld);
 
-    /// False at the end.
+    /// Steps to the next transition; false at the end.
     bool next(ObjectState& state);
 
 private:
@@ -60,7 +60,7 @@ private:
     Tracewell::DataBase* m_database;
     std::uint32_t m_id;
     TimeWindow m_window;
-    /// Of the object.
+    /// Time of the object's last transition.
     long long m_lastTime = 0;
     /// Where the part begins that was not asked for yet.
     long long m_from;

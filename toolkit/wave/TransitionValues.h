@@ -16,7 +16,7 @@ public:
         : SignalValues(std::move(signals)), m_database(database), m_end(database.getDamageLog())
     {}
 
-    /// There are no texts.
+    /// Gives nothing: such a database has no texts.
     std::string lookUp(long long id) const override;
 
 protected:

@@ -41,7 +41,7 @@ public:
     explicit ModelRecorder(CloseInOrder closeInOrder);
     ModelRecorder(const ModelRecorder&) = delete;
     ModelRecorder& operator=(const ModelRecorder&) = delete;
-    /// Closes.
+    /// Closes the recording, so that it is whole.
     ~ModelRecorder();
 
     /// Forgets all names. `resolution` is the unit of times: "1ps".

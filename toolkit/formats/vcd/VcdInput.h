@@ -82,7 +82,7 @@ private:
     [[noreturn]] void failOnNul();
 
     std::string m_name;
-    /// None for a text.
+    /// Null for an input that is a text in memory.
     std::unique_ptr<ByteSource> m_source;
     bool m_exhausted = false;
     unsigned long long m_bytesRead = 0;

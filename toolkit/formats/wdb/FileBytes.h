@@ -39,7 +39,7 @@ public:
     {
     public:
         explicit Window(FileBytes& file) : m_file(file) {}
-        /// As FileBytes::read.
+        /// Reads as FileBytes::read() does.
         bool read(long long offset, void* out, unsigned long long size);
 
     private:

@@ -57,7 +57,7 @@ struct Result
     TimeText timeText;
     /// Where the runs end, when it was looked at.
     std::optional<std::pair<long long, long long>> ends;
-    /// Nothing was left out.
+    /// Whether both runs were compared to their ends.
     bool isWhole = true;
 
     bool hasEqualEnds() const { return !ends || ends->first == ends->second; }

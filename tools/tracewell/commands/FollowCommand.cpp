@@ -419,7 +419,7 @@ void Follow::summarize()
     }
 }
 
-/// As OutputFile::finish.
+/// Closes the recording, and answers what OutputFile::finish() does.
 std::string Follow::close(bool isWhole)
 {
     m_picture.reset();

@@ -32,9 +32,9 @@ public:
     unsigned int size() const { return m_size; }
     unsigned int capacity() const { return m_capacity; }
     bool empty() const { return m_size == 0; }
-    /// 0 when empty.
+    /// The first element; 0 when there is none.
     unsigned int front() const { return m_size == 0 ? 0 : m_data[0]; }
-    /// 0 when empty.
+    /// The last element; 0 when there is none.
     unsigned int back() const { return m_size == 0 ? 0 : m_data[m_size - 1]; }
     unsigned int operator[](unsigned int index) const { return m_data[index]; }
     void setData(unsigned int index, unsigned int value) { m_data[index] = value; }

@@ -18,7 +18,7 @@
 
 namespace Tracewell {
 
-/// What an instance does.
+/// What an instance of the database does with transitions.
 enum class DataBaseMode {
     /// Stores what a Feeder in another process sends, in a thread of its own, and answers queries
     /// meanwhile.

@@ -16,7 +16,7 @@ class TRACEWELL_API FileIO
 public:
     enum SerialModes {
         None = 0,
-        /// The file must exist.
+        /// For reading alone; the file must exist.
         Read = 1,
         /// Makes or empties the file; it cannot be read.
         Write = 2,
@@ -51,7 +51,7 @@ public:
     bool isOpen() const { return m_descriptor >= 0; }
     SerialModes getMode() const { return m_mode; }
 
-    /// InvalidOffset when closed.
+    /// Where the next byte is read or written; InvalidOffset while no file is open.
     long long getOffset() const;
     bool setOffset(long long offset);
     /// Moves the position, back for a negative count.
@@ -94,7 +94,7 @@ public:
     /// Writes the length modulo 65,536, and that many bytes.
     bool writeShortString(const std::string& text);
 
-    /// In bytes.
+    /// Bytes that a text takes in a file.
     static unsigned int diskStringSize(const std::string& text);
     static unsigned int diskShortStringSize(const std::string& text);
 

@@ -12,7 +12,7 @@ class IEventTarget;
 class TRACEWELL_API IEventSource
 {
 public:
-    /// In bytes.
+    /// Addresses that a listener wants to hear of.
     struct ListenerRange
     {
         unsigned long long m_start;

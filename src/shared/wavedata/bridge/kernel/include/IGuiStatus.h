@@ -9,7 +9,7 @@ class TRACEWELL_API IGuiStatus
 {
 public:
     virtual ~IGuiStatus();
-    /// 0 to 100.
+    /// `percent` goes from 0 to 100.
     virtual void setProgress(double percent) = 0;
     virtual double getProgress() = 0;
 };

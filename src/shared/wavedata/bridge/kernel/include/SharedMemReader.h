@@ -31,7 +31,7 @@ public:
     bool isCapturing() const;
 
 private:
-    /// Guards the switch.
+    /// Guards the switch from one region to the next.
     mutable boost::mutex m_mutex;
     boost::condition_variable m_changed;
     bool m_capture = false;

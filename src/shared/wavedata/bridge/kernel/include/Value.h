@@ -8,7 +8,7 @@ namespace Tracewell {
 
 /// What a Value holds, and the form in which a transition database stores it.
 enum ValueType : unsigned int {
-    /// No transition here.
+    /// There is no transition at the time asked for.
     ValueNone = 0,
     ValueByte = 1,
     ValueInt32 = 2,
@@ -22,7 +22,7 @@ enum ValueType : unsigned int {
     /// In drawing results only: the start or the end of a run too close to draw.
     ValueDense = 8,
     // Storage forms, taken as input; query results give them as ValueByte.
-    /// 1 bit.
+    /// One bit, 0 or 1.
     ValueBit = 10,
     /// 2 bits: low plane plus twice the high plane of a four-state value.
     ValueVlog = 11,
@@ -44,7 +44,7 @@ public:
     Value& operator=(Value&& other) noexcept;
     ~Value() { clear(); }
 
-    /// Makes it ValueNone.
+    /// Makes the value ValueNone.
     void clear()
     {
         if (m_type == ValueString)

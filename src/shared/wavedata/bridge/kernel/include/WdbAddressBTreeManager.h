@@ -78,7 +78,7 @@ public:
     /// is kept before there was any tree.
     void addEventBuffered(const WdbLiveEvent* event);
     void flushEvents();
-    /// Does nothing.
+    /// Does nothing: trees know their latest times by their events.
     void markTime(long long time);
     /// Empties the trees, the buffer and the file; the trees stay known.
     /// \throws Qsim::OpenException when the file cannot be made again; trees must not be filled

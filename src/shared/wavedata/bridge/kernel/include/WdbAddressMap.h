@@ -19,7 +19,6 @@ public:
     void insert(long long start, long long end);
     bool find(long long address) const;
     void clear() { m_ranges.clear(); }
-    /// The number of ranges.
     unsigned int size() const { return static_cast<unsigned int>(m_ranges.size()); }
     /// True when an insertion changed the set since the last resetDirtyFlag.
     bool isDirty() const { return m_dirty; }

@@ -37,9 +37,9 @@ public:
     {
         return isEof() ? typename Node::Entry() : m_walk.getNode().getEntry(m_slot);
     }
-    /// 0 at the end.
+    /// Handle of the block at hand; 0 at the end.
     long long getHandle() const { return getEntry().m_handle; }
-    /// 0 at the end.
+    /// Bytes of the block at hand; 0 at the end.
     unsigned int getSize() const { return getEntry().m_size; }
 
     /// So far, those without entries too.

@@ -58,7 +58,7 @@ public:
     WdbDamageLog& operator=(const WdbDamageLog&) = delete;
     ~WdbDamageLog();
 
-    /// For the library.
+    /// Takes a place in, once; for the readers of the library.
     void note(const WdbDamage& damage);
     /// What is damage only when the writer has come to its end is forgotten, and not noted from
     /// here on: it has not.
@@ -72,7 +72,7 @@ public:
 
 private:
     std::atomic<unsigned long long> m_count{0};
-    /// Guards what follows.
+    /// Guards the places and their count; readers on several threads note them.
     mutable std::mutex m_mutex;
     std::vector<WdbDamage> m_places;
     bool m_isNeverClosed = false;

@@ -121,7 +121,7 @@ public:
     bool isEmpty() const { return m_offsets.empty(); }
     /// Whether what was loaded last was damaged.
     bool isDamaged() const { return m_isDamaged; }
-    /// Number of events.
+    /// How many events the block holds.
     unsigned int size() const { return m_offsets.size(); }
     /// From the image's header, which addBlock, putBlock and loadBlock fill.
     long long getStartTime() const { return readHeader().m_startTime; }

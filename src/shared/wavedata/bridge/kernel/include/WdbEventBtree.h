@@ -60,7 +60,7 @@ public:
         long long m_root;
         long long m_relativeTime;
         long long m_minimumDiff;
-        /// Made at first use.
+        /// The walk that finds nodes, made when it is first needed.
         mutable std::unique_ptr<EventTreeWalk> m_walk;
         mutable WdbEventBTreeRecord m_record;
     };
@@ -84,7 +84,7 @@ public:
         long long m_address;
     };
 
-    /// Has nothing.
+    /// Of a bucket without events.
     class TRACEWELL_API EventIterator : public WdbIEventSource::Iterator
     {
     public:
@@ -121,11 +121,11 @@ public:
                   Access access = Access::Writing);
     WdbEventBtree(const WdbEventBtree&) = delete;
     WdbEventBtree& operator=(const WdbEventBtree&) = delete;
-    /// Stores what is open.
+    /// Stores the block that is open.
     ~WdbEventBtree();
 
     long long getBaseAddress() const { return m_baseAddress; }
-    /// The block being filled.
+    /// The block that takes events in and is not stored yet.
     WdbEventBlock& getEventBlock() { return m_block; }
     const WdbEventBlock& getEventBlock() const { return m_block; }
     long long getStartTime() const { return m_header.m_startTime; }

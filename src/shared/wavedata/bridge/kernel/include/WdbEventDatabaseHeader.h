@@ -16,7 +16,7 @@ struct TRACEWELL_API WdbEventDatabaseHeader
           m_blockListNodeWidth(getDefaultBlockListNodeWidth())
     {}
 
-    /// Addresses a bucket, 2,048.
+    /// Addresses that share a bucket unless told otherwise.
     static unsigned int getBucketDivision() { return 2048; }
     static unsigned int getDefaultMaxEventBlockSize() { return 10240; }
     static unsigned int getDefaultBlockListNodeWidth() { return 100; }

@@ -16,7 +16,7 @@ namespace Tracewell {
 class TRACEWELL_API WdbFileBlockManagerWithCache : public WdbIBlockManager
 {
 public:
-    /// `capacity` in blocks.
+    /// Keeps copies of the last `capacity` blocks that were read.
     WdbFileBlockManagerWithCache(std::basic_iostream<char>& stream, unsigned long long capacity);
 
     long long addBlock(const char* data, unsigned long long size) override;
@@ -24,7 +24,7 @@ public:
     void putBlock(long long handle, const char* data, unsigned long long size) override;
     void freeBlock(long long handle, unsigned long long size) override;
     bool contains(long long handle, unsigned long long size) const override;
-    /// Drops all copies.
+    /// Drops all copies, so that blocks are read from the file again.
     void reset();
 
 private:

@@ -18,7 +18,7 @@ namespace Tracewell {
 class TRACEWELL_API WdbFileBlockManagerWithWriteCache : public WdbIBlockManager
 {
 public:
-    /// `capacity` in blocks.
+    /// Keeps the last `capacity` blocks, those to be written too.
     WdbFileBlockManagerWithWriteCache(std::basic_iostream<char>& stream,
                                       unsigned long long capacity);
 

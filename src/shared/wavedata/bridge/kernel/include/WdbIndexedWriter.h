@@ -34,7 +34,7 @@ public:
     WdbIndexedWriter();
     WdbIndexedWriter(const WdbIndexedWriter&) = delete;
     WdbIndexedWriter& operator=(const WdbIndexedWriter&) = delete;
-    /// Closes.
+    /// Closes the file, so that it is whole.
     ~WdbIndexedWriter() override;
 
     /// Mode and option have no meaning. An empty `wdbFile` is "zsim.wdb". Embeds the debug file and
@@ -46,7 +46,7 @@ public:
     /// addresses each, is left out, by all trace functions. The first one is told in a line on the
     /// standard error stream.
     TraceVhdlFunc getTraceVhdlFunc() override { return &traceVhdl; }
-    /// Does nothing.
+    /// The function that this gives does nothing: the file holds memory, not objects.
     TraceVhdlFuncScalar getTraceVhdlFuncScalar() override { return &traceVhdlScalar; }
     TraceVlogFunc getTraceVlogFunc() override { return &traceVlog; }
     TraceScObjectFunc getTraceScObjectFunc() override { return &traceScObject; }
@@ -115,13 +115,13 @@ private:
     /// The writer constructed last; each knows the one before it.
     static WdbIndexedWriter* s_pWriter;
 
-    /// Null while closed.
+    /// Null while no file is open.
     std::unique_ptr<WdbMultipleBucketBtreeDatabase> m_eventDatabase;
     long long m_baseOffset = 0;
     long long m_countersBegin = 0;
     long long m_countersEnd = 0;
     std::unordered_map<long long, Counted> m_counted;
-    /// Room for merged vectors.
+    /// Where a vector is merged with what it had, before it is stored.
     std::vector<unsigned char> m_scratch;
 
     WdbIndexedWriter* m_previousWriter;

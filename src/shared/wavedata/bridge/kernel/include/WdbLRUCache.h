@@ -26,9 +26,9 @@ public:
     /// Replaces the bytes of a handle that is there; otherwise nothing happens and `data` stays
     /// the caller's. A block keeps its size.
     void put(long long handle, void* data);
-    /// Forgets the handle.
+    /// Forgets what is kept for the handle, if anything.
     void remove(long long handle);
-    /// Forgets everything.
+    /// Forgets what is kept for all handles.
     void reset();
     /// What add was given; 0 on a miss.
     unsigned long long getSize(long long handle) const;

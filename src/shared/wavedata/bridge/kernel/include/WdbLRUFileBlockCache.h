@@ -48,7 +48,7 @@ public:
     void remove(long long handle);
     /// Writes what is dirty and forgets everything.
     void reset();
-    /// 0 on a miss.
+    /// Bytes of the block that is kept for the handle; 0 when none is.
     unsigned long long getSize(long long handle) const;
     /// Writes the item's bytes to its place in the stream.
     void saveCacheLRUItem(const LRUDataItem& item);
@@ -59,7 +59,7 @@ private:
 
     std::basic_iostream<char>* m_stream;
     unsigned long long m_capacity;
-    /// Null with an owner.
+    /// Null where an owner gave its own.
     const std::unique_ptr<StorageHealth> m_health;
     const WdbIBlockManager* m_owner;
     /// The oldest at the front.

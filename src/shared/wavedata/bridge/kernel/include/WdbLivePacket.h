@@ -37,7 +37,7 @@ public:
     static void operator delete(void* /*packet*/, void* /*place*/) noexcept {}
 
     static unsigned int size_of_packet(unsigned int numBytes) { return numBytes + kHeaderSize; }
-    /// Of the whole packet.
+    /// Bytes of the whole packet, its value included.
     unsigned int size_of() const { return size_of_packet(m_numBytes); }
     unsigned int getNumBytes() const { return m_numBytes; }
     char* getPayload() { return reinterpret_cast<char*>(this) + kHeaderSize; }
@@ -45,7 +45,7 @@ public:
     /// Copies as many bytes from `data` as the constructor was told.
     void putData(const char* data) { std::memcpy(getPayload(), data, m_numBytes); }
 
-    /// One line.
+    /// Writes the packet as one line, for who looks for a fault.
     void printPacket(std::ostream& os) const;
     /// Fills the payload with the letters from `seed` on, beginning again at 'a' behind 'z', and
     /// prints the packet if wished.

@@ -118,7 +118,7 @@ private:
     void embed(const char* sectionId, const std::string& path, std::string& remembered);
     std::string getChannelPath() const;
     template <class MakeTrees> void openTrees(const MakeTrees& makeTrees);
-    /// Under the read-write mutex.
+    /// Changes that the reader left out; the read-write mutex is held.
     unsigned long long countRefusedChanges() const;
 
     unsigned long long m_memFileSize = 0;
@@ -133,7 +133,7 @@ private:
     WdbWholeMark m_mark;
     /// For the time without a channel.
     boost::mutex m_spareTimeMarkMutex;
-    /// Set once, by createReader.
+    /// The channel, which createReader sets once.
     std::unique_ptr<WdbSharedMemReader> m_channel;
 };
 

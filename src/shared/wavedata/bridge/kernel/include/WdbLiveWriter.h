@@ -33,7 +33,7 @@ public:
     WdbLiveWriter();
     WdbLiveWriter(const WdbLiveWriter&) = delete;
     WdbLiveWriter& operator=(const WdbLiveWriter&) = delete;
-    /// Closes.
+    /// Closes the channel.
     ~WdbLiveWriter() override;
 
     /// Creates the channel of number `option` for the snapshot; `wdbFile` has no meaning. A mode
@@ -73,7 +73,7 @@ public:
     /// nothing of this writer to be called but isViewerPresent. True: wait on. False: the change or
     /// mark is given up and the call returns. An empty hook waits for ever.
     using WaitHook = std::function<bool()>;
-    /// Of the simulation's thread.
+    /// Asked on the simulation's thread, while it waits for room.
     void setWaitHook(WaitHook hook);
     /// Whether there is a channel.
     bool isOpen() const;
@@ -135,5 +135,5 @@ private:
 
 } // namespace Tracewell
 
-/// The library's live writer.
+/// The one live writer of the process.
 extern "C" TRACEWELL_API Tracewell::IWdbWriter* qtracewell_getWdbWriter();

@@ -33,7 +33,7 @@ public:
     WdbMultiBtreeIterator& operator=(const WdbMultiBtreeIterator&) = delete;
     ~WdbMultiBtreeIterator() override;
 
-    /// Whether a change waits.
+    /// Whether there is a change that has not been delivered.
     operator bool() const;
     /// Goes behind the time step that emitEvents delivered last.
     WdbMultiBtreeIterator& operator++();

@@ -53,7 +53,7 @@ public:
     /// \throws std::out_of_range, and stores nothing, when a byte of the value lies in no bucket.
     void writeEvent(long long time, long long address, unsigned int length,
                     const unsigned char* value) override;
-    /// Does nothing; see sync.
+    /// Does nothing: sync() makes what is there readable.
     void flush() override {}
     /// Brings everything written so far into the file: a reader that opens it now sees all of it,
     /// and it survives the end of this process.

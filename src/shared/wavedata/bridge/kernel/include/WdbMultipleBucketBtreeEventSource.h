@@ -11,7 +11,7 @@ class WdbMultipleBucketBtreeDatabase;
 class TRACEWELL_API WdbMultipleBucketBtreeEventSource : public WdbIEventSource
 {
 public:
-    /// Has nothing.
+    /// Of addresses without events.
     class TRACEWELL_API InvalidIterator : public WdbIEventSource::Iterator
     {
     public:

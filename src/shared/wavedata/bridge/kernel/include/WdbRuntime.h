@@ -13,7 +13,7 @@ public:
 
     /// Back to a stopped meter without any time.
     void clear();
-    /// Does nothing while running.
+    /// Starts the measure; does nothing while it runs.
     void start();
     /// Adds the stretch to the wall time. Does nothing while stopped.
     void stop();
@@ -32,7 +32,7 @@ public:
     /// User, system and wall seconds as in "2u 0s 2.481w", without an end of line. A stopped meter
     /// gives the processor times of its last stretch.
     void report(std::ostream& os) const;
-    /// To the standard output.
+    /// Writes what was measured to the standard output.
     void report() const;
 
 private:

@@ -30,7 +30,7 @@ public:
     WdbScalarBTree& operator=(const WdbScalarBTree&) = delete;
     ~WdbScalarBTree();
 
-    /// Times must not decrease.
+    /// Adds an event behind all others; times must not decrease.
     void addValue(long long time, unsigned char value);
     /// Drops repeated values, keeps the last of several at one time, and drops a pulse without
     /// width.
@@ -49,7 +49,7 @@ public:
     }
     /// Takes the last value back; a second deletion in a row restores nothing more.
     void deleteLastValue();
-    /// Overwrites the last value.
+    /// Gives the last event another value.
     void updateValue(unsigned char value);
 
     /// An iterator on the first answer for a view that starts at `fromTime` with `resolution` units
@@ -162,7 +162,7 @@ protected:
     bool passSimple();
     /// Hands the filter at once what only moves the end of its dense stretch.
     void skipRun();
-    /// The tree's last event.
+    /// What a drawing filter is told of the tree's last event.
     DenseEvent makeLastEvent() const;
 
     long long m_address = 0;

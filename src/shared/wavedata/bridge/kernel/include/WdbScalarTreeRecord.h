@@ -62,7 +62,7 @@ public:
     /// Empties the record and gives its memory back.
     void release();
 
-    /// getNumberOfValues() entries each.
+    /// Times and values, getNumberOfValues() of each.
     const long long* getTimes() const { return m_times.get(); }
     const unsigned char* getValues() const
     {
@@ -72,7 +72,7 @@ public:
     /// True when there is a value and memory for one more, so that append may be called. One
     /// comparison: an empty record wraps round.
     bool canAppend() const { return m_count - 1U < m_allocated - 1U; }
-    /// addTimeValue behind canAppend.
+    /// As addTimeValue(), without a look whether there is room: canAppend() has told that.
     void append(long long time, unsigned char value)
     {
         long long* const times = m_times.get();

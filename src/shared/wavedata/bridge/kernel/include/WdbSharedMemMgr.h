@@ -74,7 +74,7 @@ public:
     /// other than the end of what restart has dropped: its producer has seen a consumer and counts
     /// on it. Nobody may be waiting.
     void prepareForStart();
-    /// `ticks` times 10 ms.
+    /// Sleeps for `ticks` times 10 ms.
     void sleepMem(int ticks);
 
     bool isMapped() const;
@@ -103,7 +103,7 @@ private:
     /// Held while the consumer is in the ring and while region and ring are exchanged or emptied.
     mutable std::mutex m_ringMutex;
     std::unique_ptr<SharedMemoryRegion> m_region;
-    /// The consumer's.
+    /// How the consumer waits between two looks.
     std::unique_ptr<Pace> m_pace;
     /// A batch was handed out and getPackets not called since.
     std::atomic<bool> m_isBatchOut{false};

@@ -55,7 +55,7 @@ public:
     void shutDown();
     /// Ends the thread and waits for it: afterwards nobody feeds the database. start works again.
     void stop();
-    /// `ticks` times 10 ms.
+    /// Sleeps for `ticks` times 10 ms.
     void sleepMem(int ticks);
 
     boost::mutex& getTimeMarkMutex() { return m_timeMarkMutex; }

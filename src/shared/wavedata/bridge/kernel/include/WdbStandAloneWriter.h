@@ -25,7 +25,7 @@ public:
     WdbStandAloneWriter();
     WdbStandAloneWriter(const WdbStandAloneWriter&) = delete;
     WdbStandAloneWriter& operator=(const WdbStandAloneWriter&) = delete;
-    /// Closes.
+    /// Closes the file, so that it is whole.
     ~WdbStandAloneWriter() override;
 
     /// Mode and option have no meaning. An empty `wdbFile` is "zsim.wdb". Embeds the debug file and
@@ -46,9 +46,9 @@ public:
     long long addString(const std::string& text) override;
     /// The file is complete when it returns, unless storage broke (see StorageFailure.h).
     void close() override;
-    /// Does nothing.
+    /// Does nothing: a file keeps what it has.
     void restart() override;
-    /// Does nothing.
+    /// Does nothing: changes of any size are taken.
     void setMaxTraceableSize(unsigned int size) override;
     void markCurrentTime(long long time) override;
     void setBaseDPOffset(long long offset) override { m_baseOffset = offset; }
@@ -92,7 +92,7 @@ private:
     /// The writer constructed last; each knows the one before it.
     static WdbStandAloneWriter* s_pWriter;
 
-    /// Null while closed.
+    /// Null while no file is open.
     std::unique_ptr<WdbMultipleBucketEventDatabase> m_eventDatabase;
     long long m_baseOffset = 0;
     /// Room for merged vectors, in groups of 8 bytes.

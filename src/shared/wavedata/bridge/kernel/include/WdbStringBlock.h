@@ -63,7 +63,7 @@ public:
     bool isEmpty() const { return m_offsets.empty(); }
     /// Whether what was loaded last was damaged.
     bool isDamaged() const { return m_isDamaged; }
-    /// Number of texts.
+    /// How many texts the block holds.
     unsigned int size() const { return m_offsets.size(); }
     long long getStartID() const;
     void setSetStartID(long long id);

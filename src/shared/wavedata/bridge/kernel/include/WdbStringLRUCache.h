@@ -20,7 +20,7 @@ public:
     void add(long long id, const std::string& text);
     /// Copies the text out and makes it the most recent; false when it is not there.
     bool get(long long id, std::string& text) const;
-    /// Replaces or adds.
+    /// Keeps the text, in the place of what the id had.
     void put(long long id, const std::string& text);
     void reset();
     /// To the standard output, the oldest first.

@@ -19,7 +19,7 @@ class WdbFileManager;
 struct TRACEWELL_API WdbStringMapDatabaseHeader
 {
     static unsigned int getDefaultBlockSize() { return 1024; }
-    /// To the standard output.
+    /// Writes all texts to the standard output, for who looks for a fault.
     void dump() const;
 
     int m_databaseTypeId;
@@ -101,7 +101,7 @@ private:
 
     WdbIBlockManager* m_blockManager;
     std::unique_ptr<Store> m_store;
-    /// Null before initialize.
+    /// Null before initialize().
     std::unique_ptr<StringBlockList> m_list;
     WdbStringMapDatabaseHeader m_header{};
     long long m_lastId = 0;

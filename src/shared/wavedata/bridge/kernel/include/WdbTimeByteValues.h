@@ -23,7 +23,7 @@ public:
     void setTime(long long time) { m_time = time; }
     /// \throws std::out_of_range
     const WdbByteValue& getValueAt(unsigned int column) const { return m_values.at(column); }
-    /// `column` is not checked.
+    /// `column` must be below the count that the object was made with; it is not checked.
     void setValueAt(unsigned int column, const WdbByteValue& value) { m_values[column] = value; }
     bool hasBlank() const;
     bool hasDenseDraw() const;

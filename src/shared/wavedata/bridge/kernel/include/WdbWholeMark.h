@@ -26,7 +26,7 @@ public:
     /// Everything that was recorded; the writer came to its end.
     static constexpr long long kClosed = std::numeric_limits<long long>::max();
 
-    /// Adds the section.
+    /// Adds the section, which says nothing yet.
     void create(WdbFileManager& file);
     /// Everything up to and with this time, which is never negative otherwise, is in the file.
     /// Nothing happens without a section.

@@ -40,7 +40,7 @@ public:
     WdbWriter();
     WdbWriter(const WdbWriter&) = delete;
     WdbWriter& operator=(const WdbWriter&) = delete;
-    /// Closes.
+    /// Closes the database, so that it is whole.
     ~WdbWriter() override;
 
     /// kLiveMode makes a Feeder, kPostMode a LoggingWriter, and any other mode a Writer, of

@@ -65,7 +65,7 @@ public:
     /// Clears the stream's state when it succeeds and leaves it alone when it fails.
     bool open(const std::string& path, DescriptorStreamBuffer::Mode mode);
     bool isOpen() const { return m_buffer.isOpen(); }
-    /// Sets no state.
+    /// Closes the file; the stream's state stays as it is.
     bool close() { return m_buffer.close(); }
     long long getLength() { return m_buffer.getLength(); }
 

@@ -144,7 +144,7 @@ private:
     std::array<Run, kLiterals + kDistances> m_runs;
     unsigned int m_runCount = 0;
     std::array<std::uint16_t, kRunSymbols> m_runCounts;
-    /// Literals, then lengths.
+    /// The bits of literals, then those of lengths.
     std::array<Bits, 2 * kLengths> m_firstBits;
     std::array<DistanceBits, kDistances + 1> m_distanceBits{};
 

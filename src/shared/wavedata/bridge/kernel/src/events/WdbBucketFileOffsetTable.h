@@ -14,7 +14,7 @@ namespace Tracewell {
 class WdbBucketFileOffsetTable
 {
 public:
-    /// All zero.
+    /// A table of buckets that have no node yet.
     explicit WdbBucketFileOffsetTable(unsigned int bucketCount) : m_firstNodes(bucketCount) {}
 
     /// Stores the table and answers its offset.
@@ -24,7 +24,7 @@ public:
                                 getSize(m_firstNodes.size()));
     }
 
-    /// In bytes.
+    /// Bytes of a table of so many buckets.
     static unsigned long long getSize(unsigned long long bucketCount)
     {
         return bucketCount * sizeof(long long);

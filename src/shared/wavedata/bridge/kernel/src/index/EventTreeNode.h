@@ -117,7 +117,7 @@ struct EventTreeStep
     long long getChild() const { return m_node.m_children[m_cursor]; }
 };
 
-/// From the root down.
+/// The way from the root down to a leaf.
 using EventTreePath = std::vector<EventTreeStep>;
 
 /// What no sound tree exceeds: every node but those on the right edge has 100 entries.

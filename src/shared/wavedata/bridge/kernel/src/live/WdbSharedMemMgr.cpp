@@ -48,7 +48,7 @@ bool tryUntil(const Stop& isStopped, const Attempt& attempt, const Rest& rest)
 class WdbSharedMemMgr::Pace
 {
 public:
-    /// Before a look.
+    /// Waits before the next look at the ring.
     void wait() const
     {
         if (!m_flowing)

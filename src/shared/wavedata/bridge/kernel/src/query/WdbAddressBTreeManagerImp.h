@@ -45,7 +45,7 @@ public:
     /// Whether a tree that exists is to be scanned again if it is empty; asks the environment too.
     bool isRescanWanted() const;
 
-    /// Take the mutex.
+    /// What takes the mutex itself.
     void addEventDirect(const WdbLiveEvent& event);
     void addEventBuffered(const WdbLiveEvent& event);
     void flushEvents();

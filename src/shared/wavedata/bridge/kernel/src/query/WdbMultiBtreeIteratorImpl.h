@@ -54,7 +54,7 @@ private:
 
         Key key;
         int bitPosition;
-        /// In m_ranking.
+        /// The place in m_ranking.
         unsigned int rank;
         bool isRemoved;
         bool isWaiting;

@@ -14,7 +14,7 @@ namespace Tracewell {
 
 namespace {
 
-/// Guards the handler.
+/// Guards the handler against one that is set meanwhile.
 std::mutex s_handlerMutex;
 std::shared_ptr<const StorageFailureHandler> s_handler;
 

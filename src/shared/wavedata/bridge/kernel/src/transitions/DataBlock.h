@@ -62,7 +62,7 @@ struct DataBlockInfo
 struct BTreeElem : DataBlockInfo
 {
     long long fileOffset = -1;
-    /// Null in a leaf.
+    /// The elements below; null in a leaf.
     std::unique_ptr<std::vector<BTreeElem*>> children;
 
     bool isLeaf() const { return !children; }

@@ -16,7 +16,7 @@ namespace Tracewell {
 class HistoryReader
 {
 public:
-    /// Appends to `out`.
+    /// Appends the transitions from `from` to `to` to `out`.
     HistoryReader(TransitionBlockStore& blocks, long long from, long long to, std::size_t most,
                   std::vector<Transition>& out)
         : m_blocks(blocks), m_from(from), m_to(to), m_left(most), m_out(out), m_first(out.size())

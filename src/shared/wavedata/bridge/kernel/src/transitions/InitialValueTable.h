@@ -38,7 +38,6 @@ public:
         return id / kPageSize < kPages && m_pages[id / kPageSize].load(std::memory_order_acquire);
     }
     std::uint32_t getMaxId() const { return m_maxId.load(std::memory_order_relaxed); }
-    /// Takes all entries away.
     void clear();
 
     /// At the position of the file.

@@ -48,7 +48,6 @@ public:
     /// Says that the object's tree came from the file damaged. Of several such things, the first
     /// one counts.
     void setDamaged(std::uint32_t id, const WdbDamage& damage);
-    /// Frees all nodes.
     void clear();
 
     static void dumpTreeNode(std::ostream& out, const BTreeElem& elem);

@@ -52,7 +52,7 @@ public:
     /// Looks at the first block of a tree of a Viewer: whether the object has no value before the
     /// time that the tree gives shows there.
     void checkStart(BTreeElem& root);
-    /// Forgets all blocks.
+    /// Forgets all blocks and where they lie in the file.
     void reset();
 
     /// The file that is written, or read by a Viewer at its opening. The caller sees to it that
@@ -80,7 +80,7 @@ private:
     WdbDamageLog& m_damage;
     boost::mutex m_mutex;
     TransitionPool m_blockPool;
-    /// Only in a StoringReader.
+    /// Null but in a StoringReader.
     std::unique_ptr<TransitionPool> m_readBackPool;
     FileIO m_file;
     /// The same file with no position to disturb.

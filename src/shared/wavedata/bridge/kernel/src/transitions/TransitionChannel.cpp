@@ -268,7 +268,7 @@ std::size_t TransitionChannel::takeSlots()
     return count;
 }
 
-/// Under m_readMutex.
+/// Takes the next slot over, with m_readMutex held; false when there is none.
 bool TransitionChannel::takeSlot(TransitionSlot& slot)
 {
     const char* const place = isChannelOpen() ? m_ring->getNextBlock() : nullptr;

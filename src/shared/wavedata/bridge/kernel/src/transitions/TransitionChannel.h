@@ -105,7 +105,7 @@ private:
     /// Asked by a Feeder that waits for room; empty waits on.
     std::function<bool()> m_waitHook;
 
-    /// Guards the hand-shake.
+    /// Guards the hand-shake about the latest time.
     boost::mutex m_timeMarkMutex;
     boost::condition_variable m_timeMark;
     // A Feeder's adding thread raises m_writerBusy and then looks at m_marking; whoever wants to

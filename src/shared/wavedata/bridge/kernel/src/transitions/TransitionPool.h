@@ -17,7 +17,7 @@ struct ListNode
     ListNode* next = nullptr;
     /// What holds the block; null while it is free. Its kind is the pool user's business.
     void* owner = nullptr;
-    /// At an 8-byte border.
+    /// The words, at an 8-byte border.
     std::uint32_t* data = nullptr;
     PoolSizeClass* sizeClass = nullptr;
 };

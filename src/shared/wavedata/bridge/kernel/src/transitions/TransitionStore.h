@@ -37,7 +37,7 @@ struct TransitionStore
 
     WdbDamageLog damage;
     PageTable pages;
-    /// Null in a Feeder.
+    /// Null in a Feeder, which keeps no values.
     std::unique_ptr<InitialValueTable> initialValues;
     NodeTree tree;
     TransitionBlockStore blocks;

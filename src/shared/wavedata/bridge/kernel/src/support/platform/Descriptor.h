@@ -9,11 +9,11 @@ namespace Tracewell {
 // interrupted goes on.
 
 enum class DescriptorUse {
-    /// The file must exist.
+    /// For reading alone; the file must exist.
     Read,
     /// Made if missing, emptied if not.
     Write,
-    /// Made if missing.
+    /// For reading and writing; made if it is not there.
     ReadWrite,
 };
 
