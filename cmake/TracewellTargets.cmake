@@ -3,6 +3,13 @@
 add_library(tracewell_settings INTERFACE)
 target_compile_features(tracewell_settings INTERFACE cxx_std_17)
 target_compile_options(tracewell_settings INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # Holds the code to what ThreadSafety.h lets it say of its locks.
+  target_compile_options(tracewell_settings INTERFACE -Wthread-safety)
+endif()
+if(TRACEWELL_WARNINGS_AS_ERRORS)
+  target_compile_options(tracewell_settings INTERFACE -Werror)
+endif()
 if(TRACEWELL_SANITIZE)
   target_compile_options(tracewell_settings INTERFACE
     -fsanitize=${TRACEWELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -1,5 +1,7 @@
 #include "ModelRecorder.h"
 
+#include <tracewell/ThreadSafety.h>
+
 #include "EndWatch.h"
 #include "ModelNames.h"
 #include "recorder/Recorder.h"
@@ -12,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -65,9 +66,9 @@ void takeEnvironment(RecorderOptions& options)
 /// The recorder that is open, since the library's trace functions know one writer, and the one that
 /// is being closed for the end of the process. Guards only the pointers; a recorder itself belongs
 /// to one thread.
-std::mutex s_openMutex;
-ModelRecorder* s_open = nullptr;
-ModelRecorder* s_ending = nullptr;
+Tracewell::Mutex s_openMutex;
+ModelRecorder* s_open TRACEWELL_GUARDED_BY(s_openMutex) = nullptr;
+ModelRecorder* s_ending TRACEWELL_GUARDED_BY(s_openMutex) = nullptr;
 
 /// Its unit is known only with the names.
 void takeLast(const Timescale& timescale, RecorderOptions& options)
@@ -85,7 +86,7 @@ void takeLast(const Timescale& timescale, RecorderOptions& options)
 
 void release(const ModelRecorder* recorder)
 {
-    const std::lock_guard lock(s_openMutex);
+    const Tracewell::MutexLock lock(s_openMutex);
     if (s_open == recorder) {
         s_open = nullptr;
         EndWatch::end();
@@ -95,7 +96,7 @@ void release(const ModelRecorder* recorder)
 /// Until nobody closes the recorder from outside, and nobody will.
 void waitForEnd(const ModelRecorder* recorder)
 {
-    std::unique_lock lock(s_openMutex);
+    Tracewell::MutexLock lock(s_openMutex);
     while (s_ending == recorder) {
         lock.unlock();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -153,7 +154,7 @@ ModelRecorder::~ModelRecorder()
 
 bool ModelRecorder::claim()
 {
-    const std::lock_guard lock(s_openMutex);
+    const Tracewell::MutexLock lock(s_openMutex);
     if (s_open) {
         return false;
     }
@@ -164,14 +165,14 @@ bool ModelRecorder::claim()
 void ModelRecorder::closeForEnd(std::thread::id ender)
 {
     {
-        const std::lock_guard lock(s_openMutex);
+        const Tracewell::MutexLock lock(s_openMutex);
         if (!s_open || s_ending) {
             return;
         }
         s_ending = s_open;
     }
     s_ending->m_closeInOrder(ender);
-    const std::lock_guard lock(s_openMutex);
+    const Tracewell::MutexLock lock(s_openMutex);
     s_ending = nullptr;
 }
 
@@ -223,7 +224,7 @@ bool ModelRecorder::open(const RecorderOptions& options)
         release(this);
         return false;
     }
-    const std::lock_guard lock(s_openMutex);
+    const Tracewell::MutexLock lock(s_openMutex);
     EndWatch::begin(&closeForEnd);
     return true;
 }

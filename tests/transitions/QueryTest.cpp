@@ -2,7 +2,6 @@
 #include "TransitionCapture.h"
 #include "TransitionQueries.h"
 
-#include <boost/thread/lock_guard.hpp>
 #include <gmock/gmock.h>
 
 #include <iterator>
@@ -219,7 +218,7 @@ TEST_F(Query, queriesRunBesideTheStoringThread)
     std::thread storing([&] {
         for (long long time = 1; time <= kSteps; ++time) {
             for (std::uint32_t id = 1; id <= kObjects; ++id) {
-                const boost::lock_guard<boost::mutex> lock(store.stripe(id));
+                const MutexLock lock(store.stripe(id));
                 capture.saveVhdlStdLogicTransInDB(id, time, static_cast<char>(time % 16));
             }
         }

@@ -35,7 +35,7 @@ EventViewer::EventViewer(const LiveChannel& channel, const std::string& output)
     : m_channel(channel), m_output(output)
 {
     Tracewell::setStorageFailureHandler([this](const std::string& line) {
-        const std::lock_guard<std::mutex> lock(m_failureMutex);
+        const Tracewell::MutexLock lock(m_failureMutex);
         if (m_failure.empty()) {
             m_failure = line;
         }
@@ -91,7 +91,7 @@ void EventViewer::beginAnew(const SignalNames& names, const std::string& /*nameT
 
 void EventViewer::check() const
 {
-    const std::lock_guard<std::mutex> lock(m_failureMutex);
+    const Tracewell::MutexLock lock(m_failureMutex);
     if (!m_failure.empty()) {
         throw Failure(fmt::format("{}: cannot be written: {}; what had reached the file is "
                                   "there, and it is not closed; make room and follow again",

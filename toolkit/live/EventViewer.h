@@ -1,11 +1,12 @@
 #pragma once
 
+#include <tracewell/ThreadSafety.h>
+
 #include "files/PrivateDirectory.h"
 #include "live/LiveViewer.h"
 
 #include "WdbLiveReader.h"
 
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -48,8 +49,8 @@ private:
     std::string m_output;
     std::optional<PrivateDirectory> m_directory;
     /// Guards m_failure, which a thread of the library may set.
-    mutable std::mutex m_failureMutex;
-    std::string m_failure;
+    mutable Tracewell::Mutex m_failureMutex;
+    std::string m_failure TRACEWELL_GUARDED_BY(m_failureMutex);
     std::unique_ptr<Tracewell::WdbLiveReader> m_reader;
 };
 

@@ -145,7 +145,7 @@ void WindowRecording::merge(const std::string& path, long long lastTime,
 void WindowRecording::watchStorage()
 {
     Tracewell::setStorageFailureHandler([this](const std::string& line) {
-        const std::lock_guard<std::mutex> lock(m_failureMutex);
+        const Tracewell::MutexLock lock(m_failureMutex);
         if (m_failure.empty()) {
             m_failure = line;
         }
@@ -154,7 +154,7 @@ void WindowRecording::watchStorage()
 
 void WindowRecording::requireStorage()
 {
-    const std::lock_guard<std::mutex> lock(m_failureMutex);
+    const Tracewell::MutexLock lock(m_failureMutex);
     if (!m_failure.empty()) {
         throw Failure(m_failure);
     }
@@ -163,7 +163,7 @@ void WindowRecording::requireStorage()
 /// What is in the segments is not lost. The storage's own reason goes first.
 std::string WindowRecording::remedied(const std::string& line)
 {
-    const std::lock_guard<std::mutex> lock(m_failureMutex);
+    const Tracewell::MutexLock lock(m_failureMutex);
     const std::string& reason = m_failure.empty() ? line : m_failure;
     return m_hasPrevious ? fmt::format("{}; what there is of the last time is in {} and {}", reason,
                                        previous(), present())

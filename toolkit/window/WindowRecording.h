@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tracewell/ThreadSafety.h>
+
 #include "record/RecordingWriter.h"
 #include "record/Store.h"
 #include "record/ValueRecorder.h"
@@ -8,7 +10,6 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace tracewell {
@@ -81,8 +82,8 @@ private:
     /// How far the recorder's traffic must come before the next segment.
     unsigned long long m_nextTraffic = 0;
     /// Guards m_failure, which a helper thread may set.
-    std::mutex m_failureMutex;
-    std::string m_failure;
+    Tracewell::Mutex m_failureMutex;
+    std::string m_failure TRACEWELL_GUARDED_BY(m_failureMutex);
 };
 
 } // namespace tracewell

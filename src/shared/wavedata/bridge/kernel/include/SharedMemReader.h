@@ -1,11 +1,11 @@
 #pragma once
 
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 
-#include <boost/thread/condition_variable.hpp>
-#include <boost/thread/mutex.hpp>
 #include <boost/thread/thread.hpp>
 
+#include <condition_variable>
 #include <functional>
 #include <memory>
 
@@ -31,10 +31,9 @@ public:
     bool isCapturing() const;
 
 private:
-    /// Guards the switch from one region to the next.
-    mutable boost::mutex m_mutex;
-    boost::condition_variable m_changed;
-    bool m_capture = false;
+    mutable Mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_capture TRACEWELL_GUARDED_BY(m_mutex) = false;
     std::unique_ptr<boost::thread> m_thread;
 };
 

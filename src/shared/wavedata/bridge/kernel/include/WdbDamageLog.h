@@ -1,10 +1,10 @@
 #pragma once
 
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 
 #include <atomic>
 #include <cstddef>
-#include <mutex>
 #include <vector>
 
 namespace Tracewell {
@@ -72,10 +72,9 @@ public:
 
 private:
     std::atomic<unsigned long long> m_count{0};
-    /// Guards the places and their count; readers on several threads note them.
-    mutable std::mutex m_mutex;
-    std::vector<WdbDamage> m_places;
-    bool m_isNeverClosed = false;
+    mutable Mutex m_mutex;
+    std::vector<WdbDamage> m_places TRACEWELL_GUARDED_BY(m_mutex);
+    bool m_isNeverClosed TRACEWELL_GUARDED_BY(m_mutex) = false;
 };
 
 } // namespace Tracewell

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "IWdbWriter.h"
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 
 #include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace Tracewell {
@@ -101,10 +101,11 @@ private:
     void sendVector(long long time, long long address, const unsigned char* vector,
                     const unsigned char* value, unsigned int firstBit, unsigned int endBit);
     void put(const WdbLivePacketContainer& change);
-    void standAside();
-    void announceEnd();
-    void stopWaiting();
-    template <class Action> void betweenChanges(const Action& action);
+    void standAside() TRACEWELL_EXCLUDES(m_mutex);
+    void announceEnd() TRACEWELL_EXCLUDES(m_mutex);
+    void stopWaiting() TRACEWELL_EXCLUDES(m_managerMutex);
+    template <class Action>
+    void betweenChanges(const Action& action) TRACEWELL_EXCLUDES(m_mutex);
 
     /// The writer constructed last; each knows the one before it.
     static WdbLiveWriter* s_pWriter;
@@ -120,13 +121,13 @@ private:
     long long m_baseDPOffset = 0;
 
     /// Held by who stands between two changes.
-    mutable std::mutex m_mutex;
+    mutable Mutex m_mutex;
     std::condition_variable m_changed;
-    /// The simulation's thread waits, guarded by m_mutex.
-    bool m_standsAside = false;
+    /// The simulation's thread waits.
+    bool m_standsAside TRACEWELL_GUARDED_BY(m_mutex) = false;
     /// Guards the pointer m_manager for those who only ask, and for close, which must get at it
     /// while a change waits for room. Taken inside m_mutex.
-    mutable std::mutex m_managerMutex;
+    mutable Mutex m_managerMutex;
     WaitHook m_waitHook;
     /// A change at a negative address was told of. The simulation's thread's.
     bool m_isRefusalTold = false;

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 
 #include <atomic>
-#include <boost/thread/condition_variable.hpp>
-#include <boost/thread/mutex.hpp>
+#include <condition_variable>
 
 namespace Tracewell {
 
@@ -53,8 +53,8 @@ private:
     // Each side sets its flag and then looks at the other's, in one order that both agree on.
     mutable std::atomic<bool> m_writing{false};
     mutable std::atomic<bool> m_reading{false};
-    mutable boost::mutex m_mutex;
-    mutable boost::condition_variable m_changed;
+    mutable Mutex m_mutex;
+    mutable std::condition_variable m_changed;
 };
 
 } // namespace Tracewell

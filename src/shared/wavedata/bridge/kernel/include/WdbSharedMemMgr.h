@@ -1,13 +1,13 @@
 #pragma once
 
 #include "SharedMemoryRegion.h"
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 #include "WdbCircularBuffer.h"
 
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace Tracewell {
@@ -93,7 +93,7 @@ private:
     class Pace;
 
     template <class Packet> bool waitToPut(const Packet& packet, unsigned long long size);
-    bool isLeftEmpty() const;
+    bool isLeftEmpty() const TRACEWELL_REQUIRES(m_ringMutex);
     void tellIndexOutside();
     bool isConsumerStopped() const { return m_shutDown || m_restart; }
 
@@ -101,17 +101,17 @@ private:
     std::atomic<bool> m_restart{false};
     WdbCircularBuffer m_ring;
     /// Held while the consumer is in the ring and while region and ring are exchanged or emptied.
-    mutable std::mutex m_ringMutex;
-    std::unique_ptr<SharedMemoryRegion> m_region;
+    mutable Mutex m_ringMutex;
+    std::unique_ptr<SharedMemoryRegion> m_region TRACEWELL_GUARDED_BY(m_ringMutex);
     /// How the consumer waits between two looks.
     std::unique_ptr<Pace> m_pace;
     /// A batch was handed out and getPackets not called since.
     std::atomic<bool> m_isBatchOut{false};
-    /// Where the ring was left by restart, guarded by m_ringMutex; 0 when that tells nothing.
-    unsigned int m_readIndexAtRestart = 0;
-    /// Bytes of all batches and of the latest one; guarded by m_ringMutex.
-    unsigned long long m_bytesTaken = 0;
-    unsigned int m_batchSize = 0;
+    /// Where the ring was left by restart; 0 when that tells nothing.
+    unsigned int m_readIndexAtRestart TRACEWELL_GUARDED_BY(m_ringMutex) = 0;
+    /// Bytes of all batches and of the latest one.
+    unsigned long long m_bytesTaken TRACEWELL_GUARDED_BY(m_ringMutex) = 0;
+    unsigned int m_batchSize TRACEWELL_GUARDED_BY(m_ringMutex) = 0;
     std::function<bool()> m_waitHook;
     /// Names the channel in messages.
     std::string m_description;

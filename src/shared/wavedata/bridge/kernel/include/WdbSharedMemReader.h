@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 
 #include <atomic>
@@ -74,7 +75,8 @@ public:
 private:
     class Batch;
 
-    void takeTimeMark(long long time, WdbIEventBlockDatabase& database);
+    void takeTimeMark(long long time, WdbIEventBlockDatabase& database)
+        TRACEWELL_EXCLUDES(m_timeMarkMutex);
     void join();
 
     std::unique_ptr<WdbSharedMemMgr> m_manager;
@@ -84,10 +86,10 @@ private:
     std::atomic<bool> m_newEvents{false};
     std::atomic<unsigned long long> m_eventCount{0};
     std::atomic<unsigned long long> m_damagedBatches{0};
-    boost::mutex m_timeMarkMutex;
+    CheckedMutex<boost::mutex> m_timeMarkMutex;
     boost::condition_variable m_timeMarkCame;
-    /// How many came, guarded by the time-mark mutex.
-    unsigned long long m_timeMarks = 0;
+    /// How many came.
+    unsigned long long m_timeMarks TRACEWELL_GUARDED_BY(m_timeMarkMutex) = 0;
 };
 
 } // namespace Tracewell

@@ -1,7 +1,5 @@
 #include "SharedMemReader.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <utility>
 
 namespace Tracewell {
@@ -9,7 +7,7 @@ namespace Tracewell {
 SharedMemReader::~SharedMemReader()
 {
     {
-        const boost::lock_guard<boost::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_changed.notify_all();
     }
     join();
@@ -30,14 +28,14 @@ void SharedMemReader::join()
 
 void SharedMemReader::capture(bool on)
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_capture = on;
     m_changed.notify_all();
 }
 
 bool SharedMemReader::isCapturing() const
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_capture;
 }
 

@@ -1,5 +1,7 @@
 #include "WdbReadWriteSync.h"
 
+#include <chrono>
+
 namespace Tracewell {
 
 // The writer notifies without the mutex when it ends, which can fall between the test and the wait
@@ -7,15 +9,14 @@ namespace Tracewell {
 void WdbReadWriteSync::readingBegin() const
 {
     m_reading = true;
-    boost::unique_lock<boost::mutex> lock(m_mutex);
+    MutexLock lock(m_mutex);
     while (m_writing)
-        m_changed.wait_until(lock,
-                             boost::chrono::steady_clock::now() + boost::chrono::milliseconds(200));
+        lock.waitFor(m_changed, std::chrono::milliseconds(200));
 }
 
 void WdbReadWriteSync::readingEnd() const
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_reading = false;
     m_changed.notify_all();
 }
@@ -25,11 +26,11 @@ void WdbReadWriteSync::writingBegin() const
     m_writing = true;
     if (!m_reading)
         return;
-    boost::unique_lock<boost::mutex> lock(m_mutex);
+    MutexLock lock(m_mutex);
     m_writing = false;
     m_changed.notify_all();
     while (m_reading)
-        m_changed.wait(lock);
+        lock.wait(m_changed);
     m_writing = true;
 }
 

@@ -112,7 +112,7 @@ bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
     return tryUntil([this] { return isConsumerStopped(); },
                     [&] {
                         m_pace->wait();
-                        const std::lock_guard<std::mutex> lock(m_ringMutex);
+                        const MutexLock lock(m_ringMutex);
                         // A restart that came meanwhile has emptied the ring, or is about to.
                         if (isConsumerStopped())
                             return false;
@@ -126,7 +126,7 @@ bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
                     [this] {
                         m_pace->becomeIdle();
                         {
-                            const std::lock_guard<std::mutex> lock(m_ringMutex);
+                            const MutexLock lock(m_ringMutex);
                             tellIndexOutside();
                         }
                         sleepTicks(1);
@@ -172,14 +172,14 @@ bool WdbSharedMemMgr::putPacketMarkTime(long long time)
 
 void WdbSharedMemMgr::clear()
 {
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    const MutexLock lock(m_ringMutex);
     m_ring.clear();
 }
 
 void WdbSharedMemMgr::restart()
 {
     stopReading();
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    const MutexLock lock(m_ringMutex);
     m_ring.discard();
     unsigned int writeIndex = 0;
     unsigned int available = 0;
@@ -198,7 +198,7 @@ void WdbSharedMemMgr::shutDown()
 
 void WdbSharedMemMgr::prepareForStart()
 {
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    const MutexLock lock(m_ringMutex);
     // In this order: whoever was replaced has gone and puts nothing more into what it left.
     if (m_region->isReplaced() && isLeftEmpty() && m_region->refresh())
         m_ring = WdbCircularBuffer(m_region->base(), kRingSize, false);
@@ -236,13 +236,13 @@ void WdbSharedMemMgr::sleepMem(int ticks)
 
 bool WdbSharedMemMgr::isMapped() const
 {
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    const MutexLock lock(m_ringMutex);
     return m_region->base() != nullptr;
 }
 
 bool WdbSharedMemMgr::isPeerPresent() const
 {
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    const MutexLock lock(m_ringMutex);
     return m_region->isPeerPresent();
 }
 
@@ -251,7 +251,7 @@ bool WdbSharedMemMgr::isDrained() const
     unsigned int readIndex = 0;
     unsigned int writeIndex = 0;
     unsigned int available = 0;
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    const MutexLock lock(m_ringMutex);
     return !m_isBatchOut && !m_ring.canRead(readIndex, writeIndex, available);
 }
 
@@ -260,7 +260,7 @@ void WdbSharedMemMgr::getTraffic(unsigned long long& stored, unsigned long long&
     unsigned int readIndex = 0;
     unsigned int writeIndex = 0;
     unsigned int available = 0;
-    const std::lock_guard<std::mutex> lock(m_ringMutex);
+    const MutexLock lock(m_ringMutex);
     m_ring.canRead(readIndex, writeIndex, available);
     stored = m_bytesTaken - (m_isBatchOut ? m_batchSize : 0);
     sent = m_bytesTaken + available;

@@ -25,16 +25,6 @@ constexpr auto kPauseForOthers = std::chrono::microseconds(50);
 /// Without marks the reader's buffer is flushed when so many value bytes lie in it.
 constexpr unsigned long long kMostBytesBuffered = 64 * 1024;
 
-/// Waits until `isTrue` or, whatever wakes it, a whole second has passed.
-template <class Condition>
-void waitASecond(boost::condition_variable& changed, boost::unique_lock<boost::mutex>& lock,
-                 const Condition& isTrue)
-{
-    const auto end = boost::chrono::steady_clock::now() + boost::chrono::seconds(1);
-    while (!isTrue() && changed.wait_until(lock, end) != boost::cv_status::timeout)
-        ;
-}
-
 } // namespace
 
 /// Hands the packets of the batches over, in order.
@@ -170,11 +160,15 @@ void WdbSharedMemReader::run(WdbIEventBlockDatabase* database)
 void WdbSharedMemReader::waitForTimeMark(boost::unique_lock<boost::mutex>& lock)
 {
     constexpr int kMostSilentSeconds = 3;
+    m_timeMarkMutex.assertHeldBy(lock);
     const unsigned long long before = m_timeMarks;
-    const auto markCame = [&] { return m_timeMarks != before; };
     for (int silentSeconds = 0; silentSeconds < kMostSilentSeconds;) {
-        waitASecond(m_timeMarkCame, lock, markCame);
-        if (markCame())
+        // Whatever wakes it, a whole second passes without a mark.
+        const auto end = boost::chrono::steady_clock::now() + boost::chrono::seconds(1);
+        while (m_timeMarks == before &&
+               m_timeMarkCame.wait_until(lock, end) != boost::cv_status::timeout)
+            ;
+        if (m_timeMarks != before)
             return;
         silentSeconds = hasNewEvents() ? 1 : silentSeconds + 1;
     }
@@ -233,7 +227,7 @@ void WdbSharedMemReader::getTraffic(unsigned long long& stored, unsigned long lo
 
 void WdbSharedMemReader::takeTimeMark(long long time, WdbIEventBlockDatabase& database)
 {
-    const boost::lock_guard<boost::mutex> markLock(m_timeMarkMutex);
+    const CheckedLock<boost::mutex> markLock(m_timeMarkMutex);
     {
         const std::lock_guard<std::recursive_mutex> lock(m_reader->getReadWriteMutex());
         database.setLatestTime(time);

@@ -3,6 +3,7 @@
 #include "IGuiStatus.h"
 #include "ScanTargets.h"
 #include "ThreadPool.h"
+#include "ThreadSafety.h"
 #include "WdbIEventBlockDatabase.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@
 #include <condition_variable>
 #include <deque>
 #include <limits>
-#include <mutex>
 
 namespace QSIM {
 
@@ -101,8 +101,9 @@ private:
     bool append(std::size_t batch, const std::vector<WdbEventBlock>& blocks, std::size_t count)
     {
         {
-            std::unique_lock<std::mutex> lock(m_mutex);
-            m_turnPassed.wait(lock, [&] { return m_turn == batch || m_turn == kBroken; });
+            MutexLock lock(m_mutex);
+            while (m_turn != batch && m_turn != kBroken)
+                lock.wait(m_turnPassed);
             if (m_turn == kBroken)
                 return false;
         }
@@ -115,7 +116,7 @@ private:
     void pass(std::size_t batch)
     {
         {
-            const std::lock_guard<std::mutex> lock(m_mutex);
+            const MutexLock lock(m_mutex);
             if (m_turn != kBroken)
                 m_turn = batch;
         }
@@ -127,10 +128,10 @@ private:
     const unsigned int m_blockSize;
     const std::size_t m_batchSize;
     std::atomic<std::size_t> m_claimed{0};
-    /// Guards m_turn, the batch whose turn it is.
-    std::mutex m_mutex;
+    Mutex m_mutex;
     std::condition_variable m_turnPassed;
-    std::size_t m_turn = 0;
+    /// The batch whose turn it is.
+    std::size_t m_turn TRACEWELL_GUARDED_BY(m_mutex) = 0;
 };
 
 /// Keeps a viewer's progress display, which may be absent, up to date.

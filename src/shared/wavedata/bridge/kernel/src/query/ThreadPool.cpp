@@ -31,7 +31,7 @@ ThreadPool::ThreadPool(std::size_t threads)
 void ThreadPool::stop()
 {
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_stop = true;
     }
     m_wakeUp.notify_all();
@@ -43,7 +43,7 @@ void ThreadPool::stop()
 void ThreadPool::enqueue(std::function<void()> task)
 {
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         if (m_stop)
             throw std::runtime_error("submit on stopped ThreadPool");
         m_queue.push_back(std::move(task));
@@ -56,8 +56,9 @@ void ThreadPool::work()
     for (;;) {
         std::function<void()> task;
         {
-            std::unique_lock<std::mutex> lock(m_mutex);
-            m_wakeUp.wait(lock, [this] { return m_stop || !m_queue.empty(); });
+            MutexLock lock(m_mutex);
+            while (!m_stop && m_queue.empty())
+                lock.wait(m_wakeUp);
             if (m_queue.empty())
                 return;
             task = std::move(m_queue.front());

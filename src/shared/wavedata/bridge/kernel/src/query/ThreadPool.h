@@ -1,11 +1,12 @@
 #pragma once
 
+#include "ThreadSafety.h"
+
 #include <condition_variable>
 #include <deque>
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -37,18 +38,17 @@ public:
     }
 
     /// Waits until all submitted tasks have run and joins the threads.
-    void stop();
+    void stop() TRACEWELL_EXCLUDES(m_mutex);
 
 private:
     void enqueue(std::function<void()> task);
     void work();
 
     std::vector<std::thread> m_workers;
-    /// Guards the queue and the stop flag.
-    std::mutex m_mutex;
+    Mutex m_mutex;
     std::condition_variable m_wakeUp;
-    std::deque<std::function<void()>> m_queue;
-    bool m_stop = false;
+    std::deque<std::function<void()>> m_queue TRACEWELL_GUARDED_BY(m_mutex);
+    bool m_stop TRACEWELL_GUARDED_BY(m_mutex) = false;
 };
 
 } // namespace Tracewell

@@ -3,13 +3,13 @@
 #include "BlockStoreQueue.h"
 #include "ImageCompressor.h"
 #include "StoreFailure.h"
+#include "ThreadSafety.h"
 #include "WdbAppendingBlockList.h"
 #include "WdbAppendingStringBlockList.h"
 #include "WdbEventBlock.h"
 #include "WdbStringBlock.h"
 
 #include <memory>
-#include <mutex>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -140,7 +140,7 @@ private:
                     bytes += entry.m_size;
                 }
                 m_block->clear();
-                const std::lock_guard<std::mutex> lock(m_store->m_mutex);
+                const MutexLock lock(m_store->m_mutex);
                 m_store->m_freeTasks.push_back(this);
             });
         }
@@ -174,7 +174,7 @@ private:
 
     Task& takeTask()
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         if (m_freeTasks.empty()) {
             m_tasks.push_back(std::make_unique<Task>(*this));
             m_freeTasks.reserve(m_tasks.size());
@@ -190,9 +190,9 @@ private:
     /// Made at first use, and only without a queue.
     std::unique_ptr<ImageCompressor> m_compressor;
     std::vector<std::unique_ptr<Task>> m_tasks;
-    /// Guards m_freeTasks: the storing thread takes, a worker gives back.
-    std::mutex m_mutex;
-    std::vector<Task*> m_freeTasks;
+    Mutex m_mutex;
+    /// The storing thread takes, a worker gives back.
+    std::vector<Task*> m_freeTasks TRACEWELL_GUARDED_BY(m_mutex);
 };
 
 } // namespace Tracewell

@@ -29,7 +29,7 @@ BlockStoreQueue::BlockStoreQueue(unsigned int workers, std::size_t maxBytes)
 BlockStoreQueue::~BlockStoreQueue()
 {
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_stop = true;
     }
     m_workToDo.notify_all();
@@ -47,10 +47,10 @@ void BlockStoreQueue::submit(StoreTask& task, std::size_t bytes)
     }
     bool wake = false;
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
+        MutexLock lock(m_mutex);
         while (!hasRoom(bytes)) {
             ++m_waitingSubmitters;
-            m_roomMade.wait(lock);
+            lock.wait(m_roomMade);
             --m_waitingSubmitters;
         }
         slotOf(m_submitted++) = {&task, bytes, false};
@@ -63,8 +63,9 @@ void BlockStoreQueue::submit(StoreTask& task, std::size_t bytes)
 
 void BlockStoreQueue::drain()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_allCommitted.wait(lock, [this] { return m_committed == m_submitted; });
+    MutexLock lock(m_mutex);
+    while (m_committed != m_submitted)
+        lock.wait(m_allCommitted);
 }
 
 bool BlockStoreQueue::hasRoom(std::size_t bytes) const
@@ -81,10 +82,11 @@ bool BlockStoreQueue::isHalfEmpty() const
 void BlockStoreQueue::work()
 {
     ImageCompressor compressor;
-    std::unique_lock<std::mutex> lock(m_mutex);
+    MutexLock lock(m_mutex);
     for (;;) {
         ++m_sleepingWorkers;
-        m_workToDo.wait(lock, [this] { return m_stop || m_claimed < m_submitted; });
+        while (!m_stop && m_claimed == m_submitted)
+            lock.wait(m_workToDo);
         --m_sleepingWorkers;
         if (m_claimed == m_submitted)
             return;
@@ -93,20 +95,20 @@ void BlockStoreQueue::work()
         slot.task->compress(compressor);
         lock.lock();
         slot.compressed = true;
-        commitReadyTasks(lock);
+        commitReadyTasks();
     }
 }
 
-void BlockStoreQueue::commitReadyTasks(std::unique_lock<std::mutex>& lock)
+void BlockStoreQueue::commitReadyTasks()
 {
     if (m_committing)
         return;
     m_committing = true;
     while (m_committed < m_claimed && slotOf(m_committed).compressed) {
         const Slot slot = slotOf(m_committed);
-        lock.unlock();
+        m_mutex.unlock();
         slot.task->commit();
-        lock.lock();
+        m_mutex.lock();
         ++m_committed;
         m_bytes -= slot.bytes;
         // Not for every single block: whoever submits faster than the workers compress then sleeps

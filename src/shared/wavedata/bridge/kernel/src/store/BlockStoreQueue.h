@@ -1,8 +1,9 @@
 #pragma once
 
+#include "ThreadSafety.h"
+
 #include <condition_variable>
 #include <cstddef>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -45,9 +46,9 @@ public:
 
     /// The task stays the caller's and must live until it is committed. `bytes` is what it keeps
     /// occupied meanwhile.
-    void submit(StoreTask& task, std::size_t bytes);
+    void submit(StoreTask& task, std::size_t bytes) TRACEWELL_EXCLUDES(m_mutex);
     /// Waits until all that was submitted is committed.
-    void drain();
+    void drain() TRACEWELL_EXCLUDES(m_mutex);
 
 private:
     struct Slot
@@ -59,28 +60,32 @@ private:
 
     static constexpr std::size_t kMaxTasks = 1024;
 
-    Slot& slotOf(unsigned long long number) { return m_ring[number % kMaxTasks]; }
-    bool hasRoom(std::size_t bytes) const;
-    bool isHalfEmpty() const;
+    Slot& slotOf(unsigned long long number) TRACEWELL_REQUIRES(m_mutex)
+    {
+        return m_ring[number % kMaxTasks];
+    }
+    bool hasRoom(std::size_t bytes) const TRACEWELL_REQUIRES(m_mutex);
+    bool isHalfEmpty() const TRACEWELL_REQUIRES(m_mutex);
     void work();
-    void commitReadyTasks(std::unique_lock<std::mutex>& lock);
+    /// Without the mutex while a task commits.
+    void commitReadyTasks() TRACEWELL_REQUIRES(m_mutex);
 
     const std::size_t m_maxBytes;
-    /// Guards everything below but the threads; not held while a task runs.
-    std::mutex m_mutex;
+    /// Not held while a task runs.
+    Mutex m_mutex;
     std::condition_variable m_workToDo;
     std::condition_variable m_roomMade;
     std::condition_variable m_allCommitted;
-    std::vector<Slot> m_ring;
+    std::vector<Slot> m_ring TRACEWELL_GUARDED_BY(m_mutex);
     // Tasks are numbered in the order of submission: committed <= claimed <= submitted.
-    unsigned long long m_submitted = 0;
-    unsigned long long m_claimed = 0;
-    unsigned long long m_committed = 0;
-    std::size_t m_bytes = 0;
-    unsigned int m_sleepingWorkers = 0;
-    unsigned int m_waitingSubmitters = 0;
-    bool m_committing = false;
-    bool m_stop = false;
+    unsigned long long m_submitted TRACEWELL_GUARDED_BY(m_mutex) = 0;
+    unsigned long long m_claimed TRACEWELL_GUARDED_BY(m_mutex) = 0;
+    unsigned long long m_committed TRACEWELL_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_bytes TRACEWELL_GUARDED_BY(m_mutex) = 0;
+    unsigned int m_sleepingWorkers TRACEWELL_GUARDED_BY(m_mutex) = 0;
+    unsigned int m_waitingSubmitters TRACEWELL_GUARDED_BY(m_mutex) = 0;
+    bool m_committing TRACEWELL_GUARDED_BY(m_mutex) = false;
+    bool m_stop TRACEWELL_GUARDED_BY(m_mutex) = false;
     std::vector<std::thread> m_workers;
 };
 

@@ -1,12 +1,12 @@
 #include "FatalError.h"
 
 #include "StorageFailure.h"
+#include "ThreadSafety.h"
 
 #include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <memory>
-#include <mutex>
 
 #include <unistd.h>
 
@@ -14,14 +14,13 @@ namespace Tracewell {
 
 namespace {
 
-/// Guards the handler against one that is set meanwhile.
-std::mutex s_handlerMutex;
-std::shared_ptr<const StorageFailureHandler> s_handler;
+Mutex s_handlerMutex;
+std::shared_ptr<const StorageFailureHandler> s_handler TRACEWELL_GUARDED_BY(s_handlerMutex);
 
 /// Shared, so that it may be replaced while another thread is in it.
 std::shared_ptr<const StorageFailureHandler> getHandler()
 {
-    const std::lock_guard<std::mutex> lock(s_handlerMutex);
+    const MutexLock lock(s_handlerMutex);
     return s_handler;
 }
 
@@ -31,7 +30,7 @@ void setStorageFailureHandler(StorageFailureHandler handler)
 {
     auto next =
         handler ? std::make_shared<const StorageFailureHandler>(std::move(handler)) : nullptr;
-    const std::lock_guard<std::mutex> lock(s_handlerMutex);
+    const MutexLock lock(s_handlerMutex);
     s_handler.swap(next);
 }
 

@@ -1,8 +1,9 @@
 #include "OutputFileNames.h"
 
+#include "ThreadSafety.h"
+
 #include <boost/filesystem/operations.hpp>
 
-#include <mutex>
 #include <set>
 
 namespace ZSIM {
@@ -17,7 +18,7 @@ constexpr char kWdbSuffix[] = ".wdb";
 
 struct DumpDirectory
 {
-    std::string getName() const
+    std::string getName() const TRACEWELL_REQUIRES(m_mutex)
     {
         if (m_location.empty())
             return kDumpDirectory;
@@ -26,11 +27,10 @@ struct DumpDirectory
         return m_location + "/" + kDumpDirectory;
     }
 
-    /// Guards both members, for every thread.
-    std::mutex m_mutex;
-    std::string m_location;
+    Tracewell::Mutex m_mutex;
+    std::string m_location TRACEWELL_GUARDED_BY(m_mutex);
     /// The texts that getDumpDirName gave out; they are never taken back.
-    std::set<std::string> m_namesGiven;
+    std::set<std::string> m_namesGiven TRACEWELL_GUARDED_BY(m_mutex);
 };
 
 /// Never destroyed: the static writers may ask for names at the end of the process.
@@ -43,7 +43,7 @@ DumpDirectory& getDumpDirectory()
 std::string getDumpDirectoryName()
 {
     DumpDirectory& directory = getDumpDirectory();
-    const std::lock_guard<std::mutex> lock(directory.m_mutex);
+    const Tracewell::MutexLock lock(directory.m_mutex);
     return directory.getName();
 }
 
@@ -82,14 +82,14 @@ void OutputFileNames::setZSimDirLocation(const char* location)
         !boost::filesystem::exists(boost::filesystem::status(location, error)))
         return;
     DumpDirectory& directory = getDumpDirectory();
-    const std::lock_guard<std::mutex> lock(directory.m_mutex);
+    const Tracewell::MutexLock lock(directory.m_mutex);
     directory.m_location = location;
 }
 
 const char* OutputFileNames::getDumpDirName()
 {
     DumpDirectory& directory = getDumpDirectory();
-    const std::lock_guard<std::mutex> lock(directory.m_mutex);
+    const Tracewell::MutexLock lock(directory.m_mutex);
     return directory.m_namesGiven.insert(directory.getName()).first->c_str();
 }
 

@@ -9,7 +9,7 @@ WdbDamageLog::~WdbDamageLog() = default;
 
 void WdbDamageLog::note(const WdbDamage& damage)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     if (damage.m_isOnlyWhenClosed && m_isNeverClosed)
         return;
     const auto isSame = [&](const WdbDamage& known) {
@@ -30,7 +30,7 @@ void WdbDamageLog::note(const WdbDamage& damage)
 
 void WdbDamageLog::setNeverClosed()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_isNeverClosed = true;
     const auto isRefuted = [](const WdbDamage& damage) { return damage.m_isOnlyWhenClosed; };
     m_places.erase(std::remove_if(m_places.begin(), m_places.end(), isRefuted), m_places.end());
@@ -40,13 +40,13 @@ void WdbDamageLog::setNeverClosed()
 
 std::vector<WdbDamage> WdbDamageLog::getPlaces() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_places;
 }
 
 void WdbDamageLog::clear()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_places.clear();
     m_isNeverClosed = false;
     m_count.store(0, std::memory_order_release);

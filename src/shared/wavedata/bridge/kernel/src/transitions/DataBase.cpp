@@ -12,7 +12,6 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
-#include <boost/thread/lock_guard.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -553,7 +552,7 @@ void DataBase::setMaxTraceableSize(unsigned int size)
 
 bool DataBase::isOptimizedValueType(unsigned int id) const
 {
-    const boost::lock_guard<boost::mutex> lock(m_imp->m_store.stripe(id));
+    const MutexLock lock(m_imp->m_store.stripe(id));
     return m_imp->m_store.pages.findType(id) - static_cast<unsigned int>(ValueVlog) < 2;
 }
 

@@ -1,7 +1,5 @@
 #include "NodeTree.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <algorithm>
 #include <functional>
 #include <ostream>
@@ -48,7 +46,7 @@ NodeTree::NodeTree(std::function<void()> onLimit, WdbDamageLog& damage)
 
 BTreeElem* NodeTree::findRoot(std::uint32_t id) const
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     if (!m_damaged.empty()) {
         const auto damaged = m_damaged.find(id);
         if (damaged != m_damaged.end())
@@ -62,7 +60,7 @@ std::vector<std::pair<std::uint32_t, BTreeElem*>> NodeTree::getRoots() const
 {
     std::vector<std::pair<std::uint32_t, BTreeElem*>> roots;
     {
-        const boost::lock_guard<boost::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         roots.assign(m_roots.begin(), m_roots.end());
     }
     std::sort(roots.begin(), roots.end());
@@ -172,19 +170,19 @@ void NodeTree::addABranch(BTreeElem* root, BTreeElem* parent, BTreeElem* elem, i
 
 void NodeTree::setRoot(std::uint32_t id, BTreeElem* root)
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_roots[id] = root;
 }
 
 void NodeTree::setDamaged(std::uint32_t id, const WdbDamage& damage)
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_damaged.emplace(id, damage);
 }
 
 void NodeTree::clear()
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_roots.clear();
     m_damaged.clear();
     m_elemChunks.clear();

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "DataBlock.h"
+#include "ThreadSafety.h"
 #include "WdbDamageLog.h"
-
-#include <boost/thread/mutex.hpp>
 
 #include <functional>
 #include <iosfwd>
@@ -58,10 +57,9 @@ private:
 
     std::function<void()> m_onLimit;
     WdbDamageLog& m_damage;
-    /// Guards m_roots and m_damaged.
-    mutable boost::mutex m_mutex;
-    std::unordered_map<std::uint32_t, BTreeElem*> m_roots;
-    std::unordered_map<std::uint32_t, WdbDamage> m_damaged;
+    mutable Mutex m_mutex;
+    std::unordered_map<std::uint32_t, BTreeElem*> m_roots TRACEWELL_GUARDED_BY(m_mutex);
+    std::unordered_map<std::uint32_t, WdbDamage> m_damaged TRACEWELL_GUARDED_BY(m_mutex);
     struct Chunk
     {
         std::unique_ptr<BTreeElem[]> elems;

@@ -4,7 +4,6 @@
 #include "DiskLayout.h"
 
 #include <boost/filesystem/operations.hpp>
-#include <boost/thread/lock_guard.hpp>
 
 #include <algorithm>
 #include <cstring>
@@ -25,7 +24,7 @@ TransitionBlockStore::TransitionBlockStore(DataBaseMode mode, const std::string&
 
 std::uint32_t* TransitionBlockStore::allocate(BTreeElem& leaf, std::size_t bytes)
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     ListNode* const node = m_blockPool.allocate(bytes);
     takeOver(*node, leaf);
     return leaf.data;
@@ -48,14 +47,14 @@ void TransitionBlockStore::writeTree(BTreeElem& root)
             writeTree(*child);
         return;
     }
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     if (root.fileOffset < 0)
         writeOneBlock(root);
 }
 
 void TransitionBlockStore::reset()
 {
-    const boost::lock_guard<boost::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_blockPool.reset();
     if (m_readBackPool)
         m_readBackPool->reset();
@@ -81,6 +80,12 @@ bool TransitionBlockStore::openForWriting()
 }
 
 bool TransitionBlockStore::openForReading()
+{
+    const MutexLock lock(m_mutex);
+    return openReadBackFile();
+}
+
+bool TransitionBlockStore::openReadBackFile()
 {
     return m_readBackFile.isOpen() || m_readBackFile.open(m_fileName, DescriptorFile::Mode::Read);
 }
@@ -108,7 +113,7 @@ void TransitionBlockStore::fetch(BTreeElem& leaf)
     if (bytes != 0) {
         ListNode* const node = readBackPool().allocate(bytes);
         takeOver(*node, leaf);
-        isRead = leaf.fileOffset >= 0 && openForReading() &&
+        isRead = leaf.fileOffset >= 0 && openReadBackFile() &&
                  m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(leaf.data),
                                        bytes) == bytes;
         if (!isRead)

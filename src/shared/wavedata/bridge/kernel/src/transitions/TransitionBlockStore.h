@@ -4,12 +4,10 @@
 #include "DataBlock.h"
 #include "FileIO.h"
 #include "NodeTree.h"
+#include "ThreadSafety.h"
 #include "TransitionPool.h"
 #include "WdbDamageLog.h"
 #include "platform/DescriptorFile.h"
-
-#include <boost/thread/lock_types.hpp>
-#include <boost/thread/mutex.hpp>
 
 #include <functional>
 #include <memory>
@@ -35,11 +33,12 @@ public:
     public:
         Lease(TransitionBlockStore& store, BTreeElem& leaf) : m_lock(store.m_mutex)
         {
+            store.m_mutex.assertHeldBy(m_lock);
             store.fetch(leaf);
         }
 
     private:
-        boost::unique_lock<boost::mutex> m_lock;
+        std::unique_lock<std::mutex> m_lock;
     };
 
     /// Gives a leaf that is in no tree yet a block of `bytes`, of unknown contents, and returns it.
@@ -67,24 +66,28 @@ public:
     bool openForReading();
 
 private:
-    void fetch(BTreeElem& leaf);
-    void checkFetched(const BTreeElem& leaf, bool isRead);
-    bool isSound(const BTreeElem& leaf);
-    void takeOver(ListNode& node, BTreeElem& leaf);
-    void writeOneBlock(BTreeElem& leaf);
-    TransitionPool& readBackPool() { return m_readBackPool ? *m_readBackPool : m_blockPool; }
+    void fetch(BTreeElem& leaf) TRACEWELL_REQUIRES(m_mutex);
+    void checkFetched(const BTreeElem& leaf, bool isRead) TRACEWELL_REQUIRES(m_mutex);
+    bool isSound(const BTreeElem& leaf) TRACEWELL_REQUIRES(m_mutex);
+    void takeOver(ListNode& node, BTreeElem& leaf) TRACEWELL_REQUIRES(m_mutex);
+    void writeOneBlock(BTreeElem& leaf) TRACEWELL_REQUIRES(m_mutex);
+    bool openReadBackFile() TRACEWELL_REQUIRES(m_mutex);
+    TransitionPool& readBackPool() TRACEWELL_REQUIRES(m_mutex)
+    {
+        return m_readBackPool ? *m_readBackPool : m_blockPool;
+    }
 
     const DataBaseMode m_mode;
     const std::string m_fileName;
     const NodeTree& m_tree;
     WdbDamageLog& m_damage;
-    boost::mutex m_mutex;
-    TransitionPool m_blockPool;
+    Mutex m_mutex;
+    TransitionPool m_blockPool TRACEWELL_GUARDED_BY(m_mutex);
     /// Null but in a StoringReader.
-    std::unique_ptr<TransitionPool> m_readBackPool;
+    std::unique_ptr<TransitionPool> m_readBackPool TRACEWELL_GUARDED_BY(m_mutex);
     FileIO m_file;
     /// The same file with no position to disturb.
-    DescriptorFile m_readBackFile;
+    DescriptorFile m_readBackFile TRACEWELL_GUARDED_BY(m_mutex);
     std::function<void()> m_failureHook;
 };
 

@@ -1,6 +1,5 @@
 #include "TransitionCapture.h"
 
-#include <boost/thread/lock_types.hpp>
 #include <boost/thread/thread_only.hpp>
 
 #include <algorithm>
@@ -410,7 +409,7 @@ ListNode* TransitionCapture::takeBlock(std::uint32_t storedId, std::size_t bytes
 void TransitionCapture::evict(BufferHeader& header, std::uint32_t storedId)
 {
     const std::uint32_t id = header.id;
-    boost::unique_lock<boost::mutex> lock(m_store.stripe(id), boost::defer_lock);
+    std::unique_lock<std::mutex> lock(m_store.stripe(id), std::defer_lock);
     if (m_store.mode == DataBaseMode::StoringReader &&
         &m_store.stripe(id) != &m_store.stripe(storedId)) {
         // Stripes have no order among themselves. Nobody waits for this thread with one in hand,
@@ -454,7 +453,7 @@ void TransitionCapture::freeHeader(BufferHeader& header)
 void TransitionCapture::flushBuffers()
 {
     m_store.pages.forEachBuffer([this](std::uint32_t id, BufferHeader& header) {
-        boost::unique_lock<boost::mutex> lock(m_store.stripe(id), boost::defer_lock);
+        std::unique_lock<std::mutex> lock(m_store.stripe(id), std::defer_lock);
         if (m_store.mode == DataBaseMode::StoringReader)
             lock.lock();
         emptyBuffer(header, true);

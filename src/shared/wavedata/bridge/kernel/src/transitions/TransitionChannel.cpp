@@ -1,7 +1,6 @@
 #include "TransitionChannel.h"
 
 #include <boost/chrono/system_clocks.hpp>
-#include <boost/thread/lock_guard.hpp>
 #include <boost/thread/thread_only.hpp>
 
 #include <cstring>
@@ -10,6 +9,8 @@
 namespace Tracewell {
 
 namespace {
+
+using TimeMarkLock = CheckedLock<boost::mutex, boost::unique_lock<boost::mutex>>;
 
 constexpr int kRingBytes = 2'400'000;
 constexpr int kPointerBytes = 16;
@@ -122,7 +123,7 @@ void TransitionChannel::stop(Rest rest)
 {
     const bool wasRunning = !m_shutdownRequested.exchange(true);
     {
-        const boost::lock_guard<boost::mutex> lock(m_timeMarkMutex);
+        const TimeMarkLock lock(m_timeMarkMutex);
         m_timeMark.notify_all();
     }
     m_reader.join();
@@ -171,7 +172,7 @@ char* TransitionChannel::getNextSharedMemBlock()
     if (!isReader())
         return nullptr;
     return await([this] {
-        const boost::lock_guard<boost::mutex> lock(m_readMutex);
+        const MutexLock lock(m_readMutex);
         return m_ring->getNextBlock();
     });
 }
@@ -201,17 +202,17 @@ void TransitionChannel::writeTransToSharedMem(bool alreadyLocked, std::uint32_t 
 
 void TransitionChannel::standAside()
 {
-    boost::unique_lock<boost::mutex> lock(m_timeMarkMutex);
+    TimeMarkLock lock(m_timeMarkMutex);
     m_writerBusy = false;
     m_timeMark.notify_all();
     while (m_marking.load() != 0)
-        m_timeMark.wait(lock);
+        lock.wait(m_timeMark);
     m_writerBusy = true;
 }
 
 void TransitionChannel::announceEnd()
 {
-    const boost::lock_guard<boost::mutex> lock(m_timeMarkMutex);
+    const TimeMarkLock lock(m_timeMarkMutex);
     m_timeMark.notify_all();
 }
 
@@ -220,9 +221,9 @@ void TransitionChannel::announceEnd()
 template <class Action> void TransitionChannel::betweenTransitions(const Action& action)
 {
     m_marking.fetch_add(1);
-    boost::unique_lock<boost::mutex> lock(m_timeMarkMutex);
+    TimeMarkLock lock(m_timeMarkMutex);
     while (m_writerBusy.load())
-        m_timeMark.wait_for(lock, kLookAgain);
+        lock.waitFor(m_timeMark, kLookAgain);
     action();
     m_marking.fetch_sub(1);
     m_timeMark.notify_all();
@@ -257,7 +258,7 @@ std::size_t TransitionChannel::takeSlots()
 {
     std::size_t count = 0;
     {
-        const boost::lock_guard<boost::mutex> lock(m_readMutex);
+        const MutexLock lock(m_readMutex);
         while (count < m_taken.size() && takeSlot(m_taken[count]))
             ++count;
     }
@@ -268,7 +269,6 @@ std::size_t TransitionChannel::takeSlots()
     return count;
 }
 
-/// Takes the next slot over, with m_readMutex held; false when there is none.
 bool TransitionChannel::takeSlot(TransitionSlot& slot)
 {
     const char* const place = isChannelOpen() ? m_ring->getNextBlock() : nullptr;
@@ -287,7 +287,7 @@ void TransitionChannel::store(const TransitionSlot& slot)
     }
     if (slot.id == DataBase::kTimeMarkId) {
         m_store.latestTime = slot.time;
-        const boost::lock_guard<boost::mutex> lock(m_timeMarkMutex);
+        const TimeMarkLock lock(m_timeMarkMutex);
         m_markTimePending = false;
         m_timeMark.notify_all();
         return;
@@ -297,7 +297,7 @@ void TransitionChannel::store(const TransitionSlot& slot)
         refuse(slot, "a value of a kind that does not travel");
         return;
     }
-    const boost::lock_guard<boost::mutex> lock(m_store.stripe(slot.id));
+    const MutexLock lock(m_store.stripe(slot.id));
     if (const char* const fault = m_capture.findFault(slot.id, slot.time, value.getType())) {
         refuse(slot, fault);
         return;
@@ -342,7 +342,7 @@ bool TransitionChannel::readOneTransition(std::uint32_t& id, long long& time, Va
         return false;
     TransitionSlot slot;
     const bool isTaken = await([&] {
-        const boost::lock_guard<boost::mutex> lock(m_readMutex);
+        const MutexLock lock(m_readMutex);
         return takeSlot(slot);
     });
     if (!isTaken)
@@ -367,10 +367,10 @@ void TransitionChannel::markTime(boost::unique_lock<boost::mutex>& lock)
 
 void TransitionChannel::holdForMarkTime()
 {
-    boost::unique_lock<boost::mutex> lock(m_timeMarkMutex);
+    TimeMarkLock lock(m_timeMarkMutex);
     while ((m_markTimePending || m_marking != 0) && !m_shutdownRequested &&
            (isFeeder() || isChannelOpen()))
-        m_timeMark.wait(lock);
+        lock.wait(m_timeMark);
 }
 
 void TransitionChannel::capture(bool on)

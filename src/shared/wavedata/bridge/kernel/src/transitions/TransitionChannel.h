@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DataBase.h"
+#include "ThreadSafety.h"
 #include "TransitionCapture.h"
 #include "TransitionStore.h"
 
@@ -86,12 +87,13 @@ public:
 private:
     bool isFeeder() const { return m_store.mode == DataBaseMode::Feeder; }
     bool isReader() const { return m_store.mode == DataBaseMode::StoringReader; }
-    void standAside();
-    void announceEnd();
-    template <class Action> void betweenTransitions(const Action& action);
+    void standAside() TRACEWELL_EXCLUDES(m_timeMarkMutex);
+    void announceEnd() TRACEWELL_EXCLUDES(m_timeMarkMutex);
+    template <class Action>
+    void betweenTransitions(const Action& action) TRACEWELL_EXCLUDES(m_timeMarkMutex);
     void readTransFromSharedMem();
-    std::size_t takeSlots();
-    bool takeSlot(TransitionSlot& slot);
+    std::size_t takeSlots() TRACEWELL_EXCLUDES(m_readMutex);
+    bool takeSlot(TransitionSlot& slot) TRACEWELL_REQUIRES(m_readMutex);
     void store(const TransitionSlot& slot);
     void refuse(const TransitionSlot& slot, const char* fault);
     void tellIndexOutside();
@@ -106,7 +108,7 @@ private:
     std::function<bool()> m_waitHook;
 
     /// Guards the hand-shake about the latest time.
-    boost::mutex m_timeMarkMutex;
+    CheckedMutex<boost::mutex> m_timeMarkMutex;
     boost::condition_variable m_timeMark;
     // A Feeder's adding thread raises m_writerBusy and then looks at m_marking; whoever wants to
     // stand between two transitions raises m_marking and then looks at m_writerBusy. Both agree on
@@ -126,7 +128,7 @@ private:
     std::atomic<bool> m_shutdownRequested{false};
 
     /// Guards the reading end: the storing thread and those who drain by hand take turns.
-    boost::mutex m_readMutex;
+    Mutex m_readMutex;
     /// What the storing thread took in one turn.
     std::vector<TransitionSlot> m_taken;
     SharedMemReader m_reader;

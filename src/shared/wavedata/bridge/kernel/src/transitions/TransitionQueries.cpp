@@ -5,8 +5,6 @@
 #include "TransitionLog.h"
 #include "TreeSearch.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <algorithm>
 #include <type_traits>
 
@@ -33,19 +31,19 @@ ValueType drawnType(ValueType kind)
 
 Transition TransitionQueries::getCurrentTransition(std::uint32_t id, long long time)
 {
-    const boost::lock_guard<boost::mutex> lock(m_store.stripe(id));
+    const MutexLock lock(m_store.stripe(id));
     return getCurrentTransitionLocked(id, time);
 }
 
 Transition TransitionQueries::getNextTransition(std::uint32_t id, long long time)
 {
-    const boost::lock_guard<boost::mutex> lock(m_store.stripe(id));
+    const MutexLock lock(m_store.stripe(id));
     return getNextTransitionLocked(id, time);
 }
 
 Transition TransitionQueries::getPrevTransition(std::uint32_t id, long long time)
 {
-    const boost::lock_guard<boost::mutex> lock(m_store.stripe(id));
+    const MutexLock lock(m_store.stripe(id));
     return getPrevTransitionLocked(id, time);
 }
 
@@ -89,7 +87,7 @@ Transition TransitionQueries::getPrevTransitionLocked(std::uint32_t id, long lon
 bool TransitionQueries::getTransInfo(std::uint32_t id, long long& first, long long& last,
                                      ValueType& type)
 {
-    const boost::lock_guard<boost::mutex> lock(m_store.stripe(id));
+    const MutexLock lock(m_store.stripe(id));
     return getTransInfoLocked(id, first, last, type);
 }
 
@@ -131,7 +129,7 @@ void TransitionQueries::getTransitions(std::uint32_t id, long long from, long lo
                                        long long minDelta, std::vector<Transition>& out)
 {
     const long long latest = m_store.latestTime;
-    const boost::lock_guard<boost::mutex> lock(m_store.stripe(id));
+    const MutexLock lock(m_store.stripe(id));
     getTransitionsLocked(id, from, to, minDelta, latest, out);
 }
 
@@ -211,7 +209,7 @@ void TransitionQueries::getTransitionsLocked(std::uint32_t id, long long from, l
 bool TransitionQueries::getHistory(std::uint32_t id, long long from, long long to, std::size_t most,
                                    std::vector<Transition>& out)
 {
-    const boost::lock_guard<boost::mutex> lock(m_store.stripe(id));
+    const MutexLock lock(m_store.stripe(id));
     HistoryReader history(m_store.blocks, from, to, most, out);
     BTreeElem* const root = m_store.tree.findRoot(id);
     if (root)
@@ -299,7 +297,7 @@ void TransitionQueries::traverseAllTransition()
                 other |= InitialValueTable::kPageSize - 1;
                 continue;
             }
-            const boost::lock_guard<boost::mutex> lock(m_store.stripe(other));
+            const MutexLock lock(m_store.stripe(other));
             const Transition initial = getInitialTransition(other, 0, false);
             if (!isNone(initial))
                 log.enter(other, initial.time, initial.value);

@@ -4,10 +4,9 @@
 #include "InitialValueTable.h"
 #include "NodeTree.h"
 #include "PageTable.h"
+#include "ThreadSafety.h"
 #include "TransitionBlockStore.h"
 #include "WdbDamageLog.h"
-
-#include <boost/thread/mutex.hpp>
 
 #include <array>
 #include <atomic>
@@ -26,7 +25,7 @@ struct TransitionStore
                     const DataBaseLimits& limits, std::function<void()> onLimit);
 
     /// Guards the slot, the open buffer, the tree and the initial value of its ids.
-    boost::mutex& stripe(std::uint32_t id) { return m_stripes[id & 63]; }
+    Mutex& stripe(std::uint32_t id) { return m_stripes[id & 63]; }
 
     const DataBaseMode mode;
     std::atomic<long long> latestTime{0};
@@ -43,7 +42,7 @@ struct TransitionStore
     TransitionBlockStore blocks;
 
 private:
-    std::array<boost::mutex, 64> m_stripes;
+    std::array<Mutex, 64> m_stripes;
 };
 
 } // namespace Tracewell

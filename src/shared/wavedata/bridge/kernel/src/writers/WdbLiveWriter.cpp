@@ -55,7 +55,7 @@ void WdbLiveWriter::open(WriterMode mode, const std::string& snapshot, const std
         option);
     manager->setWaitHook(m_waitHook);
     betweenChanges([&] {
-        const std::lock_guard<std::mutex> lock(m_managerMutex);
+        const MutexLock lock(m_managerMutex);
         m_manager = std::move(manager);
     });
 }
@@ -69,7 +69,7 @@ void WdbLiveWriter::close()
 {
     stopWaiting();
     betweenChanges([&] {
-        const std::lock_guard<std::mutex> lock(m_managerMutex);
+        const MutexLock lock(m_managerMutex);
         m_manager.reset();
     });
 }
@@ -115,19 +115,19 @@ void WdbLiveWriter::setWaitHook(WaitHook hook)
 
 bool WdbLiveWriter::isOpen() const
 {
-    const std::lock_guard<std::mutex> lock(m_managerMutex);
+    const MutexLock lock(m_managerMutex);
     return m_manager && m_manager->isMapped();
 }
 
 bool WdbLiveWriter::isViewerPresent() const
 {
-    const std::lock_guard<std::mutex> lock(m_managerMutex);
+    const MutexLock lock(m_managerMutex);
     return m_manager && m_manager->isPeerPresent();
 }
 
 void WdbLiveWriter::stopWaiting()
 {
-    const std::lock_guard<std::mutex> lock(m_managerMutex);
+    const MutexLock lock(m_managerMutex);
     if (m_manager)
         m_manager->shutDown();
 }
@@ -137,9 +137,9 @@ void WdbLiveWriter::stopWaiting()
 template <class Action> void WdbLiveWriter::betweenChanges(const Action& action)
 {
     m_marking.fetch_add(1);
-    std::unique_lock<std::mutex> lock(m_mutex);
+    MutexLock lock(m_mutex);
     while (m_writing.load())
-        m_changed.wait_for(lock, kLookAgain);
+        lock.waitFor(m_changed, kLookAgain);
     action();
     m_marking.fetch_sub(1);
     if (m_standsAside)
@@ -160,18 +160,18 @@ inline void WdbLiveWriter::put(const WdbLivePacketContainer& change)
 
 void WdbLiveWriter::announceEnd()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_changed.notify_all();
 }
 
 void WdbLiveWriter::standAside()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    MutexLock lock(m_mutex);
     m_writing.store(false);
     m_standsAside = true;
     m_changed.notify_all();
     while (m_marking.load() != 0)
-        m_changed.wait(lock);
+        lock.wait(m_changed);
     m_standsAside = false;
     m_writing.store(true);
 }
