@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-3-Clause
+#
 # libdeflate::libdeflate, wherever the compiler finds it; not every release brings a package config.
 find_path(LIBDEFLATE_INCLUDE_DIR libdeflate.h)
 find_library(LIBDEFLATE_LIBRARY deflate)

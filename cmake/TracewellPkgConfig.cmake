@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-3-Clause
+#
 # tracewell_install_pkg_config(TEMPLATE)
 #
 # Installs the .pc file made of TEMPLATE, a file NAME.pc.in. The prefix is known only when the package

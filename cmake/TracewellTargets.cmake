@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-3-Clause
+#
 # Settings that every target shares, and the way in which a room of the library is declared.
 
 add_library(tracewell_settings INTERFACE)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A toy simulation kernel: a clock and a 32-bit counter, recorded while they run.
 //
 //   kernel FILE.wdb [END-TIME]

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A toy kernel that is watched while it runs: a byte that counts. live_viewer follows it.
 //
 //   live_kernel [END-TIME]

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A toy viewer: records what live_kernel sends, and says what it sees meanwhile.
 //
 //   live_viewer FILE.wdb

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A toy viewer: prints what the bytes at some addresses of the data memory were, and when.
 //
 //   viewer FILE.wdb ADDRESS...

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The image of an event block, as it comes out of its stream: records, analysis, the filter.
 
 #include "Harness.h"

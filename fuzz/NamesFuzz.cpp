@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The name table of a recording: what is read is written so that the same is read again.
 
 #include "Harness.h"

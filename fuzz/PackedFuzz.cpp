@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Packed inputs. In whatever pieces the bytes are asked for, they are the same, and so is their
 // end.
 

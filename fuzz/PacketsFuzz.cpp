@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A ring of events whose producer is hostile: the indices and packets in the shared memory.
 
 #include "Harness.h"

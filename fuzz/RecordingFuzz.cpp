@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A recording in whatever store it is: by signal, by time, and byte by byte.
 
 #include "Harness.h"

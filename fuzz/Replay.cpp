@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The main program of a harness that is no fuzzer: tries the files and directories that it is
 // given, each file also in mutations that are the same every time, and the empty input.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A VCD, strictly and leniently: its words in whatever pieces they come, and the run that it tells.
 
 #include "Harness.h"

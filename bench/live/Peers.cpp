@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "Channel.h"
 
 #include <boost/lockfree/spsc_queue.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The live road as a kernel and a viewer have it, each in a process of its own: what a trace call
 // costs beside a busy viewer, how fast the viewer stores, what a time mark costs, and how long it
 // takes until the viewer sees what was traced. Times are medians over rounds.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 //   live_ring [RUNS] [EVENTS]
 //
 // What handing over a change costs the producer, in ns of its processor time: alone, beside a

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The transition database: a signal is an object, a vector a 32-bit integer.
 
 #include "Viewers.h"

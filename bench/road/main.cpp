@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // One measurement a process, so that no run warms up another; `compare` runs them all.
 
 #include "Comparison.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // farm_bench OUTPUT STEPS [STORE]; without an output nothing is traced. Prints the seconds that the
 // simulating thread worked, and those that passed until the trace was closed.
 

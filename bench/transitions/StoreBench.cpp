@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The transition database in one process: capture, the file's size, opening and queries.
 
 #include "DataBase.h"

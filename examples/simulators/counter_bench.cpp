@@ -1,5 +1,7 @@
-// A test bench for Verilator, with the trace of the model in counter.wdb. With verilated_vcd_c.h and
-// VerilatedVcdC it would be a VCD. The recipe is in docs/simulators.md.
+// SPDX-License-Identifier: BSD-3-Clause
+
+// A test bench for Verilator, with the trace of the model in counter.wdb. With verilated_vcd_c.h
+// and VerilatedVcdC it would be a VCD. The recipe is in docs/simulators.md.
 
 #include "Vcounter.h"
 #include "verilated_tracewell_c.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "Design.h"
 
 #include <sv_vpi_user.h>

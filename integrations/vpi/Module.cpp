@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // What the simulator loads: registers the system tasks and the begin and end of the simulation.
 
 #include "Session.h"

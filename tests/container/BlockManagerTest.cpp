@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "testing/TestFiles.h"
 
 #include "DescriptorStreamBuffer.h"

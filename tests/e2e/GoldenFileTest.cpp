@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Files that were written once and that every version reads.
 
 #include "testing/ChildProcess.h"

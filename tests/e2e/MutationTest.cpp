@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "testing/ChildProcess.h"
 #include "testing/FileMutator.h"
 #include "testing/Seed.h"

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-3-Clause
+#
 # Installs the build into a scratch prefix and builds and runs consumer/ against it, once by
 # find_package and once by pkg-config.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "testing/EventTestData.h"
 #include "testing/Seed.h"
 

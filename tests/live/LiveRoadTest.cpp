@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A kernel and a viewer, each in a process of its own.
 
 #include "../query/TestEvents.h"

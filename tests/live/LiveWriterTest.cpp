@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "OutputFileNames.h"
 #include "PacketWalk.h"
 #include "WdbLiveWriter.h"

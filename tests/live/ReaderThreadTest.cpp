@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "SharedMemReader.h"
 #include "WdbFileManager.h"
 #include "WdbLiveEvent.h"

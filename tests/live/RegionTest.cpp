@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "ChannelName.h"
 #include "WdbSharedMemMgr.h"
 #include "platform/SharedRegion.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Prints the process whose channels this one would meet, and the name of its own executable.
 
 #include "SimulatorProcess.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "changes/GatheredChanges.h"
 #include "testing/Seed.h"
 

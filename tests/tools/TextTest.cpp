@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "files/Output.h"
 #include "names/TimeText.h"
 #include "testing/Seed.h"

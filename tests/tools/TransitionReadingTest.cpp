@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Commands that read transition databases: they say what they say of the same run in an event
 // database, and nothing worse than "damaged" of a broken one.
 

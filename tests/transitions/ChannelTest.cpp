@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "ChannelFixture.h"
 #include "ChannelName.h"
 #include "ChannelRefusal.h"

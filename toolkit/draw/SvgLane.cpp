@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "draw/SvgLane.h"
 
 #include "draw/SvgStyle.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "draw/Picture.h"
 
 #include "draw/LaneNames.h"

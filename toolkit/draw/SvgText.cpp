@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "draw/SvgText.h"
 
 #include "text/Utf8.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "files/ProgressBar.h"
 
 #include "files/Terminal.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "import/SignalRecorder.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "input/Content.h"
 
 #include "formats/wdb/TransitionHeader.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "input/FileKind.h"
 
 #include "input/Content.h"
@@ -37,7 +39,7 @@ std::string whyForeign(const std::string& path, std::string_view head, Content c
         packing = content.packing;
         content = contentOf(unpackedHead(path));
     }
-    const std::string why = whyUnreadable(content, packing);
+    std::string why = whyUnreadable(content, packing);
     if (!why.empty()) {
         return why;
     }

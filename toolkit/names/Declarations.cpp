@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "names/Declarations.h"
 
 #include <algorithm>
@@ -42,7 +44,7 @@ std::string Declarations::scopePath(std::size_t scope) const
 {
     std::string path;
     for (; scope != kNoScope; scope = scopes[scope].parent) {
-        path = path.empty() ? scopes[scope].name : scopes[scope].name + "." + path;
+        path.insert(0, path.empty() ? scopes[scope].name : scopes[scope].name + ".");
     }
     return path;
 }

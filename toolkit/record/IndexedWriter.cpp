@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "names/DataLayout.h"
 #include "record/RecordingWriter.h"
 #include "record/SnapshotDirectory.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "formats/vcd/DeclarationText.h"
 #include "record/RecordingWriter.h"
 #include "record/SnapshotDirectory.h"

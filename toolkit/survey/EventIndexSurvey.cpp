@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "survey/EventIndexSurvey.h"
 
 #include "formats/wdb/IndexNode.h"
@@ -45,7 +47,7 @@ private:
         IndexKey keys{};
     };
 
-    bool walkNode(Place place, long long start, unsigned int level, Subtree& subtree);
+    bool walkNode(const Place& place, long long start, unsigned int level, Subtree& subtree);
     bool readNode(const Place& place, IndexNode& node);
     bool walkRecord(Place place, const IndexNode& node, unsigned int entry, long long start,
                     Subtree& subtree);
@@ -93,7 +95,8 @@ void EventIndexSurvey::walk(Place place, long long treeHeader)
     }
 }
 
-bool EventIndexSurvey::walkNode(Place place, long long start, unsigned int level, Subtree& subtree)
+bool EventIndexSurvey::walkNode(const Place& place, long long start, unsigned int level,
+                                Subtree& subtree)
 {
     const auto node = std::make_unique<IndexNode>();
     if (level > kMostIndexLevels) {

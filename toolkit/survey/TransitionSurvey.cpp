@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "formats/wdb/TransitionHeader.h"
 #include "names/TransitionLayout.h"
 #include "survey/SurveyContext.h"

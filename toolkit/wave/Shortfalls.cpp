@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "wave/Shortfalls.h"
 
 #include "text/Message.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "wave/TransitionWaveFile.h"
 
 #include "formats/wdb/FileBytes.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "wave/TreeValues.h"
 
 #include "files/ProgressBar.h"
@@ -89,6 +91,7 @@ TreeValues::TreeValues(EventWaveFile& file, std::vector<Signal> chosen)
     ScanProgress progress;
     manager.scanWdbDatabaseMultiThread(toScan, &progress);
     std::vector<long long> addresses;
+    addresses.reserve(toScan.size());
     for (const WdbScalarBTree* const tree : toScan) {
         addresses.push_back(tree->getAddress());
     }

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "wave/WaveFile.h"
 
 #include "input/FileKind.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "window/WindowRecording.h"
 
 #include "files/OutputFile.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "Usage.h"
 
 #include "text/Message.h"
@@ -58,7 +60,7 @@ std::string Reading::complaint(const std::vector<std::string>& words)
         } else if (word == kEndOfOptions) {
             areOptionsOver = true;
         } else {
-            const std::string found = option(word, i + 1 < words.size() ? &words[i + 1] : nullptr);
+            std::string found = option(word, i + 1 < words.size() ? &words[i + 1] : nullptr);
             if (!found.empty()) {
                 return found;
             }

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Compiled with the model, against the headers of the Verilator at hand.
 
 #include "verilated_tracewell_c.h"
@@ -195,8 +197,8 @@ VerilatedTracewell::Buffer* VerilatedTracewell::getTraceBuffer()
 
 void VerilatedTracewell::commitTraceBuffer(Buffer* buffer)
 {
-    // Verilator waits for a buffer's thread by a relaxed load, which alone does not bring along what
-    // that thread wrote.
+    // Verilator waits for a buffer's thread by a relaxed load, which alone does not bring along
+    // what that thread wrote.
     std::atomic_thread_fence(std::memory_order_acquire);
     buffer->take();
     m_buffers.push_back(buffer);

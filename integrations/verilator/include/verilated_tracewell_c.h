@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // For a C++ test bench of Verilator: include it in the place of verilated_vcd_c.h, and write

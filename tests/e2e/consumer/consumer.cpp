@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Writes one value and reads it back, with nothing but what the package gives.
 
 #include <tracewell/WdbAddressBTreeManager.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // shapes_bench OUTPUT STEPS MODE [STORE]; ends with code 3.
 #ifdef WITH_TRACEWELL
 #include "verilated_tracewell_c.h"

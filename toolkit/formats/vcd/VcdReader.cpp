@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "formats/vcd/VcdReader.h"
 
 #include "values/VcdValues.h"

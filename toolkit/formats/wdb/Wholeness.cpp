@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "formats/wdb/Wholeness.h"
 
 #include "formats/wdb/IndexNode.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "Commands.h"
 #include "commands/BeyondOption.h"
 #include "commands/LenientOption.h"
@@ -103,6 +105,7 @@ private:
 void setRadix(const Options& options, const SignalNames& names, std::vector<SignalPair>& pairs)
 {
     std::vector<Signal> signals;
+    signals.reserve(pairs.size());
     for (const SignalPair& pair : pairs) {
         signals.push_back(pair.a);
     }

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "Commands.h"
 #include "files/Output.h"
 #include "files/ProgressBar.h"

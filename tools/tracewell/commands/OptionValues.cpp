@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "commands/OptionValues.h"
 
 #include "text/Message.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "Commands.h"
 #include "commands/ChannelOptions.h"
 #include "commands/LenientOption.h"
@@ -155,7 +157,8 @@ void Replay::pace(long long time)
     const double due = static_cast<double>(time - *m_paceFrom) * unit;
     long long marked = recorder.time();
     bool isMarked = false;
-    for (double left = due - elapsed(); left > 0; left = due - elapsed()) {
+    double left = due - elapsed();
+    while (left > 0) {
         const double passed = std::max(0.0, elapsed() / unit);
         const long long reached =
             std::clamp(*m_paceFrom + static_cast<long long>(
@@ -168,6 +171,7 @@ void Replay::pace(long long time)
         }
         std::this_thread::sleep_for(std::min(Seconds(left), kLongestNap));
         m_watch.check();
+        left = due - elapsed();
     }
 }
 

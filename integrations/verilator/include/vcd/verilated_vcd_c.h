@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 // Lies before Verilator's header of this name when a model is compiled (-iquote), so that what
@@ -63,10 +65,7 @@ private:
     using Kind = tracewell::ModelRecorder::Kind;
 
     class Hold;
-    void noteHolder()
-    {
-        m_holder.store(std::this_thread::get_id(), std::memory_order_relaxed);
-    }
+    void noteHolder() { m_holder.store(std::this_thread::get_id(), std::memory_order_relaxed); }
     void closeInOrder(std::thread::id ender);
     void declareNames();
     void declare(uint32_t code, const char* name, Kind kind, const int* arrayIndex,

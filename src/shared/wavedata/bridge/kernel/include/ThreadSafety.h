@@ -1,10 +1,12 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <cassert>
 #include <mutex>
 
-// What a mutex guards and who must hold it, said so that clang holds the code to it (-Wthread-safety,
-// on in every build by clang). Nothing of it reaches the compiled code.
+// What a mutex guards and who must hold it, said so that clang holds the code to it
+// (-Wthread-safety, on in every build by clang). Nothing of it reaches the compiled code.
 
 #if defined(__clang__)
 #define TRACEWELL_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include "IWdbWriter.h"
@@ -104,8 +106,7 @@ private:
     void standAside() TRACEWELL_EXCLUDES(m_mutex);
     void announceEnd() TRACEWELL_EXCLUDES(m_mutex);
     void stopWaiting() TRACEWELL_EXCLUDES(m_managerMutex);
-    template <class Action>
-    void betweenChanges(const Action& action) TRACEWELL_EXCLUDES(m_mutex);
+    template <class Action> void betweenChanges(const Action& action) TRACEWELL_EXCLUDES(m_mutex);
 
     /// The writer constructed last; each knows the one before it.
     static WdbLiveWriter* s_pWriter;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // What a block knows about its events as a whole: repeats, distances in time, touched addresses.
 
 #include "WdbEventBlock.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "WdbFileBlockManagerWithCache.h"
 
 #include "BlockCopy.h"
@@ -41,7 +43,8 @@ void WdbFileBlockManagerWithCache::getBlock(long long handle, char* out,
                   readBlock(*m_stream, handle, copy.get(), size);
                   std::memcpy(out, copy.get(), size);
                   m_cache.add(handle, copy.get(), size);
-                  copy.release();
+                  // The cache owns it.
+                  static_cast<void>(copy.release());
               });
 }
 

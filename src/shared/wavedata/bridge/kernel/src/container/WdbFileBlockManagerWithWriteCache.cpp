@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "WdbFileBlockManagerWithWriteCache.h"
 
 #include "BlockCopy.h"
@@ -45,7 +47,8 @@ void WdbFileBlockManagerWithWriteCache::getBlock(long long handle, char* out,
                   readBlock(*m_stream, handle, copy.get(), size);
                   std::memcpy(out, copy.get(), size);
                   m_cache.add(handle, copy.get(), size, false);
-                  copy.release();
+                  // The cache owns it.
+                  static_cast<void>(copy.release());
               });
 }
 

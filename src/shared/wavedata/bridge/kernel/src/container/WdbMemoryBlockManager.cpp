@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "WdbMemoryBlockManager.h"
 
 #include <boost/thread/lock_guard.hpp>

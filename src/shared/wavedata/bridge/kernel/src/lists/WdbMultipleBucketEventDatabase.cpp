@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "WdbMultipleBucketEventDatabase.h"
 
 #include "AddressRefusal.h"
@@ -223,6 +225,7 @@ WdbMultipleBucketEventDatabase::getEventBlockDatabaseIterator(
             found.emplace(findPlace(address).bucket, list);
     }
     std::vector<EventBlockList*> lists;
+    lists.reserve(found.size());
     for (const auto& entry : found)
         lists.push_back(entry.second);
     storeLists(lists);

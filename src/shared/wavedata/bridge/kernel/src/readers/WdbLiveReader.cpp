@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "WdbLiveReader.h"
 
 #include "BlockStoreQueue.h"
@@ -122,7 +124,7 @@ void WdbLiveReader::closeFile()
         m_fileManager.embedDataInNewSection(
             "Zelnix Proto", kSectionVersion,
             reinterpret_cast<const unsigned char*>(m_protoSettings.c_str()),
-            static_cast<long long>(m_protoSettings.size() + 1));
+            static_cast<long long>(m_protoSettings.size()) + 1);
     if (!m_fileManager.getFileBlockManager().isBroken())
         m_mark.set(m_fileManager, WdbWholeMark::kClosed);
     m_fileManager.close();

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "BlockCodec.h"
 
 namespace Tracewell {
@@ -13,9 +15,8 @@ std::size_t blockBytes(std::uint32_t flags, int count)
     std::size_t valueSlots = 0;
     if (const unsigned int bits = packedBits(type))
         valueSlots = n * bits / (slotBytes * 8) + 1;
-    else if (type == ValueByte || type == ValueInt32)
-        valueSlots = n;
-    else if (isWide && (type == ValueInt64 || type == ValueDouble))
+    else if (type == ValueByte || type == ValueInt32 ||
+             (isWide && (type == ValueInt64 || type == ValueDouble)))
         valueSlots = n;
     return (n + valueSlots) * slotBytes;
 }

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "DiskLayout.h"
 
 #include "QsimException.h"
@@ -85,7 +87,8 @@ public:
     /// Fills `words` from `place` on, all of it inside the file.
     bool read(long long place, Words& words)
     {
-        const auto bytes = static_cast<long long>(words.size() * sizeof words[0]);
+        const auto bytes =
+            static_cast<long long>(words.size()) * static_cast<long long>(sizeof words[0]);
         if (bytes > kBytes)
             return m_file.setOffset(place) && readWords(m_file, words);
         if (place < m_start || place + bytes > m_end) {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "TransitionCapture.h"
 
 #include <boost/thread/thread_only.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "TransitionChannel.h"
 
 #include <boost/chrono/system_clocks.hpp>
