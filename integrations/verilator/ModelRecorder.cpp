@@ -166,14 +166,15 @@ bool ModelRecorder::claim()
 
 void ModelRecorder::closeForEnd(std::thread::id ender)
 {
+    ModelRecorder* ending = nullptr;
     {
         const Tracewell::MutexLock lock(s_openMutex);
         if (!s_open || s_ending) {
             return;
         }
-        s_ending = s_open;
+        ending = s_ending = s_open;
     }
-    s_ending->m_closeInOrder(ender);
+    ending->m_closeInOrder(ender);
     const Tracewell::MutexLock lock(s_openMutex);
     s_ending = nullptr;
 }

@@ -28,7 +28,9 @@ std::string imageOf(std::mt19937& random, unsigned int kind, std::size_t size)
     else if (kind == 1)
         fill([&](std::size_t i) { return i % 17 < 3 ? random() : i % 17 == 3 ? i / 256 : 0; });
     else if (kind == 2)
-        fill([&](std::size_t i) { return i < 300 ? random() : image[i - 1 - random() % 3]; });
+        fill([&](std::size_t i) {
+            return i < 300 ? random() : static_cast<unsigned char>(image[i - 1 - random() % 3]);
+        });
     else if (kind == 3)
         fill([&](std::size_t) { return random() % 3 << 5 | random() % 2; });
     else {

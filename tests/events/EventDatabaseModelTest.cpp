@@ -59,7 +59,8 @@ protected:
         const auto& shape = GetParam();
         return event.address < 0 ||
                (shape.type == 1002 &&
-                event.address + event.value.size() > (shape.addressSize + 2047) / 2048 * 2048);
+                static_cast<unsigned long long>(event.address) + event.value.size() >
+                    (shape.addressSize + 2047) / 2048 * 2048);
     }
 
     void addToModel(const TestEvent& event)
