@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A viewer of a live simulation whose ring is hostile: the two indices, then the packets. Some
 // trees are there before they come, others are made afterwards.
 

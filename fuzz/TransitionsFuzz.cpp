@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A ring of transitions whose producer is hostile: the two indices, then the records. What the
 // storing reader makes of it is a file that opens.
 
