@@ -291,7 +291,7 @@ TEST_F(ImportExport, wordsOfArraysStayApartFromVariablesOfTheirName)
     ASSERT_EQ(run({"export", path("out.wdb"), path("out.vcd")}).code, 0);
     const PlainVcd vcd = readPlainVcd(path("out.vcd"));
     ASSERT_EQ(vcd.variables.size(), 2u);
-    for (const std::size_t i : {0, 1}) {
+    for (const std::size_t i : {0u, 1u}) {
         EXPECT_EQ(vcd.variables[i].declaration, "wire 4 top. \\$end. a[0] [3:0]");
         EXPECT_EQ(vcd.variables[i].history[0].second, i == 0 ? "b0101" : "b0110");
     }

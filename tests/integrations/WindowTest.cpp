@@ -267,7 +267,7 @@ TEST_F(Window, storageThatFailsAtTheBeginningIsOneLine)
         ::setrlimit(RLIMIT_FSIZE, &present);
     };
     std::signal(SIGXFSZ, SIG_IGN);
-    for (const rlim_t room : {40, 300, 700, 2000}) {
+    for (const rlim_t room : {40u, 300u, 700u, 2000u}) {
         make("full.wdb", kEvents, 0);
         m_recorder->close();
         limit(room);

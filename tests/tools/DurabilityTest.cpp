@@ -105,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(Stores, DurabilityOfStore,
 TEST_P(DurabilityOfStore, importOnAFullDiskIsAnErrorAndLeavesWhatWasThere)
 {
     writeNoise();
-    for (const rlim_t room : {500, 8'000, 100'000}) {
+    for (const rlim_t room : {500u, 8'000u, 100'000u}) {
         write("out.wdb", "older");
         EXPECT_EQ(
             statusOf(start([&] {

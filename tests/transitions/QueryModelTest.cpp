@@ -187,9 +187,10 @@ protected:
             ASSERT_TRUE(base.getTransInfo(id, first, last, kind));
             EXPECT_EQ(first, history.begin()->first);
             EXPECT_EQ(last, history.rbegin()->first);
+            const long long latest = object.time;
             const auto someTime = [&] {
                 const auto place =
-                    history.lower_bound(static_cast<long long>(m_random()) & (object.time | 0xFFF));
+                    history.lower_bound(static_cast<long long>(m_random()) & (latest | 0xFFF));
                 const long long time =
                     place == history.end() ? history.rbegin()->first : place->first;
                 return std::max(time + static_cast<long long>(m_random() % 3) - 1, 1LL);

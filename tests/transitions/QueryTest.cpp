@@ -36,7 +36,8 @@ std::vector<Entry> draw(DataBase& base, unsigned int id, long long from, long lo
 void addInts(DataBase& base, unsigned int id, std::initializer_list<long long> times)
 {
     for (const long long time : times) {
-        base.addTransitionToDB(id, time, valueOf(ValueInt32, time + 1000));
+        base.addTransitionToDB(id, time,
+                               valueOf(ValueInt32, static_cast<unsigned long long>(time) + 1000));
     }
 }
 
@@ -151,7 +152,7 @@ TEST_F(Query, traversalWritesTreesAndTheInitialValuesBeforeThem)
     const auto base = open(DataBaseMode::Writer);
     base->addVlogTransitionToDB(2, 0, 3);
     addInts(*base, 4, {5, 9});
-    base->addTransitionToDB(6, 8, valueOf(ValueInt64, -7));
+    base->addTransitionToDB(6, 8, valueOf(ValueInt64, static_cast<unsigned long long>(-7)));
     base->addTransitionToDB(7, 0, valueOf(ValueDouble, 0x3FE0000000000000));
     base->addTransitionToDB(8, 3, valueOf(ValueUInt32, 1));
     base->addVlogTransitionToDB(9, 0, 1);
