@@ -159,7 +159,7 @@ bool TransitionBlockStore::isSound(const BTreeElem& leaf)
     if (!block.data && bytes != 0) {
         words.resize(bytes / sizeof words[0] + 1);
         block.data = reinterpret_cast<std::uint32_t*>(words.data());
-        if (leaf.fileOffset < 0 || !openForReading() ||
+        if (leaf.fileOffset < 0 || !openReadBackFile() ||
             m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(words.data()), bytes) !=
                 bytes)
             return false;
