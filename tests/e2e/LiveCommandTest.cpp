@@ -201,7 +201,7 @@ TEST_P(LiveCommandsOfStore, whoeverIsAloneOrInterruptedEndsWell)
 
     auto replay = start({"replay", "-", "--live"});
     replay->write(declarations("top") + changes(0, kHalf));
-    ASSERT_TRUE(replay->waitForError("waiting for a viewer"));
+    ASSERT_TRUE(replay->waitForError("waiting for the first viewer"));
     auto follow = start({"follow", "a.wdb", "--json"});
     ASSERT_TRUE(follow->waitForOutput(kAtHalf));
     follow->signal(SIGINT);

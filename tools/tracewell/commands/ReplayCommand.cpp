@@ -98,9 +98,10 @@ void Replay::run()
     m_watch.setRecorder(&m_vcd->values());
     open();
     m_watch.waitForFirst([this] {
-        say(fmt::format("waiting for a viewer of {}: tracewell follow OUT.wdb{}{}",
-                        m_options.channel.describe(), storeText(m_options.store),
-                        m_options.channel.optionText()));
+        say(fmt::format(
+            "waiting for the first viewer of {}, without end: tracewell follow OUT.wdb{}{}",
+            m_options.channel.describe(), storeText(m_options.store),
+            m_options.channel.optionText()));
     });
     m_isOpen = true;
     m_start = Clock::now();
@@ -236,7 +237,7 @@ void addReplayCommand(CLI::App& app)
         *command, "--on-viewer-exit", options->onViewerExit,
         {{"wait", OnViewerExit::Wait}, {"drop", OnViewerExit::Drop}, {"stop", OnViewerExit::Stop}},
         "What to do when the viewer goes: wait for another one (this if not given), drop changes "
-        "until one comes, or stop");
+        "until one comes, or stop. The first one is waited for in any case");
     command->footer(
         "Example:\n"
         "  tracewell replay run.vcd --live --speed 1e-6 & tracewell follow live.wdb top.clk\n"
