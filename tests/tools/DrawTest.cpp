@@ -198,8 +198,29 @@ TEST_F(Draw, curveKeepsTheExtremesBetweenItsLimits)
         EXPECT_THAT(picture, AllOf(HasSubstr(">7.5</text>"), HasSubstr(">-1</text>")));
         expectWellFormed(picture);
     }
-    EXPECT_THAT(output("draw", {"a&b.r", "--radix", "analog", "--from", "70000", "--to", "70003"}),
-                AllOf(HasSubstr("█"), HasSubstr("▁")));
+    EXPECT_THAT(
+        output("draw", {"a&b.r", "--radix", "analog", "--from", "70000", "--to", "70003"}),
+        AllOf(HasSubstr("█"), HasSubstr("▁"), HasSubstr("r     7.5 "), HasSubstr("\n        1 ")));
+    // A constant has its number beside its line.
+    EXPECT_EQ(count(svg({"a&b.r", "--radix", "analog", "--from", "4", "--to", "4"}), "\"limit\""),
+              1u);
+}
+
+TEST(CurveLimits, differAndFitTheirRoom)
+{
+    const auto limits = [](double lowest, double highest) {
+        Lane lane;
+        lane.signal.curve = Curve::Steps;
+        lane.segments.resize(1);
+        lane.segments[0].look = Look::Bus;
+        lane.segments[0].lowest = lowest;
+        lane.segments[0].highest = highest;
+        const CurveLimits both = limitsOf(lane, 7);
+        return both.lowest + "|" + both.highest;
+    };
+    EXPECT_EQ(limits(-1 / 3.0, 1e100 / 3), "-0.3333|3.3e+99");
+    EXPECT_EQ(limits(1 / 3.0, 1 / 3.0 + 1e-12), "0.33333|+1e-12");
+    EXPECT_EQ(limits(3.25, 3.25), "3.25|");
 }
 
 TEST_F(Draw, outputIsWhatItsSuffixSays)

@@ -132,6 +132,7 @@ TEST_F(Selection, namesTheNearestWhenThereIsNone)
         return result.error;
     };
     EXPECT_THAT(errorOf("clk"), HasSubstr("did you mean top.clk or top.dut.clk?"));
+    EXPECT_THAT(errorOf("k"), HasSubstr("tracewell signals"));
     EXPECT_THAT(errorOf("top.dut.DATA"), HasSubstr("did you mean top.dut.data[7:0]"));
     EXPECT_THAT(errorOf("top.dut.lvel"), HasSubstr("top.dut.level"));
     EXPECT_THAT(errorOf("completely_else"), HasSubstr("tracewell signals"));

@@ -251,6 +251,30 @@ std::string fitText(const LaneSegment& segment, std::size_t room)
     return characterCount(text) <= room || room >= kFewest ? cutEnd(text, room) : std::string();
 }
 
+CurveLimits limitsOf(const Lane& lane, std::size_t room)
+{
+    double lowest = 0;
+    double highest = 0;
+    if (!lane.isCurve() || !lane.getRange(lowest, highest)) {
+        return {};
+    }
+    const auto fit = [&](double value) {
+        const std::string text = fmt::format("{}", value);
+        return text.size() <= room ? text : fitReal(value, room);
+    };
+    CurveLimits limits{fit(lowest), {}};
+    if (highest > lowest) {
+        limits.highest = fit(highest);
+        if (limits.highest == limits.lowest && !limits.lowest.empty()) {
+            // One more digit than the step itself has is noise of the subtraction.
+            constexpr int kStepDigits = 2;
+            limits.highest = fmt::format("+{:.{}g}", highest - lowest, kStepDigits);
+            limits.highest.resize(limits.highest.size() <= room ? limits.highest.size() : 0);
+        }
+    }
+    return limits;
+}
+
 char letterOf(Look look)
 {
     switch (look) {

@@ -78,6 +78,18 @@ Lane makeLane(const SignalValues& values, std::size_t signal, const TimeWindow& 
 /// tell anything.
 std::string fitText(const LaneSegment& segment, std::size_t room);
 
+/// What the bottom and the top of a curve stand for.
+struct CurveLimits
+{
+    std::string lowest;
+    /// Behind a "+" it is how far above the lowest the top is, where the two read alike otherwise;
+    /// empty for a curve that is constant.
+    std::string highest;
+};
+
+/// In at most `room` places each; empty when the lane has no numbers.
+CurveLimits limitsOf(const Lane& lane, std::size_t room);
+
 /// The letter of a look that is no bus: x, z, u, ...
 char letterOf(Look look);
 

@@ -33,6 +33,7 @@ constexpr double kRulerCharacter = 6.05;
 /// What the first label of the ruler takes of the names' column.
 constexpr double kTickRoom = 26;
 constexpr double kLimitCharacter = 5.5;
+constexpr double kLimitAboveName = 9;
 /// Of fonts without a fixed width, the mean of capital letters: most texts are narrower.
 constexpr double kTitleCharacter = 8.8;
 constexpr double kSmallCharacter = 7;
@@ -250,24 +251,18 @@ void SvgDrawing::drawName(const Lane& lane, const LaneName& name, double middle)
 /// What the top and the bottom of a curve stand for, where the names leave room for it.
 void SvgDrawing::drawLimits(const Lane& lane, double middle)
 {
-    double lowest = 0;
-    double highest = 0;
-    if (!lane.isCurve() || !lane.getRange(lowest, highest)) {
-        return;
-    }
-    const std::size_t room = fittingIn(m_left - 2 * kMargin, kLimitCharacter);
-    const auto draw = [&](double value, double y) {
-        LaneSegment segment;
-        segment.text = fmt::format("{}", value);
-        segment.form = TextForm::Real;
-        segment.number = value;
-        m_out += fmt::format("<text class=\"limit\" x=\"{}\" y=\"{}\">{}</text>\n",
-                             svgNumber(m_left - 5), svgNumber(y), fitText(segment, room));
+    const CurveLimits limits = limitsOf(lane, fittingIn(m_left - 2 * kMargin, kLimitCharacter));
+    const auto draw = [&](const std::string& limit, double y) {
+        if (!limit.empty()) {
+            m_out += fmt::format("<text class=\"limit\" x=\"{}\" y=\"{}\">{}</text>\n",
+                                 svgNumber(m_left - 5), svgNumber(y), limit);
+        }
     };
-    draw(highest, middle - kCurveHeight / 2 + kCurveMargin + 6);
-    if (highest > lowest) {
-        draw(lowest, middle + kCurveHeight / 2 - kCurveMargin);
-    }
+    const bool isConstant = limits.highest.empty();
+    draw(limits.highest, middle - kCurveHeight / 2 + kCurveMargin + 6);
+    // The line of a constant is in the middle, and so is the name.
+    draw(limits.lowest,
+         isConstant ? middle - kLimitAboveName : middle + kCurveHeight / 2 - kCurveMargin);
 }
 
 void SvgDrawing::drawNote()

@@ -19,6 +19,9 @@ namespace {
 constexpr std::size_t kLongestNames = 32;
 constexpr std::size_t kFewestWaveColumns = 16;
 
+/// What a limit of a curve takes beside its name.
+constexpr std::size_t kLimitColumns = 7;
+
 constexpr const char* kDense = "▓";
 constexpr const char* kUnknown = "░";
 constexpr const char* kLine = "─";
@@ -27,15 +30,23 @@ constexpr const char* kRule = "┈";
 constexpr std::size_t kRulerLines = 2;
 constexpr std::size_t kLinesOfLane = 2;
 
-std::size_t nameColumns(const LaneNames& names, std::size_t columns)
+std::size_t nameColumns(const std::vector<Signal>& signals, const LaneNames& names,
+                        std::size_t columns)
 {
-    const std::size_t longest = std::max(names.longest(), characterCount(names.common));
+    std::size_t longest = std::max(names.longest(), characterCount(names.common));
+    for (std::size_t i = 0; i < signals.size(); ++i) {
+        if (signals[i].curve != Curve::None) {
+            const LaneName& name = names.lanes[i];
+            longest = std::max(longest, characterCount(name.scope + name.name) + 1 + kLimitColumns);
+        }
+    }
     return std::min({longest, kLongestNames, std::max<std::size_t>(columns / 3, 1)});
 }
 
-std::size_t waveColumns(const LaneNames& names, std::size_t columns)
+std::size_t waveColumns(const std::vector<Signal>& signals, const LaneNames& names,
+                        std::size_t columns)
 {
-    const std::size_t taken = nameColumns(names, columns) + 1;
+    const std::size_t taken = nameColumns(signals, names, columns) + 1;
     return std::max(kFewestWaveColumns, columns > taken ? columns - taken : 0);
 }
 
@@ -233,6 +244,15 @@ std::string line(std::string name, std::size_t names, const std::string& lanes)
     return name + lanes + "\n";
 }
 
+/// A limit of a curve stands at the end of the names' column.
+std::string withLimit(std::string name, const std::string& limit, std::size_t names)
+{
+    if (!limit.empty()) {
+        name.append(names - characterCount(name) - limit.size(), ' ');
+    }
+    return name + limit;
+}
+
 /// A scope, with a line to the end of the picture behind it.
 std::string headingLine(const std::string& scope, std::size_t columns)
 {
@@ -273,7 +293,7 @@ std::string drawRuler(const Picture& picture, const std::string& scope, std::siz
 
 unsigned int textWaveWidth(const std::vector<Signal>& signals, unsigned int columns)
 {
-    return static_cast<unsigned int>(waveColumns(nameLanes(signals), columns));
+    return static_cast<unsigned int>(waveColumns(signals, nameLanes(signals), columns));
 }
 
 PictureScale textScale(const std::vector<Signal>& signals, unsigned int columns)
@@ -289,9 +309,10 @@ std::size_t textLines(const std::vector<Signal>& signals)
 
 std::string drawText(const Picture& picture, unsigned int columns)
 {
-    const LaneNames lanes = nameLanes(picture.signals());
-    const std::size_t names = nameColumns(lanes, columns);
-    const std::size_t wave = waveColumns(lanes, columns);
+    const std::vector<Signal> signals = picture.signals();
+    const LaneNames lanes = nameLanes(signals);
+    const std::size_t names = nameColumns(signals, lanes, columns);
+    const std::size_t wave = waveColumns(signals, lanes, columns);
     std::string text = drawRuler(picture, cutStart(lanes.common, names), names, wave);
     for (std::size_t i = 0; i < picture.lanes.size(); ++i) {
         const LaneRows rows(picture.lanes[i], picture.window, wave);
@@ -299,8 +320,12 @@ std::string drawText(const Picture& picture, unsigned int columns)
         if (!name.heading.empty()) {
             text += headingLine(cutStart(name.heading, names + 1 + wave), names + 1 + wave);
         }
-        text += line(cutStart(name.scope + name.name, names), names, rows.top()) +
-                line("", names, rows.bottom());
+        const std::string shown = cutStart(name.scope + name.name, names);
+        const std::size_t taken = characterCount(shown) + 1;
+        const CurveLimits limits =
+            limitsOf(picture.lanes[i], std::min(names - std::min(names, taken), kLimitColumns));
+        text += line(withLimit(shown, limits.highest, names), names, rows.top()) +
+                line(withLimit("", limits.lowest, names), names, rows.bottom());
     }
     if (!picture.note.empty()) {
         text += picture.note + "\n";

@@ -221,8 +221,13 @@ long long TimeText::parse(std::string_view text, Rounding rounding) const
     for (; power > 0 && value != 0 && value < kSaturated; --power) {
         value *= 10;
     }
+    const auto refuse = [&] {
+        throw Failure(fmt::format("the time {} lies beyond the latest that there is, {}; give an "
+                                  "earlier one",
+                                  quotation(text), format(kLatest)));
+    };
     if (power > 0 && value != 0) {
-        return kLatest;
+        refuse();
     }
     for (; power < 0 && value != 0; ++power) {
         value = divide(value, 10, inexact);
@@ -233,7 +238,10 @@ long long TimeText::parse(std::string_view text, Rounding rounding) const
     if (rounding == Rounding::Up && inexact) {
         ++value;
     }
-    return value > static_cast<Wide>(kLatest) ? kLatest : static_cast<long long>(value);
+    if (value > static_cast<Wide>(kLatest)) {
+        refuse();
+    }
+    return static_cast<long long>(value);
 }
 
 std::string TimeText::format(long long time) const

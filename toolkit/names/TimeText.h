@@ -28,8 +28,8 @@ public:
     std::string timescaleText() const;
 
     /// A time argument, see isTimeArgument. Without a unit it is in units of the timescale.
-    /// Saturates at the largest time.
-    /// \throws Failure when it has a unit and the timescale is not known.
+    /// \throws Failure when it lies beyond the largest time, and when it has a unit and the
+    /// timescale is not known.
     long long parse(std::string_view text, Rounding rounding) const;
 
     /// In the unit that reads best, and exact: "12.5 us"; the plain number without a timescale.

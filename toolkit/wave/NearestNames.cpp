@@ -45,6 +45,12 @@ std::size_t editDistance(const std::string& a, const std::string& b, std::size_t
     return row[b.size()];
 }
 
+/// How many letters may differ. Of a single one, another one tells nothing.
+std::size_t mostDifferences(const std::string& wanted)
+{
+    return wanted.size() < 2 ? 0 : std::max<std::size_t>(1, wanted.size() / 3);
+}
+
 std::string withoutRange(const std::string& name)
 {
     return name.back() == ']' ? name.substr(0, name.rfind('[')) : name;
@@ -66,7 +72,7 @@ std::string lastPart(const std::string& name)
 std::vector<std::string> nearestNames(std::string_view name, const std::vector<Signal>& signals)
 {
     const std::string wanted = lowerCase(name);
-    const std::size_t limit = std::max<std::size_t>(1, wanted.size() / 3);
+    const std::size_t limit = mostDifferences(wanted);
 
     std::vector<std::pair<std::size_t, const Signal*>> near;
     for (const Signal& signal : signals) {
@@ -89,7 +95,12 @@ std::vector<std::string> nearestNames(std::string_view name, const std::vector<S
                      [](const auto& a, const auto& b) { return a.first < b.first; });
 
     std::vector<std::string> names;
+    // Beside a name that needs its scope alone, those that are spelt otherwise are no help.
+    const bool isSpelt = !near.empty() && near.front().first == 0;
     for (std::size_t i = 0; i < near.size() && i < kMostNames; ++i) {
+        if (isSpelt && near[i].first > 0) {
+            break;
+        }
         names.push_back(near[i].second->label);
     }
     return names;
@@ -98,7 +109,7 @@ std::vector<std::string> nearestNames(std::string_view name, const std::vector<S
 std::string nearestWord(std::string_view word, const std::vector<std::string>& words)
 {
     const std::string wanted = lowerCase(word);
-    std::size_t least = std::max<std::size_t>(1, wanted.size() / 3) + 1;
+    std::size_t least = mostDifferences(wanted) + 1;
     std::string nearest;
     for (const std::string& candidate : words) {
         const bool isStart = wanted.size() > 1 && candidate.compare(0, wanted.size(), wanted) == 0;

@@ -42,6 +42,13 @@ public:
         return m_places == Places::Bytes ? "bytes by their address: @ADDRESS or @ADDRESS:BYTES"
                                          : "objects by their number: @ID or @ID:COUNT";
     }
+    /// Says where the names are to be seen, for messages, where no command lists them: those of a
+    /// VCD, and of a recording that is yet to be.
+    void listIn(const std::string& place) { m_listing = "all names are in " + place; }
+    std::string howToList() const
+    {
+        return !m_listing.empty() ? m_listing : "list them with `tracewell signals " + m_path + "`";
+    }
     /// False when the recording has no name table in the form of a VCD's declarations: it comes
     /// from another program, and only addresses are known.
     bool hasNames() const { return m_layout != nullptr; }
@@ -62,6 +69,7 @@ private:
 
     std::string m_path;
     Places m_places;
+    std::string m_listing;
     std::string m_whyNoNames = "it holds no name table";
     Declarations m_declarations;
     std::unique_ptr<DataLayout> m_layout;

@@ -238,7 +238,12 @@ private:
 [[noreturn]] void failToFind(const SignalNames& file, const std::vector<Signal>& signals,
                              const std::string& argument)
 {
-    std::string remedy = fmt::format("list them with `tracewell signals {}`", file.path());
+    if (signals.empty()) {
+        throw Failure(fmt::format("{}: no signal \"{}\", since its names declare none; record "
+                                  "the run again with signals in it",
+                                  file.path(), printable(argument)));
+    }
+    std::string remedy = file.howToList();
     const std::vector<std::string> nearest = nearestNames(printable(argument), signals);
     if (!nearest.empty()) {
         remedy = fmt::format("did you mean {}?", fmt::join(nearest, " or "));

@@ -8,6 +8,7 @@
 #include "diff/RunComparison.h"
 #include "files/Output.h"
 #include "files/ProgressBar.h"
+#include "input/FileKind.h"
 #include "text/Failure.h"
 #include "text/Message.h"
 #include "text/Table.h"
@@ -123,6 +124,9 @@ Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDi
         ChangeStream::openRun(options.b, fractionDigitsOfB, options.isLenient, options.reach);
     SignalNames namesOfA(options.a);
     SignalNames namesOfB(options.b);
+    if (isVcdText(options.a)) {
+        namesOfA.listIn(options.a);
+    }
     namesOfA.take(a->declarations());
     namesOfB.take(b->declarations());
     const CommonTime time(a->declarations().timescale, b->declarations().timescale);

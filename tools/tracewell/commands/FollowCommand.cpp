@@ -109,7 +109,8 @@ private:
     bool connect();
     void readNames();
     std::vector<Signal> chooseSignals() const;
-    void showSignals(std::vector<Signal> signals);
+    long long lastTime() const;
+    void showSignals(std::vector<Signal> signals, long long last);
     bool followToEnd();
     bool relaunch();
 
@@ -205,6 +206,7 @@ bool Follow::connect()
     }
     readNames();
     std::vector<Signal> signals = chooseSignals();
+    const long long last = lastTime();
     m_output.start();
     m_isRecording =
         m_viewer->open(m_names, m_nameText, m_options.onKernelExit == OnKernelExit::Wait);
@@ -219,13 +221,14 @@ bool Follow::connect()
     m_measured = m_nextReport = Clock::now();
     m_nextReport += kReportEvery;
     m_nextSync = m_measured;
-    showSignals(std::move(signals));
+    showSignals(std::move(signals), last);
     return true;
 }
 
 void Follow::readNames()
 {
     m_nameText = readWholeFile(m_options.channel.debugFile());
+    m_names.listIn(m_options.channel.debugFile());
     m_names.read(m_nameText);
     if (m_options.store == Store::Events && m_names.hasNames() &&
         m_names.layout().totalSize() > kLargestMemory) {
@@ -249,14 +252,18 @@ std::vector<Signal> Follow::chooseSignals() const
     return signals;
 }
 
-void Follow::showSignals(std::vector<Signal> signals)
+/// Refused before there is an output that would stay.
+long long Follow::lastTime() const
+{
+    return m_options.last.empty() ? 0 : m_names.timeText().parse(m_options.last, Rounding::Up);
+}
+
+void Follow::showSignals(std::vector<Signal> signals, long long last)
 {
     m_picture.reset();
     if (signals.empty()) {
         return;
     }
-    const long long last =
-        m_options.last.empty() ? 0 : m_names.timeText().parse(m_options.last, Rounding::Up);
     m_picture.emplace(*m_viewer, m_names, std::move(signals), last);
     const std::string note = m_picture->noteOnTexts();
     if (!note.empty()) {
@@ -304,13 +311,14 @@ bool Follow::relaunch()
     }
     readNames();
     std::vector<Signal> signals = chooseSignals();
+    const long long last = lastTime();
     m_picture.reset();
     m_output.start();
     m_viewer->beginAnew(m_names, m_nameText);
     m_transit.emplace(*m_viewer);
     m_countBefore = 0;
     m_measured = Clock::now();
-    showSignals(std::move(signals));
+    showSignals(std::move(signals), last);
     return true;
 }
 
