@@ -3,10 +3,12 @@
 #include "Options.h"
 
 #include "recorder/TimeOption.h"
+#include "text/NearestWord.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <string_view>
 
@@ -17,6 +19,31 @@ namespace {
 constexpr std::string_view kPrefix = "+tracewell";
 /// Where others have a word behind the prefix.
 constexpr std::string_view kFile = "=";
+/// So many letters may differ in an argument that is taken for a mistyped one of ours.
+constexpr std::size_t kMostDifferences = 2;
+
+bool isLetter(char c)
+{
+    return std::isalpha(static_cast<unsigned char>(c)) != 0;
+}
+
+/// What somebody may have meant by an argument that does not begin as ours do, or has more letters
+/// before it goes on; empty when it looks like that of somebody else.
+std::string meantArgument(const std::string& argument)
+{
+    const std::string ours(kPrefix.substr(1));
+    if (argument.empty() || argument[0] != '+') {
+        return {};
+    }
+    const auto end = std::find_if_not(argument.begin() + 1, argument.end(), isLetter);
+    const std::string word = lowerCase(std::string(argument.begin() + 1, end));
+    if (word.compare(0, 2, ours, 0, 2) != 0 ||
+        editDistance(word, ours, kMostDifferences) > kMostDifferences) {
+        return {};
+    }
+    const std::string meant = std::string(kPrefix) + std::string(end, argument.end());
+    return meant == argument ? "" : meant;
+}
 
 class Reader
 {
@@ -54,8 +81,16 @@ public:
                 m_options.recorder.store = value == "events" ? Store::Events : Store::Transitions;
             }
         } else {
-            require(false, source,
-                    "is no option; there are live, scope, start, stop, last, sync and store");
+            takeUnknown(source, key);
+        }
+    }
+    /// One that need not be for the recording at all.
+    void takeStrange(const std::string& argument)
+    {
+        if (const std::string meant = meantArgument(argument); !meant.empty()) {
+            m_isGood = false;
+            m_complain(
+                fmt::format("{} is not for the recording (did you mean {}?)", argument, meant));
         }
     }
     /// Whether no argument was complained of.
@@ -69,6 +104,24 @@ private:
             m_complain(fmt::format("{} {}", source, what));
         }
         return isGood;
+    }
+
+    void takeUnknown(const std::string& source, std::string_view key)
+    {
+        const bool isJoined = !key.empty() && isLetter(key.front());
+        std::string meant =
+            nearestWord(key.substr(isJoined || key.empty() ? 0 : 1),
+                        {"live", "scope", "start", "stop", "last", "sync", "store"});
+        if (!meant.empty()) {
+            meant = fmt::format("{}-{}{}", kPrefix, meant,
+                                source.substr(std::min(source.find('='), source.size())));
+        } else if (isJoined) {
+            meant = meantArgument(source);
+        }
+        m_isGood = false;
+        m_complain(fmt::format(
+            "{} is no option{}; there are live, scope, start, stop, last, sync and store", source,
+            meant.empty() ? "" : fmt::format(" (did you mean {}?)", meant)));
     }
 
     void takeChannel(const std::string& source, const std::string& value)
@@ -130,6 +183,7 @@ Options readOptions(const std::vector<std::string>& arguments,
     std::string output;
     for (const std::string& argument : arguments) {
         if (argument.compare(0, kPrefix.size(), kPrefix) != 0) {
+            reader.takeStrange(argument);
             continue;
         }
         const std::size_t equals = std::min(argument.find('='), argument.size());

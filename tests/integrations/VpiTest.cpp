@@ -216,7 +216,15 @@ TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
              {"+tracewell-live +tracewell=run.wdb", "+tracewell-live does not count beside"},
              {"+tracewell=run.wdb +tracewell-start=soon", "soon is no time to start at"},
              {"+tracewell-live=x", "+tracewell-live=x is no channel number"},
-             {"+tracewell-colour=red", "+tracewell-colour=red is no option"}}) {
+             {"+tracewell-colour=red", "+tracewell-colour=red is no option; there are"},
+             {"+trace=x +tracwell-sync=2", "+tracwell-sync=2 is not for the recording (did you "
+                                           "mean +tracewell-sync=2?)"},
+             {"+TRACEWEL=v.wdb", "+TRACEWEL=v.wdb is not for the recording (did you mean "
+                                 "+tracewell=v.wdb?)"},
+             {"+tracewelll=v.wdb", "+tracewelll=v.wdb is no option (did you mean "
+                                   "+tracewell=v.wdb?)"},
+             {"+tracewell+scop=a", "+tracewell+scop=a is no option (did you mean "
+                                   "+tracewell-scope=a?)"}}) {
         const Outcome outcome = icarus("$D/counter.v", "+short " + arguments + store);
         EXPECT_EQ(outcome.exitCode(), 1) << outcome.describe();
         EXPECT_THAT(outcome.out, HasSubstr("failed"));

@@ -14,7 +14,4 @@ namespace tracewell {
 /// those that differ from it by a few characters.
 std::vector<std::string> nearestNames(std::string_view name, const std::vector<Signal>& signals);
 
-/// The one of `words`, which are in small letters, that somebody may have meant; or nothing.
-std::string nearestWord(std::string_view word, const std::vector<std::string>& words);
-
 } // namespace tracewell

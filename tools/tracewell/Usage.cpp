@@ -3,7 +3,7 @@
 #include "Usage.h"
 
 #include "text/Message.h"
-#include "wave/NearestNames.h"
+#include "text/NearestWord.h"
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>

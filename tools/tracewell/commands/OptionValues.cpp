@@ -3,7 +3,7 @@
 #include "commands/OptionValues.h"
 
 #include "text/Message.h"
-#include "wave/NearestNames.h"
+#include "text/NearestWord.h"
 
 #include <fmt/format.h>
 
