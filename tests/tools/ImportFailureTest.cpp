@@ -2,7 +2,13 @@
 
 #include "ImportExportFixture.h"
 
+#include "record/SnapshotDirectory.h"
+
 #include <string>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -217,6 +223,60 @@ TEST_F(ImportExport, inputsAndOutputsThatCannotBeAreRefused)
     EXPECT_EQ(run({"export", path("in.vcd"), path("out.vcd")}).code, 1);
     EXPECT_EQ(files(), std::vector<std::string>{"in.vcd"});
     EXPECT_EQ(read("in.vcd"), kHead + "#0\n1!\n");
+}
+
+TEST_F(ImportExport, nextImportRemovesWhatKilledOnesLeftAndNothingElse)
+{
+    const std::string place = path("out.wdb");
+    const auto age = [&](const std::string& name) {
+        using namespace std::chrono_literals;
+        std::filesystem::last_write_time(path(name),
+                                         std::filesystem::file_time_type::clock::now() - 100s);
+    };
+    const auto directory = [&](const std::string& name, mode_t mode) {
+        ASSERT_EQ(::mkdir(path(name).c_str(), mode), 0);
+        ASSERT_EQ(::chmod(path(name).c_str(), mode), 0);
+        write(name + "/kept", "text");
+        age(name);
+    };
+    // One that a process held when it ended without a word.
+    const pid_t process = ::fork();
+    if (process == 0) {
+        tracewell::SnapshotDirectory killed(place);
+        killed.write("names");
+        ::_exit(0);
+    }
+    ASSERT_EQ(::waitpid(process, nullptr, 0), process);
+    ASSERT_EQ(files().size(), 1u);
+    const std::string left = files().front();
+    const std::string kept[] = {".tracewell-shared", ".tracewell-longname", ".tracewell-linked",
+                                ".tracewell-recent"};
+    directory(kept[0], 0755);
+    directory(kept[1], 0700);
+    directory("elsewhere", 0700);
+    std::filesystem::create_directory_symlink("elsewhere", path(kept[2]));
+    directory(kept[3], 0700);
+    write(".tracewell-recent/now", "");
+    std::filesystem::create_directory_symlink(path("elsewhere"), path(left + "/link"));
+    age(left);
+    tracewell::SnapshotDirectory held(place);
+    held.write("names");
+    EXPECT_TRUE(!std::filesystem::exists(path(left)));
+    // As it is when a design runs for long.
+    held.remove();
+    held.write("names");
+    const std::vector<std::string> before = files();
+    for (const std::string& name : before) {
+        if (name.size() == left.size() && name != kept[0] && name != kept[3]) {
+            age(name);
+        }
+    }
+    tracewell::SnapshotDirectory another(place);
+    EXPECT_EQ(files().size(), before.size() + 1);
+    for (const std::string& name : kept) {
+        EXPECT_EQ(read(name + "/kept"), "text") << name;
+    }
+    EXPECT_EQ(read("elsewhere/kept"), "text");
 }
 
 } // namespace

@@ -26,9 +26,14 @@ int moveAboveStandard(int descriptor)
 
 int openOwnFile(const std::string& path, int flags, mode_t mode)
 {
+    return openOwnFileAt(AT_FDCWD, path, flags, mode);
+}
+
+int openOwnFileAt(int directory, const std::string& name, int flags, mode_t mode)
+{
     int descriptor;
     do {
-        descriptor = ::open(path.c_str(), flags | O_CLOEXEC, mode);
+        descriptor = ::openat(directory, name.c_str(), flags | O_CLOEXEC, mode);
     } while (descriptor < 0 && errno == EINTR);
     return moveAboveStandard(descriptor);
 }

@@ -14,6 +14,9 @@ namespace tracewell {
 /// -1 with the cause in errno.
 int openOwnFile(const std::string& path, int flags, mode_t mode = 0666);
 
+/// The same within a directory that is open.
+int openOwnFileAt(int directory, const std::string& name, int flags, mode_t mode = 0666);
+
 /// Makes a pipe of two such descriptors; false with the cause in errno.
 bool makeOwnPipe(int (&ends)[2]);
 

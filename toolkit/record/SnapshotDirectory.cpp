@@ -21,6 +21,8 @@ namespace tracewell {
 
 namespace {
 
+constexpr const char* kPattern = ".tracewell-XXXXXX";
+
 [[noreturn]] void failToCreate(const std::string& output, int error)
 {
     const char* remedy =
@@ -34,11 +36,16 @@ namespace {
 SnapshotDirectory::SnapshotDirectory(std::string output)
     : m_output(std::move(output)), m_snapshot("work.import")
 {
-    const std::filesystem::path parent = std::filesystem::path(m_output).parent_path();
-    m_path = ((parent.empty() ? "." : parent) / ".tracewell-XXXXXX").string();
+    std::filesystem::path parent = std::filesystem::path(m_output).parent_path();
+    if (parent.empty()) {
+        parent = ".";
+    }
+    removeAbandonedDirectories(parent.string(), kPattern);
+    m_path = (parent / kPattern).string();
     if (::mkdtemp(m_path.data()) == nullptr) {
         failToCreate(m_output, errno);
     }
+    m_lock.hold(m_path);
     m_isThere = true;
 }
 
@@ -51,15 +58,19 @@ void SnapshotDirectory::remove()
 {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
+    m_lock.release();
     m_isThere = false;
 }
 
 void SnapshotDirectory::write(std::string_view nameTable)
 {
-    if (!m_isThere && ::mkdir(m_path.c_str(), S_IRWXU) != 0) {
-        failToCreate(m_output, errno);
+    if (!m_isThere) {
+        if (::mkdir(m_path.c_str(), S_IRWXU) != 0) {
+            failToCreate(m_output, errno);
+        }
+        m_lock.hold(m_path);
+        m_isThere = true;
     }
-    m_isThere = true;
     ZSIM::OutputFileNames::setZSimDirLocation(m_path.c_str());
     const std::filesystem::path file = ZSIM::OutputFileNames::getDbgPathName(m_snapshot);
     std::error_code error;

@@ -2,13 +2,16 @@
 
 #pragma once
 
+#include "files/DirectoryLock.h"
+
 #include <string>
 #include <string_view>
 
 namespace tracewell {
 
 /// A private directory beside the output that holds the name table as the debug file of a snapshot,
-/// where the writer's open looks for it. Gone with the object, or before.
+/// where the writer's open looks for it. Gone with the object, or before; what a process that was
+/// killed left of such goes when the next one is made in the same place.
 class SnapshotDirectory
 {
 public:
@@ -30,6 +33,8 @@ private:
     std::string m_path;
     std::string m_snapshot;
     bool m_isThere = false;
+    /// While it is there, nobody takes it for one that was left.
+    DirectoryLock m_lock;
 };
 
 } // namespace tracewell
