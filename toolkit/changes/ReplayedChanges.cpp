@@ -92,9 +92,10 @@ std::vector<std::string> ReplayedChanges::shortfalls() const
     if (m_values->missingTexts() == 0) {
         return {};
     }
-    return {fmt::format("the texts of {} values never reached the file; what stands for them was "
-                        "taken",
-                        m_values->missingTexts())};
+    return {fmt::format("{} never reached the file; what stands there was taken",
+                        m_values->missingTexts() == 1
+                            ? "the text of 1 value"
+                            : fmt::format("the texts of {} values", m_values->missingTexts()))};
 }
 
 } // namespace tracewell

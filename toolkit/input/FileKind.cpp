@@ -4,6 +4,7 @@
 
 #include "input/Content.h"
 #include "input/InputFile.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 
 #include <fmt/format.h>
@@ -61,8 +62,8 @@ std::string whyForeign(const std::string& path, std::string_view head, Content c
         return "this wave database has another format version; use the program that wrote it";
     }
     if (head.size() < kContentBytes) {
-        return fmt::format("the file has only {} bytes and is no wave database; record it again",
-                           head.size());
+        return fmt::format("the file has only {} and is no wave database; record it again",
+                           counted(head.size(), "byte"));
     }
     return "this is no wave database (the first 24 bytes say so); check the file name";
 }

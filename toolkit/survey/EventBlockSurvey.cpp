@@ -2,6 +2,8 @@
 
 #include "survey/EventBlockSurvey.h"
 
+#include "text/Counted.h"
+
 #include "WdbEvent.h"
 
 #include <fmt/format.h>
@@ -83,8 +85,8 @@ bool EventBlockSurvey::unpack(Bucket& bucket, const Place& place)
         return true;
     case BlockImage::State::TooShort:
         beginLoss(bucket, place,
-                  fmt::format("the block unpacks to {} bytes instead of {}", m_image.unpacked(),
-                              m_image.blockSize()),
+                  fmt::format("the block unpacks to {} instead of {}",
+                              counted(m_image.unpacked(), "byte"), m_image.blockSize()),
                   "events at its end");
         break;
     case BlockImage::State::Cut:

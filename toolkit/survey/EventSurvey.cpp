@@ -3,6 +3,7 @@
 #include "survey/EventBlockSurvey.h"
 #include "survey/EventIndexSurvey.h"
 #include "survey/SurveyContext.h"
+#include "text/Counted.h"
 
 #include "QsimException.h"
 #include "WdbAppendingBlockList.h"
@@ -122,7 +123,7 @@ bool EventSurvey::readNode(Bucket& bucket, Place& place, EventNode& node)
     }
     if (node.m_count < EventNode::kSlots && node.m_next != 0) {
         m_context.damage(
-            place, fmt::format("the node has a successor and counts only {} blocks", node.m_count),
+            place, "the node has a successor and counts only " + counted(node.m_count, "block"),
             "perhaps blocks of the bucket");
     } else if (node.m_count < EventNode::kSlots && node.m_handles[node.m_count] != 0) {
         m_context.damage(place, "the node lists more blocks than it counts",
@@ -137,7 +138,7 @@ std::string headerProblem(const WdbEventDatabaseHeader& header, long long fileSi
     const unsigned int size = header.m_maxEventBlockSize;
     if (size < kSmallestBlock || size > kLargestBlock ||
         (size > kModestBlock && size / kBestRatio > fileSize)) {
-        return fmt::format("a block size of {} bytes makes no sense", size);
+        return fmt::format("a block size of {} makes no sense", counted(size, "byte"));
     }
     if (header.m_databaseTypeId == WdbEventBlockDatabaseFactory::kSingleBucket) {
         return header.m_numberOfBuckets == 0 ? "the database has no bucket" : "";
@@ -213,9 +214,9 @@ void surveyEvents(const SurveyContext& context)
     context.file.readRecord(section->offset, header);
     survey.eventHeader = header;
     if (section->size != sizeof header) {
-        context.notice(place, fmt::format("the table of contents gives the header {} bytes instead "
+        context.notice(place, fmt::format("the table of contents gives the header {} instead "
                                           "of {}",
-                                          section->size, sizeof header));
+                                          counted(section->size, "byte"), sizeof header));
     }
     if (header.m_databaseTypeId < WdbEventBlockDatabaseFactory::kSingleBucket ||
         header.m_databaseTypeId > WdbEventBlockDatabaseFactory::kMultipleBucketBtree) {

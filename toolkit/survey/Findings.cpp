@@ -2,6 +2,8 @@
 
 #include "survey/Findings.h"
 
+#include "text/Counted.h"
+
 #include <fmt/format.h>
 
 #include <utility>
@@ -25,8 +27,10 @@ std::string Place::text() const
         add(fmt::format("node at {}", node));
     }
     if (block >= 0) {
-        add(blockSize >= 0 ? fmt::format("block at {} ({} bytes)", block, blockSize)
-                           : fmt::format("block at {}", block));
+        add(blockSize >= 0
+                ? fmt::format("block at {} ({})", block,
+                              counted(static_cast<unsigned long long>(blockSize), "byte"))
+                : fmt::format("block at {}", block));
     }
     if (record >= 0) {
         add(fmt::format("record {}", record));

@@ -2,6 +2,7 @@
 
 #include "survey/BlockImage.h"
 #include "survey/SurveyContext.h"
+#include "text/Counted.h"
 
 #include "WdbAppendingStringBlockList.h"
 #include "WdbStringMapDatabase.h"
@@ -79,7 +80,7 @@ void StringSurvey::readNode(const Place& place, const StringNode& node)
                          "perhaps texts");
     } else if (node.m_count < StringNode::kSlots &&
                (node.m_next != 0 || node.m_handles[node.m_count] != 0)) {
-        m_context.damage(place, fmt::format("the node counts only {} blocks", node.m_count),
+        m_context.damage(place, "the node counts only " + counted(node.m_count, "block"),
                          "the texts beyond its count");
     }
     for (unsigned int i = 0; i < std::min(node.m_count, StringNode::kSlots); ++i) {

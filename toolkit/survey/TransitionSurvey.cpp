@@ -4,6 +4,7 @@
 #include "names/TransitionLayout.h"
 #include "survey/SurveyContext.h"
 #include "survey/TreeSurvey.h"
+#include "text/Counted.h"
 
 #include <fmt/format.h>
 
@@ -61,9 +62,10 @@ void InitialValueSurvey::walk(long long offset)
     m_context.survey.sections.push_back({kInitialSection, 0, offset, m_end - offset});
     if (isWhole && m_unknown > 0) {
         m_context.damage(m_place,
-                         fmt::format("{} initial values are of no known kind, object {}'s is the "
+                         fmt::format("{} of no known kind, object {}'s is the "
                                      "first",
-                                     m_unknown, m_firstUnknown),
+                                     counted(m_unknown, "initial value is", "initial values are"),
+                                     m_firstUnknown),
                          "the values of these objects at time 0");
     }
 }
@@ -167,9 +169,12 @@ void checkNames(const SurveyContext& context, const std::vector<std::uint32_t>& 
         Place place;
         place.section = kDebugSection;
         place.object = *nameless;
-        context.notice(place, fmt::format("the names are those of the objects 1 to {}; {} others "
-                                          "have transitions",
-                                          named, ids.end() - nameless));
+        context.notice(place,
+                       fmt::format("the names are those of the objects 1 to {}; {} "
+                                   "transitions",
+                                   named,
+                                   counted(static_cast<unsigned long long>(ids.end() - nameless),
+                                           "other has", "others have")));
     }
 }
 

@@ -2,6 +2,8 @@
 
 #include "survey/TreeSurvey.h"
 
+#include "text/Counted.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -68,7 +70,7 @@ void TreeSurvey::walkTree(const Entry& entry)
         m_context.damage(m_place, "the tree has no records", kWholeFile);
         return;
     }
-    if (!m_context.claim(m_place, fmt::format("a run of {} records", entry.records), entry.offset,
+    if (!m_context.claim(m_place, "a run of " + counted(entry.records, "record"), entry.offset,
                          size, lossOf(entry.offset, size, "the object"))) {
         return;
     }
@@ -106,10 +108,12 @@ void TreeSurvey::walkTree(const Entry& entry)
             return;
         }
         if (node.children > entry.records - nextChild) {
-            m_context.damage(place,
-                             fmt::format("the node has {} children, and only {} records are left",
-                                         node.children, entry.records - nextChild),
-                             kWholeFile);
+            m_context.damage(
+                place,
+                fmt::format("the node has {}, and only {} left",
+                            counted(node.children, "child", "children"),
+                            counted(entry.records - nextChild, "record is", "records are")),
+                kWholeFile);
             return;
         }
         checkInner(place, node, nextChild);

@@ -7,6 +7,7 @@
 #include "commands/WindowOptions.h"
 #include "files/Output.h"
 #include "input/FileKind.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 #include "wave/EventWaveFile.h"
 #include "wave/IndexLookup.h"
@@ -58,11 +59,6 @@ std::string timeText(const TimeText& text, long long time)
                                : std::to_string(time);
 }
 
-std::string counted(unsigned int count, const char* what)
-{
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-}
-
 void printText(Output& out, const TimeText& text, const Found& found)
 {
     const auto line = [&out](const char* title, const std::string& value) {
@@ -75,10 +71,10 @@ void printText(Output& out, const TimeText& text, const Found& found)
         line("recorded", timeText(text, *found.answer.recorded));
     }
     for (const IndexedState::Source& source : found.answer.sources) {
-        line("block",
-             fmt::format("at {}, {} bytes, of bucket {}: {} events, time {} to {}", source.offset,
-                         source.storedSize, source.bucket, source.events,
-                         timeText(text, source.firstTime), timeText(text, source.lastTime)));
+        line("block", fmt::format("at {}, {}, of bucket {}: {}, time {} to {}", source.offset,
+                                  counted(source.storedSize, "byte"), source.bucket,
+                                  counted(source.events, "event"), timeText(text, source.firstTime),
+                                  timeText(text, source.lastTime)));
     }
     line("touched", fmt::format("{} and {}", counted(found.answer.cost.m_nodes, "index node"),
                                 counted(found.answer.cost.m_blocks, "block")));

@@ -15,6 +15,7 @@
 #include "live/LiveScreen.h"
 #include "live/LiveViewer.h"
 #include "live/Transit.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 #include "text/Message.h"
 #include "text/Utf8.h"
@@ -383,9 +384,10 @@ void Follow::report()
 
 std::string Follow::statusLine() const
 {
-    return fmt::format("{}: {}, {} changes, {}, {}, {}", printable(m_options.output),
-                       m_names.timeText().format(m_viewer->latestTime()), m_viewer->changeCount(),
-                       rateText(m_rate), delayText(m_delay), m_state);
+    return fmt::format("{}: {}, {}, {}, {}, {}", printable(m_options.output),
+                       m_names.timeText().format(m_viewer->latestTime()),
+                       counted(m_viewer->changeCount(), "change"), rateText(m_rate),
+                       delayText(m_delay), m_state);
 }
 
 std::string Follow::jsonLine() const
@@ -417,15 +419,15 @@ void Follow::summarize()
     const unsigned long long refused = m_viewer->refusedCount();
     const std::string ending = close(refused == 0);
     if (!m_options.json) {
-        print(fmt::format("{}: closed with {} changes up to {}; {}\n", printable(m_options.output),
-                          count, time,
+        print(fmt::format("{}: closed with {} up to {}; {}\n", printable(m_options.output),
+                          counted(count, "change"), time,
                           m_interrupt.isInterrupted() ? "interrupted" : "the simulation has gone"),
               time);
     }
     if (refused != 0) {
-        throw Failure(fmt::format("{}: something that no simulation sends was left out {} "
-                                  "times; a line before tells of the first{}",
-                                  m_options.output, refused, ending));
+        throw Failure(fmt::format("{}: something that no simulation sends was left out {}; a line "
+                                  "before tells of the first{}",
+                                  m_options.output, counted(refused, "time"), ending));
     }
 }
 

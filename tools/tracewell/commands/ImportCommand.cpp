@@ -13,6 +13,7 @@
 #include "input/InputFile.h"
 #include "record/RecordingWriter.h"
 #include "record/SnapshotDirectory.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 #include "text/Message.h"
 
@@ -152,11 +153,11 @@ void Import::summarize(const VcdInput& input, const ValueRecorder& recorder,
 {
     std::error_code ignored;
     const auto size = std::filesystem::file_size(m_output.path(), ignored);
-    tell(fmt::format(
-        "{}: {} changes of {} variables, time {} to {}, {:.1f} MB of text in {:.1f} MB",
-        m_options.output, recorder.changes(), declarations.variables.size(), recorder.firstTime(),
-        recorder.time(), static_cast<double>(input.bytesRead()) / 1e6,
-        static_cast<double>(ignored ? 0 : size) / 1e6));
+    tell(fmt::format("{}: {} of {}, time {} to {}, {:.1f} MB of text in {:.1f} MB",
+                     m_options.output, counted(recorder.changes(), "change"),
+                     counted(declarations.variables.size(), "variable"), recorder.firstTime(),
+                     recorder.time(), static_cast<double>(input.bytesRead()) / 1e6,
+                     static_cast<double>(ignored ? 0 : size) / 1e6));
 }
 
 void run(const Options& options)

@@ -4,6 +4,7 @@
 #include "files/Output.h"
 #include "files/ProgressBar.h"
 #include "survey/Survey.h"
+#include "text/Counted.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
 
@@ -112,9 +113,10 @@ void addEventLines(std::vector<std::vector<std::string>>& lines, const Survey& s
     lines.push_back({"latest time", timeText(survey, survey.latestTime())});
     lines.push_back({"database", databaseText(header.m_databaseTypeId)});
     lines.push_back(
-        {"buckets", fmt::format("{} of {} addresses, {} in use", header.m_numberOfBuckets,
-                                header.m_bucketDivision, survey.bucketsInUse)});
-    lines.push_back({"address size", fmt::format("{} bytes", header.m_addressSize)});
+        {"buckets", fmt::format("{} of {}, {} in use", header.m_numberOfBuckets,
+                                counted(header.m_bucketDivision, "address", "addresses"),
+                                survey.bucketsInUse)});
+    lines.push_back({"address size", counted(header.m_addressSize, "byte")});
     lines.push_back({"event blocks", std::to_string(survey.blocks)});
     lines.push_back({"events", std::to_string(survey.events)});
 }
@@ -128,13 +130,14 @@ void addTransitionLines(std::vector<std::vector<std::string>>& lines, const Surv
     lines.push_back({"latest time", timeText(survey, facts.latestTime)});
     lines.push_back({"objects", fmt::format("{} with a history, {} with a value at time 0 alone",
                                             facts.objects, facts.constants)});
-    lines.push_back({"initial", fmt::format("{} values at time 0", facts.initialValues)});
+    lines.push_back(
+        {"initial", fmt::format("{} at time 0", counted(facts.initialValues, "value"))});
     lines.push_back(
         {"tree nodes", fmt::format("{}, {} of them leaves", facts.nodes, facts.blocks)});
     lines.push_back(
-        {"blocks", fmt::format("{} in {} bytes: {} periodic ({} with no bytes), {} of 64-bit words",
-                               facts.blocks, facts.blockBytes, facts.periodicBlocks,
-                               facts.emptyBlocks, facts.wideBlocks)});
+        {"blocks", fmt::format("{} in {}: {} periodic ({} with no bytes), {} of 64-bit words",
+                               facts.blocks, counted(facts.blockBytes, "byte"),
+                               facts.periodicBlocks, facts.emptyBlocks, facts.wideBlocks)});
     lines.push_back({"transitions", std::to_string(facts.transitions)});
 }
 
@@ -161,7 +164,8 @@ void printSections(Output& out, const Survey& survey)
 void printText(Output& out, const std::string& path, const Survey& survey)
 {
     std::vector<std::vector<std::string>> lines;
-    lines.push_back({"file", fmt::format("{} ({} bytes)", printable(path), survey.fileSize)});
+    lines.push_back(
+        {"file", fmt::format("{} ({})", printable(path), counted(survey.fileSize, "byte"))});
     if (survey.transitions) {
         lines.push_back({"version", "transition database"});
     } else {
@@ -182,13 +186,15 @@ void printText(Output& out, const std::string& path, const Survey& survey)
     } else {
         lines.push_back({"strings", survey.hasStringMap ? std::to_string(survey.strings) : "none"});
     }
-    lines.push_back({"signals", survey.hasNames ? fmt::format("{} names of {} objects",
-                                                              survey.names.variables.size(),
-                                                              survey.names.objects.size())
-                                                : "no name table"});
+    lines.push_back(
+        {"signals", survey.hasNames
+                        ? fmt::format("{} of {}", counted(survey.names.variables.size(), "name"),
+                                      counted(survey.names.objects.size(), "object"))
+                        : "no name table"});
     if (survey.findings.damages() > 0) {
-        lines.push_back({"damage", fmt::format("{} places; see: tracewell verify {}",
-                                               survey.findings.damages(), printable(path))});
+        lines.push_back(
+            {"damage", fmt::format("{}; see: tracewell verify {}",
+                                   counted(survey.findings.damages(), "place"), printable(path))});
     }
     for (const std::vector<std::string>& line : lines) {
         out << fmt::format("{:<13} {}\n", line[0], line[1]);

@@ -14,6 +14,7 @@
 #include "live/ViewerWatch.h"
 #include "names/TimeText.h"
 #include "record/DebugFile.h"
+#include "text/Counted.h"
 #include "text/Failure.h"
 #include "text/Message.h"
 
@@ -209,7 +210,7 @@ void Replay::summarize()
 {
     const ValueRecorder& recorder = m_vcd->values();
     const double seconds = Seconds(Clock::now() - m_start).count();
-    tell(fmt::format("{} changes sent, time {} to {}, in {:.1f} s", recorder.changes(),
+    tell(fmt::format("{} sent, time {} to {}, in {:.1f} s", counted(recorder.changes(), "change"),
                      recorder.firstTime(), recorder.time(), seconds));
 }
 

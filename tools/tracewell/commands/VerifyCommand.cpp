@@ -4,6 +4,7 @@
 #include "files/Output.h"
 #include "files/ProgressBar.h"
 #include "survey/Survey.h"
+#include "text/Counted.h"
 #include "text/Utf8.h"
 
 #include <CLI/App.hpp>
@@ -60,8 +61,8 @@ std::string endingText(const Survey& survey)
     }
     text += survey.eventsBehind == 0
                 ? "; lost: all that was recorded behind that"
-                : fmt::format("; lost: what was recorded behind that, but for {} {} up to time {}",
-                              survey.eventsBehind, survey.eventsBehind == 1 ? "event" : "events",
+                : fmt::format("; lost: what was recorded behind that, but for {} up to time {}",
+                              counted(survey.eventsBehind, "event"),
                               timeText(survey, survey.latestEvent));
     return text;
 }
@@ -77,7 +78,7 @@ void printFindings(Output& out, const Survey& survey)
     const unsigned long long told = survey.findings.all().size();
     const unsigned long long found = survey.findings.damages() + survey.findings.notices();
     if (found > told) {
-        out << fmt::format("{} more findings are not listed\n", found - told);
+        out << counted(found - told, "more finding is", "more findings are") + " not listed\n";
     }
 }
 
@@ -89,11 +90,11 @@ std::vector<std::string> noticesOf(const Survey& survey)
         notices.push_back(std::move(ending));
     }
     if (survey.unclaimedBytes > 0) {
-        notices.push_back(
-            fmt::format("{} bytes belong to nothing{}", survey.unclaimedBytes,
-                        survey.ending == Survey::Ending::NeverClosed && !survey.transitions
-                            ? "; blocks that were stored and not listed yet"
-                            : ""));
+        notices.push_back(fmt::format(
+            "{} to nothing{}", counted(survey.unclaimedBytes, "byte belongs", "bytes belong"),
+            survey.ending == Survey::Ending::NeverClosed && !survey.transitions
+                ? "; blocks that were stored and not listed yet"
+                : ""));
     }
     return notices;
 }
@@ -105,18 +106,20 @@ void printText(Output& out, const std::string& path, const Survey& survey)
         out << "notice: " << notice << "\n";
     }
     if (survey.transitions) {
-        out << fmt::format("{}: {} objects, {} blocks, {} transitions, {} initial values\n",
-                           printable(path), survey.transitions->objects, survey.transitions->blocks,
-                           survey.transitions->transitions, survey.transitions->initialValues);
+        out << fmt::format("{}: {}, {}, {}, {}\n", printable(path),
+                           counted(survey.transitions->objects, "object"),
+                           counted(survey.transitions->blocks, "block"),
+                           counted(survey.transitions->transitions, "transition"),
+                           counted(survey.transitions->initialValues, "initial value"));
     } else {
-        out << fmt::format("{}: {} sections, {} buckets in use, {} blocks, {} events, {} "
-                           "strings\n",
-                           printable(path), survey.sections.size(), survey.bucketsInUse,
-                           survey.blocks, survey.events, survey.strings);
+        out << fmt::format("{}: {}, {} in use, {}, {}, {}\n", printable(path),
+                           counted(survey.sections.size(), "section"),
+                           counted(survey.bucketsInUse, "bucket"), counted(survey.blocks, "block"),
+                           counted(survey.events, "event"), counted(survey.strings, "string"));
     }
     out << (survey.findings.damages() == 0
                 ? "sound\n"
-                : fmt::format("damaged in {} places\n", survey.findings.damages()));
+                : fmt::format("damaged in {}\n", counted(survey.findings.damages(), "place")));
 }
 
 Json findingJson(const Finding& finding)
