@@ -74,42 +74,48 @@ endfunction()
 
 # tracewell_check_room_includes()
 #
-# Ends the configuration at an include against the arrows, when all rooms are declared. A public header
-# belongs to the room that has its source. Abstract classes (IName, WdbIName) and headers without a
-# source belong to nobody, and anybody may include them.
+# When all rooms are declared: holds includes to the same arrows, in the library and in the toolkit, at
+# every build of the target all and whatever was edited since the one before.
 function(tracewell_check_room_includes)
+  set(headers ${PROJECT_SOURCE_DIR}/src/shared/wavedata/bridge/kernel/include)
+  set(toolkit ${PROJECT_SOURCE_DIR}/toolkit)
+  file(GLOB sources CONFIGURE_DEPENDS ${headers}/*.h)
   get_property(rooms GLOBAL PROPERTY TRACEWELL_ROOMS)
+  string(CONCAT table
+    "set(public_headers \"${headers}\")\n"
+    "set(toolkit \"${toolkit}\")\n"
+    "set(library_rooms \"${rooms}\")\n")
   foreach(room IN LISTS rooms)
     get_target_property(directory ${room} TRACEWELL_ROOM_DIRECTORY)
-    file(GLOB_RECURSE files_${room} CONFIGURE_DEPENDS ${directory}/*.h ${directory}/*.cpp)
-    foreach(file IN LISTS files_${room})
-      get_filename_component(name ${file} NAME_WE)
-      set(home_${name} ${room})
-    endforeach()
+    get_target_property(uses ${room} TRACEWELL_USES)
+    list(TRANSFORM uses PREPEND tracewell_)
+    string(APPEND table "set(room_${room} \"${directory}\")\nset(uses_${room} \"${uses}\")\n")
+    file(GLOB_RECURSE files CONFIGURE_DEPENDS ${directory}/*.h ${directory}/*.cpp)
+    list(APPEND sources ${files})
   endforeach()
-  file(GLOB public CONFIGURE_DEPENDS ${TRACEWELL_KERNEL_DIR}/include/*.h)
-  foreach(file IN LISTS public)
-    get_filename_component(name ${file} NAME_WE)
-    if(DEFINED home_${name})
-      list(APPEND files_${home_${name}} ${file})
-    endif()
-  endforeach()
-
+  get_property(rooms GLOBAL PROPERTY TRACEWELL_TOOLKIT_ROOMS)
+  set(directories)
   foreach(room IN LISTS rooms)
-    get_target_property(allowed ${room} TRACEWELL_USES)
-    list(TRANSFORM allowed PREPEND tracewell_)
-    list(APPEND allowed ${room})
-    foreach(file IN LISTS files_${room})
-      file(STRINGS ${file} includes REGEX "^#include \"")
-      foreach(include IN LISTS includes)
-        string(REGEX REPLACE ".*[/\"]([A-Za-z]+)\\.h\"$" "\\1" name "${include}")
-        if(DEFINED home_${name} AND NOT home_${name} IN_LIST allowed
-            AND NOT name MATCHES "^(Wdb)?I[A-Z][a-z]")
-          message(FATAL_ERROR "${file} includes ${name}.h of ${home_${name}}, which ${room} does not use")
-        endif()
-      endforeach()
-    endforeach()
+    get_target_property(directory ${room} TRACEWELL_ROOM_DIRECTORY)
+    get_target_property(uses ${room} TRACEWELL_USES)
+    list(APPEND directories ${directory})
+    string(APPEND table "set(uses_${directory} \"${uses}\")\n")
+    file(GLOB files CONFIGURE_DEPENDS ${toolkit}/${directory}/*.h ${toolkit}/${directory}/*.cpp)
+    list(APPEND sources ${files})
   endforeach()
+  string(APPEND table "set(toolkit_rooms \"${directories}\")\n")
+
+  set(rooms ${PROJECT_BINARY_DIR}/rooms.cmake)
+  file(CONFIGURE OUTPUT ${rooms} CONTENT "${table}" @ONLY)
+  set(script ${PROJECT_SOURCE_DIR}/cmake/CheckRoomIncludes.cmake)
+  set(stamp ${PROJECT_BINARY_DIR}/rooms.checked)
+  add_custom_command(OUTPUT ${stamp}
+    COMMAND ${CMAKE_COMMAND} -D ROOMS=${rooms} -P ${script}
+    COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
+    DEPENDS ${rooms} ${script} ${sources}
+    COMMENT "Checking what rooms include"
+    VERBATIM)
+  add_custom_target(tracewell_room_includes ALL DEPENDS ${stamp})
 endfunction()
 
 # tracewell_precompile(TARGET [FROM other] [HEADERS <header>...])
@@ -128,19 +134,19 @@ function(tracewell_precompile target)
   endif()
 endfunction()
 
-# tracewell_add_toolkit_room(NAME [IN_PLUGINS] SOURCES file... [USES room...] [LIBRARIES target...])
+# tracewell_add_toolkit_room(NAME [IN_PLUGINS] [USES room...] [LIBRARIES target...])
 #
-# Declares the static library tracewell_toolkit_<NAME> of the directory at hand. USES is the room's
-# arrows: a source that includes from another room than these ends the configuration. A room
-# IN_PLUGINS stands in modules of simulators too, so it brings no shared library but Tracewell's own.
+# Declares the static library tracewell_toolkit_<NAME> of all sources of the directory at hand. USES is the room's
+# arrows: tracewell_check_room_includes() holds sources to them. A room IN_PLUGINS stands in modules of simulators too, so it brings no shared library but Tracewell's own.
 function(tracewell_add_toolkit_room name)
-  cmake_parse_arguments(ROOM "IN_PLUGINS" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ROOM "IN_PLUGINS" "" "USES;LIBRARIES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
 
   set(toolkit ${PROJECT_SOURCE_DIR}/toolkit)
   file(RELATIVE_PATH directory ${toolkit} ${CMAKE_CURRENT_SOURCE_DIR})
   set(target tracewell_toolkit_${name})
-  if(ROOM_SOURCES)
-    add_library(${target} STATIC ${ROOM_SOURCES})
+  if(sources)
+    add_library(${target} STATIC ${sources})
     set(scope PUBLIC)
     set_target_properties(${target} PROPERTIES
       POSITION_INDEPENDENT_CODE ON
@@ -168,22 +174,14 @@ function(tracewell_add_toolkit_room name)
   target_include_directories(${target} ${scope} ${toolkit})
   target_link_libraries(${target} ${scope} tracewell::kernel ${ROOM_LIBRARIES})
 
-  set(allowed ${directory})
+  set(uses)
   foreach(lower IN LISTS ROOM_USES)
     target_link_libraries(${target} ${scope} tracewell_toolkit_${lower})
     get_target_property(place tracewell_toolkit_${lower} TRACEWELL_ROOM_DIRECTORY)
-    list(APPEND allowed ${place})
+    list(APPEND uses ${place})
   endforeach()
-  set_target_properties(${target} PROPERTIES TRACEWELL_ROOM_DIRECTORY ${directory})
-
-  file(GLOB sources CONFIGURE_DEPENDS *.h *.cpp)
-  foreach(source IN LISTS sources)
-    file(STRINGS ${source} includes REGEX "^#include \"[^\"]*/")
-    foreach(include IN LISTS includes)
-      string(REGEX REPLACE "^#include \"(.*)/[^/]*\".*" "\\1" place "${include}")
-      if(NOT place IN_LIST allowed)
-        message(FATAL_ERROR "${source} includes from ${place}, which the room ${name} does not use")
-      endif()
-    endforeach()
-  endforeach()
+  set_target_properties(${target} PROPERTIES
+    TRACEWELL_ROOM_DIRECTORY ${directory}
+    TRACEWELL_USES "${uses}")
+  set_property(GLOBAL APPEND PROPERTY TRACEWELL_TOOLKIT_ROOMS ${target})
 endfunction()

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "input/ByteSource.h"
+#include "files/ByteSource.h"
 
 #include <cstddef>
 #include <functional>
