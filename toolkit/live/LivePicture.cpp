@@ -58,10 +58,10 @@ std::vector<std::string> LivePicture::draw(unsigned int columns, std::size_t row
     return lines;
 }
 
-std::vector<std::pair<std::string, std::string>> LivePicture::currentValues() const
+LivePicture::Values LivePicture::currentValues() const
 {
     const ValueText valueText([&](long long id) { return m_values->lookUp(id); });
-    std::vector<std::pair<std::string, std::string>> values;
+    Values values;
     m_viewer.whileSteady([&] {
         const long long latest = m_viewer.latestTime();
         for (std::size_t i = 0; i < m_values->signals().size(); ++i) {

@@ -20,6 +20,9 @@ class LiveViewer;
 class LivePicture
 {
 public:
+    /// Labels and values.
+    using Values = std::vector<std::pair<std::string, std::string>>;
+
     /// `names` and `viewer` outlast it. `shown` is the stretch of time at the end that is drawn; 0
     /// is all.
     /// \throws Failure
@@ -28,8 +31,8 @@ public:
 
     /// Lines of at most `columns` characters, as many signals as go into `rows` lines.
     std::vector<std::string> draw(unsigned int columns, std::size_t rows) const;
-    /// What each signal holds now: label and value.
-    std::vector<std::pair<std::string, std::string>> currentValues() const;
+    /// What each signal holds now.
+    Values currentValues() const;
     /// Says of which signals the texts are missing; empty when there are none.
     std::string noteOnTexts() const;
 

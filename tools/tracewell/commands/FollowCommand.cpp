@@ -8,13 +8,13 @@
 #include "files/Interrupt.h"
 #include "files/Output.h"
 #include "files/OutputFile.h"
-#include "files/OwnFile.h"
 #include "files/Terminal.h"
 #include "live/LiveChannel.h"
 #include "live/LivePicture.h"
+#include "live/LiveRecording.h"
 #include "live/LiveScreen.h"
+#include "live/LiveStatus.h"
 #include "live/LiveViewer.h"
-#include "live/Transit.h"
 #include "text/Counted.h"
 #include "text/Failure.h"
 #include "text/Message.h"
@@ -75,31 +75,11 @@ struct Options
     OnKernelExit onKernelExit = OnKernelExit::End;
 };
 
-std::string rateText(double rate)
-{
-    return rate >= 1e6 ? fmt::format("{:.2f} M changes/s", rate / 1e6)
-                       : fmt::format("{:.0f} changes/s", rate);
-}
-
-std::string delayText(double seconds)
-{
-    if (std::chrono::duration<double>(seconds) <= 2 * kTick) {
-        return "delay below 20 ms";
-    }
-    return seconds < 1 ? fmt::format("delay {:.0f} ms", seconds * 1e3)
-                       : fmt::format("delay {:.1f} s", seconds);
-}
-
 class Follow
 {
 public:
     explicit Follow(const Options& options)
-        : m_options(options),
-          m_names(options.output, options.store == Store::Transitions ? SignalNames::Places::Objects
-                                                                      : SignalNames::Places::Bytes),
-          m_output(options.output, options.store == Store::Transitions ? OutputKind::WholeFile
-                                                                       : OutputKind::RegularFile),
-          m_viewer(makeLiveViewer(options.store, options.channel, m_output.path())),
+        : m_options(options), m_recording(options.store, options.channel, options.output),
           m_draws(!options.json && isTerminal(StandardStream::Output))
     {}
     void run();
@@ -108,7 +88,6 @@ private:
     void record();
     bool waitForKernel(const std::string& whatFor);
     bool connect();
-    void readNames();
     std::vector<Signal> chooseSignals() const;
     long long lastTime() const;
     void showSignals(std::vector<Signal> signals, long long last);
@@ -117,32 +96,19 @@ private:
 
     void look();
     void sync();
-    void measure();
     void draw();
     void report();
-    std::string statusLine() const;
-    std::string jsonLine() const;
     void summarize();
-    std::string close(bool isWhole);
-    std::optional<std::string> closeAfterFailure();
+    void letGo();
     void print(const std::string& line, const std::string& time) const;
 
     const Options& m_options;
     InterruptGuard m_interrupt;
-    SignalNames m_names;
-    std::string m_nameText;
-    OutputFile m_output;
-    bool m_isRecording = false;
-    std::unique_ptr<LiveViewer> m_viewer;
+    LiveRecording m_recording;
     bool m_draws;
-    std::optional<Transit> m_transit;
+    std::optional<LiveStatus> m_status;
     std::optional<LivePicture> m_picture;
     LiveScreen m_screen;
-    const char* m_state = "following";
-    double m_rate = 0;
-    double m_delay = 0;
-    unsigned long long m_countBefore = 0;
-    Clock::time_point m_measured;
     Clock::time_point m_nextDraw;
     Clock::time_point m_nextReport;
     Clock::time_point m_nextSync;
@@ -153,8 +119,10 @@ void Follow::run()
     try {
         record();
     } catch (const Failure& e) {
-        const std::optional<std::string> ending = closeAfterFailure();
-        throw Failure(ending ? m_output.named(e.what()) + *ending : e.what(), e.exitCode());
+        letGo();
+        const std::optional<std::string> ending = m_recording.closeAfterFailure();
+        throw Failure(ending ? m_recording.output().named(e.what()) + *ending : e.what(),
+                      e.exitCode());
     }
 }
 
@@ -183,7 +151,7 @@ bool Follow::waitForKernel(const std::string& whatFor)
     const auto start = Clock::now();
     const auto passed = [&] { return Clock::now() - start; };
     bool isSaid = false;
-    while (!m_viewer->isOffered()) {
+    while (!m_recording.viewer().isOffered()) {
         if (m_interrupt.isInterrupted() ||
             passed() > std::chrono::duration<double>(m_options.wait)) {
             return false;
@@ -200,63 +168,50 @@ bool Follow::waitForKernel(const std::string& whatFor)
 /// False when the simulation has gone again meanwhile.
 bool Follow::connect()
 {
-    if (m_viewer->isTaken()) {
+    if (m_recording.viewer().isTaken()) {
         throw Failure(fmt::format("{} is followed by a running viewer already; close that "
                                   "one, or choose another --channel for both sides",
                                   m_options.channel.describe()));
     }
-    readNames();
+    m_recording.readNames();
     std::vector<Signal> signals = chooseSignals();
     const long long last = lastTime();
-    m_output.start();
-    m_isRecording =
-        m_viewer->open(m_names, m_nameText, m_options.onKernelExit == OnKernelExit::Wait);
-    if (!m_isRecording) {
+    if (!m_recording.open(m_options.onKernelExit == OnKernelExit::Wait)) {
         return false;
     }
-    if (m_output.isReplacement() && m_options.store == Store::Events) {
+    const OutputFile& output = m_recording.output();
+    if (output.isReplacement() && m_options.store == Store::Events) {
         tell(fmt::format("{} stays as it is until this ends; what comes meanwhile is in {}",
-                         m_output.name(), m_output.path()));
+                         output.name(), output.path()));
     }
-    m_transit.emplace(*m_viewer);
-    m_measured = m_nextReport = Clock::now();
-    m_nextReport += kReportEvery;
-    m_nextSync = m_measured;
+    m_status.emplace(m_recording.viewer(), m_recording.names().timeText());
+    m_nextSync = Clock::now();
+    m_nextReport = m_nextSync + kReportEvery;
     showSignals(std::move(signals), last);
     return true;
-}
-
-void Follow::readNames()
-{
-    m_nameText = readWholeFile(m_options.channel.debugFile());
-    m_names.listIn(m_options.channel.debugFile());
-    m_names.read(m_nameText);
-    if (m_options.store == Store::Events && m_names.hasNames() &&
-        m_names.layout().totalSize() > kLargestMemory) {
-        throw Failure(fmt::format("{}: asks for {} MB of values; at most {} can be followed",
-                                  m_options.channel.debugFile(), m_names.layout().totalSize() >> 20,
-                                  kLargestMemory >> 20));
-    }
 }
 
 /// A picture costs the storing thread something, so there is one only where somebody sees it.
 std::vector<Signal> Follow::chooseSignals() const
 {
+    const SignalNames& names = m_recording.names();
     std::vector<Signal> signals;
     if (!m_options.signals.empty()) {
-        signals = selectSignals(m_names, m_options.signals);
+        signals = selectSignals(names, m_options.signals);
     } else if (m_draws) {
-        signals = allSignals(m_names);
+        signals = allSignals(names);
         signals.resize(std::min(signals.size(), kUsualLanes));
     }
-    m_options.radix.apply(m_names, signals);
+    m_options.radix.apply(names, signals);
     return signals;
 }
 
 /// Refused before there is an output that would stay.
 long long Follow::lastTime() const
 {
-    return m_options.last.empty() ? 0 : m_names.timeText().parse(m_options.last, Rounding::Up);
+    return m_options.last.empty()
+               ? 0
+               : m_recording.names().timeText().parse(m_options.last, Rounding::Up);
 }
 
 void Follow::showSignals(std::vector<Signal> signals, long long last)
@@ -265,7 +220,7 @@ void Follow::showSignals(std::vector<Signal> signals, long long last)
     if (signals.empty()) {
         return;
     }
-    m_picture.emplace(*m_viewer, m_names, std::move(signals), last);
+    m_picture.emplace(m_recording.viewer(), m_recording.names(), std::move(signals), last);
     const std::string note = m_picture->noteOnTexts();
     if (!note.empty()) {
         tell(note);
@@ -275,19 +230,19 @@ void Follow::showSignals(std::vector<Signal> signals, long long last)
 /// True when the simulation has gone, false after an interrupt.
 bool Follow::followToEnd()
 {
-    m_state = "following";
+    LiveViewer& viewer = m_recording.viewer();
     for (;;) {
         if (m_interrupt.isInterrupted()) {
-            m_state = "interrupted";
+            m_status->setState(LiveStatus::State::Interrupted);
             return false;
         }
         // In this order: what was sent before it went is there by now.
-        const bool isGone = !m_viewer->isKernelPresent();
-        if (isGone && m_viewer->isDrained()) {
-            m_state = "ended";
+        const bool isGone = !viewer.isKernelPresent();
+        if (isGone && viewer.isDrained()) {
+            m_status->setState(LiveStatus::State::Ended);
             return true;
         }
-        m_viewer->check();
+        viewer.check();
         look();
         std::this_thread::sleep_for(kTick);
     }
@@ -296,39 +251,33 @@ bool Follow::followToEnd()
 /// False when no new run begins.
 bool Follow::relaunch()
 {
-    m_state = "waiting";
-    m_viewer->finish();
-    if (m_options.store == Store::Transitions) {
-        // It is whole from here on.
-        m_output.finish();
-    }
+    m_status->setState(LiveStatus::State::Waiting);
+    m_recording.finishRun();
     if (m_draws) {
         draw();
         m_screen.leave();
     }
     if (!waitForKernel("the simulation has ended; waiting for the next run on")) {
-        m_state = m_interrupt.isInterrupted() ? "interrupted" : "ended";
+        m_status->setState(m_interrupt.isInterrupted() ? LiveStatus::State::Interrupted
+                                                       : LiveStatus::State::Ended);
         return false;
     }
-    readNames();
+    m_recording.readNames();
     std::vector<Signal> signals = chooseSignals();
     const long long last = lastTime();
     m_picture.reset();
-    m_output.start();
-    m_viewer->beginAnew(m_names, m_nameText);
-    m_transit.emplace(*m_viewer);
-    m_countBefore = 0;
-    m_measured = Clock::now();
+    m_recording.beginAnew();
+    m_status.emplace(m_recording.viewer(), m_recording.names().timeText());
     showSignals(std::move(signals), last);
     return true;
 }
 
 void Follow::look()
 {
-    m_transit->look();
+    m_status->look();
     const auto now = Clock::now();
     if (now >= m_nextReport) {
-        measure();
+        m_status->measure();
         m_nextReport = now + kReportEvery;
         if (!m_draws) {
             report();
@@ -347,27 +296,16 @@ void Follow::look()
 void Follow::sync()
 {
     const auto start = Clock::now();
-    m_viewer->sync();
+    m_recording.viewer().sync();
     const auto end = Clock::now();
     const auto every =
         std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(m_options.sync));
     m_nextSync = end + std::max<Clock::duration>(every, kSyncShare * (end - start));
 }
 
-void Follow::measure()
-{
-    const auto now = Clock::now();
-    const unsigned long long count = m_viewer->changeCount();
-    const double seconds = std::chrono::duration<double>(now - m_measured).count();
-    m_rate = seconds > 0 ? static_cast<double>(count - m_countBefore) / seconds : 0;
-    m_delay = m_transit->takeDelay();
-    m_countBefore = count;
-    m_measured = now;
-}
-
 void Follow::draw()
 {
-    std::vector<std::string> lines{statusLine()};
+    std::vector<std::string> lines{m_status->line(m_options.output)};
     const std::size_t rows = LiveScreen::rows();
     if (m_picture && rows > 1) {
         const std::vector<std::string> picture = m_picture->draw(LiveScreen::columns(), rows - 1);
@@ -378,46 +316,30 @@ void Follow::draw()
 
 void Follow::report()
 {
-    print((m_options.json ? jsonLine() : statusLine()) + "\n",
-          m_names.timeText().format(m_viewer->latestTime()));
-}
-
-std::string Follow::statusLine() const
-{
-    return fmt::format("{}: {}, {}, {}, {}, {}", printable(m_options.output),
-                       m_names.timeText().format(m_viewer->latestTime()),
-                       counted(m_viewer->changeCount(), "change"), rateText(m_rate),
-                       delayText(m_delay), m_state);
-}
-
-std::string Follow::jsonLine() const
-{
-    std::string values;
-    if (m_picture) {
-        for (const auto& [label, value] : m_picture->currentValues()) {
-            values += fmt::format("{}{}: {}", values.empty() ? "" : ", ", jsonString(label),
-                                  jsonString(value));
-        }
+    std::string line;
+    if (m_options.json) {
+        line = m_status->jsonLine(m_picture ? m_picture->currentValues() : LivePicture::Values());
+    } else {
+        line = m_status->line(m_options.output);
     }
-    return fmt::format("{{\"state\": \"{}\", \"time\": {}, \"changes\": {}, \"rate\": {:.0f}, "
-                       "\"delay\": {:.3f}, \"values\": {{{}}}}}",
-                       m_state, m_viewer->latestTime(), m_viewer->changeCount(), m_rate, m_delay,
-                       values);
+    print(line + "\n", m_recording.names().timeText().format(m_recording.viewer().latestTime()));
 }
 
 /// The last line, and the file closed.
 void Follow::summarize()
 {
-    m_viewer->finish();
+    LiveViewer& viewer = m_recording.viewer();
+    viewer.finish();
     if (m_draws) {
         draw();
     } else if (m_options.json) {
         report();
     }
-    const unsigned long long count = m_viewer->changeCount();
-    const std::string time = m_names.timeText().format(m_viewer->latestTime());
-    const unsigned long long refused = m_viewer->refusedCount();
-    const std::string ending = close(refused == 0);
+    const unsigned long long count = viewer.changeCount();
+    const std::string time = m_recording.names().timeText().format(viewer.latestTime());
+    const unsigned long long refused = viewer.refusedCount();
+    letGo();
+    const std::string ending = m_recording.close(refused == 0);
     if (!m_options.json) {
         print(fmt::format("{}: closed with {} up to {}; {}\n", printable(m_options.output),
                           counted(count, "change"), time,
@@ -431,34 +353,11 @@ void Follow::summarize()
     }
 }
 
-/// Closes the recording, and answers what OutputFile::finish() does.
-std::string Follow::close(bool isWhole)
+/// Before the viewer goes, who looks at it.
+void Follow::letGo()
 {
     m_picture.reset();
-    m_transit.reset();
-    m_viewer->finish();
-    m_viewer->close();
-    m_isRecording = false;
-    m_viewer.reset();
-    return m_output.finish(isWhole);
-}
-
-/// What was recorded cannot be had again, so all of it that is sound is kept. Answers what close()
-/// has to say; nothing when the file stays, not closed, under the name under which it was written.
-std::optional<std::string> Follow::closeAfterFailure()
-{
-    if (!m_isRecording) {
-        return std::string();
-    }
-    try {
-        return close(false);
-    } catch (const Failure&) {
-        if (m_options.store == Store::Events) {
-            m_output.keep();
-            return std::nullopt;
-        }
-    }
-    return std::string();
+    m_status.reset();
 }
 
 void Follow::print(const std::string& line, const std::string& time) const
