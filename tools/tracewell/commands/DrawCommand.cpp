@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <string>
@@ -68,17 +69,43 @@ std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, 
     return signals;
 }
 
-PictureFormat formatOf(const Options& options)
+/// A file that can be drawn; all have the measures of the SVG.
+struct Form
+{
+    const char* suffix;
+    std::string (*draw)(const Picture& picture, unsigned int width, const std::string& output);
+};
+
+std::string toSvg(const Picture& picture, unsigned int width, const std::string& /*output*/)
+{
+    return drawSvg(picture, width);
+}
+
+template <PictureFormat format>
+std::string toRendered(const Picture& picture, unsigned int width, const std::string& output)
+{
+    return renderPicture(drawSvg(picture, width), format, output);
+}
+
+constexpr Form kForms[] = {{".svg", toSvg},
+                           {".png", toRendered<PictureFormat::Png>},
+                           {".pdf", toRendered<PictureFormat::Pdf>}};
+
+const Form& formOf(const Options& options)
 {
     if (options.output.empty()) {
-        return PictureFormat::Svg;
+        return kForms[0];
     }
-    const std::string suffix = checkSuffix(options.output, {".svg", ".png", ".pdf"});
+    std::vector<std::string> suffixes;
+    for (const Form& form : kForms) {
+        suffixes.emplace_back(form.suffix);
+    }
+    const std::string suffix = checkSuffix(options.output, suffixes);
     // What cannot be made is refused before it is drawn.
     const OutputFile possible(options.output, OutputKind::Any, options.file);
-    return suffix == ".png"   ? PictureFormat::Png
-           : suffix == ".pdf" ? PictureFormat::Pdf
-                              : PictureFormat::Svg;
+    const auto* const form = std::find_if(std::begin(kForms), std::end(kForms),
+                                          [&](const Form& each) { return suffix == each.suffix; });
+    return form != std::end(kForms) ? *form : kForms[0];
 }
 
 TimeWindow chooseWindow(const Options& options, const WaveFile& file, long long& latest)
@@ -134,16 +161,13 @@ void showReadableStart(const Options& options, const SignalValues& values, Pictu
 
 /// `hasAll` is whether everything that was asked for can be there. Answers what the output's end
 /// has to say.
-std::string drawFile(const Options& options, PictureFormat format, const WaveFile& file,
+std::string drawFile(const Options& options, const Form& form, const WaveFile& file,
                      const SignalValues& values, bool hasAll, long long latest, Picture& picture)
 {
     const unsigned int width = options.width != 0 ? options.width : kDefaultPixels;
     showReadableStart(options, values, picture, latest, svgScale(values.signals(), width));
     fillLanes(picture, values, latest, svgWaveWidth(values.signals(), width), kSvgShortestText);
-    std::string drawn = drawSvg(picture, width);
-    if (format != PictureFormat::Svg) {
-        drawn = renderPicture(drawn, format, options.output);
-    }
+    const std::string drawn = form.draw(picture, width, options.output);
     if (options.output != "-") {
         OutputText out(options.output, options.file);
         out.text() = drawn;
@@ -173,7 +197,7 @@ void drawInTerminal(const Options& options, const SignalValues& values, long lon
 
 void run(const Options& options)
 {
-    const PictureFormat format = formatOf(options);
+    const Form& form = formOf(options);
     const auto opened = WaveFile::open(options.file, options.reach);
     WaveFile& file = *opened;
     long long latest = file.latestTime();
@@ -189,7 +213,7 @@ void run(const Options& options)
     if (options.output.empty()) {
         drawInTerminal(options, *values, latest, picture);
     } else {
-        ending = drawFile(options, format, file, *values, missing.empty(), latest, picture);
+        ending = drawFile(options, form, file, *values, missing.empty(), latest, picture);
     }
     finishReading(options.file, file, ending);
     if (!missing.empty()) {
