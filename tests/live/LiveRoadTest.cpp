@@ -2,7 +2,6 @@
 
 // A kernel and a viewer, each in a process of its own.
 
-#include "../query/TestEvents.h"
 #include "OutputFileNames.h"
 #include "WdbEventReaderFactory.h"
 #include "WdbFileManager.h"
@@ -12,6 +11,7 @@
 #include "WdbStaticReader.h"
 #include "testing/ForkedProcess.h"
 #include "testing/Seed.h"
+#include "testing/TestEvents.h"
 
 #include "testing/TestFiles.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "TestEvents.h"
+#include "testing/TestEvents.h"
 
 #include "WdbLiveEvent.h"
 

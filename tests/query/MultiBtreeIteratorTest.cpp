@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "TestEvents.h"
 #include "testing/Seed.h"
+#include "testing/TestEvents.h"
 
 #include "IEventTarget.h"
 #include "WdbEventReaderFactory.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "../query/TestEvents.h"
 #include "testing/Seed.h"
+#include "testing/TestEvents.h"
 
 #include "WdbMemoryBlockManager.h"
 #include "WdbStaticReader.h"

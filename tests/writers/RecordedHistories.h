@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "../query/TestEvents.h"
+#include "testing/TestEvents.h"
 
 #include "WdbStaticReader.h"
 

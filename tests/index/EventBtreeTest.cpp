@@ -252,6 +252,8 @@ TEST(EventBtree, searchesAreThoseOfAList)
 TEST(BtreeDatabase, whatNoSearchWouldFindIsNotStored)
 {
     TestContainer container;
+    const auto withoutBuckets = container.createDatabase(1002, 0);
+    EXPECT_THROW(add(*withoutBuckets, {5, 0, "x"}), std::out_of_range);
     EXPECT_EQ(openErrorOf([&] { container.createDatabase(1002, 100, 64); }),
               "A wave database with an index by time needs a bucket division of 2048 addresses.");
     // Addresses above 3,000 belong to the last bucket, which covers those from 6,144 on.
