@@ -248,23 +248,30 @@ TEST_F(Channel, readerTrustsNoSlot)
     EXPECT_EQ(std::count(words.begin(), words.end(), '\n'), 1);
 }
 
-TEST_F(Channel, anIndexOutsideOfTheRingIsToldOnceByEachSideAndCounted)
+// The reader would pass an index between two records for ever.
+TEST_F(Channel, anIndexThatIsNoPlaceOfTheRingIsToldOnceByEachSideAndCounted)
 {
-    const auto feeder = open(DataBaseMode::Feeder);
-    const auto reader = open(DataBaseMode::StoringReader);
-    ::testing::internal::CaptureStderr();
-    int waits = 0;
-    feeder->setWaitHook([&] { return ++waits % 3 != 0; });
-    const std::string place = "/dev/shm" + makeRegionName("Local\\QSimReadWritePtr0", "",
-                                                          makeAbsolute(channelPath()), "");
-    std::fstream(place, std::ios::in | std::ios::out) << std::string(8, '\xFF') << std::flush;
-    for (int i = 0; i < 2; ++i)
-        add(*feeder, i);
-    while (reader->getRefusedCount() == 0)
-        std::this_thread::yield();
-    const std::string lines = ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
-    EXPECT_NE(lines.find("an index of the ring lies outside of it"), std::string::npos);
+    for (const std::string& indices :
+         {std::string(8, '\xFF'), std::string("\x0C\0\0\0\0\0\0\0", 8)}) {
+        SCOPED_TRACE(static_cast<int>(indices[0]));
+        const auto feeder = open(DataBaseMode::Feeder);
+        const auto reader = open(DataBaseMode::StoringReader);
+        ::testing::internal::CaptureStderr();
+        int waits = 0;
+        feeder->setWaitHook([&] { return ++waits % 3 != 0; });
+        const std::string place = "/dev/shm" + makeRegionName("Local\\QSimReadWritePtr0", "",
+                                                              makeAbsolute(channelPath()), "");
+        std::fstream(place, std::ios::in | std::ios::out) << indices << std::flush;
+        for (int i = 0; i < 2; ++i)
+            add(*feeder, i);
+        while (reader->getRefusedCount() == 0)
+            std::this_thread::yield();
+        const std::string lines = ::testing::internal::GetCapturedStderr();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
+        EXPECT_NE(lines.find("an index of the ring lies outside of it or between two records"),
+                  std::string::npos);
+        EXPECT_EQ(reader->getStoredCount(), 0U);
+    }
 }
 
 // A viewer with the records of one run and the pointers of the next would see foreign values.

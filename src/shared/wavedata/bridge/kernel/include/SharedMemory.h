@@ -44,8 +44,8 @@ public:
     static bool isTaken(const std::string& path, int pointerSize, const std::string& pointerPrefix);
     /// Records that were handed over and not freed, at some moment of the call. On any thread.
     unsigned int getFilledCount() const;
-    /// Whether an index lies outside of the ring, so that nothing can pass until it is emptied. On
-    /// any thread.
+    /// Whether an index lies outside of the ring or between two of its places, so that nothing can
+    /// pass until it is emptied. On any thread.
     bool hasIndexOutside() const;
 
     // The producer's.
@@ -69,6 +69,7 @@ public:
     void clearPointers();
 
 private:
+    bool isPlace(unsigned int index) const;
     void openPair(const std::string& dataName, std::size_t dataBytes,
                   const std::string& pointerName, std::size_t pointerBytes,
                   const std::string& description);

@@ -102,7 +102,14 @@ bool SharedMemory::isTaken(const std::string& path, int pointerSize,
 bool SharedMemory::hasIndexOutside() const
 {
     return isMapped() &&
-           (loadPeerIndex(m_readIndex) > m_dataSize || loadPeerIndex(m_writeIndex) > m_dataSize);
+           !(isPlace(loadPeerIndex(m_readIndex)) && isPlace(loadPeerIndex(m_writeIndex)));
+}
+
+/// In a ring that is no multiple of the record's size, every round has places of its own. In the
+/// others a reader that took an index between two places for sound would never come to it.
+bool SharedMemory::isPlace(unsigned int index) const
+{
+    return index <= m_dataSize && (m_dataSize % kRecordSize != 0 || index % kRecordSize == 0);
 }
 
 unsigned int SharedMemory::getFilledCount() const
@@ -111,7 +118,7 @@ unsigned int SharedMemory::getFilledCount() const
         return 0;
     const std::uint32_t readIndex = loadPeerIndex(m_readIndex);
     const std::uint32_t writeIndex = loadPeerIndex(m_writeIndex);
-    if (readIndex > m_dataSize || writeIndex > m_dataSize)
+    if (!isPlace(readIndex) || !isPlace(writeIndex))
         return 0;
     return (writeIndex >= readIndex ? writeIndex - readIndex
                                     : writeIndex + m_dataSize - readIndex) /
@@ -125,7 +132,7 @@ char* SharedMemory::getEmptyBlock()
     const std::uint32_t writeIndex = loadOwnIndex(m_writeIndex);
     const std::uint32_t readIndex = loadPeerIndex(m_readIndex);
     std::uint32_t nextWrite = 0;
-    if (writeIndex > m_dataSize || readIndex > m_dataSize ||
+    if (!isPlace(writeIndex) || !isPlace(readIndex) ||
         !fitsIntoRing(m_dataSize, writeIndex, readIndex, kRecordSize, nextWrite))
         return nullptr;
     m_nextWrite = nextWrite;
@@ -144,7 +151,7 @@ char* SharedMemory::getNextBlock()
         return nullptr;
     const std::uint32_t readIndex = loadOwnIndex(m_readIndex);
     const std::uint32_t writeIndex = loadPeerIndex(m_writeIndex);
-    if (readIndex == writeIndex || readIndex > m_dataSize || writeIndex > m_dataSize)
+    if (readIndex == writeIndex || !isPlace(readIndex) || !isPlace(writeIndex))
         return nullptr;
     m_currentRead = readIndex;
     return m_data + readIndex;

@@ -333,8 +333,8 @@ void TransitionChannel::tellIndexOutside()
     if (!m_ring->hasIndexOutside() || m_isOutsideTold.exchange(true))
         return;
     std::cerr << "tracewell: " + m_description +
-                     ": an index of the ring lies outside of it, so that nothing can pass; end "
-                     "both sides and start again\n"
+                     ": an index of the ring lies outside of it or between two records, so that "
+                     "nothing can pass; end both sides and start again\n"
               << std::flush;
 }
 
