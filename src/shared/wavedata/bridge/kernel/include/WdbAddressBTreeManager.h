@@ -2,11 +2,11 @@
 
 #pragma once
 
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 #include "WdbAddressBitPair.h"
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -91,7 +91,7 @@ public:
     void setEventDatabase(WdbIEventBlockDatabase* eventDatabase);
     /// With `rescan`, an empty tree that exists already is named for scanning.
     void setRescanBTree(bool rescan);
-    std::recursive_mutex& getMutex() const;
+    RecursiveMutex& getMutex() const;
 
     /// Fills new trees from the event database on the calling thread. Takes no lock: beside a live
     /// reader thread the caller holds the mutex. `status` may be null. Nothing happens without an

@@ -30,7 +30,7 @@ public:
     ~WdbCommonReader() override;
 
     void addEventDirect(const WdbLiveEvent* event) override;
-    std::recursive_mutex& getReadWriteMutex() const override;
+    RecursiveMutex& getReadWriteMutex() const override;
     bool isWDBVersionMatched() const override;
     char* getRtti(long long* size) const override;
     char* getDbg(long long* size) const override;

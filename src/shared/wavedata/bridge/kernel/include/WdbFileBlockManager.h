@@ -24,7 +24,12 @@ public:
     bool contains(long long handle, unsigned long long size) const override;
 
 private:
-    std::basic_iostream<char>* m_stream;
+    std::basic_iostream<char>& getStream() const TRACEWELL_REQUIRES(getMutex())
+    {
+        return *m_stream;
+    }
+
+    std::basic_iostream<char>* m_stream TRACEWELL_PT_GUARDED_BY(getMutex());
     WdbBlockFreeList m_freeList;
 };
 

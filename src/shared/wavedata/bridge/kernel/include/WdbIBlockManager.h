@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "ThreadSafety.h"
 #include "TracewellExport.h"
 #include "WdbDamageLog.h"
 
@@ -64,10 +65,13 @@ public:
     }
 
     /// Guards the storage; recursive, so a caller may hold it around several block operations.
-    boost::recursive_mutex& getMutex() const { return m_mutex; }
+    CheckedMutex<boost::recursive_mutex>& getMutex() const TRACEWELL_RETURNS_MUTEX(m_mutex)
+    {
+        return m_mutex;
+    }
 
 private:
-    mutable boost::recursive_mutex m_mutex;
+    mutable CheckedMutex<boost::recursive_mutex> m_mutex;
     std::shared_ptr<StorageHealth> m_health;
     WdbDamageLog* m_damageLog = nullptr;
 };

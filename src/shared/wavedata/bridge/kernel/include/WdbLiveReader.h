@@ -120,8 +120,8 @@ private:
     void embed(const char* sectionId, const std::string& path, std::string& remembered);
     std::string getChannelPath() const;
     template <class MakeTrees> void openTrees(const MakeTrees& makeTrees);
-    /// Changes that the reader left out; the read-write mutex is held.
-    unsigned long long countRefusedChanges() const;
+    /// Changes that the reader left out.
+    unsigned long long countRefusedChanges() const TRACEWELL_REQUIRES(getReadWriteMutex());
 
     unsigned long long m_memFileSize = 0;
     std::string m_liveFileName;
@@ -131,7 +131,7 @@ private:
     std::string m_snapshot;
     bool m_hasMark = false;
     /// Changes that the files before relaunchAfterRestart had no place for.
-    unsigned long long m_refusedBefore = 0;
+    unsigned long long m_refusedBefore TRACEWELL_GUARDED_BY(getReadWriteMutex()) = 0;
     WdbWholeMark m_mark;
     /// For the time without a channel.
     boost::mutex m_spareTimeMarkMutex;

@@ -110,7 +110,7 @@ private:
     unsigned int findBucket(long long address) const;
     std::unique_ptr<WdbEventBtree> makeTree(unsigned int bucket) const;
     std::shared_ptr<WdbIEventBlockIterator> makeIterator(WdbEventBtree& tree) const;
-    void recoverLatestTime();
+    void recoverLatestTime() TRACEWELL_REQUIRES(m_blockManager.getMutex());
 
     WdbFileManager& m_fileManager;
     WdbIBlockManager& m_blockManager;
@@ -121,7 +121,7 @@ private:
     mutable std::vector<std::unique_ptr<WdbEventBtree>> m_trees;
     WdbEventDatabaseHeader m_header;
     /// Of findStates, kept for its memory.
-    std::unique_ptr<WdbEventBlock> m_stateBlock;
+    std::unique_ptr<WdbEventBlock> m_stateBlock TRACEWELL_GUARDED_BY(m_blockManager.getMutex());
     long long m_headerOffset = 0;
     long long m_latestTime = 0;
     int m_typeId;

@@ -5,15 +5,13 @@
 #include "GuardedTransfer.h"
 #include "StreamBlocks.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <istream>
 
 namespace Tracewell {
 
 namespace {
 
-using Lock = boost::lock_guard<boost::recursive_mutex>;
+using Lock = CheckedLock<boost::recursive_mutex>;
 
 } // namespace
 
@@ -25,28 +23,31 @@ WdbFileBlockManager::WdbFileBlockManager(std::basic_iostream<char>& stream) : m_
 long long WdbFileBlockManager::addBlock(const char* data, unsigned long long size)
 {
     const Lock lock(getMutex());
+    std::basic_iostream<char>& stream = getStream();
     return guardTransfer(*this,
                          "WDB FATAL ERROR: failed to add file block (WdbFileBlockManager) for the "
                          "following reason: ",
-                         [&] { return appendBlock(*m_stream, data, size); });
+                         [&] { return appendBlock(stream, data, size); });
 }
 
 void WdbFileBlockManager::getBlock(long long handle, char* out, unsigned long long size) const
 {
     const Lock lock(getMutex());
+    std::basic_iostream<char>& stream = getStream();
     guardRead(*this,
               "WDB FATAL ERROR: failed to get file block (WdbFileBlockManager) for the "
               "following reason: ",
-              out, size, [&] { readBlock(*m_stream, handle, out, size); });
+              out, size, [&] { readBlock(stream, handle, out, size); });
 }
 
 void WdbFileBlockManager::putBlock(long long handle, const char* data, unsigned long long size)
 {
     const Lock lock(getMutex());
+    std::basic_iostream<char>& stream = getStream();
     guardTransfer(*this,
                   "WDB FATAL ERROR: failed to put file block (WdbFileBlockManager) for the "
                   "following reason: ",
-                  [&] { writeBlock(*m_stream, handle, data, size); });
+                  [&] { writeBlock(stream, handle, data, size); });
 }
 
 void WdbFileBlockManager::freeBlock(long long handle, unsigned long long size)
@@ -57,7 +58,7 @@ void WdbFileBlockManager::freeBlock(long long handle, unsigned long long size)
 bool WdbFileBlockManager::contains(long long handle, unsigned long long size) const
 {
     const Lock lock(getMutex());
-    return streamContains(*m_stream, handle, size);
+    return streamContains(getStream(), handle, size);
 }
 
 } // namespace Tracewell

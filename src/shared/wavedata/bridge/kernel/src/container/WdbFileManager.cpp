@@ -7,7 +7,6 @@
 #include "QsimException.h"
 
 #include <boost/filesystem/operations.hpp>
-#include <boost/thread/lock_guard.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -19,7 +18,7 @@ namespace Tracewell {
 
 namespace {
 
-using Lock = boost::lock_guard<boost::recursive_mutex>;
+using Lock = CheckedLock<boost::recursive_mutex>;
 
 [[noreturn]] void throwOpenException(int line, std::string message)
 {

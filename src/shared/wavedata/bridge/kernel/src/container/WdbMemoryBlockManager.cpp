@@ -2,8 +2,6 @@
 
 #include "WdbMemoryBlockManager.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -12,7 +10,7 @@ namespace Tracewell {
 
 namespace {
 
-using Lock = boost::lock_guard<boost::recursive_mutex>;
+using Lock = CheckedLock<boost::recursive_mutex>;
 
 char* toAddress(long long handle)
 {

@@ -6,8 +6,6 @@
 #include "WdbBucketFileOffsetTable.h"
 #include "WdbFileManager.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <algorithm>
 #include <limits>
 #include <string>
@@ -50,7 +48,7 @@ long long WdbIEventBlockDatabase::createEventSection(int typeId, unsigned int nu
                                                      WdbFileManager& fileManager)
 {
     WdbIBlockManager& blocks = fileManager.getFileBlockManager();
-    const boost::lock_guard<boost::recursive_mutex> lock(blocks.getMutex());
+    const CheckedLock<boost::recursive_mutex> lock(blocks.getMutex());
 
     WdbEventDatabaseHeader header;
     header.m_bucketTableOffset = WdbBucketFileOffsetTable(numberOfBuckets).addBlock(blocks);

@@ -10,8 +10,6 @@
 #include "WdbScalarBTree.h"
 #include "Wrapping.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <algorithm>
 #include <initializer_list>
 #include <limits>
@@ -23,7 +21,7 @@ namespace Tracewell {
 
 namespace {
 
-using Lock = boost::lock_guard<boost::recursive_mutex>;
+using Lock = CheckedLock<boost::recursive_mutex>;
 
 /// Of each of the two caches, in blocks.
 constexpr unsigned long long kCacheCapacity = 100;
@@ -133,7 +131,7 @@ void WdbMultipleBucketBtreeDatabase::recoverLatestTime()
 void WdbMultipleBucketBtreeDatabase::writeEvent(long long time, long long address,
                                                 unsigned int length, const unsigned char* value)
 {
-    if (!m_forWriting || m_trees.empty() || length == 0)
+    if (!m_forWriting || length == 0)
         return;
     if (!liesInBuckets(address, length))
         throw std::out_of_range("event outside the buckets");

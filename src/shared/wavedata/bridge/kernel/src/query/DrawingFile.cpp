@@ -5,13 +5,12 @@
 #include "QsimException.h"
 
 #include <boost/filesystem/operations.hpp>
-#include <boost/thread/lock_guard.hpp>
 
 namespace Tracewell {
 
 namespace {
 
-using Lock = boost::lock_guard<boost::recursive_mutex>;
+using Lock = CheckedLock<boost::recursive_mutex>;
 
 /// From here on a path is too long for some systems.
 constexpr std::size_t kLongPath = 260;

@@ -30,12 +30,12 @@ public:
     WdbIBlockManager& getBlockManager() { return m_blockManager; }
 
 private:
-    void remove();
+    void remove() TRACEWELL_REQUIRES(m_blockManager.getMutex());
 
     std::string m_name;
     /// The file called m_name is of our making.
-    bool m_created = false;
-    DescriptorStream m_stream;
+    bool m_created TRACEWELL_GUARDED_BY(m_blockManager.getMutex()) = false;
+    DescriptorStream m_stream TRACEWELL_GUARDED_BY(m_blockManager.getMutex());
     WdbFileBlockManager m_blockManager;
 };
 

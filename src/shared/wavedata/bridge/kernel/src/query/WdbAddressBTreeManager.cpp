@@ -4,34 +4,24 @@
 
 #include "DatabaseScan.h"
 #include "WdbAddressBTreeManagerImp.h"
+#include "Wrapping.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace Tracewell {
 
 namespace {
 
-using Lock = std::lock_guard<std::recursive_mutex>;
 using Trees = std::vector<WdbScalarBTree*>;
 
-/// Answers one tree of a request: `found`, or the one that `make` gives if there is none.
-template <class Make>
-void answerTree(WdbScalarBTree* found, bool rescan, Trees& trees, Trees& toScan, Make make)
+/// Addresses of a request that exist: from `start` on there are no more than these.
+unsigned long long countAddresses(long long start, long long count)
 {
-    WdbScalarBTree* const tree = found ? found : &make();
-    trees.push_back(tree);
-    if (!found || (rescan && tree->isEmpty()))
-        toScan.push_back(tree);
-}
-
-/// Calls `action(address)` for the addresses of a span that exist.
-template <class Action> void forEachAddress(long long start, long long count, Action action)
-{
-    for (; count > 0; --count, ++start) {
-        action(start);
-        if (start == std::numeric_limits<long long>::max())
-            return;
-    }
+    constexpr auto kLast = static_cast<unsigned long long>(std::numeric_limits<long long>::max());
+    const unsigned long long behind = kLast - static_cast<unsigned long long>(start);
+    const auto wanted = static_cast<unsigned long long>(std::max(count, 0LL));
+    return wanted > behind ? behind + 1 : wanted;
 }
 
 } // namespace
@@ -42,7 +32,7 @@ WdbAddressBTreeManager::WdbAddressBTreeManager(WdbIEventBlockDatabase* eventData
 
 WdbAddressBTreeManager::~WdbAddressBTreeManager()
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     m_imp->releaseTrees();
 }
 
@@ -53,37 +43,37 @@ void WdbAddressBTreeManager::createDrawingBTreeFile(const std::string& name)
 
 void WdbAddressBTreeManager::createByteBTree(long long address)
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     m_imp->makeByteTree(address);
 }
 
 void WdbAddressBTreeManager::createBitBTree(long long address, unsigned int bit)
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     m_imp->makeBitTree(address, bit);
 }
 
 WdbScalarBTree* WdbAddressBTreeManager::getByteBTree(long long address) const
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     return m_imp->findByteTree(address);
 }
 
 std::vector<WdbScalarBTree*> WdbAddressBTreeManager::getBitBTreeList(long long address)
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     return m_imp->listBitTrees(address);
 }
 
 WdbScalarBTree* WdbAddressBTreeManager::getBitBTree(long long address, unsigned int bit) const
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     return m_imp->findBitTree(address, bit);
 }
 
 WdbScalarBTree* WdbAddressBTreeManager::getOrCreateBitBTree(long long address, unsigned int bit)
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     WdbScalarBTree* const found = m_imp->findBitTree(address, bit);
     return found ? found : &m_imp->makeBitTree(address, bit);
 }
@@ -91,32 +81,42 @@ WdbScalarBTree* WdbAddressBTreeManager::getOrCreateBitBTree(long long address, u
 void WdbAddressBTreeManager::getOrCreateByteBTrees(long long start, long long count, Trees& trees,
                                                    Trees& toScan)
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     const bool rescan = m_imp->isRescanWanted();
-    forEachAddress(start, count, [&](long long address) {
-        answerTree(m_imp->findByteTree(address), rescan, trees, toScan,
-                   [&]() -> WdbScalarBTree& { return m_imp->makeByteTree(address); });
-    });
+    const unsigned long long present = countAddresses(start, count);
+    for (unsigned long long i = 0; i < present; ++i) {
+        const long long address = advanceAddress(start, i);
+        WdbScalarBTree* const found = m_imp->findByteTree(address);
+        trees.push_back(found ? found : &m_imp->makeByteTree(address));
+        if (!found || (rescan && found->isEmpty()))
+            toScan.push_back(trees.back());
+    }
 }
 
 void WdbAddressBTreeManager::getOrCreateBitBTrees(const std::vector<WdbAddressBitPair>& pairs,
                                                   Trees& trees, Trees& toScan)
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     const bool rescan = m_imp->isRescanWanted();
-    for (const WdbAddressBitPair& pair : pairs)
-        answerTree(
-            m_imp->findBitTree(pair.m_address, pair.m_bit), rescan, trees, toScan,
-            [&]() -> WdbScalarBTree& { return m_imp->makeBitTree(pair.m_address, pair.m_bit); });
+    for (const WdbAddressBitPair& pair : pairs) {
+        WdbScalarBTree* const found = m_imp->findBitTree(pair.m_address, pair.m_bit);
+        trees.push_back(found ? found : &m_imp->makeBitTree(pair.m_address, pair.m_bit));
+        if (!found || (rescan && found->isEmpty()))
+            toScan.push_back(trees.back());
+    }
 }
 
 void WdbAddressBTreeManager::deleteByteBTrees(long long start, long long count)
 {
-    const Lock lock(getMutex());
-    forEachAddress(start, count, [&](long long address) { m_imp->removeByteTree(address); });
+    const RecursiveMutexLock lock(m_imp->m_mutex);
+    const unsigned long long present = countAddresses(start, count);
+    for (unsigned long long i = 0; i < present; ++i)
+        m_imp->removeByteTree(advanceAddress(start, i));
 }
 
+// Whether the mutex is held is the caller's affair.
 void WdbAddressBTreeManager::deleteBitBTrees(const std::vector<WdbAddressBitPair>& pairs)
+    TRACEWELL_UNCHECKED_BODY
 {
     for (const WdbAddressBitPair& pair : pairs)
         m_imp->removeBitTree(pair.m_address, pair.m_bit);
@@ -124,7 +124,7 @@ void WdbAddressBTreeManager::deleteBitBTrees(const std::vector<WdbAddressBitPair
 
 std::vector<unsigned long long> WdbAddressBTreeManager::getTreeAddresses() const
 {
-    const Lock lock(m_imp->m_mutex);
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     return m_imp->listAddresses();
 }
 
@@ -152,7 +152,7 @@ void WdbAddressBTreeManager::markTime(long long) {}
 
 void WdbAddressBTreeManager::reset()
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     m_imp->m_latestTime = 0;
     m_imp->resetTrees();
     m_imp->clearBuffer();
@@ -174,7 +174,7 @@ void WdbAddressBTreeManager::setRescanBTree(bool rescan)
     m_imp->m_rescan = rescan;
 }
 
-std::recursive_mutex& WdbAddressBTreeManager::getMutex() const
+RecursiveMutex& WdbAddressBTreeManager::getMutex() const
 {
     return m_imp->m_mutex;
 }
@@ -188,7 +188,7 @@ void WdbAddressBTreeManager::scanWdbDatabase(const Trees& trees, QSIM::IGuiStatu
 void WdbAddressBTreeManager::scanWdbDatabaseMultiThread(const Trees& trees,
                                                         QSIM::IGuiStatus* status)
 {
-    const Lock lock(getMutex());
+    const RecursiveMutexLock lock(m_imp->m_mutex);
     if (m_imp->m_eventDatabase && !trees.empty())
         scanDatabaseOnPool(*m_imp->m_eventDatabase, trees, status);
 }

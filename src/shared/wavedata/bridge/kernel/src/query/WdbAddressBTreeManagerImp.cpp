@@ -13,8 +13,6 @@ namespace Tracewell {
 
 namespace {
 
-using Lock = std::lock_guard<std::recursive_mutex>;
-
 template <class Trees> auto findBit(Trees& trees, unsigned int bit)
 {
     return std::find_if(trees.begin(), trees.end(), [bit](const auto& tree) {
@@ -126,7 +124,7 @@ void WdbAddressBTreeManagerImp::addEventDirect(const WdbLiveEvent& event)
 {
     if (!m_hasTree)
         return;
-    const Lock lock(m_mutex);
+    const RecursiveMutexLock lock(m_mutex);
     m_latestTime = std::max(m_latestTime, event.getTime());
     addBytes(event.getTime(), event.getStartAddress(), event.getValue(), event.getValuelength());
 }
@@ -135,7 +133,7 @@ void WdbAddressBTreeManagerImp::addEventBuffered(const WdbLiveEvent& event)
 {
     if (!m_hasTree)
         return;
-    const Lock lock(m_mutex);
+    const RecursiveMutexLock lock(m_mutex);
     m_latestTime = std::max(m_latestTime, event.getTime());
     const unsigned int length = event.getValuelength();
     if (length == 0)
@@ -146,7 +144,7 @@ void WdbAddressBTreeManagerImp::addEventBuffered(const WdbLiveEvent& event)
 
 void WdbAddressBTreeManagerImp::flushEvents()
 {
-    const Lock lock(m_mutex);
+    const RecursiveMutexLock lock(m_mutex);
     const unsigned char* value = m_bufferedBytes.data();
     for (const BufferedEvent& event : m_buffer) {
         addBytes(event.time, event.address, value, event.length);

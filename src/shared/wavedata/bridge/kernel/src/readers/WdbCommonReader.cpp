@@ -79,7 +79,7 @@ void WdbCommonReader::addEventDirect(const WdbLiveEvent* event)
         m_btreeManager.addEventDirect(event);
 }
 
-std::recursive_mutex& WdbCommonReader::getReadWriteMutex() const
+RecursiveMutex& WdbCommonReader::getReadWriteMutex() const
 {
     return m_btreeManager.getMutex();
 }

@@ -19,7 +19,7 @@ namespace Tracewell {
 namespace {
 
 using ZSIM::OutputFileNames;
-using Lock = std::lock_guard<std::recursive_mutex>;
+using Lock = RecursiveMutexLock;
 
 constexpr int kDatabaseType = WdbEventBlockDatabaseFactory::kMultipleBucket;
 constexpr unsigned int kBucketDivision = 2048;

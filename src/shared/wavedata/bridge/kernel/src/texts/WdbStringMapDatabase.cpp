@@ -6,8 +6,6 @@
 #include "EventSection.h"
 #include "WdbFileManager.h"
 
-#include <boost/thread/lock_guard.hpp>
-
 #include <iostream>
 #include <utility>
 
@@ -93,7 +91,7 @@ long long WdbStringMapDatabase::createStringMapSection(int typeId, WdbFileManage
                                                        bool addToTable)
 {
     WdbIBlockManager& blocks = fileManager.getFileBlockManager();
-    const boost::lock_guard<boost::recursive_mutex> lock(blocks.getMutex());
+    const CheckedLock<boost::recursive_mutex> lock(blocks.getMutex());
 
     const long long noNode = 0;
     WdbStringMapDatabaseHeader header;
