@@ -4,18 +4,20 @@
 
 #include "IWdbWriter.h"
 #include "TracewellExport.h"
+// For programs that have them from here.
 #include "WdbFileManager.h"
 #include "WdbWholeMark.h"
 
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 namespace Tracewell {
 
+class EventFile;
+template <class Writer> class EventTracing;
+class VectorScratch;
 class WdbMultipleBucketBtreeDatabase;
-class WdbStringMapDatabase;
 
 /// Writes a `.wdb` container with an index by time (a WdbMultipleBucketBtreeDatabase) inside the
 /// simulating process, so that a viewer finds the state at any time without a scan. Blocks are
@@ -47,15 +49,12 @@ public:
     /// A change with a byte that lies in none of the buckets, which cover the address size by 2,048
     /// addresses each, is left out, by all trace functions. The first one is told in a line on the
     /// standard error stream.
-    TraceVhdlFunc getTraceVhdlFunc() override { return &traceVhdl; }
+    TraceVhdlFunc getTraceVhdlFunc() override;
     /// The function that this gives does nothing: the file holds memory, not objects.
-    TraceVhdlFuncScalar getTraceVhdlFuncScalar() override { return &traceVhdlScalar; }
-    TraceVlogFunc getTraceVlogFunc() override { return &traceVlog; }
-    TraceScObjectFunc getTraceScObjectFunc() override { return &traceScObject; }
-    TraceScVirtualObjectFunc getTraceScVirtualObjectFunc() override
-    {
-        return &traceScVirtualObject;
-    }
+    TraceVhdlFuncScalar getTraceVhdlFuncScalar() override;
+    TraceVlogFunc getTraceVlogFunc() override;
+    TraceScObjectFunc getTraceScObjectFunc() override;
+    TraceScVirtualObjectFunc getTraceScVirtualObjectFunc() override;
     /// -1 while closed, and for a text that cannot be stored: longer than 1,010 characters or with
     /// a NUL inside.
     long long addString(const std::string& text) override;
@@ -85,16 +84,8 @@ public:
     void sync();
 
 private:
-    static void traceVhdl(long long time, unsigned int id, unsigned int size, unsigned char* old,
-                          unsigned char* value);
-    static void traceVhdlScalar(long long time, unsigned int id, unsigned int size,
-                                const unsigned char* value);
-    static void traceVlog(long long time, unsigned int id, unsigned int kind, unsigned char* old,
-                          unsigned char* value, unsigned int firstBit, unsigned int endBit);
-    static void traceScObject(long long time, unsigned long long address, unsigned char* old,
-                              unsigned char* value, unsigned int firstBit, unsigned int bitCount);
-    static void traceScVirtualObject(long long time, unsigned long long address,
-                                     unsigned char* value, unsigned int offset, unsigned int size);
+    friend class EventTracing<WdbIndexedWriter>;
+
     static WdbIndexedWriter* getOpenWriter();
 
     /// Changes of a counter at one time that the open block holds.
@@ -104,33 +95,28 @@ private:
         unsigned int changes = 0;
     };
 
-    void create(const std::string& snapshot, const std::string& fileName);
-    bool isBroken() const { return m_fileManager.getFileBlockManager().isBroken(); }
-    long long getAddress(const unsigned char* place) const;
+    void create(const std::string& snapshot);
     void writeEvent(long long time, long long address, unsigned int length,
                     const unsigned char* value);
     void writeVector(long long time, long long address, const unsigned char* vector,
                      const unsigned char* value, unsigned int firstBit, unsigned int endBit);
+    static void writeScalar() {}
+    void finishScObject(long long time);
     void makeRoomForCounter(long long time, long long address);
     void tellRefusal(long long address);
 
     /// The writer constructed last; each knows the one before it.
     static WdbIndexedWriter* s_pWriter;
 
+    std::unique_ptr<EventFile> m_file;
+    std::unique_ptr<VectorScratch> m_scratch;
     /// Null while no file is open.
     std::unique_ptr<WdbMultipleBucketBtreeDatabase> m_eventDatabase;
     long long m_baseOffset = 0;
     long long m_countersBegin = 0;
     long long m_countersEnd = 0;
     std::unordered_map<long long, Counted> m_counted;
-    /// Where a vector is merged with what it had, before it is stored.
-    std::vector<unsigned char> m_scratch;
-
-    WdbIndexedWriter* m_previousWriter;
-    WdbFileManager m_fileManager;
-    std::string m_fileName;
-    std::unique_ptr<WdbStringMapDatabase> m_stringMap;
-    WdbWholeMark m_mark;
+    WdbIndexedWriter* m_previousWriter = nullptr;
     long long m_addressSize = 0;
     bool m_isRefusalTold = false;
 };

@@ -14,6 +14,7 @@
 
 namespace Tracewell {
 
+template <class Writer> class EventTracing;
 class WdbLivePacketContainer;
 class WdbSharedMemMgr;
 
@@ -43,16 +44,13 @@ public:
     /// standard streams and by isOpen. Closes an open channel first.
     void open(WriterMode mode, const std::string& snapshot, const std::string& wdbFile,
               int option) override;
-    TraceVhdlFunc getTraceVhdlFunc() override { return &traceVhdl; }
+    TraceVhdlFunc getTraceVhdlFunc() override;
     /// Says on the standard output that it was called, and sends nothing.
-    TraceVhdlFuncScalar getTraceVhdlFuncScalar() override { return &traceVhdlScalar; }
-    TraceVlogFunc getTraceVlogFunc() override { return &traceVlog; }
+    TraceVhdlFuncScalar getTraceVhdlFuncScalar() override;
+    TraceVlogFunc getTraceVlogFunc() override;
     /// Neither this one nor the next marks the time.
-    TraceScObjectFunc getTraceScObjectFunc() override { return &traceScObject; }
-    TraceScVirtualObjectFunc getTraceScVirtualObjectFunc() override
-    {
-        return &traceScVirtualObject;
-    }
+    TraceScObjectFunc getTraceScObjectFunc() override;
+    TraceScVirtualObjectFunc getTraceScVirtualObjectFunc() override;
     /// Always 0: texts do not travel.
     long long addString(const std::string& text) override;
     /// Takes the channel's name away. A viewer that is attached still gets what was sent. Whoever
@@ -65,7 +63,7 @@ public:
     void setMaxTraceableSize(unsigned int size) override;
     /// Everything traced before is in the viewer's database when this mark has come through.
     void markCurrentTime(long long time) override;
-    void setBaseDPOffset(long long offset) override { m_baseDPOffset = offset; }
+    void setBaseDPOffset(long long offset) override { m_baseOffset = offset; }
     void setApplication(const std::string& application) override;
     void setAddressSize(long long size) override;
     void setBucketDivision(unsigned int division) override;
@@ -84,24 +82,17 @@ public:
     bool isViewerPresent() const;
 
 private:
-    static void traceVhdl(long long time, unsigned int id, unsigned int size, unsigned char* old,
-                          unsigned char* value);
-    static void traceVhdlScalar(long long time, unsigned int id, unsigned int kind,
-                                const unsigned char* value);
-    static void traceVlog(long long time, unsigned int id, unsigned int kind, unsigned char* old,
-                          unsigned char* value, unsigned int firstBit, unsigned int endBit);
-    static void traceScObject(long long time, unsigned long long address, unsigned char* old,
-                              unsigned char* value, unsigned int firstBit, unsigned int bitCount);
-    static void traceScVirtualObject(long long time, unsigned long long address,
-                                     unsigned char* value, unsigned int offset, unsigned int size);
+    friend class EventTracing<WdbLiveWriter>;
 
-    long long getAddress(const unsigned char* place) const;
-    void sendEvent(long long time, long long address, unsigned int length,
-                   const unsigned char* value);
+    static WdbLiveWriter* getOpenWriter() { return s_pWriter; }
+    void writeEvent(long long time, long long address, unsigned int length,
+                    const unsigned char* value);
     void tellRefusal(long long address);
     void sendInPieces(const WdbLivePacketContainer& change);
-    void sendVector(long long time, long long address, const unsigned char* vector,
-                    const unsigned char* value, unsigned int firstBit, unsigned int endBit);
+    void writeVector(long long time, long long address, const unsigned char* vector,
+                     const unsigned char* value, unsigned int firstBit, unsigned int endBit);
+    static void writeScalar();
+    void finishScObject(long long /*time*/) {}
     void put(const WdbLivePacketContainer& change);
     void standAside() TRACEWELL_EXCLUDES(m_mutex);
     void announceEnd() TRACEWELL_EXCLUDES(m_mutex);
@@ -119,7 +110,7 @@ private:
     /// Set between changes only, and read by the simulation's thread inside of one. Null while
     /// closed.
     std::unique_ptr<WdbSharedMemMgr> m_manager;
-    long long m_baseDPOffset = 0;
+    long long m_baseOffset = 0;
 
     /// Held by who stands between two changes.
     mutable Mutex m_mutex;
@@ -132,7 +123,7 @@ private:
     WaitHook m_waitHook;
     /// A change at a negative address was told of. The simulation's thread's.
     bool m_isRefusalTold = false;
-    WdbLiveWriter* m_previousWriter;
+    WdbLiveWriter* m_previousWriter = nullptr;
 };
 
 } // namespace Tracewell

@@ -4,6 +4,7 @@
 
 #include "IWdbWriter.h"
 #include "TracewellExport.h"
+// For programs that have them from here.
 #include "WdbFileManager.h"
 #include "WdbWholeMark.h"
 
@@ -12,8 +13,10 @@
 
 namespace Tracewell {
 
+class EventFile;
+template <class Writer> class EventTracing;
+class VectorScratch;
 class WdbMultipleBucketEventDatabase;
-class WdbStringMapDatabase;
 
 /// Writes a `.wdb` container inside the simulating process. Full blocks are compressed and stored
 /// by helper threads, in the order in which they became full. See IWdbWriter for the contract of
@@ -35,14 +38,11 @@ public:
     /// \throws Qsim::OpenException; the writer is closed then and can be opened again.
     void open(WriterMode mode, const std::string& snapshot, const std::string& wdbFile,
               int option) override;
-    TraceVhdlFunc getTraceVhdlFunc() override { return &traceVhdl; }
-    TraceVhdlFuncScalar getTraceVhdlFuncScalar() override { return &traceVhdlScalar; }
-    TraceVlogFunc getTraceVlogFunc() override { return &traceVlog; }
-    TraceScObjectFunc getTraceScObjectFunc() override { return &traceScObject; }
-    TraceScVirtualObjectFunc getTraceScVirtualObjectFunc() override
-    {
-        return &traceScVirtualObject;
-    }
+    TraceVhdlFunc getTraceVhdlFunc() override;
+    TraceVhdlFuncScalar getTraceVhdlFuncScalar() override;
+    TraceVlogFunc getTraceVlogFunc() override;
+    TraceScObjectFunc getTraceScObjectFunc() override;
+    TraceScVirtualObjectFunc getTraceScVirtualObjectFunc() override;
     /// -1 while closed, and for a text that cannot be stored: longer than 1,010 characters or with
     /// a NUL inside.
     long long addString(const std::string& text) override;
@@ -70,42 +70,27 @@ public:
     void flush();
 
 private:
-    static void traceVhdl(long long time, unsigned int id, unsigned int size, unsigned char* old,
-                          unsigned char* value);
-    static void traceVhdlScalar(long long time, unsigned int id, unsigned int size,
-                                const unsigned char* value);
-    static void traceVlog(long long time, unsigned int id, unsigned int kind, unsigned char* old,
-                          unsigned char* value, unsigned int firstBit, unsigned int endBit);
-    static void traceScObject(long long time, unsigned long long address, unsigned char* old,
-                              unsigned char* value, unsigned int firstBit, unsigned int bitCount);
-    static void traceScVirtualObject(long long time, unsigned long long address,
-                                     unsigned char* value, unsigned int offset, unsigned int size);
+    friend class EventTracing<WdbStandAloneWriter>;
+
     static WdbStandAloneWriter* getOpenWriter();
 
-    void create(const std::string& snapshot, const std::string& fileName);
-    bool isBroken() const { return m_fileManager.getFileBlockManager().isBroken(); }
-    long long getAddress(const unsigned char* place) const;
+    void create(const std::string& snapshot);
     void writeEvent(long long time, long long address, unsigned int length,
                     const unsigned char* value);
     void writeVector(long long time, long long address, const unsigned char* vector,
                      const unsigned char* value, unsigned int firstBit, unsigned int endBit);
-    void reserveScratch(unsigned int groups);
+    static void writeScalar() {}
+    void finishScObject(long long time);
 
     /// The writer constructed last; each knows the one before it.
     static WdbStandAloneWriter* s_pWriter;
 
+    std::unique_ptr<EventFile> m_file;
+    std::unique_ptr<VectorScratch> m_scratch;
     /// Null while no file is open.
     std::unique_ptr<WdbMultipleBucketEventDatabase> m_eventDatabase;
     long long m_baseOffset = 0;
-    /// Room for merged vectors, in groups of 8 bytes.
-    std::unique_ptr<unsigned char[]> m_scratch;
-    unsigned int m_scratchGroups = 0;
-
-    WdbStandAloneWriter* m_previousWriter;
-    WdbFileManager m_fileManager;
-    std::string m_fileName;
-    std::unique_ptr<WdbStringMapDatabase> m_stringMap;
-    WdbWholeMark m_mark;
+    WdbStandAloneWriter* m_previousWriter = nullptr;
     long long m_addressSize = 0;
     unsigned int m_bucketDivision;
     bool m_filter = true;

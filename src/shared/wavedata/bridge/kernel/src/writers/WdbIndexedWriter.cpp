@@ -2,14 +2,12 @@
 
 #include "WdbIndexedWriter.h"
 
-#include "FatalError.h"
-#include "OutputFileNames.h"
+#include "EventFile.h"
+#include "EventTracing.h"
 #include "QsimException.h"
-#include "SnapshotSections.h"
 #include "VectorMerge.h"
 #include "WdbEventBlockDatabaseFactory.h"
 #include "WdbMultipleBucketBtreeDatabase.h"
-#include "WdbStringMapDatabase.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -19,19 +17,12 @@
 
 namespace Tracewell {
 
-namespace {
-
-constexpr int kStringMapTypeId = 101;
-/// A scratch buffer beyond this is given back, so that one huge vector does not pin memory.
-constexpr std::size_t kMostScratchKept = 800;
-
-} // namespace
-
 WdbIndexedWriter* WdbIndexedWriter::s_pWriter = nullptr;
 
-WdbIndexedWriter::WdbIndexedWriter() : m_previousWriter(s_pWriter)
+WdbIndexedWriter::WdbIndexedWriter()
+    : m_file(std::make_unique<EventFile>()), m_scratch(std::make_unique<VectorScratch>())
 {
-    s_pWriter = this;
+    EventTracing<WdbIndexedWriter>::enter(*this);
 }
 
 WdbIndexedWriter::~WdbIndexedWriter()
@@ -41,36 +32,22 @@ WdbIndexedWriter::~WdbIndexedWriter()
     } catch (...) {
         // Nobody is left to tell.
     }
-    WdbIndexedWriter** link = &s_pWriter;
-    while (*link != this)
-        link = &(*link)->m_previousWriter;
-    *link = m_previousWriter;
+    EventTracing<WdbIndexedWriter>::leave(*this);
 }
 
 void WdbIndexedWriter::open(WriterMode, const std::string& snapshot, const std::string& wdbFile,
                             int)
 {
     close();
-    m_fileName = wdbFile.empty() ? ZSIM::OutputFileNames::getWdbFileName() : wdbFile;
     try {
-        try {
-            create(snapshot, m_fileName);
-        } catch (const Qsim::OpenException&) {
-            // What was read back from a storage that broke is no damage of the file's.
-            if (!m_fileManager.isOpen() || !isBroken())
-                throw;
-        }
-        if (isBroken())
-            throw Qsim::OpenException(
-                "QSim", __FILE__, "", __LINE__,
-                "The simulation database file could be created, but not written.");
+        m_file->open(wdbFile, [&] { create(snapshot); });
     } catch (...) {
         close();
         throw;
     }
 }
 
-void WdbIndexedWriter::create(const std::string& snapshot, const std::string& fileName)
+void WdbIndexedWriter::create(const std::string& snapshot)
 {
     constexpr int kTypeId = WdbEventBlockDatabaseFactory::kMultipleBucketBtree;
     constexpr unsigned int kDivision = WdbMultipleBucketBtreeDatabase::kBucketDivision;
@@ -80,42 +57,31 @@ void WdbIndexedWriter::create(const std::string& snapshot, const std::string& fi
         throw Qsim::OpenException("QSim", __FILE__, "", __LINE__,
                                   "The address size needs too many buckets for an index by time.");
 
-    m_fileManager.create(fileName);
-    // Before anything can be read, so that no file is without what tells how much of it is whole.
-    m_mark.create(m_fileManager);
-    embedSnapshot(m_fileManager, snapshot);
+    m_file->create(snapshot, true);
 
-    auto database = std::make_unique<WdbMultipleBucketBtreeDatabase>(kTypeId, m_fileManager);
+    auto database = std::make_unique<WdbMultipleBucketBtreeDatabase>(kTypeId, m_file->getManager());
     database->initialize(
         WdbIEventBlockDatabase::createEventSection(
             kTypeId, WdbIEventBlockDatabase::calculateNumberOfBucket(addressSize, kDivision),
-            addressSize, kDivision, m_fileManager),
+            addressSize, kDivision, m_file->getManager()),
         true);
-    auto stringMap = std::make_unique<WdbStringMapDatabase>(m_fileManager);
-    stringMap->initialize(
-        WdbStringMapDatabase::createStringMapSection(kStringMapTypeId, m_fileManager, true), true);
+    m_file->createTexts();
     m_eventDatabase = std::move(database);
-    m_stringMap = std::move(stringMap);
     m_counted.clear();
     m_isRefusalTold = false;
 }
 
 long long WdbIndexedWriter::addString(const std::string& text)
 {
-    return m_stringMap ? m_stringMap->addString(text) : -1;
+    return m_file->addString(text);
 }
 
 void WdbIndexedWriter::close()
 {
     const bool wasOpen = m_eventDatabase != nullptr;
-    m_stringMap.reset();
+    m_file->closeTexts();
     m_eventDatabase.reset();
-    if (wasOpen && !isBroken())
-        m_mark.set(m_fileManager, WdbWholeMark::kClosed);
-    m_fileManager.close();
-    if (wasOpen && isBroken())
-        tellFailureHandler("Tracing to " + m_fileName +
-                           " has stopped. The file is not closed; it holds what had reached it.");
+    m_file->close(wasOpen);
 }
 
 void WdbIndexedWriter::restart() {}
@@ -127,13 +93,13 @@ void WdbIndexedWriter::markCurrentTime(long long time)
     if (!m_eventDatabase)
         return;
     m_eventDatabase->setLatestTime(time);
-    if (isBroken())
+    if (m_file->isBroken())
         close();
 }
 
 void WdbIndexedWriter::setApplication(const std::string& application)
 {
-    m_fileManager.setApplication(application);
+    m_file->getManager().setApplication(application);
 }
 
 void WdbIndexedWriter::setBucketDivision(unsigned int) {}
@@ -151,13 +117,11 @@ void WdbIndexedWriter::sync()
     if (!m_eventDatabase)
         return;
     // The texts first: an event that is in the file finds the text that it names.
-    m_stringMap->flush();
+    m_file->getTexts()->flush();
     m_eventDatabase->sync();
-    if (isBroken())
+    if (m_file->isBroken())
         return close();
-    const long long latest = m_eventDatabase->getLatestTime();
-    if (latest > 0)
-        m_mark.set(m_fileManager, latest - 1);
+    m_file->markWholeBefore(m_eventDatabase->getLatestTime());
 }
 
 /// Null when the writer that trace functions go to is closed, or there is none.
@@ -167,18 +131,9 @@ inline WdbIndexedWriter* WdbIndexedWriter::getOpenWriter()
     return writer && writer->m_eventDatabase ? writer : nullptr;
 }
 
-inline long long WdbIndexedWriter::getAddress(const unsigned char* place) const
-{
-    return static_cast<long long>(reinterpret_cast<std::uintptr_t>(place) -
-                                  static_cast<unsigned long long>(m_baseOffset));
-}
-
 inline void WdbIndexedWriter::writeEvent(long long time, long long address, unsigned int length,
                                          const unsigned char* value)
 {
-    // Without a bucket the database drops every change, and does not say so.
-    if (m_eventDatabase->getEventDatabaseHeader().m_numberOfBuckets == 0)
-        return tellRefusal(address);
     if (address >= m_countersBegin && address < m_countersEnd)
         makeRoomForCounter(time, address);
     try {
@@ -207,8 +162,8 @@ void WdbIndexedWriter::tellRefusal(long long address)
     if (m_isRefusalTold)
         return;
     m_isRefusalTold = true;
-    std::cerr << "tracewell: " + m_fileName + ": a change at address " + std::to_string(address) +
-                     " is left out, since it does not lie within the " +
+    std::cerr << "tracewell: " + m_file->getName() + ": a change at address " +
+                     std::to_string(address) + " is left out, since it does not lie within the " +
                      std::to_string(m_eventDatabase->getEventDatabaseHeader().m_addressSize) +
                      " bytes of data memory that were announced: tell the writer of all of them "
                      "before it opens; others like it are left out without a word\n"
@@ -219,61 +174,41 @@ void WdbIndexedWriter::writeVector(long long time, long long address, const unsi
                                    const unsigned char* value, unsigned int firstBit,
                                    unsigned int endBit)
 {
-    if (endBit <= firstBit)
-        return;
-    const VectorSpan span(firstBit, endBit);
-    if (!span.isWholeGroups) {
-        const std::size_t size = std::size_t{span.groups} * kBytesOfGroup;
-        if (size > m_scratch.size())
-            m_scratch.resize(size);
-        mergeVector(vector, value, firstBit, endBit, m_scratch.data());
-        value = m_scratch.data();
-    }
-    const unsigned long long place =
-        static_cast<unsigned long long>(address) + std::uint64_t{span.firstGroup} * kBytesOfGroup;
-    writeEvent(time, static_cast<long long>(place), span.groups * kBytesOfGroup, value);
-    if (m_scratch.size() > kMostScratchKept)
-        std::vector<unsigned char>().swap(m_scratch);
+    m_scratch->pass(address, vector, value, firstBit, endBit,
+                    [&](long long place, unsigned int size, const unsigned char* bytes) {
+                        writeEvent(time, place, size, bytes);
+                    });
 }
 
-void WdbIndexedWriter::traceVhdl(long long time, unsigned int, unsigned int size,
-                                 unsigned char* old, unsigned char* value)
+inline void WdbIndexedWriter::finishScObject(long long time)
 {
-    if (WdbIndexedWriter* const writer = getOpenWriter())
-        writer->writeEvent(time, writer->getAddress(old), size, value);
+    // No virtual call.
+    WdbIndexedWriter::markCurrentTime(time);
 }
 
-void WdbIndexedWriter::traceVhdlScalar(long long, unsigned int, unsigned int, const unsigned char*)
-{}
-
-void WdbIndexedWriter::traceVlog(long long time, unsigned int, unsigned int, unsigned char* old,
-                                 unsigned char* value, unsigned int firstBit, unsigned int endBit)
+IWdbWriter::TraceVhdlFunc WdbIndexedWriter::getTraceVhdlFunc()
 {
-    if (WdbIndexedWriter* const writer = getOpenWriter())
-        writer->writeVector(time, writer->getAddress(old), old, value, firstBit, endBit);
+    return &EventTracing<WdbIndexedWriter>::traceVhdl;
 }
 
-void WdbIndexedWriter::traceScObject(long long time, unsigned long long address, unsigned char* old,
-                                     unsigned char* value, unsigned int firstBit,
-                                     unsigned int bitCount)
+IWdbWriter::TraceVhdlFuncScalar WdbIndexedWriter::getTraceVhdlFuncScalar()
 {
-    WdbIndexedWriter* const writer = getOpenWriter();
-    if (!writer)
-        return;
-    writer->writeVector(time, static_cast<long long>(address), old, value, firstBit,
-                        firstBit + bitCount);
-    writer->WdbIndexedWriter::markCurrentTime(time);
+    return &EventTracing<WdbIndexedWriter>::traceVhdlScalar;
 }
 
-void WdbIndexedWriter::traceScVirtualObject(long long time, unsigned long long address,
-                                            unsigned char* value, unsigned int offset,
-                                            unsigned int size)
+IWdbWriter::TraceVlogFunc WdbIndexedWriter::getTraceVlogFunc()
 {
-    WdbIndexedWriter* const writer = getOpenWriter();
-    if (!writer)
-        return;
-    writer->writeEvent(time, static_cast<long long>(address + offset), size, value);
-    writer->WdbIndexedWriter::markCurrentTime(time);
+    return &EventTracing<WdbIndexedWriter>::traceVlog;
+}
+
+IWdbWriter::TraceScObjectFunc WdbIndexedWriter::getTraceScObjectFunc()
+{
+    return &EventTracing<WdbIndexedWriter>::traceScObject;
+}
+
+IWdbWriter::TraceScVirtualObjectFunc WdbIndexedWriter::getTraceScVirtualObjectFunc()
+{
+    return &EventTracing<WdbIndexedWriter>::traceScVirtualObject;
 }
 
 } // namespace Tracewell

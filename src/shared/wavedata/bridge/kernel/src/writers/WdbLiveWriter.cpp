@@ -2,6 +2,7 @@
 
 #include "WdbLiveWriter.h"
 
+#include "EventTracing.h"
 #include "OutputFileNames.h"
 #include "VectorMerge.h"
 #include "WdbLivePacketContainer.h"
@@ -30,18 +31,15 @@ constexpr auto kLookAgain = std::chrono::milliseconds(1);
 
 WdbLiveWriter* WdbLiveWriter::s_pWriter = nullptr;
 
-WdbLiveWriter::WdbLiveWriter() : m_previousWriter(s_pWriter)
+WdbLiveWriter::WdbLiveWriter()
 {
-    s_pWriter = this;
+    EventTracing<WdbLiveWriter>::enter(*this);
 }
 
 WdbLiveWriter::~WdbLiveWriter()
 {
     close();
-    WdbLiveWriter** link = &s_pWriter;
-    while (*link != this)
-        link = &(*link)->m_previousWriter;
-    *link = m_previousWriter;
+    EventTracing<WdbLiveWriter>::leave(*this);
 }
 
 void WdbLiveWriter::open(WriterMode mode, const std::string& snapshot, const std::string&,
@@ -178,8 +176,8 @@ void WdbLiveWriter::standAside()
     m_writing.store(true);
 }
 
-inline void WdbLiveWriter::sendEvent(long long time, long long address, unsigned int length,
-                                     const unsigned char* value)
+inline void WdbLiveWriter::writeEvent(long long time, long long address, unsigned int length,
+                                      const unsigned char* value)
 {
     // No such place in a data memory; the viewer would take the packet for a damaged one.
     if (address < 0) {
@@ -214,9 +212,9 @@ void WdbLiveWriter::sendInPieces(const WdbLivePacketContainer& change)
         put(piece);
 }
 
-void WdbLiveWriter::sendVector(long long time, long long address, const unsigned char* vector,
-                               const unsigned char* value, unsigned int firstBit,
-                               unsigned int endBit)
+void WdbLiveWriter::writeVector(long long time, long long address, const unsigned char* vector,
+                                const unsigned char* value, unsigned int firstBit,
+                                unsigned int endBit)
 {
     if (endBit <= firstBit)
         return;
@@ -232,49 +230,37 @@ void WdbLiveWriter::sendVector(long long time, long long address, const unsigned
     }
     const unsigned long long place =
         static_cast<unsigned long long>(address) + std::uint64_t{span.firstGroup} * kBytesOfGroup;
-    sendEvent(time, static_cast<long long>(place), span.groups * kBytesOfGroup, value);
+    writeEvent(time, static_cast<long long>(place), span.groups * kBytesOfGroup, value);
 }
 
-inline long long WdbLiveWriter::getAddress(const unsigned char* place) const
-{
-    return static_cast<long long>(reinterpret_cast<std::uintptr_t>(place) -
-                                  static_cast<unsigned long long>(m_baseDPOffset));
-}
-
-void WdbLiveWriter::traceVhdl(long long time, unsigned int, unsigned int size, unsigned char* old,
-                              unsigned char* value)
-{
-    if (WdbLiveWriter* const writer = s_pWriter)
-        writer->sendEvent(time, writer->getAddress(old), size, value);
-}
-
-void WdbLiveWriter::traceVhdlScalar(long long, unsigned int, unsigned int, const unsigned char*)
+void WdbLiveWriter::writeScalar()
 {
     std::cout << "trace vhdl scalar called" << std::endl;
 }
 
-void WdbLiveWriter::traceVlog(long long time, unsigned int, unsigned int, unsigned char* old,
-                              unsigned char* value, unsigned int firstBit, unsigned int endBit)
+IWdbWriter::TraceVhdlFunc WdbLiveWriter::getTraceVhdlFunc()
 {
-    if (WdbLiveWriter* const writer = s_pWriter)
-        writer->sendVector(time, writer->getAddress(old), old, value, firstBit, endBit);
+    return &EventTracing<WdbLiveWriter>::traceVhdl;
 }
 
-void WdbLiveWriter::traceScObject(long long time, unsigned long long address, unsigned char* old,
-                                  unsigned char* value, unsigned int firstBit,
-                                  unsigned int bitCount)
+IWdbWriter::TraceVhdlFuncScalar WdbLiveWriter::getTraceVhdlFuncScalar()
 {
-    if (WdbLiveWriter* const writer = s_pWriter)
-        writer->sendVector(time, static_cast<long long>(address), old, value, firstBit,
-                           firstBit + bitCount);
+    return &EventTracing<WdbLiveWriter>::traceVhdlScalar;
 }
 
-void WdbLiveWriter::traceScVirtualObject(long long time, unsigned long long address,
-                                         unsigned char* value, unsigned int offset,
-                                         unsigned int size)
+IWdbWriter::TraceVlogFunc WdbLiveWriter::getTraceVlogFunc()
 {
-    if (WdbLiveWriter* const writer = s_pWriter)
-        writer->sendEvent(time, static_cast<long long>(address + offset), size, value);
+    return &EventTracing<WdbLiveWriter>::traceVlog;
+}
+
+IWdbWriter::TraceScObjectFunc WdbLiveWriter::getTraceScObjectFunc()
+{
+    return &EventTracing<WdbLiveWriter>::traceScObject;
+}
+
+IWdbWriter::TraceScVirtualObjectFunc WdbLiveWriter::getTraceScVirtualObjectFunc()
+{
+    return &EventTracing<WdbLiveWriter>::traceScVirtualObject;
 }
 
 } // namespace Tracewell
