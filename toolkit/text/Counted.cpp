@@ -4,13 +4,12 @@
 
 namespace tracewell {
 
-std::string counted(unsigned long long count, const char* word, const char* plural)
+std::string countedText(const std::string& number, const char* word, const char* plural)
 {
-    const std::string number = std::to_string(count) + " ";
-    if (count == 1) {
-        return number + word;
+    if (number == "1") {
+        return number + " " + word;
     }
-    return plural ? number + plural : number + word + "s";
+    return plural ? number + " " + plural : number + " " + word + "s";
 }
 
 } // namespace tracewell
