@@ -17,8 +17,9 @@ int main(int argc, char** argv)
     Tracewell::WdbLiveWriter writer;
     writer.setBaseDPOffset(reinterpret_cast<long long>(&counter));
     writer.open(Tracewell::IWdbWriter::kLiveMode, "toy", "", 0);
-    while (writer.isOpen() && !writer.isViewerPresent())
+    while (writer.isOpen() && !writer.isViewerPresent()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     // A viewer that dies must not stop the run: what it has no room for any more is given up.
     writer.setWaitHook([&] { return writer.isViewerPresent(); });
 

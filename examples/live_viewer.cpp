@@ -16,8 +16,9 @@ using namespace Tracewell;
 int main(int argc, char** argv)
 try {
     const auto pause = [] { std::this_thread::sleep_for(std::chrono::milliseconds(10)); };
-    while (!WdbLiveReader::isOffered("toy", 0))
+    while (!WdbLiveReader::isOffered("toy", 0)) {
         pause();
+    }
     WdbLiveReader reader;
     reader.setMemFileSize(1);
     reader.setSnapshot("toy");
@@ -28,8 +29,9 @@ try {
     WdbTimeByteValues value(1);
     for (bool isOver = false; !isOver; pause()) {
         isOver = !reader.isKernelPresent() && reader.isDrained();
-        if (!reader.hasMoreData())
+        if (!reader.hasMoreData()) {
             continue;
+        }
         reader.getValueEvent(reader.getLatestTime(), trees, value);
         std::cout << value.getTime() << " " << +value.getValueAt(0).getValue() << std::endl;
     }

@@ -28,8 +28,9 @@ try {
     WdbAddressBTreeManager& manager = reader->getBTreeManager();
     std::vector<WdbScalarBTree*> trees;
     std::vector<WdbScalarBTree*> toScan;
-    for (int i = 2; i < argc; ++i)
+    for (int i = 2; i < argc; ++i) {
         manager.getOrCreateByteBTrees(std::atoll(argv[i]), 1, trees, toScan);
+    }
     manager.scanWdbDatabaseMultiThread(toScan, nullptr);
 
     // Resolution 0: every change. A viewer passes the time that one of its pixels shows.
@@ -39,12 +40,13 @@ try {
         std::printf("%lld", answer.getTime());
         for (unsigned int column = 0; column < trees.size(); ++column) {
             const WdbByteValue& value = answer.getValueAt(column);
-            if (value.isBlank())
+            if (value.isBlank()) {
                 std::printf(" --");
-            else if (value.isDenseDraw())
+            } else if (value.isDenseDraw()) {
                 std::printf(" ~~");
-            else
+            } else {
                 std::printf(" %02x", static_cast<unsigned int>(value.getValue()));
+            }
         }
         std::printf("\n");
     }

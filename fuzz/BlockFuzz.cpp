@@ -48,8 +48,9 @@ std::string recordsOf(WdbEventBlock& block)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    if (size > kBlockSize)
+    if (size > kBlockSize) {
         return 0;
+    }
     WdbEventBlock block = load(data, size);
     const std::string records = recordsOf(block);
     WdbEventBlock copy = block;

@@ -58,8 +58,9 @@ public:
     void store()
     {
         m_reader.relaunchAfterRestart();
-        while (!m_reader.isDrained())
+        while (!m_reader.isDrained()) {
             std::this_thread::yield();
+        }
     }
 
     void ask()
@@ -93,8 +94,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static Live live;
     std::cerr.rdbuf(nullptr);
-    if (size == 0)
+    if (size == 0) {
         return 0;
+    }
     live.fill(data, size);
     live.store();
     live.ask();

@@ -18,13 +18,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     constexpr unsigned int kLongestValue = 512;
     std::vector<std::uint64_t> memory(size / sizeof(std::uint64_t));
     const auto nominalSize = static_cast<unsigned int>(memory.size() * sizeof(std::uint64_t));
-    if (nominalSize > 0)
+    if (nominalSize > 0) {
         std::memcpy(memory.data(), data, nominalSize);
+    }
     WdbCircularBuffer ring(reinterpret_cast<char*>(memory.data()), nominalSize, false);
     std::vector<char> taken(nominalSize);
     unsigned int count = 0;
-    if (!ring.getPackets(taken.data(), count))
+    if (!ring.getPackets(taken.data(), count)) {
         return 0;
+    }
 
     // No larger than what was taken, so that a sanitizer sees a step outside.
     const std::vector<char> batch(taken.begin(), taken.begin() + count);

@@ -81,8 +81,9 @@ void replay(const fs::path& file)
     for (unsigned int i = 0; i < kMutations; ++i) {
         std::string bytes = sound;
         for (unsigned int times = 1 + static_cast<unsigned int>(random() % 3);
-             times > 0 && !bytes.empty(); --times)
+             times > 0 && !bytes.empty(); --times) {
             mutate(bytes, random);
+        }
         tryInput(bytes);
     }
 }
@@ -101,17 +102,19 @@ int main(int count, char** arguments)
 {
     std::vector<fs::path> files;
     for (int i = 1; i < count; ++i) {
-        if (fs::is_directory(arguments[i]))
+        if (fs::is_directory(arguments[i])) {
             files.insert(files.end(), fs::directory_iterator(arguments[i]), {});
-        else
+        } else {
             files.emplace_back(arguments[i]);
+        }
     }
     std::sort(files.begin(), files.end());
     FUZZ_REQUIRE(!files.empty());
     g_tried = std::string(arguments[0]) + ".input";
     tryInput("");
-    for (const fs::path& file : files)
+    for (const fs::path& file : files) {
         replay(file);
+    }
     fs::remove(g_tried);
     return 0;
 }

@@ -63,8 +63,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         ZSIM::OutputFileNames::getSnapshotName(std::string(kDesign)));
     const std::string file = directory.path("run.wdb");
     std::cerr.rdbuf(nullptr);
-    if (size < kIndexBytes)
+    if (size < kIndexBytes) {
         return 0;
+    }
     const SharedMemory ring(SharedMemory::kCreate, channel, 0, static_cast<int>(kRingBytes),
                             kRecords, 16, kPointers);
     FUZZ_REQUIRE(ring.isMapped());
@@ -81,8 +82,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     unsigned long long sent = 0;
     reader.getTraffic(stored, sent);
     FUZZ_REQUIRE(reader.getStoredCount() + reader.getRefusedCount() <= stored + 1);
-    if (reader.getStoredCount() == 0)
+    if (reader.getStoredCount() == 0) {
         return 0;
+    }
 
     DataBase viewer(DataBaseMode::Viewer, nullptr, kDesign, file, 0, 0);
     for (std::size_t at = kIndexBytes; at + SharedMemory::kRecordSize <= size && at < 1000;

@@ -27,8 +27,9 @@ std::vector<WdbEventBlock> fullBlocks(const std::string& workloadName)
                   [&](std::uint32_t signal, std::uint32_t value) {
                       const std::uint32_t group[2] = {value, 0};
                       const unsigned int length = workload.isVector(signal) ? 8 : 1;
-                      if (!blocks.back().canAdd(length))
+                      if (!blocks.back().canAdd(length)) {
                           blocks.emplace_back(kBlockSize, 0);
+                      }
                       blocks.back().addEvent(now, workload.addressOf(signal) % 2048, length,
                                              reinterpret_cast<const unsigned char*>(group));
                   });
@@ -60,9 +61,10 @@ void compressBlock(benchmark::State& state, const std::string& workload)
     const std::vector<WdbEventBlock> blocks = fullBlocks(workload);
     ImageCompressor compressor;
     std::size_t next = 0;
-    for (auto _ : state)
+    for (auto _ : state) {
         benchmark::DoNotOptimize(
             compressor.compress(blocks[next++ % blocks.size()].getMemory(), kBlockSize));
+    }
     countBytes(state);
 }
 
@@ -72,8 +74,9 @@ void loadBlock(benchmark::State& state, const std::string& workload)
     unsigned int size = 0;
     const long long handle = fullBlocks(workload).front().addBlock(manager, size);
     WdbEventBlock block(kBlockSize, 0);
-    for (auto _ : state)
+    for (auto _ : state) {
         block.loadBlock(handle, size, manager);
+    }
     countBytes(state);
 }
 

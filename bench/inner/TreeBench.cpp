@@ -42,16 +42,18 @@ void findInTree(benchmark::State& state)
     WdbMemoryBlockManager manager;
     WdbScalarBTree tree(0, manager);
     const long long end = state.range(0) * kStep;
-    for (long long time = 0; time < end; time += kStep)
+    for (long long time = 0; time < end; time += kStep) {
         tree.addValueWithFilter(time, static_cast<unsigned char>(time / kStep & 1));
+    }
     const long long window = end / state.range(1);
     const long long from = (end - window) / 2;
     std::size_t answers = 0;
     for (auto _ : state) {
         const std::unique_ptr<WdbScalarBTree::Iterator> answer(
             tree.find(from, window / kPixels, end, from + window));
-        for (; *answer; ++*answer)
+        for (; *answer; ++*answer) {
             ++answers;
+        }
     }
     state.counters["answers"] =
         static_cast<double>(answers) / static_cast<double>(state.iterations());

@@ -30,8 +30,9 @@ void writeEvent(benchmark::State& state, const std::string& workloadName, bool w
     const long long section = WdbIEventBlockDatabase::createEventSection(
         1001, WdbIEventBlockDatabase::calculateNumberOfBucket(size), size, manager);
     auto database = std::make_unique<WdbMultipleBucketEventDatabase>(1001, manager);
-    if (withQueue)
+    if (withQueue) {
         database->setStoreQueue(std::make_shared<BlockStoreQueue>());
+    }
     database->initialize(section, true);
 
     const auto& changes = workload.changes();

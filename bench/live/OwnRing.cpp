@@ -71,8 +71,9 @@ public:
     {
         std::vector<char> buffer(kSize);
         unsigned int count = 0;
-        for (;;)
+        for (;;) {
             m_ring.getPackets(buffer.data(), count);
+        }
     }
     long long room() const override
     {

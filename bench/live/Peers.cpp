@@ -26,8 +26,9 @@ public:
     {}
     void put(long long i) override
     {
-        if (m_offset + m_packet.size() > kBytes)
+        if (m_offset + m_packet.size() > kBytes) {
             m_offset = 0;
+        }
         std::memcpy(m_packet.data() + 4, &i, sizeof i);
         std::memcpy(m_memory + m_offset, m_packet.data(), m_packet.size());
         m_offset += m_packet.size();
@@ -60,8 +61,9 @@ public:
     void consume() override
     {
         std::vector<Packet> out(kCapacity);
-        for (;;)
+        for (;;) {
             m_queue->pop(out.data(), out.size());
+        }
     }
     long long room() const override { return kCapacity / 2; }
 
@@ -90,15 +92,17 @@ public:
     void put(long long i) override
     {
         std::memcpy(m_packet.data() + 4, &i, sizeof i);
-        for (std::size_t done = 0; done < m_packet.size();)
+        for (std::size_t done = 0; done < m_packet.size();) {
             done += m_queue->push(m_packet.data() + done, m_packet.size() - done);
+        }
     }
     void drop() override { m_queue->reset(); }
     void consume() override
     {
         std::vector<char> out(kBytes);
-        for (;;)
+        for (;;) {
             m_queue->pop(out.data(), out.size());
+        }
     }
     long long room() const override { return static_cast<long long>(kBytes / m_packet.size() / 2); }
 
@@ -127,8 +131,9 @@ void* sharedMemory(std::size_t bytes)
 {
     void* const memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
                                 MAP_SHARED | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-    if (memory == MAP_FAILED)
+    if (memory == MAP_FAILED) {
         std::abort();
+    }
     return memory;
 }
 

@@ -44,8 +44,9 @@ double median(std::vector<double> values)
 /// Stands for a simulation's own work, some hundred nanoseconds.
 unsigned long long work(unsigned long long state)
 {
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         state = state * 6364136223846793005ull + 1442695040888963407ull;
+    }
     return state;
 }
 
@@ -57,13 +58,15 @@ public:
     template <class Viewer> explicit Road(const std::string& directory, const Viewer& viewer)
     {
         const std::string snapshot = "bench" + std::to_string(::getpid());
-        if (::pipe(m_pipe) != 0)
+        if (::pipe(m_pipe) != 0) {
             std::abort();
+        }
         // Before the channel is made: a child would hold it too.
         m_viewer = ::fork();
         if (m_viewer == 0) {
-            while (!WdbLiveReader::isOffered(snapshot, 0))
+            while (!WdbLiveReader::isOffered(snapshot, 0)) {
                 std::this_thread::yield();
+            }
             WdbLiveReader reader;
             reader.setMemFileSize(sizeof m_memory);
             reader.setSnapshot(snapshot);
@@ -74,11 +77,13 @@ public:
         }
         m_writer.open(IWdbWriter::kLiveMode, snapshot, "", 0);
         m_writer.setBaseDPOffset(reinterpret_cast<long long>(m_memory));
-        while (!m_writer.isViewerPresent())
+        while (!m_writer.isViewerPresent()) {
             std::this_thread::yield();
+        }
         // The ring and the viewer's memory are warm when some laps have gone through.
-        for (long long i = 0; i < 1000000; ++i)
+        for (long long i = 0; i < 1000000; ++i) {
             trace(0, i);
+        }
     }
     ~Road()
     {
@@ -96,8 +101,9 @@ public:
     {
         m_writer.close();
         double answer = 0;
-        if (::read(m_pipe[0], &answer, sizeof answer) != sizeof answer)
+        if (::read(m_pipe[0], &answer, sizeof answer) != sizeof answer) {
             std::abort();
+        }
         ::waitpid(m_viewer, nullptr, 0);
         return answer;
     }
@@ -118,8 +124,9 @@ bool isOver(WdbLiveReader& reader)
 /// A viewer that only stores; answers what processor time its process took.
 double store(WdbLiveReader& reader)
 {
-    while (!isOver(reader))
+    while (!isOver(reader)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     return static_cast<double>(now(CLOCK_PROCESS_CPUTIME_ID));
 }
 
@@ -151,8 +158,9 @@ double measureDelay(WdbLiveReader& reader)
             reader.markTime(lock);
         }
         reader.getValueEvent(now(CLOCK_MONOTONIC), trees, value);
-        if (value.getTime() > seen)
+        if (value.getTime() > seen) {
             delays.push_back(static_cast<double>(now(CLOCK_MONOTONIC) - value.getTime()));
+        }
         seen = value.getTime();
     }
     return median(delays);
@@ -175,8 +183,9 @@ Costs runEvents(const std::string& directory, long long events, const Viewer& vi
     const long long wall = now(CLOCK_MONOTONIC);
     for (long long i = 0; i < events; ++i) {
         road.trace(i, i);
-        if (i % eventsAMark == eventsAMark - 1)
+        if (i % eventsAMark == eventsAMark - 1) {
             road.mark(i);
+        }
     }
     const auto spent = static_cast<double>(now(CLOCK_THREAD_CPUTIME_ID) - begin);
     road.end();
@@ -189,23 +198,26 @@ double runWithWork(const std::string& directory, long long events, bool marks)
 {
     unsigned long long state = 1;
     const long long begin = now(CLOCK_THREAD_CPUTIME_ID);
-    for (long long i = 0; i < events; ++i)
+    for (long long i = 0; i < events; ++i) {
         state = work(state);
+    }
     const long long workAlone = now(CLOCK_THREAD_CPUTIME_ID) - begin;
 
     Road road(directory, show);
     const long long beginBeside = now(CLOCK_THREAD_CPUTIME_ID);
     for (long long i = 0; i < events; ++i) {
         state = work(state);
-        if (marks)
+        if (marks) {
             road.mark(i);
-        else
+        } else {
             road.trace(i, i);
+        }
     }
     const long long beside = now(CLOCK_THREAD_CPUTIME_ID) - beginBeside;
     road.end();
-    if (state == 0)
+    if (state == 0) {
         std::puts("");
+    }
     return static_cast<double>(beside - workAlone) / static_cast<double>(events);
 }
 
@@ -218,13 +230,16 @@ double runDelay(const std::string& directory, bool flows)
         // About a million events a second, a mark behind each hundred.
         const long long end = now(CLOCK_MONOTONIC) + 1000000000ll;
         for (long long i = 0; now(CLOCK_MONOTONIC) < end; ++i) {
-            for (int k = 0; k < 60; ++k)
+            for (int k = 0; k < 60; ++k) {
                 state = work(state);
+            }
             const long long time = now(CLOCK_MONOTONIC);
-            for (long long k = 0; k < 10; ++k)
+            for (long long k = 0; k < 10; ++k) {
                 road.trace(time, i * 10 + k);
-            if (i % 10 == 9)
+            }
+            if (i % 10 == 9) {
                 road.mark(time);
+            }
         }
     } else {
         for (long long i = 0; i < 30; ++i) {
@@ -235,8 +250,9 @@ double runDelay(const std::string& directory, bool flows)
             road.mark(time);
         }
     }
-    if (state == 0)
+    if (state == 0) {
         std::puts("");
+    }
     return road.end();
 }
 
@@ -273,14 +289,16 @@ void printRoad(int rounds, long long events)
                                  1000 / shown.stored,
                                  runDelay(directory, false) / 1e6,
                                  runDelay(directory, true) / 1e6};
-        for (std::size_t i = 0; i < std::size(values); ++i)
+        for (std::size_t i = 0; i < std::size(values); ++i) {
             rows[i].values.push_back(values[i]);
+        }
     }
     std::printf("### Live road, %lld events, one value byte each, median of %d runs\n\n"
                 "| | |\n| --- | ---: |\n",
                 events, rounds);
-    for (const Row& row : rows)
+    for (const Row& row : rows) {
         std::printf("| %s | %.3g |\n", row.name, median(row.values));
+    }
     std::filesystem::remove_all(directory);
 }
 

@@ -37,8 +37,9 @@ double nowNs()
 /// Some hundred nanoseconds of dependent arithmetic.
 unsigned long long work(unsigned long long state)
 {
-    for (int i = 0; i < kWorkLoops; ++i)
+    for (int i = 0; i < kWorkLoops; ++i) {
         state = state * 6364136223846793005ull + 1442695040888963407ull;
+    }
     return state;
 }
 
@@ -50,8 +51,9 @@ double measureAlone(const ChannelKind& kind, std::size_t valueBytes, long long c
     // The first lap brings the memory in and is not counted.
     for (int lap = -2; done < changes; ++lap) {
         const double begin = nowNs();
-        for (long long i = 0; i < channel->room(); ++i)
+        for (long long i = 0; i < channel->room(); ++i) {
             channel->put(i);
+        }
         if (lap >= 0) {
             spent += nowNs() - begin;
             done += channel->room();
@@ -66,14 +68,17 @@ double run(Channel* channel, long long changes, bool withWork)
     unsigned long long state = 1;
     const double begin = nowNs();
     for (long long i = 0; i < changes; ++i) {
-        if (withWork)
+        if (withWork) {
             state = work(state);
-        if (channel)
+        }
+        if (channel) {
             channel->put(i);
+        }
     }
     const double spent = nowNs() - begin;
-    if (state == 0)
+    if (state == 0) {
         std::puts("");
+    }
     return spent / static_cast<double>(changes);
 }
 
@@ -90,8 +95,9 @@ double measureBeside(const ChannelKind& kind, std::size_t valueBytes, long long 
         }
     }
     // The consumer is up when a few rings have gone through.
-    for (long long i = 0; i < 6 * channel->room(); ++i)
+    for (long long i = 0; i < 6 * channel->room(); ++i) {
         channel->put(i);
+    }
     const double cost = run(channel.get(), changes, withWork);
     const double workAlone = withWork ? run(nullptr, changes / 4, true) : 0;
     if (consumer > 0) {
@@ -116,8 +122,9 @@ int main(int argc, char** argv)
     printRoad(rounds, events);
     std::puts("");
     std::vector<ChannelKind> kinds = ownChannels();
-    for (const ChannelKind& kind : peerChannels())
+    for (const ChannelKind& kind : peerChannels()) {
         kinds.push_back(kind);
+    }
 
     std::printf("### Live ring, ns a change in the producer, median of %d runs\n\n"
                 "| channel | value bytes | alone | beside a consumer | beside, producer works |\n"
@@ -134,10 +141,11 @@ int main(int argc, char** argv)
                 working[kind.name].push_back(measureBeside(kind, valueBytes, 1000000, true));
             }
         }
-        for (const ChannelKind& kind : kinds)
+        for (const ChannelKind& kind : kinds) {
             std::printf("| %s | %zu | %.1f | %.1f | %.1f |\n", kind.name.c_str(), valueBytes,
                         median(alone[kind.name]), median(beside[kind.name]),
                         median(working[kind.name]));
+        }
     }
     return 0;
 }

@@ -27,8 +27,9 @@ template <class Full> WriteResult fillBlocks(const Workload& workload, Full&& fu
     std::vector<Block> blocks(
         static_cast<std::size_t>((workload.addressSize() + kDivision - 1) / kDivision));
     std::vector<long long> addresses(workload.signalCount());
-    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal)
+    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal) {
         addresses[signal] = workload.addressOf(signal);
+    }
 
     const Stopwatch watch;
     long long now = 0;
@@ -48,15 +49,18 @@ template <class Full> WriteResult fillBlocks(const Workload& workload, Full&& fu
                       std::memcpy(out, &now, 8);
                       std::memcpy(out + 8, &delta, 4);
                       std::memcpy(out + 12, &length, 4);
-                      if (length == 8)
+                      if (length == 8) {
                           std::memcpy(out + 16, &bytes, 8);
-                      else
+                      } else {
                           out[16] = static_cast<unsigned char>(value);
+                      }
                       block.used += 16 + length;
                   });
-    for (const Block& block : blocks)
-        if (block.used > kBlockHeaderSize)
+    for (const Block& block : blocks) {
+        if (block.used > kBlockHeaderSize) {
             full(block.image);
+        }
+    }
     return WriteResult(watch);
 }
 
@@ -78,8 +82,9 @@ WriteResult compressFresh(const Workload& workload)
     std::vector<unsigned char> out(compressBound(kBlockSize));
     WriteResult result = fillBlocks(workload, [&](const std::vector<unsigned char>& image) {
         uLongf size = out.size();
-        if (compress2(out.data(), &size, image.data(), image.size(), 1) != Z_OK)
+        if (compress2(out.data(), &size, image.data(), image.size(), 1) != Z_OK) {
             throw std::runtime_error("compress2 failed");
+        }
         bytes += static_cast<double>(size);
     });
     result.bytes = bytes;
@@ -91,16 +96,18 @@ WriteResult compressReused(const Workload& workload)
     double bytes = 0;
     std::vector<unsigned char> out(compressBound(kBlockSize));
     z_stream stream{};
-    if (deflateInit(&stream, 1) != Z_OK)
+    if (deflateInit(&stream, 1) != Z_OK) {
         throw std::runtime_error("deflateInit failed");
+    }
     WriteResult result = fillBlocks(workload, [&](const std::vector<unsigned char>& image) {
         deflateReset(&stream);
         stream.next_in = const_cast<unsigned char*>(image.data());
         stream.avail_in = static_cast<uInt>(image.size());
         stream.next_out = out.data();
         stream.avail_out = static_cast<uInt>(out.size());
-        if (deflate(&stream, Z_FINISH) != Z_STREAM_END)
+        if (deflate(&stream, Z_FINISH) != Z_STREAM_END) {
             throw std::runtime_error("deflate failed");
+        }
         bytes += static_cast<double>(stream.total_out);
     });
     deflateEnd(&stream);

@@ -61,8 +61,9 @@ private:
             addWriter("transitions/" + workload, "transitions", workload, transitionFile(workload),
                       true);
             addWriter("vcd/" + workload, "vcd", workload, file(workload + ".vcd"), true);
-            for (const char* bound : {"append", "zlib-fresh", "zlib-reused"})
+            for (const char* bound : {"append", "zlib-fresh", "zlib-reused"}) {
                 addWriter(bound + ("/" + workload), bound, workload, "-", true);
+            }
         }
     }
 
@@ -96,9 +97,10 @@ private:
             for (const std::string signals : {"1", "20", kAllSignals}) {
                 addReader("fst", workload, file(workload + ".fst"), signals);
                 addReader("transitions", workload, transitionFile(workload), signals);
-                for (const unsigned int division : kReadDivisions)
+                for (const unsigned int division : kReadDivisions) {
                     addReader("own" + std::to_string(division), workload,
                               ownFile(workload, division), signals);
+                }
             }
         }
     }
@@ -119,10 +121,11 @@ private:
                 const std::string name = workload + "/" + std::to_string(division);
                 const std::string path = file("division.wdb");
                 addWriter("division/" + name, "own", workload, path, false, division);
-                for (const std::string signals : {"1", "20"})
+                for (const std::string signals : {"1", "20"}) {
                     m_measurements.add("division-read" + signals + "/" + name,
                                        {m_options.self, "read", "own", workload, path, signals},
                                        false);
+                }
                 m_measurements.add("division-draw/" + name,
                                    {m_options.self, "draw", "own", workload, path, "20", kPixels},
                                    false);
@@ -132,8 +135,9 @@ private:
 
     void addImport()
     {
-        if (m_options.tracewell.empty())
+        if (m_options.tracewell.empty()) {
             return;
+        }
         m_measurements.add("import/own",
                            {m_options.tracewell, "import", file("mixed.vcd"), file("import.wdb")},
                            false);
@@ -201,8 +205,9 @@ private:
                           number(get(key + "cpu")), number(get(key + "peak"))});
             }
         }
-        for (const std::string store : {"2048", "transitions"})
+        for (const std::string store : {"2048", "transitions"}) {
             printLaterPictures(store);
+        }
     }
 
     static std::string nameOfStore(const std::string& store)
@@ -217,11 +222,12 @@ private:
                      "pan step, slowest signal"});
         for (const std::string& workload : Workload::names()) {
             const std::string key = "draw/" + workload + "/" + store + "/";
-            for (const std::string factor : {"1", "10", "100", "1000", "10000"})
+            for (const std::string factor : {"1", "10", "100", "1000", "10000"}) {
                 printRow(
                     {workload, factor == "1" ? "whole run" : "1/" + factor,
                      number(get(key + "draw" + factor)), number(get(key + "slowestDraw" + factor)),
                      number(get(key + "pan" + factor)), number(get(key + "slowestPan" + factor))});
+            }
         }
     }
 
@@ -247,8 +253,9 @@ private:
 
     void printImport() const
     {
-        if (m_options.tracewell.empty())
+        if (m_options.tracewell.empty()) {
             return;
+        }
         const double mib =
             static_cast<double>(std::filesystem::file_size(file("mixed.vcd"))) / 1048576;
         printHeader(

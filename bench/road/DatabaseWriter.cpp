@@ -19,8 +19,9 @@ using Tracewell::WdbIEventBlockDatabase;
 WriteResult writeDatabase(int type, const Workload& workload, const std::string& path)
 {
     std::vector<long long> addresses(workload.signalCount());
-    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal)
+    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal) {
         addresses[signal] = workload.addressOf(signal);
+    }
     const auto addressSize = static_cast<unsigned long long>(workload.addressSize());
 
     const Stopwatch watch;

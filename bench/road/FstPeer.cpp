@@ -14,8 +14,9 @@ WriteResult writeFst(const Workload& workload, const std::string& path)
 {
     const Stopwatch watch;
     void* fst = fstWriterCreate(path.c_str(), 1);
-    if (!fst)
+    if (!fst) {
         throw std::runtime_error("cannot create " + path);
+    }
     fstWriterSetPackType(fst, FST_WR_PT_LZ4);
     fstWriterSetTimescaleFromString(fst, "1ns");
     fstWriterSetScope(fst, FST_ST_VCD_MODULE, "top", nullptr);
@@ -29,10 +30,11 @@ WriteResult writeFst(const Workload& workload, const std::string& path)
     workload.play(
         [&](long long time) { fstWriterEmitTimeChange(fst, static_cast<std::uint64_t>(time)); },
         [&](std::uint32_t signal, std::uint32_t value) {
-            if (workload.isVector(signal))
+            if (workload.isVector(signal)) {
                 fstWriterEmitValueChange32(fst, handles[signal], 32, value);
-            else
+            } else {
                 fstWriterEmitValueChange(fst, handles[signal], value ? "1" : "0");
+            }
         });
     fstWriterClose(fst);
     return WriteResult(watch);
@@ -66,26 +68,30 @@ ReadResult readFst(const Workload& workload, const std::string& path, std::uint3
 {
     Histories histories;
     histories.signals.resize(workload.signalCount());
-    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal)
+    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal) {
         histories.widths.push_back(workload.isVector(signal) ? 32 : 1);
+    }
 
     ReadResult result;
     const Stopwatch watch;
     void* fst = fstReaderOpen(path.c_str());
-    if (!fst)
+    if (!fst) {
         throw std::runtime_error("cannot open " + path);
+    }
     if (signalCount >= workload.signalCount()) {
         fstReaderSetFacProcessMaskAll(fst);
     } else {
         fstReaderClrFacProcessMaskAll(fst);
-        for (const std::uint32_t signal : workload.pick(signalCount))
+        for (const std::uint32_t signal : workload.pick(signalCount)) {
             fstReaderSetFacProcessMask(fst, signal + 1);
+        }
     }
     fstReaderIterBlocks(fst, takeChange, &histories, nullptr);
     result.historyMs = watch.wall() / 1e6;
     result.historyCpuMs = watch.process() / 1e6;
-    for (const Histories::History& history : histories.signals)
+    for (const Histories::History& history : histories.signals) {
         result.changes += static_cast<double>(history.times.size());
+    }
     fstReaderClose(fst);
     return result;
 }

@@ -15,8 +15,9 @@ class Fst
 public:
     explicit Fst(const std::string& path) : m_context(fstReaderOpen(path.c_str()))
     {
-        if (!m_context)
+        if (!m_context) {
             throw std::runtime_error("cannot open " + path);
+        }
     }
     Fst(const Fst&) = delete;
     Fst& operator=(const Fst&) = delete;
@@ -47,16 +48,18 @@ private:
     std::uint32_t parse(const unsigned char* digits) const
     {
         std::uint32_t value = 0;
-        for (unsigned int i = 0; i < m_width; ++i)
+        for (unsigned int i = 0; i < m_width; ++i) {
             value = value << 1 | (digits[i] == '1' ? 1u : 0u);
+        }
         return value;
     }
 
     static void takeChange(void* data, std::uint64_t time, fstHandle, const unsigned char* value)
     {
         auto& self = *static_cast<Fst*>(data);
-        if (time <= self.m_time)
+        if (time <= self.m_time) {
             self.m_state = self.parse(value);
+        }
     }
 
     void* m_context;

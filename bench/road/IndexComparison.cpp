@@ -23,8 +23,9 @@ public:
     {
         const std::size_t lengths[] = {m_options.changes, m_options.changes / 10};
         for (const std::string workload : kWorkloads) {
-            for (const std::size_t length : lengths)
+            for (const std::size_t length : lengths) {
                 addRun(workload, std::to_string(length), length == lengths[0]);
+            }
         }
         addReplay("scalars", std::to_string(lengths[0]));
         m_measurements.run();
@@ -48,8 +49,9 @@ private:
         add("state", "index", ".indexed");
         add("write", "lists", ".lists");
         add("state", "trees", ".lists");
-        if (!withPeers)
+        if (!withPeers) {
             return;
+        }
         add("write", "fst", ".fst");
         // Named as what reads, so the writer's numbers stay apart.
         m_measurements.add("whole" + suffix,
@@ -99,8 +101,9 @@ private:
             const double fst = get("fst-at" + suffix + "cold");
             const auto row = [&](const std::string& title, const std::string& reader,
                                  bool hasFewer) {
-                if (get(reader + suffix + "check") != get("whole" + suffix + "check"))
+                if (get(reader + suffix + "check") != get("whole" + suffix + "check")) {
                     throw std::runtime_error("the readers' answers differ");
+                }
                 printRow(
                     {workload, title, number(get(reader + suffix + "cold")),
                      number(get(reader + suffix + "slowestCold")),

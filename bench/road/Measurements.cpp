@@ -21,15 +21,17 @@ void Measurements::run()
 {
     for (int run = 1; run <= m_options.runs; ++run) {
         for (const Task& task : m_tasks) {
-            if (::isatty(STDERR_FILENO))
+            if (::isatty(STDERR_FILENO)) {
                 std::fprintf(stderr, "run %d of %d: %-40s\r", run, m_options.runs,
                              task.name.c_str());
+            }
             ProcessResult result = runProcess(task.command, task.pinned);
             result.values["processMs"] = result.wallMs;
             result.values["processorMs"] = result.processorMs;
             result.values["processMib"] = result.peakMib;
-            for (const auto& [key, value] : result.values)
+            for (const auto& [key, value] : result.values) {
                 m_samples[task.name + "/" + key].push_back(value);
+            }
         }
     }
     m_tasks.clear();
@@ -63,8 +65,9 @@ std::string ratio(double ours, double theirs)
 
 void printRow(const std::vector<std::string>& cells)
 {
-    for (const std::string& cell : cells)
+    for (const std::string& cell : cells) {
         std::printf("| %s ", cell.c_str());
+    }
     std::printf("|\n");
 }
 

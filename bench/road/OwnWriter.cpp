@@ -12,8 +12,9 @@ WriteResult writeOwn(const Workload& workload, const std::string& path, unsigned
 {
     std::vector<unsigned char> memory(static_cast<std::size_t>(workload.addressSize()));
     std::vector<long long> addresses(workload.signalCount());
-    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal)
+    for (std::uint32_t signal = 0; signal < workload.signalCount(); ++signal) {
         addresses[signal] = workload.addressOf(signal);
+    }
 
     const Stopwatch watch;
     Tracewell::IWdbWriter& writer = *qtracewell_getStandAloneWdbWriter();

@@ -43,8 +43,9 @@ std::string readAll(int descriptor)
     std::string text;
     char buffer[4096];
     ssize_t count = 0;
-    while ((count = ::read(descriptor, buffer, sizeof buffer)) > 0)
+    while ((count = ::read(descriptor, buffer, sizeof buffer)) > 0) {
         text.append(buffer, static_cast<std::size_t>(count));
+    }
     return text;
 }
 
@@ -53,20 +54,24 @@ std::string readAll(int descriptor)
 ProcessResult runProcess(const std::vector<std::string>& command, bool pinned)
 {
     std::vector<char*> arguments;
-    for (const std::string& argument : command)
+    for (const std::string& argument : command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
     arguments.push_back(nullptr);
 
     int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
+    if (::pipe2(ends, O_CLOEXEC) != 0) {
         throw std::runtime_error("pipe failed");
+    }
     const Stopwatch watch;
     const pid_t child = ::fork();
-    if (child < 0)
+    if (child < 0) {
         throw std::runtime_error("fork failed");
+    }
     if (child == 0) {
-        if (pinned)
+        if (pinned) {
             pinToLastProcessor();
+        }
         ::dup2(ends[1], STDOUT_FILENO);
         ::execvp(arguments[0], arguments.data());
         ::_exit(127);
@@ -84,15 +89,17 @@ ProcessResult runProcess(const std::vector<std::string>& command, bool pinned)
     result.peakMib = static_cast<double>(usage.ru_maxrss) / 1024;
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::string line;
-        for (const std::string& argument : command)
+        for (const std::string& argument : command) {
             line += argument + " ";
+        }
         throw std::runtime_error("failed: " + line);
     }
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         const std::size_t equals = line.find('=');
-        if (equals != std::string::npos)
+        if (equals != std::string::npos) {
             result.values[line.substr(0, equals)] = std::atof(line.c_str() + equals + 1);
+        }
     }
     return result;
 }

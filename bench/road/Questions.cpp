@@ -44,8 +44,9 @@ Asked timeQuestion(Viewer& viewer, long long from, long long to, long long resol
     };
     Asked asked;
     asked.all = median(all);
-    for (std::vector<double>& times : each)
+    for (std::vector<double>& times : each) {
         asked.slowest = std::max(asked.slowest, median(times));
+    }
     return asked;
 }
 
@@ -58,16 +59,19 @@ ReadResult readOwn(Store store, const Workload& workload, const std::string& pat
     const Stopwatch watch;
     const std::unique_ptr<Viewer> viewer = openViewer(store, workload, path, signalCount);
     const auto askAll = [&] {
-        for (std::size_t signal = 0; signal < viewer->signalCount(); ++signal)
+        for (std::size_t signal = 0; signal < viewer->signalCount(); ++signal) {
             result.changes += static_cast<double>(viewer->ask(signal, 0, viewer->latestTime(), 0));
+        }
     };
     // The event store has the histories in its trees by now; the other has nothing but its index.
-    if (store == Store::Transitions)
+    if (store == Store::Transitions) {
         askAll();
+    }
     result.historyMs = watch.wall() / 1e6;
     result.historyCpuMs = watch.process() / 1e6;
-    if (store == Store::Events)
+    if (store == Store::Events) {
         askAll();
+    }
     return result;
 }
 
@@ -78,8 +82,9 @@ DrawResult drawOwn(Store store, const Workload& workload, const std::string& pat
     const Stopwatch watch;
     const std::unique_ptr<Viewer> viewer = openViewer(store, workload, path, signalCount);
     const long long latest = viewer->latestTime();
-    for (std::size_t signal = 0; signal < viewer->signalCount(); ++signal)
+    for (std::size_t signal = 0; signal < viewer->signalCount(); ++signal) {
         viewer->ask(signal, 0, latest, latest / pixels);
+    }
     result.firstPictureMs = watch.wall() / 1e6;
     result.firstPictureCpuMs = watch.process() / 1e6;
 

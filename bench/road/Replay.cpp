@@ -32,8 +32,9 @@ public:
 
     double changes() const
     {
-        if (!m_isInOrder)
+        if (!m_isInOrder) {
             throw std::runtime_error("the replay was out of order");
+        }
         return static_cast<double>(m_changes);
     }
 
@@ -68,8 +69,9 @@ ReplayResult replayAll(const Workload& workload, const std::string& path)
 
     Memory memory(workload.addressSize());
     const Stopwatch watch;
-    for (WdbMultiBtreeIterator it(*reader, ranges, 0, 0, reader->getLatestTime(), -1); it; ++it)
+    for (WdbMultiBtreeIterator it(*reader, ranges, 0, 0, reader->getLatestTime(), -1); it; ++it) {
         it.emitEvents(memory);
+    }
     result.wallMs = watch.wall() / 1e6;
     result.threadMs = watch.thread() / 1e6;
     result.byteChanges = memory.changes();

@@ -46,17 +46,20 @@ void askWarm(long long end, const std::vector<std::uint32_t>& signals, std::size
 {
     std::mt19937_64 random(7);
     std::vector<std::pair<std::uint32_t, long long>> asked;
-    for (std::size_t i = 0; i < questions; ++i)
+    for (std::size_t i = 0; i < questions; ++i) {
         asked.emplace_back(signals[random() % signals.size()],
                            timeOf(random() % questions, questions, end));
+    }
     const Stopwatch watch;
     std::uint32_t states = 0;
-    for (const auto& [signal, time] : asked)
+    for (const auto& [signal, time] : asked) {
         states += ask(signal, time);
+    }
     result.warmUs = watch.process() / 1e3 / static_cast<double>(questions);
     // So that no answer is left out.
-    if (states == 1)
+    if (states == 1) {
         result.check += 0.5;
+    }
 }
 
 } // namespace tracewell::bench

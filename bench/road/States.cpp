@@ -32,8 +32,9 @@ public:
         m_states.assign(static_cast<std::size_t>(workload.sizeOf(signal)), {});
         m_database->findStates(workload.addressOf(signal), time, m_states, m_cost);
         std::uint32_t value = 0;
-        for (std::size_t i = 0; i < m_states.size() && i < sizeof value; ++i)
+        for (std::size_t i = 0; i < m_states.size() && i < sizeof value; ++i) {
             value |= static_cast<std::uint32_t>(m_states[i].m_value) << 8 * i;
+        }
         return value;
     }
     const WdbEventBtree::SearchCost& cost() const { return m_cost; }
@@ -62,16 +63,19 @@ public:
         WdbAddressBTreeManager& manager = m_reader->getBTreeManager();
         manager.getOrCreateByteBTrees(workload.addressOf(signal), workload.sizeOf(signal), m_trees,
                                       m_toScan);
-        if (!m_toScan.empty())
+        if (!m_toScan.empty()) {
             manager.scanWdbDatabaseMultiThread(m_toScan, nullptr);
+        }
         m_answers.clear();
         m_reader->getValueEvents(time, time, 0, m_trees, m_answers);
-        if (m_answers.empty() || m_answers.front().getTime() > time)
+        if (m_answers.empty() || m_answers.front().getTime() > time) {
             return 0;
+        }
         std::uint32_t value = 0;
-        for (unsigned int i = 0; i < m_trees.size() && i < sizeof value; ++i)
+        for (unsigned int i = 0; i < m_trees.size() && i < sizeof value; ++i) {
             value |= static_cast<std::uint32_t>(m_answers.front().getValueAt(i).getValue())
                      << 8 * i;
+        }
         return value;
     }
 
@@ -110,8 +114,9 @@ StateResult askReader(const Workload& workload, long long end, const std::string
     });
     Trees trees(path);
     const std::vector<std::uint32_t> signals = workload.pick(20);
-    for (const std::uint32_t signal : signals)
+    for (const std::uint32_t signal : signals) {
         trees.ask(workload, signal, 0);
+    }
     askWarm(end, signals, 5000, result, [&](std::uint32_t signal, long long time) {
         return trees.ask(workload, signal, time);
     });

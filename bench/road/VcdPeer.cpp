@@ -22,8 +22,9 @@ public:
         : m_file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)),
           m_buffer(kSize)
     {
-        if (m_file < 0)
+        if (m_file < 0) {
             throw std::runtime_error("cannot create " + path);
+        }
     }
     TextFile(const TextFile&) = delete;
     TextFile& operator=(const TextFile&) = delete;
@@ -32,8 +33,9 @@ public:
     /// Room for `count` characters, at most 256; advance says how many were used.
     char* room(std::size_t count)
     {
-        if (m_used + count > kSize)
+        if (m_used + count > kSize) {
             flush();
+        }
         return m_buffer.data() + m_used;
     }
     void advance(const char* end) { m_used = static_cast<std::size_t>(end - m_buffer.data()); }
@@ -50,8 +52,9 @@ public:
         std::size_t done = 0;
         while (done < m_used) {
             const ssize_t count = ::write(m_file, m_buffer.data() + done, m_used - done);
-            if (count < 0)
+            if (count < 0) {
                 throw std::runtime_error("cannot write the VCD");
+            }
             done += static_cast<std::size_t>(count);
         }
         m_used = 0;
@@ -80,9 +83,11 @@ std::string codeOf(std::uint32_t signal)
 std::array<std::array<char, 8>, 256> makeByteTexts()
 {
     std::array<std::array<char, 8>, 256> texts{};
-    for (unsigned int byte = 0; byte < 256; ++byte)
-        for (unsigned int bit = 0; bit < 8; ++bit)
+    for (unsigned int byte = 0; byte < 256; ++byte) {
+        for (unsigned int bit = 0; bit < 8; ++bit) {
             texts[byte][7 - bit] = (byte >> bit & 1) != 0 ? '1' : '0';
+        }
+    }
     return texts;
 }
 

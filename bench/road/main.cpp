@@ -31,24 +31,33 @@ double peakMib()
 WriteResult runWriter(const std::string& writer, const Workload& workload, const std::string& path,
                       unsigned int division)
 {
-    if (writer == "own")
+    if (writer == "own") {
         return writeOwn(workload, path, division);
-    if (writer == "lists")
+    }
+    if (writer == "lists") {
         return writeLists(workload, path);
-    if (writer == "indexed")
+    }
+    if (writer == "indexed") {
         return writeIndexed(workload, path);
-    if (writer == "transitions")
+    }
+    if (writer == "transitions") {
         return writeTransitions(workload, path);
-    if (writer == "fst")
+    }
+    if (writer == "fst") {
         return writeFst(workload, path);
-    if (writer == "vcd")
+    }
+    if (writer == "vcd") {
         return writeVcd(workload, path);
-    if (writer == "append")
+    }
+    if (writer == "append") {
         return appendRecords(workload);
-    if (writer == "zlib-fresh")
+    }
+    if (writer == "zlib-fresh") {
         return compressFresh(workload);
-    if (writer == "zlib-reused")
+    }
+    if (writer == "zlib-reused") {
         return compressReused(workload);
+    }
     throw std::runtime_error("unknown writer " + writer);
 }
 
@@ -95,10 +104,11 @@ void measureDraw(char** arguments)
                 static_cast<std::uint32_t>(std::atoi(arguments[3])), std::atoll(arguments[4]));
     std::printf("first=%g\ncpu=%g\npeak=%g\n", result.firstPictureMs, result.firstPictureCpuMs,
                 peakMib());
-    for (const DrawResult::Zoom& zoom : result.zooms)
+    for (const DrawResult::Zoom& zoom : result.zooms) {
         std::printf("draw%lld=%g\npan%lld=%g\nslowestDraw%lld=%g\nslowestPan%lld=%g\n", zoom.factor,
                     zoom.drawUs, zoom.factor, zoom.panUs, zoom.factor, zoom.slowestDrawUs,
                     zoom.factor, zoom.slowestPanUs);
+    }
 }
 
 // state READER WORKLOAD CHANGES FILE
@@ -131,12 +141,15 @@ void runComparison(const char* self, bool ofIndex, int count, char** arguments)
     ComparisonOptions options;
     options.self = self;
     options.directory = arguments[0];
-    if (count > 1)
+    if (count > 1) {
         options.changes = std::strtoull(arguments[1], nullptr, 10);
-    if (count > 2)
+    }
+    if (count > 2) {
         options.runs = std::atoi(arguments[2]);
-    if (count > 3)
+    }
+    if (count > 3) {
         options.tracewell = arguments[3];
+    }
     ofIndex ? compareIndex(options) : compare(options);
 }
 
@@ -145,19 +158,19 @@ void runComparison(const char* self, bool ofIndex, int count, char** arguments)
 int main(int argc, char** argv)
 try {
     const std::string command = argc > 1 ? argv[1] : "";
-    if (command == "write" && argc >= 6)
+    if (command == "write" && argc >= 6) {
         measureWrite(argv + 2);
-    else if (command == "read" && argc >= 6)
+    } else if (command == "read" && argc >= 6) {
         measureRead(argv + 2);
-    else if (command == "draw" && argc >= 7)
+    } else if (command == "draw" && argc >= 7) {
         measureDraw(argv + 2);
-    else if (command == "state" && argc >= 6)
+    } else if (command == "state" && argc >= 6) {
         measureState(argv + 2);
-    else if (command == "replay" && argc >= 4)
+    } else if (command == "replay" && argc >= 4) {
         measureReplay(argv + 2);
-    else if ((command == "compare" || command == "index") && argc >= 3)
+    } else if ((command == "compare" || command == "index") && argc >= 3) {
         runComparison(argv[0], command == "index", argc - 2, argv + 2);
-    else {
+    } else {
         std::fprintf(stderr, "usage: road write WRITER WORKLOAD CHANGES FILE [DIVISION]\n"
                              "       road read own|transitions|fst WORKLOAD FILE SIGNALS\n"
                              "       road draw own|transitions WORKLOAD FILE SIGNALS PIXELS\n"

@@ -22,14 +22,18 @@ struct Shape
 
 Shape shapeOf(const std::string& name)
 {
-    if (name == "mixed")
+    if (name == "mixed") {
         return {2000, 1000, 150};
-    if (name == "scalars")
+    }
+    if (name == "scalars") {
         return {2000, 0, 150};
-    if (name == "clock")
+    }
+    if (name == "clock") {
         return {1, 0, 1};
-    if (name == "sparse")
+    }
+    if (name == "sparse") {
         return {100000, 0, 1};
+    }
     throw std::invalid_argument("unknown workload " + name);
 }
 

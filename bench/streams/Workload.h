@@ -57,8 +57,9 @@ public:
         while (i < m_changes.size()) {
             atTime(time);
             const std::size_t end = i + m_changesPerStep;
-            for (; i < end && i < m_changes.size(); ++i)
+            for (; i < end && i < m_changes.size(); ++i) {
                 atChange(m_changes[i].signal, m_changes[i].value);
+            }
             time += kStepTime;
         }
     }

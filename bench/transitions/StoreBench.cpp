@@ -30,8 +30,9 @@ class Scratch
 public:
     Scratch() : m_path((std::filesystem::temp_directory_path() / "transitions-XXXXXX").string())
     {
-        if (!::mkdtemp(m_path.data()))
+        if (!::mkdtemp(m_path.data())) {
             std::abort();
+        }
         ZSIM::OutputFileNames::setZSimDirLocation(m_path.c_str());
         const std::filesystem::path debugFile =
             ZSIM::OutputFileNames::getDbgPathName(ZSIM::OutputFileNames::getSnapshotName(kDesign));
@@ -89,8 +90,9 @@ std::vector<Change> makeChanges(unsigned int objects)
             changes.push_back({1, time, static_cast<std::uint32_t>(time / kStep & 1)});
             continue;
         }
-        for (unsigned int id = 1 + random() % 14; id <= objects; id += 1 + random() % 14)
+        for (unsigned int id = 1 + random() % 14; id <= objects; id += 1 + random() % 14) {
             changes.push_back({id, time, random()});
+        }
     }
     changes.resize(kTransitions);
     return changes;
@@ -105,10 +107,11 @@ void add(DataBase& dataBase, Kind kind, const std::vector<Change>& changes)
             continue;
         }
         Value value;
-        if (kind == Kind::Int64)
+        if (kind == Kind::Int64) {
             value.setInt64(change.value);
-        else
+        } else {
             value.setDouble(change.value);
+        }
         dataBase.addTransitionToDB(change.id, change.time, value);
     }
 }
@@ -162,16 +165,18 @@ protected:
 
 BENCHMARK_DEFINE_F(Reading, open)(benchmark::State& state)
 {
-    for (auto _ : state)
+    for (auto _ : state) {
         benchmark::DoNotOptimize(m_scratch->open(DataBaseMode::Viewer)->getLatestTime());
+    }
 }
 
 BENCHMARK_DEFINE_F(Reading, point)(benchmark::State& state)
 {
     Random random;
-    for (auto _ : state)
+    for (auto _ : state) {
         benchmark::DoNotOptimize(
             m_viewer->getCurrentTransition(1 + random() % kObjects, random() % m_end));
+    }
 }
 
 /// 1,000 pixels over the part of the run that the argument gives in thousandths.

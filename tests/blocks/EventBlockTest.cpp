@@ -59,8 +59,9 @@ TEST(EventBlock, readsAForeignStreamAndForgetsWhatItHeldBefore)
     const std::string stream = compressed(imageOfTwoEvents(), 9);
     const long long handle = store(container, stream);
     WdbEventBlock block(128, 0x1000);
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         add(block, {1, 0x1000, "before"});
+    }
     block.loadBlock(handle, static_cast<unsigned int>(stream.size()), container.blocks());
     EXPECT_EQ(eventsOf(block),
               (std::vector<TestEvent>{{5, 0x1002, "\xaa\xbb"}, {9, 0x1000, "\x01"}}));
@@ -81,8 +82,9 @@ TEST(EventBlock, keepsTheMarginOf20FreeAndTakesAnyNumberOfSmallEvents)
 
     WdbEventBlock large(200000, 0);
     unsigned int count = 0;
-    for (; large.canAdd(1); ++count)
+    for (; large.canAdd(1); ++count) {
         add(large, {count, count, "x"});
+    }
     EXPECT_GT(count, 11000u);
     EXPECT_EQ(eventsOf(large).size(), count);
 }
@@ -126,8 +128,9 @@ TEST(EventBlock, cutStreamIsReadAsFarAsItGoes)
 {
     std::mt19937 random(Tracewell::seeded(8));
     WdbEventBlock whole(kSize, 0);
-    for (int i = 0; whole.canAdd(8); ++i)
+    for (int i = 0; whole.canAdd(8); ++i) {
         add(whole, {i, i, randomBytes(random, 8)});
+    }
     whole.fillHeader();
     const std::vector<TestEvent> events = eventsOf(whole);
     const std::string stream = compressed(std::string(whole.getMemory(), kSize), 1);
@@ -140,8 +143,9 @@ TEST(EventBlock, cutStreamIsReadAsFarAsItGoes)
         const std::vector<TestEvent> read = eventsOf(block);
         ASSERT_GE(read.size(), countBefore) << "a longer piece gives no less";
         countBefore = read.size();
-        for (std::size_t i = 0; i + 1 < read.size(); ++i)
+        for (std::size_t i = 0; i + 1 < read.size(); ++i) {
             ASSERT_EQ(read[i], events[i]) << size;
+        }
         if (!read.empty()) {
             ASSERT_EQ(read.back().time, events[read.size() - 1].time) << "only its end may lack";
         }
@@ -168,8 +172,9 @@ std::vector<TestEvent> filtered(const std::vector<TestEvent>& events)
     }
     std::vector<TestEvent> kept;
     for (std::size_t i = 0; i < events.size(); ++i) {
-        if (last[{events[i].time, events[i].address, events[i].value.size()}] == i)
+        if (last[{events[i].time, events[i].address, events[i].value.size()}] == i) {
             kept.push_back(events[i]);
+        }
     }
     return kept;
 }
@@ -187,8 +192,9 @@ TEST(EventBlockFilter, keepsTheLastOfEachRepeatLikeAnOrderedMap)
         WdbEventBlock block(kSize, 0x100);
         long long time = 0;
         while (block.canAdd(8)) {
-            if (below(random, 20) == 0)
+            if (below(random, 20) == 0) {
                 time += ordered ? 1 : static_cast<long long>(below(random, 3)) - 1;
+            }
             add(block, {time, 0x100 + below(random, places) * stride,
                         randomBytes(random, 1 + below(random, lengths))});
         }
@@ -197,8 +203,9 @@ TEST(EventBlockFilter, keepsTheLastOfEachRepeatLikeAnOrderedMap)
         const std::vector<TestEvent> expected = filtered(events);
         ASSERT_EQ(eventsOf(block), expected);
         WdbEventBlock built(kSize, 0x100);
-        for (const TestEvent& event : expected)
+        for (const TestEvent& event : expected) {
             add(built, event);
+        }
         built.getIterator();
         ASSERT_EQ(std::string(block.getMemory(), kSize), std::string(built.getMemory(), kSize));
     }
@@ -208,8 +215,9 @@ TEST(EventBlockFilter, givesUpWhenTheFirstEventsHoldNoRepeat)
 {
     for (const unsigned int repeatAt : {100u, 101u, 102u, 149u}) {
         WdbEventBlock block(kSize, 0);
-        for (unsigned int i = 0; i < 150; ++i)
+        for (unsigned int i = 0; i < 150; ++i) {
             add(block, {1, i == repeatAt ? 1003 : 1000 + i, "x"});
+        }
         block.filterOutRepeatedValue();
         EXPECT_EQ(block.size(), repeatAt <= 101 ? 149u : 150u) << repeatAt;
     }
@@ -218,8 +226,9 @@ TEST(EventBlockFilter, givesUpWhenTheFirstEventsHoldNoRepeat)
 TEST(EventBlockKeys, largestDiffIsTheBlocksLengthWhileOneByteChangedOnce)
 {
     WdbEventBlock block(kSize, 4096);
-    for (const TestEvent& event : {TestEvent{10, 4096, "ab"}, {17, 4096, "ab"}, {40, 4097, "c"}})
+    for (const TestEvent& event : {TestEvent{10, 4096, "ab"}, {17, 4096, "ab"}, {40, 4097, "c"}}) {
         add(block, event);
+    }
     EXPECT_EQ(block.getLargestDiff(4096), 23);
     add(block, {45, 4096 + 2047, "d"});
     EXPECT_EQ(block.getLargestDiff(4096), 35);

@@ -69,8 +69,9 @@ template <class Manager> void expectBlocksAreKept(bool writesThrough)
         std::vector<std::pair<long long, std::size_t>> blocks;
         for (int step = 0; step < 3000; ++step) {
             std::string bytes(1 + random() % 40, '\0');
-            for (char& byte : bytes)
+            for (char& byte : bytes) {
                 byte = static_cast<char>(random());
+            }
             const auto action = blocks.size() < 6 ? 0 : random() % 4;
             if (action == 0) {
                 blocks.emplace_back(manager.addBlock(bytes.data(), bytes.size()), bytes.size());

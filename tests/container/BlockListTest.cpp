@@ -80,8 +80,9 @@ using Entries = std::vector<std::pair<long long, unsigned int>>;
 template <class Iterator> Entries entriesFrom(Iterator iterator)
 {
     Entries entries;
-    for (; iterator; ++iterator)
+    for (; iterator; ++iterator) {
         entries.emplace_back(iterator.getHandle(), iterator.getSize());
+    }
     EXPECT_FALSE(++iterator);
     EXPECT_EQ(iterator.getHandle(), 0);
     EXPECT_EQ(iterator.getSize(), 0u);
@@ -147,8 +148,9 @@ template <class L, unsigned int N> void compareWithModel(unsigned int seed)
             EXPECT_EQ(list.openItem().m_text, "") << "an item was not cleared";
             list.openItem().m_text = text;
             EXPECT_TRUE(list.isItemOpen());
-            if (!text.empty())
+            if (!text.empty()) {
                 model.emplace_back(file.m_bytes.size(), text.size());
+            }
         };
         for (int step = 0; step < 300; ++step) {
             switch (random() % 8) {
@@ -186,8 +188,9 @@ TEST(BlockList, anIteratorKeepsToTheNodeThatItRead)
     List<3> list(file, 0, 0, 0, kWriting);
     list.addEntry(1, 1);
     const auto before = list.begin();
-    for (int i = 2; i <= 5; ++i)
+    for (int i = 2; i <= 5; ++i) {
         list.addEntry(i, 1);
+    }
     list.flushNode();
     EXPECT_EQ(entriesFrom(before).size(), 1u);
     EXPECT_EQ(entriesFrom(list.begin()).size(), 5u);
@@ -219,9 +222,10 @@ TEST(DamagedBlockList, circlesOfAnyShapeEnd)
     for (int tail = 0; tail < 12; ++tail) {
         for (int circle = 1; circle < 12; ++circle) {
             StoredBytes file(littleEndian(8, 8));
-            for (int node = 1; node <= tail + circle; ++node)
+            for (int node = 1; node <= tail + circle; ++node) {
                 file.m_bytes +=
                     node10(8 + 136 * (node == tail + circle ? tail : node), {{node, 1}});
+            }
             const auto nodes = static_cast<std::size_t>(tail + circle);
             EXPECT_EQ(countEntries(file), nodes) << "no more nodes than the file holds";
             file.m_bytes += std::string(1000000, '\0');
@@ -231,8 +235,9 @@ TEST(DamagedBlockList, circlesOfAnyShapeEnd)
         }
     }
     StoredBytes overlapping{std::string()};
-    for (unsigned long long at = 0; at < 80000; at += 8)
+    for (unsigned long long at = 0; at < 80000; at += 8) {
         overlapping.m_bytes += littleEndian(at + 8, 8);
+    }
     EXPECT_LE(countEntries(overlapping), 10 * overlapping.m_bytes.size() / 136);
 }
 

@@ -69,8 +69,9 @@ TEST(BlockManagers, keepWhatWasStoredAndFilesOnlyGrow)
 TEST(BlockFreeList, givesTheOldestBlockOfExactlyTheSize)
 {
     WdbBlockFreeList list;
-    for (const auto& [handle, size] : {std::pair{1, 50u}, {2, 200u}, {3, 100u}, {4, 100u}})
+    for (const auto& [handle, size] : {std::pair{1, 50u}, {2, 200u}, {3, 100u}, {4, 100u}}) {
         list.putBlock(handle, size);
+    }
     long long handle = -7;
     EXPECT_FALSE(list.getBlock(99, handle));
     EXPECT_EQ(handle, -7);

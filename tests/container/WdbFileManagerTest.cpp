@@ -101,15 +101,17 @@ TEST_F(FileManagerTest, containerLiesInTheFileAsLaidOut)
 TEST_F(FileManagerTest, sectionsAreFoundByIdAndVersionTheOldestFirst)
 {
     m_manager.create(m_path);
-    for (int i = 0; i < 25; ++i)
+    for (int i = 0; i < 25; ++i) {
         embed(m_manager, "section " + std::to_string(i), 1, "data " + std::to_string(i));
+    }
     embed(m_manager, "section 3", 1, "younger");
     embed(m_manager, "section 3", 2, "other version");
     embed(m_manager, "exactly 24 bytes long id", 1, "long");
     for (int run = 0; run < 2; ++run) {
-        for (int i = 0; i < 25; ++i)
+        for (int i = 0; i < 25; ++i) {
             EXPECT_EQ(dataOf(m_manager, "section " + std::to_string(i)),
                       "data " + std::to_string(i));
+        }
         EXPECT_EQ(dataOf(m_manager, "section 3", 2u), "other version");
         EXPECT_EQ(dataOf(m_manager, "exactly 24 bytes long id, and more"), "long");
         EXPECT_EQ(dataOf(m_manager, "section"), "(none)");
@@ -131,24 +133,27 @@ TEST_F(FileManagerTest, dataComesInTheSizeAskedForAsFarAsTheFileExplainsIt)
     embed(m_manager, "a", 1, "abcdef");
     EXPECT_EQ(dataOf(m_manager, "a", 3LL), "abc");
     EXPECT_EQ(dataOf(m_manager, "a", 56LL), padded("abcdef" + item("a", 1, 200, 6), 56));
-    for (long long size : {0LL, -1LL, 1LL << 60})
+    for (long long size : {0LL, -1LL, 1LL << 60}) {
         EXPECT_EQ(dataOf(m_manager, "a", size), "(none)");
+    }
 
     m_manager.addNewSection("outside", 1, 5000, 1);
     m_manager.addNewSection("negative", 1, -8, 4);
     m_manager.addNewSection("less than nothing", 1, 200, -4);
     m_manager.addNewSection("nothing", 1, 200, 0);
     m_manager.addNewSection("too long", 1, 200, 1 << 20);
-    for (const char* id : {"outside", "negative", "less than nothing", "nothing", "missing"})
+    for (const char* id : {"outside", "negative", "less than nothing", "nothing", "missing"}) {
         EXPECT_EQ(dataOf(m_manager, id) + dataOf(m_manager, id, 2LL), "(none)(none)") << id;
+    }
     EXPECT_EQ(dataOf(m_manager, "too long"), "(none)");
 }
 
 TEST_F(FileManagerTest, filesAreEmbeddedWholeAndNothingIsNoSection)
 {
     std::string big(300000, '\0');
-    for (std::size_t i = 0; i < big.size(); ++i)
+    for (std::size_t i = 0; i < big.size(); ++i) {
         big[i] = static_cast<char>(i * i >> 3);
+    }
     const std::string source = m_directory.path("zsim.dbg");
     const std::string nothing = m_directory.path("empty");
     writeFile(source, big);
@@ -211,11 +216,12 @@ TEST_F(FileManagerTest, whatCannotBeOpenedOrCreatedIsRefusedAndTheManagerStaysUs
         expectRefusalOfBad(kIncompatible);
     }
     for (const std::string& path : {m_directory.path("no%%such/a.wdb"), m_directory.path(""),
-                                    std::string("/dev/full"), std::string("/dev/null")})
+                                    std::string("/dev/full"), std::string("/dev/null")}) {
         expectRefusal([&] { m_manager.create(path); },
                       "Cannot create simulation database file at: " + path +
                           " Please check that this filepath is writable or specify an alternative "
                           "location using --wdb");
+    }
     m_manager.create(bad);
     EXPECT_EQ(readFile(bad).substr(0, 24), good.substr(0, 24)) << "nothing of the bad file is kept";
 }
@@ -251,21 +257,24 @@ TEST_F(FileManagerTest, threadsMayEmbedAtOnce)
     const auto embedFrom = [&](int first) {
         for (--waiting; waiting > 0;) {
         }
-        for (int id = first; id < first + kEach; ++id)
+        for (int id = first; id < first + kEach; ++id) {
             embed(m_manager, std::to_string(id), 1, "data of " + std::to_string(id));
+        }
     };
     std::thread other(embedFrom, 0);
     embedFrom(kEach);
     other.join();
-    for (int id = 0; id < 2 * kEach; ++id)
+    for (int id = 0; id < 2 * kEach; ++id) {
         ASSERT_EQ(dataOf(m_manager, std::to_string(id)), "data of " + std::to_string(id));
+    }
 }
 
 TEST_F(FileManagerTest, noDamageHarmsAReader)
 {
     m_manager.create(m_path);
-    for (int i = 0; i < 25; ++i)
+    for (int i = 0; i < 25; ++i) {
         embed(m_manager, std::to_string(i), 1, std::string(5u * static_cast<unsigned>(i) + 1, 'x'));
+    }
     m_manager.close();
     const std::string good = content();
     for (unsigned int seed = 1; seed <= 1500; ++seed) {

@@ -19,9 +19,10 @@ protected:
     {
         std::mt19937 random(Tracewell::seeded(4));
         auto database = m_container.createDatabase(GetParam(), 5000);
-        for (int i = 0; i < 3000; ++i)
+        for (int i = 0; i < 3000; ++i) {
             add(*database,
                 {i, static_cast<long long>(below(random, 5000)), randomBytes(random, 4)});
+        }
         m_header =
             static_cast<std::size_t>(WdbIEventBlockDatabase::getEventSection(m_container.files()));
         database.reset();
@@ -45,8 +46,9 @@ protected:
         const std::size_t count = eventsOf(*database).size();
         if (auto* const indexed = dynamic_cast<WdbMultipleBucketBtreeDatabase*>(database.get())) {
             WdbEventBlock block(indexed->getEventDatabaseHeader().m_maxEventBlockSize, 0);
-            for (long long i = 0; i < 50; ++i)
+            for (long long i = 0; i < 50; ++i) {
                 indexed->findEventBlock(i * 100, i * 977 % 3000, block);
+            }
         }
         EXPECT_EQ(m_container.content(), content) << "reading has written";
         return count;
@@ -64,13 +66,15 @@ TEST_P(DamagedEventDatabase, aHeaderThatCannotBeTrueIsRefused)
     for (const std::string& content :
          {patched(12, 0x7fffffff, 4), patched(32, 1ull << 40, 8), patched(32, ~0ull, 8),
           patched(64, 0, 4), patched(64, 63, 4), patched(64, 0x0f000000, 4),
-          patched(64, 0xffffffff, 4), m_content.substr(0, m_header + 40)})
+          patched(64, 0xffffffff, 4), m_content.substr(0, m_header + 40)}) {
         EXPECT_THROW(countEvents(content), Qsim::OpenException);
+    }
     for (const unsigned long long division : {0ull, 1ull << 32}) {
-        if (GetParam() == 1000)
+        if (GetParam() == 1000) {
             EXPECT_GE(countEvents(patched(16, division, 8)), 3000u) << "not needed";
-        else
+        } else {
             EXPECT_THROW(countEvents(patched(16, division, 8)), Qsim::OpenException);
+        }
     }
     EXPECT_EQ(countEvents(patched(64, 64, 4)), 0u) << "blocks above the block size are empty";
     EXPECT_GT(countEvents(patched(64, 65536, 4)), 0u);
@@ -131,10 +135,11 @@ TEST_P(DamagedEventDatabase, whateverChangesTheEventsIsNoted)
     for (unsigned int i = 0; i < 300; ++i) {
         std::string content = m_content;
         const std::size_t at = start + random() % (content.size() - start);
-        if (i % 3 == 0)
+        if (i % 3 == 0) {
             content.replace(at, 50, std::min<std::size_t>(50, content.size() - at), '\0');
-        else
+        } else {
             content[at] = static_cast<char>(content[at] ^ 1 << random() % 8);
+        }
         try {
             const bool isChanged = read(content) != sound;
             changed += isChanged;

@@ -36,16 +36,18 @@ protected:
 
     static void appendBytes(const TestEvent& event, std::vector<ByteChange>& bytes)
     {
-        for (std::size_t i = 0; i < event.value.size(); ++i)
+        for (std::size_t i = 0; i < event.value.size(); ++i) {
             bytes.emplace_back(event.time, event.address + static_cast<long long>(i),
                                event.value[i]);
+        }
     }
 
     long long bucketOf(long long address) const
     {
         const auto& shape = GetParam();
-        if (shape.type == 1000)
+        if (shape.type == 1000) {
             return 0;
+        }
         const long long last =
             WdbIEventBlockDatabase::calculateNumberOfBucket(shape.addressSize, shape.division) - 1;
         return static_cast<unsigned long long>(address) > shape.addressSize
@@ -67,8 +69,9 @@ protected:
     {
         std::vector<ByteChange> bytes;
         appendBytes(event, bytes);
-        for (const ByteChange& byte : bytes)
+        for (const ByteChange& byte : bytes) {
             m_model[bucketOf(std::get<1>(byte))].push_back(byte);
+        }
         m_latestTime = std::max(m_latestTime, event.time);
     }
 
@@ -79,13 +82,15 @@ protected:
         m_time += below(random, 4) == 0 ? static_cast<long long>(below(random, 5)) - 1 : 0;
         const unsigned int kind = below(random, 200);
         long long address = static_cast<long long>(random() << 32 | random()) % (size + 1);
-        if (kind == 0)
+        if (kind == 0) {
             address = size + below(random, 100000);
-        else if (kind == 1)
+        } else if (kind == 1) {
             address = -1ll - below(random, 5000);
+        }
         unsigned int length = 1u << below(random, 5);
-        if (kind < 6)
+        if (kind < 6) {
             length = 1 + below(random, kind == 2 ? 30000 : 300);
+        }
         // Now and then noise, so that blocks come up which do not compress.
         return {m_time, address,
                 below(random, 8) == 0 ? randomBytes(random, length)
@@ -95,14 +100,17 @@ protected:
     /// Without what a type that always drops repeats may have dropped.
     static std::vector<ByteChange> counting(std::vector<ByteChange> bytes)
     {
-        if (GetParam().type != 1002)
+        if (GetParam().type != 1002) {
             return bytes;
+        }
         std::map<std::pair<long long, long long>, char> last;
-        for (const auto& [time, address, value] : bytes)
+        for (const auto& [time, address, value] : bytes) {
             last[{time, address}] = value;
+        }
         bytes.clear();
-        for (const auto& [place, value] : last)
+        for (const auto& [place, value] : last) {
             bytes.emplace_back(place.first, place.second, value);
+        }
         return bytes;
     }
 
@@ -114,8 +122,9 @@ protected:
         auto expected = m_model.begin();
         for (const auto& iterator : iterators) {
             std::vector<ByteChange> bytes;
-            for (const TestEvent& event : eventsOf({iterator}))
+            for (const TestEvent& event : eventsOf({iterator})) {
                 appendBytes(event, bytes);
+            }
             ASSERT_TRUE(counting(std::move(bytes)) == counting(expected->second))
                 << "bucket " << expected->first;
             ++expected;
@@ -134,9 +143,10 @@ TEST_P(EventDatabaseModel, givesBackEveryByteOfEveryBucketInOrder)
     std::mt19937 random(Tracewell::seeded(shape.seed));
     TestContainer container;
     auto database = container.createDatabase(shape.type, shape.addressSize, shape.division);
-    if (shape.withQueue)
+    if (shape.withQueue) {
         dynamic_cast<WdbMultipleBucketEventDatabase&>(*database).setStoreQueue(
             std::make_shared<BlockStoreQueue>(2, 100000));
+    }
     database->setFilterRepeatedValue(false);
     for (int i = 0; i < 40000; ++i) {
         const TestEvent event = randomEvent(random);
@@ -148,10 +158,12 @@ TEST_P(EventDatabaseModel, givesBackEveryByteOfEveryBucketInOrder)
         } else {
             add(*database, event);
         }
-        if (below(random, 5000) == 0)
+        if (below(random, 5000) == 0) {
             database->flush();
-        if (below(random, 10000) == 0)
+        }
+        if (below(random, 10000) == 0) {
             expectModel(*database);
+        }
     }
     expectModel(*database);
     database.reset();
@@ -179,13 +191,15 @@ TEST(EventDatabasePieces, bordersAndBlockSizesAreTheOnlyReasonsToSplit)
         add(*database, {2, 99990, value.substr(0, 15)});
         add(*database, {3, 1000000, value});
         std::vector<std::size_t> sizes;
-        for (const TestEvent& event : eventsOf(*database))
+        for (const TestEvent& event : eventsOf(*database)) {
             sizes.push_back(event.value.size());
+        }
         const std::size_t longest = 10240 - 20 - 20 - 1;
-        if (type == 1000)
+        if (type == 1000) {
             EXPECT_EQ(sizes, (std::vector<std::size_t>{15, 15, longest, longest, 32}));
-        else
+        } else {
             EXPECT_EQ(sizes, (std::vector<std::size_t>{10, 5, 10, 5, longest, longest, 32}));
+        }
     }
 }
 

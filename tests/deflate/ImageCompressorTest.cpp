@@ -19,20 +19,21 @@ std::string imageOf(std::mt19937& random, unsigned int kind, std::size_t size)
     const std::size_t used = below(random, 2) == 0 ? size : random() % size;
     const unsigned int alphabet = 1 + below(random, 256);
     const auto fill = [&](const auto& byteAt) {
-        for (std::size_t i = 0; i < used; ++i)
+        for (std::size_t i = 0; i < used; ++i) {
             image[i] = static_cast<char>(byteAt(i));
+        }
     };
-    if (kind == 0)
+    if (kind == 0) {
         fill([&](std::size_t) { return random() % alphabet; });
-    else if (kind == 1)
+    } else if (kind == 1) {
         fill([&](std::size_t i) { return i % 17 < 3 ? random() : i % 17 == 3 ? i / 256 : 0; });
-    else if (kind == 2)
+    } else if (kind == 2) {
         fill([&](std::size_t i) {
             return i < 300 ? random() : static_cast<unsigned char>(image[i - 1 - random() % 3]);
         });
-    else if (kind == 3)
+    } else if (kind == 3) {
         fill([&](std::size_t) { return random() % 3 << 5 | random() % 2; });
-    else {
+    } else {
         std::size_t end = 0;
         for (std::size_t last = 1, count = 1; end + count <= used;
              last = std::exchange(count, last + count)) {

@@ -53,8 +53,9 @@ std::vector<Transition> transitionsOf(unsigned int id)
                  : kind == ValueVlog     ? 62
                  : kind == ValueStdLogic ? 60
                                          : 0;
-        if (isClock)
+        if (isClock) {
             bits = static_cast<unsigned int>(i % 2 + (kind == ValueStdLogic ? 2 : 0));
+        }
         transition.time = i * 10LL + (isClock ? i % period : i > 4 && id > 7 ? 1LL << 33 : 0);
         transition.value.setBits(kind, bits);
     }
@@ -83,10 +84,11 @@ TEST_P(GoldenEvents, areReadByEveryVersion)
         const auto first = std::find_if(events.begin(), events.end(), [&](const TestEvent& other) {
             return other.time == event.time;
         });
-        if (first == events.end())
+        if (first == events.end()) {
             events.push_back(event);
-        else
+        } else {
             first->value += event.value;
+        }
     }
     std::sort(events.begin(), events.end(),
               [](const TestEvent& a, const TestEvent& b) { return a.time < b.time; });

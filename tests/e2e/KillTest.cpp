@@ -55,8 +55,9 @@ public:
         Step step;
         step.event = {m_time++, below(m_random, kAddressSize - 40), ""};
         step.event.value = randomBytes(m_random, 1 + below(m_random, 40));
-        if (below(m_random, 20) == 0)
+        if (below(m_random, 20) == 0) {
             step.text = std::string(1 + below(m_random, 200), 't') + std::to_string(m_time);
+        }
         step.flush = below(m_random, 3000) == 0 && m_withFlushes;
         return step;
     }
@@ -85,8 +86,9 @@ struct Progress
     const auto trace = writer.getTraceScVirtualObjectFunc();
     for (long long texts = 0;;) {
         RecordedRun::Step step = run.next();
-        if (!step.text.empty())
+        if (!step.text.empty()) {
             texts = writer.addString(step.text);
+        }
         trace(step.event.time, 0, reinterpret_cast<unsigned char*>(step.event.value.data()),
               static_cast<unsigned int>(step.event.address),
               static_cast<unsigned int>(step.event.value.size()));
@@ -156,8 +158,9 @@ TEST_P(KilledRecorder, leavesTheBeginningOfEachBucketAndAllThatWasFlushed)
         ASSERT_NE(shared, MAP_FAILED);
         Progress& progress = *new (shared) Progress{};
         ForkedProcess recorder([&]() -> bool { record(path, run, progress); });
-        while (progress.tracedEvents < eventsToLive)
+        while (progress.tracedEvents < eventsToLive) {
             ASSERT_TRUE(recorder.isRunning());
+        }
         recorder.kill();
 
         const long long saved = progress.savedEvents;
@@ -201,8 +204,9 @@ INSTANTIATE_TEST_SUITE_P(WithAndWithoutFlushes, KilledRecorder, ::testing::Bool(
 std::string stepOf(unsigned int number)
 {
     std::string bits;
-    for (int bit = 31; bit >= 0; --bit)
+    for (int bit = 31; bit >= 0; --bit) {
         bits += (number >> bit & 1) != 0 ? '1' : '0';
+    }
     return "#" + std::to_string(10 * number) + "\nb" + bits + bits + " v\nbu" + bits + " n\nst" +
            std::to_string(number) + " s\n";
 }
@@ -221,8 +225,9 @@ TEST_P(KilledImport, isReadUpToItsMarkAsTheRunWas)
     ::signal(SIGPIPE, SIG_IGN);
     std::string head = "$timescale 1 ns $end\n";
     // The vector crosses a border all the same.
-    for (int i = 0; isIndexed && i < 255; ++i)
+    for (int i = 0; isIndexed && i < 255; ++i) {
         head += "$var reg 32 f" + std::to_string(i) + " f" + std::to_string(i) + " $end\n";
+    }
     head += "$var reg 64 v v $end\n$var reg 33 n n $end\n$var string 1 s s $end\n"
             "$enddefinitions $end\n";
     for (int round = 0; round < 3; ++round) {
@@ -261,8 +266,9 @@ TEST_P(KilledImport, isReadUpToItsMarkAsTheRunWas)
         long long seen = -1;
         for (unsigned int number = 0; seen < timeToSee && !HasFatalFailure(); number += 100) {
             std::string steps;
-            for (unsigned int i = 0; i < 100; ++i)
+            for (unsigned int i = 0; i < 100; ++i) {
                 steps += stepOf(number + i);
+            }
             write(steps);
             seen = mark();
         }

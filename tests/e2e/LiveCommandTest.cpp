@@ -22,14 +22,18 @@ std::string changes(int first, int end)
     std::string text;
     for (int step = first; step < end; ++step) {
         text += "#" + std::to_string(5 * step) + "\n" + std::to_string(step % 2) + "!\n";
-        if (step % 3 == 0)
+        if (step % 3 == 0) {
             text += "b" + std::to_string(step / 3 % 2) + "01" + std::to_string(step % 2) + " \"\n";
-        if (step % 7 == 0)
+        }
+        if (step % 7 == 0) {
             text += "r" + std::to_string(step) + ".5 #\n";
-        if (step % 11 == 0)
+        }
+        if (step % 11 == 0) {
             text += "1&\n";
-        if (step == 0)
+        }
+        if (step == 0) {
             text += "b110 '\n";
+        }
     }
     return text;
 }
@@ -37,8 +41,9 @@ std::string changes(int first, int end)
 int countOf(const std::string& text, const std::string& part)
 {
     int count = 0;
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at)
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) {
         ++count;
+    }
     return count;
 }
 
@@ -62,9 +67,11 @@ protected:
         Arguments all = {E2E_TRACEWELL};
         all.insert(all.end(), arguments.begin(), arguments.end());
         all.insert(all.end(), more.begin(), more.end());
-        for (const char* const taker : {"import", "replay", "follow"})
-            if (arguments[0] == taker)
+        for (const char* const taker : {"import", "replay", "follow"}) {
+            if (arguments[0] == taker) {
                 all.insert(all.end(), {"--store", m_store});
+            }
+        }
         return all;
     }
 
@@ -142,13 +149,15 @@ TEST_P(LiveCommandsOfStore, replayBesideFollowGivesWhatImportGives)
     std::vector<std::unique_ptr<RunningProgram>> programs;
     for (std::size_t i = 0; i < pairs.size(); ++i) {
         const std::string output = std::to_string(i) + ".wdb";
-        for (const bool kernel : {pairs[i].kernelFirst, !pairs[i].kernelFirst})
+        for (const bool kernel : {pairs[i].kernelFirst, !pairs[i].kernelFirst}) {
             programs.push_back(
                 kernel ? start({"replay", pairs[i].design + ".vcd", "--live"}, pairs[i].channel)
                        : start({"follow", output, "*clk", "*ev"}, pairs[i].channel));
+        }
     }
-    for (const auto& program : programs)
+    for (const auto& program : programs) {
         expectEnd(*program, 0);
+    }
     for (std::size_t i = 0; i < pairs.size(); ++i) {
         const std::string output = std::to_string(i) + ".wdb";
         expectClosedAndSound(output);
@@ -274,10 +283,11 @@ TEST_P(KilledViewer, isNoticedAndTheReplayDoesAsItWasTold)
     first->wait();
     ASSERT_TRUE(replay->waitForError("the viewer has gone at 9.995 us"));
     // Readable up to the last block that reached it, or not there before it is finished.
-    if (m_store == "events")
+    if (m_store == "events") {
         EXPECT_NE(runWell({"verify", "a.wdb"}).find("sound"), std::string::npos);
-    else
+    } else {
         EXPECT_NE(run({"values", "a.wdb", "top.clk"}).err.find("no such file"), std::string::npos);
+    }
     if (policy == "drop") {
         replay->write(changes(kHalf, kHalf + 10));
     }

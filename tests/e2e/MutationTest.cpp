@@ -28,14 +28,18 @@ std::string makeVcd()
                       "$enddefinitions $end\n";
     for (int time = 0; time < 3000; ++time) {
         vcd += "#" + std::to_string(7 * time) + "\n" + (time % 2 != 0 ? "1" : "0") + "c\n";
-        if (time % 3 == 0)
+        if (time % 3 == 0) {
             vcd += std::string("b") + "01xz"[time / 3 % 4] + "10" + "xz01"[time % 4] + "1 a\n";
-        if (time % 10 == 0)
+        }
+        if (time % 10 == 0) {
             vcd += "b" + std::string(static_cast<std::size_t>(time / 10 % 70 + 1), '1') + " b\n";
-        if (time % 25 == 0)
+        }
+        if (time % 25 == 0) {
             vcd += "r" + std::to_string(time / 8.0) + " d\nb" + std::string("01u") + "1 g\n";
-        if (time % 50 == 0)
+        }
+        if (time % 50 == 0) {
             vcd += "sphase" + std::to_string(time) + " e\n1f\n";
+        }
     }
     return vcd;
 }
@@ -49,8 +53,9 @@ protected:
         const Outcome import = run({"import", "run.vcd", "imported.wdb"});
         ASSERT_EQ(import.exitCode(), 0) << import.describe();
         std::string vcd = makeVcd();
-        for (std::size_t at = 0; (at = vcd.find("sphase", at)) != std::string::npos;)
+        for (std::size_t at = 0; (at = vcd.find("sphase", at)) != std::string::npos;) {
             vcd.erase(at, vcd.find('\n', at) + 1 - at);
+        }
         writeFile(m_directory.path("plain.vcd"), vcd);
         const Outcome transitions =
             run({"import", "--store", "transitions", "plain.vcd", "transitions.wdb"});
@@ -99,8 +104,9 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
             EXPECT_GT(mutators[sound[0] == 'k'].countStreams(), 5u);
         }
         for (std::vector<std::string> command : commands) {
-            if (sound[0] == 't' && command[0] == "events")
+            if (sound[0] == 't' && command[0] == "events") {
                 continue;
+            }
             command[1] = sound;
             const Outcome outcome = run(command);
             ASSERT_EQ(outcome.exitCode(), 0) << outcome.describe();
@@ -147,8 +153,9 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
         const FileMutator mutator(content);
         writeFile(m_directory.path("bad.wdb"), content);
         std::vector<std::string> answers;
-        for (const auto& command : commands)
+        for (const auto& command : commands) {
             answers.push_back(run(command).out);
+        }
         unsigned int told = 0;
         for (unsigned int i = 0; i < mutations; ++i) {
             writeFile(m_directory.path("bad.wdb"), mutator.spoil(random));
@@ -156,8 +163,9 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
                 const Outcome outcome = run(commands[part]);
                 SCOPED_TRACE(std::string(sound) + ", mutation " + std::to_string(i) + ": " +
                              outcome.describe());
-                if (outcome.out == answers[part])
+                if (outcome.out == answers[part]) {
                     continue;
+                }
                 ++told;
                 EXPECT_EQ(outcome.exitCode(), commands[part][0] == "diff" ? 2 : 1);
                 EXPECT_EQ(outcome.err.rfind("tracewell: bad.wdb: ", 0), 0u);

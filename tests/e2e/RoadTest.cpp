@@ -15,8 +15,9 @@ std::vector<std::string> linesOf(const std::string& text)
 {
     std::vector<std::string> lines;
     std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
+    for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
+    }
     return lines;
 }
 
@@ -42,11 +43,13 @@ TEST(Road, whatTheToyKernelRecordsTheViewerAndTheCommandLineSee)
     EXPECT_EQ(seen[199], "995 00 63");
 
     const std::string info = run({E2E_TRACEWELL, "info", "run.wdb"});
-    for (const char* const part : {"Zelnix WAVE DATABASE 01", "toy kernel", "995"})
+    for (const char* const part : {"Zelnix WAVE DATABASE 01", "toy kernel", "995"}) {
         EXPECT_NE(info.find(part), std::string::npos) << part << "\n" << info;
+    }
     const std::string signals = run({E2E_TRACEWELL, "signals", "run.wdb"});
-    for (const char* const name : {"toy.count[31:0]", "toy.clk"})
+    for (const char* const name : {"toy.count[31:0]", "toy.clk"}) {
         EXPECT_NE(signals.find(name), std::string::npos) << name << "\n" << signals;
+    }
 }
 
 TEST(Road, theToyViewerFollowsTheToyKernelAndLeavesAClosedFile)

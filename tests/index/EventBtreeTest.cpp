@@ -31,8 +31,9 @@ public:
     /// One block with an event at each of the times.
     void addBlock(std::initializer_list<TestEvent> events)
     {
-        for (const TestEvent& event : events)
+        for (const TestEvent& event : events) {
             add(m_tree->getEventBlock(), event);
+        }
         m_tree->saveEventBlock();
     }
     std::string at(long long place, std::size_t size)
@@ -61,8 +62,9 @@ public:
     std::optional<long long> find(long long address, long long time)
     {
         WdbEventBlock block(10240, 0);
-        if (!m_tree->findEventBlock(address, time, block))
+        if (!m_tree->findEventBlock(address, time, block)) {
             return std::nullopt;
+        }
         return block.getStartTime();
     }
 
@@ -79,9 +81,10 @@ private:
 std::string key(std::initializer_list<int> offsets)
 {
     std::string bytes(256, '\0');
-    for (const int offset : offsets)
+    for (const int offset : offsets) {
         bytes[static_cast<std::size_t>(offset / 8)] =
             static_cast<char>(bytes[static_cast<std::size_t>(offset / 8)] | 1 << offset % 8);
+    }
     return bytes;
 }
 
@@ -117,8 +120,9 @@ TEST(EventBtree, bytesOfHeaderRecordAndNode)
 TEST(EventBtree, fullNodeGetsANeighbourAndARoot)
 {
     TreeFile file;
-    for (int i = 0; i < 101; ++i)
+    for (int i = 0; i < 101; ++i) {
         file.addBlock({{i * 10, 4096 + i, "v"}});
+    }
     const long long leaf = file.getNumber(file.getHeader());
     file.tree().flush();
     const long long root = file.getNumber(file.getHeader());
@@ -133,14 +137,16 @@ TEST(EventBtree, fullNodeGetsANeighbourAndARoot)
 template <class Damage> std::optional<long long> findIn(const Damage& damage)
 {
     TreeFile file;
-    for (int i = 0; i < 250; ++i)
+    for (int i = 0; i < 250; ++i) {
         file.addBlock({{i, 4096 + i % 9, "v"}});
+    }
     file.tree().flush();
     damage(file, file.getNumber(file.getHeader()));
     WdbEventBlock block(10240, 0);
     int steps = 0;
-    for (auto it = file.tree().getEventBlockIterator(-1); it; ++it, ++steps)
+    for (auto it = file.tree().getEventBlockIterator(-1); it; ++it, ++steps) {
         it.getEventBlock(block);
+    }
     EXPECT_LT(steps, 1000);
     return file.find(4096, 250);
 }
@@ -167,8 +173,9 @@ TEST(EventBtree, olderLeafHidesNothingButWhatItLacks)
 {
     for (const unsigned int left : {0u, 50u}) {
         TreeFile file;
-        for (int i = 0; i < 250; ++i)
+        for (int i = 0; i < 250; ++i) {
             file.addBlock({{i, 4096 + i % 9, "v"}});
+        }
         file.tree().flush();
         const long long leaf = file.getNumber(file.getNumber(file.getHeader()));
         file.set(leaf + 27208, left | 1LL << 32);
@@ -209,8 +216,9 @@ void expectSearchesAreThoseOfAList(int blocks)
         file.addBlock({{time, 4096 + std::get<1>(list.back()), "x"},
                        {time + 1, 4096 + std::get<2>(list.back()), "y"}});
         time += below(random, 5) == 0 ? 0 : below(random, 9);
-        if (below(random, 50) == 0)
+        if (below(random, 50) == 0) {
             file.tree().flush();
+        }
     }
     file.tree().flush();
     for (int query = 0; query < 400; ++query) {
@@ -220,8 +228,9 @@ void expectSearchesAreThoseOfAList(int blocks)
                                  : 50 + below(random, 5 * static_cast<unsigned int>(blocks));
         std::optional<long long> expected;
         for (const auto& [start, one, other] : list) {
-            if (start <= at && (one == address || other == address))
+            if (start <= at && (one == address || other == address)) {
                 expected = start;
+            }
         }
         ASSERT_EQ(file.find(4096 + address, at), expected) << address << " at " << at;
     }
@@ -245,8 +254,9 @@ void expectSearchesAreThoseOfAList(int blocks)
 
 TEST(EventBtree, searchesAreThoseOfAList)
 {
-    for (const int blocks : {1, 2, 100, 101, 350, 10001})
+    for (const int blocks : {1, 2, 100, 101, 350, 10001}) {
         expectSearchesAreThoseOfAList(blocks);
+    }
 }
 
 TEST(BtreeDatabase, whatNoSearchWouldFindIsNotStored)
@@ -261,8 +271,9 @@ TEST(BtreeDatabase, whatNoSearchWouldFindIsNotStored)
     database.initialize(
         WdbIEventBlockDatabase::createEventSection(1002, 4, 3000, 2048, container.files()), true);
     for (const TestEvent& outside :
-         {TestEvent{5, -1, "x"}, {5, 3001, "x"}, {5, 4090, "1234567"}, {5, 8191, "xy"}})
+         {TestEvent{5, -1, "x"}, {5, 3001, "x"}, {5, 4090, "1234567"}, {5, 8191, "xy"}}) {
         EXPECT_THROW(add(database, outside), std::out_of_range) << outside;
+    }
     EXPECT_TRUE(eventsOf(database).empty());
     WdbEventBlock block(10240, 0);
     for (const TestEvent& inside : {TestEvent{6, 2047, "AB"}, {7, 7000, "C"}}) {
@@ -305,8 +316,9 @@ TEST(BtreeDatabase, statesAreThoseOfTheLastChanges)
         for (const TestEvent& event : events) {
             for (std::size_t i = 0; i < event.value.size() && event.time <= time; ++i) {
                 const long long at = event.address + static_cast<long long>(i) - address;
-                if (at >= 0 && at < static_cast<long long>(expected.size()))
+                if (at >= 0 && at < static_cast<long long>(expected.size())) {
                     expected[static_cast<std::size_t>(at)] = {event.time, event.value[i]};
+                }
             }
         }
         std::vector<WdbEventBtree::ByteState> states(expected.size());
@@ -328,8 +340,9 @@ TEST(BtreeDatabase, syncedEventsSurvive)
 {
     TestContainer container;
     const auto database = container.createDatabase(1002, 2048);
-    for (int i = 0; i < 30000; ++i)
+    for (int i = 0; i < 30000; ++i) {
         add(*database, {i, i % 7, "v"});
+    }
     static_cast<WdbMultipleBucketBtreeDatabase&>(*database).sync();
     WdbFileManager files;
     files.open(container.path());

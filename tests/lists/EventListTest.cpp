@@ -94,8 +94,9 @@ TEST(EventDatabase, filterMakesRoomInAFullBlockAndOnlyThere)
         TestContainer container;
         auto database = container.createDatabase(1001, 2048);
         database->setFilterRepeatedValue(filter);
-        for (int i = 0; i < 5000; ++i)
+        for (int i = 0; i < 5000; ++i) {
             add(*database, {1, i % 2, littleEndian(static_cast<unsigned>(i), 4)});
+        }
         const std::vector<TestEvent> events = eventsOf(*database);
         EXPECT_EQ(events.back().value, littleEndian(4999, 4));
         EXPECT_TRUE(filter ? events.size() < 600 : events.size() == 5000) << events.size();
@@ -111,8 +112,9 @@ TEST(EventDatabase, latestTimeNeverFallsAndIsRecoveredWhenItNeverReachedTheFile)
         add(*database, {100, 3000, "x"});
         add(*database, {40, 10, "x"});
         EXPECT_EQ(database->getLatestTime(), 100);
-        for (const auto& iterator : database->getAllEventBlockDatabaseIterator())
+        for (const auto& iterator : database->getAllEventBlockDatabaseIterator()) {
             EXPECT_FALSE(iterator->isEof());
+        }
         // 1000 takes the time of its last event, 1001 the latest of its buckets.
         EXPECT_EQ(container.openDatabase()->getLatestTime(), type == 1000 ? 40 : 100);
         database->setLatestTime(500);

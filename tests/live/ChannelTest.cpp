@@ -64,8 +64,9 @@ TEST(SecondRing, recordsGoUpToTheDataSizeItselfAndThenBeginBehindTheFirstPlace)
         ring.advanceRead();
     }
     int held = 0;
-    for (; ring.getEmptyBlock(); ++held)
+    for (; ring.getEmptyBlock(); ++held) {
         ring.commitWrite();
+    }
     EXPECT_EQ(held, 9);
     ring.clearPointers();
     EXPECT_EQ(ring.getNextBlock(), nullptr);
@@ -81,8 +82,9 @@ TEST(SecondRing, recordsGoUpToTheDataSizeItselfAndThenBeginBehindTheFirstPlace)
 template <class Get> char* await(Get get)
 {
     char* record;
-    while (!(record = get()))
+    while (!(record = get())) {
         std::this_thread::yield();
+    }
     return record;
 }
 
@@ -96,8 +98,9 @@ TEST(SecondRing, everyRecordArrivesOnceAndInOrderInAnotherProcess)
         SharedMemory view = makeRing(SharedMemory::kOpen, directory, kDataSize);
         for (long long i = 0; i < kRecords; ++i) {
             const long long expected[3] = {i, 0, ~i};
-            if (std::memcmp(await([&] { return view.getNextBlock(); }), expected, 24) != 0)
+            if (std::memcmp(await([&] { return view.getNextBlock(); }), expected, 24) != 0) {
                 return false;
+            }
             view.advanceRead();
         }
         return view.getNextBlock() == nullptr;

@@ -55,20 +55,23 @@ struct Kernel
     }
     void sendAll(long long begin, long long end, unsigned char offset = 0)
     {
-        for (long long i = begin; i < end; ++i)
+        for (long long i = begin; i < end; ++i) {
             send(i, offset);
+        }
         writer.markCurrentTime(end - 1);
     }
     void awaitViewer(void (*wait)() = &pause)
     {
-        while (!writer.isViewerPresent())
+        while (!writer.isViewerPresent()) {
             wait();
+        }
     }
     bool stayWhileFollowed()
     {
         awaitViewer();
-        while (writer.isViewerPresent())
+        while (writer.isViewerPresent()) {
             pause();
+        }
         return true;
     }
 
@@ -80,8 +83,9 @@ History historyOf(long long place, long long begin, long long end, int offset = 
 {
     History history;
     long long i = begin + (place - begin % kPlaces + kPlaces) % kPlaces;
-    for (; i < end; i += kPlaces)
+    for (; i < end; i += kPlaces) {
         history.emplace_back(i, (i / kPlaces + offset) % 256);
+    }
     return history;
 }
 
@@ -92,12 +96,14 @@ std::map<long long, History> readHistories(const std::string& path,
     reader.createReader("", path, 0, "");
     Trees trees;
     Trees toScan;
-    for (const long long place : places)
+    for (const long long place : places) {
         reader.getBTreeManager().getOrCreateByteBTrees(place, 1, trees, toScan);
+    }
     reader.getBTreeManager().scanWdbDatabase(toScan, nullptr);
     std::map<long long, History> histories;
-    for (const WdbScalarBTree* const tree : trees)
+    for (const WdbScalarBTree* const tree : trees) {
         histories[tree->getAddress()] = getHistory(*tree);
+    }
     return histories;
 }
 
@@ -116,8 +122,9 @@ protected:
     std::unique_ptr<WdbLiveReader> follow(const std::string& snapshot, int channel = 0,
                                           const std::string& file = "run.wdb")
     {
-        while (!WdbLiveReader::isOffered(snapshot, channel))
+        while (!WdbLiveReader::isOffered(snapshot, channel)) {
             pause();
+        }
         auto reader = std::make_unique<WdbLiveReader>();
         reader->setMemFileSize(kMemory);
         reader->setSnapshot(snapshot);
@@ -127,8 +134,9 @@ protected:
     }
     static void awaitEnd(WdbLiveReader& reader)
     {
-        while (reader.isKernelPresent() || !reader.isDrained())
+        while (reader.isKernelPresent() || !reader.isDrained()) {
             pause();
+        }
     }
     static History liveHistory(WdbLiveReader& reader, const WdbScalarBTree& tree)
     {
@@ -154,8 +162,9 @@ TEST_F(LiveRoad, nothingIsLostOrDoubledWhileMarksComeFromAnotherThreadAndTreesAr
         std::atomic<long long> time{0};
         std::atomic<bool> done{false};
         std::thread marker([&] {
-            for (long long mark = 0; mark < kMarks; ++mark)
+            for (long long mark = 0; mark < kMarks; ++mark) {
                 kernel.writer.markCurrentTime(time);
+            }
             done = true;
         });
         // Marks may be slow to come on a busy machine, and each tree scans all that was sent.
@@ -179,8 +188,9 @@ TEST_F(LiveRoad, nothingIsLostOrDoubledWhileMarksComeFromAnotherThreadAndTreesAr
     while (trees.size() < 100) {
         reader->openByteTrees(static_cast<long long>(trees.size()), 1, trees);
         boost::unique_lock<boost::mutex> lock(reader->getTimeMarkMutex());
-        if (reader->isKernelPresent())
+        if (reader->isKernelPresent()) {
             reader->markTime(lock);
+        }
     }
     EXPECT_TRUE(reader->hasMoreData());
     awaitEnd(*reader);
@@ -189,13 +199,15 @@ TEST_F(LiveRoad, nothingIsLostOrDoubledWhileMarksComeFromAnotherThreadAndTreesAr
     ASSERT_EQ(::read(ends[0], &end, sizeof end), static_cast<ssize_t>(sizeof end));
     EXPECT_EQ(reader->getEventCount(), static_cast<unsigned long long>(end));
     EXPECT_EQ(reader->getLatestTime(), end - 1);
-    for (long long place = 0; place < 100; ++place)
+    for (long long place = 0; place < 100; ++place) {
         ASSERT_EQ(liveHistory(*reader, *trees[static_cast<std::size_t>(place)]),
                   historyOf(place, 0, end))
             << place;
+    }
     reader.reset();
-    for (const long long place : {0, 99, 499})
+    for (const long long place : {0, 99, 499}) {
         EXPECT_EQ(readHistory(filePath(), place), historyOf(place, 0, end)) << place;
+    }
     ::close(ends[0]);
     ::close(ends[1]);
 }
@@ -204,10 +216,12 @@ TEST_F(LiveRoad, nothingIsLostOrDoubledWhileMarksComeFromAnotherThreadAndTreesAr
 TEST_F(LiveRoad, valuesOfEverySizeComeThroughWholeHoweverSlowTheViewer)
 {
     std::vector<unsigned int> sizes{274, 275, 298, 299, 19070, 19071, 19072, 99999, 100000};
-    for (unsigned int size = 0; size < 1500; ++size)
+    for (unsigned int size = 0; size < 1500; ++size) {
         sizes.push_back(size);
-    for (int i = 0; i < 1500; ++i)
+    }
+    for (int i = 0; i < 1500; ++i) {
         sizes.push_back(static_cast<unsigned int>(pick(m_random, i % 2 ? 100001 : 600)));
+    }
     const auto byteOf = [](std::size_t change, std::size_t place) {
         return static_cast<unsigned char>(change * 7 + place + place / 256);
     };
@@ -218,16 +232,18 @@ TEST_F(LiveRoad, valuesOfEverySizeComeThroughWholeHoweverSlowTheViewer)
         Kernel kernel(m_snapshot);
         kernel.writer.close();
         kernel.writer.setWaitHook([&] {
-            if (!told)
+            if (!told) {
                 full.give();
+            }
             return told = true;
         });
         kernel.writer.open(IWdbWriter::kLiveMode, m_snapshot, "", 1);
         held.await();
         std::vector<unsigned char> value(kMemory);
         for (std::size_t i = 0; i < sizes.size(); ++i) {
-            for (std::size_t place = 0; place < sizes[i]; ++place)
+            for (std::size_t place = 0; place < sizes[i]; ++place) {
                 value[place] = byteOf(i, place);
+            }
             kernel.writer.getTraceScVirtualObjectFunc()(static_cast<long long>(i), 0, value.data(),
                                                         0, sizes[i]);
         }
@@ -243,15 +259,18 @@ TEST_F(LiveRoad, valuesOfEverySizeComeThroughWholeHoweverSlowTheViewer)
     EXPECT_TRUE(process.succeeds());
     reader.reset();
     std::set<long long> places{0, 99999};
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         places.insert(pick(m_random, i % 2 ? kMemory : 1500));
+    }
     for (const auto& [place, history] : readHistories(filePath(), places)) {
         const auto byte = static_cast<std::size_t>(place);
         History expected;
-        for (std::size_t change = 0; change < sizes.size(); ++change)
+        for (std::size_t change = 0; change < sizes.size(); ++change) {
             if (sizes[change] > byte &&
-                (expected.empty() || expected.back().second != byteOf(change, byte)))
+                (expected.empty() || expected.back().second != byteOf(change, byte))) {
                 expected.emplace_back(change, byteOf(change, byte));
+            }
+        }
         EXPECT_EQ(history, expected) << place;
     }
 }
@@ -279,8 +298,9 @@ TEST_F(LiveRoad, aKilledViewerLeavesAReadableFileAndTheKernelNoticesAndGoesOn)
         // Whoever comes next gets what is still there and what follows.
         const auto next = follow(m_snapshot, 0, "next.wdb");
         kernel.sendAll(end, end + 1000);
-        while (next->getLatestTime() != end + 999)
+        while (next->getLatestTime() != end + 999) {
             pause();
+        }
         EXPECT_GE(next->getEventCount(), 1000u);
     }
 }
@@ -293,8 +313,9 @@ TEST_F(LiveRoad, aKilledKernelLeavesTheViewerAbleToRelaunchWithTheNextOneAndToCl
         Kernel kernel(m_snapshot);
         kernel.sendAll(0, 30000);
         sent.give();
-        for (long long i = 30000;; ++i)
+        for (long long i = 30000;; ++i) {
             kernel.send(i);
+        }
         return true;
     });
     ForkedProcess second([&] {
@@ -319,13 +340,15 @@ TEST_F(LiveRoad, aKilledKernelLeavesTheViewerAbleToRelaunchWithTheNextOneAndToCl
               historyOf(3, 0, static_cast<long long>(reader->getEventCount())));
 
     goOn.give();
-    while (!WdbLiveReader::isOffered(m_snapshot, 0))
+    while (!WdbLiveReader::isOffered(m_snapshot, 0)) {
         pause();
+    }
     reader->restart();
     reader->relaunchAfterRestart();
     EXPECT_TRUE(reader->isKernelPresent());
-    while (reader->getLatestTime() != 89999)
+    while (reader->getLatestTime() != 89999) {
         pause();
+    }
     EXPECT_EQ(liveHistory(*reader, *trees[0]), historyOf(3, 7000, 90000, 1));
     reader.reset();
     EXPECT_TRUE(second.succeeds());
@@ -347,8 +370,9 @@ TEST_F(LiveRoad, restartAndRelaunchUnderLoadLoseNothingOfWhatComesBehind)
 {
     ForkedProcess process([&] {
         Kernel kernel(m_snapshot);
-        for (long long i = 0;; ++i)
+        for (long long i = 0;; ++i) {
             kernel.send(i);
+        }
         return true;
     });
     auto reader = follow(m_snapshot);
@@ -358,8 +382,9 @@ TEST_F(LiveRoad, restartAndRelaunchUnderLoadLoseNothingOfWhatComesBehind)
     for (int round = 0; round < 20; ++round) {
         reader->restart();
         reader->relaunchAfterRestart();
-        while (reader->getEventCount() < 3 * kPlaces)
+        while (reader->getEventCount() < 3 * kPlaces) {
             std::this_thread::yield();
+        }
         const History history = liveHistory(*reader, *trees[0]);
         ASSERT_FALSE(history.empty());
         EXPECT_EQ(history, historyOf(0, history.front().first, history.back().first + 1));
@@ -390,18 +415,21 @@ TEST_F(LiveRoad, aRunBehindARestartOfBothSidesIsWholeAndAlone)
         long long time = 0;
         for (int round = 1; round <= kRounds; ++round) {
             kernel->writer.setWaitHook([&] { return shared.asked < round; });
-            while (shared.asked < round)
+            while (shared.asked < round) {
                 kernel->send(time++);
+            }
             kernel->writer.setWaitHook({});
-            if (round % 3 == 0)
+            if (round % 3 == 0) {
                 kernel.emplace(m_snapshot);
-            else
+            } else {
                 kernel->writer.restart();
+            }
             shared.begun = round;
             time = changesIn(round);
             kernel->sendAll(0, time, static_cast<unsigned char>(round));
-            while (shared.seen < round)
+            while (shared.seen < round) {
                 std::this_thread::yield();
+            }
         }
         return true;
     });
@@ -412,14 +440,16 @@ TEST_F(LiveRoad, aRunBehindARestartOfBothSidesIsWholeAndAlone)
         std::this_thread::sleep_for(std::chrono::microseconds(m_random() % 4000));
         reader->restart();
         shared.asked = round;
-        while (shared.begun < round)
+        while (shared.begun < round) {
             std::this_thread::yield();
+        }
         std::this_thread::sleep_for(std::chrono::microseconds(m_random() % 4000));
         reader->relaunchAfterRestart();
         const int changes = changesIn(round);
         while (reader->getLatestTime() < changes - 1 ||
-               reader->getEventCount() < static_cast<unsigned long long>(changes))
+               reader->getEventCount() < static_cast<unsigned long long>(changes)) {
             std::this_thread::yield();
+        }
         ASSERT_EQ(reader->getEventCount(), changes) << "round " << round;
         ASSERT_EQ(liveHistory(*reader, *trees[0]), historyOf(0, 0, changes, round)) << round;
         shared.seen = round;
@@ -438,8 +468,9 @@ TEST_F(LiveRoad, aViewerHasTheWholeOfEachRunHoweverQuicklyTheNextOneBegins)
         for (int run = 0; run < kRuns; ++run) {
             kernel.emplace(m_snapshot);
             kernel->awaitViewer(std::this_thread::yield);
-            for (int i = 0; i < changesOf(run); ++i)
+            for (int i = 0; i < changesOf(run); ++i) {
                 kernel->send(run);
+            }
         }
         return true;
     });
@@ -450,11 +481,13 @@ TEST_F(LiveRoad, aViewerHasTheWholeOfEachRunHoweverQuicklyTheNextOneBegins)
             awaitEnd(*reader);
             ASSERT_EQ(reader->getEventCount(), changesOf(run)) << "run " << run;
             ++run;
-            if (isLast || run == kRuns)
+            if (isLast || run == kRuns) {
                 break;
+            }
             isLast = true;
-            while (!WdbLiveReader::isOffered(m_snapshot, 0))
+            while (!WdbLiveReader::isOffered(m_snapshot, 0)) {
                 std::this_thread::yield();
+            }
             reader->relaunchAfterRestart();
         }
     }
@@ -471,8 +504,9 @@ TEST_F(LiveRoad, changesThatTheFileHasNoPlaceForAreCountedAcrossRunsAndTheOthers
         kernel->writer.getTraceScVirtualObjectFunc()(1, 1ull << 40, &value, 0, 1);
         kernel->send(2);
         kernel->writer.markCurrentTime(2);
-        while (reader->getLatestTime() != 2)
+        while (reader->getLatestTime() != 2) {
             pause();
+        }
         EXPECT_EQ(reader->getRefusedCount(), run);
         reader->restart();
         kernel->writer.restart();
@@ -502,17 +536,21 @@ TEST_F(LiveRoad, channelsAndSnapshotsStayApartAndADirectoryNamesItsSnapshot)
                                ForkedProcess(run(other, 0, 30))};
     auto first = follow(m_snapshot, 0, "0.wdb");
     auto second = follow(m_snapshot, 1, "1.wdb");
-    while (!WdbLiveReader::isOffered(other, 0))
+    while (!WdbLiveReader::isOffered(other, 0)) {
         pause();
+    }
     std::unique_ptr<WdbIEventReader> third(
         WdbEventReaderFactory::getInstance().create(WdbEventReaderFactory::LiveReader));
     third->setMemFileSize(4097);
     third->createReader(m_directory.path(other + "/2.wdb"), "run", 0, "");
-    for (WdbIEventReader* const reader : {static_cast<WdbIEventReader*>(first.get()),
-                                          static_cast<WdbIEventReader*>(second.get()), third.get()})
+    for (WdbIEventReader* const reader :
+         {static_cast<WdbIEventReader*>(first.get()), static_cast<WdbIEventReader*>(second.get()),
+          third.get()}) {
         awaitEnd(static_cast<WdbLiveReader&>(*reader));
-    for (ForkedProcess& kernel : kernels)
+    }
+    for (ForkedProcess& kernel : kernels) {
         EXPECT_TRUE(kernel.succeeds());
+    }
     first.reset();
     second.reset();
     third.reset();

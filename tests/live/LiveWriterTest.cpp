@@ -40,18 +40,21 @@ protected:
         std::vector<std::string> packets;
         std::vector<char> buffer(WdbSharedMemMgr::kRingSize);
         unsigned int count = 0;
-        if (m_ring->isDrained() || !m_ring->getPackets(buffer.data(), count))
+        if (m_ring->isDrained() || !m_ring->getPackets(buffer.data(), count)) {
             return packets;
+        }
         m_ring->stopReading();
         m_ring->getPackets(buffer.data() + count, m_ignored);
         m_ring->prepareForStart();
         PacketWalk walk(buffer.data(), count, 1000);
         for (PacketWalk::Kind kind; (kind = walk.next()) != PacketWalk::Kind::End;) {
             EXPECT_NE(kind, PacketWalk::Kind::Damaged);
-            if (kind == PacketWalk::Kind::TimeMark)
+            if (kind == PacketWalk::Kind::TimeMark) {
                 packets.push_back("mark " + std::to_string(walk.getTimeMark()));
-            if (kind == PacketWalk::Kind::Event)
+            }
+            if (kind == PacketWalk::Kind::Event) {
                 packets.push_back(describe(walk.getEvent()));
+            }
         }
         return packets;
     }
@@ -59,10 +62,12 @@ protected:
     {
         std::string text =
             std::to_string(event.getTime()) + " @" + std::to_string(event.getStartAddress()) + ":";
-        if (event.getValuelength() > 24)
+        if (event.getValuelength() > 24) {
             return text + " " + std::to_string(event.getValuelength());
-        for (unsigned int i = 0; i < event.getValuelength(); ++i)
+        }
+        for (unsigned int i = 0; i < event.getValuelength(); ++i) {
             text += " " + std::to_string(event.getValue()[i]);
+        }
         return text;
     }
 
@@ -145,8 +150,9 @@ TEST_F(LiveWriter, theWaitHookDecidesWhatAFullRingDoes)
     m_writer.setWaitHook([&] { return ++asked % 3 != 0; });
     m_writer.open(IWdbWriter::kLiveMode, m_snapshot, "", 3);
     long long sent = 0;
-    while (asked == 0)
+    while (asked == 0) {
         m_writer.getTraceVhdlFunc()(sent++, 0, 200, m_memory, m_value.data());
+    }
     EXPECT_EQ(asked, 3);
     m_writer.markCurrentTime(1);
     EXPECT_EQ(asked, 3) << "a mark still fits";
@@ -159,11 +165,13 @@ TEST_F(LiveWriter, theWaitHookDecidesWhatAFullRingDoes)
     std::atomic<bool> isWaiting{false};
     m_writer.setWaitHook([&] { return isWaiting = true; });
     std::thread simulation([&] {
-        while (!isWaiting)
+        while (!isWaiting) {
             m_writer.getTraceVhdlFunc()(3, 0, 200, m_memory, m_value.data());
+        }
     });
-    while (!isWaiting)
+    while (!isWaiting) {
         std::this_thread::yield();
+    }
     m_writer.restart();
     simulation.join();
     m_writer.markCurrentTime(4);

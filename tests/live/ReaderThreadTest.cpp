@@ -84,8 +84,9 @@ protected:
         ASSERT_TRUE(sendEvent(kernel, time));
         ASSERT_TRUE(kernel.putPacketMarkTime(time));
         boost::unique_lock<boost::mutex> lock(channel.getTimeMarkMutex());
-        while (latestTime(database) != time)
+        while (latestTime(database) != time) {
             channel.waitForTimeMark(lock);
+        }
     }
     long long latestTime(const RecordingDatabase& database)
     {
@@ -107,10 +108,12 @@ TEST_F(ReaderThread, everyMarkComesBehindTheEventsBeforeItAndBothSidesHaveTheSam
     ForkedProcess kernel([&] {
         WdbSharedMemMgr channel(true, path(), 1);
         created.give();
-        for (long long time = 1; time <= kMarks * kEventsAMark; ++time)
+        for (long long time = 1; time <= kMarks * kEventsAMark; ++time) {
             if (!sendEvent(channel, time) ||
-                (time % kEventsAMark == 0 && !channel.putPacketMarkTime(time)))
+                (time % kEventsAMark == 0 && !channel.putPacketMarkTime(time))) {
                 return false;
+            }
+        }
         return created.giveAndStay();
     });
     created.await();
@@ -119,8 +122,9 @@ TEST_F(ReaderThread, everyMarkComesBehindTheEventsBeforeItAndBothSidesHaveTheSam
     for (long long latest = 0; latest < kMarks * kEventsAMark;) {
         {
             boost::unique_lock<boost::mutex> lock(channel->getTimeMarkMutex());
-            if (latestTime(m_database) == latest)
+            if (latestTime(m_database) == latest) {
                 channel->waitForTimeMark(lock);
+            }
         }
         const std::lock_guard<std::recursive_mutex> lock(m_reader.getReadWriteMutex());
         latest = m_database.getLatestTime();
@@ -148,8 +152,9 @@ TEST_F(ReaderThread, rubbishEndsABatchWithALineAndTheNextBatchIsReadAgain)
     ASSERT_TRUE(kernel.putPacket("abcd", 4));
     sendEvent(kernel, 2);
     channel->start(&m_database);
-    while (!channel->hasNewEvents())
+    while (!channel->hasNewEvents()) {
         std::this_thread::yield();
+    }
     sendAndAwait(kernel, *channel, m_database, 3);
     channel->stop();
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
@@ -207,8 +212,9 @@ TEST_F(ReaderThread, withoutMarksTheBufferIsFlushedAtABoundAndWaitingEnds)
     WdbSharedMemMgr kernel(true, path(), 1);
     const auto channel = open();
     channel->start(&m_database);
-    for (std::size_t i = 0; i < kEvents; ++i)
+    for (std::size_t i = 0; i < kEvents; ++i) {
         sendEvent(kernel, 1);
+    }
     for (std::size_t stored = 0; stored < kEvents;) {
         const std::lock_guard<std::recursive_mutex> lock(m_reader.getReadWriteMutex());
         stored = m_database.m_times.size();

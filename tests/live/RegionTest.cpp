@@ -70,15 +70,18 @@ TEST_F(SharedRegionTest, oneOfManyCreatorsTakesOverAStaleRegion)
         Signal tried;
         const std::string directory = m_directory.path(std::to_string(round));
         std::filesystem::create_directory(directory);
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 4; ++i) {
             creators.push_back(std::make_unique<ForkedProcess>([&] {
                 SharedRegion region;
-                if (region.create(m_name, kSize) == Outcome::Done)
+                if (region.create(m_name, kSize) == Outcome::Done) {
                     writeFile(directory + "/" + std::to_string(i), "");
+                }
                 return tried.giveAndStay();
             }));
-        for (int i = 0; i < 4; ++i)
+        }
+        for (int i = 0; i < 4; ++i) {
             tried.await();
+        }
         SharedRegion opener;
         EXPECT_EQ(opener.open(m_name, kSize), Outcome::Done);
         using Entries = std::filesystem::directory_iterator;
@@ -107,10 +110,11 @@ TEST_F(SharedRegionTest, whatIsNoSharedMemoryIsNamedAndLeftAlone)
 {
     const std::filesystem::path place = "/dev/shm" + m_name;
     for (const bool isLink : {true, false}) {
-        if (isLink)
+        if (isLink) {
             std::filesystem::create_symlink(m_directory.path("elsewhere"), place);
-        else
+        } else {
             std::filesystem::create_directory(place);
+        }
         EXPECT_EQ(SharedRegion().create(m_name, kSize), Outcome::OtherKind);
         EXPECT_EQ(SharedRegion().open(m_name, kSize), Outcome::OtherKind);
         EXPECT_TRUE(std::filesystem::remove(place));
@@ -127,8 +131,9 @@ TEST(RegionName, keepsApartWhateverDiffersAndStaysWithinTheSystemsLimit)
         makeRegionName("X", "1", longPath, "7"),  makeRegionName("X", "1", longPath + "p", "7"),
     };
     EXPECT_EQ(names.size(), 8u);
-    for (const std::string& name : names)
+    for (const std::string& name : names) {
         EXPECT_LE(name.size(), 250u);
+    }
     EXPECT_THAT(makeRegionName("Local\\X", "1", "/A/b_c", "7"),
                 MatchesRegex("/Local_X1_a_b_c7_[0-9a-f]{16}"));
 }

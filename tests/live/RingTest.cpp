@@ -139,10 +139,11 @@ TEST(Ring, randomTrafficThroughASmallRingComesOutByteForByte)
                 }
                 continue;
             }
-            if (action < 99)
+            if (action < 99) {
                 ASSERT_EQ(take(consumer), expected);
-            else
+            } else {
                 consumer.clear();
+            }
             expected.clear();
         }
         ASSERT_TRUE(memory.isTailUntouched());

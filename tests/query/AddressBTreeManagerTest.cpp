@@ -59,8 +59,9 @@ TEST_F(AddressBTreeManager, drawingFileIsItsOwnersAndNeverTakesANameInUse)
     const std::string link = m_directory.path("link");
     writeFile(foreign, "precious");
     std::filesystem::create_symlink(m_directory.path("target"), link);
-    for (const std::string& name : {link, foreign, foreign})
+    for (const std::string& name : {link, foreign, foreign}) {
         expectRefusal(name, "");
+    }
     expectRefusal(m_directory.path(std::string(260, 'n')),
                   "\nOne possible cause of file IO error is too long path. Please "
                   "try shortening directory structure and/or top design unit name.");
@@ -156,8 +157,9 @@ TEST_F(AddressBTreeManager, resetForgetsTheHistoryAndEmptiesTheFile)
     m_manager->getOrCreateByteBTrees(0, 1, m_trees, m_toScan);
     for (int round = 0; round < 2; ++round) {
         // More than a record, so that the file is used.
-        for (int time = 0; time < 5000; ++time)
+        for (int time = 0; time < 5000; ++time) {
             sendDirect(time, 0, time % 2 == 0 ? "A" : "B");
+        }
         EXPECT_EQ(getHistory(*m_trees[0]).size(), 5000u);
         EXPECT_GT(std::filesystem::file_size(m_fileName), 0u);
         send(&WdbAddressBTreeManager::addEventBuffered, 6000, 0, "C");

@@ -16,8 +16,9 @@ constexpr long long kHighest = std::numeric_limits<long long>::max();
 unsigned int countRuns(const std::set<long long>& set)
 {
     unsigned int runs = 0;
-    for (const long long address : set)
+    for (const long long address : set) {
         runs += set.count(address - 1) == 0 ? 1 : 0;
+    }
     return runs;
 }
 
@@ -32,15 +33,17 @@ TEST(WdbAddressMap, holdsTheSetThatWasInserted)
             const long long start = pick(random, 120) - 60;
             const long long end = pick(random, 2) == 0 ? start : start + pick(random, 12) - 2;
             const std::size_t before = model.size();
-            for (long long address = start; address <= end; ++address)
+            for (long long address = start; address <= end; ++address) {
                 model.insert(address);
+            }
             map.resetDirtyFlag();
             start == end ? map.insert(start) : map.insert(start, end);
             ASSERT_EQ(map.isDirty(), model.size() != before);
             ASSERT_EQ(map.size(), countRuns(model));
         }
-        for (long long address = -80; address < 80; ++address)
+        for (long long address = -80; address < 80; ++address) {
             ASSERT_EQ(map.find(address), model.count(address) != 0) << address;
+        }
     }
 }
 
@@ -79,8 +82,9 @@ TEST(WdbAddressMap, isStoredRangeByRangeAndTakesSoundOnesBack)
     EXPECT_EQ(map.size(), 1u);
 
     map.clear();
-    for (const long long count : {-1LL, 0LL, 8LL, kHighest / 16, kHighest})
+    for (const long long count : {-1LL, 0LL, 8LL, kHighest / 16, kHighest}) {
         map.loadBlock(handle, count, manager);
+    }
     map.loadBlock(kHighest - 1, 1, manager);
     EXPECT_EQ(map.size(), 0u);
 }

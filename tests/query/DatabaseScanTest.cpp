@@ -25,15 +25,17 @@ History getExpectedHistory(const std::vector<TestEvent>& events, const WdbScalar
     std::map<long long, int> lastAtTime;
     for (const TestEvent& event : events) {
         const long long place = tree.getAddress() - event.address;
-        if (place < 0 || place >= static_cast<long long>(event.value.size()))
+        if (place < 0 || place >= static_cast<long long>(event.value.size())) {
             continue;
+        }
         const int byte = static_cast<unsigned char>(event.value[static_cast<std::size_t>(place)]);
         lastAtTime[event.time] = tree.isBitBTree() ? (byte & tree.getBitMask()) != 0 : byte;
     }
     History history;
     for (const auto& entry : lastAtTime) {
-        if (history.empty() || history.back().second != entry.second)
+        if (history.empty() || history.back().second != entry.second) {
             history.emplace_back(entry);
+        }
     }
     return history;
 }
@@ -67,8 +69,9 @@ protected:
             m_events.push_back({time, pickAddress(), {}});
             std::string& value = m_events.back().value;
             for (int left = pick(m_random, 50) == 0 ? 200 : 1 + pick(m_random, 12); left > 0;
-                 --left)
+                 --left) {
                 value += static_cast<char>(pick(m_random, 4));
+            }
             add(database, m_events.back());
         }
     }
@@ -103,13 +106,15 @@ TEST_P(ScanOfRandomEvents, bothScansGiveEachTreeItsEvents)
             WdbAddressBTreeManager manager(database.get());
             manager.createDrawingBTreeFile(directory.path("trees"));
             const Trees trees = makeTrees(manager);
-            if (onPool)
+            if (onPool) {
                 manager.scanWdbDatabaseMultiThread(trees, nullptr);
-            else
+            } else {
                 manager.scanWdbDatabase(trees, nullptr);
-            for (const WdbScalarBTree* const tree : trees)
+            }
+            for (const WdbScalarBTree* const tree : trees) {
                 ASSERT_EQ(getHistory(*tree), getExpectedHistory(m_events, *tree))
                     << onPool << ' ' << tree->getAddress() << ' ' << tree->getBitPosition();
+            }
         }
     }
 }
@@ -272,8 +277,9 @@ TEST(ThreadPool, runsEverythingBeforeItStopsAlsoBehindAnException)
     std::atomic<int> done{0};
     ThreadPool pool(0);
     std::future<void> broken = pool.submit([] { throw std::logic_error("broken"); });
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         pool.submit([&done] { ++done; });
+    }
     EXPECT_THROW(broken.get(), std::logic_error);
     pool.stop();
     EXPECT_EQ(done, 100);

@@ -27,8 +27,9 @@ public:
                       unsigned char value, unsigned char mask) override
     {
         m_changes.emplace_back(time, address, mask, value);
-        if (m_action)
+        if (m_action) {
             m_action();
+        }
     }
 
     std::vector<Change> m_changes;
@@ -50,8 +51,9 @@ public:
         bit < 0 ? manager.createByteBTree(address) : manager.createBitBTree(address, place);
         WdbScalarBTree* const tree =
             bit < 0 ? manager.getByteBTree(address) : manager.getBitBTree(address, place);
-        for (const auto& [time, value] : history)
+        for (const auto& [time, value] : history) {
             tree->addValue(time, static_cast<unsigned char>(value));
+        }
     }
     WdbIEventReader& reader() { return *m_reader; }
 
@@ -65,8 +67,9 @@ constexpr unsigned long long kEverything = ~0ull;
 std::vector<Change> replay(Trees& trees, const Ranges& ranges, long long from)
 {
     Recorder recorder;
-    for (WdbMultiBtreeIterator it(trees.reader(), ranges, 0, from, kLatest, -1); it; ++it)
+    for (WdbMultiBtreeIterator it(trees.reader(), ranges, 0, from, kLatest, -1); it; ++it) {
         it.emitEvents(recorder);
+    }
     return recorder.m_changes;
 }
 
@@ -80,9 +83,10 @@ TEST(MultiBtreeIterator, replayIsTheSortedListOfAllChanges)
         for (int bit = bits < 0 ? -1 : 0; bit < std::max(bits, 0); ++bit) {
             History history;
             long long time = pick(random, 40);
-            for (int i = pick(random, 30); i > 0;
-                 --i, time += pick(random, 5) == 0 ? 1LL << pick(random, 50) : 1 + pick(random, 9))
+            for (int i = pick(random, 30); i > 0; --i,
+                     time += pick(random, 5) == 0 ? 1LL << pick(random, 50) : 1 + pick(random, 9)) {
                 history.emplace_back(time, bit < 0 ? pick(random, 256) : pick(random, 2));
+            }
             trees.add(address, bit, history);
             model[{address, bit < 0 ? 255 : 1 << bit}] = history;
         }
@@ -94,10 +98,11 @@ TEST(MultiBtreeIterator, replayIsTheSortedListOfAllChanges)
                 for (std::size_t i = 0; i < history.size(); ++i) {
                     const bool isLastBefore =
                         i + 1 == history.size() || history[i + 1].first > from;
-                    if (history[i].first > from || isLastBefore)
+                    if (history[i].first > from || isLastBefore) {
                         expected.emplace_back(history[i].first, key.first, key.second,
                                               key.second == 255 ? history[i].second
                                                                 : history[i].second * key.second);
+                    }
                 }
             }
         }
@@ -128,13 +133,16 @@ TEST(MultiBtreeIterator, targetsMayRegisterAndUnregisterInTheMiddle)
         it.emitEvents(recorder);
         ++it;
         const long long time = std::get<0>(recorder.m_changes.back());
-        if (time == 10)
+        if (time == 10) {
             it.registerListener(&recorder, {{2, 1}});
-        if (time == 20)
+        }
+        if (time == 20) {
             it.unregisterListener(&recorder, {{1, 1}});
+        }
     };
-    for (; it; ++it)
+    for (; it; ++it) {
         it.emitEvents(recorder);
+    }
     EXPECT_EQ(recorder.m_changes, (std::vector<Change>{{0, 1, 255, 1},
                                                        {10, 1, 255, 2},
                                                        {5, 2, 255, 9},
@@ -154,12 +162,14 @@ TEST(MultiBtreeIterator, targetsMayRegisterAndUnregisterInTheMiddle)
     for (++*again; *again; ++*again) {
         // Whoever ends the iterator gets nothing more from it.
         recorder.m_action = [&] {
-            if (std::get<0>(recorder.m_changes.back()) == 30)
+            if (std::get<0>(recorder.m_changes.back()) == 30) {
                 again.reset();
+            }
         };
         again->emitEvents(recorder);
-        if (!again)
+        if (!again) {
             break;
+        }
     }
     EXPECT_EQ(recorder.m_changes, (std::vector<Change>{{10, 1, 255, 2},
                                                        {5, 2, 255, 9},

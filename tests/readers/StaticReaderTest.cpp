@@ -39,8 +39,9 @@ protected:
         embed(m_file, "Zelnix Proto", "settings");
         const auto events = createDatabase(m_file, 1001, 100, 50);
         add(*events, {5, 48, "\1\2\3\4"});
-        for (long long time = 6; time < 3000; ++time)
+        for (long long time = 6; time < 3000; ++time) {
             add(*events, {time, time % 40, time % 2 == 0 ? "ab" : "cd"});
+        }
         events->setLatestTime(9000);
         WdbAddressMap objects;
         objects.insert(3, 6);
@@ -73,8 +74,9 @@ protected:
     std::vector<std::string> listTemporaryFiles() const
     {
         std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_temporary))
+        for (const auto& entry : std::filesystem::directory_iterator(m_temporary)) {
             names.push_back(entry.path().filename().string());
+        }
         return names;
     }
 
@@ -100,8 +102,9 @@ TEST_F(StaticReader, givesBackWhatTheContainerHolds)
     EXPECT_EQ(reader->getProtoSettings(), "settings");
     EXPECT_EQ(reader->getStringMapValue(2), "two");
     EXPECT_EQ(reader->getStringMapValue(2), "two");
-    for (const long long id : {0LL, -1LL, 3LL, (1LL << 32) + 1})
+    for (const long long id : {0LL, -1LL, 3LL, (1LL << 32) + 1}) {
         EXPECT_EQ(reader->getStringMapValue(id), "") << id;
+    }
     EXPECT_TRUE(reader->isObjectTraced(6));
     EXPECT_FALSE(reader->isObjectTraced(7));
     reader->setObjectTraced(7, 0, 0);
@@ -111,8 +114,9 @@ TEST_F(StaticReader, givesBackWhatTheContainerHolds)
     Trees toScan;
     reader->getBTreeManager().getOrCreateByteBTrees(48, 5, trees, toScan);
     reader->getBTreeManager().scanWdbDatabaseMultiThread(toScan, nullptr);
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(getHistory(*trees[static_cast<std::size_t>(i)]), (History{{5, i + 1}}));
+    }
     EXPECT_TRUE(trees[4]->isEmpty());
 
     EXPECT_EQ(getRefusal(*reader, m_fileName), "Cannot open simulation database file.");
@@ -182,8 +186,9 @@ TEST_F(StaticReader, noDamageHarmsIt)
         writeFile(m_fileName, bytes);
 
         const auto reader = makeReader();
-        if (getRefusal(*reader, m_fileName) != "no exception")
+        if (getRefusal(*reader, m_fileName) != "no exception") {
             continue;
+        }
         Trees trees;
         Trees toScan;
         reader->getBTreeManager().getOrCreateByteBTrees(0, 100, trees, toScan);

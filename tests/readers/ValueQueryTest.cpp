@@ -28,8 +28,9 @@ long long flatten(const WdbByteValue& value)
 Row flatten(const WdbTimeByteValues& values, std::size_t columns)
 {
     Row row(values.getTime(), {});
-    for (unsigned int i = 0; i < columns; ++i)
+    for (unsigned int i = 0; i < columns; ++i) {
         row.second.push_back(flatten(values.getValueAt(i)));
+    }
     return row;
 }
 
@@ -41,9 +42,10 @@ protected:
     void addTree(const History& history)
     {
         m_trees.push_back(std::make_unique<WdbScalarBTree>(0, m_manager));
-        for (const auto& event : history)
+        for (const auto& event : history) {
             m_trees.back()->addValueWithFilter(event.first,
                                                static_cast<unsigned char>(event.second));
+        }
         m_columns.push_back(m_trees.back().get());
     }
 
@@ -52,8 +54,9 @@ protected:
         std::vector<WdbTimeByteValues> out;
         m_reader.getValueEvents(from, to, resolution, m_columns, out);
         std::vector<Row> rows;
-        for (const WdbTimeByteValues& values : out)
+        for (const WdbTimeByteValues& values : out) {
             rows.push_back(flatten(values, m_columns.size()));
+        }
         return rows;
     }
 
@@ -85,17 +88,20 @@ protected:
             }
         }
         std::vector<Row> rows;
-        if (any)
+        if (any) {
             rows.push_back(row);
+        }
         std::stable_sort(later.begin(), later.end(),
                          [](const Answer& a, const Answer& b) { return a.time < b.time; });
         for (std::size_t i = 0; i < later.size();) {
             row.first = later[i].time;
             const std::vector<long long> before = row.second;
-            for (; i < later.size() && later[i].time == row.first; ++i)
+            for (; i < later.size() && later[i].time == row.first; ++i) {
                 row.second[later[i].column] = later[i].value;
-            if (row.second != before)
+            }
+            if (row.second != before) {
                 rows.push_back(row);
+            }
         }
         return rows;
     }
@@ -128,8 +134,9 @@ TEST_F(ValueQuery, answersAreThoseOfTheTreesInTimeOrder)
         SCOPED_TRACE(seed);
         std::mt19937 random(Tracewell::seeded(seed));
         m_columns.clear();
-        for (int columns = pick(random, 8); columns > 0; --columns)
+        for (int columns = pick(random, 8); columns > 0; --columns) {
             addTree(makeHistory(random));
+        }
         for (int query = 0; query < 20; ++query) {
             const long long from = pick(random, 1500);
             const long long to = from + pick(random, 1500);

@@ -26,8 +26,9 @@ public:
     void compress(ImageCompressor& compressor) override
     {
         const std::string image(1024, 'x');
-        for (int i = 0; i < m_work; ++i)
+        for (int i = 0; i < m_work; ++i) {
             compressor.compress(image.data(), 1024);
+        }
     }
     void commit() override
     {
@@ -102,11 +103,13 @@ protected:
             recorder.add({i / 20, static_cast<long long>(random() % load.addressSize),
                           below(random, 100) < load.noisePercent ? randomBytes(random, length)
                                                                  : std::string(length, 'v')});
-            if (i % 50 == 0)
+            if (i % 50 == 0) {
                 recorder.addString("text " + std::to_string(i) +
                                    std::string(below(random, 300), 't'));
-            if (i % (load.events / 3) == 100)
+            }
+            if (i % (load.events / 3) == 100) {
                 recorder.flush();
+            }
         }
     }
 
@@ -168,8 +171,9 @@ TEST_P(StoreQueueLoad, fileIsTheOneWithoutAQueueByteForByte)
     const std::string expected = record(nullptr);
     for (const auto& queue :
          {std::make_shared<BlockStoreQueue>(), std::make_shared<BlockStoreQueue>(1),
-          std::make_shared<BlockStoreQueue>(4, 1), std::make_shared<BlockStoreQueue>(2, 100000)})
+          std::make_shared<BlockStoreQueue>(4, 1), std::make_shared<BlockStoreQueue>(2, 100000)}) {
         EXPECT_TRUE(record(queue) == expected);
+    }
     EXPECT_TRUE(recordByWriter() == expected);
 }
 

@@ -61,8 +61,9 @@ TEST(DescriptorFile, nothingOpensInPlaceOfAClosedStandardStream)
 {
     const TestDirectory directory;
     ForkedProcess process([&] {
-        for (int inherited = 0; inherited < 16; ++inherited)
+        for (int inherited = 0; inherited < 16; ++inherited) {
             ::close(inherited);
+        }
         DescriptorFile file;
         FileIO stream;
         SharedRegion creator;
@@ -72,8 +73,9 @@ TEST(DescriptorFile, nothingOpensInPlaceOfAClosedStandardStream)
                       stream.open(directory.path("stream"), FileIO::Write) &&
                       creator.create(name, 4096) == SharedRegion::Outcome::Done &&
                       opener.open(name, 4096) == SharedRegion::Outcome::Done;
-        for (int standard = 0; standard < 3; ++standard)
+        for (int standard = 0; standard < 3; ++standard) {
             isDone = isDone && ::fcntl(standard, F_GETFD) == -1;
+        }
         for (int own = 3; own < 16; ++own) {
             const int flags = ::fcntl(own, F_GETFD);
             isDone = isDone && (flags == -1 || flags == FD_CLOEXEC);

@@ -19,8 +19,9 @@ TEST(OutputFileNames, pathsLeadToTheSimulatorsFiles)
          {Names::getAdjunctDirPathName(), Names::getKernelExecDirName(s, "/root"),
           Names::getSettingsPathName(s, "r"), Names::getKernelDLLPathName(s, "r"),
           Names::getCCPObjPathName(s, "a"), Names::getCCPMemFilePathName(s),
-          Names::getCCPRelocateFilePathName(s), Names::getCCPRelocateHeaderFilePathName(s)})
+          Names::getCCPRelocateFilePathName(s), Names::getCCPRelocateHeaderFilePathName(s)}) {
         paths += path + " ";
+    }
     EXPECT_EQ(paths, "zsim.dir/adjunct /root/zsim.dir/work.top "
                      "r/zsim.dir/work.top/zsimSettings.ini r/zsim.dir/work.top/zsimk.dll "
                      "zsim.dir/zsim.ccp/work.top/obj/a.nt64.obj "
@@ -76,8 +77,9 @@ TEST(OutputFileNamesDeathTest, dumpDirectoryFollowsALocationThatExists)
     const auto expectAfter = [](std::vector<const char*> locations, const std::string& expected) {
         const auto setAndCompare = [&] {
             const std::string before = Names::getDumpDirName();
-            for (const char* location : locations)
+            for (const char* location : locations) {
                 Names::setZSimDirLocation(location);
+            }
             std::exit(before == "zsim.dir" && Names::getDumpDirName() == expected ? 0 : 1);
         };
         EXPECT_EXIT(setAndCompare(), ::testing::ExitedWithCode(0), "") << expected;

@@ -43,11 +43,13 @@ void redirect(int descriptor, const std::string& path, int flags)
 [[noreturn]] void execute(std::vector<std::string> command, const std::string& directory)
 {
     std::vector<char*> arguments;
-    for (std::string& argument : command)
+    for (std::string& argument : command) {
         arguments.push_back(argument.data());
+    }
     arguments.push_back(nullptr);
-    if (::chdir(directory.c_str()) == 0)
+    if (::chdir(directory.c_str()) == 0) {
         ::execv(arguments[0], arguments.data());
+    }
     ::_exit(127);
 }
 
@@ -76,18 +78,20 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command,
     : m_scratch(::testing::TempDir() + "/tracewell-run-XXXXXX")
 {
     EXPECT_NE(::mkdtemp(m_scratch.data()), nullptr);
-    for (const std::string& argument : command)
+    for (const std::string& argument : command) {
         m_outcome.command += argument + " ";
+    }
     int ends[2] = {-1, -1};
     if (hasInput) {
         EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
     }
     m_process = ::fork();
     if (m_process == 0) {
-        if (hasInput)
+        if (hasInput) {
             ::dup2(ends[0], STDIN_FILENO);
-        else
+        } else {
             redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+        }
         redirect(STDOUT_FILENO, m_scratch + "/out", O_WRONLY | O_CREAT);
         redirect(STDERR_FILENO, m_scratch + "/err", O_WRONLY | O_CREAT);
         ::setenv("ASAN_OPTIONS", "abort_on_error=1", 1);
@@ -96,8 +100,9 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command,
         limit(RLIMIT_CPU, kCpuSeconds);
         limit(RLIMIT_FSIZE, kFileSize);
         // A sanitizer reserves terabytes without using them; the peak below tells of those builds.
-        if (!kSanitized)
+        if (!kSanitized) {
             limit(RLIMIT_AS, kAddressSpace);
+        }
         ::alarm(kWallSeconds);
         execute(command, directory);
     }
@@ -123,8 +128,9 @@ void RunningProgram::write(const std::string& text)
 
 void RunningProgram::closeInput()
 {
-    if (m_input >= 0)
+    if (m_input >= 0) {
         ::close(std::exchange(m_input, -1));
+    }
 }
 
 bool RunningProgram::waitForOutput(const std::string& part) const
@@ -142,10 +148,12 @@ bool RunningProgram::waitForPart(const std::string& file, const std::string& par
     constexpr int kTries = 3000;
     for (int i = 0; i < kTries; ++i) {
         const bool isLast = hasEnded();
-        if (readFile(m_scratch + file).find(part) != std::string::npos)
+        if (readFile(m_scratch + file).find(part) != std::string::npos) {
             return true;
-        if (isLast)
+        }
+        if (isLast) {
             break;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     ADD_FAILURE() << "\"" << part << "\" did not come\n"

@@ -73,8 +73,9 @@ inline std::vector<TestEvent> eventsOf(const WdbIEventBlockDatabase::IteratorVec
     for (const auto& iterator : iterators) {
         for (; *iterator; ++*iterator) {
             iterator->getEventBlock(block);
-            for (TestEvent& event : eventsOf(block))
+            for (TestEvent& event : eventsOf(block)) {
                 events.push_back(std::move(event));
+            }
         }
     }
     return events;
@@ -111,8 +112,9 @@ inline unsigned int below(std::mt19937& random, unsigned int end)
 inline std::string randomBytes(std::mt19937& random, std::size_t size)
 {
     std::string bytes(size, '\0');
-    for (char& byte : bytes)
+    for (char& byte : bytes) {
         byte = static_cast<char>(random());
+    }
     return bytes;
 }
 
@@ -126,8 +128,9 @@ inline std::unique_ptr<WdbIEventBlockDatabase> createDatabase(WdbFileManager& fi
         division, files);
     std::unique_ptr<WdbIEventBlockDatabase> database(
         WdbEventBlockDatabaseFactory::getInstance().create(typeId, files));
-    if (database)
+    if (database) {
         database->initialize(section, true);
+    }
     return database;
 }
 
@@ -137,8 +140,9 @@ inline std::unique_ptr<WdbIEventBlockDatabase> openDatabase(WdbFileManager& file
     std::unique_ptr<WdbIEventBlockDatabase> database(
         WdbEventBlockDatabaseFactory::getInstance().create(
             WdbIEventBlockDatabase::getEventDatabaseTypeId(files), files));
-    if (!database)
+    if (!database) {
         throw Qsim::OpenException("test", "", "", 0, "no such type");
+    }
     database->initialize(WdbIEventBlockDatabase::getEventSection(files), false);
     return database;
 }

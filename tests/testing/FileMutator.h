@@ -19,14 +19,16 @@ public:
     explicit FileMutator(std::string sound) : m_sound(std::move(sound))
     {
         for (std::size_t at = 64; at < m_sound.size(); ++at) {
-            if (m_sound.compare(at, 2, "\x78\x01") == 0 && addStream(at))
+            if (m_sound.compare(at, 2, "\x78\x01") == 0 && addStream(at)) {
                 at += m_streams.back().size - 1;
-            else if (m_sound[at] != 0 && m_sound[at - 1] == 0)
+            } else if (m_sound[at] != 0 && m_sound[at - 1] == 0) {
                 m_numbers.push_back(at);
+            }
         }
         const std::size_t text = m_sound.find("$timescale");
-        for (std::size_t at = text; at < m_sound.find("$enddefinitions"); ++at)
+        for (std::size_t at = text; at < m_sound.find("$enddefinitions"); ++at) {
             m_text.push_back(at);
+        }
     }
 
     std::size_t countStreams() const { return m_streams.size(); }
@@ -37,19 +39,20 @@ public:
         for (unsigned int times = 1 + below(random, 3); times > 0; --times) {
             const unsigned int kind = below(random, 10);
             const std::size_t at = random() % file.size();
-            if (kind == 0)
+            if (kind == 0) {
                 file[at] = static_cast<char>(random());
-            else if (kind == 1)
+            } else if (kind == 1) {
                 file.resize(1 + at);
-            else if (kind == 2)
+            } else if (kind == 2) {
                 file.replace(at, below(random, 3000),
                              file.substr(random() % file.size(), below(random, 3000)));
-            else if (kind < 5 && !m_text.empty())
+            } else if (kind < 5 && !m_text.empty()) {
                 overwrite(file, choose(m_text, random), choose(kPieces, random));
-            else if (kind < 8 && !m_streams.empty())
+            } else if (kind < 8 && !m_streams.empty()) {
                 damageImage(file, random);
-            else
+            } else {
                 damageNumber(file, choose(m_numbers, random), random);
+            }
         }
         return file;
     }
@@ -62,9 +65,9 @@ public:
         const std::size_t first = m_sound.find("\x78\x01", 64);
         const std::size_t size = 1 + random() % 300;
         std::size_t at = 0;
-        do
+        do {
             at = first + random() % (file.size() - size - first);
-        while (!m_text.empty() && at + size > m_text.front() && at < m_text.back() + 20);
+        } while (!m_text.empty() && at + size > m_text.front() && at < m_text.back() + 20);
         switch (random() % 4) {
         case 0:
             file.resize(first + random() % (file.size() - first));
@@ -94,8 +97,9 @@ private:
 
     static void overwrite(std::string& file, std::size_t at, const std::string& bytes)
     {
-        if (at + bytes.size() <= file.size())
+        if (at + bytes.size() <= file.size()) {
             file.replace(at, bytes.size(), bytes);
+        }
     }
 
     bool addStream(std::size_t at)
@@ -104,14 +108,16 @@ private:
         uLongf imageSize = image.size();
         uLong size = m_sound.size() - at;
         if (uncompress2(reinterpret_cast<Bytef*>(image.data()), &imageSize, bytesOf(m_sound) + at,
-                        &size) != Z_OK)
+                        &size) != Z_OK) {
             return false;
+        }
         image.resize(imageSize);
         // The column of the sizes lies behind that of the handles.
         const std::size_t handleAt = m_sound.find(words(at));
         const std::size_t sizeAt = m_sound.find(halfWords(size), handleAt + 400);
-        if (handleAt < m_sound.size() && sizeAt < m_sound.size())
+        if (handleAt < m_sound.size() && sizeAt < m_sound.size()) {
             m_streams.push_back({size, image, handleAt, sizeAt});
+        }
         return handleAt < m_sound.size() && sizeAt < m_sound.size();
     }
 
@@ -119,9 +125,10 @@ private:
     void damageNumber(std::string& bytes, std::size_t at, std::mt19937& random) const
     {
         unsigned long long original = 0;
-        for (std::size_t i = 8; i-- > 0;)
+        for (std::size_t i = 8; i-- > 0;) {
             original = original << 8 |
                        static_cast<unsigned char>(at + i < bytes.size() ? bytes[at + i] : 0);
+        }
         const unsigned long long numbers[] = {0,
                                               1,
                                               original + 1,
@@ -147,8 +154,9 @@ private:
     {
         const Stream& stream = choose(m_streams, random);
         std::string image = stream.image;
-        for (unsigned int times = 1 + below(random, 4); times > 0; --times)
+        for (unsigned int times = 1 + below(random, 4); times > 0; --times) {
             damageNumber(image, random() % (random() % 2 == 0 ? 40 : image.size()), random);
+        }
         std::string packed(compressBound(image.size()), '\0');
         uLongf size = packed.size();
         compress2(reinterpret_cast<Bytef*>(packed.data()), &size, bytesOf(image), image.size(), 1);

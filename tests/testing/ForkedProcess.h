@@ -15,8 +15,9 @@ class ForkedProcess
 public:
     template <class Body> explicit ForkedProcess(Body body) : m_id(::fork())
     {
-        if (m_id == 0)
+        if (m_id == 0) {
             ::_exit(body() ? 0 : 1);
+        }
     }
     ForkedProcess(const ForkedProcess&) = delete;
     ForkedProcess& operator=(const ForkedProcess&) = delete;
@@ -32,15 +33,17 @@ public:
     }
     bool isRunning()
     {
-        if (m_id > 0 && ::waitpid(m_id, nullptr, WNOHANG) == m_id)
+        if (m_id > 0 && ::waitpid(m_id, nullptr, WNOHANG) == m_id) {
             m_id = -1;
+        }
         return m_id > 0;
     }
     /// Returns when the process is gone.
     void kill()
     {
-        if (m_id <= 0)
+        if (m_id <= 0) {
             return;
+        }
         ::kill(m_id, SIGKILL);
         succeeds();
     }
@@ -67,8 +70,9 @@ public:
     bool giveAndStay()
     {
         give();
-        for (;;)
+        for (;;) {
             ::pause();
+        }
     }
 
 private:

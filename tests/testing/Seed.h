@@ -26,8 +26,9 @@ public:
     void note(unsigned int seed) { m_seed = seed; }
     void OnTestPartResult(const ::testing::TestPartResult& result) override
     {
-        if (result.failed())
+        if (result.failed()) {
             std::cout << "the last seed was " << m_seed << '\n';
+        }
     }
 
 private:

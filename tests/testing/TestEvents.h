@@ -29,8 +29,9 @@ inline History getHistory(const WdbScalarBTree& tree)
     constexpr long long kEndOfTime = std::numeric_limits<long long>::max();
     History history;
     const std::unique_ptr<WdbScalarBTree::Iterator> event(tree.find(0, 0, kEndOfTime, -1));
-    for (; *event; ++*event)
+    for (; *event; ++*event) {
         history.emplace_back(event->getTime(), (**event).getValue());
+    }
     return history;
 }
 

@@ -49,8 +49,9 @@ inline void writeFile(const std::string& path, const std::string& content)
 inline std::string littleEndian(unsigned long long value, int size)
 {
     std::string bytes;
-    for (int i = 0; i < size; ++i, value >>= 8)
+    for (int i = 0; i < size; ++i, value >>= 8) {
         bytes += static_cast<char>(value & 0xff);
+    }
     return bytes;
 }
 
@@ -96,8 +97,9 @@ inline std::string damaged(std::string bytes, std::mt19937_64& random)
         bytes.replace(random() % 4 == 0 ? at : at / 4 * 4, static_cast<std::size_t>(width),
                       littleEndian(numbers[random() % std::size(numbers)], width));
     }
-    if (random() % 4 == 0)
+    if (random() % 4 == 0) {
         bytes.resize(64 + random() % (size - 64));
+    }
     return bytes;
 }
 

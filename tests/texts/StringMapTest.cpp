@@ -78,14 +78,17 @@ TEST_F(StringMap, findsEveryTextByItsIdAcrossBlocksAndNodes)
     }
     reopen();
     unsigned int blocks = 0;
-    for (auto it = m_map->getIterator(); it; ++it)
+    for (auto it = m_map->getIterator(); it; ++it) {
         ++blocks;
+    }
     EXPECT_GT(blocks, 150u) << "more than a node lists";
-    for (unsigned int id = 1; id <= 1500; id += 1 + below(random, 20))
+    for (unsigned int id = 1; id <= 1500; id += 1 + below(random, 20)) {
         ASSERT_EQ(get(id), texts[id - 1]);
+    }
     EXPECT_EQ(get(1500), texts.back());
-    for (const unsigned int missing : {0u, 1501u, 0xffffffffu})
+    for (const unsigned int missing : {0u, 1501u, 0xffffffffu}) {
         EXPECT_EQ(get(missing), "?");
+    }
     EXPECT_EQ(m_map->addString("open for reading"), -1);
 }
 
@@ -104,13 +107,16 @@ TEST_F(StringMap, refusesWhatNoBlockCanHoldAndUsesUpNoId)
     EXPECT_EQ(m_map->addString(noise(1010)), -1) << "its stream would be longer than a block";
     // Blocks of noise are split, so that nothing is cut.
     std::vector<std::string> texts = {longest, "", noise(900)};
-    while (texts.size() < 100)
+    while (texts.size() < 100) {
         texts.push_back(noise(1 + below(random, 500)));
-    for (std::size_t i = 1; i < texts.size(); ++i)
+    }
+    for (std::size_t i = 1; i < texts.size(); ++i) {
         ASSERT_EQ(m_map->addString(texts[i]), static_cast<long long>(i) + 1);
+    }
     reopen();
-    for (std::size_t i = 0; i < texts.size(); ++i)
+    for (std::size_t i = 0; i < texts.size(); ++i) {
         ASSERT_EQ(get(static_cast<unsigned int>(i) + 1), texts[i]);
+    }
 }
 
 TEST_F(StringMap, withoutTableEntryThereIsNoSection)
@@ -155,8 +161,9 @@ TEST(StringCache, evictsTheLeastRecentlyUsed)
     EXPECT_EQ(text, "uno");
     cache.add(5, "five");
     cache.add(6, "six");
-    for (const int id : {1, 2, 3, 4})
+    for (const int id : {1, 2, 3, 4}) {
         EXPECT_FALSE(cache.get(id, text)) << id;
+    }
     EXPECT_TRUE(cache.get(5, text) && cache.get(6, text));
 }
 

@@ -34,8 +34,9 @@ protected:
     static std::string takeHead(SharedMemory& ring, std::size_t payloadBytes)
     {
         const char* const slot = ring.getNextBlock();
-        if (!slot)
+        if (!slot) {
             return "none";
+        }
         const std::string bytes(slot, 16 + payloadBytes);
         ring.advanceRead();
         return bytes;

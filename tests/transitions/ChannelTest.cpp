@@ -57,15 +57,17 @@ protected:
     std::string expectedFile(int count) const
     {
         const auto writer = open(DataBaseMode::Writer);
-        for (int i = 0; i < count; ++i)
+        for (int i = 0; i < count; ++i) {
             add(*writer, i);
+        }
         writer->saveTransitionToDisk();
         return readFile(fileName());
     }
     static void awaitLatestTime(DataBase& reader, long long time)
     {
-        while (reader.getLatestTime() != time)
+        while (reader.getLatestTime() != time) {
             std::this_thread::yield();
+        }
     }
 };
 
@@ -105,19 +107,22 @@ TEST_F(Channel, everythingArrivesInOrderThroughAFullRingBesideMarks)
         // The reader comes when the ring is full.
         int looks = 0;
         feeder->setWaitHook([&] {
-            if (++looks == 2)
+            if (++looks == 2) {
                 created.give();
+            }
             return true;
         });
         std::atomic<bool> isDone{false};
         std::thread marks;
         for (int i = 0; i < kTransitions; ++i) {
             add(*feeder, i);
-            if (i == kTransitions / 2)
+            if (i == kTransitions / 2) {
                 marks = std::thread([&] {
-                    while (!isDone)
+                    while (!isDone) {
                         feeder->addTimeMarkToDB(1);
+                    }
                 });
+            }
         }
         isDone = true;
         marks.join();
@@ -154,8 +159,9 @@ TEST_F(Channel, readerOfAKilledFeederKeepsWhatItSentAndWaitsForNoMark)
     Signal sent;
     ForkedProcess process([&] {
         const auto feeder = open(DataBaseMode::Feeder);
-        for (int i = 0; i < kSent; ++i)
+        for (int i = 0; i < kSent; ++i) {
             add(*feeder, i);
+        }
         return sent.giveAndStay();
     });
     sent.await();
@@ -194,8 +200,9 @@ TEST_F(Channel, feederOutlivesAKilledReaderAndServesTheNext)
         return !hasGivenUp;
     });
     const auto goesOn = [&] { return !hasGivenUp; };
-    for (int i = 0; goesOn(); ++i)
+    for (int i = 0; goesOn(); ++i) {
         add(*feeder, i);
+    }
     const auto reader = open(DataBaseMode::StoringReader);
     feeder->setWaitHook({});
     feeder->addTimeMarkToDB(kTransitions);
@@ -214,15 +221,17 @@ TEST_F(Channel, readerTrustsNoSlot)
     SharedMemory feeder = ring(SharedMemory::kCreate);
     const auto put = [&](long long time, unsigned int id, unsigned int type) {
         char* place = nullptr;
-        while (!(place = feeder.getEmptyBlock()))
+        while (!(place = feeder.getEmptyBlock())) {
             std::this_thread::yield();
+        }
         const std::string bytes = head(time, id, type) + words(random());
         std::memcpy(place, bytes.data(), bytes.size());
         feeder.commitWrite();
     };
     const auto reader = open(DataBaseMode::StoringReader);
-    for (unsigned int type : {3U, 5U, 7U, 8U, 9U, 13U, 0xFFFFFFFFU})
+    for (unsigned int type : {3U, 5U, 7U, 8U, 9U, 13U, 0xFFFFFFFFU}) {
         put(1, 9, type);
+    }
     for (int i = 0; i < 100000; ++i) {
         const unsigned int ids[] = {1, 2, 3, 65537, 0x7FFFFFFF, 0xFFFFFFFE};
         put(static_cast<long long>(random() >> random() % 64), ids[random() % 6],
@@ -230,8 +239,9 @@ TEST_F(Channel, readerTrustsNoSlot)
     }
     put(-5, 9, 1);
     put(50, 10, 11);
-    for (unsigned int type : {0U, 12U, 4U})
+    for (unsigned int type : {0U, 12U, 4U}) {
         put(60, 10, type);
+    }
     put(49, 10, 11);
     put(77, 0xFFFFFFFF, 0);
     awaitLatestTime(*reader, 77);
@@ -262,10 +272,12 @@ TEST_F(Channel, anIndexThatIsNoPlaceOfTheRingIsToldOnceByEachSideAndCounted)
         const std::string place = "/dev/shm" + makeRegionName("Local\\QSimReadWritePtr0", "",
                                                               makeAbsolute(channelPath()), "");
         std::fstream(place, std::ios::in | std::ios::out) << indices << std::flush;
-        for (int i = 0; i < 2; ++i)
+        for (int i = 0; i < 2; ++i) {
             add(*feeder, i);
-        while (reader->getRefusedCount() == 0)
+        }
+        while (reader->getRefusedCount() == 0) {
             std::this_thread::yield();
+        }
         const std::string lines = ::testing::internal::GetCapturedStderr();
         EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
         EXPECT_NE(lines.find("an index of the ring lies outside of it or between two records"),
@@ -287,8 +299,9 @@ TEST_F(Channel, recordsAndPointersComeFromOneFeederHoweverQuicklyItClosesAndOpen
             std::memcpy(feeder.getEmptyBlock(), &run, sizeof run);
             feeder.commitWrite();
             // A viewer that has come is let have it.
-            while (feeder.isPeerPresent() && feeder.getFilledCount() > 0)
+            while (feeder.isPeerPresent() && feeder.getFilledCount() > 0) {
                 std::this_thread::yield();
+            }
         }
     });
     int last = 0;
@@ -298,10 +311,12 @@ TEST_F(Channel, recordsAndPointersComeFromOneFeederHoweverQuicklyItClosesAndOpen
          found < 200 || (found < 3000 && std::chrono::steady_clock::now() < enough);) {
         const ChannelRefusal quiet;
         SharedMemory viewer = smallRing(SharedMemory::kOpen);
-        if (!viewer.isMapped())
+        if (!viewer.isMapped()) {
             continue;
-        while (viewer.isPeerPresent() && viewer.getFilledCount() == 0)
+        }
+        while (viewer.isPeerPresent() && viewer.getFilledCount() == 0) {
             std::this_thread::yield();
+        }
         if (const char* const slot = viewer.getNextBlock()) {
             int run = 0;
             std::memcpy(&run, slot, sizeof run);
@@ -324,8 +339,9 @@ TEST_F(Channel, isFoundAndCountedAndItsFileEndsWithTheDebugDataGiven)
     EXPECT_EQ(state(), std::pair(false, false));
     auto feeder = open(DataBaseMode::Feeder);
     EXPECT_EQ(state(), std::pair(true, false));
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 5; ++i) {
         add(*feeder, i);
+    }
     feeder->addTimeMarkToDB(5);
     auto reader = open(DataBaseMode::StoringReader);
     reader->setDebugData("other names");

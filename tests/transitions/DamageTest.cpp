@@ -13,8 +13,9 @@ namespace {
 std::size_t wordAt(const std::string& bytes, std::size_t place)
 {
     std::size_t word = 0;
-    for (std::size_t i = 8; i-- > 0;)
+    for (std::size_t i = 8; i-- > 0;) {
         word = word << 8 | static_cast<unsigned char>(bytes[place + i]);
+    }
     return word;
 }
 
@@ -87,8 +88,9 @@ TEST_F(Damage, changedBytesAreRefusedOrAnswered)
             damaged[place] =
                 random() % 2 == 0 ? kBytes[random() % sizeof kBytes] : static_cast<char>(random());
         }
-        if (round % 10 == 0)
+        if (round % 10 == 0) {
             damaged.resize(random() % damaged.size());
+        }
         writeFile(fileName(), damaged);
         refused += visit() ? 0 : 1;
     }
@@ -104,8 +106,9 @@ TEST_F(Damage, whatIsWrongWithAnObjectIsNotedWhenThatIsAsked)
         dataBase->getHistory(id, 0, 1LL << 50, 100'000, out);
         return dataBase->getDamageLog().getPlaces();
     };
-    for (unsigned int id = 1; id <= kObjects; ++id)
+    for (unsigned int id = 1; id <= kObjects; ++id) {
         EXPECT_TRUE(placesAfter(id).empty()) << id;
+    }
     std::string damaged = whole;
     const std::size_t records = wordAt(whole, 40) + 12 + 5 * 20;
     // Object 3 has three leaves behind its root; a gap in the block of the second one, and the

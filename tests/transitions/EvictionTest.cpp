@@ -27,8 +27,9 @@ protected:
                 const std::size_t size = std::strlen(label);
                 EXPECT_EQ(line.substr(0, size), label);
                 numbers += line.substr(std::min(size, line.size())) + " ";
-                if (*label != 'B')
+                if (*label != 'B') {
                     std::getline(text, line);
+                }
             }
             numbers += "| ";
         }
@@ -40,9 +41,11 @@ protected:
 
 TEST_F(Eviction, nextBufferBeginsAgainWithTheInitialValue)
 {
-    for (const long long time : {0, 5, 7})
-        for (const unsigned int id : {1U, 2U, 3U})
+    for (const long long time : {0, 5, 7}) {
+        for (const unsigned int id : {1U, 2U, 3U}) {
             m_dataBase->addVlogTransitionToDB(id, time, 1);
+        }
+    }
     EXPECT_EQ(nodes(), "0 7 7 2 -1 | 0 5 5 2 144 | 0 7 7 2 180 | "
                        "0 7 7 2 -1 | 0 5 5 2 156 | 0 7 7 2 192 | "
                        "0 7 7 2 -1 | 0 5 5 2 168 | 0 7 7 2 204 | ");
@@ -67,9 +70,11 @@ TEST_F(Eviction, onlyLongGenericBuffersAreSearchedForPatterns)
 TEST_F(Eviction, byAnObjectOfAnotherPageLosesNothing)
 {
     const unsigned int ids[] = {1, 2, 65539};
-    for (const long long time : {5, 6, 7})
-        for (const unsigned int id : ids)
+    for (const long long time : {5, 6, 7}) {
+        for (const unsigned int id : ids) {
             m_dataBase->addVlogTransitionToDB(id, time, static_cast<char>(time - 4));
+        }
+    }
     for (const unsigned int id : ids) {
         for (const long long time : {5, 6, 7}) {
             const Transition found = m_dataBase->getCurrentTransition(id, time);

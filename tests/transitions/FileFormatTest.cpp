@@ -109,13 +109,15 @@ INSTANTIATE_TEST_SUITE_P(
                     kNoValues)},
         Case{"bits",
              [](DataBase& db) {
-                 for (int i = 0; i < 33; ++i)
+                 for (int i = 0; i < 33; ++i) {
                      db.addTransitionToDB(2, i + 1, valueOf(ValueBit, i % 3 == 0));
+                 }
              },
              [] {
                  std::string deltas;
-                 for (int i = 0; i < 32; ++i)
+                 for (int i = 0; i < 32; ++i) {
                      deltas += halfWords(1);
+                 }
                  return fileOf(2, {1, 33, 1, 33, 10}, deltas + halfWords(0, 0x49249249, 0), 33,
                                kNoValues);
              }()},
@@ -131,9 +133,10 @@ TEST_F(Life, clockOfOneGapTakesNoBlockAndAPauseAtTheFlushTakesOne)
 {
     for (const bool pauses : {false, true}) {
         const auto dataBase = open(DataBaseMode::Writer);
-        for (int i = 0; i < 3 * 2048; ++i)
+        for (int i = 0; i < 3 * 2048; ++i) {
             dataBase->addVhdlStdLogicTransitionToDB(
                 1, 10 * (i + 1) + (pauses && i >= 2048 ? 1000 : 0), static_cast<char>(2 + i % 2));
+        }
         dataBase->saveTransitionToDisk();
         // The last leaf is stored at the save, and so in the plain form, like the one after a gap.
         const std::size_t plain = (2048 + 257) * 4;
@@ -168,8 +171,9 @@ TEST_F(Life, finishedFileOutlivesLateTransitionsAndARestartedViewer)
 {
     const auto dataBase = open(DataBaseMode::Writer, {0, 0, 0, 2});
     const auto addAll = [&] {
-        for (unsigned int id = 1; id < 100; ++id)
+        for (unsigned int id = 1; id < 100; ++id) {
             dataBase->addVlogTransitionToDB(id, 5, 1);
+        }
     };
     addAll();
     dataBase->saveTransitionToDisk();

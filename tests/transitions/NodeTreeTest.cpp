@@ -13,8 +13,9 @@ namespace {
 std::string shapeOf(const BTreeElem* node)
 {
     std::string shape;
-    for (; !node->isLeaf(); node = node->children->back())
+    for (; !node->isLeaf(); node = node->children->back()) {
         shape += std::to_string(node->children->size()) + "(" + std::to_string(node->count) + ") ";
+    }
     return shape + "leaf";
 }
 

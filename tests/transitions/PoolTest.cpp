@@ -47,8 +47,9 @@ TEST(TransitionPool, evictsTheBlockAllocatedLongestAgoOnceOverItsLimit)
 
     // A size doubles, but by no more than a million bytes at once.
     TransitionPool large(10'000'000, 0);
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 5; ++i) {
         large.allocate(300'000)->owner = owners;
+    }
     EXPECT_EQ(large.allocatedBytes(), 7 * 300'000U);
 }
 

@@ -47,24 +47,27 @@ protected:
         const ValueType kind = kindOf(id);
         const bool isGeneric = id >= kObjects / 2;
         long long gap = 5;
-        if (habit == 1)
+        if (habit == 1) {
             gap = isGeneric && count == 2045 ? 9 : 2 + static_cast<long long>(count % 5);
-        else if (habit == 2)
+        } else if (habit == 2) {
             gap = count % 2048 == 0 ? 1000 : 5;
-        else if (habit == 3)
+        } else if (habit == 3) {
             gap = static_cast<long long>(m_random() % 50) +
                   (m_random() % 500 == 0 ? 0xFFFFFFE0LL : 0);
-        if (!evicts)
+        }
+        if (!evicts) {
             object.time += count > 0 ? gap : 0;
-        else
+        } else {
             object.time += std::max(gap, 1LL);
+        }
         unsigned long long bits = isClock(id) ? count & 1U : m_random();
         bits &= kind == ValueByte    ? 0xFFU
                 : kind == ValueInt32 ? 0xFFFFFFFFU
                 : !isPacked(kind)    ? ~0ULL
                                      : (1ULL << packedBits(kind)) - 1;
-        if (kind == ValueStdLogic && isClock(id))
+        if (kind == ValueStdLogic && isClock(id)) {
             bits += 2;
+        }
         object.history[object.time] = bits;
         if (kind == ValueVlog && !isGeneric) {
             base.addVlogTransitionToDB(id, object.time, static_cast<char>(bits));
@@ -125,8 +128,9 @@ protected:
         std::vector<Transition> out;
         base.getTransitions(id, from, to, minDelta, out);
         ASSERT_FALSE(out.empty());
-        if (from >= base.getLatestTime() || to < history.begin()->first)
+        if (from >= base.getLatestTime() || to < history.begin()->first) {
             return;
+        }
         // What is before the range is the value at its start, which must be there unless a
         // transition sits exactly on it.
         const bool isOpened = out.front().time < from;
@@ -144,8 +148,9 @@ protected:
             }
             isHidden = entry.value.getType() == ValueDense;
             EXPECT_FALSE(isHidden && minDelta == 0);
-            if (entry.value.getType() != ValueNone && minDelta == 0)
+            if (entry.value.getType() != ValueNone && minDelta == 0) {
                 expectValue(id, entry, entry.time);
+            }
             // The last run may be drawn up to the end of all that is known.
             EXPECT_LE(entry.time, minDelta == 0 ? std::max(to, from) : base.getLatestTime());
             seen = std::max(seen, entry.time);
@@ -195,8 +200,9 @@ protected:
                     place == history.end() ? history.rbegin()->first : place->first;
                 return std::max(time + static_cast<long long>(m_random() % 3) - 1, 1LL);
             };
-            for (int i = 0; i < 60; ++i)
+            for (int i = 0; i < 60; ++i) {
                 checkPoints(base, id, someTime());
+            }
             for (int i = 0; i < 6; ++i) {
                 const long long from = someTime();
                 const long long to = from + 1 + static_cast<long long>(m_random() % 30'000);
@@ -210,8 +216,9 @@ protected:
             checkHistory(base, id, 0, last);
             checkRange(base, id, 0, last + 1, 0);
             checkRange(base, id, 0, last + 1, 1 + last / 1000);
-            if (HasFailure())
+            if (HasFailure()) {
                 return;
+            }
         }
     }
 
@@ -239,17 +246,19 @@ TEST_P(QueryModelRoad, everyQueryAnswersAsAPlainMap)
         const auto base = open(DataBaseMode::Writer, GetParam().limits);
         int step = 0;
         for (const int checkpoint : {700, 60'000, 250'000}) {
-            for (; step < checkpoint; ++step)
+            for (; step < checkpoint; ++step) {
                 add(*base, 1 + static_cast<unsigned int>(m_random() % (kObjects - 1)),
                     GetParam().evicts);
+            }
             check(*base);
             ASSERT_FALSE(HasFailure());
         }
         base->saveTransitionToDisk();
         check(*base);
     }
-    for (const DataBaseLimits& limits : {DataBaseLimits(), kTinyBlocks})
+    for (const DataBaseLimits& limits : {DataBaseLimits(), kTinyBlocks}) {
         check(*open(DataBaseMode::Viewer, limits));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Limits, QueryModelRoad,

@@ -79,8 +79,9 @@ TEST_F(Query, objectsWithoutTransitionsAnswerWithTheirInitialValue)
 TEST_F(Query, savedAndOpenNineStateClocksDifferInKindAndCodes)
 {
     const auto base = open(DataBaseMode::Writer);
-    for (int i = 0; i <= 2048; ++i)
+    for (int i = 0; i <= 2048; ++i) {
         base->addVhdlStdLogicTransitionToDB(1, 10 + 10 * i, static_cast<char>(2 + i % 2));
+    }
     const auto kindOf = [](DataBase& of) {
         long long first = 0;
         long long last = 0;
@@ -99,10 +100,13 @@ TEST_F(Query, savedAndOpenNineStateClocksDifferInKindAndCodes)
     EXPECT_EQ(entryOf(viewer->getPrevTransition(1, 20490)), Entry(20480, ValueByte, 1));
     EXPECT_EQ(entryOf(viewer->getNextTransition(1, 20480)), Entry(20490, ValueByte, 2));
     // No argument is out of range.
-    for (const long long from : {0LL, kForever, -kForever - 1})
-        for (const long long to : {30000LL, kForever, -kForever - 1})
-            for (const long long minDelta : {10LL, kForever, -kForever - 1})
+    for (const long long from : {0LL, kForever, -kForever - 1}) {
+        for (const long long to : {30000LL, kForever, -kForever - 1}) {
+            for (const long long minDelta : {10LL, kForever, -kForever - 1}) {
                 EXPECT_LT(draw(*viewer, 1, from, to, minDelta).size(), 2052U);
+            }
+        }
+    }
 }
 
 TEST_F(Query, drawingHidesRunsAndSaysWhereDataEnds)
@@ -177,9 +181,11 @@ TEST_F(Query, deepTreesAnswerOnBothSidesOfEveryLeaf)
 {
     constexpr long long kLeaves = 2 * 2048 + 10;
     const auto base = open(DataBaseMode::Writer, {0, 0, 0, 2});
-    for (long long i = 1; i <= kLeaves; ++i)
-        for (const unsigned int id : {1U, 2U, 3U})
+    for (long long i = 1; i <= kLeaves; ++i) {
+        for (const unsigned int id : {1U, 2U, 3U}) {
             addInts(*base, id, {i * 10});
+        }
+    }
     base->saveTransitionToDisk();
     const auto viewer = open(DataBaseMode::Viewer, {0, 0, 0, 2});
     EXPECT_EQ(entryOf(viewer->getNextTransition(2, 3)), intAt(10));
@@ -233,8 +239,9 @@ TEST_F(Query, queriesRunBesideTheStoringThread)
             long long first = 0;
             long long last = 0;
             ValueType kind = ValueNone;
-            if (!queries.getTransInfo(id, first, last, kind))
+            if (!queries.getTransInfo(id, first, last, kind)) {
                 continue;
+            }
             for (const long long time : {first, (first + last) / 2, last}) {
                 const Transition found = queries.getCurrentTransition(id, time);
                 EXPECT_EQ(entryOf(found), Entry(time, ValueByte, time % 16));

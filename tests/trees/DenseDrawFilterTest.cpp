@@ -34,24 +34,27 @@ std::string feed(long long resolution, const std::vector<Event>& events, bool ke
     bool needsEvent = true;
     for (std::size_t next = 0;;) {
         if (needsEvent) {
-            if (next == events.size())
+            if (next == events.size()) {
                 return out;
+            }
             filter.addDenseEvent(events[next++]);
         }
         Event event;
         const WdbDenseDrawFilter::Command command = filter.process(event);
         needsEvent = command != WdbDenseDrawFilter::EmitQueued;
-        if (command == WdbDenseDrawFilter::Finished)
+        if (command == WdbDenseDrawFilter::Finished) {
             return out + "end";
+        }
         const std::string start = std::to_string(event.startTime);
-        if (command == WdbDenseDrawFilter::SplitBlock)
+        if (command == WdbDenseDrawFilter::SplitBlock) {
             out += "split ";
-        else if (event.type == Event::Simple)
+        } else if (event.type == Event::Simple) {
             out += start + "=" + std::to_string(event.value) + " ";
-        else if (event.type == Event::Dense)
+        } else if (event.type == Event::Dense) {
             out += start + "-" + std::to_string(event.endTime) + " ";
-        else if (event.type == Event::Blank)
+        } else if (event.type == Event::Blank) {
             out += "blank " + start + " ";
+        }
     }
 }
 

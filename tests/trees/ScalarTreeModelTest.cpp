@@ -22,8 +22,9 @@ public:
             return;
         }
         getLast().value = value;
-        if (m_events.size() > 1 && m_events[m_events.size() - 2].value == value)
+        if (m_events.size() > 1 && m_events[m_events.size() - 2].value == value) {
             m_events.pop_back();
+        }
     }
 
     const Answers& getEvents() const { return m_events; }
@@ -52,8 +53,9 @@ void expectSound(const Answers& events, const WdbScalarBTree& tree, const Query&
     const auto isLater = [](long long time, const Answer& event) { return time < event.time; };
     const bool isLimited = query.toTime > 0;
     auto first = std::upper_bound(events.begin(), events.end(), query.fromTime, isLater);
-    if (first != events.begin())
+    if (first != events.begin()) {
         --first;
+    }
     const auto end = isLimited
                          ? std::upper_bound(events.begin(), events.end(), query.toTime, isLater)
                          : events.end();
@@ -122,16 +124,20 @@ public:
             m_time += step(kind);
             const int value = static_cast<int>(below(3));
             for (const int change : {value ^ 1, value}) {
-                if (change == value || below(8) == 0)
+                if (change == value || below(8) == 0) {
                     add(tree, change);
-                if (below(8) == 0)
+                }
+                if (below(8) == 0) {
                     check(tree);
-                if (::testing::Test::HasFatalFailure())
+                }
+                if (::testing::Test::HasFatalFailure()) {
                     return;
+                }
             }
         }
-        for (int i = 0; i < 20; ++i)
+        for (int i = 0; i < 20; ++i) {
             check(tree);
+        }
     }
 
 private:
@@ -160,8 +166,9 @@ private:
     void check(const SmallTree& tree)
     {
         const Answers& events = m_history.getEvents();
-        if (events.empty())
+        if (events.empty()) {
             return;
+        }
         const long long firstTime = events.front().time;
         const long long span = std::max(1LL, events.back().time - firstTime);
         const long long resolutions[] = {0,        1,    2,        3,        5,       9,
@@ -188,8 +195,9 @@ TEST(ScalarTreeModel, randomHistoriesAreAnsweredWithoutLoss)
     for (unsigned long long seed = 1; seed <= 1000; ++seed) {
         SCOPED_TRACE(::testing::Message() << "seed " << seed);
         Comparison(seed).run();
-        if (HasFatalFailure())
+        if (HasFatalFailure()) {
             return;
+        }
     }
 }
 
@@ -212,8 +220,9 @@ TEST(ScalarTreeModel, seamsOfTheProductionShapeAreCrossed)
     for (const long long index :
          {0LL, 1LL, kRecord - 1, kRecord, 1024 * kRecord - 1, 1024 * kRecord, kCount - 1}) {
         const long long at = events[static_cast<std::size_t>(index)].time;
-        for (const long long resolution : {0LL, 3LL, 7LL, 100LL, 5000LL})
+        for (const long long resolution : {0LL, 3LL, 7LL, 100LL, 5000LL}) {
             expectSound(events, tree, {at, resolution, time + 1, at + 20000});
+        }
     }
     const unsigned int reads = manager.m_reads;
     EXPECT_EQ(ask(tree, 0, 5000, time), (Answers{{events.front().time, Answer::kDense}}));

@@ -17,14 +17,16 @@ class ScalarTree : public ::testing::Test
 protected:
     void add(const Answers& events)
     {
-        for (const Answer& event : events)
+        for (const Answer& event : events) {
             m_tree.addValueWithFilter(event.time, static_cast<unsigned char>(event.value));
+        }
     }
     /// Changes at 0, 10, 20 ... with the values 0, 1, 0 ...
     void addClock(int count)
     {
-        for (int i = 0; i < count; ++i)
+        for (int i = 0; i < count; ++i) {
             m_tree.addValueWithFilter(i * 10, static_cast<unsigned char>(i % 2));
+        }
     }
     Answers getAll() const { return ask(m_tree, 0, 0, kEndOfTime); }
 
@@ -51,11 +53,13 @@ TEST_F(ScalarTree, filterDropsWhatChangesNothingAndOneStepBackIsKnown)
 TEST_F(ScalarTree, deletedValuesOfAStoredRecordAreGone)
 {
     SmallTree tree(m_manager, 3, 2);
-    for (int i = 0; i < 11; ++i)
+    for (int i = 0; i < 11; ++i) {
         tree.addValueWithFilter(i * 10, static_cast<unsigned char>(i % 2));
+    }
     EXPECT_EQ(ask(tree, 90, 0, 200), (Answers{{90, 1}, {100, 0}}));
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         tree.deleteLastValue();
+    }
     EXPECT_EQ(ask(tree, 95, 0, 200), (Answers{{80, 0}})) << "closed records stay";
     tree.updateValue(5);
     EXPECT_EQ(ask(tree, 95, 0, 200), (Answers{{80, 5}}));
@@ -66,10 +70,12 @@ TEST_F(ScalarTree, emptiedOrResetTreeTakesTheSameEventsAgain)
     m_tree.setBitPosition(3);
     for (const int count : {1, 2, 3000}) {
         addClock(count);
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 3; ++i) {
             m_tree.deleteLastValue();
-        if (count == 3000)
+        }
+        if (count == 3000) {
             m_tree.reset();
+        }
         EXPECT_TRUE(m_tree.isEmpty());
         EXPECT_EQ(m_tree.getLastValueTime(), -1);
         EXPECT_EQ(getAll(), Answers());
@@ -83,8 +89,9 @@ TEST_F(ScalarTree, emptiedOrResetTreeTakesTheSameEventsAgain)
 
 TEST_F(ScalarTree, equalTimesGiveTheLaterValue)
 {
-    for (int i = 0; i < 5000; ++i)
+    for (int i = 0; i < 5000; ++i) {
         m_tree.addValue(i < 4990 ? 5 : i, static_cast<unsigned char>(i % 100));
+    }
     for (const long long resolution : {0LL, 4983LL}) {
         const Answers answers = ask(m_tree, 0, resolution, 5000);
         EXPECT_EQ(answers.front(), (Answer{5, 89})) << resolution;
@@ -98,8 +105,9 @@ TEST_F(ScalarTree, nodeWithoutLengthIsAnsweredByItsRecords)
     tree.addValue(5, 1);
     tree.addValue(9, 2);
     tree.deleteLastValue(); // the gap of 4 stays behind in the node
-    for (const int time : {5, 5, 30, 60})
+    for (const int time : {5, 5, 30, 60}) {
         tree.addValue(time, static_cast<unsigned char>(time));
+    }
     EXPECT_EQ(ask(tree, 0, 4, 100), (Answers{{5, 5}, {30, 30}, {60, 60}}));
 }
 
@@ -108,8 +116,9 @@ TEST_F(ScalarTree, stretchesBeforeTimeZeroKeepTheirEnds)
     SmallTree tree(m_manager, 4, 3);
     Answers expected;
     for (int time = -1000; time <= 1000; time += 100) {
-        for (int i = 0; i < 5; ++i)
+        for (int i = 0; i < 5; ++i) {
             tree.addValue(time + 4 * i, static_cast<unsigned char>(i));
+        }
         expected.push_back({time, Answer::kDense});
         expected.push_back({time + 16, 4});
     }
@@ -120,11 +129,13 @@ TEST_F(ScalarTree, timesAtTheEndsOfTheScaleDoNotOverflow)
 {
     m_tree.addValue(0, 1);
     m_tree.addValue(kEndOfTime - 1, 2);
-    for (const long long from : {std::numeric_limits<long long>::min(), kEndOfTime})
+    for (const long long from : {std::numeric_limits<long long>::min(), kEndOfTime}) {
         EXPECT_EQ(ask(m_tree, from, kEndOfTime - 2, kEndOfTime, kEndOfTime).back().value, 2);
+    }
     m_tree.reset();
-    for (int i = 0; i < 5000; ++i)
+    for (int i = 0; i < 5000; ++i) {
         m_tree.addValue(std::numeric_limits<long long>::min() + i, static_cast<unsigned char>(i));
+    }
     m_tree.addValue(kEndOfTime, 1);
     EXPECT_EQ(ask(m_tree, std::numeric_limits<long long>::min(), 0, kEndOfTime).size(), 5001u);
     EXPECT_FALSE(ask(m_tree, kEndOfTime, kEndOfTime, kEndOfTime).empty());
@@ -186,16 +197,18 @@ TEST_F(ScalarTree, iteratorSeesTheIndexOfItsStart)
 {
     SmallTree tree(m_manager, 3, 2);
     const auto addMore = [&tree](int first, int count) {
-        for (int i = first; i < first + count; ++i)
+        for (int i = first; i < first + count; ++i) {
             tree.addValueWithFilter(i * 10, static_cast<unsigned char>(i % 2));
+        }
     };
     addMore(0, 100);
     std::unique_ptr<WdbScalarBTree::Iterator> iterator(tree.find(0, 0, 990, -1));
     addMore(100, 300);
     const Answers answers = drain(*iterator);
     ASSERT_GE(answers.size(), 100u);
-    for (std::size_t i = 0; i < answers.size(); ++i)
+    for (std::size_t i = 0; i < answers.size(); ++i) {
         ASSERT_EQ(answers[i].time, static_cast<long long>(i) * 10);
+    }
     EXPECT_LE(answers.size(), 102u);
 }
 

@@ -19,8 +19,9 @@ class BlockRecorder : public WdbMemoryBlockManager
 public:
     ~BlockRecorder() override
     {
-        for (const long long handle : m_live)
+        for (const long long handle : m_live) {
             WdbMemoryBlockManager::freeBlock(handle, 0);
+        }
     }
     long long addBlock(const char* data, unsigned long long size) override
     {

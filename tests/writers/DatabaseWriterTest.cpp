@@ -76,9 +76,10 @@ TEST_F(DatabaseWriter, vectorsAreComparedByMaskedWordsAsTheyStand)
     std::string old = halfWords(0b0110, 0b0000, 0, 0);
     std::string value = halfWords(0b0101, 0b0100, 1, 1);
     trace(5, 100, 5, bytesOf(old), bytesOf(value), 0, 33);
-    for (const auto& [bit, code] : {std::pair(0, 1), {1, 0}, {2, 3}, {32, 3}})
+    for (const auto& [bit, code] : {std::pair(0, 1), {1, 0}, {2, 3}, {32, 3}}) {
         EXPECT_EQ(take(1),
                   head(5, 100U + static_cast<unsigned int>(bit), 11) + static_cast<char>(code));
+    }
     EXPECT_EQ(take(1), "none");
     // Bits 1 and 2 are set and stay so: shifted they never compare equal. Bit 3 is clear in both.
     value = halfWords(0b011, 0);
@@ -144,8 +145,9 @@ TEST_F(DatabaseWriter, limitsHoldFromTheNextOpen)
     const auto fileSize = [&](const DataBaseLimits& limits) {
         m_writer.setLimits(limits);
         m_writer.open(IWdbWriter::kDefaultMode, kDesign, fileName(), 0);
-        for (unsigned char i = 0; i < 200; ++i)
+        for (unsigned char i = 0; i < 200; ++i) {
             m_writer.getTraceVhdlFuncScalar()(i, i % 20, 0, &i);
+        }
         m_writer.close();
         return std::filesystem::file_size(fileName());
     };

@@ -97,8 +97,9 @@ TEST_F(IndexedWriter, syncedEventsAreInTheFileAndCountersTellAllChangesOfATime)
     open();
     traceByte(4, 7, 1);
     traceByte(4, 7, 2);
-    for (int i = 1; i <= 700; ++i)
+    for (int i = 1; i <= 700; ++i) {
         traceByte(5, 100, static_cast<unsigned char>(i));
+    }
     m_writer.sync();
     EXPECT_EQ(findMark(), 4);
     EXPECT_EQ(readHistories(m_fileName, 7, 1), (std::vector<History>{{{4, 2}}}));
@@ -133,8 +134,9 @@ TEST_F(IndexedWriter, withAHandlerAFullDiskStopsTracingAndTheFileIsNoWholeOne)
         for (long long time = 1; time < 400'000; ++time) {
             traceByte(time, random() % m_memory.size(), static_cast<unsigned char>(random()));
             m_writer.markCurrentTime(time);
-            if (time == 10)
+            if (time == 10) {
                 m_writer.sync();
+            }
         }
         m_writer.close();
         const bool twoLines = lines.size() == 2 && lines[0].find("WDB FATAL ERROR: ") == 0 &&

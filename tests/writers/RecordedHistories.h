@@ -22,10 +22,12 @@ inline std::vector<History> readHistories(const std::string& path, long long add
     reader.getBTreeManager().getOrCreateByteBTrees(address, count, trees, toScan);
     reader.getBTreeManager().scanWdbDatabase(toScan, nullptr);
     std::vector<History> histories;
-    for (const WdbScalarBTree* const tree : trees)
+    for (const WdbScalarBTree* const tree : trees) {
         histories.push_back(getHistory(*tree));
-    if (latestTime)
+    }
+    if (latestTime) {
         *latestTime = reader.getLatestTime();
+    }
     return histories;
 }
 

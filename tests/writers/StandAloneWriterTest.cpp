@@ -92,17 +92,20 @@ TEST_F(StandAloneWriter, everyTraceFunctionComesBackFromTheFile)
         expected[208 + i] = {{3, i % 4 == 0 ? 0x18 : 0}, {4, 0xff}};
         expected[308 + i] = {{8, i % 4 == 0 ? 0xfe : i % 4 == 1 ? 1 : 0}};
     }
-    for (std::size_t place = 400; place < 2000; ++place)
+    for (std::size_t place = 400; place < 2000; ++place) {
         expected[place] = {{6, place < 408 && place % 4 == 0 ? 0xfe : 0xff}};
+    }
     expected[400].push_back({7, 1});
     expected[404].push_back({7, 1});
     for (std::size_t i = 1; i < 8; ++i) {
-        if (i != 4)
+        if (i != 4) {
             expected[400 + i].push_back({7, 0});
+        }
     }
     expected[275] = {{10, 0xff}};
-    for (std::size_t place = 0; place < expected.size(); ++place)
+    for (std::size_t place = 0; place < expected.size(); ++place) {
         EXPECT_EQ(histories[place], expected[place]) << place;
+    }
 }
 
 TEST_F(StandAloneWriter, changesWithoutAPlaceAreLeftOutWithOneLine)

@@ -22,8 +22,9 @@ Bytes makeRandom(std::mt19937& random, std::size_t groups)
 {
     Bytes bytes(groups * kBytesOfGroup);
     const unsigned int kind = pick(random, 3);
-    for (unsigned char& byte : bytes)
+    for (unsigned char& byte : bytes) {
         byte = kind == 0 ? 0 : kind == 1 ? 0xff : static_cast<unsigned char>(random());
+    }
     return bytes;
 }
 

@@ -50,8 +50,9 @@ public:
         }
         m_heap.push_back(waiting);
         std::push_heap(m_heap.begin(), m_heap.end(), IsLater());
-        if (!m_calendar && m_heap.size() > kFew)
+        if (!m_calendar && m_heap.size() > kFew) {
             makeCalendar();
+        }
     }
 
     /// What pop takes next, if that waits for `time` or an earlier time and pop need not leave the
@@ -59,16 +60,18 @@ public:
     const Waiting* getDue(long long time) const
     {
         const std::uint64_t key = toKey(time);
-        if (!m_heap.empty())
+        if (!m_heap.empty()) {
             return m_heap.front().key <= key ? &m_heap.front() : nullptr;
+        }
         return m_calendar && m_calendar->now <= key ? m_calendar->getPresent() : nullptr;
     }
 
     /// The time of what pop takes next, which becomes the present. Not from an empty merge.
     long long getFirstTime()
     {
-        if (!m_heap.empty())
+        if (!m_heap.empty()) {
             return m_heap.front().getTime();
+        }
         m_calendar->goToFirst();
         return Waiting{m_calendar->now, Item()}.getTime();
     }
@@ -78,8 +81,9 @@ public:
     Waiting pop()
     {
         --m_size;
-        if (m_heap.empty())
+        if (m_heap.empty()) {
             return m_calendar->pop();
+        }
         const Waiting waiting = m_heap.front();
         std::pop_heap(m_heap.begin(), m_heap.end(), IsLater());
         m_heap.pop_back();
@@ -104,8 +108,9 @@ public:
         while (m_calendar && m_size > 0 && toKey(getFirstTime()) <= key) {
             const Waiting first = pop();
             const long long next = step(first.item, first.getTime());
-            if (next != kEnd)
+            if (next != kEnd) {
                 push(next, first.item);
+            }
         }
     }
 
@@ -118,8 +123,9 @@ public:
             return;
         }
         const long long present = m_heap.front().getTime();
-        while (!m_heap.empty() && m_heap.front().getTime() == present)
+        while (!m_heap.empty() && m_heap.front().getTime() == present) {
             take(pop().item);
+        }
     }
 
     /// Takes all items, in no order.
@@ -127,11 +133,13 @@ public:
     {
         std::vector<Item> items;
         items.reserve(m_size);
-        for (const Waiting& waiting : m_heap)
+        for (const Waiting& waiting : m_heap) {
             items.push_back(waiting.item);
+        }
         m_heap.clear();
-        if (m_calendar)
+        if (m_calendar) {
             m_calendar->takeAll(items);
+        }
         m_size = 0;
         return items;
     }
@@ -199,8 +207,9 @@ private:
             std::vector<Waiting>& present = places[0][place];
             const Waiting waiting = present.back();
             present.pop_back();
-            if (present.empty())
+            if (present.empty()) {
                 setUsed(0, place, false);
+            }
             return waiting;
         }
 
@@ -212,8 +221,9 @@ private:
             for (std::size_t i = 0; i < present.size(); ++i) {
                 // Among thousands, an item is in no cache of the processor's when its time comes.
                 if constexpr (std::is_pointer_v<Item>) {
-                    if (i + kAhead < present.size())
+                    if (i + kAhead < present.size()) {
                         __builtin_prefetch(present[i + kAhead].item);
+                    }
                 }
                 take(present[i].item);
             }
@@ -227,8 +237,9 @@ private:
         {
             for (auto& level : places) {
                 for (std::vector<Waiting>& place : level) {
-                    for (const Waiting& waiting : place)
+                    for (const Waiting& waiting : place) {
                         items.push_back(waiting.item);
+                    }
                     place.clear();
                 }
             }
@@ -240,8 +251,9 @@ private:
         {
             for (unsigned int level = 0;; ++level) {
                 for (unsigned int word = 0; word < kPlaces / 64; ++word) {
-                    if (used[level][word] == 0)
+                    if (used[level][word] == 0) {
                         continue;
+                    }
                     const unsigned int place =
                         64 * word + static_cast<unsigned int>(__builtin_ctzll(used[level][word]));
                     if (level == 0) {
@@ -261,8 +273,9 @@ private:
             now = std::min_element(inSpread.begin(), inSpread.end(),
                                    [](const Waiting& a, const Waiting& b) { return a.key < b.key; })
                       ->key;
-            for (const Waiting& waiting : inSpread)
+            for (const Waiting& waiting : inSpread) {
                 put(waiting);
+            }
             inSpread.clear();
         }
 
@@ -280,8 +293,9 @@ private:
     {
         m_calendar = std::make_unique<Calendar>();
         m_calendar->now = m_heap.front().key;
-        for (const Waiting& waiting : m_heap)
+        for (const Waiting& waiting : m_heap) {
             m_calendar->put(waiting);
+        }
         m_heap.clear();
     }
 
@@ -292,10 +306,12 @@ private:
         const Waiting moved = m_heap.front();
         std::size_t hole = 0;
         for (std::size_t child = 1; child < size; child = 2 * hole + 1) {
-            if (child + 1 < size && IsLater()(m_heap[child], m_heap[child + 1]))
+            if (child + 1 < size && IsLater()(m_heap[child], m_heap[child + 1])) {
                 ++child;
-            if (!IsLater()(moved, m_heap[child]))
+            }
+            if (!IsLater()(moved, m_heap[child])) {
                 break;
+            }
             m_heap[hole] = m_heap[child];
             hole = child;
         }

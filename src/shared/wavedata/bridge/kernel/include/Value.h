@@ -49,8 +49,9 @@ public:
     /// Makes the value ValueNone.
     void clear()
     {
-        if (m_type == ValueString)
+        if (m_type == ValueString) {
             freeText();
+        }
         m_type = ValueNone;
         m_aux = 0;
         m_payload = 0;
@@ -95,8 +96,9 @@ public:
     /// Stores a payload of any kind but ValueString as it lies.
     void setBits(ValueType type, unsigned long long bits)
     {
-        if (m_type == ValueString)
+        if (m_type == ValueString) {
             freeText();
+        }
         m_aux = kTypedAux;
         m_type = type;
         m_payload = bits;

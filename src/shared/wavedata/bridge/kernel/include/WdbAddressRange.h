@@ -23,10 +23,11 @@ public:
     }
     void expand(long long address)
     {
-        if (address < m_start)
+        if (address < m_start) {
             m_start = address;
-        else if (address > m_end)
+        } else if (address > m_end) {
             m_end = address;
+        }
     }
     bool operator==(const WdbAddressRange& other) const
     {

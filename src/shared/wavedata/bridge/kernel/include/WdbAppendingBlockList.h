@@ -82,8 +82,9 @@ public:
     bool findLastEntry(long long& handle, unsigned int& size) const
     {
         typename Node::Entry entry;
-        if (!this->findLast(entry))
+        if (!this->findLast(entry)) {
             return false;
+        }
         handle = entry.m_handle;
         size = entry.m_size;
         return true;

@@ -109,8 +109,9 @@ public:
                        unsigned int& count) const
     {
         typename Node::Entry entry;
-        if (!this->findLast(entry))
+        if (!this->findLast(entry)) {
             return false;
+        }
         handle = entry.m_handle;
         startId = entry.m_startId;
         size = entry.m_size;

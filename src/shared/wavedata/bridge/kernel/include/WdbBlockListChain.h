@@ -32,11 +32,13 @@ public:
     {
         const long long next = m_node.m_next;
         // What the node lists comes first.
-        if (m_isMoreThanCounted)
+        if (m_isMoreThanCounted) {
             noteNode(m_handle, true);
+        }
         m_isMoreThanCounted = false;
-        if (next == m_markedNode && next != 0)
+        if (next == m_markedNode && next != 0) {
             noteNode(next, false);
+        }
         if (next == m_markedNode || !load(next)) {
             m_node.m_next = 0;
             return false;
@@ -56,8 +58,9 @@ public:
 private:
     bool load(long long handle)
     {
-        if (handle == 0)
+        if (handle == 0) {
             return false;
+        }
         if (!m_manager->contains(handle, sizeof(Node)) ||
             !m_manager->contains(0, (m_nodesRead + 1) * sizeof(Node))) {
             noteNode(handle, false);
@@ -67,8 +70,9 @@ private:
         m_node = Node();
         m_manager->getBlock(handle, reinterpret_cast<char*>(&m_node), sizeof(Node));
         m_handle = handle;
-        if (m_node.m_count > Node::kSlots)
+        if (m_node.m_count > Node::kSlots) {
             noteNode(handle, false);
+        }
         m_isMoreThanCounted = m_node.m_count < Node::kSlots && isMoreThanCounted();
         m_node.m_count = std::min(m_node.m_count, Node::kSlots);
         return true;
@@ -109,8 +113,9 @@ public:
     {
         char* const anchor = reinterpret_cast<char*>(&m_firstNode);
         if (access == WdbBlockListAccess::Reading) {
-            if (manager.contains(anchorOffset, sizeof m_firstNode))
+            if (manager.contains(anchorOffset, sizeof m_firstNode)) {
                 manager.getBlock(anchorOffset, anchor, sizeof m_firstNode);
+            }
             return;
         }
         manager.getBlock(anchorOffset, anchor, sizeof m_firstNode);
@@ -132,8 +137,9 @@ public:
     /// pointer in the file ever dangles.
     void append(const typename Node::Entry& entry)
     {
-        if (!isWriting())
+        if (!isWriting()) {
             return;
+        }
         if (m_node.m_count < Node::kSlots) {
             m_node.setEntry(m_node.m_count++, entry);
             m_dirty = true;
@@ -152,8 +158,9 @@ public:
 
     void flush()
     {
-        if (!m_dirty)
+        if (!m_dirty) {
             return;
+        }
         m_manager->putBlock(m_lastNode, bytes(m_node), sizeof(Node));
         m_dirty = false;
     }

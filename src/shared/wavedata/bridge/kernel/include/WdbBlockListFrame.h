@@ -50,8 +50,9 @@ public:
 private:
     void skipExhaustedNodes()
     {
-        while (isEof() && m_walk.advance())
+        while (isEof() && m_walk.advance()) {
             m_slot = 0;
+        }
     }
 
     WdbBlockListWalk<Node> m_walk;
@@ -81,8 +82,9 @@ public:
     T& openItem()
     {
         m_itemOpen = true;
-        if (!m_item)
+        if (!m_item) {
             m_item = makeItem();
+        }
         return *m_item;
     }
 
@@ -97,12 +99,14 @@ public:
     /// Stores the open item with T::addBlock, lists it, clears and closes it.
     void flushOpenItem()
     {
-        if (!m_itemOpen)
+        if (!m_itemOpen) {
             return;
+        }
         if (m_chain.isWriting()) {
             const typename Node::Entry entry = Node::storeItem(*m_item, m_chain.getManager());
-            if (entry.m_handle != 0)
+            if (entry.m_handle != 0) {
                 m_chain.append(entry);
+            }
         }
         m_item->clear();
         m_itemOpen = false;
@@ -144,10 +148,11 @@ protected:
 private:
     std::unique_ptr<T> makeItem() const
     {
-        if constexpr (std::is_constructible_v<T, unsigned int, long long>)
+        if constexpr (std::is_constructible_v<T, unsigned int, long long>) {
             return std::make_unique<T>(m_itemParameter, m_baseAddress);
-        else
+        } else {
             return std::make_unique<T>(m_itemParameter);
+        }
     }
 
     WdbBlockListChain<Node> m_chain;

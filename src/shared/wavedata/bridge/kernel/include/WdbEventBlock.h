@@ -214,10 +214,12 @@ private:
 inline void WdbEventBlock::addEvent(long long time, long long address, unsigned int length,
                                     const unsigned char* value)
 {
-    if (length == 0)
+    if (length == 0) {
         return;
-    if (m_offsets.size() == m_offsets.capacity())
+    }
+    if (m_offsets.size() == m_offsets.capacity()) {
         growOffsets();
+    }
     std::memcpy(addRecord(time, address, length), value, length);
 }
 
@@ -241,8 +243,9 @@ inline char* WdbEventBlock::addRecord(long long time, long long address, unsigne
 inline bool WdbEventBlock::addShortEvent(long long time, long long address, unsigned int length,
                                          const unsigned char* value)
 {
-    if (!canAdd(length) || m_offsets.size() == m_offsets.capacity())
+    if (!canAdd(length) || m_offsets.size() == m_offsets.capacity()) {
         return false;
+    }
     switch (length) {
     case 1:
         std::memcpy(addRecord(time, address, 1), value, 1);

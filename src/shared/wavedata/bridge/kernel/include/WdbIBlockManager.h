@@ -60,8 +60,9 @@ public:
     WdbDamageLog* getDamageLog() const { return m_damageLog; }
     void noteDamage(const WdbDamage& damage) const
     {
-        if (m_damageLog)
+        if (m_damageLog) {
             m_damageLog->note(damage);
+        }
     }
 
     /// Guards the storage; recursive, so a caller may hold it around several block operations.

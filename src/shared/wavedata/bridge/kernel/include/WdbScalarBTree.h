@@ -39,8 +39,9 @@ public:
     void addValueWithFilter(long long time, unsigned char value)
     {
         if (m_lastTime >= 0) {
-            if (value == m_lastValue)
+            if (value == m_lastValue) {
                 return;
+            }
             if (time != m_lastTime && m_record.canAppend()) {
                 m_record.append(time, value);
                 setLast(time, value);

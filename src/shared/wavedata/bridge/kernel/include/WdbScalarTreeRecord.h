@@ -28,8 +28,9 @@ public:
     /// Appends; `time` is not below the last one. A full record takes nothing more.
     void addTimeValue(long long time, unsigned char value)
     {
-        if (m_count < m_allocated || grow())
+        if (m_count < m_allocated || grow()) {
             append(time, value);
+        }
     }
     void deleteLastValue();
     /// Overwrites the last byte; no effect on an empty record.
@@ -81,10 +82,12 @@ public:
         const unsigned int count = m_count;
         if (count != 0) {
             long long diff;
-            if (__builtin_sub_overflow(time, times[count - 1], &diff))
+            if (__builtin_sub_overflow(time, times[count - 1], &diff)) {
                 diff = std::numeric_limits<long long>::max();
-            if (diff > m_largestDiff)
+            }
+            if (diff > m_largestDiff) {
                 m_largestDiff = diff;
+            }
         }
         times[count] = time;
         m_count = static_cast<unsigned short>(count + 1);

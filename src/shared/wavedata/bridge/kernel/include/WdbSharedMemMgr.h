@@ -51,8 +51,9 @@ public:
 
     bool putPacket(const WdbLivePacketContainer* change)
     {
-        if (m_shutDown.load(std::memory_order_relaxed))
+        if (m_shutDown.load(std::memory_order_relaxed)) {
             return false;
+        }
         return m_ring.putPacket(*change) || waitToPut(*change, change->getLength() + 24ull);
     }
     /// A packet with this payload, of at most 8 bytes; false for more.

@@ -9,8 +9,9 @@ namespace Tracewell {
 
 void refuseAddress(unsigned long long& count, long long address)
 {
-    if (count++ != 0)
+    if (count++ != 0) {
         return;
+    }
     std::cerr
         << "tracewell: a change at address " + std::to_string(address) +
                " is left out, since an event database has no place for it: addresses begin at 0 "

@@ -18,8 +18,9 @@ CArray::Data CArray::allocate(unsigned int capacity)
 {
     Data data(
         static_cast<unsigned int*>(std::calloc(std::max(capacity, 1u), sizeof(unsigned int))));
-    if (!data)
+    if (!data) {
         throw std::bad_alloc();
+    }
     return data;
 }
 
@@ -38,8 +39,9 @@ CArray::CArray(CArray&& other) noexcept
 
 CArray& CArray::operator=(const CArray& other)
 {
-    if (this != &other)
+    if (this != &other) {
         *this = CArray(other);
+    }
     return *this;
 }
 
@@ -53,14 +55,16 @@ CArray& CArray::operator=(CArray&& other) noexcept
 
 void CArray::reserve(unsigned int capacity)
 {
-    if (capacity > m_capacity)
+    if (capacity > m_capacity) {
         *this = CArray(capacity);
+    }
 }
 
 void CArray::grow(unsigned int capacity)
 {
-    if (capacity <= m_capacity)
+    if (capacity <= m_capacity) {
         return;
+    }
     CArray larger(capacity);
     std::copy_n(m_data.get(), m_capacity, larger.m_data.get());
     larger.m_size = m_size;

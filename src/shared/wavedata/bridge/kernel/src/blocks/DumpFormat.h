@@ -16,8 +16,9 @@ inline void dumpEventFields(std::ostream& os, long long time, long long address,
        << "  m_pStartAddress = " << std::hex << address << '\n'
        << "  m_pLength = " << std::dec << length << '\n'
        << "  m_value = " << std::hex;
-    for (unsigned int i = 0; i < length; ++i)
+    for (unsigned int i = 0; i < length; ++i) {
         os << static_cast<unsigned int>(value[i]) << ' ';
+    }
     os << '\n';
     os.flags(flags);
 }

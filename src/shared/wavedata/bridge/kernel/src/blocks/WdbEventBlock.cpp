@@ -65,8 +65,9 @@ void WdbEventBlock::FreeMemory::operator()(char* memory) const
 WdbEventBlock::Memory WdbEventBlock::allocate(unsigned int maxBlockSize)
 {
     Memory memory(static_cast<char*>(std::calloc(std::max(maxBlockSize, kHeaderSize), 1)));
-    if (!memory)
+    if (!memory) {
         throw std::bad_alloc();
+    }
     return memory;
 }
 
@@ -86,8 +87,9 @@ WdbEventBlock::WdbEventBlock(const WdbEventBlock& other)
 
 WdbEventBlock& WdbEventBlock::operator=(const WdbEventBlock& other)
 {
-    if (this == &other)
+    if (this == &other) {
         return *this;
+    }
     WdbEventBlock copy(other);
     m_baseAddress = copy.m_baseAddress;
     m_maxBlockSize = copy.m_maxBlockSize;
@@ -104,10 +106,12 @@ WdbEventBlock::~WdbEventBlock() = default;
 
 void WdbEventBlock::addEvent(char* record, unsigned int size)
 {
-    if (size == 0)
+    if (size == 0) {
         return;
-    if (m_offsets.size() == m_offsets.capacity())
+    }
+    if (m_offsets.size() == m_offsets.capacity()) {
         growOffsets();
+    }
     std::memcpy(m_memory.get() + m_currentSize, record, size);
     m_offsets.push_back(m_currentSize);
     m_currentSize += size;
@@ -142,8 +146,9 @@ WdbEventIterator WdbEventBlock::getEventIterator()
 
 void WdbEventBlock::fillHeader() const
 {
-    if (isEmpty())
+    if (isEmpty()) {
         return;
+    }
     const long long start = eventAt(0).getTime();
     const long long last = eventAt(size() - 1).getTime();
     writeHeader({start,
@@ -154,8 +159,9 @@ void WdbEventBlock::fillHeader() const
 
 long long WdbEventBlock::addBlock(WdbIBlockManager& manager, unsigned int& size) const
 {
-    if (isEmpty())
+    if (isEmpty()) {
         return 0;
+    }
     fillHeader();
     return guardStoring(manager, "WdbEventBlock", [&] {
         ImageCompressor compressor;
@@ -167,8 +173,9 @@ long long WdbEventBlock::addBlock(WdbIBlockManager& manager, unsigned int& size)
 
 void WdbEventBlock::putBlock(long long handle, WdbIBlockManager& manager)
 {
-    if (isEmpty())
+    if (isEmpty()) {
         return;
+    }
     fillHeader();
     manager.putBlock(handle, m_memory.get(), m_maxBlockSize);
 }
@@ -186,21 +193,24 @@ void WdbEventBlock::loadBlock(long long offset, unsigned int size, WdbIBlockMana
             ? inflateBlock(manager, offset, size, m_memory.get(), m_maxBlockSize, isWhole)
             : 0;
     // Inflating overwrites, so only what an earlier content left behind it has to go.
-    if (inflated < usedBefore)
+    if (inflated < usedBefore) {
         std::memset(m_memory.get() + inflated, 0, usedBefore - inflated);
+    }
     m_loadedSize = inflated;
     findRecords(inflated);
     const bool isNothing = offset == 0 && size == 0;
     m_isDamaged = !isNothing && !(isWhole && isLoadedWhole());
-    if (m_isDamaged)
+    if (m_isDamaged) {
         manager.noteDamage({WdbDamage::EventBlock, offset, size, m_baseAddress});
+    }
 }
 
 /// Whether the image, which was inflated whole, holds what its header says and nothing behind.
 bool WdbEventBlock::isLoadedWhole() const
 {
-    if (isEmpty() || size() != readHeader().m_numberOfEvents || m_currentSize > m_maxBlockSize)
+    if (isEmpty() || size() != readHeader().m_numberOfEvents || m_currentSize > m_maxBlockSize) {
         return false;
+    }
     const Header header = readHeader();
     const long long last = eventAt(size() - 1).getTime();
     const char* const rest = m_memory.get() + m_currentSize;
@@ -214,8 +224,9 @@ bool WdbEventBlock::isLoadedWhole() const
 
 void WdbEventBlock::findRecords(unsigned int bytes)
 {
-    if (bytes < kHeaderSize)
+    if (bytes < kHeaderSize) {
         return;
+    }
     const unsigned int possible = (bytes - kHeaderSize) / kSmallestRecord;
     const unsigned int count = std::min(readHeader().m_numberOfEvents, possible);
     m_offsets.reserve(count);
@@ -224,12 +235,14 @@ void WdbEventBlock::findRecords(unsigned int bytes)
     unsigned int place = kHeaderSize;
     while (found < count && place <= bytes - kSmallestRecord) {
         const unsigned int length = WdbEvent(memory + place, 0).getValuelength();
-        if (length == 0 || length > m_maxBlockSize - place - WdbEvent::kHeaderSize)
+        if (length == 0 || length > m_maxBlockSize - place - WdbEvent::kHeaderSize) {
             break;
+        }
         m_offsets.setData(found++, place);
         place += WdbEvent::kHeaderSize + length;
-        if (place > bytes)
+        if (place > bytes) {
             break;
+        }
     }
     m_offsets.setSize(found);
     m_currentSize = place;

@@ -61,19 +61,22 @@ Repeats findOrderedRepeats(unsigned int count, const KeyAt& keyAt, char* flags)
     long long latest = count > 0 ? keyAt(0).time : 0;
     for (unsigned int i = 1; i < count; ++i) {
         const RepeatKey key = keyAt(i);
-        if (key.time < latest)
+        if (key.time < latest) {
             return Repeats::Unknown;
+        }
         latest = key.time;
         const unsigned int lastEvent = std::exchange(lastEvents[key.address % kAddresses], i);
         const RepeatKey last = keyAt(lastEvent);
         if (last.time == key.time && (last.address - key.address) % kAddresses == 0) {
-            if (!(last == key))
+            if (!(last == key)) {
                 return Repeats::Unknown;
+            }
             flags[lastEvent] = 1;
             found = true;
         }
-        if (!found && i == kGiveUpIndex)
+        if (!found && i == kGiveUpIndex) {
             return Repeats::None;
+        }
     }
     return found ? Repeats::Found : Repeats::None;
 }
@@ -83,22 +86,25 @@ template <class KeyAt> Repeats findRepeats(unsigned int count, const KeyAt& keyA
 {
     static thread_local std::vector<unsigned int> numbers;
     std::size_t size = 256;
-    while (size < 2 * static_cast<std::size_t>(count))
+    while (size < 2 * static_cast<std::size_t>(count)) {
         size *= 2;
+    }
     numbers.assign(size, 0);
     bool found = false;
     for (unsigned int i = 0; i < count; ++i) {
         const RepeatKey key = keyAt(i);
         std::size_t place = key.hash() % size;
-        while (numbers[place] != 0 && !(keyAt(numbers[place] - 1) == key))
+        while (numbers[place] != 0 && !(keyAt(numbers[place] - 1) == key)) {
             place = (place + 1) % size;
+        }
         if (numbers[place] != 0) {
             flags[numbers[place] - 1] = 1;
             found = true;
         }
         numbers[place] = i + 1;
-        if (!found && i == kGiveUpIndex)
+        if (!found && i == kGiveUpIndex) {
             return Repeats::None;
+        }
     }
     return found ? Repeats::Found : Repeats::None;
 }
@@ -118,8 +124,9 @@ void WdbEventBlock::filterOutRepeatedValue()
         flags.assign(size(), 0);
         repeats = findRepeats(size(), keyAt, flags.data());
     }
-    if (repeats == Repeats::Found)
+    if (repeats == Repeats::Found) {
         removeEvents(flags.data());
+    }
 }
 
 // Moves whole runs of events, since few are removed.
@@ -134,18 +141,21 @@ void WdbEventBlock::removeEvents(const char* removed)
     unsigned int end = kept < count ? m_offsets[kept] : m_currentSize;
     for (unsigned int i = kept; i < count;) {
         const unsigned int runBegin = findNext(i, 0);
-        if (runBegin == count)
+        if (runBegin == count) {
             break;
+        }
         const unsigned int runEnd = findNext(runBegin, 1);
         const unsigned int from = m_offsets[runBegin];
         const unsigned int to = runEnd < count ? m_offsets[runEnd] : m_currentSize;
         std::memmove(m_memory.get() + end, m_memory.get() + from, to - from);
-        for (i = runBegin; i < runEnd; ++i)
+        for (i = runBegin; i < runEnd; ++i) {
             m_offsets.setData(kept++, m_offsets[i] - (from - end));
+        }
         end += to - from;
     }
-    for (unsigned int i = kept; i < count; ++i)
+    for (unsigned int i = kept; i < count; ++i) {
         m_offsets.setData(i, 0);
+    }
     m_offsets.setSize(kept);
     std::memset(m_memory.get() + end, 0, m_currentSize - end);
     m_currentSize = end;
@@ -161,10 +171,12 @@ void forEachOffset(const WdbEvent& event, long long baseAddress, const Touch& to
     const unsigned int start =
         static_cast<unsigned int>(event.getStartAddress()) - static_cast<unsigned int>(baseAddress);
     const unsigned int length = event.getValuelength();
-    if (start >= WdbEventBlock::kKeyAddresses || length > WdbEventBlock::kKeyAddresses - start)
+    if (start >= WdbEventBlock::kKeyAddresses || length > WdbEventBlock::kKeyAddresses - start) {
         throw std::out_of_range("event outside the bucket");
-    for (unsigned int offset = start; offset < start + length; ++offset)
+    }
+    for (unsigned int offset = start; offset < start + length; ++offset) {
         touch(offset, event.getTime());
+    }
 }
 
 long long subtract(long long later, long long earlier)
@@ -211,8 +223,9 @@ void WdbEventBlock::getLargestDiffAndKey(long long baseAddress, long long& diff,
     }
     diff = largest;
     // Its previous change lies before this block, at an unknown distance.
-    if (oneTouchedOnce)
+    if (oneTouchedOnce) {
         diff = subtract(eventAt(size() - 1).getTime(), eventAt(0).getTime());
+    }
 }
 
 long long WdbEventBlock::getLargestDiff(long long baseAddress) const

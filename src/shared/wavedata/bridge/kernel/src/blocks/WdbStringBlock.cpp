@@ -52,8 +52,9 @@ WdbStringBlock::WdbStringBlock(const WdbStringBlock& other)
 
 WdbStringBlock& WdbStringBlock::operator=(const WdbStringBlock& other)
 {
-    if (this == &other)
+    if (this == &other) {
         return *this;
+    }
     WdbStringBlock copy(other);
     m_blockSize = copy.m_blockSize;
     m_memory = std::move(copy.m_memory);
@@ -67,10 +68,12 @@ WdbStringBlock::~WdbStringBlock() = default;
 
 void WdbStringBlock::addString(long long id, const std::string& text)
 {
-    if (isEmpty())
+    if (isEmpty()) {
         setSetStartID(id);
-    if (m_offsets.size() == m_offsets.capacity())
+    }
+    if (m_offsets.size() == m_offsets.capacity()) {
         m_offsets.grow(std::max(2 * m_offsets.capacity(), kOffsetCapacity));
+    }
     std::memcpy(m_memory.get() + m_currentSize, text.c_str(), text.size() + 1);
     m_offsets.push_back(m_currentSize);
     m_currentSize += static_cast<unsigned int>(text.size()) + 1;
@@ -105,8 +108,9 @@ WdbStringBlockIterator WdbStringBlock::getStringBlockIterator() const
 long long WdbStringBlock::addBlock(WdbIBlockManager& manager, unsigned int& size,
                                    long long& startId, unsigned int& count) const
 {
-    if (isEmpty())
+    if (isEmpty()) {
         return 0;
+    }
     writeCount(this->size());
     startId = getStartID();
     count = this->size();
@@ -128,8 +132,9 @@ void WdbStringBlock::loadBlock(long long offset, unsigned int size, WdbIBlockMan
     }
     const bool isNothing = offset == 0 && size == 0;
     m_isDamaged = !isNothing && !(isWhole && this->size() == readCount() && !isEmpty());
-    if (m_isDamaged)
+    if (m_isDamaged) {
         manager.noteDamage({WdbDamage::TextBlock, offset, size});
+    }
 }
 
 void WdbStringBlock::loadDataOffsetArray(unsigned int count)
@@ -141,8 +146,9 @@ void WdbStringBlock::loadDataOffsetArray(unsigned int count)
     while (m_offsets.size() < count && m_currentSize < m_blockSize) {
         const char* const text = m_memory.get() + m_currentSize;
         const void* const end = std::memchr(text, '\0', m_blockSize - m_currentSize);
-        if (!end)
+        if (!end) {
             return;
+        }
         m_offsets.push_back(m_currentSize);
         m_currentSize += static_cast<unsigned int>(static_cast<const char*>(end) - text) + 1;
     }

@@ -20,10 +20,12 @@ using BlockCopy = std::unique_ptr<char, FreeBlockCopy>;
 inline BlockCopy makeBlockCopy(unsigned long long size, const char* data = nullptr)
 {
     BlockCopy copy(static_cast<char*>(std::malloc(size != 0 ? size : 1)));
-    if (!copy)
+    if (!copy) {
         throw std::bad_alloc();
-    if (data)
+    }
+    if (data) {
         std::memcpy(copy.get(), data, size);
+    }
     return copy;
 }
 

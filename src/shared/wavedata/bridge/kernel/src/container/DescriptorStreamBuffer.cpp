@@ -12,8 +12,9 @@ bool DescriptorStreamBuffer::open(const std::string& path, Mode mode)
 {
     m_getPosition = m_putPosition = m_length = 0;
     m_writable = mode != Mode::Read;
-    if (!m_file.open(path, mode))
+    if (!m_file.open(path, mode)) {
         return false;
+    }
     refreshLength();
     return true;
 }
@@ -26,18 +27,21 @@ bool DescriptorStreamBuffer::close()
 
 bool DescriptorStreamBuffer::contains(long long offset, unsigned long long size)
 {
-    if (fits(offset, size))
+    if (fits(offset, size)) {
         return true;
-    if (m_writable || offset < 0)
+    }
+    if (m_writable || offset < 0) {
         return false;
+    }
     refreshLength();
     return fits(offset, size);
 }
 
 long long DescriptorStreamBuffer::getLength()
 {
-    if (!m_writable)
+    if (!m_writable) {
         refreshLength();
+    }
     return m_length;
 }
 
@@ -47,14 +51,16 @@ DescriptorStreamBuffer::pos_type DescriptorStreamBuffer::seekoff(off_type offset
 {
     long long base = 0;
     if (direction == std::ios_base::cur) {
-        if ((which & std::ios_base::in) && (which & std::ios_base::out))
+        if ((which & std::ios_base::in) && (which & std::ios_base::out)) {
             return pos_type(off_type(-1));
+        }
         base = (which & std::ios_base::in) ? m_getPosition : m_putPosition;
     } else if (direction == std::ios_base::end) {
         base = getLength();
     }
-    if (offset > 0 && base > std::numeric_limits<long long>::max() - offset)
+    if (offset > 0 && base > std::numeric_limits<long long>::max() - offset) {
         return pos_type(off_type(-1));
+    }
     return seekTo(base + offset, which);
 }
 
@@ -66,8 +72,9 @@ DescriptorStreamBuffer::pos_type DescriptorStreamBuffer::seekpos(pos_type positi
 
 std::streamsize DescriptorStreamBuffer::xsgetn(char* out, std::streamsize size)
 {
-    if (size <= 0)
+    if (size <= 0) {
         return 0;
+    }
     const std::size_t moved = m_file.readAt(m_getPosition, out, static_cast<std::size_t>(size));
     m_getPosition += static_cast<long long>(moved);
     return static_cast<std::streamsize>(moved);
@@ -75,8 +82,9 @@ std::streamsize DescriptorStreamBuffer::xsgetn(char* out, std::streamsize size)
 
 std::streamsize DescriptorStreamBuffer::xsputn(const char* data, std::streamsize size)
 {
-    if (size <= 0)
+    if (size <= 0) {
         return 0;
+    }
     if (!m_writable) {
         errno = EBADF;
         return 0;
@@ -102,22 +110,25 @@ DescriptorStreamBuffer::int_type DescriptorStreamBuffer::uflow()
 
 DescriptorStreamBuffer::int_type DescriptorStreamBuffer::pbackfail(int_type character)
 {
-    if (m_getPosition == 0)
+    if (m_getPosition == 0) {
         return traits_type::eof();
+    }
     --m_getPosition;
     const int_type previous = underflow();
     const bool any = traits_type::eq_int_type(character, traits_type::eof());
     if (!traits_type::eq_int_type(previous, traits_type::eof()) &&
-        (any || traits_type::eq_int_type(character, previous)))
+        (any || traits_type::eq_int_type(character, previous))) {
         return previous;
+    }
     ++m_getPosition;
     return traits_type::eof();
 }
 
 DescriptorStreamBuffer::int_type DescriptorStreamBuffer::overflow(int_type character)
 {
-    if (traits_type::eq_int_type(character, traits_type::eof()))
+    if (traits_type::eq_int_type(character, traits_type::eof())) {
         return traits_type::not_eof(character);
+    }
     const char byte = traits_type::to_char_type(character);
     return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
 }
@@ -140,10 +151,12 @@ DescriptorStreamBuffer::pos_type DescriptorStreamBuffer::seekTo(long long positi
         errno = isOpen() ? EINVAL : EBADF;
         return pos_type(off_type(-1));
     }
-    if (which & std::ios_base::in)
+    if (which & std::ios_base::in) {
         m_getPosition = position;
-    if (which & std::ios_base::out)
+    }
+    if (which & std::ios_base::out) {
         m_putPosition = position;
+    }
     return pos_type(off_type(position));
 }
 
@@ -154,8 +167,9 @@ DescriptorStream::DescriptorStream() : std::basic_iostream<char>(nullptr)
 
 bool DescriptorStream::open(const std::string& path, DescriptorStreamBuffer::Mode mode)
 {
-    if (!m_buffer.open(path, mode))
+    if (!m_buffer.open(path, mode)) {
         return false;
+    }
     clear();
     return true;
 }

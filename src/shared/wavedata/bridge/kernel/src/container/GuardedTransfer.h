@@ -33,8 +33,9 @@ void guardRead(const WdbIBlockManager& manager, const char* literal, char* out,
         action();
         return true;
     });
-    if (!isDone)
+    if (!isDone) {
         std::memset(out, 0, size);
+    }
 }
 
 } // namespace Tracewell

@@ -13,8 +13,9 @@ namespace {
 /// Somebody may have read the stream to its end, which a transfer would take for a failure.
 void forgetEndOfFile(std::basic_iostream<char>& stream)
 {
-    if (stream.eof())
+    if (stream.eof()) {
         stream.clear(stream.rdstate() & ~std::ios_base::eofbit);
+    }
 }
 
 /// The length of a stream of any kind; -1 when it cannot tell. Moves the get position.
@@ -53,10 +54,12 @@ void writeBlock(std::basic_iostream<char>& stream, long long handle, const char*
 bool streamContains(std::basic_iostream<char>& stream, long long handle, unsigned long long size)
 {
     std::streambuf* const buffer = stream.rdbuf();
-    if (!buffer || handle < 0)
+    if (!buffer || handle < 0) {
         return false;
-    if (auto* const descriptorBuffer = dynamic_cast<DescriptorStreamBuffer*>(buffer))
+    }
+    if (auto* const descriptorBuffer = dynamic_cast<DescriptorStreamBuffer*>(buffer)) {
         return descriptorBuffer->contains(handle, size);
+    }
     try {
         const long long length = findLength(*buffer);
         return handle <= length && size <= static_cast<unsigned long long>(length - handle);

@@ -12,8 +12,9 @@ void WdbBlockFreeList::putBlock(long long handle, unsigned long long size)
 bool WdbBlockFreeList::getBlock(unsigned long long size, long long& handle)
 {
     const auto block = m_blocks.lower_bound(size);
-    if (block == m_blocks.end() || block->first != size)
+    if (block == m_blocks.end() || block->first != size) {
         return false;
+    }
     handle = block->second;
     m_blocks.erase(block);
     return true;

@@ -15,8 +15,9 @@ bool seek(std::FILE* file, long long handle)
 
 long long WdbCFileBlockManager::addBlock(const char* data, unsigned long long size)
 {
-    if (!m_file || std::fseek(m_file, 0, SEEK_END) != 0)
+    if (!m_file || std::fseek(m_file, 0, SEEK_END) != 0) {
         return -1;
+    }
     const long handle = std::ftell(m_file);
     std::fwrite(data, 1, size, m_file);
     return handle;
@@ -24,14 +25,16 @@ long long WdbCFileBlockManager::addBlock(const char* data, unsigned long long si
 
 void WdbCFileBlockManager::getBlock(long long handle, char* out, unsigned long long size) const
 {
-    if (seek(m_file, handle))
+    if (seek(m_file, handle)) {
         static_cast<void>(std::fread(out, 1, size, m_file) == size);
+    }
 }
 
 void WdbCFileBlockManager::putBlock(long long handle, const char* data, unsigned long long size)
 {
-    if (seek(m_file, handle))
+    if (seek(m_file, handle)) {
         std::fwrite(data, 1, size, m_file);
+    }
 }
 
 void WdbCFileBlockManager::freeBlock(long long handle, unsigned long long size)

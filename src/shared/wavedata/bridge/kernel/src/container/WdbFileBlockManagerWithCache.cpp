@@ -56,12 +56,14 @@ void WdbFileBlockManagerWithCache::putBlock(long long handle, const char* data,
                   "for the following reason: ",
                   [&] {
                       writeBlock(*m_stream, handle, data, size);
-                      if (!m_cache.get(handle))
+                      if (!m_cache.get(handle)) {
                           return;
-                      if (m_cache.getSize(handle) == size)
+                      }
+                      if (m_cache.getSize(handle) == size) {
                           m_cache.put(handle, makeBlockCopy(size, data).release());
-                      else
+                      } else {
                           m_cache.remove(handle);
+                      }
                   });
 }
 

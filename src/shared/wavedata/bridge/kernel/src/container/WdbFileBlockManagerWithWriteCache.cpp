@@ -56,11 +56,13 @@ void WdbFileBlockManagerWithWriteCache::putBlock(long long handle, const char* d
                                                  unsigned long long size)
 {
     const bool hasOtherSize = m_cache.get(handle) && m_cache.getSize(handle) != size;
-    if (hasOtherSize)
+    if (hasOtherSize) {
         m_cache.remove(handle);
+    }
     m_cache.put(handle, makeBlockCopy(size, data).release(), size);
-    if (hasOtherSize)
+    if (hasOtherSize) {
         m_cache.remove(handle);
+    }
 }
 
 void WdbFileBlockManagerWithWriteCache::freeBlock(long long handle, unsigned long long size)

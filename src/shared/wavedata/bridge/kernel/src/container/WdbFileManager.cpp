@@ -24,8 +24,9 @@ using Lock = CheckedLock<boost::recursive_mutex>;
 {
     // The exception reads "%%" as "%", and paths and ids come out as they are.
     for (std::size_t at = message.find('%'); at != std::string::npos;
-         at = message.find('%', at + 2))
+         at = message.find('%', at + 2)) {
         message.insert(at, 1, '%');
+    }
     throw Qsim::OpenException("QSim", __FILE__, "", line, message.c_str());
 }
 
@@ -92,8 +93,9 @@ void WdbFileManager::create(const std::string& path)
         close();
         m_blockManager->mend();
         m_damageLog.clear();
-        if (!m_stream->open(path, DescriptorStreamBuffer::Mode::Create))
+        if (!m_stream->open(path, DescriptorStreamBuffer::Mode::Create)) {
             m_stream->setstate(std::ios_base::failbit);
+        }
         m_header.m_creationTime = static_cast<int>(std::time(nullptr));
         m_header.m_tableOfContentOffset = 0;
         writeRecord(*m_stream, m_header);
@@ -115,11 +117,13 @@ void WdbFileManager::create(const std::string& path)
 
 void WdbFileManager::open(const std::string& path)
 {
-    if (!isKnownToFileSystem(path))
+    if (!isKnownToFileSystem(path)) {
         throwOpenException(__LINE__, "wdb database file does not exist.");
+    }
     // Like any stream, an open one does not open again.
-    if (m_open || !m_stream->open(path, DescriptorStreamBuffer::Mode::Read))
+    if (m_open || !m_stream->open(path, DescriptorStreamBuffer::Mode::Read)) {
         throwOpenException(__LINE__, "Cannot open simulation database file.");
+    }
 
     m_blockManager->mend();
     m_damageLog.clear();
@@ -151,25 +155,29 @@ void WdbFileManager::close()
     const Lock lock(m_blockManager->getMutex());
     // addNewSection left nothing unwritten.
     m_tableOfContent.reset();
-    if (!m_open)
+    if (!m_open) {
         return;
+    }
     m_open = false;
-    if (!m_stream->close() && !m_blockManager->isBroken())
+    if (!m_stream->close() && !m_blockManager->isBroken()) {
         transfer(*m_stream, [this] { m_stream->setstate(std::ios_base::failbit); });
+    }
 }
 
 void WdbFileManager::readHeader()
 {
     const Lock lock(m_blockManager->getMutex());
-    if (m_open)
+    if (m_open) {
         readRecord(*m_stream, m_header);
+    }
 }
 
 void WdbFileManager::writeHeader()
 {
     const Lock lock(m_blockManager->getMutex());
-    if (m_open && !m_blockManager->isBroken())
+    if (m_open && !m_blockManager->isBroken()) {
         writeRecord(*m_stream, m_header);
+    }
 }
 
 void WdbFileManager::setApplication(const std::string& application)
@@ -188,8 +196,9 @@ std::string WdbFileManager::getApplication() const
 void WdbFileManager::addNewSection(const std::string& sectionId, unsigned int version,
                                    long long fileOffset, long long size)
 {
-    if (!m_open)
+    if (!m_open) {
         return;
+    }
     WdbTableOfContentItem item;
     item.setSectionID(sectionId);
     item.m_version = version;
@@ -206,8 +215,9 @@ void WdbFileManager::embedDataInNewSection(const std::string& sectionId, unsigne
                                            const unsigned char* data, long long size)
 {
     const Lock lock(m_blockManager->getMutex());
-    if (!m_open || size <= 0)
+    if (!m_open || size <= 0) {
         return;
+    }
     const long long offset = m_blockManager->addBlock(reinterpret_cast<const char*>(data),
                                                       static_cast<unsigned long long>(size));
     addNewSection(sectionId, version, offset, size);
@@ -216,8 +226,9 @@ void WdbFileManager::embedDataInNewSection(const std::string& sectionId, unsigne
 void WdbFileManager::embedFileInNewSection(const std::string& sectionId, unsigned int version,
                                            const std::string& path)
 {
-    if (!m_open)
+    if (!m_open) {
         return;
+    }
     const auto fail = [this, &path](const char* what, const char* purpose) {
         m_blockManager->breakDown(std::string("WDB FATAL ERROR: Can't ") + what +
                                   " WDB constituent file " + path + purpose +
@@ -225,17 +236,21 @@ void WdbFileManager::embedFileInNewSection(const std::string& sectionId, unsigne
     };
 
     DescriptorFile file;
-    if (!file.open(path, DescriptorFile::Mode::Read))
+    if (!file.open(path, DescriptorFile::Mode::Read)) {
         return fail("open", " for reading");
+    }
     const long long size = file.size();
-    if (size < 0)
+    if (size < 0) {
         return fail("seek in", "");
-    if (size == 0)
+    }
+    if (size == 0) {
         return;
+    }
     const auto length = static_cast<std::size_t>(size);
     const std::unique_ptr<char[]> content(new (std::nothrow) char[length]);
-    if (!content || file.readAt(0, content.get(), length) != length)
+    if (!content || file.readAt(0, content.get(), length) != length) {
         return fail("read", "");
+    }
     embedDataInNewSection(sectionId, version, reinterpret_cast<unsigned char*>(content.get()),
                           size);
 }
@@ -243,9 +258,10 @@ void WdbFileManager::embedFileInNewSection(const std::string& sectionId, unsigne
 bool WdbFileManager::getSection(const std::string& sectionId, unsigned int version,
                                 WdbTableOfContentItem& out) const
 {
-    if (!findSection(sectionId, version, out))
+    if (!findSection(sectionId, version, out)) {
         throwOpenException(__LINE__, "Cannot find sectionID = '" + sectionId + "' and version = '" +
                                          std::to_string(version) + "' in the wave database");
+    }
     return true;
 }
 
@@ -266,18 +282,22 @@ char* WdbFileManager::getSectionData(const std::string& sectionId, unsigned int 
                                      long long* size) const
 {
     WdbTableOfContentItem item;
-    if (!findSection(sectionId, version, item))
+    if (!findSection(sectionId, version, item)) {
         return nullptr;
+    }
     const auto length = static_cast<unsigned long long>(std::max(item.m_size, 0LL));
     char* data = nullptr;
-    if (length > 0 && m_blockManager->contains(item.m_fileOffset, length))
+    if (length > 0 && m_blockManager->contains(item.m_fileOffset, length)) {
         data = static_cast<char*>(std::malloc(length));
-    else
+    } else {
         m_blockManager->noteDamage({WdbDamage::Section, item.m_fileOffset, length});
-    if (data)
+    }
+    if (data) {
         m_blockManager->getBlock(item.m_fileOffset, data, length);
-    if (size)
+    }
+    if (size) {
         *size = data ? item.m_size : 0;
+    }
     return data;
 }
 
@@ -286,11 +306,13 @@ char* WdbFileManager::getSectionData(const std::string& sectionId, unsigned int 
 {
     const Lock lock(m_blockManager->getMutex());
     WdbTableOfContentItem item;
-    if (!findSection(sectionId, version, item) || item.m_size <= 0 || size <= 0)
+    if (!findSection(sectionId, version, item) || item.m_size <= 0 || size <= 0) {
         return nullptr;
+    }
     const long long fileLength = m_stream->getLength();
-    if (item.m_fileOffset < 0 || item.m_fileOffset >= fileLength || size > fileLength)
+    if (item.m_fileOffset < 0 || item.m_fileOffset >= fileLength || size > fileLength) {
         return nullptr;
+    }
     const long long present = std::min(size, fileLength - item.m_fileOffset);
     char* const data = new char[static_cast<std::size_t>(size)];
     m_blockManager->getBlock(item.m_fileOffset, data, static_cast<unsigned long long>(present));
@@ -306,18 +328,22 @@ std::basic_iostream<char>& WdbFileManager::getiostream()
 bool WdbFileManager::findSection(const std::string& sectionId, unsigned int version,
                                  WdbTableOfContentItem& out) const
 {
-    if (!m_tableOfContent)
+    if (!m_tableOfContent) {
         return false;
+    }
     for (auto entry = m_tableOfContent->begin(); entry; ++entry) {
         WdbTableOfContentItem item;
         const bool isInFile = m_blockManager->contains(entry.getHandle(), sizeof item);
-        if (isInFile)
+        if (isInFile) {
             item.loadBlock(entry.getHandle(), entry.getSize(), *m_blockManager);
-        if (item.m_sectionId[0] == '\0' || entry.getSize() != sizeof item)
+        }
+        if (item.m_sectionId[0] == '\0' || entry.getSize() != sizeof item) {
             m_blockManager->noteDamage(
                 {WdbDamage::SectionEntry, entry.getHandle(), entry.getSize()});
-        if (!isInFile)
+        }
+        if (!isInFile) {
             continue;
+        }
         if (item.isSectionAndVersionMatched(sectionId, version)) {
             out = item;
             return true;

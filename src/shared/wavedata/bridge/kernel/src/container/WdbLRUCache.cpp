@@ -17,16 +17,18 @@ WdbLRUCache::~WdbLRUCache()
 void* WdbLRUCache::get(long long handle) const
 {
     const auto found = m_items.find(handle);
-    if (found == m_items.end())
+    if (found == m_items.end()) {
         return nullptr;
+    }
     touch(found->second);
     return found->second.m_data;
 }
 
 void WdbLRUCache::add(long long handle, void* data, unsigned long long size)
 {
-    if (m_items.size() >= m_capacity)
+    if (m_items.size() >= m_capacity) {
         evict();
+    }
     m_recency.push_back(handle);
     m_items.emplace(handle, LRUDataItem{data, size, std::prev(m_recency.end())});
 }
@@ -37,8 +39,9 @@ void WdbLRUCache::evict()
     while (!m_recency.empty()) {
         const auto oldest = m_items.find(m_recency.front());
         m_recency.pop_front();
-        if (oldest == m_items.end())
+        if (oldest == m_items.end()) {
             continue;
+        }
         std::free(oldest->second.m_data);
         m_items.erase(oldest);
         return;
@@ -48,8 +51,9 @@ void WdbLRUCache::evict()
 void WdbLRUCache::put(long long handle, void* data)
 {
     const auto found = m_items.find(handle);
-    if (found == m_items.end())
+    if (found == m_items.end()) {
         return;
+    }
     std::free(found->second.m_data);
     found->second.m_data = data;
     touch(found->second);
@@ -58,8 +62,9 @@ void WdbLRUCache::put(long long handle, void* data)
 void WdbLRUCache::remove(long long handle)
 {
     const auto found = m_items.find(handle);
-    if (found == m_items.end())
+    if (found == m_items.end()) {
         return;
+    }
     std::free(found->second.m_data);
     m_recency.erase(found->second.m_place);
     m_items.erase(found);
@@ -67,8 +72,9 @@ void WdbLRUCache::remove(long long handle)
 
 void WdbLRUCache::reset()
 {
-    for (const auto& item : m_items)
+    for (const auto& item : m_items) {
         std::free(item.second.m_data);
+    }
     m_items.clear();
     m_recency.clear();
 }

@@ -26,16 +26,18 @@ WdbLRUFileBlockCache::~WdbLRUFileBlockCache()
 void* WdbLRUFileBlockCache::get(long long handle) const
 {
     const auto found = m_items.find(handle);
-    if (found == m_items.end())
+    if (found == m_items.end()) {
         return nullptr;
+    }
     touch(found->second);
     return found->second.m_data;
 }
 
 void WdbLRUFileBlockCache::add(long long handle, void* data, unsigned long long size, bool dirty)
 {
-    if (m_items.size() >= m_capacity)
+    if (m_items.size() >= m_capacity) {
         evict();
+    }
     m_recency.push_back(handle);
     m_items.emplace(handle, LRUDataItem{handle, data, size, dirty, std::prev(m_recency.end())});
 }
@@ -46,10 +48,12 @@ void WdbLRUFileBlockCache::evict()
     while (!m_recency.empty()) {
         const auto oldest = m_items.find(m_recency.front());
         m_recency.pop_front();
-        if (oldest == m_items.end())
+        if (oldest == m_items.end()) {
             continue;
-        if (oldest->second.m_dirty)
+        }
+        if (oldest->second.m_dirty) {
             saveCacheLRUItem(oldest->second);
+        }
         std::free(oldest->second.m_data);
         m_items.erase(oldest);
         return;
@@ -73,8 +77,9 @@ void WdbLRUFileBlockCache::put(long long handle, void* data, unsigned long long 
 void WdbLRUFileBlockCache::flushDirtyItems()
 {
     for (auto& entry : m_items) {
-        if (!entry.second.m_dirty)
+        if (!entry.second.m_dirty) {
             continue;
+        }
         saveCacheLRUItem(entry.second);
         entry.second.m_dirty = false;
     }
@@ -83,10 +88,12 @@ void WdbLRUFileBlockCache::flushDirtyItems()
 void WdbLRUFileBlockCache::remove(long long handle)
 {
     const auto found = m_items.find(handle);
-    if (found == m_items.end())
+    if (found == m_items.end()) {
         return;
-    if (found->second.m_dirty)
+    }
+    if (found->second.m_dirty) {
         saveCacheLRUItem(found->second);
+    }
     std::free(found->second.m_data);
     m_recency.erase(found->second.m_place);
     m_items.erase(found);
@@ -95,8 +102,9 @@ void WdbLRUFileBlockCache::remove(long long handle)
 void WdbLRUFileBlockCache::reset()
 {
     flushDirtyItems();
-    for (const auto& entry : m_items)
+    for (const auto& entry : m_items) {
         std::free(entry.second.m_data);
+    }
     m_items.clear();
     m_recency.clear();
 }
@@ -109,17 +117,19 @@ unsigned long long WdbLRUFileBlockCache::getSize(long long handle) const
 
 void WdbLRUFileBlockCache::saveCacheLRUItem(const LRUDataItem& item)
 {
-    if (m_owner ? m_owner->isBroken() : m_health->isBroken())
+    if (m_owner ? m_owner->isBroken() : m_health->isBroken()) {
         return;
+    }
     try {
         writeBlock(*m_stream, item.m_handle, static_cast<const char*>(item.m_data), item.m_size);
     } catch (...) {
         static const char* const kLine =
             "WDB FATAL ERROR: failed to write LRU file block cache for the following reason: ";
-        if (m_owner)
+        if (m_owner) {
             m_owner->breakDown(kLine);
-        else
+        } else {
             m_health->breakDown(kLine);
+        }
     }
 }
 

@@ -65,8 +65,9 @@ void WdbTableOfContentItem::loadBlock(long long offset, unsigned long /*size*/,
                                       WdbIBlockManager& manager)
 {
     clear();
-    if (manager.contains(offset, sizeof *this))
+    if (manager.contains(offset, sizeof *this)) {
         manager.getBlock(offset, reinterpret_cast<char*>(this), sizeof *this);
+    }
 }
 
 } // namespace Tracewell

@@ -35,8 +35,9 @@ void WdbWholeMark::create(WdbFileManager& file)
 
 void WdbWholeMark::set(WdbFileManager& file, long long time) const
 {
-    if (m_offset == 0 || !file.isOpen())
+    if (m_offset == 0 || !file.isOpen()) {
         return;
+    }
     const long long word = std::max(time, kNothing);
     file.getFileBlockManager().putBlock(m_offset, reinterpret_cast<const char*>(&word),
                                         sizeof word);
@@ -51,8 +52,9 @@ bool WdbWholeMark::find(const WdbFileManager& file, long long& time)
         return false;
     }
     const WdbIBlockManager& blocks = file.getFileBlockManager();
-    if (!blocks.contains(offset, kSectionSize))
+    if (!blocks.contains(offset, kSectionSize)) {
         return false;
+    }
     blocks.getBlock(findWord(offset), reinterpret_cast<char*>(&time), sizeof time);
     return true;
 }

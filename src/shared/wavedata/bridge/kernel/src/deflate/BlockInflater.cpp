@@ -35,8 +35,9 @@ class Inflater
 public:
     Inflater() : m_fast(libdeflate_alloc_decompressor())
     {
-        if (inflateInit(&m_stream) != Z_OK)
+        if (inflateInit(&m_stream) != Z_OK) {
             throw std::bad_alloc();
+        }
     }
     Inflater(const Inflater&) = delete;
     Inflater& operator=(const Inflater&) = delete;
@@ -44,20 +45,23 @@ public:
 
     char* prepareInput(unsigned int size)
     {
-        if (m_in.size() < size)
+        if (m_in.size() < size) {
             m_in.resize(size);
+        }
         return m_in.data();
     }
 
     unsigned int inflateInput(unsigned int size, char* out, unsigned int limit, bool& isWhole)
     {
-        if (!m_fast || limit > kFastLimit)
+        if (!m_fast || limit > kFastLimit) {
             return inflateSlowly(size, out, limit, isWhole);
+        }
         std::size_t count = 0;
         isWhole = libdeflate_zlib_decompress(m_fast.get(), m_in.data(), size, out, limit, &count) ==
                   LIBDEFLATE_SUCCESS;
-        if (!isWhole)
+        if (!isWhole) {
             count = inflateSlowly(size, out, limit, isWhole);
+        }
         isWhole = isWhole && count == limit;
         // Both may have written more than they answer for.
         std::memset(out + count, 0, limit - count);
@@ -87,8 +91,9 @@ unsigned int inflateBlock(const WdbIBlockManager& manager, long long handle,
                           unsigned int storedSize, char* out, unsigned int limit, bool& isWhole)
 {
     isWhole = false;
-    if (storedSize == 0 || !manager.contains(handle, storedSize))
+    if (storedSize == 0 || !manager.contains(handle, storedSize)) {
         return 0;
+    }
     static thread_local Inflater inflater;
     manager.getBlock(handle, inflater.prepareInput(storedSize), storedSize);
     return inflater.inflateInput(storedSize, out, limit, isWhole);

@@ -47,11 +47,13 @@ unsigned int bytesFor(unsigned int bits)
 
 DeflateWriter::DeflateWriter() : m_symbols(kMostSymbols)
 {
-    for (unsigned int over = 0; over < m_lengthCodes.size(); ++over)
+    for (unsigned int over = 0; over < m_lengthCodes.size(); ++over) {
         m_lengthCodes[over] = static_cast<std::uint8_t>(lengthCode(over));
+    }
     std::uint8_t lengths[HuffmanCode::kMostSymbols];
-    for (unsigned int symbol = 0; symbol < HuffmanCode::kMostSymbols; ++symbol)
+    for (unsigned int symbol = 0; symbol < HuffmanCode::kMostSymbols; ++symbol) {
         lengths[symbol] = symbol < 144 ? 8 : symbol < 256 ? 9 : symbol < 280 ? 7 : 8;
+    }
     m_fixedLiterals.assign(lengths, HuffmanCode::kMostSymbols);
     std::fill_n(lengths, kDistances, std::uint8_t{5});
     m_fixedDistances.assign(lengths, kDistances);
@@ -63,8 +65,9 @@ void DeflateWriter::start(const std::uint8_t* image, unsigned int size, std::uin
     // bits go out eight bytes at a time.
     const unsigned int blocks = size / kMostSymbols + 2;
     const std::size_t room = size + std::size_t{blocks} * 6 + 16;
-    if (m_out.size() < room)
+    if (m_out.size() < room) {
         m_out.resize(room);
+    }
     m_image = image;
     m_blockStart = 0;
     m_bits = {m_out.data(), 0, 0};
@@ -91,11 +94,13 @@ void DeflateWriter::closeBlock(unsigned int end, bool last)
     m_runWords.build(m_runCounts.data(), kRunSymbols, kLongestRunWord);
 
     unsigned int runLengths = kRunSymbols;
-    while (runLengths > kFewestRunLengths && m_runWords[kRunOrder[runLengths - 1]].m_length == 0)
+    while (runLengths > kFewestRunLengths && m_runWords[kRunOrder[runLengths - 1]].m_length == 0) {
         --runLengths;
+    }
     unsigned int headBits = 5 + 5 + 4 + 3 * runLengths;
-    for (unsigned int symbol = 0; symbol < kRunSymbols; ++symbol)
+    for (unsigned int symbol = 0; symbol < kRunSymbols; ++symbol) {
         headBits += m_runCounts[symbol] * (m_runWords[symbol].m_length + runExtra(symbol));
+    }
 
     const unsigned int extra = extraBits();
     const unsigned int own = bytesFor(headBits + extra + bitsIn(m_literals, m_distances));
@@ -126,17 +131,20 @@ void DeflateWriter::findRuns(const HuffmanCode& code)
         const unsigned int most = length == 0 ? 138 : length == before ? 6 : 7;
         const unsigned int least = length == 0 || length == before ? 3 : 4;
         unsigned int count = 1;
-        while (count < most && at + count < code.used() && code[at + count].m_length == length)
+        while (count < most && at + count < code.used() && code[at + count].m_length == length) {
             ++count;
+        }
         at += count;
         if (count < least) {
-            for (; count > 0; --count)
+            for (; count > 0; --count) {
                 addRun(length, 0);
+            }
         } else if (length == 0) {
-            if (count <= 10)
+            if (count <= 10) {
                 addRun(kFewZeros, count - 3);
-            else
+            } else {
                 addRun(kManyZeros, count - 11);
+            }
         } else {
             if (length != before) {
                 addRun(length, 0);
@@ -158,20 +166,24 @@ void DeflateWriter::addRun(unsigned int symbol, unsigned int count)
 unsigned int DeflateWriter::extraBits() const
 {
     unsigned int bits = 0;
-    for (unsigned int code = 8; code < 28; ++code)
+    for (unsigned int code = 8; code < 28; ++code) {
         bits += m_literalCounts[kFirstLength + code] * (code / 4 - 1);
-    for (unsigned int code = 4; code < kDistances; ++code)
+    }
+    for (unsigned int code = 4; code < kDistances; ++code) {
         bits += m_distanceCounts[code] * (code / 2 - 1);
+    }
     return bits;
 }
 
 unsigned int DeflateWriter::bitsIn(const HuffmanCode& literals, const HuffmanCode& distances) const
 {
     unsigned int bits = 0;
-    for (unsigned int symbol = 0; symbol < kLiterals; ++symbol)
+    for (unsigned int symbol = 0; symbol < kLiterals; ++symbol) {
         bits += m_literalCounts[symbol] * literals[symbol].m_length;
-    for (unsigned int symbol = 0; symbol < kDistances; ++symbol)
+    }
+    for (unsigned int symbol = 0; symbol < kDistances; ++symbol) {
         bits += m_distanceCounts[symbol] * distances[symbol].m_length;
+    }
     return bits;
 }
 
@@ -180,8 +192,9 @@ void DeflateWriter::putLengths(unsigned int runLengths)
     put(m_literals.used() - 257, 5);
     put(m_distances.used() - 1, 5);
     put(runLengths - 4, 4);
-    for (unsigned int i = 0; i < runLengths; ++i)
+    for (unsigned int i = 0; i < runLengths; ++i) {
         put(m_runWords[kRunOrder[i]].m_length, 3);
+    }
     for (unsigned int i = 0; i < m_runCount; ++i) {
         const HuffmanCode::Word word = m_runWords[m_runs[i].m_symbol];
         put(word.m_bits | static_cast<std::uint32_t>(m_runs[i].m_count) << word.m_length,
@@ -191,8 +204,9 @@ void DeflateWriter::putLengths(unsigned int runLengths)
 
 void DeflateWriter::putSymbols(const HuffmanCode& literals, const HuffmanCode& distances)
 {
-    for (unsigned int byte = 0; byte < kLengths; ++byte)
+    for (unsigned int byte = 0; byte < kLengths; ++byte) {
         m_firstBits[byte] = {literals[byte].m_bits, literals[byte].m_length};
+    }
     for (unsigned int over = 0; over < m_lengthCodes.size(); ++over) {
         const HuffmanCode::Word word = literals[kFirstLength + m_lengthCodes[over]];
         const unsigned int extra = lengthExtra(over);
@@ -234,8 +248,9 @@ void DeflateWriter::putStored(unsigned int end)
 
 void DeflateWriter::padToByte()
 {
-    if (m_bits.m_pendingCount != 0)
+    if (m_bits.m_pendingCount != 0) {
         put(0, 8 - m_bits.m_pendingCount);
+    }
 }
 
 void DeflateWriter::finish(std::uint32_t tail)

@@ -51,8 +51,9 @@ unsigned int equalBytes(const std::uint8_t* left, const std::uint8_t* right, uns
     for (unsigned int count = 0; count < most; count += 8) {
         const unsigned int equal =
             equalBytes(loadAt<std::uint64_t>(left + count) ^ loadAt<std::uint64_t>(right + count));
-        if (equal < 8)
+        if (equal < 8) {
             return std::min(most, count + equal);
+        }
     }
     return most;
 }
@@ -95,11 +96,13 @@ struct Search
             const unsigned int start = candidate - m_base;
             const std::uint8_t* const there = m_image + start;
             const unsigned int length = equalBytes(loadAt<std::uint64_t>(there) ^ word);
-            if (length >= enough)
+            if (length >= enough) {
                 return {equalBytes(there, here, std::min(left, DeflateWriter::kLongestMatch)),
                         start};
-            if (length > match.m_length)
+            }
+            if (length > match.m_length) {
                 match = {length, start};
+            }
             candidate = m_links[start];
         }
         return match;
@@ -123,8 +126,9 @@ void FastDeflater::compress(const char* image, unsigned int size)
     m_writer.start(m_image.data(), size, kHead);
     for (unsigned int at = 0; at < size;) {
         Search::Match match{0, 0};
-        if (size - at >= DeflateWriter::kShortestMatch)
+        if (size - at >= DeflateWriter::kShortestMatch) {
             match = search.find(at, search.enter(at));
+        }
         if (match.m_length < DeflateWriter::kShortestMatch) {
             search.prefetch(at + 1);
             m_writer.addLiteral(m_image[at++]);
@@ -133,13 +137,15 @@ void FastDeflater::compress(const char* image, unsigned int size)
             search.prefetch(end);
             m_writer.addMatch(match.m_length, at - match.m_start);
             if (match.m_length <= kLongestEntered && size - end >= DeflateWriter::kShortestMatch) {
-                while (++at < end)
+                while (++at < end) {
                     search.enter(at);
+                }
             }
             at = end;
         }
-        if (m_writer.isFull())
+        if (m_writer.isFull()) {
             m_writer.closeBlock(at, false);
+        }
     }
     m_writer.closeBlock(size, true);
     m_writer.finish(libdeflate_adler32(1, image, size));
@@ -149,8 +155,9 @@ void FastDeflater::load(const char* image, unsigned int size)
 {
     // Comparisons look a word past the end.
     constexpr unsigned int kBehind = sizeof(std::uint64_t);
-    if (m_image.size() < size + kBehind)
+    if (m_image.size() < size + kBehind) {
         m_image.resize(size + kBehind);
+    }
     std::memcpy(m_image.data(), image, size);
     std::memset(m_image.data() + size, 0, kBehind);
     m_base += m_size;

@@ -48,8 +48,9 @@ void sink(std::uint32_t* heap, unsigned int count, unsigned int at)
     unsigned int child = 2 * at;
     while (child < count) {
         child += goesBefore(heap[child + 1], heap[child]) ? 1 : 0;
-        if (goesBefore(entry, heap[child]))
+        if (goesBefore(entry, heap[child])) {
             break;
+        }
         heap[at] = heap[child];
         at = child;
         child *= 2;
@@ -108,8 +109,9 @@ void HuffmanCode::assign(const std::uint8_t* lengths, unsigned int symbols)
 void HuffmanCode::join(unsigned int symbols, unsigned int leaves)
 {
     std::uint32_t* const heap = m_heap.data();
-    for (unsigned int at = leaves / 2; at >= 1; --at)
+    for (unsigned int at = leaves / 2; at >= 1; --at) {
         sink(heap, leaves, at);
+    }
     m_nodes = 0;
     unsigned int node = symbols;
     while (leaves > 1) {
@@ -145,8 +147,9 @@ void HuffmanCode::measure(unsigned int symbols, unsigned int longest)
             ++m_lengthCounts[depth];
         }
     }
-    if (tooLong != 0)
+    if (tooLong != 0) {
         shorten(tooLong, symbols, longest);
+    }
 }
 
 /// Makes room for the leaves that were cut off at `longest`: a leaf higher up goes one down and
@@ -156,8 +159,9 @@ void HuffmanCode::shorten(unsigned int tooLong, unsigned int symbols, unsigned i
 {
     for (int left = static_cast<int>(tooLong); left > 0; left -= 2) {
         unsigned int length = longest - 1;
-        while (m_lengthCounts[length] == 0)
+        while (m_lengthCounts[length] == 0) {
             --length;
+        }
         --m_lengthCounts[length];
         m_lengthCounts[length + 1] += 2;
         --m_lengthCounts[longest];
@@ -183,8 +187,9 @@ void HuffmanCode::number()
     }
     for (unsigned int symbol = 0; symbol < m_used; ++symbol) {
         const unsigned int length = m_words[symbol].m_length;
-        if (length != 0)
+        if (length != 0) {
             m_words[symbol].m_bits = static_cast<std::uint16_t>(reversed(next[length]++, length));
+        }
     }
 }
 

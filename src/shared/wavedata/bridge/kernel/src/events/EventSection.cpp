@@ -19,8 +19,9 @@ constexpr unsigned int kLargestExpansion = 1032;
 
 bool isBlockSizeExplained(const WdbIBlockManager& manager, unsigned int size, bool forWriting)
 {
-    if (size < kSmallestBlockSize || size > kLargestBlockSize)
+    if (size < kSmallestBlockSize || size > kLargestBlockSize) {
         return false;
+    }
     return forWriting || size <= kModestBlockSize || manager.contains(0, size / kLargestExpansion);
 }
 
@@ -35,19 +36,23 @@ WdbEventDatabaseHeader readEventDatabaseHeader(const WdbIBlockManager& manager, 
                                                bool forWriting)
 {
     WdbEventDatabaseHeader header;
-    if (!manager.contains(offset, sizeof header))
+    if (!manager.contains(offset, sizeof header)) {
         throwDamagedSection("The event section of the wave database lies outside the file.");
+    }
     manager.getBlock(offset, reinterpret_cast<char*>(&header), sizeof header);
 
     const unsigned long long tableSize =
         WdbBucketFileOffsetTable::getSize(header.m_numberOfBuckets);
-    if (tableSize > 0 && !manager.contains(header.m_bucketTableOffset, tableSize))
+    if (tableSize > 0 && !manager.contains(header.m_bucketTableOffset, tableSize)) {
         throwDamagedSection("The bucket table of the wave database lies outside the file.");
-    if (!isBlockSizeExplained(manager, header.m_maxEventBlockSize, forWriting))
+    }
+    if (!isBlockSizeExplained(manager, header.m_maxEventBlockSize, forWriting)) {
         throwDamagedSection("The event block size of the wave database is damaged.");
+    }
     // The latest time comes there at the end.
-    if (header.m_latestTime == 0 && manager.getDamageLog())
+    if (header.m_latestTime == 0 && manager.getDamageLog()) {
         manager.getDamageLog()->setNeverClosed();
+    }
     return header;
 }
 

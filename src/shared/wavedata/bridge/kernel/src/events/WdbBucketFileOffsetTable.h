@@ -49,8 +49,9 @@ public:
             manager.getBlock(getEntryOffset(tableOffset, bucket),
                              reinterpret_cast<char*>(part.data()), getSize(count));
             for (std::size_t i = 0; i < count; ++i, ++bucket) {
-                if (part[i] != 0)
+                if (part[i] != 0) {
                     visit(bucket, part[i]);
+                }
             }
         }
     }

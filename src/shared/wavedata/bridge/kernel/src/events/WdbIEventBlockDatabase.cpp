@@ -79,8 +79,9 @@ int WdbIEventBlockDatabase::getEventDatabaseTypeId(WdbFileManager& fileManager)
     const long long offset = getEventSection(fileManager);
     const WdbIBlockManager& blocks = fileManager.getFileBlockManager();
     WdbEventDatabaseHeader header;
-    if (!blocks.contains(offset, sizeof header))
+    if (!blocks.contains(offset, sizeof header)) {
         throwDamagedSection("The event section of the wave database lies outside the file.");
+    }
     blocks.getBlock(offset, reinterpret_cast<char*>(&header), sizeof header);
     return header.m_databaseTypeId;
 }

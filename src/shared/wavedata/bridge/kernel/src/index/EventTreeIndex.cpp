@@ -27,8 +27,9 @@ bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& p
         return false;
     }
     // Nodes of a writer that has not come to its end are of different ages.
-    if (!step.m_node.isLikeClosed())
+    if (!step.m_node.isLikeClosed()) {
         note(true);
+    }
     step.m_offset = offset;
     return true;
 }
@@ -38,8 +39,9 @@ EventTreeIndex::EventTreeIndex(WdbIBlockManager& nodes, WdbIBlockManager& data, 
     : m_nodes(nodes), m_data(data), m_rootPlace(rootPlace)
 {
     m_data.getBlock(m_rootPlace, reinterpret_cast<char*>(&m_root), sizeof m_root);
-    if (!forWriting)
+    if (!forWriting) {
         return;
+    }
     if (m_root == 0) {
         m_root = addNode(EventTreeNode());
         m_data.putBlock(m_rootPlace, reinterpret_cast<const char*>(&m_root), sizeof m_root);
@@ -58,8 +60,9 @@ void EventTreeIndex::append(const WdbEventBTreeRecord& record)
 
 void EventTreeIndex::flushPending()
 {
-    if (!m_pending || m_path.empty())
+    if (!m_pending || m_path.empty()) {
         return;
+    }
     WdbEventBTreeRecord& record = *m_pending;
     Entry entry = {record.getRecordOffset(), record.getIndexLength(), record.getLargestDiff(),
                    record.getKey()};
@@ -83,8 +86,9 @@ void EventTreeIndex::appendEntry(EventTreeNode& node, const Entry& entry)
     node.m_children[place] = entry.child;
     node.m_lengths[place] = addLengths(node.getPrecedingLength(place), entry.length);
     node.m_largestDiff = std::max(node.m_largestDiff, entry.largestDiff);
-    for (unsigned int i = 0; i < WdbEventBlock::kKeySize; ++i)
+    for (unsigned int i = 0; i < WdbEventBlock::kKeySize; ++i) {
         node.m_keys[place][i] = static_cast<unsigned char>(node.m_keys[place][i] | entry.key[i]);
+    }
 }
 
 // Nothing is ever inserted but at the right edge, so a full node stays full and gets an empty
@@ -99,15 +103,17 @@ long long EventTreeIndex::insert(Entry entry)
         neighbour.m_isLeaf = full.m_node.m_isLeaf;
         appendEntry(neighbour, entry);
         entry.child = addNode(neighbour);
-        if (!m_path.empty())
+        if (!m_path.empty()) {
             continue;
+        }
 
         EventTreeNode root;
         root.m_isLeaf = 0;
         unsigned char keys[WdbEventBlock::kKeySize] = {};
         for (const auto& key : full.m_node.m_keys) {
-            for (unsigned int i = 0; i < WdbEventBlock::kKeySize; ++i)
+            for (unsigned int i = 0; i < WdbEventBlock::kKeySize; ++i) {
                 keys[i] = static_cast<unsigned char>(keys[i] | key[i]);
+            }
         }
         appendEntry(root,
                     {full.m_offset, full.m_node.getTotalLength(), full.m_node.m_largestDiff, keys});
@@ -117,14 +123,16 @@ long long EventTreeIndex::insert(Entry entry)
         return m_root;
     }
     appendEntry(m_path.back().m_node, entry);
-    for (std::size_t level = m_path.size() - 1; level-- > 0;)
+    for (std::size_t level = m_path.size() - 1; level-- > 0;) {
         growLast(m_path[level].m_node,
                  {0, m_path[level + 1].m_node.getTotalLength(), entry.largestDiff, entry.key});
+    }
     writePath();
-    if (m_path.size() < levels)
+    if (m_path.size() < levels) {
         rebuildPath();
-    else
+    } else {
         m_path.back().m_cursor = m_path.back().m_node.m_count - 1;
+    }
     return 0;
 }
 
@@ -141,21 +149,24 @@ void EventTreeIndex::updateLastEntries(const Entry& entry)
 /// What the last entry stands for has this length now, and holds this too.
 void EventTreeIndex::growLast(EventTreeNode& node, const Entry& entry) const
 {
-    if (node.m_count == 0)
+    if (node.m_count == 0) {
         return;
+    }
     const unsigned int last = node.m_count - 1;
     node.m_lengths[last] = addLengths(node.getPrecedingLength(last), entry.length);
     node.m_largestDiff = std::max(node.m_largestDiff, entry.largestDiff);
-    for (unsigned int i = 0; i < WdbEventBlock::kKeySize; ++i)
+    for (unsigned int i = 0; i < WdbEventBlock::kKeySize; ++i) {
         node.m_keys[last][i] = static_cast<unsigned char>(node.m_keys[last][i] | entry.key[i]);
+    }
 }
 
 void EventTreeIndex::writePath()
 {
-    for (std::size_t level = m_path.size(); level-- > 0;)
+    for (std::size_t level = m_path.size(); level-- > 0;) {
         m_nodes.putBlock(m_path[level].m_offset,
                          reinterpret_cast<const char*>(&m_path[level].m_node),
                          sizeof(EventTreeNode));
+    }
 }
 
 long long EventTreeIndex::addNode(const EventTreeNode& node)
@@ -170,8 +181,9 @@ void EventTreeIndex::rebuildPath()
     while (enterNode(m_nodes, place, m_path)) {
         EventTreeStep& step = m_path.back();
         step.m_cursor = step.m_node.m_count > 0 ? step.m_node.m_count - 1 : 0;
-        if (step.m_node.m_isLeaf)
+        if (step.m_node.m_isLeaf) {
             return;
+        }
         place = step.getChild();
     }
     // A right edge that does not end in a leaf is damaged: nothing can be appended to it.
@@ -205,8 +217,9 @@ bool EventTreeIndex::readRecord(WdbEventBTreeRecord& record) const
     record.getBlock(m_search.back().getChild(), m_data);
     const bool isSound = record.getBlockSize() > 0 &&
                          m_data.contains(record.getBlockOffset(), record.getBlockSize());
-    if (!isSound)
+    if (!isSound) {
         m_data.noteDamage({WdbDamage::EventBlock, record.getBlockOffset(), record.getBlockSize()});
+    }
     return isSound;
 }
 
@@ -231,10 +244,12 @@ bool EventTreeIndex::findBackward(const EventTreeTarget& target, unsigned int en
             continue;
         }
         step.m_cursor = cursor;
-        if (step.m_node.m_isLeaf)
+        if (step.m_node.m_isLeaf) {
             return true;
-        if (!enter(step.getChild()))
+        }
+        if (!enter(step.getChild())) {
             return false;
+        }
         end = m_search.back().m_node.m_count;
     }
     return false;
@@ -246,8 +261,9 @@ bool EventTreeIndex::findByTime(const EventTreeTarget& target, long long time) c
         EventTreeStep& step = m_search.back();
         const EventTreeNode& node = step.m_node;
         const unsigned int first = node.findTime(time);
-        if (first == node.m_count)
+        if (first == node.m_count) {
             return findBackward(target, first);
+        }
         unsigned int cursor = target.isIn(node.m_keys[first])
                                   ? first
                                   : static_cast<unsigned int>(EventTreeNode::kNone);
@@ -255,17 +271,21 @@ bool EventTreeIndex::findByTime(const EventTreeTarget& target, long long time) c
         for (unsigned int next = first + 1;
              next < node.m_count && node.getPrecedingLength(next) == node.getPrecedingLength(first);
              ++next) {
-            if (target.isIn(node.m_keys[next]))
+            if (target.isIn(node.m_keys[next])) {
                 cursor = next;
+            }
         }
-        if (cursor == EventTreeNode::kNone)
+        if (cursor == EventTreeNode::kNone) {
             return findBackward(target, first);
+        }
         step.m_cursor = cursor;
-        if (node.m_isLeaf)
+        if (node.m_isLeaf) {
             return true;
+        }
         time = subtractTimes(time, node.getPrecedingLength(cursor));
-        if (!enter(step.getChild()))
+        if (!enter(step.getChild())) {
             return false;
+        }
     }
 }
 

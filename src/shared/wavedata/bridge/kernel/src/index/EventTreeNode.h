@@ -35,16 +35,18 @@ public:
                            static_cast<unsigned long long>(event.getBaseAddress());
         for (unsigned long long at = start;
              at < WdbEventBlock::kKeyAddresses && at - start < event.getValuelength(); ++at) {
-            if ((m_bits[at / 8] >> at % 8 & 1) != 0)
+            if ((m_bits[at / 8] >> at % 8 & 1) != 0) {
                 return true;
+            }
         }
         return false;
     }
     bool isIn(const unsigned char* key) const
     {
         for (unsigned int byte = m_begin; byte < m_end; ++byte) {
-            if ((key[byte] & m_bits[byte]) != 0)
+            if ((key[byte] & m_bits[byte]) != 0) {
                 return true;
+            }
         }
         return false;
     }
@@ -86,8 +88,9 @@ struct EventTreeNode
     unsigned int findBackward(unsigned int end, const EventTreeTarget& target) const
     {
         while (end > 0) {
-            if (target.isIn(m_keys[--end]))
+            if (target.isIn(m_keys[--end])) {
                 return end;
+            }
         }
         return kNone;
     }
@@ -96,8 +99,9 @@ struct EventTreeNode
     unsigned int findTime(long long time) const
     {
         unsigned int entry = 0;
-        while (entry < m_count && m_lengths[entry] <= time)
+        while (entry < m_count && m_lengths[entry] <= time) {
             ++entry;
+        }
         return entry;
     }
 };

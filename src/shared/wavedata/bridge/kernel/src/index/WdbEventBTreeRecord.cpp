@@ -37,10 +37,12 @@ long long WdbEventBTreeRecord::addBlock(WdbIBlockManager& manager)
 void WdbEventBTreeRecord::getBlock(long long offset, const WdbIBlockManager& manager)
 {
     RecordImage image;
-    if (manager.contains(offset, sizeof image))
+    if (manager.contains(offset, sizeof image)) {
         manager.getBlock(offset, reinterpret_cast<char*>(&image), sizeof image);
-    if (image.m_blockSize == 0)
+    }
+    if (image.m_blockSize == 0) {
         manager.noteDamage({WdbDamage::IndexRecord, offset, sizeof image});
+    }
     m_blockOffset = image.m_blockOffset;
     m_blockSize = image.m_blockSize;
     m_largestDiff = image.m_largestDiff;

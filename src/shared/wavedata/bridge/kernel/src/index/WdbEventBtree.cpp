@@ -25,8 +25,9 @@ std::size_t takeStates(const WdbEvent& event, const WdbEventBTreeRecord& record,
          at < end && at - address < static_cast<long long>(states.size()); ++at) {
         WdbEventBtree::ByteState& state = states[static_cast<std::size_t>(at - address)];
         const long long offset = at - event.getBaseAddress();
-        if (state.m_isKnown || offset >= WdbEventBlock::kKeyAddresses)
+        if (state.m_isKnown || offset >= WdbEventBlock::kKeyAddresses) {
             continue;
+        }
         state = {true, event.getValueWithStartAddress(start, at), event.getTime(),
                  record.getBlockOffset(), record.getBlockSize()};
         target.remove(static_cast<unsigned int>(offset));
@@ -46,8 +47,9 @@ WdbEventBtree::WdbEventBtree(WdbIBlockManager& nodes, WdbIBlockManager& data, lo
       m_access(access), m_block(maxBlockSize, baseAddress)
 {
     openHeader(tableEntry);
-    if (m_headerOffset != 0)
+    if (m_headerOffset != 0) {
         m_index = std::make_unique<EventTreeIndex>(m_nodes, m_data, m_headerOffset, isWriting());
+    }
 }
 
 void WdbEventBtree::openHeader(long long tableEntry)
@@ -57,11 +59,13 @@ void WdbEventBtree::openHeader(long long tableEntry)
         m_data.getBlock(m_headerOffset, reinterpret_cast<char*>(&m_header), sizeof m_header);
         return;
     }
-    if (m_headerOffset != 0)
+    if (m_headerOffset != 0) {
         m_data.noteDamage({WdbDamage::IndexNode, m_headerOffset, sizeof m_header, m_baseAddress});
+    }
     m_headerOffset = 0;
-    if (!isWriting())
+    if (!isWriting()) {
         return;
+    }
     m_headerOffset = m_data.addBlock(reinterpret_cast<const char*>(&m_header), sizeof m_header);
     m_data.putBlock(tableEntry, reinterpret_cast<const char*>(&m_headerOffset),
                     sizeof m_headerOffset);
@@ -75,8 +79,9 @@ WdbEventBtree::~WdbEventBtree()
         // Events that somebody put into the block from outside of the bucket, which saving it has
         // refused before.
     }
-    if (m_index)
+    if (m_index) {
         m_index->flushPending();
+    }
 }
 
 long long WdbEventBtree::getRoot() const
@@ -87,16 +92,18 @@ long long WdbEventBtree::getRoot() const
 void WdbEventBtree::setStartTime(long long time)
 {
     m_header.m_startTime = time;
-    if (!isWriting())
+    if (!isWriting()) {
         return;
+    }
     m_header.m_root = getRoot();
     m_data.putBlock(m_headerOffset, reinterpret_cast<const char*>(&m_header), sizeof m_header);
 }
 
 void WdbEventBtree::appendEventBTreeRecord(long long blockOffset, unsigned int size)
 {
-    if (!isWriting() || m_block.isEmpty())
+    if (!isWriting() || m_block.isEmpty()) {
         return;
+    }
     m_block.fillHeader();
     WdbEventBTreeRecord record;
     record.describeBlock(m_block, m_baseAddress);
@@ -106,8 +113,9 @@ void WdbEventBtree::appendEventBTreeRecord(long long blockOffset, unsigned int s
 
 void WdbEventBtree::saveEventBlock()
 {
-    if (!isWriting() || m_block.isEmpty())
+    if (!isWriting() || m_block.isEmpty()) {
         return;
+    }
     // Shared by all trees, since its state is large.
     static thread_local ImageCompressor compressor;
     forEachStoredPart(m_block, compressor, [this](const WdbEventBlock& part) {
@@ -122,8 +130,9 @@ void WdbEventBtree::saveEventBlock()
 
 void WdbEventBtree::filterAndSaveBlock()
 {
-    if (!isWriting() || m_block.isEmpty())
+    if (!isWriting() || m_block.isEmpty()) {
         return;
+    }
     m_block.filterOutRepeatedValue();
     saveEventBlock();
 }
@@ -131,16 +140,18 @@ void WdbEventBtree::filterAndSaveBlock()
 void WdbEventBtree::flush()
 {
     filterAndSaveBlock();
-    if (m_index)
+    if (m_index) {
         m_index->flushPending();
+    }
 }
 
 bool WdbEventBtree::findRecord(long long address, long long time, WdbEventBTreeRecord& record,
                                SearchCost& cost) const
 {
     const long long offset = subtractTimes(address, m_baseAddress);
-    if (!m_index || offset < 0 || offset >= WdbEventBlock::kKeyAddresses)
+    if (!m_index || offset < 0 || offset >= WdbEventBlock::kKeyAddresses) {
         return false;
+    }
     m_index->flushPending();
     EventTreeTarget target;
     target.add(static_cast<unsigned int>(offset));
@@ -151,8 +162,9 @@ bool WdbEventBtree::findEventBlock(long long address, long long time, WdbEventBl
 {
     WdbEventBTreeRecord record;
     SearchCost cost;
-    if (!findRecord(address, time, record, cost))
+    if (!findRecord(address, time, record, cost)) {
         return false;
+    }
     block.setBaseAddress(m_baseAddress);
     block.loadBlock(record.getBlockOffset(), record.getBlockSize(), m_data);
     return true;
@@ -169,13 +181,15 @@ void WdbEventBtree::findStates(long long address, long long time, std::vector<By
     for (std::size_t i = 0; i < states.size(); ++i) {
         const long long offset =
             subtractTimes(addLengths(address, static_cast<long long>(i)), m_baseAddress);
-        if (states[i].m_isKnown || offset < 0 || offset >= WdbEventBlock::kKeyAddresses)
+        if (states[i].m_isKnown || offset < 0 || offset >= WdbEventBlock::kKeyAddresses) {
             continue;
+        }
         target.add(static_cast<unsigned int>(offset));
         ++missing;
     }
-    if (!m_index || missing == 0)
+    if (!m_index || missing == 0) {
         return;
+    }
     block.setBaseAddress(m_baseAddress);
     WdbEventBTreeRecord record;
     unsigned int nodes = 0;
@@ -189,13 +203,16 @@ void WdbEventBtree::findStates(long long address, long long time, std::vector<By
         for (unsigned int index = block.size(); index > 0 && missing > 0;) {
             it.setIndex(--index);
             isNamed = isNamed || target.touches(*it);
-            if ((*it).getTime() <= time)
+            if ((*it).getTime() <= time) {
                 missing -= takeStates(*it, record, address, states, target);
+            }
         }
-        if (!isNamed)
+        if (!isNamed) {
             m_data.noteDamage({WdbDamage::IndexRecord, record.getRecordOffset(), 0, m_baseAddress});
-        if (missing == 0)
+        }
+        if (missing == 0) {
             break;
+        }
         found = m_index->findBefore(target, record, nodes);
     }
     cost.m_nodes += nodes;
@@ -213,8 +230,9 @@ std::shared_ptr<WdbIEventSource::Iterator> WdbEventBtree::getValueBlockIterator(
 {
     filterAndSaveBlock();
     WdbEventBlock block(m_maxBlockSize, m_baseAddress);
-    if (!findEventBlock(address, step, block))
+    if (!findEventBlock(address, step, block)) {
         return std::make_shared<ValueIterator>(WdbEventBlock(kEmptyBlockSize, 0), address);
+    }
     return std::make_shared<ValueIterator>(block, address);
 }
 

@@ -39,8 +39,9 @@ WdbEventBtree::EventBlockIterator::EventBlockIterator(const EventBlockIterator& 
 WdbEventBtree::EventBlockIterator&
 WdbEventBtree::EventBlockIterator::operator=(const EventBlockIterator& other)
 {
-    if (this == &other)
+    if (this == &other) {
         return *this;
+    }
     m_nodes = other.m_nodes;
     m_data = other.m_data;
     m_root = other.m_root;
@@ -55,8 +56,9 @@ WdbEventBtree::EventBlockIterator::~EventBlockIterator() = default;
 
 void WdbEventBtree::EventBlockIterator::position() const
 {
-    if (m_walk)
+    if (m_walk) {
         return;
+    }
     m_walk = std::make_unique<EventTreeWalk>();
     EventTreePath& path = m_walk->m_path;
     long long time = m_relativeTime;
@@ -64,10 +66,12 @@ void WdbEventBtree::EventBlockIterator::position() const
     while (m_walk->enter(*m_nodes, place, true)) {
         EventTreeStep& step = path.back();
         step.m_cursor = step.m_node.findTime(time);
-        if (step.m_cursor == step.m_node.m_count && path.size() > 1)
+        if (step.m_cursor == step.m_node.m_count && path.size() > 1) {
             return findForward();
-        if (step.m_node.m_isLeaf || step.m_cursor == step.m_node.m_count)
+        }
+        if (step.m_node.m_isLeaf || step.m_cursor == step.m_node.m_count) {
             return;
+        }
         time = subtractTimes(time, step.m_node.getPrecedingLength(step.m_cursor));
         place = step.getChild();
     }
@@ -90,8 +94,9 @@ bool WdbEventBtree::EventBlockIterator::canSkip() const
 
 WdbEventBtree::EventBlockIterator& WdbEventBtree::EventBlockIterator::operator++()
 {
-    if (isEof())
+    if (isEof()) {
         return *this;
+    }
     EventTreeStep& step = m_walk->m_path.back();
     step.m_cursor = canSkip() ? step.m_node.m_count : step.m_cursor + 1;
     findForward();
@@ -111,8 +116,9 @@ void WdbEventBtree::EventBlockIterator::moveToLast()
     EventTreePath& path = m_walk->m_path;
     path.clear();
     m_walk->m_enteredForward = 0;
-    if (!m_walk->enter(*m_nodes, m_root, true))
+    if (!m_walk->enter(*m_nodes, m_root, true)) {
         return;
+    }
     path.back().m_cursor = path.back().m_node.m_count;
     findBackward();
 }
@@ -129,15 +135,18 @@ void WdbEventBtree::EventBlockIterator::findForward() const
             isPartFilled = isPartFilled || path.back().m_node.m_count < EventTreeNode::kOrder;
             const long long left = path.back().m_offset;
             path.pop_back();
-            if (path.empty())
+            if (path.empty()) {
                 return;
+            }
             ++path.back().m_cursor;
             // Only the right edge has nodes with room.
-            if (isPartFilled && path.back().m_cursor < path.back().m_node.m_count)
+            if (isPartFilled && path.back().m_cursor < path.back().m_node.m_count) {
                 m_nodes->noteDamage({WdbDamage::IndexNode, left, sizeof(EventTreeNode), -1, true});
+            }
         }
-        if (path.back().m_node.m_isLeaf || canSkip())
+        if (path.back().m_node.m_isLeaf || canSkip()) {
             return;
+        }
         if (!m_walk->enter(*m_nodes, path.back().getChild(), true)) {
             path.clear();
             return;
@@ -151,13 +160,16 @@ void WdbEventBtree::EventBlockIterator::findBackward()
 {
     EventTreePath& path = m_walk->m_path;
     for (;;) {
-        while (!path.empty() && path.back().m_cursor == 0)
+        while (!path.empty() && path.back().m_cursor == 0) {
             path.pop_back();
-        if (path.empty())
+        }
+        if (path.empty()) {
             return;
+        }
         --path.back().m_cursor;
-        if (path.back().m_node.m_isLeaf)
+        if (path.back().m_node.m_isLeaf) {
             return;
+        }
         if (!m_walk->enter(*m_nodes, path.back().getChild(), false)) {
             path.clear();
             return;
@@ -168,18 +180,20 @@ void WdbEventBtree::EventBlockIterator::findBackward()
 
 const WdbEventBTreeRecord* WdbEventBtree::EventBlockIterator::getRecord() const
 {
-    if (isEof() || canSkip() || !m_walk->m_path.back().m_node.m_isLeaf)
+    if (isEof() || canSkip() || !m_walk->m_path.back().m_node.m_isLeaf) {
         return nullptr;
+    }
     m_record.getBlock(m_walk->m_path.back().getChild(), *m_data);
     return &m_record;
 }
 
 void WdbEventBtree::EventBlockIterator::getEventBlock(WdbEventBlock& block) const
 {
-    if (const WdbEventBTreeRecord* const record = getRecord())
+    if (const WdbEventBTreeRecord* const record = getRecord()) {
         block.loadBlock(record->getBlockOffset(), record->getBlockSize(), *m_data);
-    else
+    } else {
         block.loadBlock(0, 0, *m_data);
+    }
 }
 
 } // namespace Tracewell

@@ -80,17 +80,19 @@ WdbMultipleBucketBtreeDatabase::~WdbMultipleBucketBtreeDatabase()
     m_trees.clear();
     m_nodes.reset();
     m_data.reset();
-    if (m_forWriting)
+    if (m_forWriting) {
         writeLatestTime(m_blockManager, m_headerOffset, m_latestTime);
+    }
 }
 
 void WdbMultipleBucketBtreeDatabase::initialize(long long sectionOffset, bool forWriting)
 {
     const Lock lock(m_blockManager.getMutex());
     m_header = readEventDatabaseHeader(m_blockManager, sectionOffset, forWriting);
-    if (m_header.m_bucketDivision != kBucketDivision)
+    if (m_header.m_bucketDivision != kBucketDivision) {
         throwDamagedSection("A wave database with an index by time needs a bucket division of "
                             "2048 addresses.");
+    }
     m_nodes = std::make_unique<WdbFileBlockManagerWithWriteCache>(m_fileManager.getiostream(),
                                                                   kCacheCapacity);
     m_data =
@@ -105,8 +107,9 @@ void WdbMultipleBucketBtreeDatabase::initialize(long long sectionOffset, bool fo
     m_forWriting = forWriting;
     m_latestTime = m_header.m_latestTime;
     m_trees.resize(m_header.m_numberOfBuckets);
-    if (!forWriting && m_latestTime == 0)
+    if (!forWriting && m_latestTime == 0) {
         recoverLatestTime();
+    }
 }
 
 // A file whose writer came to its end has the time in the header.
@@ -117,26 +120,31 @@ void WdbMultipleBucketBtreeDatabase::recoverLatestTime()
         m_blockManager, m_header.m_bucketTableOffset, m_header.m_numberOfBuckets,
         [&](unsigned int bucket, long long) {
             WdbEventBtree* const tree = loadEventBtree(static_cast<int>(bucket));
-            if (!tree)
+            if (!tree) {
                 return;
+            }
             WdbEventBtree::EventBlockIterator last = tree->getEventBlockIterator(kBeforeAll);
             last.moveToLast();
             last.getEventBlock(block);
-            if (!block.isEmpty())
+            if (!block.isEmpty()) {
                 m_latestTime =
                     std::max(m_latestTime, addTimes(block.getStartTime(), block.getTimeLength()));
+            }
         });
 }
 
 void WdbMultipleBucketBtreeDatabase::writeEvent(long long time, long long address,
                                                 unsigned int length, const unsigned char* value)
 {
-    if (!m_forWriting || length == 0)
+    if (!m_forWriting || length == 0) {
         return;
-    if (!liesInBuckets(address, length))
+    }
+    if (!liesInBuckets(address, length)) {
         throw std::out_of_range("event outside the buckets");
-    if (time > m_latestTime)
+    }
+    if (time > m_latestTime) {
         m_latestTime = time;
+    }
     while (length > 0) {
         const unsigned int bucket = static_cast<unsigned int>(address / kBucketDivision);
         const unsigned int offset = static_cast<unsigned int>(address % kBucketDivision);
@@ -159,12 +167,14 @@ bool WdbMultipleBucketBtreeDatabase::liesInBuckets(long long address, unsigned i
 {
     const unsigned long long end = m_trees.size() * std::uint64_t{kBucketDivision};
     const auto first = static_cast<unsigned long long>(address);
-    if (address < 0 || first >= end || length > end - first)
+    if (address < 0 || first >= end || length > end - first) {
         return false;
+    }
     const unsigned long long size = m_header.m_addressSize;
     const unsigned long long last = first + length - 1;
-    if (last <= size)
+    if (last <= size) {
         return true;
+    }
     const unsigned long long above =
         first > size ? first : (size / kBucketDivision + 1) * kBucketDivision;
     return above > last || above >= end - kBucketDivision;
@@ -174,8 +184,9 @@ void WdbMultipleBucketBtreeDatabase::saveEvent(WdbEventBtree* tree, long long ti
                                                long long address, unsigned int length,
                                                const unsigned char* value)
 {
-    if (!m_forWriting || !tree)
+    if (!m_forWriting || !tree) {
         return;
+    }
     WdbEventBlock& block = tree->getEventBlock();
     const unsigned int longest = WdbEventBlock::getLongestValue(block.getMaxEventBlockSize());
     while (length > 0) {
@@ -196,12 +207,14 @@ void WdbMultipleBucketBtreeDatabase::saveEvent(WdbEventBtree* tree, long long ti
 
 void WdbMultipleBucketBtreeDatabase::sync()
 {
-    if (!m_forWriting)
+    if (!m_forWriting) {
         return;
+    }
     const Lock lock(m_blockManager.getMutex());
     for (const auto& tree : m_trees) {
-        if (tree)
+        if (tree) {
             tree->flush();
+        }
     }
     m_nodes->sync();
 }
@@ -217,8 +230,9 @@ WdbMultipleBucketBtreeDatabase::getAllEventBlockDatabaseIterator() const
         m_blockManager, m_header.m_bucketTableOffset, m_header.m_numberOfBuckets,
         [&](unsigned int bucket, long long) {
             WdbEventBtree* const tree = loadEventBtree(static_cast<int>(bucket));
-            if (tree && roots.insert(tree->getRoot()).second)
+            if (tree && roots.insert(tree->getRoot()).second) {
                 iterators.push_back(makeIterator(*tree));
+            }
         });
     return iterators;
 }
@@ -230,8 +244,9 @@ void WdbMultipleBucketBtreeDatabase::getEventBlockDatabaseIterator(
     const Lock lock(m_blockManager.getMutex());
     std::map<unsigned int, std::vector<WdbScalarBTree*>> groups;
     for (WdbScalarBTree* const tree : trees) {
-        if (findTree(tree->getAddress()))
+        if (findTree(tree->getAddress())) {
             groups[findBucket(tree->getAddress())].push_back(tree);
+        }
     }
     for (auto& group : groups) {
         iterators.push_back(makeIterator(*m_trees[group.first]));
@@ -246,12 +261,14 @@ WdbMultipleBucketBtreeDatabase::getEventBlockDatabaseIterator(
     const Lock lock(m_blockManager.getMutex());
     std::set<unsigned int> buckets;
     for (const long long address : addresses) {
-        if (findTree(address))
+        if (findTree(address)) {
             buckets.insert(findBucket(address));
+        }
     }
     IteratorVector iterators;
-    for (const unsigned int bucket : buckets)
+    for (const unsigned int bucket : buckets) {
         iterators.push_back(makeIterator(*m_trees[bucket]));
+    }
     return iterators;
 }
 
@@ -260,8 +277,9 @@ void WdbMultipleBucketBtreeDatabase::setAddressMapFileOffsetAndSize(long long of
 {
     m_header.m_addressMapFileOffset = offset;
     m_header.m_addressMapSize = size;
-    if (m_forWriting)
+    if (m_forWriting) {
         writeEventDatabaseHeader(m_blockManager, m_headerOffset, m_header);
+    }
 }
 
 WdbIEventSource* WdbMultipleBucketBtreeDatabase::getIEventDataSource()
@@ -301,8 +319,9 @@ WdbEventBtree* WdbMultipleBucketBtreeDatabase::loadEventBtree(int bucket) const
             WdbBucketFileOffsetTable::getEntryOffset(m_header.m_bucketTableOffset,
                                                      static_cast<unsigned int>(bucket)),
             reinterpret_cast<char*>(&header), sizeof header);
-        if (header != 0)
+        if (header != 0) {
             slot = makeTree(static_cast<unsigned int>(bucket));
+        }
     }
     return slot.get();
 }
@@ -320,8 +339,9 @@ bool WdbMultipleBucketBtreeDatabase::findEventBlock(long long address, long long
                                                     WdbEventBlock& block)
 {
     const Lock lock(m_blockManager.getMutex());
-    if (const WdbEventBtree* const tree = findTree(address))
+    if (const WdbEventBtree* const tree = findTree(address)) {
         tree->findEventBlock(address, time, block);
+    }
     return false;
 }
 
@@ -330,13 +350,15 @@ void WdbMultipleBucketBtreeDatabase::findStates(long long address, long long tim
                                                 WdbEventBtree::SearchCost& cost)
 {
     const Lock lock(m_blockManager.getMutex());
-    if (!m_stateBlock)
+    if (!m_stateBlock) {
         m_stateBlock = std::make_unique<WdbEventBlock>(m_header.m_maxEventBlockSize, 0);
+    }
     // The tree of the first byte, and then of each bucket's first one.
     for (unsigned long long i = 0; i < states.size();) {
         const long long byte = advanceAddress(address, i);
-        if (WdbEventBtree* const tree = findTree(byte))
+        if (WdbEventBtree* const tree = findTree(byte)) {
             tree->findStates(address, time, states, *m_stateBlock, cost);
+        }
         i += kBucketDivision - static_cast<unsigned long long>(byte) % kBucketDivision;
     }
 }
@@ -360,8 +382,9 @@ std::shared_ptr<WdbIEventSource::Iterator>
 WdbMultipleBucketBtreeDatabase::makeValueIterator(long long address, long long step)
 {
     const Lock lock(m_blockManager.getMutex());
-    if (WdbEventBtree* const tree = findTree(address))
+    if (WdbEventBtree* const tree = findTree(address)) {
         return tree->getValueBlockIterator(address, step);
+    }
     return std::make_shared<WdbEventBtree::ValueIterator>(
         WdbEventBlock(WdbEventBlock::kHeaderSize, 0), address);
 }

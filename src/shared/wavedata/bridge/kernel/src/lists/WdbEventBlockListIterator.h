@@ -53,9 +53,10 @@ public:
     {
         m_isOverlong =
             !m_budget->takeAtBegin(*m_blockManager, m_nodesTaken * sizeof(EventBlockList::Node));
-        if (m_isOverlong)
+        if (m_isOverlong) {
             m_blockManager->noteDamage(
                 {WdbDamage::ListNode, list.getFirstNode(), 0, m_baseAddress});
+        }
     }
 
     bool isEof() const override { return m_isOverlong || m_iterator.isEof(); }
@@ -77,26 +78,30 @@ public:
             take(m_iterator.getSize());
         }
         // No block lies where the file begins.
-        if (!isEof() && m_iterator.getHandle() == 0)
+        if (!isEof() && m_iterator.getHandle() == 0) {
             m_blockManager->noteDamage({WdbDamage::ListNode, 0, 0, m_baseAddress});
-        if (isEof())
+        }
+        if (isEof()) {
             block.loadBlock(0, 0, *m_blockManager);
-        else
+        } else {
             block.loadBlock(m_iterator.getHandle(), m_iterator.getSize(), *m_blockManager);
+        }
     }
 
 private:
     void takeNodes()
     {
         const unsigned long long nodes = m_iterator.getNodesRead();
-        if (nodes != m_nodesTaken)
+        if (nodes != m_nodesTaken) {
             take((nodes - m_nodesTaken) * sizeof(EventBlockList::Node));
+        }
         m_nodesTaken = nodes;
     }
     void take(unsigned long long bytes)
     {
-        if (m_budget->take(*m_blockManager, bytes))
+        if (m_budget->take(*m_blockManager, bytes)) {
             return;
+        }
         m_isOverlong = true;
         m_blockManager->noteDamage({WdbDamage::ListNode, m_iterator.getHandle(), 0, m_baseAddress});
     }

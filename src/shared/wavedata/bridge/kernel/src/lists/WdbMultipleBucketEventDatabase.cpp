@@ -27,8 +27,9 @@ WdbMultipleBucketEventDatabase::WdbMultipleBucketEventDatabase(int typeId,
 // The latest time comes last: a file in which it stands is complete.
 WdbMultipleBucketEventDatabase::~WdbMultipleBucketEventDatabase()
 {
-    if (!m_forWriting)
+    if (!m_forWriting) {
         return;
+    }
     flush();
     writeLatestTime(*m_blockManager, m_headerOffset, m_latestTime);
 }
@@ -42,16 +43,18 @@ void WdbMultipleBucketEventDatabase::initialize(long long sectionOffset, bool fo
 {
     m_header = readEventDatabaseHeader(*m_blockManager, sectionOffset, forWriting);
     if (m_header.m_bucketDivision == 0 ||
-        m_header.m_bucketDivision > std::numeric_limits<unsigned int>::max())
+        m_header.m_bucketDivision > std::numeric_limits<unsigned int>::max()) {
         throwDamagedSection("The bucket division of the wave database is damaged.");
+    }
     m_headerOffset = sectionOffset;
     m_forWriting = forWriting;
     m_latestTime = m_header.m_latestTime;
     m_lists.resize(m_header.m_numberOfBuckets);
-    if (forWriting)
+    if (forWriting) {
         prepareHotPath();
-    else if (m_latestTime == 0)
+    } else if (m_latestTime == 0) {
         recoverLatestTime();
+    }
 }
 
 void WdbMultipleBucketEventDatabase::prepareHotPath()
@@ -81,21 +84,24 @@ void WdbMultipleBucketEventDatabase::recoverLatestTime()
     WdbBucketFileOffsetTable::forEachList(
         *m_blockManager, m_header.m_bucketTableOffset, m_header.m_numberOfBuckets,
         [&](unsigned int /*bucket*/, long long firstNode) {
-            if (!m_blockManager->contains(0, bytesRead))
+            if (!m_blockManager->contains(0, bytesRead)) {
                 return;
+            }
             WdbBlockListWalk<Node> walk(*m_blockManager, firstNode);
             Node::Entry last;
             do {
                 bytesRead += sizeof(Node);
                 const Node& node = walk.getNode();
-                if (node.m_count > 0)
+                if (node.m_count > 0) {
                     last = node.getEntry(node.m_count - 1);
+                }
             } while (m_blockManager->contains(0, bytesRead) && walk.advance());
             bytesRead += std::min(last.m_size, m_header.m_maxEventBlockSize);
             block.loadBlock(last.m_handle, last.m_size, *m_blockManager);
-            if (!block.isEmpty())
+            if (!block.isEmpty()) {
                 m_latestTime =
                     std::max(m_latestTime, addTimes(block.getStartTime(), block.getTimeLength()));
+            }
         });
 }
 
@@ -110,8 +116,9 @@ void WdbMultipleBucketEventDatabase::writeEvent(long long time, long long addres
         WdbEventBlock* const block = m_openBlocks[bucket];
         if (block && length <= m_division - offset &&
             block->addShortEvent(time, address, length, value)) {
-            if (time > m_latestTime)
+            if (time > m_latestTime) {
                 m_latestTime = time;
+            }
             return;
         }
     }
@@ -123,14 +130,16 @@ void WdbMultipleBucketEventDatabase::writeEventSlowly(long long time, long long 
                                                       unsigned int length,
                                                       const unsigned char* value)
 {
-    if (!m_forWriting || m_lists.empty())
+    if (!m_forWriting || m_lists.empty()) {
         return;
+    }
     if (address < 0) {
         refuseAddress(m_refusedCount, address);
         return;
     }
-    if (time > m_latestTime)
+    if (time > m_latestTime) {
         m_latestTime = time;
+    }
     while (length > 0) {
         const Place place = findPlace(address);
         const unsigned int piece =
@@ -147,8 +156,9 @@ void WdbMultipleBucketEventDatabase::saveEvent(EventBlockList* list, long long t
                                                long long address, unsigned int length,
                                                const unsigned char* value)
 {
-    if (!m_forWriting || !list)
+    if (!m_forWriting || !list) {
         return;
+    }
     const unsigned int longest = WdbEventBlock::getLongestValue(m_header.m_maxEventBlockSize);
     while (length > 0) {
         const unsigned int piece = std::min(length, longest);
@@ -157,8 +167,9 @@ void WdbMultipleBucketEventDatabase::saveEvent(EventBlockList* list, long long t
             return;
         }
         WdbEventBlock* block = &list->openItem();
-        if (!block->canAdd(piece) && m_filter)
+        if (!block->canAdd(piece) && m_filter) {
             block->filterOutRepeatedValue();
+        }
         if (!block->canAdd(piece)) {
             storeOpenBlock(*list);
             block = &list->openItem();
@@ -175,8 +186,9 @@ void WdbMultipleBucketEventDatabase::flush()
 {
     std::vector<EventBlockList*> lists;
     for (const auto& list : m_lists) {
-        if (list)
+        if (list) {
             lists.push_back(list.get());
+        }
     }
     storeLists(lists);
 }
@@ -188,8 +200,9 @@ WdbMultipleBucketEventDatabase::getAllEventBlockDatabaseIterator() const
     WdbBucketFileOffsetTable::forEachList(
         *m_blockManager, m_header.m_bucketTableOffset, m_header.m_numberOfBuckets,
         [&](unsigned int bucket, long long /*firstNode*/) {
-            if (EventBlockList* const list = loadEventBlockList(static_cast<int>(bucket)))
+            if (EventBlockList* const list = loadEventBlockList(static_cast<int>(bucket))) {
                 lists.push_back(list);
+            }
         });
     storeLists(lists);
     return makeIterators(lists);
@@ -209,10 +222,12 @@ void WdbMultipleBucketEventDatabase::getEventBlockDatabaseIterator(
             addresses.push_back(address);
         }
     }
-    for (auto& iterator : getEventBlockDatabaseIterator(addresses))
+    for (auto& iterator : getEventBlockDatabaseIterator(addresses)) {
         iterators.push_back(std::move(iterator));
-    for (auto& group : groups)
+    }
+    for (auto& group : groups) {
         treeLists.push_back(std::move(group.second));
+    }
 }
 
 WdbIEventBlockDatabase::IteratorVector
@@ -221,13 +236,15 @@ WdbMultipleBucketEventDatabase::getEventBlockDatabaseIterator(
 {
     std::map<unsigned int, EventBlockList*> found;
     for (const long long address : addresses) {
-        if (EventBlockList* const list = findList(address))
+        if (EventBlockList* const list = findList(address)) {
             found.emplace(findPlace(address).bucket, list);
+        }
     }
     std::vector<EventBlockList*> lists;
     lists.reserve(found.size());
-    for (const auto& entry : found)
+    for (const auto& entry : found) {
         lists.push_back(entry.second);
+    }
     storeLists(lists);
     return makeIterators(lists);
 }
@@ -238,8 +255,9 @@ void WdbMultipleBucketEventDatabase::setAddressMapFileOffsetAndSize(long long of
     m_header.m_addressMapFileOffset = offset;
     m_header.m_addressMapSize = size;
     m_store->drain();
-    if (m_forWriting)
+    if (m_forWriting) {
         writeEventDatabaseHeader(*m_blockManager, m_headerOffset, m_header);
+    }
 }
 
 bool WdbMultipleBucketEventDatabase::addressHash(long long address, unsigned int& bucket,
@@ -260,8 +278,9 @@ bool WdbMultipleBucketEventDatabase::addressHash(long long address, unsigned int
 WdbMultipleBucketEventDatabase::EventBlockList*
 WdbMultipleBucketEventDatabase::getOrCreateEventBlockList(int bucket) const
 {
-    if (!m_forWriting || bucket < 0 || static_cast<std::size_t>(bucket) >= m_lists.size())
+    if (!m_forWriting || bucket < 0 || static_cast<std::size_t>(bucket) >= m_lists.size()) {
         return loadEventBlockList(bucket);
+    }
     auto& slot = m_lists[static_cast<std::size_t>(bucket)];
     if (!slot) {
         // A new list writes its first node, which must come behind the blocks that are under way.
@@ -274,13 +293,15 @@ WdbMultipleBucketEventDatabase::getOrCreateEventBlockList(int bucket) const
 WdbMultipleBucketEventDatabase::EventBlockList*
 WdbMultipleBucketEventDatabase::loadEventBlockList(int bucket) const
 {
-    if (bucket < 0 || static_cast<std::size_t>(bucket) >= m_lists.size())
+    if (bucket < 0 || static_cast<std::size_t>(bucket) >= m_lists.size()) {
         return nullptr;
+    }
     auto& slot = m_lists[static_cast<std::size_t>(bucket)];
     if (!slot) {
         auto list = openList(static_cast<unsigned int>(bucket), EventBlockList::Access::Reading);
-        if (list->getFirstNode() == 0)
+        if (list->getFirstNode() == 0) {
             return nullptr;
+        }
         slot = m_forWriting
                    ? openList(static_cast<unsigned int>(bucket), EventBlockList::Access::Writing)
                    : std::move(list);
@@ -308,8 +329,9 @@ WdbMultipleBucketEventDatabase::findPlace(long long address) const
 {
     const unsigned long long division = m_header.m_bucketDivision;
     const unsigned long long number = static_cast<unsigned long long>(address) / division;
-    if (isAboveAddressSize(address) || number >= m_header.m_numberOfBuckets)
+    if (isAboveAddressSize(address) || number >= m_header.m_numberOfBuckets) {
         return {m_header.m_numberOfBuckets - 1, std::numeric_limits<unsigned long long>::max()};
+    }
     return {static_cast<unsigned int>(number),
             division - static_cast<unsigned long long>(address) % division};
 }
@@ -317,8 +339,9 @@ WdbMultipleBucketEventDatabase::findPlace(long long address) const
 WdbMultipleBucketEventDatabase::EventBlockList*
 WdbMultipleBucketEventDatabase::findList(long long address) const
 {
-    if (m_lists.empty() || address < 0)
+    if (m_lists.empty() || address < 0) {
         return nullptr;
+    }
     return loadEventBlockList(static_cast<int>(findPlace(address).bucket));
 }
 
@@ -336,16 +359,19 @@ void WdbMultipleBucketEventDatabase::storeOpenBlock(EventBlockList& list) const
 
 void WdbMultipleBucketEventDatabase::storeLists(const std::vector<EventBlockList*>& lists) const
 {
-    if (!m_forWriting)
+    if (!m_forWriting) {
         return;
+    }
     for (EventBlockList* const list : lists) {
         // A caller who walks a list of its own accord closes the item behind our back.
-        if (list->isItemOpen() || m_openBlocks[getBucketOf(*list)])
+        if (list->isItemOpen() || m_openBlocks[getBucketOf(*list)]) {
             storeOpenBlock(*list);
+        }
     }
     m_store->drain();
-    for (EventBlockList* const list : lists)
+    for (EventBlockList* const list : lists) {
         list->flushNode();
+    }
 }
 
 WdbIEventBlockDatabase::IteratorVector
@@ -356,10 +382,11 @@ WdbMultipleBucketEventDatabase::makeIterators(const std::vector<EventBlockList*>
     for (EventBlockList* const list : lists) {
         iterators.push_back(std::make_shared<Iterator>(*m_blockManager, *list, budget));
         // A list is made for its first event.
-        if (!m_forWriting && iterators.back()->isEof())
+        if (!m_forWriting && iterators.back()->isEof()) {
             m_blockManager->noteDamage({WdbDamage::ListNode, list->getFirstNode(),
                                         sizeof(EventBlockList::Node), list->getBaseAddress(),
                                         true});
+        }
     }
     return iterators;
 }

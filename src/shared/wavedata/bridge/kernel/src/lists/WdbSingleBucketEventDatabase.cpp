@@ -22,8 +22,9 @@ WdbSingleBucketEventDatabase::WdbSingleBucketEventDatabase(int typeId, WdbFileMa
 // The latest time comes last: a file in which it stands is complete.
 WdbSingleBucketEventDatabase::~WdbSingleBucketEventDatabase()
 {
-    if (!m_forWriting)
+    if (!m_forWriting) {
         return;
+    }
     flush();
     m_list.reset();
     writeLatestTime(*m_blockManager, m_headerOffset, m_latestTime);
@@ -47,20 +48,23 @@ void WdbSingleBucketEventDatabase::recoverLatestTime()
 {
     long long handle = 0;
     unsigned int size = 0;
-    if (!m_list || !m_list->findLastEntry(handle, size))
+    if (!m_list || !m_list->findLastEntry(handle, size)) {
         return;
+    }
     WdbEventBlock block(m_header.m_maxEventBlockSize, 0);
     block.loadBlock(handle, size, *m_blockManager);
-    if (!block.isEmpty())
+    if (!block.isEmpty()) {
         m_latestTime =
             std::max(m_latestTime, addTimes(block.getStartTime(), block.getTimeLength()));
+    }
 }
 
 void WdbSingleBucketEventDatabase::writeEvent(long long time, long long address,
                                               unsigned int length, const unsigned char* value)
 {
-    if (!m_forWriting || !m_list)
+    if (!m_forWriting || !m_list) {
         return;
+    }
     if (address < 0 || !fitsIntoBlock(address, length, 0)) {
         refuseAddress(m_refusedCount, address);
         return;
@@ -68,8 +72,9 @@ void WdbSingleBucketEventDatabase::writeEvent(long long time, long long address,
     const unsigned int longest = WdbEventBlock::getLongestValue(m_header.m_maxEventBlockSize);
     do {
         const unsigned int piece = std::min(length, longest);
-        if (!m_list->openItem().canAdd(piece))
+        if (!m_list->openItem().canAdd(piece)) {
             flush();
+        }
         m_list->openItem().addEvent(time, address, piece, value);
         address = advanceAddress(address, piece);
         value += piece;
@@ -80,8 +85,9 @@ void WdbSingleBucketEventDatabase::writeEvent(long long time, long long address,
 
 void WdbSingleBucketEventDatabase::flush()
 {
-    if (m_list && m_list->isItemOpen())
+    if (m_list && m_list->isItemOpen()) {
         m_store->storeOpenItem(*m_list);
+    }
 }
 
 void WdbSingleBucketEventDatabase::setFilterRepeatedValue(bool /*filter*/) {}
@@ -91,8 +97,9 @@ WdbSingleBucketEventDatabase::getAllEventBlockDatabaseIterator() const
 {
     IteratorVector iterators;
     if (m_list) {
-        if (m_list->isItemOpen())
+        if (m_list->isItemOpen()) {
             m_store->storeOpenItem(*m_list);
+        }
         iterators.push_back(std::make_shared<Iterator>(*m_blockManager, *m_list,
                                                        std::make_shared<BlockWalkBudget>()));
     }
@@ -119,8 +126,9 @@ void WdbSingleBucketEventDatabase::setAddressMapFileOffsetAndSize(long long offs
 {
     m_header.m_addressMapFileOffset = offset;
     m_header.m_addressMapSize = size;
-    if (m_forWriting)
+    if (m_forWriting) {
         writeEventDatabaseHeader(*m_blockManager, m_headerOffset, m_header);
+    }
 }
 
 } // namespace Tracewell

@@ -16,8 +16,9 @@ namespace {
 std::string foldPath(std::string path)
 {
     const auto& letters = std::use_facet<std::ctype<char>>(std::locale::classic());
-    for (char& c : path)
+    for (char& c : path) {
         c = c == '/' || c == '\\' ? '_' : letters.tolower(c);
+    }
     return path;
 }
 
@@ -25,8 +26,9 @@ std::string foldPath(std::string path)
 std::string hash(const std::string& text)
 {
     unsigned long long value = 0xcbf29ce484222325ull;
-    for (const char c : text)
+    for (const char c : text) {
         value = (value ^ static_cast<unsigned char>(c)) * 0x100000001b3ull;
+    }
     char digits[17];
     std::snprintf(digits, sizeof digits, "%016llx", value);
     return digits;
@@ -46,8 +48,9 @@ std::string makeRegionName(const std::string& prefix, const std::string& key,
 {
     std::string inputs;
     for (const std::string& input :
-         {prefix, key, absolutePath, suffix, std::to_string(SharedRegion::getOwnerId())})
+         {prefix, key, absolutePath, suffix, std::to_string(SharedRegion::getOwnerId())}) {
         inputs += std::to_string(input.size()) + ":" + input;
+    }
     return SharedRegion::spellName(prefix + key + foldPath(absolutePath) + suffix, hash(inputs));
 }
 

@@ -22,10 +22,12 @@ ChannelRefusal::~ChannelRefusal()
 
 bool ChannelRefusal::keep(const std::string& reason)
 {
-    if (!innermost)
+    if (!innermost) {
         return false;
-    if (innermost->m_reason.empty())
+    }
+    if (innermost->m_reason.empty()) {
         innermost->m_reason = reason;
+    }
     return true;
 }
 

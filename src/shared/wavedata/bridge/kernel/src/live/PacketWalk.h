@@ -28,15 +28,19 @@ public:
         m_offset += m_packetSize;
         m_packetSize = 0;
         const std::size_t left = m_size - m_offset;
-        if (left == 0)
+        if (left == 0) {
             return Kind::End;
-        if (left < WdbLivePacket::kHeaderSize)
+        }
+        if (left < WdbLivePacket::kHeaderSize) {
             return Kind::Damaged;
+        }
         const std::size_t numBytes = getNumBytes();
-        if (numBytes > left - WdbLivePacket::kHeaderSize)
+        if (numBytes > left - WdbLivePacket::kHeaderSize) {
             return Kind::Damaged;
-        if (numBytes != WdbLivePacket::kTimeMarkBytes && !isEventSound(numBytes))
+        }
+        if (numBytes != WdbLivePacket::kTimeMarkBytes && !isEventSound(numBytes)) {
             return Kind::Damaged;
+        }
         m_packetSize = WdbLivePacket::kHeaderSize + numBytes;
         return numBytes == WdbLivePacket::kTimeMarkBytes ? Kind::TimeMark : Kind::Event;
     }

@@ -15,8 +15,9 @@ using Outcome = SharedRegion::Outcome;
 
 const char* describeStep(Outcome outcome, RegionMode mode)
 {
-    if (outcome == Outcome::NotMapped)
+    if (outcome == Outcome::NotMapped) {
         return "Could not map view of file";
+    }
     return mode == RegionMode::Create ? "Could not create file mapping object"
                                       : "Could not open file mapping object";
 }
@@ -61,8 +62,9 @@ bool attachRegion(SharedRegion& region, RegionMode mode, const std::string& name
 {
     const Outcome outcome =
         mode == RegionMode::Create ? region.create(name, size) : region.open(name, size);
-    if (outcome != Outcome::Done)
+    if (outcome != Outcome::Done) {
         tellFailure(outcome, mode, size, description);
+    }
     return outcome == Outcome::Done;
 }
 
@@ -72,13 +74,16 @@ void tellFailure(Outcome outcome, RegionMode mode, std::size_t size, const std::
     const std::string step =
         std::string(describeStep(outcome, mode)) + " (" + std::to_string(error) + ")";
     std::string reason = describeReason(outcome, error, size);
-    if (!reason.empty())
+    if (!reason.empty()) {
         reason = description + ": " + reason;
-    if (ChannelRefusal::keep(reason.empty() ? step : reason))
+    }
+    if (ChannelRefusal::keep(reason.empty() ? step : reason)) {
         return;
+    }
     std::cout << step + ".\n" << std::flush;
-    if (!reason.empty())
+    if (!reason.empty()) {
         std::cerr << "tracewell: " + reason + ".\n" << std::flush;
+    }
 }
 
 } // namespace Tracewell

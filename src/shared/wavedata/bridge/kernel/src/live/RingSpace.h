@@ -25,8 +25,9 @@ inline bool fitsIntoRing(std::uint32_t size, std::uint32_t write, std::uint32_t 
     next = static_cast<std::uint32_t>(sum > size ? sum - size : sum);
 
     const std::int64_t ahead = std::int64_t{write} - read;
-    if (ahead >= 0 ? ahead < half : -ahead > half)
+    if (ahead >= 0 ? ahead < half : -ahead > half) {
         return true;
+    }
     const std::int64_t aheadThen = std::int64_t{next} - read;
     return !(aheadThen >= 0 ? aheadThen < half : -aheadThen > half);
 }

@@ -23,8 +23,9 @@ void SharedMemReader::start(std::function<void()> body)
 
 void SharedMemReader::join()
 {
-    if (m_thread)
+    if (m_thread) {
         m_thread->join();
+    }
     m_thread.reset();
 }
 

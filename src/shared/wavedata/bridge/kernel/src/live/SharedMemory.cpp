@@ -30,8 +30,9 @@ SharedMemory::SharedMemory(int mode, const std::string& path, int /*unused*/, in
     : m_dataSize(notNegative(dataSize)), m_dataRegion(std::make_unique<SharedRegion>()),
       m_pointerRegion(std::make_unique<SharedRegion>())
 {
-    if (mode != kOpen && mode != kCreate)
+    if (mode != kOpen && mode != kCreate) {
         return;
+    }
     const std::string absolutePath = makeAbsolute(path);
     const std::string description = "shared memory of " + absolutePath;
     const std::string dataName = makeRegionName(dataPrefix, "", absolutePath, "");
@@ -47,12 +48,15 @@ SharedMemory::SharedMemory(int mode, const std::string& path, int /*unused*/, in
     }
     m_data = m_dataRegion->data();
     char* const pointers = m_pointerRegion->data();
-    if (pointers && pointerBytes >= kIndexSize)
+    if (pointers && pointerBytes >= kIndexSize) {
         m_writeIndex = reinterpret_cast<std::uint32_t*>(pointers);
-    if (pointers && pointerBytes >= 2 * kIndexSize)
+    }
+    if (pointers && pointerBytes >= 2 * kIndexSize) {
         m_readIndex = m_writeIndex + 1;
-    if (mode == kCreate)
+    }
+    if (mode == kCreate) {
         clearPointers();
+    }
 }
 
 SharedMemory::~SharedMemory() = default;
@@ -70,8 +74,9 @@ void SharedMemory::openPair(const std::string& dataName, std::size_t dataBytes,
         outcome = m_pointerRegion->open(pointerName, pointerBytes,
                                         hasData ? m_dataRegion.get() : nullptr);
     }
-    if (outcome != SharedRegion::Outcome::Done)
+    if (outcome != SharedRegion::Outcome::Done) {
         tellFailure(outcome, RegionMode::Open, pointerBytes, description);
+    }
     // The producer shall see no viewer that has half of it.
     if (!m_dataRegion->data() || !m_pointerRegion->data()) {
         m_pointerRegion->close();
@@ -114,12 +119,14 @@ bool SharedMemory::isPlace(unsigned int index) const
 
 unsigned int SharedMemory::getFilledCount() const
 {
-    if (!isMapped())
+    if (!isMapped()) {
         return 0;
+    }
     const std::uint32_t readIndex = loadPeerIndex(m_readIndex);
     const std::uint32_t writeIndex = loadPeerIndex(m_writeIndex);
-    if (!isPlace(readIndex) || !isPlace(writeIndex))
+    if (!isPlace(readIndex) || !isPlace(writeIndex)) {
         return 0;
+    }
     return (writeIndex >= readIndex ? writeIndex - readIndex
                                     : writeIndex + m_dataSize - readIndex) /
            kRecordSize;
@@ -127,40 +134,46 @@ unsigned int SharedMemory::getFilledCount() const
 
 char* SharedMemory::getEmptyBlock()
 {
-    if (!isMapped() || kRecordSize >= m_dataSize / 2)
+    if (!isMapped() || kRecordSize >= m_dataSize / 2) {
         return nullptr;
+    }
     const std::uint32_t writeIndex = loadOwnIndex(m_writeIndex);
     const std::uint32_t readIndex = loadPeerIndex(m_readIndex);
     std::uint32_t nextWrite = 0;
     if (!isPlace(writeIndex) || !isPlace(readIndex) ||
-        !fitsIntoRing(m_dataSize, writeIndex, readIndex, kRecordSize, nextWrite))
+        !fitsIntoRing(m_dataSize, writeIndex, readIndex, kRecordSize, nextWrite)) {
         return nullptr;
+    }
     m_nextWrite = nextWrite;
     return m_data + writeIndex;
 }
 
 void SharedMemory::commitWrite()
 {
-    if (m_writeIndex)
+    if (m_writeIndex) {
         publishIndex(m_writeIndex, m_nextWrite);
+    }
 }
 
 char* SharedMemory::getNextBlock()
 {
-    if (!isMapped())
+    if (!isMapped()) {
         return nullptr;
+    }
     const std::uint32_t readIndex = loadOwnIndex(m_readIndex);
     const std::uint32_t writeIndex = loadPeerIndex(m_writeIndex);
-    if (readIndex == writeIndex || !isPlace(readIndex) || !isPlace(writeIndex))
+    if (readIndex == writeIndex || !isPlace(readIndex) || !isPlace(writeIndex)) {
         return nullptr;
+    }
     m_currentRead = readIndex;
     return m_data + readIndex;
 }
 
 bool SharedMemory::advanceRead()
 {
-    if (!isMapped())
+    if (!isMapped()) {
         return false;
+    }
     const std::uint64_t next = std::uint64_t{m_currentRead} + kRecordSize;
     return replaceIndex(m_readIndex, m_currentRead,
                         static_cast<std::uint32_t>(next > m_dataSize ? next - m_dataSize : next));
@@ -168,10 +181,11 @@ bool SharedMemory::advanceRead()
 
 void SharedMemory::clearPointers()
 {
-    if (m_writeIndex && m_readIndex)
+    if (m_writeIndex && m_readIndex) {
         clearIndexPair(m_writeIndex);
-    else if (m_writeIndex)
+    } else if (m_writeIndex) {
         publishIndex(m_writeIndex, 0);
+    }
 }
 
 } // namespace Tracewell

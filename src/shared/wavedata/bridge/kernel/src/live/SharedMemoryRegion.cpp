@@ -60,8 +60,9 @@ bool SharedMemoryRegion::isReplaced() const
 
 bool SharedMemoryRegion::refresh()
 {
-    if (!isReplaced())
+    if (!isReplaced()) {
         return false;
+    }
     const bool wasMapped = base() != nullptr;
     return attach() || wasMapped;
 }
@@ -73,8 +74,9 @@ bool SharedMemoryRegion::isPeerPresent() const
 
 bool SharedMemoryRegion::attach()
 {
-    if (m_mode != kOpen && m_mode != kCreate)
+    if (m_mode != kOpen && m_mode != kCreate) {
         return false;
+    }
     return attachRegion(*m_region, m_mode == kCreate ? RegionMode::Create : RegionMode::Open,
                         m_name, sizeOf(m_nominalSize), m_description);
 }

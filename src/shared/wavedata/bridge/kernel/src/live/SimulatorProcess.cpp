@@ -20,10 +20,12 @@ int findSimulatorProcessId(int startId, const ProcessLookup& find)
     int candidate = startId;
     for (int i = 0; i < kLongestChain; ++i) {
         ProcessEntry entry;
-        if (!find(candidate, entry))
+        if (!find(candidate, entry)) {
             return kNoProcess;
-        if (entry.parent == 0 || entry.parent == candidate || entry.executable == kSimulator)
+        }
+        if (entry.parent == 0 || entry.parent == candidate || entry.executable == kSimulator) {
             return candidate;
+        }
         candidate = entry.parent;
     }
     return kNoProcess;

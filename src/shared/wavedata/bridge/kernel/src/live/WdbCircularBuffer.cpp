@@ -61,10 +61,11 @@ WdbCircularBuffer::WdbCircularBuffer(char* base, unsigned int nominalSize, bool 
       m_half(m_size / 2), m_writeIndex(reinterpret_cast<std::uint32_t*>(base)),
       m_readIndex(m_writeIndex ? m_writeIndex + 1 : nullptr)
 {
-    if (create)
+    if (create) {
         clear();
-    else if (m_readIndex)
+    } else if (m_readIndex) {
         m_readIndexSeen = loadPeerIndex(m_readIndex);
+    }
 }
 
 bool WdbCircularBuffer::canRead(unsigned int& readIndex, unsigned int& writeIndex,
@@ -75,8 +76,9 @@ bool WdbCircularBuffer::canRead(unsigned int& readIndex, unsigned int& writeInde
     readIndex = read;
     writeIndex = write;
     available = 0;
-    if (read <= m_size && write <= m_size && read != write)
+    if (read <= m_size && write <= m_size && read != write) {
         available = write > read ? write - read : write + (m_size - read);
+    }
     return available > 0;
 }
 
@@ -95,14 +97,17 @@ bool WdbCircularBuffer::canWrite(unsigned int& writeIndex, unsigned int& nextWri
 inline bool WdbCircularBuffer::reserve(unsigned int count, unsigned int& writeIndex,
                                        unsigned int& nextWrite)
 {
-    if (!canEverWrite(count))
+    if (!canEverWrite(count)) {
         return false;
+    }
     writeIndex = loadOwnIndex(m_writeIndex);
-    if (writeIndex > m_size)
+    if (writeIndex > m_size) {
         return false;
+    }
     if (m_readIndexSeen <= m_size &&
-        fitsIntoRing(m_size, writeIndex, m_readIndexSeen, count, nextWrite))
+        fitsIntoRing(m_size, writeIndex, m_readIndexSeen, count, nextWrite)) {
         return true;
+    }
     m_readIndexSeen = loadPeerIndex(m_readIndex);
     return m_readIndexSeen <= m_size &&
            fitsIntoRing(m_size, writeIndex, m_readIndexSeen, count, nextWrite);
@@ -113,13 +118,15 @@ bool WdbCircularBuffer::putPacket(const WdbLivePacket& packet)
     unsigned int writeIndex = 0;
     unsigned int nextWrite = 0;
     const unsigned int count = packet.size_of();
-    if (packet.getNumBytes() > m_size || !reserve(count, writeIndex, nextWrite))
+    if (packet.getNumBytes() > m_size || !reserve(count, writeIndex, nextWrite)) {
         return false;
+    }
     const char* const bytes = reinterpret_cast<const char*>(&packet);
-    if (nextWrite > writeIndex)
+    if (nextWrite > writeIndex) {
         std::memcpy(m_data + writeIndex, bytes, count);
-    else
+    } else {
         putWrapped(bytes, count, writeIndex);
+    }
     publishIndex(m_writeIndex, nextWrite);
     return true;
 }
@@ -129,12 +136,14 @@ bool WdbCircularBuffer::putPacket(const WdbLivePacketContainer& change)
     unsigned int writeIndex = 0;
     unsigned int nextWrite = 0;
     const unsigned int count = change.getLength() + kOverhead;
-    if (change.getLength() > m_size || !reserve(count, writeIndex, nextWrite))
+    if (change.getLength() > m_size || !reserve(count, writeIndex, nextWrite)) {
         return false;
-    if (nextWrite > writeIndex)
+    }
+    if (nextWrite > writeIndex) {
         buildEventPacket(m_data + writeIndex, change);
-    else
+    } else {
         putWrapped(change, count, writeIndex);
+    }
     publishIndex(m_writeIndex, nextWrite);
     return true;
 }
@@ -152,8 +161,9 @@ void WdbCircularBuffer::putWrapped(const WdbLivePacketContainer& change, unsigne
 {
     char onStack[kScratchSize];
     std::unique_ptr<char[]> onHeap;
-    if (count > sizeof onStack)
+    if (count > sizeof onStack) {
         onHeap.reset(new char[count]);
+    }
     char* const scratch = onHeap ? onHeap.get() : onStack;
     buildEventPacket(scratch, change);
     putWrapped(scratch, count, writeIndex);
@@ -163,8 +173,9 @@ bool WdbCircularBuffer::getPackets(void* destination, unsigned int& count)
 {
     unsigned int readIndex = 0;
     unsigned int writeIndex = 0;
-    if (!canRead(readIndex, writeIndex, count))
+    if (!canRead(readIndex, writeIndex, count)) {
         return false;
+    }
     char* const out = static_cast<char*>(destination);
     if (writeIndex > readIndex) {
         std::memcpy(out, m_data + readIndex, count);
@@ -175,8 +186,9 @@ bool WdbCircularBuffer::getPackets(void* destination, unsigned int& count)
     }
     // An emptying that came meanwhile stays: the bytes may be half overwritten already. It puts the
     // index to 0, where it stands before the first read and never again afterwards.
-    if (replaceIndex(m_readIndex, readIndex, writeIndex))
+    if (replaceIndex(m_readIndex, readIndex, writeIndex)) {
         return true;
+    }
     count = 0;
     return false;
 }
@@ -192,14 +204,16 @@ void WdbCircularBuffer::discard()
     unsigned int readIndex = 0;
     unsigned int writeIndex = 0;
     unsigned int count = 0;
-    if (canRead(readIndex, writeIndex, count))
+    if (canRead(readIndex, writeIndex, count)) {
         replaceIndex(m_readIndex, readIndex, writeIndex);
+    }
 }
 
 void WdbCircularBuffer::clear()
 {
-    if (m_writeIndex)
+    if (m_writeIndex) {
         clearIndexPair(m_writeIndex);
+    }
     m_readIndexSeen = 0;
 }
 

@@ -21,8 +21,9 @@ void WdbLivePacket::printPacket(std::ostream& os) const
 {
     const std::ios_base::fmtflags flags = os.flags();
     os << std::dec << "Bytes " << size_of() << ": " << m_numBytes << ' ' << std::hex;
-    for (unsigned int i = 0; i < m_numBytes; ++i)
+    for (unsigned int i = 0; i < m_numBytes; ++i) {
         os << static_cast<unsigned int>(static_cast<unsigned char>(getPayload()[i])) << ' ';
+    }
     os << std::endl;
     os.flags(flags);
 }
@@ -31,13 +32,15 @@ void WdbLivePacket::populatePacket(char seed, std::ostream& os, bool print)
 {
     char letter = seed;
     for (unsigned int i = 0; i < m_numBytes; ++i) {
-        if (letter > 'z')
+        if (letter > 'z') {
             letter = 'a';
+        }
         getPayload()[i] = letter;
         ++letter;
     }
-    if (print)
+    if (print) {
         printPacket(os);
+    }
 }
 
 } // namespace Tracewell

@@ -21,11 +21,13 @@ void WdbLivePacketContainer::splitContainer(std::list<WdbLivePacketContainer>& o
                                             unsigned int maxSize) const
 {
     if (maxSize <= kPacketOverhead ||
-        m_length > std::numeric_limits<unsigned int>::max() - kPacketOverhead)
+        m_length > std::numeric_limits<unsigned int>::max() - kPacketOverhead) {
         return;
+    }
     const unsigned long long total = m_length + kPacketOverhead;
-    if (total < maxSize)
+    if (total < maxSize) {
         return;
+    }
 
     unsigned long long pieces = 2 * ((total - 1 + maxSize) / maxSize);
     unsigned int chunk = static_cast<unsigned int>(m_length / pieces);
@@ -35,16 +37,18 @@ void WdbLivePacketContainer::splitContainer(std::list<WdbLivePacketContainer>& o
         chunk = 1;
         pieces = m_length;
     }
-    for (unsigned long long i = 0; i + 1 < pieces; ++i)
+    for (unsigned long long i = 0; i + 1 < pieces; ++i) {
         out.push_back(makePiece(i * chunk, chunk));
+    }
 
     const unsigned long long offset = (pieces - 1) * chunk;
     const WdbLivePacketContainer last =
         makePiece(offset, static_cast<unsigned int>(m_length - offset));
-    if (last.getLength() + kPacketOverhead > maxSize)
+    if (last.getLength() + kPacketOverhead > maxSize) {
         last.splitContainer(out, maxSize);
-    else
+    } else {
         out.push_back(last);
+    }
 }
 
 } // namespace Tracewell

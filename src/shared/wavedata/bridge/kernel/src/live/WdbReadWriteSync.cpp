@@ -12,8 +12,9 @@ void WdbReadWriteSync::readingBegin() const
 {
     m_reading = true;
     MutexLock lock(m_mutex);
-    while (m_writing)
+    while (m_writing) {
         lock.waitFor(m_changed, std::chrono::milliseconds(200));
+    }
 }
 
 void WdbReadWriteSync::readingEnd() const
@@ -26,21 +27,24 @@ void WdbReadWriteSync::readingEnd() const
 void WdbReadWriteSync::writingBegin() const
 {
     m_writing = true;
-    if (!m_reading)
+    if (!m_reading) {
         return;
+    }
     MutexLock lock(m_mutex);
     m_writing = false;
     m_changed.notify_all();
-    while (m_reading)
+    while (m_reading) {
         lock.wait(m_changed);
+    }
     m_writing = true;
 }
 
 void WdbReadWriteSync::writingEnd() const
 {
     m_writing = false;
-    if (m_reading)
+    if (m_reading) {
         m_changed.notify_all();
+    }
 }
 
 } // namespace Tracewell

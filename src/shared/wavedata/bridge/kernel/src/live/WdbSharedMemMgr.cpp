@@ -30,13 +30,16 @@ bool tryUntil(const Stop& isStopped, const Attempt& attempt, const Rest& rest)
 {
     for (;;) {
         for (int i = 0; i < kTries; ++i) {
-            if (isStopped())
+            if (isStopped()) {
                 return false;
-            if (attempt())
+            }
+            if (attempt()) {
                 return true;
+            }
         }
-        if (!rest())
+        if (!rest()) {
             return false;
+        }
     }
 }
 
@@ -53,24 +56,28 @@ public:
     /// Waits before the next look at the ring.
     void wait() const
     {
-        if (!m_flowing)
+        if (!m_flowing) {
             return;
+        }
         const auto left = m_lastLook + m_pause - std::chrono::steady_clock::now();
-        if (left > left.zero())
+        if (left > left.zero()) {
             std::this_thread::sleep_for(left);
+        }
     }
 
     /// Behind a look that brought so many bytes.
     void looked(unsigned int bytes)
     {
-        if (!m_flowing && bytes == 0)
+        if (!m_flowing && bytes == 0) {
             return;
-        if (!m_flowing)
+        }
+        if (!m_flowing) {
             m_pause = kShortest;
-        else if (bytes < kFew)
+        } else if (bytes < kFew) {
             m_pause = std::min(2 * m_pause, kLongest);
-        else if (bytes > kMany)
+        } else if (bytes > kMany) {
             m_pause = std::max(m_pause / 2, kShortest);
+        }
         m_flowing = true;
         m_lastLook = std::chrono::steady_clock::now();
     }
@@ -116,8 +123,9 @@ bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
                         m_pace->wait();
                         const MutexLock lock(m_ringMutex);
                         // A restart that came meanwhile has emptied the ring, or is about to.
-                        if (isConsumerStopped())
+                        if (isConsumerStopped()) {
                             return false;
+                        }
                         const bool found = m_ring.getPackets(buffer, count);
                         m_pace->looked(count);
                         m_bytesTaken += count;
@@ -139,14 +147,16 @@ bool WdbSharedMemMgr::getPackets(char* buffer, unsigned int& count)
 template <class Packet>
 bool WdbSharedMemMgr::waitToPut(const Packet& packet, unsigned long long size)
 {
-    if (!m_ring.canEverWrite(size))
+    if (!m_ring.canEverWrite(size)) {
         return false;
+    }
     return tryUntil([this] { return m_shutDown.load(std::memory_order_relaxed); },
                     [&] { return m_ring.putPacket(packet); },
                     [this] {
                         tellIndexOutside();
-                        if (m_waitHook && !m_waitHook())
+                        if (m_waitHook && !m_waitHook()) {
                             return false;
+                        }
                         sleepTicks(1);
                         return true;
                     });
@@ -159,8 +169,9 @@ WdbSharedMemMgr::waitToPut<WdbLivePacketContainer>(const WdbLivePacketContainer&
 bool WdbSharedMemMgr::putPacket(const char* data, unsigned int count)
 {
     alignas(8) char place[WdbLivePacket::kHeaderSize + WdbLivePacket::kTimeMarkBytes];
-    if (count > WdbLivePacket::kTimeMarkBytes)
+    if (count > WdbLivePacket::kTimeMarkBytes) {
         return false;
+    }
     auto* const packet = new (place) WdbLivePacket(count);
     packet->putData(data);
     return waitToPut(*packet, packet->size_of());
@@ -202,8 +213,9 @@ void WdbSharedMemMgr::prepareForStart()
 {
     const MutexLock lock(m_ringMutex);
     // In this order: whoever was replaced has gone and puts nothing more into what it left.
-    if (m_region->isReplaced() && isLeftEmpty() && m_region->refresh())
+    if (m_region->isReplaced() && isLeftEmpty() && m_region->refresh()) {
         m_ring = WdbCircularBuffer(m_region->base(), kRingSize, false);
+    }
     m_readIndexAtRestart = 0;
     m_restart = false;
     m_shutDown = !m_region->base();
@@ -222,8 +234,9 @@ bool WdbSharedMemMgr::isLeftEmpty() const
 
 void WdbSharedMemMgr::tellIndexOutside()
 {
-    if (!m_ring.hasIndexOutside() || m_isOutsideTold.exchange(true))
+    if (!m_ring.hasIndexOutside() || m_isOutsideTold.exchange(true)) {
         return;
+    }
     std::cerr
         << "tracewell: " + m_description +
                ": an index of the ring lies outside of it, so that nothing can pass; end both "

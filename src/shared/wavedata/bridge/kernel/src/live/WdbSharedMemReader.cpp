@@ -54,8 +54,9 @@ public:
                 break;
             case PacketWalk::Kind::Damaged:
                 release();
-                if (m_owner.m_damagedBatches++ != 0)
+                if (m_owner.m_damagedBatches++ != 0) {
                     return;
+                }
                 std::cerr << "tracewell: " + m_owner.m_description + ": " + walk.describeDamage() +
                                  "; the rest of what was received with it is dropped.\n"
                           << std::flush;
@@ -70,14 +71,16 @@ public:
 private:
     void storeEvent(const WdbLiveEvent& event)
     {
-        if (!m_lock.owns_lock())
+        if (!m_lock.owns_lock()) {
             m_lock.lock();
+        }
         m_reader.addEventBuffered(&event);
         m_database.writeEvent(event.getTime(), event.getStartAddress(), event.getValuelength(),
                               event.getValue());
         m_bytesBuffered += event.getValuelength();
-        if (m_bytesBuffered >= kMostBytesBuffered)
+        if (m_bytesBuffered >= kMostBytesBuffered) {
             flush();
+        }
         if (++m_eventsHeld == kEventsAHold) {
             release();
             makeRoomForOthers();
@@ -87,8 +90,9 @@ private:
     // Between the flush and the mark nobody adds an event, since only this thread does.
     void takeTimeMark(long long time)
     {
-        if (!m_lock.owns_lock())
+        if (!m_lock.owns_lock()) {
             m_lock.lock();
+        }
         flush();
         release();
         m_owner.takeTimeMark(time, m_database);
@@ -102,8 +106,9 @@ private:
 
     void release()
     {
-        if (!m_lock.owns_lock())
+        if (!m_lock.owns_lock()) {
             return;
+        }
         if (m_eventsHeld > 0) {
             m_owner.m_newEvents = true;
             m_owner.m_eventCount += m_eventsHeld;
@@ -114,8 +119,9 @@ private:
 
     void makeRoomForOthers()
     {
-        if (std::chrono::steady_clock::now() - m_stretchBegin < kLongestStretch)
+        if (std::chrono::steady_clock::now() - m_stretchBegin < kLongestStretch) {
             return;
+        }
         std::this_thread::sleep_for(kPauseForOthers);
         m_stretchBegin = std::chrono::steady_clock::now();
     }
@@ -155,8 +161,9 @@ void WdbSharedMemReader::run(WdbIEventBlockDatabase* database)
     const std::unique_ptr<char[]> buffer(new char[WdbSharedMemMgr::kRingSize]);
     Batch batch(*this, *database);
     unsigned int count = 0;
-    while (m_manager->getPackets(buffer.get(), count))
+    while (m_manager->getPackets(buffer.get(), count)) {
         batch.store(buffer.get(), count);
+    }
 }
 
 void WdbSharedMemReader::waitForTimeMark(boost::unique_lock<boost::mutex>& lock)
@@ -170,8 +177,9 @@ void WdbSharedMemReader::waitForTimeMark(boost::unique_lock<boost::mutex>& lock)
         while (m_timeMarks == before &&
                m_timeMarkCame.wait_until(lock, end) != boost::cv_status::timeout)
             ;
-        if (m_timeMarks != before)
+        if (m_timeMarks != before) {
             return;
+        }
         silentSeconds = hasNewEvents() ? 1 : silentSeconds + 1;
     }
 }
@@ -240,8 +248,9 @@ void WdbSharedMemReader::takeTimeMark(long long time, WdbIEventBlockDatabase& da
 
 void WdbSharedMemReader::join()
 {
-    if (m_thread && m_thread->joinable())
+    if (m_thread && m_thread->joinable()) {
         m_thread->join();
+    }
     m_thread.reset();
 }
 

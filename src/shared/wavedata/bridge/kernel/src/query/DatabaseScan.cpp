@@ -73,18 +73,21 @@ public:
             blocks.reserve(m_batchSize);
             for (std::size_t position = 0;;) {
                 const std::size_t batch = m_claimed++;
-                for (; position < batch * m_batchSize && !place.isEof(); ++position)
+                for (; position < batch * m_batchSize && !place.isEof(); ++position) {
                     ++place;
+                }
                 std::size_t count = 0;
                 for (; count < m_batchSize && !place.isEof(); ++count, ++position, ++place) {
-                    if (count == blocks.size())
+                    if (count == blocks.size()) {
                         blocks.emplace_back(m_blockSize, 0);
+                    }
                     place.getEventBlock(blocks[count]);
                 }
                 // Damage may end one walk before another, so an empty batch passes its turn as
                 // well.
-                if (!append(batch, blocks, count) || count == 0)
+                if (!append(batch, blocks, count) || count == 0) {
                     return;
+                }
             }
         } catch (...) {
             // Nobody may wait for this thread's turn to end.
@@ -104,13 +107,16 @@ private:
     {
         {
             MutexLock lock(m_mutex);
-            while (m_turn != batch && m_turn != kBroken)
+            while (m_turn != batch && m_turn != kBroken) {
                 lock.wait(m_turnPassed);
-            if (m_turn == kBroken)
+            }
+            if (m_turn == kBroken) {
                 return false;
+            }
         }
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             m_targets.addBlock(blocks[i]);
+        }
         pass(batch + 1);
         return true;
     }
@@ -119,8 +125,9 @@ private:
     {
         {
             const MutexLock lock(m_mutex);
-            if (m_turn != kBroken)
+            if (m_turn != kBroken) {
                 m_turn = batch;
+            }
         }
         m_turnPassed.notify_all();
     }
@@ -149,18 +156,21 @@ public:
     /// Within a bucket, in steps that a viewer can see.
     void reachTime(const Bucket& bucket, long long time)
     {
-        if (!m_status || m_latestTime <= 0)
+        if (!m_status || m_latestTime <= 0) {
             return;
+        }
         const double part = std::clamp(static_cast<double>(time) / m_latestTime, 0.0, 1.0);
         const double percent = m_done + part * getShare(bucket);
-        if (percent - m_status->getProgress() > 1.0)
+        if (percent - m_status->getProgress() > 1.0) {
             m_status->setProgress(percent);
+        }
     }
 
     void finish(const Bucket& bucket)
     {
-        if (!m_status)
+        if (!m_status) {
             return;
+        }
         m_done += getShare(bucket);
         m_status->setProgress(m_done);
     }
@@ -190,8 +200,9 @@ void scanDatabase(const WdbIEventBlockDatabase& database, const Trees& trees,
         for (WdbIEventBlockIterator& place = *bucket.walks.front(); !place.isEof(); ++place) {
             place.getEventBlock(block);
             targets.addBlock(block);
-            if (++blocks % kBlocksPerReport == 0)
+            if (++blocks % kBlocksPerReport == 0) {
                 progress.reachTime(bucket, block.getStartTime());
+            }
         }
         progress.finish(bucket);
     }
@@ -205,20 +216,23 @@ void scanDatabaseOnPool(const WdbIEventBlockDatabase& database, const Trees& tre
     const std::vector<Bucket> buckets =
         getBuckets(database, trees, ThreadPool::getProcessorCount());
     std::deque<BucketScan> scans;
-    for (const Bucket& bucket : buckets)
+    for (const Bucket& bucket : buckets) {
         scans.emplace_back(bucket, blockSize);
+    }
 
     // The pool goes first, also on the way of an exception, and with it all use of the buckets.
     ThreadPool pool(buckets.empty() ? 0 : buckets.size() * buckets.front().walks.size());
     std::vector<std::future<void>> futures;
     for (std::size_t i = 0; i < buckets.size(); ++i) {
-        for (const auto& walk : buckets[i].walks)
+        for (const auto& walk : buckets[i].walks) {
             futures.push_back(pool.submit([&scan = scans[i], &walk] { scan.run(*walk); }));
+        }
     }
     auto future = futures.begin();
     for (const Bucket& bucket : buckets) {
-        for (std::size_t i = 0; i < bucket.walks.size(); ++i)
+        for (std::size_t i = 0; i < bucket.walks.size(); ++i) {
             (future++)->get();
+        }
         progress.finish(bucket);
     }
 }

@@ -28,11 +28,13 @@ ScanTargets::ScanTargets(const std::vector<WdbScalarBTree*>& trees)
     for (WdbScalarBTree* const tree : trees) {
         m_targets.push_back(
             {tree->getAddress(), tree, tree->isBitBTree(), tree->getBitMask(), kUnknown});
-        if (!tree->isEmpty())
+        if (!tree->isEmpty()) {
             m_latestTime = std::max(m_latestTime, tree->getLastValueTime());
+        }
     }
-    if (m_targets.empty())
+    if (m_targets.empty()) {
         return;
+    }
 
     const auto byAddress = [](const Target& a, const Target& b) { return a.address < b.address; };
     std::stable_sort(m_targets.begin(), m_targets.end(), byAddress);
@@ -45,21 +47,24 @@ void ScanTargets::buildJumpTable()
 {
     const unsigned long long distance =
         static_cast<unsigned long long>(m_high) - static_cast<unsigned long long>(m_low);
-    if (distance >= std::max(kSmallSpan, kEntriesOfTarget * m_targets.size()))
+    if (distance >= std::max(kSmallSpan, kEntriesOfTarget * m_targets.size())) {
         return;
+    }
     m_jumpTable.resize(static_cast<std::size_t>(distance) + 1);
     std::uint32_t target = 0;
     for (std::size_t i = 0; i < m_jumpTable.size(); ++i) {
-        while (m_targets[target].address < m_low + static_cast<long long>(i))
+        while (m_targets[target].address < m_low + static_cast<long long>(i)) {
             ++target;
+        }
         m_jumpTable[i] = target;
     }
 }
 
 ScanTargets::Target* ScanTargets::firstAtOrAbove(long long address)
 {
-    if (!m_jumpTable.empty())
+    if (!m_jumpTable.empty()) {
         return &m_targets[m_jumpTable[static_cast<std::size_t>(address - m_low)]];
+    }
     const auto isBelow = [](const Target& target, long long limit) {
         return target.address < limit;
     };
@@ -68,22 +73,26 @@ ScanTargets::Target* ScanTargets::firstAtOrAbove(long long address)
 
 void ScanTargets::addBlock(const WdbEventBlock& block)
 {
-    if (m_targets.empty())
+    if (m_targets.empty()) {
         return;
+    }
     const char* record = block.getMemory() + WdbEventBlock::kHeaderSize;
     const char* const end = block.getMemory() + block.getMaxEventBlockSize();
     const auto base = static_cast<unsigned long long>(block.getBaseAddress());
     for (unsigned int left = block.size(); left > 0; --left) {
         WdbEventRecordHeader header;
-        if (end - record < static_cast<std::ptrdiff_t>(sizeof header))
+        if (end - record < static_cast<std::ptrdiff_t>(sizeof header)) {
             return;
+        }
         std::memcpy(&header, record, sizeof header);
         record += sizeof header;
-        if (header.m_length > end - record)
+        if (header.m_length > end - record) {
             return;
+        }
         // Behind damage there may be anything, but not in what was whole.
-        if (block.isDamaged() && header.m_time < m_latestTime)
+        if (block.isDamaged() && header.m_time < m_latestTime) {
             return;
+        }
         addEvent(header.m_time, static_cast<long long>(base + header.m_addressDelta),
                  header.m_length, record);
         record += header.m_length;
@@ -92,21 +101,25 @@ void ScanTargets::addBlock(const WdbEventBlock& block)
 
 void ScanTargets::addEvent(long long time, long long start, unsigned int length, const char* value)
 {
-    if (start > m_high || length == 0)
+    if (start > m_high || length == 0) {
         return;
+    }
     const long long last = start > kHighest - length ? kHighest : start + length - 1;
-    if (last < m_low)
+    if (last < m_low) {
         return;
+    }
 
     const bool isBackwards = time < m_latestTime;
-    if (!isBackwards)
+    if (!isBackwards) {
         m_latestTime = time;
+    }
     Target* const end = m_targets.data() + m_targets.size();
     for (Target* target = firstAtOrAbove(std::max(start, m_low));
          target != end && target->address <= last; ++target) {
         unsigned char byte = static_cast<unsigned char>(value[target->address - start]);
-        if (target->isBit)
+        if (target->isBit) {
             byte = (byte & target->bitMask) != 0;
+        }
         if (isBackwards) {
             appendInOrder(*target->tree, time, byte);
             target->lastValue = kUnknown;

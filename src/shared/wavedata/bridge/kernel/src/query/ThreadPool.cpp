@@ -23,8 +23,9 @@ ThreadPool::ThreadPool(std::size_t threads)
         } catch (const std::exception&) {
             // No thread or no memory. Fewer threads take longer; without any nothing would ever
             // run.
-            if (m_workers.empty())
+            if (m_workers.empty()) {
                 throw;
+            }
             break;
         }
     }
@@ -37,8 +38,9 @@ void ThreadPool::stop()
         m_stop = true;
     }
     m_wakeUp.notify_all();
-    for (std::thread& worker : m_workers)
+    for (std::thread& worker : m_workers) {
         worker.join();
+    }
     m_workers.clear();
 }
 
@@ -46,8 +48,9 @@ void ThreadPool::enqueue(std::function<void()> task)
 {
     {
         const MutexLock lock(m_mutex);
-        if (m_stop)
+        if (m_stop) {
             throw std::runtime_error("submit on stopped ThreadPool");
+        }
         m_queue.push_back(std::move(task));
     }
     m_wakeUp.notify_one();
@@ -59,10 +62,12 @@ void ThreadPool::work()
         std::function<void()> task;
         {
             MutexLock lock(m_mutex);
-            while (!m_stop && m_queue.empty())
+            while (!m_stop && m_queue.empty()) {
                 lock.wait(m_wakeUp);
-            if (m_queue.empty())
+            }
+            if (m_queue.empty()) {
                 return;
+            }
             task = std::move(m_queue.front());
             m_queue.pop_front();
         }

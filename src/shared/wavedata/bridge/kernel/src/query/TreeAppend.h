@@ -11,8 +11,9 @@ namespace Tracewell {
 /// What a tree stores for a byte of the data memory.
 inline unsigned char getTreeValue(const WdbScalarBTree& tree, unsigned char byte)
 {
-    if (!tree.isBitBTree())
+    if (!tree.isBitBTree()) {
         return byte;
+    }
     return (tree.getBitMask() & byte) != 0 ? 1 : 0;
 }
 
@@ -21,8 +22,9 @@ inline unsigned char getTreeValue(const WdbScalarBTree& tree, unsigned char byte
 /// not see time run backwards.
 inline void appendInOrder(WdbScalarBTree& tree, long long time, unsigned char value)
 {
-    if (!tree.isEmpty())
+    if (!tree.isEmpty()) {
         time = std::max(time, tree.getLastValueTime());
+    }
     tree.addValueWithFilter(time, value);
 }
 

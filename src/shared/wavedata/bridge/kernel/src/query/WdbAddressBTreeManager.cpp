@@ -88,8 +88,9 @@ void WdbAddressBTreeManager::getOrCreateByteBTrees(long long start, long long co
         const long long address = advanceAddress(start, i);
         WdbScalarBTree* const found = m_imp->findByteTree(address);
         trees.push_back(found ? found : &m_imp->makeByteTree(address));
-        if (!found || (rescan && found->isEmpty()))
+        if (!found || (rescan && found->isEmpty())) {
             toScan.push_back(trees.back());
+        }
     }
 }
 
@@ -101,8 +102,9 @@ void WdbAddressBTreeManager::getOrCreateBitBTrees(const std::vector<WdbAddressBi
     for (const WdbAddressBitPair& pair : pairs) {
         WdbScalarBTree* const found = m_imp->findBitTree(pair.m_address, pair.m_bit);
         trees.push_back(found ? found : &m_imp->makeBitTree(pair.m_address, pair.m_bit));
-        if (!found || (rescan && found->isEmpty()))
+        if (!found || (rescan && found->isEmpty())) {
             toScan.push_back(trees.back());
+        }
     }
 }
 
@@ -110,16 +112,18 @@ void WdbAddressBTreeManager::deleteByteBTrees(long long start, long long count)
 {
     const RecursiveMutexLock lock(m_imp->m_mutex);
     const unsigned long long present = countAddresses(start, count);
-    for (unsigned long long i = 0; i < present; ++i)
+    for (unsigned long long i = 0; i < present; ++i) {
         m_imp->removeByteTree(advanceAddress(start, i));
+    }
 }
 
 // Whether the mutex is held is the caller's affair.
 void WdbAddressBTreeManager::deleteBitBTrees(const std::vector<WdbAddressBitPair>& pairs)
     TRACEWELL_UNCHECKED_BODY
 {
-    for (const WdbAddressBitPair& pair : pairs)
+    for (const WdbAddressBitPair& pair : pairs) {
         m_imp->removeBitTree(pair.m_address, pair.m_bit);
+    }
 }
 
 std::vector<unsigned long long> WdbAddressBTreeManager::getTreeAddresses() const
@@ -181,16 +185,18 @@ RecursiveMutex& WdbAddressBTreeManager::getMutex() const
 
 void WdbAddressBTreeManager::scanWdbDatabase(const Trees& trees, QSIM::IGuiStatus* status)
 {
-    if (m_imp->m_eventDatabase && !trees.empty())
+    if (m_imp->m_eventDatabase && !trees.empty()) {
         scanDatabase(*m_imp->m_eventDatabase, trees, status);
+    }
 }
 
 void WdbAddressBTreeManager::scanWdbDatabaseMultiThread(const Trees& trees,
                                                         QSIM::IGuiStatus* status)
 {
     const RecursiveMutexLock lock(m_imp->m_mutex);
-    if (m_imp->m_eventDatabase && !trees.empty())
+    if (m_imp->m_eventDatabase && !trees.empty()) {
         scanDatabaseOnPool(*m_imp->m_eventDatabase, trees, status);
+    }
 }
 
 } // namespace Tracewell

@@ -26,8 +26,9 @@ std::size_t WdbAddressBTreeManagerImp::AddressHash::operator()(long long address
 {
     auto rest = static_cast<unsigned long long>(address);
     unsigned long long hash = 0xcbf29ce484222325ull;
-    for (unsigned int i = 0; i < sizeof rest; ++i, rest >>= 8)
+    for (unsigned int i = 0; i < sizeof rest; ++i, rest >>= 8) {
         hash = (hash ^ (rest & 0xff)) * 0x100000001b3ull;
+    }
     return static_cast<std::size_t>(hash);
 }
 
@@ -64,8 +65,9 @@ WdbScalarBTree* WdbAddressBTreeManagerImp::findByteTree(long long address) const
 WdbScalarBTree* WdbAddressBTreeManagerImp::findBitTree(long long address, unsigned int bit) const
 {
     const auto found = m_bitTrees.find(address);
-    if (found == m_bitTrees.end())
+    if (found == m_bitTrees.end()) {
         return nullptr;
+    }
     const auto tree = findBit(found->second, bit);
     return tree == found->second.end() ? nullptr : tree->get();
 }
@@ -74,10 +76,12 @@ std::vector<unsigned long long> WdbAddressBTreeManagerImp::listAddresses() const
 {
     std::vector<unsigned long long> addresses;
     addresses.reserve(m_byteTrees.size() + m_bitTrees.size());
-    for (const auto& entry : m_byteTrees)
+    for (const auto& entry : m_byteTrees) {
         addresses.push_back(static_cast<unsigned long long>(entry.first));
-    for (const auto& entry : m_bitTrees)
+    }
+    for (const auto& entry : m_bitTrees) {
         addresses.push_back(static_cast<unsigned long long>(entry.first));
+    }
     std::sort(addresses.begin(), addresses.end());
     addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
     return addresses;
@@ -87,32 +91,40 @@ std::vector<WdbScalarBTree*> WdbAddressBTreeManagerImp::listBitTrees(long long a
 {
     std::vector<WdbScalarBTree*> list;
     const auto found = m_bitTrees.find(address);
-    if (found != m_bitTrees.end())
-        for (const Tree& tree : found->second)
+    if (found != m_bitTrees.end()) {
+        for (const Tree& tree : found->second) {
             list.push_back(tree.get());
+        }
+    }
     return list;
 }
 
 void WdbAddressBTreeManagerImp::removeBitTree(long long address, unsigned int bit)
 {
     const auto found = m_bitTrees.find(address);
-    if (found == m_bitTrees.end())
+    if (found == m_bitTrees.end()) {
         return;
+    }
     std::vector<Tree>& trees = found->second;
     const auto tree = findBit(trees, bit);
-    if (tree != trees.end())
+    if (tree != trees.end()) {
         trees.erase(tree);
-    if (trees.empty())
+    }
+    if (trees.empty()) {
         m_bitTrees.erase(found);
+    }
 }
 
 void WdbAddressBTreeManagerImp::resetTrees()
 {
-    for (auto& entry : m_byteTrees)
+    for (auto& entry : m_byteTrees) {
         entry.second->reset();
-    for (auto& entry : m_bitTrees)
-        for (Tree& tree : entry.second)
+    }
+    for (auto& entry : m_bitTrees) {
+        for (Tree& tree : entry.second) {
             tree->reset();
+        }
+    }
 }
 
 bool WdbAddressBTreeManagerImp::isRescanWanted() const
@@ -122,8 +134,9 @@ bool WdbAddressBTreeManagerImp::isRescanWanted() const
 
 void WdbAddressBTreeManagerImp::addEventDirect(const WdbLiveEvent& event)
 {
-    if (!m_hasTree)
+    if (!m_hasTree) {
         return;
+    }
     const RecursiveMutexLock lock(m_mutex);
     m_latestTime = std::max(m_latestTime, event.getTime());
     addBytes(event.getTime(), event.getStartAddress(), event.getValue(), event.getValuelength());
@@ -131,13 +144,15 @@ void WdbAddressBTreeManagerImp::addEventDirect(const WdbLiveEvent& event)
 
 void WdbAddressBTreeManagerImp::addEventBuffered(const WdbLiveEvent& event)
 {
-    if (!m_hasTree)
+    if (!m_hasTree) {
         return;
+    }
     const RecursiveMutexLock lock(m_mutex);
     m_latestTime = std::max(m_latestTime, event.getTime());
     const unsigned int length = event.getValuelength();
-    if (length == 0)
+    if (length == 0) {
         return;
+    }
     m_buffer.push_back({event.getTime(), event.getStartAddress(), length});
     m_bufferedBytes.insert(m_bufferedBytes.end(), event.getValue(), event.getValue() + length);
 }
@@ -168,22 +183,27 @@ void WdbAddressBTreeManagerImp::addBytes(long long time, long long start,
         static_cast<unsigned long long>(std::numeric_limits<long long>::max()) - first;
     for (unsigned long long i = 0; i < length && i <= lastOffset; ++i) {
         const auto address = static_cast<long long>(first + i);
-        if (mayHaveTree(address))
+        if (mayHaveTree(address)) {
             addByte(time, address, value[i]);
+        }
     }
 }
 
 void WdbAddressBTreeManagerImp::addByte(long long time, long long address, unsigned char value)
 {
-    if (WdbScalarBTree* const tree = findByteTree(address))
+    if (WdbScalarBTree* const tree = findByteTree(address)) {
         appendInOrder(*tree, time, value);
-    if (m_bitTrees.empty())
+    }
+    if (m_bitTrees.empty()) {
         return;
+    }
     const auto found = m_bitTrees.find(address);
-    if (found == m_bitTrees.end())
+    if (found == m_bitTrees.end()) {
         return;
-    for (const Tree& tree : found->second)
+    }
+    for (const Tree& tree : found->second) {
         appendInOrder(*tree, time, getTreeValue(*tree, value));
+    }
 }
 
 } // namespace Tracewell

@@ -23,11 +23,13 @@ static_assert(sizeof(WdbAddressRange) == 16 && std::is_trivially_copyable_v<WdbA
 
 void WdbAddressMap::insert(long long start, long long end)
 {
-    if (start > end)
+    if (start > end) {
         return;
+    }
     const auto holder = findAtOrAbove(start);
-    if (holder != m_ranges.end() && holder->contains(WdbAddressRange(start, end)))
+    if (holder != m_ranges.end() && holder->contains(WdbAddressRange(start, end))) {
         return;
+    }
 
     // Everything from a range that ends just below to one that starts just above becomes one.
     const long long reachBelow = start == kLowest ? start : start - 1;
@@ -60,27 +62,31 @@ long long WdbAddressMap::addBlock(WdbIBlockManager& manager) const
 void WdbAddressMap::loadBlock(long long offset, long long count, WdbIBlockManager& manager)
 {
     constexpr long long kMostRanges = kHighest / static_cast<long long>(sizeof(WdbAddressRange));
-    if (count <= 0 || count > kMostRanges)
+    if (count <= 0 || count > kMostRanges) {
         return;
+    }
     const auto bytes = static_cast<unsigned long long>(count) * sizeof(WdbAddressRange);
-    if (!manager.contains(offset, bytes))
+    if (!manager.contains(offset, bytes)) {
         return;
+    }
 
     std::vector<WdbAddressRange> ranges(static_cast<std::size_t>(count));
     manager.getBlock(offset, reinterpret_cast<char*>(ranges.data()), bytes);
     for (const WdbAddressRange& range : ranges) {
         const auto next = findAtOrAbove(range.getStart());
         if (range.getStart() <= range.getEnd() &&
-            (next == m_ranges.end() || range.getEnd() < next->getStart()))
+            (next == m_ranges.end() || range.getEnd() < next->getStart())) {
             m_ranges.insert(next, range);
+        }
     }
 }
 
 void WdbAddressMap::dump() const
 {
-    for (const WdbAddressRange& range : m_ranges)
+    for (const WdbAddressRange& range : m_ranges) {
         std::cout << "startAddress = " << range.getStart() << " endAddress = " << range.getEnd()
                   << '\n';
+    }
 }
 
 } // namespace Tracewell

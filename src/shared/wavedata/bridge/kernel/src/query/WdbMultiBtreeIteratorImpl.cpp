@@ -41,8 +41,9 @@ void WdbMultiBtreeIteratorImpl::forEachTree(const Ranges& ranges, const Action& 
                 continue;
             }
             for (unsigned int bit = 0; bit < kBitsOfByte; ++bit) {
-                if (WdbScalarBTree* const tree = manager.getBitBTree(address, bit))
+                if (WdbScalarBTree* const tree = manager.getBitBTree(address, bit)) {
                     action(*tree);
+                }
             }
         }
     }
@@ -57,11 +58,13 @@ void WdbMultiBtreeIteratorImpl::removeTrees(const Ranges& ranges)
 {
     forEachTree(ranges, [this](WdbScalarBTree& tree) {
         const auto found = m_active.find(makeKey(tree));
-        if (found == m_active.end() || found->second->isRemoved)
+        if (found == m_active.end() || found->second->isRemoved) {
             return;
+        }
         found->second->isRemoved = true;
-        if (found->second->isWaiting)
+        if (found->second->isWaiting) {
             --m_waiting;
+        }
     });
 }
 
@@ -75,19 +78,22 @@ void WdbMultiBtreeIteratorImpl::addTree(WdbScalarBTree& tree)
 {
     const Key key = makeKey(tree);
     std::unique_ptr<Entry>& slot = m_active[key];
-    if (slot && !slot->isRemoved)
+    if (slot && !slot->isRemoved) {
         return;
+    }
     auto entry = std::make_unique<Entry>();
     entry->key = key;
     entry->bitPosition = tree.getBitPosition();
     entry->iterator.reset(tree.find(m_currentTime, 0, m_limit, m_limit2));
     if (!entry->iterator || !entry->refill()) {
-        if (!slot)
+        if (!slot) {
             m_active.erase(key);
+        }
         return;
     }
-    if (slot)
+    if (slot) {
         m_replaced.push_back(std::move(slot));
+    }
     slot = std::move(entry);
     push(slot.get());
     m_isRanked = false;
@@ -112,23 +118,26 @@ void WdbMultiBtreeIteratorImpl::Entry::prefetchAdvance() const
         __builtin_prefetch(&changes[next + 1u]);
         return;
     }
-    for (std::size_t offset = 0; offset < sizeof *iterator; offset += kLine)
+    for (std::size_t offset = 0; offset < sizeof *iterator; offset += kLine) {
         __builtin_prefetch(reinterpret_cast<const char*>(iterator.get()) + offset);
+    }
 }
 
 void WdbMultiBtreeIteratorImpl::push(Entry* entry)
 {
     m_queue.push(std::max(entry->current().time, m_firstTime), entry);
     entry->isWaiting = true;
-    if (!entry->isRemoved)
+    if (!entry->isRemoved) {
         ++m_waiting;
+    }
 }
 
 void WdbMultiBtreeIteratorImpl::takeNext()
 {
     const Queue::Waiting next = m_queue.pop();
-    if (!next.item->isRemoved)
+    if (!next.item->isRemoved) {
         m_currentTime = std::max(m_currentTime, next.getTime());
+    }
     take(next.item);
 }
 
@@ -148,8 +157,9 @@ void WdbMultiBtreeIteratorImpl::take(Entry* entry)
 const WdbMultiBtreeIteratorImpl::Queue::Waiting* WdbMultiBtreeIteratorImpl::getDue()
 {
     const Queue::Waiting* next = nullptr;
-    while ((next = m_queue.getDue(m_currentTime)) && next->item->isRemoved)
+    while ((next = m_queue.getDue(m_currentTime)) && next->item->isRemoved) {
         takeNext();
+    }
     return next;
 }
 
@@ -169,10 +179,12 @@ void WdbMultiBtreeIteratorImpl::drop(Entry* entry)
 /// Those that nothing waits with; the others go when their times come.
 void WdbMultiBtreeIteratorImpl::dropRemoved()
 {
-    if (m_waiting != 0 || m_queue.isEmpty())
+    if (m_waiting != 0 || m_queue.isEmpty()) {
         return;
-    for (Entry* const entry : m_queue.takeAll())
+    }
+    for (Entry* const entry : m_queue.takeAll()) {
         drop(entry);
+    }
 }
 
 // The first step takes in everything up to the first time, a later one exactly one time.
@@ -180,11 +192,13 @@ void WdbMultiBtreeIteratorImpl::collectStep()
 {
     m_step.clear();
     dropRemoved();
-    while (m_step.empty() && m_waiting != 0)
+    while (m_step.empty() && m_waiting != 0) {
         takeNext();
+    }
     while (const Queue::Waiting* const next = getDue()) {
-        if (next->getTime() != m_currentTime && next->getTime() > m_firstTime)
+        if (next->getTime() != m_currentTime && next->getTime() > m_firstTime) {
             break;
+        }
         m_queue.takePresent([this](Entry* entry) { take(entry); });
     }
     sortStep();
@@ -195,19 +209,22 @@ void WdbMultiBtreeIteratorImpl::collectStep()
 // setting its bits among the ranks; these are made when as much has been sorted without them.
 void WdbMultiBtreeIteratorImpl::sortStep()
 {
-    if (m_step.size() < 2)
+    if (m_step.size() < 2) {
         return;
+    }
     constexpr std::size_t kWordsAnEntry = 4;
     if (!m_isRanked || m_ranks.size() > kWordsAnEntry * m_step.size()) {
         std::sort(m_step.begin(), m_step.end(),
                   [](const Entry* a, const Entry* b) { return *a < *b; });
         m_sorted += m_step.size();
-        if (!m_isRanked && m_sorted >= m_active.size())
+        if (!m_isRanked && m_sorted >= m_active.size()) {
             rank();
+        }
         return;
     }
-    for (const Entry* const entry : m_step)
+    for (const Entry* const entry : m_step) {
         m_ranks[entry->rank / kBitsOfWord] |= 1ull << entry->rank % kBitsOfWord;
+    }
     m_step.clear();
     for (std::size_t word = 0; word < m_ranks.size(); ++word) {
         for (unsigned long long bits = std::exchange(m_ranks[word], 0); bits != 0;
@@ -233,8 +250,9 @@ void WdbMultiBtreeIteratorImpl::rank()
 void WdbMultiBtreeIteratorImpl::emitEvents(IEventTarget& target)
 {
     // A target that comes back here gets nothing: its step is under way.
-    if (m_isEmitting)
+    if (m_isEmitting) {
         return;
+    }
     m_isEmitting = true;
     struct EndOfEmitting
     {
@@ -244,18 +262,22 @@ void WdbMultiBtreeIteratorImpl::emitEvents(IEventTarget& target)
 
     while (!m_queue.isEmpty()) {
         collectStep();
-        if (m_step.empty())
+        if (m_step.empty()) {
             return;
+        }
         for (const Entry* const entry : m_step) {
-            if (!m_source)
+            if (!m_source) {
                 return;
+            }
             deliver(target, *entry);
         }
-        if (!m_source)
+        if (!m_source) {
             return;
+        }
         dropRemoved();
-        if (!getDue())
+        if (!getDue()) {
             return;
+        }
     }
 }
 
@@ -270,17 +292,20 @@ void WdbMultiBtreeIteratorImpl::deliver(IEventTarget& target, const Entry& entry
 
 void WdbMultiBtreeIteratorImpl::advance()
 {
-    if (m_isEmitting)
+    if (m_isEmitting) {
         return;
+    }
     constexpr std::size_t kAhead = 8;
     for (std::size_t i = 0; i < m_delivered.size(); ++i) {
-        if (i + kAhead < m_delivered.size())
+        if (i + kAhead < m_delivered.size()) {
             m_delivered[i + kAhead]->prefetchAdvance();
+        }
         Entry* const entry = m_delivered[i];
-        if (entry->advance())
+        if (entry->advance()) {
             push(entry);
-        else
+        } else {
             drop(entry);
+        }
     }
     m_delivered.clear();
     dropRemoved();

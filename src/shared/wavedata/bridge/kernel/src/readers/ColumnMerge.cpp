@@ -10,16 +10,18 @@ void ColumnMerge::add(WdbScalarBTree::Iterator* iterator)
 {
     const auto column = static_cast<unsigned int>(m_iterators.size());
     m_iterators.push_back(iterator);
-    if (!hasAnswer(*iterator))
+    if (!hasAnswer(*iterator)) {
         return;
+    }
     m_waiting.push(iterator->getTime(), column);
     m_latestStart = std::max(m_latestStart, iterator->getTime());
 }
 
 void ColumnMerge::run(std::vector<WdbTimeByteValues>& out)
 {
-    if (m_waiting.isEmpty())
+    if (m_waiting.isEmpty()) {
         return;
+    }
     m_due = m_waiting.takeAll();
     takeAnswers();
     emit(m_latestStart, out);
@@ -28,8 +30,9 @@ void ColumnMerge::run(std::vector<WdbTimeByteValues>& out)
         const long long time = m_waiting.getFirstTime();
         m_due.clear();
         m_waiting.takePresent([this](unsigned int column) { m_due.push_back(column); });
-        if (takeAnswers())
+        if (takeAnswers()) {
             emit(time, out);
+        }
     }
 }
 
@@ -45,8 +48,9 @@ bool ColumnMerge::takeAnswers()
             changed = true;
         }
         ++iterator;
-        if (hasAnswer(iterator))
+        if (hasAnswer(iterator)) {
             m_waiting.push(iterator.getTime(), column);
+        }
     }
     return changed;
 }

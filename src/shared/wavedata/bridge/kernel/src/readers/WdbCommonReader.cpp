@@ -38,8 +38,9 @@ constexpr unsigned int kSectionVersion = 1;
 fs::path findTemporaryDirectory(const std::string& wanted)
 {
     boost::system::error_code error;
-    if (!wanted.empty() && fs::is_directory(wanted, error))
+    if (!wanted.empty() && fs::is_directory(wanted, error)) {
         return wanted;
+    }
     const fs::path directory = fs::temp_directory_path(error);
     return error ? fs::path(".") : directory;
 }
@@ -75,8 +76,9 @@ WdbCommonReader::~WdbCommonReader()
 
 void WdbCommonReader::addEventDirect(const WdbLiveEvent* event)
 {
-    if (m_btreeManager.hasAtLeastOneBtree())
+    if (m_btreeManager.hasAtLeastOneBtree()) {
         m_btreeManager.addEventDirect(event);
+    }
 }
 
 RecursiveMutex& WdbCommonReader::getReadWriteMutex() const
@@ -104,8 +106,9 @@ std::string WdbCommonReader::getProtoSettings()
     long long size = 0;
     const std::unique_ptr<char, decltype(&std::free)> settings(
         m_fileManager.getSectionData(kProtoSection, kSectionVersion, &size), &std::free);
-    if (!settings)
+    if (!settings) {
         return std::string();
+    }
     const std::size_t length = ::strnlen(settings.get(), static_cast<std::size_t>(size));
     return std::string(settings.get(), length);
 }
@@ -123,11 +126,13 @@ long long WdbCommonReader::getLatestTime() const
 std::string WdbCommonReader::getStringMapValue(long long id)
 {
     std::string text;
-    if (!m_stringMapDatabase || id < 1 || id > std::numeric_limits<unsigned int>::max())
+    if (!m_stringMapDatabase || id < 1 || id > std::numeric_limits<unsigned int>::max()) {
         return text;
+    }
     if (!m_stringCache.get(id, text) &&
-        m_stringMapDatabase->getString(static_cast<unsigned int>(id), text))
+        m_stringMapDatabase->getString(static_cast<unsigned int>(id), text)) {
         m_stringCache.put(id, text);
+    }
     return text;
 }
 
@@ -137,8 +142,9 @@ void WdbCommonReader::getValueEvents(long long fromTime, long long toTime, long 
 {
     const long long latestTime = getLatestTime();
     ColumnMerge merge(static_cast<unsigned int>(trees.size()), toTime);
-    for (const WdbScalarBTree* const tree : trees)
+    for (const WdbScalarBTree* const tree : trees) {
         merge.add(tree->find(fromTime, resolution, latestTime, toTime));
+    }
     merge.run(out);
 }
 
@@ -148,17 +154,21 @@ long long WdbCommonReader::getNextEvent(long long time, std::vector<WdbScalarBTr
     long long result = 0;
     bool isFirst = true;
     for (const WdbScalarBTree* const tree : trees) {
-        if (tree->isEmpty())
+        if (tree->isEmpty()) {
             continue;
+        }
         long long next = tree->getLastValueTime();
         const TreeIterator event = findEvents(*tree, time, latestTime);
-        if (*event && event->getTime() <= time)
+        if (*event && event->getTime() <= time) {
             ++*event;
-        if (*event)
+        }
+        if (*event) {
             next = event->getTime();
+        }
         // The first tree's answer stands even when nothing of it comes after `time`.
-        if (isFirst || (next > time && next < result))
+        if (isFirst || (next > time && next < result)) {
             result = next;
+        }
         isFirst = false;
     }
     return result;
@@ -172,8 +182,9 @@ long long WdbCommonReader::getPreviousEvent(long long time,
     long long result = 0;
     bool isFirst = true;
     for (const WdbScalarBTree* const tree : trees) {
-        if (tree->isEmpty())
+        if (tree->isEmpty()) {
             continue;
+        }
         const TreeIterator event = findEvents(*tree, before, latestTime);
         const long long previous = *event ? event->getTime() : 0;
         result = isFirst ? previous : std::max(result, previous);
@@ -189,8 +200,9 @@ void WdbCommonReader::getValueEvent(long long time, std::vector<WdbScalarBTree*>
     WdbTimeByteValues found(static_cast<unsigned int>(trees.size()));
     long long foundTime = 0;
     for (std::size_t i = 0; i < trees.size(); ++i) {
-        if (trees[i]->isEmpty())
+        if (trees[i]->isEmpty()) {
             continue;
+        }
         const TreeIterator event = findEvents(*trees[i], time, latestTime);
         if (*event && event->getTime() <= time) {
             found.setValueAt(static_cast<unsigned int>(i), (**event).getByteValue());
@@ -213,22 +225,25 @@ bool WdbCommonReader::isObjectTraced(unsigned int object) const
 
 void WdbCommonReader::addEventBuffered(const WdbLiveEvent* event)
 {
-    if (m_btreeManager.hasAtLeastOneBtree())
+    if (m_btreeManager.hasAtLeastOneBtree()) {
         m_btreeManager.addEventBuffered(event);
+    }
 }
 
 void WdbCommonReader::flushEvents()
 {
-    if (m_btreeManager.hasAtLeastOneBtree())
+    if (m_btreeManager.hasAtLeastOneBtree()) {
         m_btreeManager.flushEvents();
+    }
 }
 
 void WdbCommonReader::createDrawingBTreeTmpFile(const std::string&, const std::string& dataFile,
                                                 int index, const std::string& directory)
 {
     std::string stem = fs::path(dataFile).stem().string().substr(0, kLongestStem);
-    if (index > 0)
+    if (index > 0) {
         stem += "_" + std::to_string(index);
+    }
     stem += "_" + std::to_string(getProcessId()) + "_";
 
     const fs::path place = findTemporaryDirectory(directory);
@@ -242,8 +257,9 @@ void WdbCommonReader::createDrawingBTreeTmpFile(const std::string&, const std::s
             m_btreeManager.createDrawingBTreeFile(path.string());
             return;
         } catch (const Qsim::OpenException&) {
-            if (tried == kMostNamesTried || !isNameInUse(path))
+            if (tried == kMostNamesTried || !isNameInUse(path)) {
                 throw;
+            }
         }
     }
 }

@@ -64,8 +64,9 @@ void WdbLiveReader::setMemFileSize(unsigned long long size)
 void WdbLiveReader::createReader(const std::string& dataFile, const std::string& designFile,
                                  int index, const std::string& directory)
 {
-    if (m_channel)
+    if (m_channel) {
         throwOpenException(__LINE__, "The live reader follows a channel already.");
+    }
     boost::system::error_code error;
     const boost::filesystem::path absolute = boost::filesystem::system_complete(dataFile, error);
     m_liveFileName = error ? dataFile : absolute.string();
@@ -79,19 +80,22 @@ void WdbLiveReader::createReader(const std::string& dataFile, const std::string&
         m_fileManager.close();
         throw;
     }
-    if (m_channel->isMapped())
+    if (m_channel->isMapped()) {
         m_channel->start(getEventDatabase());
+    }
 }
 
 void WdbLiveReader::createFile()
 {
-    if (m_memFileSize / kBucketDivision >= std::numeric_limits<int>::max())
+    if (m_memFileSize / kBucketDivision >= std::numeric_limits<int>::max()) {
         throwOpenException(__LINE__, "The data memory of the simulation is too large.");
+    }
     m_fileManager.create(m_liveFileName);
     // Before anything can be read, so that no file is without what tells how much of it is whole.
     m_mark = WdbWholeMark();
-    if (m_hasMark)
+    if (m_hasMark) {
         m_mark.create(m_fileManager);
+    }
     m_fileManager.setApplication("Zelnix Simulator");
     saveRtti(m_rttiFile);
     saveDbg(m_dbgFile);
@@ -120,13 +124,15 @@ void WdbLiveReader::closeFile()
         }
         setEventDatabase(nullptr);
     }
-    if (!m_protoSettings.empty())
+    if (!m_protoSettings.empty()) {
         m_fileManager.embedDataInNewSection(
             "Zelnix Proto", kSectionVersion,
             reinterpret_cast<const unsigned char*>(m_protoSettings.c_str()),
             static_cast<long long>(m_protoSettings.size()) + 1);
-    if (!m_fileManager.getFileBlockManager().isBroken())
+    }
+    if (!m_fileManager.getFileBlockManager().isBroken()) {
         m_mark.set(m_fileManager, WdbWholeMark::kClosed);
+    }
     m_fileManager.close();
 }
 
@@ -134,12 +140,14 @@ void WdbLiveReader::sync()
 {
     const Lock lock(getReadWriteMutex());
     WdbIEventBlockDatabase* const database = getEventDatabase();
-    if (!database)
+    if (!database) {
         return;
+    }
     database->flush();
     // More may come of the latest time.
-    if (!m_fileManager.getFileBlockManager().isBroken() && database->getLatestTime() > 0)
+    if (!m_fileManager.getFileBlockManager().isBroken() && database->getLatestTime() > 0) {
         m_mark.set(m_fileManager, database->getLatestTime() - 1);
+    }
 }
 
 boost::mutex& WdbLiveReader::getTimeMarkMutex()
@@ -149,8 +157,9 @@ boost::mutex& WdbLiveReader::getTimeMarkMutex()
 
 void WdbLiveReader::markTime(boost::unique_lock<boost::mutex>& lock)
 {
-    if (!m_channel)
+    if (!m_channel) {
         return;
+    }
     m_channel->waitForTimeMark(lock);
     getBTreeManager().markTime(getLatestTime());
 }
@@ -162,14 +171,16 @@ bool WdbLiveReader::hasMoreData()
 
 void WdbLiveReader::restart()
 {
-    if (m_channel)
+    if (m_channel) {
         m_channel->restart();
+    }
 }
 
 void WdbLiveReader::relaunchAfterRestart()
 {
-    if (!m_channel)
+    if (!m_channel) {
         return;
+    }
     m_channel->stop();
     {
         const Lock lock(getReadWriteMutex());
@@ -195,12 +206,14 @@ void WdbLiveReader::saveDbg(const std::string& path)
 void WdbLiveReader::embed(const char* sectionId, const std::string& path, std::string& remembered)
 {
     boost::system::error_code error;
-    if (!boost::filesystem::is_regular_file(path, error))
+    if (!boost::filesystem::is_regular_file(path, error)) {
         return;
+    }
     const Lock lock(getReadWriteMutex());
     remembered = path;
-    if (m_fileManager.isOpen())
+    if (m_fileManager.isOpen()) {
         m_fileManager.embedFileInNewSection(sectionId, kSectionVersion, path);
+    }
 }
 
 void WdbLiveReader::setProtoSettingsString(const std::string& settings)
@@ -283,8 +296,9 @@ void WdbLiveReader::getTraffic(unsigned long long& stored, unsigned long long& s
 {
     stored = 0;
     sent = 0;
-    if (m_channel)
+    if (m_channel) {
         m_channel->getTraffic(stored, sent);
+    }
 }
 
 unsigned long long WdbLiveReader::getRefusedCount() const

@@ -36,8 +36,9 @@ void WdbStaticReader::setMemFileSize(unsigned long long) {}
 void WdbStaticReader::createReader(const std::string&, const std::string& fileName, int,
                                    const std::string& directory)
 {
-    if (m_fileManager.isOpen())
+    if (m_fileManager.isOpen()) {
         throwOpenException(__LINE__, "Cannot open simulation database file.");
+    }
     createDrawingBTreeTmpFile(std::string(), fileName, 0, directory);
     m_fileManager.open(fileName);
     try {
@@ -54,13 +55,15 @@ void WdbStaticReader::openSections()
     WdbIBlockManager& blocks = m_fileManager.getFileBlockManager();
     const long long offset = findSection(&WdbIEventBlockDatabase::getEventSection, m_fileManager);
     WdbEventDatabaseHeader header;
-    if (offset != 0 && blocks.contains(offset, sizeof header))
+    if (offset != 0 && blocks.contains(offset, sizeof header)) {
         blocks.getBlock(offset, reinterpret_cast<char*>(&header), sizeof header);
+    }
 
     std::unique_ptr<WdbIEventBlockDatabase> database(
         WdbEventBlockDatabaseFactory::getInstance().create(header.m_databaseTypeId, m_fileManager));
-    if (!database)
+    if (!database) {
         throwOpenException(__LINE__, "The wdb file does not contain event database.");
+    }
     database->initialize(offset, false);
 
     loadTracedObjects(database->getEventDatabaseHeader());
@@ -71,17 +74,19 @@ void WdbStaticReader::openSections()
 void WdbStaticReader::loadTracedObjects(const WdbEventDatabaseHeader& header)
 {
     m_tracedObjects.clear();
-    if (header.m_addressMapFileOffset != 0)
+    if (header.m_addressMapFileOffset != 0) {
         m_tracedObjects.loadBlock(header.m_addressMapFileOffset, header.m_addressMapSize,
                                   m_fileManager.getFileBlockManager());
+    }
     m_traceListLoaded = m_tracedObjects.size() > 0;
 }
 
 void WdbStaticReader::openStringMap()
 {
     const long long offset = findSection(&WdbStringMapDatabase::getStringMapSection, m_fileManager);
-    if (offset == 0)
+    if (offset == 0) {
         return;
+    }
     auto database = std::make_unique<WdbStringMapDatabase>(m_fileManager);
     database->initialize(offset, false);
     setStringMapDatabase(std::move(database));

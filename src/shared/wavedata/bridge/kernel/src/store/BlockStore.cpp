@@ -41,8 +41,9 @@ void compressBlock(WdbEventBlock& block, ImageCompressor& compressor,
 void compressBlock(WdbStringBlock& block, ImageCompressor& compressor,
                    StoredBlock<StringBlockList::Node::Entry>& out)
 {
-    if (block.isEmpty())
+    if (block.isEmpty()) {
         return;
+    }
     const unsigned int size = block.getMaxEventBlockSize();
     if (compressor.compress(block.getMemory(), size) || block.size() == 1) {
         StringBlockList::Node::Entry entry;

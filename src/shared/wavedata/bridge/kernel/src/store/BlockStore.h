@@ -53,8 +53,9 @@ void splitBlock(WdbEventBlock& block, WdbEventBlock& first, WdbEventBlock& secon
 template <class Store>
 void forEachStoredPart(WdbEventBlock& block, ImageCompressor& compressor, const Store& store)
 {
-    if (block.isEmpty())
+    if (block.isEmpty()) {
         return;
+    }
     block.fillHeader();
     const unsigned int size = block.getMaxEventBlockSize();
     if (compressor.compress(block.getMemory(), size) || !canSplit(block)) {
@@ -98,23 +99,26 @@ public:
     {
         Task& task = takeTask();
         task.m_list = &list;
-        if (task.m_block)
+        if (task.m_block) {
             rebase(*task.m_block, list);
+        }
         task.m_block = list.takeOpenItem(std::move(task.m_block));
         if (m_queue) {
             m_queue->submit(task, task.m_block->getMaxEventBlockSize());
             return;
         }
-        if (!m_compressor)
+        if (!m_compressor) {
             m_compressor = std::make_unique<ImageCompressor>();
+        }
         task.compress(*m_compressor);
         task.commit();
     }
 
     void drain()
     {
-        if (m_queue)
+        if (m_queue) {
             m_queue->drain();
+        }
     }
 
 private:
@@ -126,8 +130,9 @@ private:
         void compress(ImageCompressor& compressor) override
         {
             m_stored.clear();
-            if (m_store->m_manager.isBroken())
+            if (m_store->m_manager.isBroken()) {
                 return;
+            }
             guardStoring(m_store->m_manager, kBlockClass,
                          [&] { compressBlock(*m_block, compressor, m_stored); });
         }

@@ -21,8 +21,9 @@ BlockStoreQueue::BlockStoreQueue(unsigned int workers, std::size_t maxBytes)
 {
     m_workers.reserve(workers);
     try {
-        while (m_workers.size() < workers)
+        while (m_workers.size() < workers) {
             m_workers.emplace_back(&BlockStoreQueue::work, this);
+        }
     } catch (const std::system_error&) {
         // Fewer threads than wished for do as well.
     }
@@ -35,8 +36,9 @@ BlockStoreQueue::~BlockStoreQueue()
         m_stop = true;
     }
     m_workToDo.notify_all();
-    for (std::thread& worker : m_workers)
+    for (std::thread& worker : m_workers) {
         worker.join();
+    }
 }
 
 void BlockStoreQueue::submit(StoreTask& task, std::size_t bytes)
@@ -59,15 +61,17 @@ void BlockStoreQueue::submit(StoreTask& task, std::size_t bytes)
         m_bytes += bytes;
         wake = m_sleepingWorkers > 0;
     }
-    if (wake)
+    if (wake) {
         m_workToDo.notify_one();
+    }
 }
 
 void BlockStoreQueue::drain()
 {
     MutexLock lock(m_mutex);
-    while (m_committed != m_submitted)
+    while (m_committed != m_submitted) {
         lock.wait(m_allCommitted);
+    }
 }
 
 bool BlockStoreQueue::hasRoom(std::size_t bytes) const
@@ -87,11 +91,13 @@ void BlockStoreQueue::work()
     MutexLock lock(m_mutex);
     for (;;) {
         ++m_sleepingWorkers;
-        while (!m_stop && m_claimed == m_submitted)
+        while (!m_stop && m_claimed == m_submitted) {
             lock.wait(m_workToDo);
+        }
         --m_sleepingWorkers;
-        if (m_claimed == m_submitted)
+        if (m_claimed == m_submitted) {
             return;
+        }
         Slot& slot = slotOf(m_claimed++);
         lock.unlock();
         slot.task->compress(compressor);
@@ -103,8 +109,9 @@ void BlockStoreQueue::work()
 
 void BlockStoreQueue::commitReadyTasks()
 {
-    if (m_committing)
+    if (m_committing) {
         return;
+    }
     m_committing = true;
     while (m_committed < m_claimed && slotOf(m_committed).compressed) {
         const Slot slot = slotOf(m_committed);
@@ -115,12 +122,14 @@ void BlockStoreQueue::commitReadyTasks()
         m_bytes -= slot.bytes;
         // Not for every single block: whoever submits faster than the workers compress then sleeps
         // and wakes twice a queue, and finds the first half of it free.
-        if (m_waitingSubmitters > 0 && (m_committed == m_submitted || isHalfEmpty()))
+        if (m_waitingSubmitters > 0 && (m_committed == m_submitted || isHalfEmpty())) {
             m_roomMade.notify_all();
+        }
     }
     m_committing = false;
-    if (m_committed == m_submitted)
+    if (m_committed == m_submitted) {
         m_allCommitted.notify_all();
+    }
 }
 
 } // namespace Tracewell

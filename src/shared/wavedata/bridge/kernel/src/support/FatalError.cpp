@@ -55,15 +55,17 @@ bool hasFailureHandler()
 
 void tellFailureHandler(const std::string& line)
 {
-    if (const auto handler = getHandler())
+    if (const auto handler = getHandler()) {
         (*handler)(line);
+    }
 }
 
 void StorageHealth::breakDown(const std::string& literal)
 {
     const int error = errno;
-    if (m_isBroken.exchange(true, std::memory_order_acq_rel))
+    if (m_isBroken.exchange(true, std::memory_order_acq_rel)) {
         return;
+    }
     errno = error;
     reportFatalError(literal);
 }

@@ -36,23 +36,26 @@ bool FileIO::open(const std::string& name, SerialModes mode)
 /// short transfer has no room.
 bool FileIO::note(bool isDone)
 {
-    if (!isDone && m_error == 0)
+    if (!isDone && m_error == 0) {
         m_error = errno != 0 ? errno : ENOSPC;
+    }
     return isDone;
 }
 
 bool FileIO::reopen()
 {
-    if (m_mode != Write)
+    if (m_mode != Write) {
         return false;
+    }
     const std::string name = m_name;
     return open(name, Write);
 }
 
 bool FileIO::close()
 {
-    if (!isOpen())
+    if (!isOpen()) {
         return true;
+    }
     const bool committed = m_mode != Write || note(commitDescriptor(m_descriptor));
     const bool closed = note(closeDescriptor(m_descriptor));
     m_descriptor = -1;
@@ -106,10 +109,12 @@ bool FileIO::writeData(const void* data, unsigned int size)
 
 bool FileIO::readEndianData(void* data, unsigned int size)
 {
-    if (!data || !readData(data, size))
+    if (!data || !readData(data, size)) {
         return false;
-    if (m_invertEndianness)
+    }
+    if (m_invertEndianness) {
         std::reverse(static_cast<char*>(data), static_cast<char*>(data) + size);
+    }
     return true;
 }
 
@@ -124,8 +129,9 @@ bool FileIO::readText(std::string& text, unsigned int length)
         const std::size_t got = isOpen() ? readDescriptor(m_descriptor, piece, wanted) : 0;
         text.append(piece, got);
         left -= static_cast<unsigned int>(got);
-        if (got < wanted)
+        if (got < wanted) {
             break;
+        }
     }
     text.resize(std::min(text.find('\0'), text.size()));
     return left == 0;
@@ -135,8 +141,9 @@ bool FileIO::readString(std::string& text)
 {
     text.clear();
     unsigned int length = 0;
-    if (!readUInt32(length) || length == std::numeric_limits<unsigned int>::max())
+    if (!readUInt32(length) || length == std::numeric_limits<unsigned int>::max()) {
         return false;
+    }
     return readText(text, length);
 }
 

@@ -22,10 +22,12 @@ struct DumpDirectory
 {
     std::string getName() const TRACEWELL_REQUIRES(m_mutex)
     {
-        if (m_location.empty())
+        if (m_location.empty()) {
             return kDumpDirectory;
-        if (m_location.find(kDumpDirectory) != std::string::npos)
+        }
+        if (m_location.find(kDumpDirectory) != std::string::npos) {
             return m_location;
+        }
         return m_location + "/" + kDumpDirectory;
     }
 
@@ -68,8 +70,9 @@ std::string inCCP(const std::string& snapshot, const char* name)
 std::string getParentName(const std::string& path, char separator)
 {
     const std::string::size_type end = path.rfind(separator);
-    if (end == std::string::npos)
+    if (end == std::string::npos) {
         return path;
+    }
     const std::string parent = path.substr(0, end);
     const std::string::size_type begin = parent.rfind(separator);
     return begin == std::string::npos ? parent : parent.substr(begin + 1);
@@ -81,8 +84,9 @@ void OutputFileNames::setZSimDirLocation(const char* location)
 {
     boost::system::error_code error;
     if (!location || *location == '\0' ||
-        !boost::filesystem::exists(boost::filesystem::status(location, error)))
+        !boost::filesystem::exists(boost::filesystem::status(location, error))) {
         return;
+    }
     DumpDirectory& directory = getDumpDirectory();
     const Tracewell::MutexLock lock(directory.m_mutex);
     directory.m_location = location;
@@ -143,10 +147,12 @@ std::string OutputFileNames::getSnapshotName(const std::vector<std::string>& nam
 {
     std::string snapshot;
     for (const std::string& name : names) {
-        if (!snapshot.empty())
+        if (!snapshot.empty()) {
             snapshot += "#";
-        if (name.find('.') == std::string::npos)
+        }
+        if (name.find('.') == std::string::npos) {
             snapshot += "work.";
+        }
         snapshot += name;
     }
     return snapshot;
@@ -157,10 +163,12 @@ std::string OutputFileNames::getWdbFileName(const std::string& name, unsigned in
     std::string file = name.empty() ? getWdbFileName() : name;
     const std::string suffix = kWdbSuffix;
     if (file.size() < suffix.size() ||
-        file.compare(file.size() - suffix.size(), suffix.size(), suffix) != 0)
+        file.compare(file.size() - suffix.size(), suffix.size(), suffix) != 0) {
         file += suffix;
-    if (number != 0)
+    }
+    if (number != 0) {
         file.insert(file.rfind('.'), std::to_string(number));
+    }
     return file;
 }
 

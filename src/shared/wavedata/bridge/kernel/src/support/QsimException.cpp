@@ -11,8 +11,9 @@ std::string collapsePercents(const char* message)
     std::string text;
     for (const char* c = message ? message : ""; *c != '\0'; ++c) {
         text += *c;
-        if (c[0] == '%' && c[1] == '%')
+        if (c[0] == '%' && c[1] == '%') {
             ++c;
+        }
     }
     return text;
 }

@@ -12,8 +12,9 @@ WdbDamageLog::~WdbDamageLog() = default;
 void WdbDamageLog::note(const WdbDamage& damage)
 {
     const MutexLock lock(m_mutex);
-    if (damage.m_isOnlyWhenClosed && m_isNeverClosed)
+    if (damage.m_isOnlyWhenClosed && m_isNeverClosed) {
         return;
+    }
     const auto isSame = [&](const WdbDamage& known) {
         return known.m_kind == damage.m_kind && known.m_offset == damage.m_offset &&
                known.m_owner == damage.m_owner;
@@ -36,8 +37,9 @@ void WdbDamageLog::setNeverClosed()
     m_isNeverClosed = true;
     const auto isRefuted = [](const WdbDamage& damage) { return damage.m_isOnlyWhenClosed; };
     m_places.erase(std::remove_if(m_places.begin(), m_places.end(), isRefuted), m_places.end());
-    if (m_places.empty())
+    if (m_places.empty()) {
         m_count.store(0, std::memory_order_release);
+    }
 }
 
 std::vector<WdbDamage> WdbDamageLog::getPlaces() const

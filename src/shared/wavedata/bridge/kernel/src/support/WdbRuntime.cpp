@@ -20,8 +20,9 @@ long long readClock()
 
 WdbRuntime::WdbRuntime(bool startNow)
 {
-    if (startNow)
+    if (startNow) {
         start();
+    }
 }
 
 void WdbRuntime::clear()
@@ -31,8 +32,9 @@ void WdbRuntime::clear()
 
 void WdbRuntime::start()
 {
-    if (m_isRunning)
+    if (m_isRunning) {
         return;
+    }
     m_isRunning = true;
     m_clockAtStart = readClock();
     m_userAtStart = getRoundedSecs(false);
@@ -41,8 +43,9 @@ void WdbRuntime::start()
 
 void WdbRuntime::stop()
 {
-    if (!m_isRunning)
+    if (!m_isRunning) {
         return;
+    }
     m_wall += readClock() - m_clockAtStart;
     m_userMeasured = getRoundedSecs(false) - m_userAtStart;
     m_sysMeasured = getRoundedSecs(true) - m_sysAtStart;

@@ -16,8 +16,9 @@ void WdbStringLRUCache::add(long long id, const std::string& text)
 bool WdbStringLRUCache::get(long long id, std::string& text) const
 {
     const auto found = m_entries.find(id);
-    if (found == m_entries.end())
+    if (found == m_entries.end()) {
         return false;
+    }
     m_recency.splice(m_recency.end(), m_recency, found->second.place);
     text = found->second.text;
     return true;
@@ -31,8 +32,9 @@ void WdbStringLRUCache::put(long long id, const std::string& text)
         found->second.text = text;
         return;
     }
-    if (m_capacity == 0)
+    if (m_capacity == 0) {
         return;
+    }
     if (m_entries.size() >= m_capacity) {
         m_entries.erase(m_recency.front());
         m_recency.pop_front();
@@ -48,8 +50,9 @@ void WdbStringLRUCache::reset()
 
 void WdbStringLRUCache::print() const
 {
-    for (const long long id : m_recency)
+    for (const long long id : m_recency) {
         std::cout << id << " : " << m_entries.at(id).text << '\n';
+    }
 }
 
 } // namespace Tracewell

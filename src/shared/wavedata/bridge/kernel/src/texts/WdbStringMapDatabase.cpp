@@ -78,8 +78,9 @@ WdbStringMapDatabase::WdbStringMapDatabase(WdbFileManager& fileManager)
 
 WdbStringMapDatabase::~WdbStringMapDatabase()
 {
-    if (m_forWriting)
+    if (m_forWriting) {
         storeAll();
+    }
 }
 
 void WdbStringMapDatabase::setStoreQueue(std::shared_ptr<BlockStoreQueue> queue)
@@ -100,8 +101,9 @@ long long WdbStringMapDatabase::createStringMapSection(int typeId, WdbFileManage
     header.m_stringBlockFileOffset =
         blocks.addBlock(reinterpret_cast<const char*>(&noNode), sizeof noNode);
     const long long offset = blocks.addBlock(reinterpret_cast<const char*>(&header), sizeof header);
-    if (addToTable)
+    if (addToTable) {
         fileManager.addNewSection(kSectionId, kSectionVersion, offset, sizeof header);
+    }
     return offset;
 }
 
@@ -113,14 +115,17 @@ long long WdbStringMapDatabase::getStringMapSection(WdbFileManager& fileManager)
 void WdbStringMapDatabase::initialize(long long sectionOffset, bool forWriting)
 {
     WdbStringMapDatabaseHeader header;
-    if (!m_blockManager->contains(sectionOffset, sizeof header))
+    if (!m_blockManager->contains(sectionOffset, sizeof header)) {
         throwDamagedSection("The string section of the wave database lies outside the file.");
+    }
     m_blockManager->getBlock(sectionOffset, reinterpret_cast<char*>(&header), sizeof header);
-    if (!m_blockManager->contains(header.m_stringBlockFileOffset, sizeof(long long)))
+    if (!m_blockManager->contains(header.m_stringBlockFileOffset, sizeof(long long))) {
         throwDamagedSection("The string blocks of the wave database lie outside the file.");
+    }
     if (forWriting && (header.m_stringBlockSize < kSmallestBlockSize ||
-                       header.m_stringBlockSize > kLargestBlockSize))
+                       header.m_stringBlockSize > kLargestBlockSize)) {
         throwDamagedSection("The string block size of the wave database is damaged.");
+    }
 
     m_header = header;
     m_list = std::make_unique<StringBlockList>(
@@ -131,10 +136,12 @@ void WdbStringMapDatabase::initialize(long long sectionOffset, bool forWriting)
 
 long long WdbStringMapDatabase::addString(const std::string& text)
 {
-    if (!m_forWriting || !canStoreAlone(text))
+    if (!m_forWriting || !canStoreAlone(text)) {
         return -1;
-    if (!m_list->openItem().canAdd(text))
+    }
+    if (!m_list->openItem().canAdd(text)) {
         m_store->storeOpenItem(*m_list);
+    }
     m_list->openItem().addString(++m_lastId, text);
     return m_lastId;
 }
@@ -143,10 +150,12 @@ bool WdbStringMapDatabase::canStoreAlone(const std::string& text)
 {
     const unsigned int blockSize = m_header.m_stringBlockSize;
     if (text.size() + WdbStringBlock::kHeaderSize + 1 >= blockSize ||
-        text.find('\0') != std::string::npos)
+        text.find('\0') != std::string::npos) {
         return false;
-    if (text.size() <= alwaysFitting(blockSize))
+    }
+    if (text.size() <= alwaysFitting(blockSize)) {
         return true;
+    }
     // A block with this text alone cannot be split if its stream is too long.
     WdbStringBlock block(blockSize);
     block.addString(m_lastId + 1, text);
@@ -163,14 +172,17 @@ bool WdbStringMapDatabase::getString(unsigned int id, std::string& text) const
         long long startId;
         unsigned int count;
         it.getBlockInfo(handle, size, startId, count);
-        if (startId > id || id - static_cast<unsigned long long>(startId) >= count)
+        if (startId > id || id - static_cast<unsigned long long>(startId) >= count) {
             continue;
+        }
         WdbStringBlock block(WdbStringMapDatabaseHeader::getDefaultBlockSize());
         it.getStringBlock(block);
-        if (block.getStartID() != startId || block.size() != count)
+        if (block.getStartID() != startId || block.size() != count) {
             m_blockManager->noteDamage({WdbDamage::TextBlock, handle, size});
-        if (block.isDamaged())
+        }
+        if (block.isDamaged()) {
             continue;
+        }
         for (WdbStringBlockIterator item = block.getStringBlockIterator(); item.hasNext();) {
             const StringBlockItem& candidate = item.next();
             if (candidate.id == id) {
@@ -197,11 +209,13 @@ void WdbStringMapDatabase::flush()
 
 void WdbStringMapDatabase::storeAll() const
 {
-    if (m_list && m_list->isItemOpen())
+    if (m_list && m_list->isItemOpen()) {
         m_store->storeOpenItem(*m_list);
+    }
     m_store->drain();
-    if (m_list)
+    if (m_list) {
         m_list->flushNode();
+    }
 }
 
 void WdbStringMapDatabase::loadDataBlock(long long handle, unsigned int size,

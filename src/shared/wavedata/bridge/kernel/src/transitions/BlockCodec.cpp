@@ -7,17 +7,19 @@ namespace Tracewell {
 std::size_t blockBytes(std::uint32_t flags, int count)
 {
     const auto n = static_cast<std::size_t>(count);
-    if (const unsigned int period = blockPeriod(flags))
+    if (const unsigned int period = blockPeriod(flags)) {
         return period == 1 ? 0 : std::size_t{period} * sizeof(std::uint32_t);
+    }
     const bool isWide = (flags & kWideFlag) != 0;
     const std::size_t slotBytes = isWide ? 8 : 4;
     const ValueType type = blockType(flags);
     std::size_t valueSlots = 0;
-    if (const unsigned int bits = packedBits(type))
+    if (const unsigned int bits = packedBits(type)) {
         valueSlots = n * bits / (slotBytes * 8) + 1;
-    else if (type == ValueByte || type == ValueInt32 ||
-             (isWide && (type == ValueInt64 || type == ValueDouble)))
+    } else if (type == ValueByte || type == ValueInt32 ||
+               (isWide && (type == ValueInt64 || type == ValueDouble))) {
         valueSlots = n;
+    }
     return (n + valueSlots) * slotBytes;
 }
 
@@ -45,8 +47,9 @@ void BlockReader::readValue(int i, Value& value) const
         return;
     }
     // A block that stores neither its values nor their rule, which no writer makes.
-    if (!m_values || m_period)
+    if (!m_values || m_period) {
         return;
+    }
     const ValueType type = blockType(m_flags);
     if (const unsigned int bits = packedBits(type)) {
         const std::size_t place = index * bits;
@@ -64,8 +67,9 @@ void BlockReader::readValue(int i, Value& value) const
         break;
     case ValueInt64:
     case ValueDouble:
-        if (m_isWide)
+        if (m_isWide) {
             value.setBits(type, load<std::uint64_t>(slot));
+        }
         break;
     default:
         break;

@@ -29,12 +29,14 @@ public:
     /// From transition i to the next, 0 <= i < count() - 1.
     long long delta(int i) const
     {
-        if (m_period == 1 || !m_bytes)
+        if (m_period == 1 || !m_bytes) {
             return m_largestDiff;
+        }
         const auto slot =
             m_period ? static_cast<unsigned int>(i) % m_period : static_cast<unsigned int>(i);
-        if (m_isWide && !m_period)
+        if (m_isWide && !m_period) {
             return static_cast<long long>(load<std::uint64_t>(m_bytes + std::size_t{slot} * 8));
+        }
         return load<std::uint32_t>(m_bytes + std::size_t{slot} * 4);
     }
     /// Adds without overflow: damaged deltas give some time.

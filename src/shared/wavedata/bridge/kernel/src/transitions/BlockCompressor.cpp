@@ -29,8 +29,9 @@ int patternLimit(int n, int p, bool onRecords)
 /// remembers what came of it: see BufferHeader::patternHint.
 int findPeriod(const std::uint32_t* deltas, int n, bool onRecords, std::int32_t& hint)
 {
-    if (hint == 0 || n < kMinPatternCount)
+    if (hint == 0 || n < kMinPatternCount) {
         return 0;
+    }
     for (int p = std::max(hint, 1); p <= kMaxPeriod && 2 * p < n; ++p) {
         const int limit = patternLimit(n, p, onRecords);
         if (std::equal(deltas + p, deltas + limit, deltas)) {
@@ -38,8 +39,9 @@ int findPeriod(const std::uint32_t* deltas, int n, bool onRecords, std::int32_t&
             return p;
         }
     }
-    if (hint < 0)
+    if (hint < 0) {
         ++hint;
+    }
     return 0;
 }
 
@@ -60,18 +62,21 @@ void encodeRecords(const DataBaseTransiton* records, int n, ValueType kind, std:
                    std::size_t bytes)
 {
     const auto count = static_cast<std::size_t>(n);
-    for (std::size_t i = 0; i + 1 < count; ++i)
+    for (std::size_t i = 0; i + 1 < count; ++i) {
         storeWord(data, i, static_cast<Word>(records[i + 1].time - records[i].time));
+    }
     auto* const values = reinterpret_cast<unsigned char*>(data) + count * sizeof(Word);
     std::memset(values - sizeof(Word), 0, bytes - (count - 1) * sizeof(Word));
     if (const unsigned int bits = packedBits(kind)) {
         const std::uint64_t mask = (1U << bits) - 1;
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             values[i * bits / 8] |=
                 static_cast<unsigned char>((records[i].payload & mask) << i * bits % 8);
+        }
     } else if (bytes > count * sizeof(Word)) {
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             storeWord(data, count + i, static_cast<Word>(records[i].payload));
+        }
     }
 }
 
@@ -92,10 +97,11 @@ bool isPatternCode(ValueType kind, std::uint64_t value)
 bool alternates(const DataBaseTransiton* records, int n, ValueType kind)
 {
     bool holds = n > 1 && isPatternCode(kind, records[0].payload);
-    for (int i = 1; holds && i < n; ++i)
+    for (int i = 1; holds && i < n; ++i) {
         holds = records[i].time >= records[i - 1].time && records[i].type == records[0].type &&
                 records[i].payload != records[i - 1].payload &&
                 isPatternCode(kind, records[i].payload);
+    }
     return holds;
 }
 
@@ -108,26 +114,30 @@ void BlockCompressor::compressAndStoreData(TransVecInfo& info, BTreeElem& leaf, 
     const DataBaseTransiton* const records = info.records();
     const ValueType kind = blockType(leaf.flags);
     long long largest = 0;
-    for (int i = 1; i < n; ++i)
+    for (int i = 1; i < n; ++i) {
         largest = std::max(largest, records[i].time - records[i - 1].time);
+    }
     const bool isWide = needsWideValues(kind) || largest > kMaxNarrowDelta;
     leaf.largestDiff = largest;
     if (!isWide && !noPattern && alternates(records, n, kind)) {
         Deltas deltas;
-        for (int i = 1; i < n; ++i)
+        for (int i = 1; i < n; ++i) {
             deltas[static_cast<std::size_t>(i - 1)] =
                 static_cast<std::uint32_t>(records[i].time - records[i - 1].time);
+        }
         const int period = findPeriod(deltas.data(), n, true, info.patternHint);
-        if (period > 0 && patternCompression(period, info, leaf, gapBefore))
+        if (period > 0 && patternCompression(period, info, leaf, gapBefore)) {
             return;
+        }
     }
     leaf.flags = isWide ? leaf.flags | kWideFlag : leaf.flags & ~kWideFlag;
     const std::size_t bytes = blockBytes(leaf.flags, n);
     std::uint32_t* const data = m_blocks.allocate(leaf, bytes);
-    if (isWide)
+    if (isWide) {
         encodeRecords<std::uint64_t>(records, n, kind, data, bytes);
-    else
+    } else {
         encodeRecords<std::uint32_t>(records, n, kind, data, bytes);
+    }
     info.count = 0;
 }
 
@@ -135,8 +145,9 @@ bool BlockCompressor::patternCompression(int period, TransVecInfo& info, BTreeEl
                                          long long gapBefore)
 {
     // The one gap of such a leaf stands in largestDiff, which its insertion raises to gapBefore.
-    if (period == 1 && gapBefore > leaf.largestDiff)
+    if (period == 1 && gapBefore > leaf.largestDiff) {
         return false;
+    }
     DataBaseTransiton* const records = info.records();
     const auto firstValue = static_cast<unsigned int>(records[0].payload);
     leaf.flags = (leaf.flags & kTypeMask) | patternFlags(firstValue, period);
@@ -146,8 +157,9 @@ bool BlockCompressor::patternCompression(int period, TransVecInfo& info, BTreeEl
     leaf.count = taken;
     if (period > 1) {
         std::uint32_t* const data = m_blocks.allocate(leaf, blockBytes(leaf.flags, taken));
-        for (int i = 0; i < period; ++i)
+        for (int i = 0; i < period; ++i) {
             data[i] = static_cast<std::uint32_t>(records[i + 1].time - records[i].time);
+        }
     }
     std::copy(records + taken, records + info.count, records);
     info.count = left;
@@ -161,8 +173,9 @@ void BlockCompressor::compressAndStoreData(VlogTransVecInfo& info, BTreeElem& le
     const bool isWide = (info.flags & kWideFlag) != 0;
     if (!noPattern && !isWide) {
         const int period = findPeriod(info.data, info.count, false, info.patternHint);
-        if (period > 0 && patternCompression(period, info, leaf, gapBefore))
+        if (period > 0 && patternCompression(period, info, leaf, gapBefore)) {
             return;
+        }
     }
     const auto capacity = static_cast<std::size_t>(info.capacity);
     const std::size_t slotBytes = isWide ? 8 : 4;
@@ -186,34 +199,40 @@ bool BlockCompressor::patternCompression(int period, VlogTransVecInfo& info, BTr
     const bool isVlog = blockType(info.flags) == ValueVlog;
     const unsigned int bits = isVlog ? 2 : 4;
     const unsigned int firstValue = values[0] & ((1U << bits) - 1);
-    if (!isPatternCode(blockType(info.flags), firstValue))
+    if (!isPatternCode(blockType(info.flags), firstValue)) {
         return false;
+    }
     const std::uint32_t wanted = isVlog ? (firstValue == 0 ? 0x44444444U : 0x11111111U)
                                         : (firstValue == 2 ? 0x32323232U : 0x23232323U);
     const int n = info.count;
     if (!std::all_of(values, values + n * static_cast<int>(bits) / 32,
-                     [wanted](std::uint32_t word) { return word == wanted; }))
+                     [wanted](std::uint32_t word) { return word == wanted; })) {
         return false;
-    if (period == 1 && (gapBefore > info.largestDiff || info.data[0] != info.largestDiff))
+    }
+    if (period == 1 && (gapBefore > info.largestDiff || info.data[0] != info.largestDiff)) {
         return false;
+    }
 
     leaf.flags = (leaf.flags & kTypeMask) | patternFlags(firstValue, period);
     const int left = (n - 1) % period;
     leaf.count = n - left;
-    if (period > 1)
+    if (period > 1) {
         std::memcpy(m_blocks.allocate(leaf, blockBytes(leaf.flags, leaf.count)), info.data,
                     static_cast<std::size_t>(period) * sizeof(std::uint32_t));
+    }
     std::uint32_t* const deltas = info.data;
-    for (int i = n - 1 - left; i < n - 1; ++i)
+    for (int i = n - 1 - left; i < n - 1; ++i) {
         leaf.lastTime -= deltas[i];
+    }
 
     // What stays behind becomes a buffer that begins with its own first transition.
     std::uint32_t* const kept = info.data + info.capacity;
     std::fill(kept, kept + info.capacity * static_cast<int>(bits) / 32 + 1, 0U);
     info.count = left;
     info.largestDiff = 0;
-    if (left > 0)
+    if (left > 0) {
         info.firstTime = leaf.lastTime + deltas[n - 1 - left];
+    }
     for (int i = 0; i + 1 < left; ++i) {
         deltas[i] = deltas[n - left + i];
         info.largestDiff = std::max<long long>(info.largestDiff, deltas[i]);

@@ -73,13 +73,15 @@ template <typename Reader> Transition transitionAt(const Reader& reader, int i, 
 template <typename Reader> Transition searchCurrent(const Reader& reader, long long time)
 {
     long long before = reader.firstTime();
-    if (time < before)
+    if (time < before) {
         return noTransition(time);
+    }
     int i = 0;
     while (before != time && i < reader.count() - 1) {
         const long long next = Reader::advance(before, reader.delta(i));
-        if (next > time)
+        if (next > time) {
             break;
+        }
         before = next;
         ++i;
     }
@@ -91,10 +93,12 @@ template <typename Reader> Transition searchNext(const Reader& reader, long long
 {
     long long current = reader.firstTime();
     for (int i = 0; i < reader.count(); ++i) {
-        if (current > time)
+        if (current > time) {
             return transitionAt(reader, i, current);
-        if (i + 1 < reader.count())
+        }
+        if (i + 1 < reader.count()) {
             current = Reader::advance(current, reader.delta(i));
+        }
     }
     return noTransition(0);
 }
@@ -105,15 +109,18 @@ template <typename Reader>
 Transition searchPrev(const Reader& reader, long long time, bool exactIsNone)
 {
     long long before = reader.firstTime();
-    if (before >= time)
+    if (before >= time) {
         return noTransition(before);
+    }
     int i = 0;
     for (; i < reader.count() - 1; ++i) {
         const long long next = Reader::advance(before, reader.delta(i));
-        if (next == time && exactIsNone)
+        if (next == time && exactIsNone) {
             return noTransition(time);
-        if (next >= time)
+        }
+        if (next >= time) {
             break;
+        }
         before = next;
     }
     return transitionAt(reader, i, before);

@@ -60,8 +60,9 @@ std::string normalize(const std::string& path)
 [[noreturn]] void refuse(const std::string& message)
 {
     std::string text;
-    for (const char c : message)
+    for (const char c : message) {
         text.append(c == '%' ? 2 : 1, c);
+    }
     throw Qsim::OpenException("QSim", "DataBase", "", __LINE__, text.c_str());
 }
 
@@ -132,33 +133,37 @@ DataBase::Imp::Imp(DataBaseMode mode, IConsole* console, const std::string& desi
 {
     m_store.maxTraceableSize = traceableSize(maxTraceableSize);
     m_header.words[DataBaseFileHeader::MaxTraceableSize] = m_store.maxTraceableSize;
-    if (mode == DataBaseMode::Viewer)
+    if (mode == DataBaseMode::Viewer) {
         openFinishedFile();
-    else if (mode != DataBaseMode::Feeder)
+    } else if (mode != DataBaseMode::Feeder) {
         beginFile();
+    }
     m_store.blocks.setFailureHook([this] { giveUp(); });
     m_channel.start();
 }
 
 DataBase::Imp::~Imp()
 {
-    if (m_mode == DataBaseMode::StoringReader)
+    if (m_mode == DataBaseMode::StoringReader) {
         saveTransitionToDisk();
+    }
 }
 
 void DataBase::Imp::stopTracing()
 {
     m_store.tracingStopped = true;
-    if (m_console)
+    if (m_console) {
         m_console->display(kLimitMessage);
+    }
 }
 
 /// For a file that could not be written. False where the host wants to hear nothing of it;
 /// everything goes on then.
 bool DataBase::Imp::giveUp()
 {
-    if (!hasFailureHandler())
+    if (!hasFailureHandler()) {
         return false;
+    }
     m_store.tracingStopped = true;
     errno = getFileError();
     m_health.breakDown("WDB FATAL ERROR: failed to write transitions for the following reason: ");
@@ -178,26 +183,30 @@ void DataBase::Imp::openFinishedFile()
 {
     const std::string& name = m_store.blocks.fileName();
     FileIO& file = m_store.blocks.file();
-    if (!file.open(name, FileIO::Read) || !m_store.blocks.openForReading())
+    if (!file.open(name, FileIO::Read) || !m_store.blocks.openForReading()) {
         refuse("Can not open data base file " + name);
+    }
     const long long fileSize = file.getFileSize();
     std::array<std::uint64_t, DataBaseFileHeader::kWords>& words = m_header.words;
     words.fill(0);
     const bool isWhole = file.readData(words.data(), sizeof m_header);
-    if (words[0] == 0 && words[1] == 0)
+    if (words[0] == 0 && words[1] == 0) {
         refuse("The WDB file is incomplete, possibly because the application that was writing it "
                "failed to shut down properly or is still running.");
+    }
     if (!isWhole || words[0] != DataBaseFileHeader::kFirstSignature ||
-        words[1] != DataBaseFileHeader::kSecondSignature)
+        words[1] != DataBaseFileHeader::kSecondSignature) {
         refuse("The binary signature in the file is different from what is expected for this "
                "version of ZSim, possibly because the file was created using an earlier version "
                "of ZSim.  ZSim does not support backward compatibility of WDB files across major "
                "releases");
+    }
     m_store.maxTraceableSize =
         static_cast<unsigned int>(words[DataBaseFileHeader::MaxTraceableSize]);
     if (!file.setOffset(m_header.offset(DataBaseFileHeader::InitialValues)) ||
-        !m_store.initialValues->load(file, fileSize))
+        !m_store.initialValues->load(file, fileSize)) {
         refuse("The WDB file " + name + " is damaged: its initial values are not whole.");
+    }
     long long latestTime = 0;
     readBTreeFromDisk(file, m_header.offset(DataBaseFileHeader::Tree), fileSize, m_store.tree,
                       latestTime);
@@ -213,8 +222,9 @@ void DataBase::Imp::add(unsigned int id, long long time, const Value& value, con
         m_store.latestTime = time;
     } else if (isWriter()) {
         save();
-        if (m_mode == DataBaseMode::LoggingWriter && time >= 0)
+        if (m_mode == DataBaseMode::LoggingWriter && time >= 0) {
             m_log.enter(id, time, value);
+        }
     }
 }
 
@@ -223,25 +233,28 @@ void DataBase::Imp::addCode(unsigned int id, long long time, ValueType kind, cha
     Value value;
     value.setBits(kind, static_cast<unsigned char>(code));
     add(id, time, value, [&] {
-        if (kind == ValueVlog)
+        if (kind == ValueVlog) {
             m_capture.saveVlogTransInDB(id, time, code);
-        else
+        } else {
             m_capture.saveVhdlStdLogicTransInDB(id, time, code);
+        }
     });
 }
 
 void DataBase::Imp::saveTransitionToDisk()
 {
-    if (m_isFinished || m_mode == DataBaseMode::Viewer || m_mode == DataBaseMode::Feeder)
+    if (m_isFinished || m_mode == DataBaseMode::Viewer || m_mode == DataBaseMode::Feeder) {
         return;
+    }
     m_isFinished = true;
     m_channel.stop(TransitionChannel::Rest::Store);
     m_capture.flushBuffers();
     TransitionBlockStore& blocks = m_store.blocks;
     FileIO& file = blocks.file();
     const bool isOpen = blocks.openForWriting();
-    for (const auto& [id, root] : m_store.tree.getRoots())
+    for (const auto& [id, root] : m_store.tree.getRoots()) {
         blocks.writeTree(*root);
+    }
     file.flush();
 
     m_header.words[DataBaseFileHeader::Tree] = static_cast<std::uint64_t>(file.getOffset());
@@ -269,8 +282,9 @@ void DataBase::Imp::saveTransitionToDisk()
         boost::system::error_code ignored;
         boost::filesystem::remove(blocks.fileName(), ignored);
     }
-    if (m_mode == DataBaseMode::LoggingWriter)
+    if (m_mode == DataBaseMode::LoggingWriter) {
         m_log.write(kWriteLogPath);
+    }
     // A block that moved on now would empty the finished file.
     m_store.tracingStopped = true;
 }
@@ -280,9 +294,10 @@ bool DataBase::Imp::appendDebugData()
     FileIO& file = m_store.blocks.file();
     if (m_debugData) {
         constexpr std::size_t kPiece = 1 << 30;
-        for (std::size_t i = 0; i < m_debugData->size(); i += kPiece)
+        for (std::size_t i = 0; i < m_debugData->size(); i += kPiece) {
             file.writeData(m_debugData->data() + i,
                            static_cast<unsigned int>(std::min(kPiece, m_debugData->size() - i)));
+        }
         return true;
     }
     FileIO debugFile;
@@ -306,18 +321,21 @@ bool DataBase::Imp::appendDebugData()
 
 void DataBase::Imp::restartDatabase()
 {
-    if (m_mode == DataBaseMode::StoringReader)
+    if (m_mode == DataBaseMode::StoringReader) {
         m_channel.stop(TransitionChannel::Rest::Leave);
+    }
     m_store.latestTime = 0;
     m_store.tracingStopped = false;
     m_health.mend();
     m_isFinished = false;
     m_debugDataError = 0;
-    if (m_mode == DataBaseMode::Feeder)
+    if (m_mode == DataBaseMode::Feeder) {
         m_channel.clear();
+    }
     m_capture.resetBuffers();
-    if (m_store.initialValues)
+    if (m_store.initialValues) {
         m_store.initialValues->clear();
+    }
     FileIO& file = m_store.blocks.file();
     if (file.isOpen() && m_mode != DataBaseMode::Viewer) {
         file.close();
@@ -328,8 +346,9 @@ void DataBase::Imp::restartDatabase()
     m_log.clear();
     m_store.blocks.reset();
     m_store.tree.clear();
-    if (m_mode == DataBaseMode::StoringReader)
+    if (m_mode == DataBaseMode::StoringReader) {
         m_channel.start();
+    }
 }
 
 DataBase::DataBase(DataBaseMode mode, IConsole* console, const std::string& designName,
@@ -343,28 +362,31 @@ DataBase::~DataBase() = default;
 
 bool DataBase::addTransitionToDB(unsigned int id, long long time, const Value& value)
 {
-    if (m_imp->onlyStores(id))
+    if (m_imp->onlyStores(id)) {
         m_imp->m_capture.saveTransInDB(id, time, value);
-    else
+    } else {
         m_imp->add(id, time, value, [&] { m_imp->m_capture.saveTransInDB(id, time, value); });
+    }
     return true;
 }
 
 bool DataBase::addVhdlStdLogicTransitionToDB(unsigned int id, long long time, char code)
 {
-    if (m_imp->onlyStores(id))
+    if (m_imp->onlyStores(id)) {
         m_imp->m_capture.saveVhdlStdLogicTransInDB(id, time, code);
-    else
+    } else {
         m_imp->addCode(id, time, ValueStdLogic, code);
+    }
     return true;
 }
 
 bool DataBase::addVlogTransitionToDB(unsigned int id, long long time, char code)
 {
-    if (m_imp->onlyStores(id))
+    if (m_imp->onlyStores(id)) {
         m_imp->m_capture.saveVlogTransInDB(id, time, code);
-    else
+    } else {
         m_imp->addCode(id, time, ValueVlog, code);
+    }
     return true;
 }
 
@@ -560,8 +582,9 @@ bool DataBase::isOptimizedValueType(unsigned int id) const
 
 void DataBase::dumpDataBase(std::ostream& out)
 {
-    for (const auto& [id, root] : m_imp->m_store.tree.getRoots())
+    for (const auto& [id, root] : m_imp->m_store.tree.getRoots()) {
         NodeTree::dumpTreeNode(out, *root);
+    }
     out << std::endl;
 }
 

@@ -48,12 +48,15 @@ void putElem(Words& words, const BTreeElem& elem)
 
 void putDescendants(Words& words, const BTreeElem& elem)
 {
-    if (elem.isLeaf())
+    if (elem.isLeaf()) {
         return;
-    for (const BTreeElem* const child : *elem.children)
+    }
+    for (const BTreeElem* const child : *elem.children) {
         putElem(words, *child);
-    for (const BTreeElem* const child : *elem.children)
+    }
+    for (const BTreeElem* const child : *elem.children) {
         putDescendants(words, *child);
+    }
 }
 
 bool writeWords(FileIO& file, const Words& words)
@@ -61,8 +64,9 @@ bool writeWords(FileIO& file, const Words& words)
     constexpr std::size_t kPiece = 1 << 20;
     for (std::size_t i = 0; i < words.size(); i += kPiece) {
         const std::size_t count = std::min(kPiece, words.size() - i);
-        if (!file.writeData(&words[i], static_cast<unsigned int>(count * 4)))
+        if (!file.writeData(&words[i], static_cast<unsigned int>(count * 4))) {
             return false;
+        }
     }
     return true;
 }
@@ -72,8 +76,9 @@ bool readWords(FileIO& file, Words& words)
     constexpr std::size_t kPiece = 1 << 20;
     for (std::size_t i = 0; i < words.size(); i += kPiece) {
         const std::size_t count = std::min(kPiece, words.size() - i);
-        if (!file.readData(&words[i], static_cast<unsigned int>(count * 4)))
+        if (!file.readData(&words[i], static_cast<unsigned int>(count * 4))) {
             return false;
+        }
     }
     return true;
 }
@@ -89,8 +94,9 @@ public:
     {
         const auto bytes =
             static_cast<long long>(words.size()) * static_cast<long long>(sizeof words[0]);
-        if (bytes > kBytes)
+        if (bytes > kBytes) {
             return m_file.setOffset(place) && readWords(m_file, words);
+        }
         if (place < m_start || place + bytes > m_end) {
             m_start = place;
             m_end = place + std::min(kBytes, m_fileSize - place);
@@ -123,8 +129,9 @@ private:
 bool isSoundLeaf(const BTreeElem& leaf, long long fileSize)
 {
     if (leaf.count < 1 || leaf.count > kMaxBlockCount || leaf.flags >> 16 != 0 ||
-        blockPeriod(leaf.flags) > kMaxPeriod)
+        blockPeriod(leaf.flags) > kMaxPeriod) {
         return false;
+    }
     const auto bytes = static_cast<long long>(blockBytes(leaf.flags, leaf.count));
     return bytes == 0 ||
            (leaf.fileOffset >= DataBaseFileHeader::kBytes && leaf.fileOffset <= fileSize - bytes);
@@ -134,8 +141,9 @@ bool isSoundLeaf(const BTreeElem& leaf, long long fileSize)
 bool hasKnownValues(const BTreeElem& leaf)
 {
     const ValueType type = blockType(leaf.flags);
-    if (blockPeriod(leaf.flags) != 0)
+    if (blockPeriod(leaf.flags) != 0) {
         return (leaf.flags & kAlternatingFlag) != 0;
+    }
     switch (type) {
     case ValueInt64:
     case ValueDouble:
@@ -155,22 +163,26 @@ bool isConsistent(const BTreeElem* elems, std::size_t count)
     const BTreeElem* before = nullptr;
     for (std::size_t i = 0; i < count; ++i) {
         const BTreeElem& elem = elems[i];
-        if (elem.lastTime < elem.firstTime)
+        if (elem.lastTime < elem.firstTime) {
             return false;
+        }
         if (elem.isLeaf()) {
             if (!hasKnownValues(elem) || blockType(elem.flags) != blockType(elems->flags) ||
                 elem.firstTime < 0 ||
-                (before && elem.firstTime < before->lastTime && elem.firstTime != 0))
+                (before && elem.firstTime < before->lastTime && elem.firstTime != 0)) {
                 return false;
+            }
             before = &elem;
             continue;
         }
         long long largest = 0;
-        for (const BTreeElem* const child : *elem.children)
+        for (const BTreeElem* const child : *elem.children) {
             largest = std::max(largest, child->largestDiff);
+        }
         if (elem.firstTime != elem.children->front()->firstTime ||
-            elem.lastTime != elem.children->back()->lastTime || elem.largestDiff < largest)
+            elem.lastTime != elem.children->back()->lastTime || elem.largestDiff < largest) {
             return false;
+        }
     }
     return true;
 }
@@ -199,20 +211,25 @@ BTreeElem* readTree(const Words& words, long long fileSize, NodeTree& tree, long
         elem.flags = record[10];
         latestTime = std::max(latestTime, elem.lastTime);
         const std::size_t children = record[9];
-        if (i >= nextChild)
+        if (i >= nextChild) {
             refuse("a node of a tree has no parent");
-        if (children > count - nextChild)
+        }
+        if (children > count - nextChild) {
             refuse("a node of a tree has children that are not there");
+        }
         if (children == 0) {
-            if (!isSoundLeaf(elem, fileSize))
+            if (!isSoundLeaf(elem, fileSize)) {
                 refuse("a block of transitions is not inside it");
+            }
             continue;
         }
-        if (level == kMaxLevels)
+        if (level == kMaxLevels) {
             refuse("a tree is too deep");
+        }
         elem.children = std::make_unique<std::vector<BTreeElem*>>(children);
-        for (BTreeElem*& child : *elem.children)
+        for (BTreeElem*& child : *elem.children) {
             child = &elems[nextChild++];
+        }
     }
     return elems;
 }
@@ -248,13 +265,16 @@ void readBTreeFromDisk(FileIO& file, long long offset, long long fileSize, NodeT
     std::uint32_t rootCount = 0;
     if (offset < DataBaseFileHeader::kBytes || offset > fileSize - kTreeHeaderBytes ||
         !file.setOffset(offset) || !file.readData(&latestTime, sizeof latestTime) ||
-        !file.readUInt32(rootCount))
+        !file.readUInt32(rootCount)) {
         refuse("it has no tree section");
-    if (rootCount > (fileSize - offset - kTreeHeaderBytes) / kDirectoryBytes)
+    }
+    if (rootCount > (fileSize - offset - kTreeHeaderBytes) / kDirectoryBytes) {
         refuse("its directory of trees is not whole");
+    }
     Words directory(std::size_t{rootCount} * kDirectoryWords);
-    if (!readWords(file, directory))
+    if (!readWords(file, directory)) {
         refuse("its directory of trees is not whole");
+    }
 
     // Records of different trees are different bytes, which bounds what all of them take.
     long long recordsLeft = fileSize / kElemBytes;
@@ -266,18 +286,22 @@ void readBTreeFromDisk(FileIO& file, long long offset, long long fileSize, NodeT
         const long long place = joinHalves(&directory[i + 2]);
         recordsLeft -= count;
         if (count == 0 || recordsLeft < 0 || place < DataBaseFileHeader::kBytes ||
-            place > fileSize - count * kElemBytes)
+            place > fileSize - count * kElemBytes) {
             refuse("the records of a tree are not inside it");
-        if (tree.findRoot(id))
+        }
+        if (tree.findRoot(id)) {
             refuse("an object has two trees");
+        }
         records.resize(static_cast<std::size_t>(count) * kElemWords);
-        if (!window.read(place, records))
+        if (!window.read(place, records)) {
             refuse("the records of a tree are not inside it");
+        }
         BTreeElem* const root = readTree(records, fileSize, tree, latestTime);
         tree.setRoot(id, root);
-        if (!isConsistent(root, static_cast<std::size_t>(count)))
+        if (!isConsistent(root, static_cast<std::size_t>(count))) {
             tree.setDamaged(id, {WdbDamage::TransitionTree, place,
                                  static_cast<unsigned long long>(count * kElemBytes), id});
+        }
     }
 }
 

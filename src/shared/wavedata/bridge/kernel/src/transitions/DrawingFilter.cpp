@@ -16,32 +16,37 @@ void DrawingFilter::collectTransitions(BTreeElem& elem, bool markEnd)
         }
         const std::vector<BTreeElem*>& children = *elem.children;
         for (std::size_t i = findChild(elem, m_from);
-             i < children.size() && children[i]->firstTime <= m_to; ++i)
+             i < children.size() && children[i]->firstTime <= m_to; ++i) {
             collectTransitions(*children[i], false);
+        }
         return;
     }
     const bool isLater = m_out.empty() || elem.firstTime > m_out.back().time;
     if (!m_out.empty()) {
         Transition& last = m_out.back();
-        if (elem.lastTime <= last.time)
+        if (elem.lastTime <= last.time) {
             return;
+        }
         if (last.value.getType() == ValueDense) {
             last.time = std::min(elem.lastTime, BlockReader::advance(m_to, -1));
             return;
         }
     }
-    if (isLater)
+    if (isLater) {
         m_out.push_back(getCurrentTransition(m_blocks, elem, elem.firstTime));
+    }
     markLast();
     m_out.push_back(getCurrentTransition(m_blocks, elem, std::min(elem.lastTime, m_to)));
-    if (markEnd)
+    if (markEnd) {
         markLast();
+    }
 }
 
 bool DrawingFilter::unmarkLast()
 {
-    if (m_out.empty() || m_out.back().value.getType() != ValueDense)
+    if (m_out.empty() || m_out.back().value.getType() != ValueDense) {
         return false;
+    }
     m_out.back().value.unmarkDense(m_denseType);
     return true;
 }
@@ -49,8 +54,9 @@ bool DrawingFilter::unmarkLast()
 void DrawingFilter::markLast()
 {
     Value& value = m_out.back().value;
-    if (value.getType() != ValueDense)
+    if (value.getType() != ValueDense) {
         m_denseType = value.getType() != ValueNone ? value.getType() : m_kind;
+    }
     value.markDense();
 }
 

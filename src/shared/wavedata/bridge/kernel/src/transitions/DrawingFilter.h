@@ -50,17 +50,21 @@ private:
 template <typename Reader>
 void DrawingFilter::processTransition(const Reader& reader, long long lastTime)
 {
-    if (m_from > lastTime || m_to < reader.firstTime() || reader.count() < 1)
+    if (m_from > lastTime || m_to < reader.firstTime() || reader.count() < 1) {
         return;
+    }
     long long time = reader.firstTime();
     for (int i = 0;;) {
-        if (time >= m_from)
+        if (time >= m_from) {
             add(reader, i, time);
-        if (i + 1 >= reader.count())
+        }
+        if (i + 1 >= reader.count()) {
             return;
+        }
         time = Reader::advance(time, reader.delta(i));
-        if (time >= m_to)
+        if (time >= m_to) {
             return;
+        }
         ++i;
     }
 }

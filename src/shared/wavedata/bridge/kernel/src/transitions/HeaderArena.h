@@ -20,8 +20,9 @@ public:
         if (m_free.empty()) {
             m_chunks.push_back(std::make_unique<Info[]>(kChunk));
             m_free.reserve(m_chunks.size() * kChunk);
-            for (std::size_t i = kChunk; i-- > 0;)
+            for (std::size_t i = kChunk; i-- > 0;) {
                 m_free.push_back(&m_chunks.back()[i]);
+            }
         }
         Info* const header = m_free.back();
         m_free.pop_back();

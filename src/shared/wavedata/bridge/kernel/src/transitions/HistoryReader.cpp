@@ -18,15 +18,17 @@ void HistoryReader::readTree(BTreeElem& elem)
     auto child = std::lower_bound(
         children.begin(), children.end(), m_from,
         [](const BTreeElem* node, long long from) { return node->lastTime < from; });
-    for (; child != children.end() && !m_isDone; ++child)
+    for (; child != children.end() && !m_isDone; ++child) {
         readTree(**child);
+    }
 }
 
 void HistoryReader::readInitial(const Transition& initial)
 {
     if (initial.value.getType() != ValueNone && initial.time <= m_to && wants(initial.time) &&
-        makeRoom())
+        makeRoom()) {
         m_out.push_back(initial);
+    }
 }
 
 } // namespace Tracewell

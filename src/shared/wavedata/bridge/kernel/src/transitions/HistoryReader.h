@@ -63,10 +63,12 @@ template <typename Reader> void HistoryReader::read(const Reader& reader)
             m_isDone = true;
             return;
         }
-        if (wants(time) && makeRoom())
+        if (wants(time) && makeRoom()) {
             m_out.push_back(transitionAt(reader, i, time));
-        if (i + 1 >= reader.count())
+        }
+        if (i + 1 >= reader.count()) {
             return;
+        }
         time = Reader::advance(time, reader.delta(i));
     }
 }

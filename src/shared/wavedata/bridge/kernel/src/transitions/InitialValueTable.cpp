@@ -14,20 +14,23 @@ InitialValueTable::InitialValueTable() = default;
 
 InitialValueTable::~InitialValueTable()
 {
-    for (std::atomic<unsigned char*>& page : m_pages)
+    for (std::atomic<unsigned char*>& page : m_pages) {
         delete[] page.load(std::memory_order_relaxed);
+    }
 }
 
 void InitialValueTable::put(std::uint32_t id, ValueType kind, unsigned char value)
 {
-    if (id > getMaxId())
+    if (id > getMaxId()) {
         m_maxId.store(id, std::memory_order_relaxed);
+    }
     const unsigned int nibble = kind == ValueBit        ? 1
                                 : kind == ValueVlog     ? 2
                                 : kind == ValueStdLogic ? 4
                                                         : 0;
-    if (nibble == 0 || id / kPageSize >= kPages)
+    if (nibble == 0 || id / kPageSize >= kPages) {
         return;
+    }
     pageAt(id / kPageSize)[id % kPageSize] =
         static_cast<unsigned char>(nibble << 4 | (value & 0xFU));
 }
@@ -35,8 +38,9 @@ void InitialValueTable::put(std::uint32_t id, ValueType kind, unsigned char valu
 bool InitialValueTable::get(std::uint32_t id, Value& value) const
 {
     const unsigned char byte = byteOf(id);
-    if (byte == 0)
+    if (byte == 0) {
         return false;
+    }
     value.setByte(byte & 0xF);
     return true;
 }
@@ -57,8 +61,9 @@ ValueType InitialValueTable::kindOfByte(unsigned char byte)
 
 unsigned char InitialValueTable::byteOf(std::uint32_t id) const
 {
-    if (id > getMaxId() || id / kPageSize >= kPages)
+    if (id > getMaxId() || id / kPageSize >= kPages) {
         return 0;
+    }
     const unsigned char* const page = m_pages[id / kPageSize].load(std::memory_order_acquire);
     return page ? page[id % kPageSize] : std::uint8_t{0};
 }
@@ -75,9 +80,11 @@ unsigned char* InitialValueTable::pageAt(std::uint32_t index)
 
 void InitialValueTable::clear()
 {
-    for (std::atomic<unsigned char*>& entry : m_pages)
-        if (unsigned char* const page = entry.load(std::memory_order_relaxed))
+    for (std::atomic<unsigned char*>& entry : m_pages) {
+        if (unsigned char* const page = entry.load(std::memory_order_relaxed)) {
             std::memset(page, 0, kPageSize);
+        }
+    }
     m_maxId.store(0, std::memory_order_relaxed);
 }
 
@@ -85,8 +92,9 @@ void InitialValueTable::save(FileIO& file) const
 {
     const std::uint32_t maxId = getMaxId();
     file.writeUInt32(maxId);
-    if (maxId == 0)
+    if (maxId == 0) {
         return;
+    }
     if (maxId < kPageSize) {
         const unsigned char* const page = m_pages[0].load(std::memory_order_relaxed);
         const std::unique_ptr<unsigned char[]> zeros(page ? nullptr
@@ -99,28 +107,36 @@ void InitialValueTable::save(FileIO& file) const
         return static_cast<unsigned char>(page.load(std::memory_order_relaxed) ? 1 : 0);
     });
     file.writeData(present.data(), kPages);
-    for (const std::atomic<unsigned char*>& entry : m_pages)
-        if (const unsigned char* const page = entry.load(std::memory_order_relaxed))
+    for (const std::atomic<unsigned char*>& entry : m_pages) {
+        if (const unsigned char* const page = entry.load(std::memory_order_relaxed)) {
             file.writeData(page, kPageSize);
+        }
+    }
 }
 
 bool InitialValueTable::load(FileIO& file, long long end)
 {
     const auto left = [&] { return end - file.getOffset(); };
     std::uint32_t maxId = 0;
-    if (left() < static_cast<long long>(sizeof maxId) || !file.readUInt32(maxId))
+    if (left() < static_cast<long long>(sizeof maxId) || !file.readUInt32(maxId)) {
         return false;
+    }
     m_maxId.store(maxId, std::memory_order_relaxed);
-    if (maxId == 0)
+    if (maxId == 0) {
         return true;
-    if (maxId < kPageSize)
+    }
+    if (maxId < kPageSize) {
         return left() >= static_cast<long long>(maxId) + 1 && file.readData(pageAt(0), maxId + 1);
+    }
     std::array<unsigned char, kPages> present;
-    if (left() < kPages || !file.readData(present.data(), kPages))
+    if (left() < kPages || !file.readData(present.data(), kPages)) {
         return false;
-    for (std::uint32_t i = 0; i < kPages; ++i)
-        if (present[i] != 0 && (left() < kPageSize || !file.readData(pageAt(i), kPageSize)))
+    }
+    for (std::uint32_t i = 0; i < kPages; ++i) {
+        if (present[i] != 0 && (left() < kPageSize || !file.readData(pageAt(i), kPageSize))) {
             return false;
+        }
+    }
     return true;
 }
 

@@ -20,15 +20,17 @@ double readMemoryGauge()
 int countLevels(const BTreeElem* node)
 {
     int levels = 1;
-    for (; !node->isLeaf(); node = node->children->front())
+    for (; !node->isLeaf(); node = node->children->front()) {
         ++levels;
+    }
     return levels;
 }
 
 void appendChild(BTreeElem& parent, BTreeElem* child)
 {
-    if (!parent.children)
+    if (!parent.children) {
         parent.children = std::make_unique<std::vector<BTreeElem*>>();
+    }
     parent.children->push_back(child);
 }
 
@@ -51,8 +53,9 @@ BTreeElem* NodeTree::findRoot(std::uint32_t id) const
     const MutexLock lock(m_mutex);
     if (!m_damaged.empty()) {
         const auto damaged = m_damaged.find(id);
-        if (damaged != m_damaged.end())
+        if (damaged != m_damaged.end()) {
             m_damage.note(damaged->second);
+        }
     }
     const auto found = m_roots.find(id);
     return found == m_roots.end() ? nullptr : found->second;
@@ -74,8 +77,9 @@ BTreeElem* NodeTree::createBTreeElem()
     if (m_nextElem == kChunkElems) {
         m_chunk = createBTreeElems(kChunkElems);
         m_nextElem = 0;
-        if (readMemoryGauge() > kGaugeLimit)
+        if (readMemoryGauge() > kGaugeLimit) {
             m_onLimit();
+        }
     }
     return &m_chunk[m_nextElem++];
 }
@@ -91,8 +95,9 @@ const BTreeElem* NodeTree::findLeafBefore(const BTreeElem& leaf) const
     const std::less<> isBefore;
     for (const auto& [elems, count] : m_elemChunks) {
         const BTreeElem* const first = elems.get();
-        if (isBefore(&leaf, first) || !isBefore(&leaf, first + count))
+        if (isBefore(&leaf, first) || !isBefore(&leaf, first + count)) {
             continue;
+        }
         // Trees of a single node share a chunk, in which no node has children.
         const BTreeElem* const before = &leaf - 1;
         return first->isLeaf() || !before->isLeaf() ? nullptr : before;
@@ -110,8 +115,9 @@ void NodeTree::insertNewBTreeNode(std::uint32_t id, BTreeElem* elem)
     elem->largestDiff = std::max(elem->largestDiff, elem->firstTime - root->lastTime);
 
     const BTreeElem* spine = root;
-    while (!spine->isLeaf() && spine->count >= kMaxBlockCount)
+    while (!spine->isLeaf() && spine->count >= kMaxBlockCount) {
         spine = spine->children->back();
+    }
     if (spine->isLeaf()) {
         setRoot(id, addANewLevel(root, elem));
         return;
@@ -127,8 +133,9 @@ void NodeTree::insertNewBTreeNode(std::uint32_t id, BTreeElem* elem)
             updateParentElem(root, *elem);
             return;
         }
-        while (!current->isLeaf() && current->count >= kMaxBlockCount)
+        while (!current->isLeaf() && current->count >= kMaxBlockCount) {
             current = current->children->back();
+        }
         if (current->isLeaf()) {
             addABranch(root, parent, elem, levels);
             return;
@@ -199,9 +206,11 @@ void NodeTree::dumpTreeNode(std::ostream& out, const BTreeElem& elem)
         << "Largest Time Difference: " << elem.largestDiff << '\n'
         << "Number Of Element: " << elem.count << '\n'
         << "Block Offset: " << elem.fileOffset << '\n';
-    if (!elem.isLeaf())
-        for (const BTreeElem* const child : *elem.children)
+    if (!elem.isLeaf()) {
+        for (const BTreeElem* const child : *elem.children) {
             dumpTreeNode(out, *child);
+        }
+    }
 }
 
 } // namespace Tracewell

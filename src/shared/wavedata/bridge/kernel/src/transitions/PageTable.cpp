@@ -8,8 +8,9 @@ PageTable::PageTable() : m_pages(new std::atomic<ObjectPage*>[kPages]()) {}
 
 PageTable::~PageTable()
 {
-    for (std::uint32_t i = 0; i < kPages; ++i)
+    for (std::uint32_t i = 0; i < kPages; ++i) {
         delete m_pages[i].load(std::memory_order_relaxed);
+    }
 }
 
 ObjectPage& PageTable::create(std::uint32_t id)

@@ -66,8 +66,9 @@ public:
             const ObjectPage* const page = m_pages[high].load(std::memory_order_acquire);
             for (std::uint32_t low = 0; page && low < ObjectPage::kSlots; ++low) {
                 const std::uint32_t id = high << 16 | low;
-                if (BufferHeader* const header = bufferOf(*page, id))
+                if (BufferHeader* const header = bufferOf(*page, id)) {
                     visit(id, *header);
+                }
             }
         }
     }

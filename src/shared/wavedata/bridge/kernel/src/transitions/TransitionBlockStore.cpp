@@ -36,8 +36,9 @@ std::uint32_t* TransitionBlockStore::allocate(BTreeElem& leaf, std::size_t bytes
 void TransitionBlockStore::takeOver(ListNode& node, BTreeElem& leaf)
 {
     auto* const former = static_cast<BTreeElem*>(node.owner);
-    if (former && former->data == node.data)
+    if (former && former->data == node.data) {
         writeOneBlock(*former);
+    }
     node.owner = &leaf;
     leaf.data = node.data;
 }
@@ -45,39 +46,46 @@ void TransitionBlockStore::takeOver(ListNode& node, BTreeElem& leaf)
 void TransitionBlockStore::writeTree(BTreeElem& root)
 {
     if (!root.isLeaf()) {
-        for (BTreeElem* const child : *root.children)
+        for (BTreeElem* const child : *root.children) {
             writeTree(*child);
+        }
         return;
     }
     const MutexLock lock(m_mutex);
-    if (root.fileOffset < 0)
+    if (root.fileOffset < 0) {
         writeOneBlock(root);
+    }
 }
 
 void TransitionBlockStore::reset()
 {
     const MutexLock lock(m_mutex);
     m_blockPool.reset();
-    if (m_readBackPool)
+    if (m_readBackPool) {
         m_readBackPool->reset();
+    }
     m_readBackFile.close();
 }
 
 bool TransitionBlockStore::openForWriting()
 {
-    if (m_file.isOpen())
+    if (m_file.isOpen()) {
         return true;
+    }
     const bool isReader = m_mode == DataBaseMode::StoringReader;
     // FileIO would make a file for its owner alone, and a recording is read by whoever may read
     // what is beside it.
-    if (!m_fileName.empty())
+    if (!m_fileName.empty()) {
         DescriptorFile().open(m_fileName, DescriptorFile::Mode::Create);
-    if (!m_file.open(m_fileName, isReader ? FileIO::ReadWrite : FileIO::Write))
+    }
+    if (!m_file.open(m_fileName, isReader ? FileIO::ReadWrite : FileIO::Write)) {
         return false;
+    }
     // That mode empties nothing, and debug data goes to the end of the file.
     boost::system::error_code ignored;
-    if (isReader)
+    if (isReader) {
         boost::filesystem::resize_file(m_fileName, 0, ignored);
+    }
     return m_file.setOffset(DataBaseFileHeader::kBytes);
 }
 
@@ -95,21 +103,24 @@ bool TransitionBlockStore::openReadBackFile()
 // Drops the block from memory once the file has it. One that was read back is there already.
 void TransitionBlockStore::writeOneBlock(BTreeElem& leaf)
 {
-    if (!leaf.data)
+    if (!leaf.data) {
         return;
+    }
     if (leaf.fileOffset < 0 && openForWriting()) {
         leaf.fileOffset = m_file.getOffset();
         const auto bytes = static_cast<unsigned int>(blockBytes(leaf.flags, leaf.count));
-        if (!m_file.writeData(leaf.data, bytes) && m_failureHook)
+        if (!m_file.writeData(leaf.data, bytes) && m_failureHook) {
             m_failureHook();
+        }
     }
     leaf.data = nullptr;
 }
 
 void TransitionBlockStore::fetch(BTreeElem& leaf)
 {
-    if (leaf.data)
+    if (leaf.data) {
         return;
+    }
     const std::size_t bytes = blockBytes(leaf.flags, leaf.count);
     bool isRead = true;
     if (bytes != 0) {
@@ -118,11 +129,13 @@ void TransitionBlockStore::fetch(BTreeElem& leaf)
         isRead = leaf.fileOffset >= 0 && openReadBackFile() &&
                  m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(leaf.data),
                                        bytes) == bytes;
-        if (!isRead)
+        if (!isRead) {
             std::memset(leaf.data, 0, bytes);
+        }
     }
-    if (m_mode == DataBaseMode::Viewer)
+    if (m_mode == DataBaseMode::Viewer) {
         checkFetched(leaf, isRead);
+    }
 }
 
 namespace {
@@ -141,11 +154,13 @@ bool fitTogether(const DataBlockInfo& block)
 // sound.
 void TransitionBlockStore::checkFetched(const BTreeElem& leaf, bool isRead)
 {
-    if (isRead && fitTogether(leaf))
+    if (isRead && fitTogether(leaf)) {
         return;
+    }
     const BTreeElem* before = m_tree.findLeafBefore(leaf);
-    while (before && !isSound(*before))
+    while (before && !isSound(*before)) {
         before = m_tree.findLeafBefore(*before);
+    }
     m_damage.note({WdbDamage::TransitionBlock, leaf.fileOffset, blockBytes(leaf.flags, leaf.count),
                    -1, false, true, before ? BlockReader::advance(before->lastTime, 1) : 0});
 }
@@ -161,19 +176,22 @@ bool TransitionBlockStore::isSound(const BTreeElem& leaf)
         block.data = reinterpret_cast<std::uint32_t*>(words.data());
         if (leaf.fileOffset < 0 || !openReadBackFile() ||
             m_readBackFile.readAt(leaf.fileOffset, reinterpret_cast<char*>(words.data()), bytes) !=
-                bytes)
+                bytes) {
             return false;
+        }
     }
     return fitTogether(block);
 }
 
 void TransitionBlockStore::checkStart(BTreeElem& root)
 {
-    if (m_mode != DataBaseMode::Viewer)
+    if (m_mode != DataBaseMode::Viewer) {
         return;
+    }
     BTreeElem* leaf = &root;
-    while (!leaf->isLeaf())
+    while (!leaf->isLeaf()) {
         leaf = leaf->children->front();
+    }
     const Lease lease(*this, *leaf);
 }
 

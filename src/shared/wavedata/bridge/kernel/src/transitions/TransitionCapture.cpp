@@ -98,10 +98,12 @@ inline void append(VlogTransVecInfo& info, long long time, unsigned int code)
     fetchAhead(slots, count * sizeof(Word));
     info.count = static_cast<std::int32_t>(count + 1);
     info.lastTime = time;
-    if (delta > info.largestDiff)
+    if (delta > info.largestDiff) {
         info.largestDiff = delta;
-    if (count > 0)
+    }
+    if (count > 0) {
         slots[count - 1] = static_cast<Word>(delta);
+    }
     const unsigned int place = count * packedBits(kKind);
     // Written whole from the header's copy: reading it here would wait for its cache line.
     info.lastByte =
@@ -130,14 +132,16 @@ const char* TransitionCapture::findFault(std::uint32_t id, long long time, Value
     const BufferHeader* const header = m_store.pages.findBuffer(id);
     const bool hasBuffer = header && header->count > 0;
     const BTreeElem* const root = hasBuffer ? nullptr : m_store.tree.findRoot(id);
-    if (!hasBuffer && !root)
+    if (!hasBuffer && !root) {
         return nullptr;
+    }
     const std::uint32_t flags = root ? root->flags
                                 : header->isPacked
                                     ? header->flags
                                     : static_cast<const TransVecInfo*>(header)->records()->type;
-    if (time < (root ? root->lastTime : header->lastTime))
+    if (time < (root ? root->lastTime : header->lastTime)) {
         return "a time before that of the transition before it";
+    }
     return blockType(flags) == kind ? nullptr : "a value of another kind than those before it";
 }
 
@@ -153,15 +157,18 @@ void TransitionCapture::saveVlogTransInDB(std::uint32_t id, long long time, char
 
 inline bool TransitionCapture::admit(std::uint32_t id, long long time, bool noteNegative)
 {
-    if (m_store.tracingStopped.load(std::memory_order_relaxed))
-        return false;
-    if (time < 0) {
-        if (noteNegative)
-            m_store.lastNegativeTimeId.store(id, std::memory_order_relaxed);
+    if (m_store.tracingStopped.load(std::memory_order_relaxed)) {
         return false;
     }
-    if (time > m_store.latestTime.load(std::memory_order_relaxed))
+    if (time < 0) {
+        if (noteNegative) {
+            m_store.lastNegativeTimeId.store(id, std::memory_order_relaxed);
+        }
+        return false;
+    }
+    if (time > m_store.latestTime.load(std::memory_order_relaxed)) {
         m_store.latestTime.store(time, std::memory_order_relaxed);
+    }
     return true;
 }
 
@@ -173,17 +180,19 @@ inline void TransitionCapture::savePacked(std::uint32_t id, long long time, unsi
     // little more than the cache lines that it touches.
     BufferHeader* const header = m_store.pages.findBuffer(id);
     if (header && header->flags == kKind && hasPlaceBehind(*header) &&
-        isNarrowStep(header->lastTime, time) && admit(id, time, true))
+        isNarrowStep(header->lastTime, time) && admit(id, time, true)) {
         append<kKind, std::uint32_t>(*static_cast<VlogTransVecInfo*>(header), time, code);
-    else
+    } else {
         savePackedSlowly<kKind>(id, time, code);
+    }
 }
 
 template <ValueType kKind>
 void TransitionCapture::savePackedSlowly(std::uint32_t id, long long time, unsigned int code)
 {
-    if (!admit(id, time, true))
+    if (!admit(id, time, true)) {
         return;
+    }
     if (time == 0) {
         m_store.initialValues->put(id, kKind, static_cast<unsigned char>(code));
         return;
@@ -194,8 +203,9 @@ void TransitionCapture::savePackedSlowly(std::uint32_t id, long long time, unsig
             ? *static_cast<VlogTransVecInfo*>(header)
             : *open(m_packedHeaders, id, kKind,
                     packedBufferBytes(kKind, VlogTransVecInfo::kFirstCapacity, false));
-    if (info.count == 0 && !info.initialValueChecked)
+    if (info.count == 0 && !info.initialValueChecked) {
         takeFirstValue(info, time);
+    }
     if (info.count > 0 && info.lastTime == time) {
         constexpr unsigned int kMask = (1U << packedBits(kKind)) - 1;
         const unsigned int place = static_cast<unsigned int>(info.count - 1) * packedBits(kKind);
@@ -215,30 +225,35 @@ void TransitionCapture::savePackedSlowly(std::uint32_t id, long long time, unsig
             readLastByte(info);
         }
     }
-    if (time - info.lastTime > kMaxNarrowDelta && (info.flags & kWideFlag) == 0)
+    if (time - info.lastTime > kMaxNarrowDelta && (info.flags & kWideFlag) == 0) {
         widen(info);
-    if (info.count >= info.capacity)
+    }
+    if (info.count >= info.capacity) {
         grow(info);
-    if ((info.flags & kWideFlag) != 0)
+    }
+    if ((info.flags & kWideFlag) != 0) {
         append<kKind, std::uint64_t>(info, time, code);
-    else
+    } else {
         append<kKind, std::uint32_t>(info, time, code);
+    }
 }
 
 void TransitionCapture::saveTransInDB(std::uint32_t id, long long time, const Value& value)
 {
     BufferHeader* const header = m_store.pages.findBuffer(id);
     if (header && !header->isPacked && hasPlaceBehind(*header) && time > header->lastTime &&
-        admit(id, time, false))
+        admit(id, time, false)) {
         append(*static_cast<TransVecInfo*>(header), time, value);
-    else
+    } else {
         saveSlowly(id, time, value);
+    }
 }
 
 void TransitionCapture::saveSlowly(std::uint32_t id, long long time, const Value& value)
 {
-    if (!admit(id, time, false))
+    if (!admit(id, time, false)) {
         return;
+    }
     const ValueType kind = value.getType();
     if (time == 0 && packedBits(kind) > 0) {
         m_store.initialValues->put(id, kind, value.getByte());
@@ -249,16 +264,19 @@ void TransitionCapture::saveSlowly(std::uint32_t id, long long time, const Value
         header && !header->isPacked
             ? *static_cast<TransVecInfo*>(header)
             : *open(m_genericHeaders, id, kind, recordBytes(TransVecInfo::kFirstCapacity));
-    if (info.count == 0 && !info.initialValueChecked)
+    if (info.count == 0 && !info.initialValueChecked) {
         takeFirstValue(info, kind);
+    }
     if (info.count > 0 && info.records()[info.count - 1].time == time) {
         info.records()[info.count - 1] = makeRecord(time, value);
         return;
     }
-    if (info.count >= kMaxBlockCount)
+    if (info.count >= kMaxBlockCount) {
         flush(info, false);
-    if (info.count >= info.capacity)
+    }
+    if (info.count >= info.capacity) {
         grow(info);
+    }
     append(info, time, value);
 }
 
@@ -268,8 +286,9 @@ Info* TransitionCapture::open(HeaderArena<Info>& arena, std::uint32_t id, ValueT
                               std::size_t bytes)
 {
     ObjectPage& page = m_store.pages.findOrCreate(id);
-    if (BufferHeader* const former = PageTable::bufferOf(page, id))
+    if (BufferHeader* const former = PageTable::bufferOf(page, id)) {
         discard(*former);
+    }
     ListNode* const node = takeBlock(id, bytes);
     Info* const info = arena.allocate();
     static_cast<DataBlockInfo&>(*info) = DataBlockInfo();
@@ -283,8 +302,9 @@ Info* TransitionCapture::open(HeaderArena<Info>& arena, std::uint32_t id, ValueT
     info->initialValueChecked = false;
     info->id.store(id, std::memory_order_relaxed);
     node->owner = static_cast<BufferHeader*>(info);
-    if constexpr (std::is_same_v<Info, VlogTransVecInfo>)
+    if constexpr (std::is_same_v<Info, VlogTransVecInfo>) {
         clearPackedValues(*info);
+    }
     page.buffers[id & 0xFFFF] = info;
     page.types[id & 0xFFFF] = static_cast<std::uint8_t>(kind);
     return info;
@@ -310,8 +330,9 @@ void TransitionCapture::takeFirstValue(TransVecInfo& info, ValueType kind)
 {
     info.initialValueChecked = true;
     Value value;
-    if (packedBits(kind) == 0 || !m_store.initialValues->get(info.id, value))
+    if (packedBits(kind) == 0 || !m_store.initialValues->get(info.id, value)) {
         return;
+    }
     info.records()[0] = {0, Value::kTypedAux, kind, value.getByte()};
     info.count = 1;
 }
@@ -351,8 +372,9 @@ void TransitionCapture::widen(VlogTransVecInfo& info)
     std::memset(packedValues(node->data, info.capacity, true), 0,
                 packedValueBytes(kind, info.capacity, true));
     auto* const wide = reinterpret_cast<std::uint64_t*>(node->data);
-    for (int i = 0; i + 1 < info.count; ++i)
+    for (int i = 0; i + 1 < info.count; ++i) {
         wide[i] = info.data[i];
+    }
     std::memcpy(packedValues(node->data, info.capacity, true),
                 packedValues(info.data, info.capacity, false),
                 (static_cast<std::size_t>(info.count) * packedBits(kind) + 7) / 8);
@@ -402,8 +424,9 @@ void TransitionCapture::replaceBlock(BufferHeader& info, ListNode* node)
 ListNode* TransitionCapture::takeBlock(std::uint32_t storedId, std::size_t bytes)
 {
     ListNode* const node = m_bufferPool.allocate(bytes);
-    if (node->owner)
+    if (node->owner) {
         evict(*static_cast<BufferHeader*>(node->owner), storedId);
+    }
     node->owner = nullptr;
     return node;
 }
@@ -416,8 +439,9 @@ void TransitionCapture::evict(BufferHeader& header, std::uint32_t storedId)
         &m_store.stripe(id) != &m_store.stripe(storedId)) {
         // Stripes have no order among themselves. Nobody waits for this thread with one in hand,
         // so it gets the second one in the end; it tries for it so that no order is claimed.
-        while (!lock.try_lock())
+        while (!lock.try_lock()) {
             boost::this_thread::yield();
+        }
     }
     emptyBuffer(header, header.isPacked || header.count < kMinSearchedEviction);
     // The page is that of the object being stored. An evicted object of another page leaves its
@@ -429,10 +453,11 @@ void TransitionCapture::evict(BufferHeader& header, std::uint32_t storedId)
 void TransitionCapture::emptyBuffer(BufferHeader& header, bool noPattern)
 {
     while (header.count > 0) {
-        if (header.isPacked)
+        if (header.isPacked) {
             flush(static_cast<VlogTransVecInfo&>(header), noPattern);
-        else
+        } else {
             flush(static_cast<TransVecInfo&>(header), noPattern);
+        }
         noPattern = true;
     }
 }
@@ -446,18 +471,20 @@ void TransitionCapture::discard(BufferHeader& header)
 
 void TransitionCapture::freeHeader(BufferHeader& header)
 {
-    if (header.isPacked)
+    if (header.isPacked) {
         m_packedHeaders.release(static_cast<VlogTransVecInfo&>(header));
-    else
+    } else {
         m_genericHeaders.release(static_cast<TransVecInfo&>(header));
+    }
 }
 
 void TransitionCapture::flushBuffers()
 {
     m_store.pages.forEachBuffer([this](std::uint32_t id, BufferHeader& header) {
         std::unique_lock<std::mutex> lock(m_store.stripe(id), std::defer_lock);
-        if (m_store.mode == DataBaseMode::StoringReader)
+        if (m_store.mode == DataBaseMode::StoringReader) {
             lock.lock();
+        }
         emptyBuffer(header, true);
     });
 }
@@ -474,8 +501,9 @@ void TransitionCapture::resetBuffers()
         header.firstTime = header.lastTime = header.largestDiff = 0;
         header.initialValueChecked = false;
         header.patternHint = BufferHeader::kFreshHint;
-        if (header.isPacked)
+        if (header.isPacked) {
             clearPackedValues(static_cast<VlogTransVecInfo&>(header));
+        }
     });
 }
 

@@ -68,14 +68,16 @@ int payloadBytes(std::uint32_t type)
 bool readValue(const TransitionSlot& slot, Value& value)
 {
     const int bytes = payloadBytes(slot.type);
-    if (bytes < 0)
+    if (bytes < 0) {
         return false;
+    }
     unsigned long long bits = 0;
     std::memcpy(&bits, slot.payload, static_cast<std::size_t>(bytes));
-    if (bytes == 0)
+    if (bytes == 0) {
         value.clear();
-    else
+    } else {
         value.setBits(static_cast<ValueType>(slot.type), bits);
+    }
     return true;
 }
 
@@ -101,8 +103,9 @@ TransitionChannel::TransitionChannel(TransitionStore& store, TransitionCapture& 
     : m_store(store), m_capture(capture),
       m_description("transition channel " + std::to_string(processId) + " of " + path)
 {
-    if (!isFeeder() && !isReader())
+    if (!isFeeder() && !isReader()) {
         return;
+    }
     m_ring = std::make_unique<SharedMemory>(
         isFeeder() ? SharedMemory::kCreate : SharedMemory::kOpen, path, 0, kRingBytes,
         kRingPrefix + std::to_string(processId), kPointerBytes, pointerPrefix(processId));
@@ -117,8 +120,9 @@ TransitionChannel::~TransitionChannel()
 void TransitionChannel::start()
 {
     m_shutdownRequested = false;
-    if (isReader() && isChannelOpen())
+    if (isReader() && isChannelOpen()) {
         m_reader.start([this] { readTransFromSharedMem(); });
+    }
 }
 
 void TransitionChannel::stop(Rest rest)
@@ -129,20 +133,23 @@ void TransitionChannel::stop(Rest rest)
         m_timeMark.notify_all();
     }
     m_reader.join();
-    if (!wasRunning || !isReader() || rest == Rest::Leave)
+    if (!wasRunning || !isReader() || rest == Rest::Leave) {
         return;
+    }
     for (std::size_t stored = 0; stored < kRingSlots;) {
         const std::size_t count = takeSlots();
-        if (count == 0)
+        if (count == 0) {
             break;
+        }
         stored += count;
     }
 }
 
 void TransitionChannel::clear()
 {
-    if (isFeeder())
+    if (isFeeder()) {
         betweenTransitions([this] { m_ring->clearPointers(); });
+    }
 }
 
 /// Calls `get` until it gives something: the thread is kept off the scheduler when the other side
@@ -152,15 +159,18 @@ template <class Get> auto TransitionChannel::await(Get get) -> decltype(get())
 {
     for (;;) {
         for (int i = 0; i < kTriesBeforeSleep; ++i) {
-            if (m_shutdownRequested.load(std::memory_order_relaxed) || !isChannelOpen())
+            if (m_shutdownRequested.load(std::memory_order_relaxed) || !isChannelOpen()) {
                 return {};
-            if (auto result = get())
+            }
+            if (auto result = get()) {
                 return result;
+            }
         }
         tellIndexOutside();
         boost::this_thread::sleep_for(kSleep);
-        if (m_waitHook && !m_waitHook())
+        if (m_waitHook && !m_waitHook()) {
             return {};
+        }
     }
 }
 
@@ -171,8 +181,9 @@ char* TransitionChannel::getEmptySharedMemBlock()
 
 char* TransitionChannel::getNextSharedMemBlock()
 {
-    if (!isReader())
+    if (!isReader()) {
         return nullptr;
+    }
     return await([this] {
         const MutexLock lock(m_readMutex);
         return m_ring->getNextBlock();
@@ -182,23 +193,27 @@ char* TransitionChannel::getNextSharedMemBlock()
 void TransitionChannel::writeTransToSharedMem(bool alreadyLocked, std::uint32_t id, long long time,
                                               const Value& value)
 {
-    if (!isFeeder())
+    if (!isFeeder()) {
         return;
+    }
     if (!alreadyLocked) {
         m_writerBusy.store(true);
-        if (m_marking.load() != 0)
+        if (m_marking.load() != 0) {
             standAside();
+        }
     }
     if (char* const place = getEmptySharedMemBlock()) {
         writeSlot(place, time, id, value);
         // A text has no form in the ring: its slot is given to the next transition.
-        if (value.getType() != ValueString)
+        if (value.getType() != ValueString) {
             m_ring->commitWrite();
+        }
     }
     if (!alreadyLocked) {
         m_writerBusy.store(false, std::memory_order_release);
-        if (m_marking.load(std::memory_order_relaxed) != 0)
+        if (m_marking.load(std::memory_order_relaxed) != 0) {
             announceEnd();
+        }
     }
 }
 
@@ -207,8 +222,9 @@ void TransitionChannel::standAside()
     TimeMarkLock lock(m_timeMarkMutex);
     m_writerBusy = false;
     m_timeMark.notify_all();
-    while (m_marking.load() != 0)
+    while (m_marking.load() != 0) {
         lock.wait(m_timeMark);
+    }
     m_writerBusy = true;
 }
 
@@ -224,8 +240,9 @@ template <class Action> void TransitionChannel::betweenTransitions(const Action&
 {
     m_marking.fetch_add(1);
     TimeMarkLock lock(m_timeMarkMutex);
-    while (m_writerBusy.load())
+    while (m_writerBusy.load()) {
         lock.waitFor(m_timeMark, kLookAgain);
+    }
     action();
     m_marking.fetch_sub(1);
     m_timeMark.notify_all();
@@ -233,8 +250,9 @@ template <class Action> void TransitionChannel::betweenTransitions(const Action&
 
 bool TransitionChannel::addTimeMarkToDB(long long time)
 {
-    if (!isFeeder())
+    if (!isFeeder()) {
         return true;
+    }
     betweenTransitions([&] {
         if (char* const place = getEmptySharedMemBlock()) {
             writeSlot(place, time, DataBase::kTimeMarkId, Value());
@@ -247,8 +265,9 @@ bool TransitionChannel::addTimeMarkToDB(long long time)
 void TransitionChannel::readTransFromSharedMem()
 {
     for (int misses = 0; !m_shutdownRequested.load(std::memory_order_relaxed);) {
-        if (takeSlots() > 0 || ++misses < kTriesBeforeSleep)
+        if (takeSlots() > 0 || ++misses < kTriesBeforeSleep) {
             continue;
+        }
         tellIndexOutside();
         boost::this_thread::sleep_for(kSleep);
         misses = 0;
@@ -261,21 +280,25 @@ std::size_t TransitionChannel::takeSlots()
     std::size_t count = 0;
     {
         const MutexLock lock(m_readMutex);
-        while (count < m_taken.size() && takeSlot(m_taken[count]))
+        while (count < m_taken.size() && takeSlot(m_taken[count])) {
             ++count;
+        }
     }
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         store(m_taken[i]);
-    if (count > 0)
+    }
+    if (count > 0) {
         add(m_storedSlots, count);
+    }
     return count;
 }
 
 bool TransitionChannel::takeSlot(TransitionSlot& slot)
 {
     const char* const place = isChannelOpen() ? m_ring->getNextBlock() : nullptr;
-    if (!place)
+    if (!place) {
         return false;
+    }
     std::memcpy(&slot, place, sizeof slot);
     return m_ring->advanceRead();
 }
@@ -307,31 +330,34 @@ void TransitionChannel::store(const TransitionSlot& slot)
     m_hasMoreData = true;
     add(m_storedTransitions, 1);
     const char code = static_cast<char>(value.getByte());
-    if (slot.type == ValueVlog)
+    if (slot.type == ValueVlog) {
         m_capture.saveVlogTransInDB(slot.id, slot.time, code);
-    else if (slot.type == ValueStdLogic)
+    } else if (slot.type == ValueStdLogic) {
         m_capture.saveVhdlStdLogicTransInDB(slot.id, slot.time, code);
-    else
+    } else {
         m_capture.saveTransInDB(slot.id, slot.time, value);
+    }
 }
 
 /// One line tells of all: a peer that sends one such slot may send many.
 void TransitionChannel::refuse(const TransitionSlot& slot, const char* fault)
 {
-    if (m_refusedSlots.load(std::memory_order_relaxed) == 0)
+    if (m_refusedSlots.load(std::memory_order_relaxed) == 0) {
         std::cerr << "tracewell: " + m_description + ": object " + std::to_string(slot.id) +
                          " was sent with " + fault + " (time " + std::to_string(slot.time) +
                          ", kind " + std::to_string(slot.type) +
                          "); it is left out, and so is all that follows of this sort; mend the "
                          "simulation that sends it\n"
                   << std::flush;
+    }
     add(m_refusedSlots, 1);
 }
 
 void TransitionChannel::tellIndexOutside()
 {
-    if (!m_ring->hasIndexOutside() || m_isOutsideTold.exchange(true))
+    if (!m_ring->hasIndexOutside() || m_isOutsideTold.exchange(true)) {
         return;
+    }
     std::cerr << "tracewell: " + m_description +
                      ": an index of the ring lies outside of it or between two records, so that "
                      "nothing can pass; end both sides and start again\n"
@@ -340,15 +366,17 @@ void TransitionChannel::tellIndexOutside()
 
 bool TransitionChannel::readOneTransition(std::uint32_t& id, long long& time, Value& value)
 {
-    if (!isReader())
+    if (!isReader()) {
         return false;
+    }
     TransitionSlot slot;
     const bool isTaken = await([&] {
         const MutexLock lock(m_readMutex);
         return takeSlot(slot);
     });
-    if (!isTaken)
+    if (!isTaken) {
         return false;
+    }
     id = slot.id;
     time = slot.time;
     readValue(slot, value);
@@ -361,8 +389,9 @@ void TransitionChannel::markTime(boost::unique_lock<boost::mutex>& lock)
     m_markTimePending = true;
     const auto isOver = [this] { return !m_markTimePending || m_shutdownRequested; };
     for (int seconds = 0; seconds < kQuietSeconds;) {
-        if (m_timeMark.wait_for(lock, boost::chrono::seconds(1), isOver))
+        if (m_timeMark.wait_for(lock, boost::chrono::seconds(1), isOver)) {
             return;
+        }
         seconds = m_hasMoreData.exchange(false) ? 1 : seconds + 1;
     }
 }
@@ -371,8 +400,9 @@ void TransitionChannel::holdForMarkTime()
 {
     TimeMarkLock lock(m_timeMarkMutex);
     while ((m_markTimePending || m_marking != 0) && !m_shutdownRequested &&
-           (isFeeder() || isChannelOpen()))
+           (isFeeder() || isChannelOpen())) {
         lock.wait(m_timeMark);
+    }
 }
 
 void TransitionChannel::capture(bool on)

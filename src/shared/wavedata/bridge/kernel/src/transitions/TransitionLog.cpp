@@ -53,8 +53,9 @@ void TransitionLog::clear()
 void TransitionLog::write(const std::string& path) const
 {
     DescriptorFile file;
-    if (file.open(path, DescriptorFile::Mode::Create))
+    if (file.open(path, DescriptorFile::Mode::Create)) {
         file.writeAt(0, m_text.data(), m_text.size());
+    }
 }
 
 } // namespace Tracewell

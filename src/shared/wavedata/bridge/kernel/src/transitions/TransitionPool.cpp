@@ -45,9 +45,11 @@ void TransitionPool::release(ListNode* node)
 
 void TransitionPool::reset()
 {
-    for (auto& [size, sizeClass] : m_classes)
-        for (ListNode* node = sizeClass.head; node; node = node->next)
+    for (auto& [size, sizeClass] : m_classes) {
+        for (ListNode* node = sizeClass.head; node; node = node->next) {
             node->owner = nullptr;
+        }
+    }
 }
 
 void TransitionPool::grow(PoolSizeClass& sizeClass, std::size_t count)

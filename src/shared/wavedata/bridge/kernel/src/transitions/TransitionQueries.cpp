@@ -52,12 +52,14 @@ Transition TransitionQueries::getPrevTransition(std::uint32_t id, long long time
 Transition TransitionQueries::getCurrentTransitionLocked(std::uint32_t id, long long time)
 {
     BTreeElem* const root = m_store.tree.findRoot(id);
-    if (!root)
+    if (!root) {
         return getCurrentTransFromTempBuf(id, time, false);
+    }
     if (time > root->lastTime) {
         Transition found = getCurrentTransFromTempBuf(id, time, true);
-        if (!isNone(found))
+        if (!isNone(found)) {
             return found;
+        }
     } else if (time < root->firstTime) {
         m_store.blocks.checkStart(*root);
         return noTransition(time);
@@ -68,20 +70,23 @@ Transition TransitionQueries::getCurrentTransitionLocked(std::uint32_t id, long 
 Transition TransitionQueries::getNextTransitionLocked(std::uint32_t id, long long time)
 {
     BTreeElem* const root = m_store.tree.findRoot(id);
-    if (!root || time >= root->lastTime)
+    if (!root || time >= root->lastTime) {
         return getNextTransFromTempBuf(id, time);
+    }
     return Tracewell::getNextTransition(m_store.blocks, *root, time);
 }
 
 Transition TransitionQueries::getPrevTransitionLocked(std::uint32_t id, long long time)
 {
     BTreeElem* const root = m_store.tree.findRoot(id);
-    if (!root)
+    if (!root) {
         return getPrevTransFromTempBuf(id, time, false);
+    }
     if (time > root->lastTime) {
         Transition found = getPrevTransFromTempBuf(id, time, true);
-        if (!isNone(found))
+        if (!isNone(found)) {
             return found;
+        }
     }
     return Tracewell::getPrevTransition(m_store.blocks, *root, time, false);
 }
@@ -110,8 +115,9 @@ bool TransitionQueries::getTransInfoLocked(std::uint32_t id, long long& first, l
             last = records.lastTime();
             type = records.lastType();
         }
-        if (root)
+        if (root) {
             first = root->firstTime;
+        }
         return true;
     }
     if (root) {
@@ -122,8 +128,9 @@ bool TransitionQueries::getTransInfoLocked(std::uint32_t id, long long& first, l
     }
     first = last = 0;
     type = m_store.initialValues ? m_store.initialValues->kindOf(id) : ValueNone;
-    if (m_store.initialValues && m_store.initialValues->isDamaged(id))
+    if (m_store.initialValues && m_store.initialValues->isDamaged(id)) {
         m_store.damage.note({WdbDamage::InitialTransition, 0, 1, id});
+    }
     return type != ValueNone;
 }
 
@@ -148,8 +155,9 @@ void TransitionQueries::getTransitionsLocked(std::uint32_t id, long long from, l
     }
     DrawingFilter filter(m_store.blocks, from, to, minDelta, drawnType(kind), out);
     const auto appendUnlessNone = [&out](Transition transition) {
-        if (!isNone(transition))
+        if (!isNone(transition)) {
             out.push_back(std::move(transition));
+        }
     };
 
     if (BTreeElem* const root = m_store.tree.findRoot(id)) {
@@ -158,14 +166,17 @@ void TransitionQueries::getTransitionsLocked(std::uint32_t id, long long from, l
             return;
         }
         Transition opening = noTransition(from);
-        if (root->lastTime < from)
+        if (root->lastTime < from) {
             opening = getPrevTransFromTempBuf(id, from, true);
-        if (isNone(opening))
+        }
+        if (isNone(opening)) {
             opening = Tracewell::getPrevTransition(m_store.blocks, *root, from, true);
+        }
         appendUnlessNone(std::move(opening));
         if (from > last) {
-            if (latest < to)
+            if (latest < to) {
                 out.push_back(noTransition(latest));
+            }
             return;
         }
         filter.collectTransitions(*root, true);
@@ -174,17 +185,20 @@ void TransitionQueries::getTransitionsLocked(std::uint32_t id, long long from, l
         appendUnlessNone(getPrevTransFromTempBuf(id, from, false));
         if (last < from) {
             if (latest < to) {
-                if (latest <= from)
+                if (latest <= from) {
                     out.clear();
+                }
                 out.push_back(noTransition(latest));
             }
-            if (out.empty())
+            if (out.empty()) {
                 out.push_back(noTransition(latest));
+            }
             return;
         }
         getTransFromTempBuf(id, filter);
-        if (out.empty())
+        if (out.empty()) {
             out.push_back(noTransition(from));
+        }
     }
 
     // The last entry says up to where it holds.
@@ -192,20 +206,24 @@ void TransitionQueries::getTransitionsLocked(std::uint32_t id, long long from, l
     if (filter.unmarkLast()) {
         const Transition next = getNextTransitionLocked(id, out.back().time);
         const long long gap = timeBetween(out.back().time, isNone(next) ? latest : next.time);
-        if (isNone(next) && gap <= minDelta)
+        if (isNone(next) && gap <= minDelta) {
             out.back().time = BlockReader::advance(latest, -1);
-        else if (!isNone(next) && gap <= minDelta && to < latest)
+        } else if (!isNone(next) && gap <= minDelta && to < latest) {
             out.back().time = beforeEnd;
+        }
     }
-    if (to < last)
+    if (to < last) {
         out.push_back(noTransition(beforeEnd));
+    }
     const long long end = std::max(last, latest);
-    if (to <= end || latest == to)
+    if (to <= end || latest == to) {
         return;
-    if (!out.empty() && out.back().time == end)
+    }
+    if (!out.empty() && out.back().time == end) {
         out.back().value.clear();
-    else
+    } else {
         out.push_back(noTransition(end));
+    }
 }
 
 bool TransitionQueries::getHistory(std::uint32_t id, long long from, long long to, std::size_t most,
@@ -214,12 +232,14 @@ bool TransitionQueries::getHistory(std::uint32_t id, long long from, long long t
     const MutexLock lock(m_store.stripe(id));
     HistoryReader history(m_store.blocks, from, to, most, out);
     BTreeElem* const root = m_store.tree.findRoot(id);
-    if (root)
+    if (root) {
         history.readTree(*root);
+    }
     const bool isOpen =
         visitBuffer(id, [&](const auto& reader, long long) { history.read(reader); });
-    if (!root && !isOpen)
+    if (!root && !isOpen) {
         history.readInitial(getInitialTransition(id, 0, false));
+    }
     return history.hasMore();
 }
 
@@ -227,8 +247,9 @@ bool TransitionQueries::getHistory(std::uint32_t id, long long from, long long t
 template <typename Visit> bool TransitionQueries::visitBuffer(std::uint32_t id, Visit visit)
 {
     const BufferHeader* const buffer = m_store.pages.findBuffer(id);
-    if (!buffer || buffer->count < 1)
+    if (!buffer || buffer->count < 1) {
         return false;
+    }
     if (buffer->isPacked) {
         visit(BlockReader(*buffer, buffer->capacity), buffer->lastTime);
     } else {
@@ -243,8 +264,9 @@ Transition TransitionQueries::getCurrentTransFromTempBuf(std::uint32_t id, long 
 {
     Transition found;
     if (!visitBuffer(id,
-                     [&](const auto& reader, long long) { found = searchCurrent(reader, time); }))
+                     [&](const auto& reader, long long) { found = searchCurrent(reader, time); })) {
         return getInitialTransition(id, time, noInitial);
+    }
     return found;
 }
 
@@ -252,8 +274,9 @@ Transition TransitionQueries::getNextTransFromTempBuf(std::uint32_t id, long lon
 {
     Transition found = noTransition(time);
     visitBuffer(id, [&](const auto& reader, long long lastTime) {
-        if (time < lastTime)
+        if (time < lastTime) {
             found = searchNext(reader, time);
+        }
     });
     return found;
 }
@@ -264,8 +287,9 @@ Transition TransitionQueries::getPrevTransFromTempBuf(std::uint32_t id, long lon
     Transition found;
     const bool isOpen = visitBuffer(id, [&](const auto& reader, long long) {
         found = searchPrev(reader, time, false);
-        if (std::is_same_v<decltype(reader), const RecordReader&> && isNone(found))
+        if (std::is_same_v<decltype(reader), const RecordReader&> && isNone(found)) {
             found.time = time;
+        }
     });
     return isOpen ? found : getInitialTransition(id, time, noInitial);
 }
@@ -280,8 +304,9 @@ void TransitionQueries::getTransFromTempBuf(std::uint32_t id, DrawingFilter& fil
 Transition TransitionQueries::getInitialTransition(std::uint32_t id, long long time, bool noInitial)
 {
     Transition initial;
-    if (noInitial || !m_store.initialValues || !m_store.initialValues->get(id, initial.value))
+    if (noInitial || !m_store.initialValues || !m_store.initialValues->get(id, initial.value)) {
         return noTransition(time);
+    }
     return initial;
 }
 
@@ -301,8 +326,9 @@ void TransitionQueries::traverseAllTransition()
             }
             const MutexLock lock(m_store.stripe(other));
             const Transition initial = getInitialTransition(other, 0, false);
-            if (!isNone(initial))
+            if (!isNone(initial)) {
                 log.enter(other, initial.time, initial.value);
+            }
         }
         nextId = id + 1;
 
@@ -313,11 +339,13 @@ void TransitionQueries::traverseAllTransition()
             list.push_back(getCurrentTransition(id, 0));
         } else if (getTransInfo(id, first, last, kind)) {
             getTransitions(id, 0, BlockReader::advance(last, 1), 0, list);
-            if (!list.empty() && isNone(list.back()) && list.back().time == last)
+            if (!list.empty() && isNone(list.back()) && list.back().time == last) {
                 list.back() = getCurrentTransition(id, last);
+            }
         }
-        for (const Transition& transition : list)
+        for (const Transition& transition : list) {
             log.enter(id, transition.time, transition.value);
+        }
         list.clear();
     }
     log.write(kReadLogPath);

@@ -29,12 +29,13 @@ std::size_t findChild(const BTreeElem& node, long long time)
     std::size_t middle = 0;
     while (begin < end) {
         middle = begin + (end - begin - 1) / 2;
-        if (time < children[middle]->firstTime)
+        if (time < children[middle]->firstTime) {
             end = middle;
-        else if (time > children[middle]->lastTime)
+        } else if (time > children[middle]->lastTime) {
             begin = middle + 1;
-        else
+        } else {
             break;
+        }
     }
     return middle;
 }

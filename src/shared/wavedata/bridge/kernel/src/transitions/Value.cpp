@@ -28,15 +28,17 @@ Value::Value(Value&& other) noexcept
 
 Value& Value::operator=(const Value& other)
 {
-    if (this == &other)
+    if (this == &other) {
         return *this;
+    }
     if (other.m_type == ValueString) {
         setString(other.getString());
         return *this;
     }
     setBits(other.m_type, other.m_payload);
-    if (other.m_type == ValueNone || other.m_type == ValueByte)
+    if (other.m_type == ValueNone || other.m_type == ValueByte) {
         m_aux = other.m_aux;
+    }
     return *this;
 }
 
@@ -65,8 +67,9 @@ void Value::setString(const char* text)
 {
     const std::size_t size = text ? std::strlen(text) : 0;
     char* const copy = new char[size + 1];
-    if (size > 0)
+    if (size > 0) {
         std::memcpy(copy, text, size);
+    }
     copy[size] = '\0';
     setBits(ValueString, reinterpret_cast<std::uintptr_t>(copy));
 }
@@ -78,12 +81,14 @@ void Value::markDense()
 
 void Value::unmarkDense(ValueType type)
 {
-    if (m_type != ValueDense)
+    if (m_type != ValueDense) {
         return;
-    if (type == ValueString)
+    }
+    if (type == ValueString) {
         setString(nullptr);
-    else
+    } else {
         m_type = type;
+    }
 }
 
 void Value::freeText()

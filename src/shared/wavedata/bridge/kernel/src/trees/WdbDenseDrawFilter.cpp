@@ -32,8 +32,9 @@ void WdbDenseDrawFilter::reset()
 void WdbDenseDrawFilter::addDenseEvent(const DenseEvent& event)
 {
     m_pending = event;
-    if (m_pending.type == DenseEvent::Dense)
+    if (m_pending.type == DenseEvent::Dense) {
         m_pending.type = DenseEvent::Block;
+    }
 }
 
 void WdbDenseDrawFilter::addSimpleEvent(long long time, unsigned char value)
@@ -66,8 +67,9 @@ void WdbDenseDrawFilter::addUntrimmedBlock(long long startTime, long long endTim
 WdbDenseDrawFilter::Command WdbDenseDrawFilter::process(DenseEvent& out)
 {
     if (m_queueState == Empty) {
-        if (m_pending.type == DenseEvent::Eof)
+        if (m_pending.type == DenseEvent::Eof) {
             return Finished;
+        }
         if (m_pending.type == DenseEvent::Blank) {
             out = m_pending;
             m_pending = DenseEvent();
@@ -92,17 +94,20 @@ WdbDenseDrawFilter::Command WdbDenseDrawFilter::process(DenseEvent& out)
 
     if (saturatingSubtract(reach, last.endTime) <= m_resolution) {
         if (isChange && (!m_keepSimple || m_pending.type != DenseEvent::Simple)) {
-            if (first.type == DenseEvent::Dense)
+            if (first.type == DenseEvent::Dense) {
                 mergeQueue(first, last);
-            else
+            } else {
                 makeDense(first);
+            }
             pushNextEvent();
             return NeedMore;
         }
-        if (first.type == DenseEvent::Block)
+        if (first.type == DenseEvent::Block) {
             makeDense(first);
-        if (hasTwo())
+        }
+        if (hasTwo()) {
             mergeQueue(first, last);
+        }
     } else if (last.type == DenseEvent::Block) {
         popBack();
         m_pending = DenseEvent();

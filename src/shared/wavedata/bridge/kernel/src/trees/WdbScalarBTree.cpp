@@ -44,8 +44,9 @@ void WdbScalarBTree::addFilteredValue(long long time, unsigned char value)
         return;
     }
     updateValue(value);
-    if (value == m_previousValue && m_previousTime >= 0 && m_previousTime != time)
+    if (value == m_previousValue && m_previousTime >= 0 && m_previousTime != time) {
         deleteLastValue(); // the pulse had no width
+    }
 }
 
 void WdbScalarBTree::deleteLastValue()
@@ -54,8 +55,9 @@ void WdbScalarBTree::deleteLastValue()
         m_record.deleteLastValue();
         m_lastValue = m_previousValue;
         m_lastTime = m_previousTime;
-        if (!m_record.isEmpty())
+        if (!m_record.isEmpty()) {
             return;
+        }
         if (m_state == Stored) {
             // Closed records stay closed: the next value opens a new one.
             m_store->dropRecord();
@@ -71,10 +73,11 @@ void WdbScalarBTree::deleteLastValue()
 
 void WdbScalarBTree::updateValue(unsigned char value)
 {
-    if (m_state == Stored && m_record.isEmpty())
+    if (m_state == Stored && m_record.isEmpty()) {
         m_store->updateClosedRecord(value);
-    else
+    } else {
         m_record.updateLastValue(value);
+    }
     m_lastValue = value;
 }
 
@@ -99,10 +102,11 @@ void WdbScalarBTree::reset()
 
 void WdbScalarBTree::appendToRecord(long long time, unsigned char value)
 {
-    if (m_record.isFull())
+    if (m_record.isFull()) {
         closeRecord(time);
-    else if (m_record.isEmpty() && m_store)
+    } else if (m_record.isEmpty() && m_store) {
         m_store->extendClosedRecord(time);
+    }
     m_record.addTimeValue(time, value);
 }
 

@@ -79,8 +79,9 @@ protected:
 
     void advance(bool skipRecord) override
     {
-        if (m_eof || stepInRecord(skipRecord))
+        if (m_eof || stepInRecord(skipRecord)) {
             return;
+        }
         m_eof = true;
     }
 
@@ -98,8 +99,9 @@ protected:
     bool stepInRecord(bool skipRecord)
     {
         ++m_index;
-        if (m_index < m_count && !skipRecord)
+        if (m_index < m_count && !skipRecord) {
             return true;
+        }
         m_count = 0;
         m_index = 0;
         return false;
@@ -164,12 +166,14 @@ protected:
 
     void advance(bool skipRecord) override
     {
-        if (m_eof || stepInPieces() || stepInRecord(skipRecord))
+        if (m_eof || stepInPieces() || stepInRecord(skipRecord)) {
             return;
+        }
         m_cursor.advance();
         m_eof = m_cursor.isAtEnd();
-        if (!m_eof && !isDense() && !takePieces())
+        if (!m_eof && !isDense() && !takePieces()) {
             readRecord();
+        }
     }
 
     bool fetch(DenseEvent& saved) override
@@ -178,8 +182,9 @@ protected:
             m_current = m_pieces[m_piece];
             return false;
         }
-        if (m_count != 0)
+        if (m_count != 0) {
             return RecordIterator::fetch(saved);
+        }
         if (!m_cursor.isDense()) {
             const WdbScalarTreeNode::Record& record = m_cursor.getRecord();
             fetchDenseRecord(record.firstTime, record.lastTime, record.lastValue, saved);
@@ -217,8 +222,9 @@ private:
     {
         const WdbScalarTreeNode::Record& record = m_cursor.getRecord();
         if (m_resolution <= 0 || record.secondDiff > m_resolution ||
-            (m_toTime > 0 && record.lastTime > m_toTime))
+            (m_toTime > 0 && record.lastTime > m_toTime)) {
             return false;
+        }
         long long start = record.firstTime;
         if (record.largestDiff > m_resolution && record.gapStart != record.lastTime) {
             addPieces(start, record.gapStart, record.gapStartValue);
@@ -230,8 +236,9 @@ private:
 
     void addPieces(long long startTime, long long endTime, unsigned char lastValue)
     {
-        if (startTime != endTime)
+        if (startTime != endTime) {
             m_pieces[m_pieceCount++] = makeBlock(startTime, endTime);
+        }
         m_pieces[m_pieceCount++] = makeSimple(endTime, lastValue);
     }
 
@@ -293,20 +300,23 @@ WdbScalarBTree::Iterator::~Iterator() = default;
 WdbTimeByteValue WdbScalarBTree::Iterator::operator*() const
 {
     WdbTimeByteValue answer;
-    if (m_current.type == DenseEvent::Blank)
+    if (m_current.type == DenseEvent::Blank) {
         return answer;
+    }
     answer.setTime(m_current.startTime);
-    if (m_current.type == DenseEvent::Simple)
+    if (m_current.type == DenseEvent::Simple) {
         answer.setValue(static_cast<char>(m_current.value));
-    else if (m_current.type == DenseEvent::Dense)
+    } else if (m_current.type == DenseEvent::Dense) {
         answer.setDenseDraw();
+    }
     return answer;
 }
 
 unsigned char WdbScalarBTree::Iterator::convertToByte(unsigned char value) const
 {
-    if (m_bitPosition < 0)
+    if (m_bitPosition < 0) {
         return value;
+    }
     return m_bitPosition < 8 ? static_cast<unsigned char>(value << m_bitPosition)
                              : static_cast<unsigned char>(0);
 }
@@ -331,8 +341,9 @@ void WdbScalarBTree::Iterator::setParameters(long long address, int bitPosition,
 
 void WdbScalarBTree::Iterator::fetchDenseEvent()
 {
-    if (passSimple())
+    if (passSimple()) {
         return;
+    }
     const auto setEof = [this](long long time) {
         m_current = DenseEvent();
         m_current.type = DenseEvent::Eof;
@@ -388,12 +399,14 @@ void WdbScalarBTree::Iterator::fetchDenseEvent()
 
 bool WdbScalarBTree::Iterator::passSimple()
 {
-    if (m_needFetch || m_index + 1 >= m_count || !m_filter.isPassing())
+    if (m_needFetch || m_index + 1 >= m_count || !m_filter.isPassing()) {
         return false;
+    }
     const long long time = m_times[m_index];
     const long long distance = saturatingSubtract(time, m_filter.getPendingTime());
-    if (distance <= std::max(m_resolution, 0LL) || (m_toTime > 0 && time > m_toTime))
+    if (distance <= std::max(m_resolution, 0LL) || (m_toTime > 0 && time > m_toTime)) {
         return false;
+    }
     m_filter.passSimple(time, m_values[m_index], m_current);
     ++m_index;
     return true;
@@ -401,16 +414,18 @@ bool WdbScalarBTree::Iterator::passSimple()
 
 void WdbScalarBTree::Iterator::skipRun()
 {
-    if (!m_filter.isInRun())
+    if (!m_filter.isInRun()) {
         return;
+    }
     const unsigned int start = m_index;
     long long end = m_filter.getRunEnd();
     while (m_index + 1 < m_count && saturatingSubtract(m_times[m_index], end) <= m_resolution) {
         end = m_times[m_index];
         ++m_index;
     }
-    if (m_index == start)
+    if (m_index == start) {
         return;
+    }
     const long long before = m_index - start > 1 ? m_times[m_index - 2] : m_filter.getRunEnd();
     m_filter.extendRun(before, end, m_values[m_index - 1]);
 }

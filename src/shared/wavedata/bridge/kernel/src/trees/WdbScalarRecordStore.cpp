@@ -11,8 +11,9 @@ using NodePointer = std::shared_ptr<WdbScalarTreeNode>;
 /// The node in `slot`, which nobody else sees from now on. Call it from the root down.
 WdbScalarTreeNode& own(NodePointer& slot)
 {
-    if (slot.use_count() > 1)
+    if (slot.use_count() > 1) {
         slot = std::make_shared<WdbScalarTreeNode>(*slot);
+    }
     return *slot;
 }
 
@@ -30,8 +31,9 @@ NodePointer addRecord(NodePointer& slot, const WdbScalarTreeNode::Record& record
     const bool hasRoom = node.getCount() < fanOut;
     NodePointer sibling;
     if (node.isBottom) {
-        if (!hasRoom)
+        if (!hasRoom) {
             sibling = std::make_shared<WdbScalarTreeNode>(true);
+        }
         (hasRoom ? node : *sibling).add(record, length);
         return sibling;
     }
@@ -40,8 +42,9 @@ NodePointer addRecord(NodePointer& slot, const WdbScalarTreeNode::Record& record
         refreshLast(node);
         return nullptr;
     }
-    if (!hasRoom)
+    if (!hasRoom) {
         sibling = std::make_shared<WdbScalarTreeNode>(false);
+    }
     (hasRoom ? node : *sibling).add(std::move(child));
     return sibling;
 }
@@ -67,10 +70,11 @@ void removeRecord(NodePointer& slot)
         return;
     }
     removeRecord(node.nodes.back());
-    if (node.nodes.back()->getCount() == 0)
+    if (node.nodes.back()->getCount() == 0) {
         node.removeLast();
-    else
+    } else {
         refreshLast(node);
+    }
 }
 
 /// Describes `count` pairs, at least one, at `block`. `nextDiff` is the distance behind the last.
@@ -83,8 +87,9 @@ WdbScalarTreeNode::Record describe(long long block, const long long* times,
     unsigned int gapStart = count - 1;
     for (unsigned int i = 1; i < count; ++i) {
         const long long diff = saturatingSubtract(times[i], times[i - 1]);
-        if (diff <= second)
+        if (diff <= second) {
             continue;
+        }
         if (diff > largest) {
             second = largest;
             largest = diff;
@@ -101,8 +106,9 @@ WdbScalarTreeNode::Record describe(long long block, const long long* times,
 const WdbScalarTreeNode& lastBottom(const WdbScalarTreeNode& root)
 {
     const WdbScalarTreeNode* node = &root;
-    while (!node->isBottom)
+    while (!node->isBottom) {
         node = node->nodes.back().get();
+    }
     return *node;
 }
 
@@ -114,8 +120,9 @@ WdbScalarRecordStore::WdbScalarRecordStore(WdbIBlockManager& records, unsigned i
 
 void WdbScalarRecordStore::saveRecord(WdbScalarTreeRecord& record)
 {
-    if (record.isEmpty() || !record.isModified())
+    if (record.isEmpty() || !record.isModified()) {
         return;
+    }
     WdbScalarTreeRecordImage image;
     image.assign(record);
     const char* const bytes = reinterpret_cast<const char*>(&image);
@@ -149,8 +156,9 @@ void WdbScalarRecordStore::closeRecord()
 
 void WdbScalarRecordStore::dropRecord()
 {
-    if (!m_isSaved)
+    if (!m_isSaved) {
         return;
+    }
     m_records->freeBlock(m_block, sizeof(WdbScalarTreeRecordImage));
     closeRecord();
     removeRecord(m_root);
@@ -163,8 +171,9 @@ void WdbScalarRecordStore::extendClosedRecord(long long nextTime)
     const long long length = saturatingSubtract(nextTime, old.firstTime);
     const long long oldLength =
         saturatingSubtract(bottom.getTotal(), bottom.getLengthBefore(bottom.getCount() - 1));
-    if (length == oldLength)
+    if (length == oldLength) {
         return;
+    }
     WdbScalarTreeRecordImage image;
     readRecord(old.block, image);
     const WdbScalarTreeNode::Record entry =

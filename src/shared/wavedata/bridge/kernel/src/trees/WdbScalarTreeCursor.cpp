@@ -12,8 +12,9 @@ WdbScalarTreeCursor::WdbScalarTreeCursor(const WdbIBlockManager& records,
 
 void WdbScalarTreeCursor::position()
 {
-    if (m_positioned)
+    if (m_positioned) {
         return;
+    }
     m_positioned = true;
     m_path.push(*m_root);
     if (m_target >= m_root->getTotal()) {
@@ -21,8 +22,9 @@ void WdbScalarTreeCursor::position()
             WdbScalarNodePath::Level& level = m_path.top();
             const unsigned int count = level.node->getCount();
             level.position = count == 0 ? 0 : count - 1;
-            if (level.node->isBottom)
+            if (level.node->isBottom) {
                 return;
+            }
             m_path.pushChild();
         }
     }
@@ -32,8 +34,9 @@ void WdbScalarTreeCursor::position()
         const std::vector<long long>& lengths = level.node->lengths;
         level.position = static_cast<unsigned int>(
             std::upper_bound(lengths.begin(), lengths.end(), target) - lengths.begin());
-        if (level.node->isBottom || level.position == level.node->getCount())
+        if (level.node->isBottom || level.position == level.node->getCount()) {
             return;
+        }
         target = saturatingSubtract(target, level.node->getLengthBefore(level.position));
         m_path.pushChild();
     }
@@ -44,12 +47,14 @@ void WdbScalarTreeCursor::advance()
     while (!m_path.isEmpty()) {
         WdbScalarNodePath::Level& level = m_path.top();
         if (!isDense() && level.position < level.node->getCount() &&
-            ++level.position < level.node->getCount())
+            ++level.position < level.node->getCount()) {
             break;
+        }
         m_path.pop();
     }
-    while (!m_path.isEmpty() && !isDense() && !m_path.top().node->isBottom)
+    while (!m_path.isEmpty() && !isDense() && !m_path.top().node->isBottom) {
         m_path.pushChild();
+    }
 }
 
 bool WdbScalarTreeCursor::isAtEnd() const
@@ -59,8 +64,9 @@ bool WdbScalarTreeCursor::isAtEnd() const
 
 const WdbScalarTreeRecordImage& WdbScalarTreeCursor::readRecord()
 {
-    if (!m_buffer)
+    if (!m_buffer) {
         m_buffer.reset(new WdbScalarTreeRecordImage);
+    }
     m_records->getBlock(getRecord().block, reinterpret_cast<char*>(m_buffer.get()),
                         sizeof(WdbScalarTreeRecordImage));
     m_buffer->numberOfValues =

@@ -24,10 +24,11 @@ void WdbScalarTreeNode::updateLast(long long length, long long diff)
 
 void WdbScalarTreeNode::removeLast()
 {
-    if (isBottom)
+    if (isBottom) {
         records.pop_back();
-    else
+    } else {
         nodes.pop_back();
+    }
     lengths.pop_back();
     largestDiff = previousLargestDiff;
 }
@@ -42,8 +43,9 @@ void WdbScalarTreeNode::addLength(long long length, long long diff)
 long long WdbScalarNodePath::getLengthBefore() const
 {
     long long length = 0;
-    for (const Level& level : m_levels)
+    for (const Level& level : m_levels) {
         length = saturatingAdd(length, level.node->getLengthBefore(level.position));
+    }
     return length;
 }
 

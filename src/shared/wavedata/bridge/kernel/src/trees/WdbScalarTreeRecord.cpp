@@ -22,14 +22,16 @@ WdbScalarTreeRecord::WdbScalarTreeRecord(unsigned int capacity)
 
 void WdbScalarTreeRecord::deleteLastValue()
 {
-    if (m_count == 0)
+    if (m_count == 0) {
         return;
+    }
     --m_count;
     m_modified = true;
     m_indexLength = getTimeLength();
     m_largestDiff = 0;
-    for (unsigned int i = 1; i < m_count; ++i)
+    for (unsigned int i = 1; i < m_count; ++i) {
         m_largestDiff = std::max(m_largestDiff, saturatingSubtract(m_times[i], m_times[i - 1]));
+    }
 }
 
 void WdbScalarTreeRecord::updateLastValue(unsigned char value)
@@ -42,8 +44,9 @@ void WdbScalarTreeRecord::updateLastValue(unsigned char value)
 
 void WdbScalarTreeRecord::close(long long nextTime)
 {
-    if (m_count == 0)
+    if (m_count == 0) {
         return;
+    }
     m_indexLength = saturatingSubtract(nextTime, m_times[0]);
     m_largestDiff = std::max(m_largestDiff, saturatingSubtract(nextTime, m_times[m_count - 1]));
     m_modified = true;
@@ -71,8 +74,9 @@ void WdbScalarTreeRecord::release()
 
 bool WdbScalarTreeRecord::grow()
 {
-    if (isFull())
+    if (isFull()) {
         return false;
+    }
     const unsigned int wanted = std::max(2U * m_allocated, kFirstAllocation);
     const unsigned int allocated = std::min<unsigned int>(wanted, m_capacity);
     const unsigned int bytesAsTimes = (allocated + 7) / 8;

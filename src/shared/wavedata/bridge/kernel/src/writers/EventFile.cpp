@@ -21,10 +21,11 @@ void EventFile::setName(const std::string& name)
 
 void EventFile::requireStorage() const
 {
-    if (isBroken())
+    if (isBroken()) {
         throw Qsim::OpenException(
             "QSim", __FILE__, "", __LINE__,
             "The simulation database file could be created, but not written.");
+    }
 }
 
 void EventFile::create(const std::string& snapshot, bool hasMark)
@@ -32,8 +33,9 @@ void EventFile::create(const std::string& snapshot, bool hasMark)
     m_manager.create(m_name);
     // Before anything can be read, so that no file is without what tells how much of it is whole.
     m_mark = WdbWholeMark();
-    if (hasMark)
+    if (hasMark) {
         m_mark.create(m_manager);
+    }
     embedSnapshot(m_manager, snapshot);
 }
 
@@ -47,18 +49,21 @@ void EventFile::createTexts()
 
 void EventFile::markWholeBefore(long long latest)
 {
-    if (latest > 0)
+    if (latest > 0) {
         m_mark.set(m_manager, latest - 1);
+    }
 }
 
 void EventFile::close(bool wasOpen)
 {
-    if (wasOpen && !isBroken())
+    if (wasOpen && !isBroken()) {
         m_mark.set(m_manager, WdbWholeMark::kClosed);
+    }
     m_manager.close();
-    if (wasOpen && isBroken())
+    if (wasOpen && isBroken()) {
         tellFailureHandler("Tracing to " + m_name +
                            " has stopped. The file is not closed; it holds what had reached it.");
+    }
 }
 
 } // namespace Tracewell

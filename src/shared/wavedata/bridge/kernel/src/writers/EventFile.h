@@ -31,8 +31,9 @@ public:
             create();
         } catch (const Qsim::OpenException&) {
             // What was read back from a storage that broke is no damage of the file's.
-            if (!m_manager.isOpen() || !isBroken())
+            if (!m_manager.isOpen() || !isBroken()) {
                 throw;
+            }
         }
         requireStorage();
     }

@@ -38,16 +38,18 @@ public:
     static void leave(Writer& writer)
     {
         Writer** link = &Writer::s_pWriter;
-        while (*link != &writer)
+        while (*link != &writer) {
             link = &(*link)->m_previousWriter;
+        }
         *link = writer.m_previousWriter;
     }
 
     static void traceVhdl(long long time, unsigned int /*id*/, unsigned int size,
                           unsigned char* old, unsigned char* value)
     {
-        if (Writer* const writer = Writer::getOpenWriter())
+        if (Writer* const writer = Writer::getOpenWriter()) {
             writer->writeEvent(time, addressOf(*writer, old), size, value);
+        }
     }
     static void traceVhdlScalar(long long /*time*/, unsigned int /*id*/, unsigned int /*size*/,
                                 const unsigned char* /*value*/)
@@ -58,15 +60,17 @@ public:
                           unsigned char* old, unsigned char* value, unsigned int firstBit,
                           unsigned int endBit)
     {
-        if (Writer* const writer = Writer::getOpenWriter())
+        if (Writer* const writer = Writer::getOpenWriter()) {
             writer->writeVector(time, addressOf(*writer, old), old, value, firstBit, endBit);
+        }
     }
     static void traceScObject(long long time, unsigned long long address, unsigned char* old,
                               unsigned char* value, unsigned int firstBit, unsigned int bitCount)
     {
         Writer* const writer = Writer::getOpenWriter();
-        if (!writer)
+        if (!writer) {
             return;
+        }
         writer->writeVector(time, static_cast<long long>(address), old, value, firstBit,
                             firstBit + bitCount);
         writer->finishScObject(time);
@@ -75,8 +79,9 @@ public:
                                      unsigned char* value, unsigned int offset, unsigned int size)
     {
         Writer* const writer = Writer::getOpenWriter();
-        if (!writer)
+        if (!writer) {
             return;
+        }
         writer->writeEvent(time, static_cast<long long>(address + offset), size, value);
         writer->finishScObject(time);
     }

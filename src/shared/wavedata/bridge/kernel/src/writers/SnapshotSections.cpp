@@ -16,8 +16,9 @@ constexpr unsigned int kSectionVersion = 1;
 void embedIfPresent(WdbFileManager& file, const char* sectionId, const std::string& path)
 {
     boost::system::error_code error;
-    if (boost::filesystem::is_regular_file(path, error))
+    if (boost::filesystem::is_regular_file(path, error)) {
         file.embedFileInNewSection(sectionId, kSectionVersion, path);
+    }
 }
 
 } // namespace

@@ -53,8 +53,9 @@ void mergeVector(const unsigned char* vector, const unsigned char* value, unsign
         const std::uint64_t b = std::uint64_t{source.b} << shift | carry.b;
         carry = {static_cast<std::uint32_t>(a >> 32), static_cast<std::uint32_t>(b >> 32)};
 
-        if (i + 1 == span.groups)
+        if (i + 1 == span.groups) {
             mask &= lastMask;
+        }
         const Group old = load(vector + place);
         const Group merged{choose(mask, static_cast<std::uint32_t>(a), old.a),
                            choose(mask, static_cast<std::uint32_t>(b), old.b)};

@@ -43,8 +43,9 @@ public:
     void pass(long long address, const unsigned char* vector, const unsigned char* value,
               unsigned int firstBit, unsigned int endBit, const Write& write)
     {
-        if (endBit <= firstBit)
+        if (endBit <= firstBit) {
             return;
+        }
         const VectorSpan span(firstBit, endBit);
         if (!span.isWholeGroups) {
             reserve(span.groups);
@@ -54,8 +55,9 @@ public:
         const unsigned long long place = static_cast<unsigned long long>(address) +
                                          std::uint64_t{span.firstGroup} * kBytesOfGroup;
         write(static_cast<long long>(place), span.groups * kBytesOfGroup, value);
-        if (m_groups > kMostGroupsKept)
+        if (m_groups > kMostGroupsKept) {
             release();
+        }
     }
 
 private:
@@ -64,8 +66,9 @@ private:
 
     void reserve(unsigned int groups)
     {
-        if (groups <= m_groups)
+        if (groups <= m_groups) {
             return;
+        }
         release();
         m_bytes.reset(new unsigned char[std::size_t{groups} * kBytesOfGroup]);
         m_groups = groups;

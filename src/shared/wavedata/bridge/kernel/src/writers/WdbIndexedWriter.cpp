@@ -53,9 +53,10 @@ void WdbIndexedWriter::create(const std::string& snapshot)
     constexpr unsigned int kDivision = WdbMultipleBucketBtreeDatabase::kBucketDivision;
 
     const auto addressSize = static_cast<unsigned long long>(std::max(m_addressSize, 0LL));
-    if (addressSize / kDivision >= std::numeric_limits<int>::max())
+    if (addressSize / kDivision >= std::numeric_limits<int>::max()) {
         throw Qsim::OpenException("QSim", __FILE__, "", __LINE__,
                                   "The address size needs too many buckets for an index by time.");
+    }
 
     m_file->create(snapshot, true);
 
@@ -90,11 +91,13 @@ void WdbIndexedWriter::setMaxTraceableSize(unsigned int) {}
 
 void WdbIndexedWriter::markCurrentTime(long long time)
 {
-    if (!m_eventDatabase)
+    if (!m_eventDatabase) {
         return;
+    }
     m_eventDatabase->setLatestTime(time);
-    if (m_file->isBroken())
+    if (m_file->isBroken()) {
         close();
+    }
 }
 
 void WdbIndexedWriter::setApplication(const std::string& application)
@@ -114,13 +117,15 @@ void WdbIndexedWriter::setCounters(long long begin, long long end)
 
 void WdbIndexedWriter::sync()
 {
-    if (!m_eventDatabase)
+    if (!m_eventDatabase) {
         return;
+    }
     // The texts first: an event that is in the file finds the text that it names.
     m_file->getTexts()->flush();
     m_eventDatabase->sync();
-    if (m_file->isBroken())
+    if (m_file->isBroken()) {
         return close();
+    }
     m_file->markWholeBefore(m_eventDatabase->getLatestTime());
 }
 
@@ -134,8 +139,9 @@ inline WdbIndexedWriter* WdbIndexedWriter::getOpenWriter()
 inline void WdbIndexedWriter::writeEvent(long long time, long long address, unsigned int length,
                                          const unsigned char* value)
 {
-    if (address >= m_countersBegin && address < m_countersEnd)
+    if (address >= m_countersBegin && address < m_countersEnd) {
         makeRoomForCounter(time, address);
+    }
     try {
         m_eventDatabase->writeEvent(time, address, length, value);
     } catch (const std::out_of_range&) {
@@ -151,16 +157,18 @@ void WdbIndexedWriter::makeRoomForCounter(long long time, long long address)
         counted = {time, 0};
     } else if (counted.changes == kMostInBlock) {
         counted.changes = 0;
-        if (WdbEventBtree* const tree = m_eventDatabase->findTree(address))
+        if (WdbEventBtree* const tree = m_eventDatabase->findTree(address)) {
             tree->filterAndSaveBlock();
+        }
     }
     ++counted.changes;
 }
 
 void WdbIndexedWriter::tellRefusal(long long address)
 {
-    if (m_isRefusalTold)
+    if (m_isRefusalTold) {
         return;
+    }
     m_isRefusalTold = true;
     std::cerr << "tracewell: " + m_file->getName() + ": a change at address " +
                      std::to_string(address) + " is left out, since it does not lie within the " +

@@ -47,8 +47,9 @@ void WdbLiveWriter::open(WriterMode mode, const std::string& snapshot, const std
 {
     using ZSIM::OutputFileNames;
 
-    if (mode != kLiveMode)
+    if (mode != kLiveMode) {
         std::exit(1);
+    }
     close();
     auto manager = std::make_unique<WdbSharedMemMgr>(
         true, OutputFileNames::getKernelExecDirName(OutputFileNames::getSnapshotName(snapshot), ""),
@@ -79,8 +80,9 @@ void WdbLiveWriter::restart()
 {
     stopWaiting();
     betweenChanges([&] {
-        if (!m_manager)
+        if (!m_manager) {
             return;
+        }
         m_manager->clear();
         m_manager->prepareForStart();
     });
@@ -91,8 +93,9 @@ void WdbLiveWriter::setMaxTraceableSize(unsigned int) {}
 void WdbLiveWriter::markCurrentTime(long long time)
 {
     betweenChanges([&] {
-        if (m_manager)
+        if (m_manager) {
             m_manager->putPacketMarkTime(time);
+        }
     });
 }
 
@@ -108,8 +111,9 @@ void WdbLiveWriter::setWaitHook(WaitHook hook)
 {
     betweenChanges([&] {
         m_waitHook = std::move(hook);
-        if (m_manager)
+        if (m_manager) {
             m_manager->setWaitHook(m_waitHook);
+        }
     });
 }
 
@@ -128,8 +132,9 @@ bool WdbLiveWriter::isViewerPresent() const
 void WdbLiveWriter::stopWaiting()
 {
     const MutexLock lock(m_managerMutex);
-    if (m_manager)
+    if (m_manager) {
         m_manager->shutDown();
+    }
 }
 
 /// Runs `action` while no change is on its way into the ring and none begins. Several callers take
@@ -138,24 +143,29 @@ template <class Action> void WdbLiveWriter::betweenChanges(const Action& action)
 {
     m_marking.fetch_add(1);
     MutexLock lock(m_mutex);
-    while (m_writing.load())
+    while (m_writing.load()) {
         lock.waitFor(m_changed, kLookAgain);
+    }
     action();
     m_marking.fetch_sub(1);
-    if (m_standsAside)
+    if (m_standsAside) {
         m_changed.notify_all();
+    }
 }
 
 inline void WdbLiveWriter::put(const WdbLivePacketContainer& change)
 {
     m_writing.store(true);
-    if (m_marking.load() != 0)
+    if (m_marking.load() != 0) {
         standAside();
-    if (m_manager)
+    }
+    if (m_manager) {
         m_manager->putPacket(&change);
+    }
     m_writing.store(false, std::memory_order_release);
-    if (m_marking.load(std::memory_order_relaxed) != 0)
+    if (m_marking.load(std::memory_order_relaxed) != 0) {
         announceEnd();
+    }
 }
 
 void WdbLiveWriter::announceEnd()
@@ -170,8 +180,9 @@ void WdbLiveWriter::standAside()
     m_writing.store(false);
     m_standsAside = true;
     m_changed.notify_all();
-    while (m_marking.load() != 0)
+    while (m_marking.load() != 0) {
         lock.wait(m_changed);
+    }
     m_standsAside = false;
     m_writing.store(true);
 }
@@ -186,16 +197,18 @@ inline void WdbLiveWriter::writeEvent(long long time, long long address, unsigne
     }
     WdbLivePacketContainer change;
     change.setData(time, length, address, value);
-    if (length <= kLongestWhole)
+    if (length <= kLongestWhole) {
         put(change);
-    else
+    } else {
         sendInPieces(change);
+    }
 }
 
 void WdbLiveWriter::tellRefusal(long long address)
 {
-    if (m_isRefusalTold)
+    if (m_isRefusalTold) {
         return;
+    }
     m_isRefusalTold = true;
     std::cerr
         << "tracewell: a change at the negative address " + std::to_string(address) +
@@ -208,22 +221,25 @@ void WdbLiveWriter::sendInPieces(const WdbLivePacketContainer& change)
 {
     std::list<WdbLivePacketContainer> pieces;
     change.splitContainer(pieces, kSplitSize);
-    for (const WdbLivePacketContainer& piece : pieces)
+    for (const WdbLivePacketContainer& piece : pieces) {
         put(piece);
+    }
 }
 
 void WdbLiveWriter::writeVector(long long time, long long address, const unsigned char* vector,
                                 const unsigned char* value, unsigned int firstBit,
                                 unsigned int endBit)
 {
-    if (endBit <= firstBit)
+    if (endBit <= firstBit) {
         return;
+    }
     const VectorSpan span(firstBit, endBit);
     unsigned char onStack[kGroupsOnStack * kBytesOfGroup];
     std::unique_ptr<unsigned char[]> onHeap;
     if (!span.isWholeGroups) {
-        if (span.groups > kGroupsOnStack)
+        if (span.groups > kGroupsOnStack) {
             onHeap.reset(new unsigned char[std::size_t{span.groups} * kBytesOfGroup]);
+        }
         unsigned char* const merged = onHeap ? onHeap.get() : onStack;
         mergeVector(vector, value, firstBit, endBit, merged);
         value = merged;

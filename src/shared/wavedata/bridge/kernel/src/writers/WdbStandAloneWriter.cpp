@@ -56,10 +56,11 @@ void WdbStandAloneWriter::create(const std::string& snapshot)
     const auto addressSize = static_cast<unsigned long long>(std::max(m_addressSize, 0LL));
     const unsigned int division =
         m_bucketDivision == 0 ? WdbEventDatabaseHeader::getBucketDivision() : m_bucketDivision;
-    if (addressSize / division >= std::numeric_limits<int>::max())
+    if (addressSize / division >= std::numeric_limits<int>::max()) {
         throw Qsim::OpenException("QSim", __FILE__, "", __LINE__,
                                   "The address size needs too many buckets. Please choose a larger "
                                   "bucket division.");
+    }
 
     std::unique_ptr<WdbIEventBlockDatabase> database(
         WdbEventBlockDatabaseFactory::getInstance().create(kTypeId, m_file->getManager()));
@@ -98,11 +99,13 @@ void WdbStandAloneWriter::setMaxTraceableSize(unsigned int) {}
 
 void WdbStandAloneWriter::markCurrentTime(long long time)
 {
-    if (!m_eventDatabase)
+    if (!m_eventDatabase) {
         return;
+    }
     m_eventDatabase->WdbMultipleBucketEventDatabase::setLatestTime(time);
-    if (m_file->isBroken())
+    if (m_file->isBroken()) {
         close();
+    }
 }
 
 void WdbStandAloneWriter::setApplication(const std::string& application)
@@ -113,19 +116,22 @@ void WdbStandAloneWriter::setApplication(const std::string& application)
 void WdbStandAloneWriter::setFilterRepeatedValue(bool filter)
 {
     m_filter = filter;
-    if (m_eventDatabase)
+    if (m_eventDatabase) {
         m_eventDatabase->setFilterRepeatedValue(filter);
+    }
 }
 
 void WdbStandAloneWriter::flush()
 {
-    if (!m_eventDatabase)
+    if (!m_eventDatabase) {
         return;
+    }
     // The texts first: an event that is in the file finds the text that it names.
     m_file->getTexts()->flush();
     m_eventDatabase->flush();
-    if (m_file->isBroken())
+    if (m_file->isBroken()) {
         return close();
+    }
     m_file->markWholeBefore(m_eventDatabase->getLatestTime());
 }
 

@@ -105,8 +105,9 @@ void addBits(DataBase& dataBase, long long time, unsigned int id, const unsigned
             const Planes before(old, bit / kBitsOfGroup);
             const std::uint32_t oldMask = 1U << bit % kBitsOfGroup;
             if ((before.low & oldMask) == (now.low & mask) &&
-                (before.high & oldMask) == (now.high & mask))
+                (before.high & oldMask) == (now.high & mask)) {
                 continue;
+            }
         }
         const int code = ((now.low & mask) != 0 ? 1 : 0) + ((now.high & mask) != 0 ? 2 : 0);
         dataBase.addVlogTransitionToDB(id + bit, time, static_cast<char>(code));
@@ -121,8 +122,9 @@ void addReals(DataBase& dataBase, long long time, unsigned int id, const unsigne
         const std::size_t place = std::size_t{i} * sizeof(double);
         Value now;
         now.setDouble(load<double>(value + place));
-        if (old == value || load<double>(old + place) != now.getDouble())
+        if (old == value || load<double>(old + place) != now.getDouble()) {
             dataBase.addTransitionToDB(id + firstBit / kBitsOfGroup + i, time, now);
+        }
     }
 }
 
@@ -142,8 +144,9 @@ WdbWriter::~WdbWriter()
     } catch (...) {
         // Nobody is left to tell.
     }
-    if (s_pWriter == this)
+    if (s_pWriter == this) {
         s_pWriter = nullptr;
+    }
 }
 
 void WdbWriter::open(WriterMode mode, const std::string& snapshot, const std::string& wdbFile,
@@ -168,10 +171,12 @@ long long WdbWriter::addString(const std::string&)
 
 void WdbWriter::close()
 {
-    if (!m_dataBase)
+    if (!m_dataBase) {
         return;
-    if (m_mode != kLiveMode)
+    }
+    if (m_mode != kLiveMode) {
         m_dataBase->saveTransitionToDisk();
+    }
     m_fileError = getFileError();
     m_dataBase.reset();
 }
@@ -183,21 +188,24 @@ int WdbWriter::getFileError() const
 
 void WdbWriter::restart()
 {
-    if (m_dataBase)
+    if (m_dataBase) {
         m_dataBase->restartDatabase();
+    }
 }
 
 void WdbWriter::setMaxTraceableSize(unsigned int size)
 {
     m_maxTraceableSize = size;
-    if (m_dataBase)
+    if (m_dataBase) {
         m_dataBase->setMaxTraceableSize(size);
+    }
 }
 
 void WdbWriter::markCurrentTime(long long time)
 {
-    if (DataBase* const dataBase = activeDataBase())
+    if (DataBase* const dataBase = activeDataBase()) {
         dataBase->addTimeMarkToDB(time);
+    }
 }
 
 void WdbWriter::setBaseDPOffset(long long) {}
@@ -224,27 +232,31 @@ void WdbWriter::traceVhdl(long long time, unsigned int id, unsigned int kind, un
                           unsigned char* value)
 {
     DataBase* const dataBase = activeDataBase();
-    if (dataBase && (old == value || !isSame(kind, old, value)))
+    if (dataBase && (old == value || !isSame(kind, old, value))) {
         add(*dataBase, time, id, kind, value);
+    }
 }
 
 void WdbWriter::traceVhdlScalar(long long time, unsigned int id, unsigned int kind,
                                 const unsigned char* value)
 {
-    if (DataBase* const dataBase = activeDataBase())
+    if (DataBase* const dataBase = activeDataBase()) {
         add(*dataBase, time, id, kind, value);
+    }
 }
 
 void WdbWriter::traceVlog(long long time, unsigned int id, unsigned int kind, unsigned char* old,
                           unsigned char* value, unsigned int firstBit, unsigned int endBit)
 {
     DataBase* const dataBase = activeDataBase();
-    if (!dataBase)
+    if (!dataBase) {
         return;
-    if (kind == kVlogKind)
+    }
+    if (kind == kVlogKind) {
         addBits(*dataBase, time, id, old, value, firstBit, endBit);
-    else if (kind == kRealKind)
+    } else if (kind == kRealKind) {
         addReals(*dataBase, time, id, old, value, firstBit, endBit);
+    }
 }
 
 void WdbWriter::traceScObject(long long, unsigned long long, unsigned char*, unsigned char*,

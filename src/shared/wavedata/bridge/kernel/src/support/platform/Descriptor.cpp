@@ -57,10 +57,12 @@ std::size_t readDescriptor(int descriptor, void* data, std::size_t size)
     std::size_t done = 0;
     while (done < size) {
         const ssize_t got = ::read(descriptor, static_cast<char*>(data) + done, size - done);
-        if (got < 0 && errno == EINTR)
+        if (got < 0 && errno == EINTR) {
             continue;
-        if (got <= 0)
+        }
+        if (got <= 0) {
             break;
+        }
         done += static_cast<std::size_t>(got);
     }
     return done;
@@ -71,10 +73,12 @@ std::size_t writeDescriptor(int descriptor, const void* data, std::size_t size)
     std::size_t done = 0;
     while (done < size) {
         const ssize_t put = ::write(descriptor, static_cast<const char*>(data) + done, size - done);
-        if (put < 0 && errno == EINTR)
+        if (put < 0 && errno == EINTR) {
             continue;
-        if (put <= 0)
+        }
+        if (put <= 0) {
             break;
+        }
         done += static_cast<std::size_t>(put);
     }
     return done;

@@ -54,12 +54,15 @@ std::size_t transfer(long long offset, std::size_t size, int errorAtZero, Step s
     while (done < size) {
         const std::size_t piece = std::min(size - done, kLargestTransfer);
         const ssize_t moved = step(done, piece, offset + static_cast<long long>(done));
-        if (moved < 0 && errno == EINTR)
+        if (moved < 0 && errno == EINTR) {
             continue;
-        if (moved == 0)
+        }
+        if (moved == 0) {
             errno = errorAtZero;
-        if (moved <= 0)
+        }
+        if (moved <= 0) {
             break;
+        }
         done += static_cast<std::size_t>(moved);
     }
     return done;
@@ -102,8 +105,9 @@ bool DescriptorFile::open(const std::string& path, Mode mode)
 
 bool DescriptorFile::close()
 {
-    if (!isOpen())
+    if (!isOpen()) {
         return true;
+    }
     // The descriptor is gone even when close reports EINTR, so there is no second attempt.
     return ::close(std::exchange(m_descriptor, -1)) == 0 || errno == EINTR;
 }

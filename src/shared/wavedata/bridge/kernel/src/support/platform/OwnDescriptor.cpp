@@ -11,8 +11,9 @@ namespace Tracewell {
 
 int ownDescriptor(int descriptor)
 {
-    if (descriptor < 0 || descriptor > STDERR_FILENO)
+    if (descriptor < 0 || descriptor > STDERR_FILENO) {
         return descriptor;
+    }
     const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     const int error = errno;
     ::close(descriptor);

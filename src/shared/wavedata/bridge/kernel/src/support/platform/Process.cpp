@@ -15,8 +15,9 @@ unsigned int getProcessId()
 long long getProcessTime(bool inSystem)
 {
     rusage usage = {};
-    if (::getrusage(RUSAGE_SELF, &usage) != 0)
+    if (::getrusage(RUSAGE_SELF, &usage) != 0) {
         return 0;
+    }
     const timeval& time = inSystem ? usage.ru_stime : usage.ru_utime;
     return time.tv_sec * 1000LL + time.tv_usec / 1000;
 }

@@ -18,13 +18,15 @@ std::string readAll(const std::string& path)
 {
     std::string text;
     DescriptorFile file;
-    if (!file.open(path, DescriptorFile::Mode::Read))
+    if (!file.open(path, DescriptorFile::Mode::Read)) {
         return text;
+    }
     // The system does not tell the size of such a file.
     char piece[4096];
     while (const std::size_t got =
-               file.readAt(static_cast<long long>(text.size()), piece, sizeof piece))
+               file.readAt(static_cast<long long>(text.size()), piece, sizeof piece)) {
         text.append(piece, got);
+    }
     return text;
 }
 
@@ -54,8 +56,9 @@ std::string withoutDeletedMark(const std::string& path)
 std::string findExecutable(const std::string& directory, const std::string& shortName)
 {
     const std::string executable = withoutDeletedMark(readLink(directory + "/exe"));
-    if (!executable.empty())
+    if (!executable.empty()) {
         return withoutDirectory(executable);
+    }
     const std::string commandLine = readAll(directory + "/cmdline");
     const std::string command = commandLine.substr(0, commandLine.find('\0'));
     return command.empty() ? shortName : withoutDirectory(command);
@@ -65,16 +68,18 @@ std::string findExecutable(const std::string& directory, const std::string& shor
 
 bool findProcess(int id, ProcessEntry& entry)
 {
-    if (id <= 0)
+    if (id <= 0) {
         return false;
+    }
     // "id (short name) state parent ...", where the short name may hold anything.
     const std::string directory = "/proc/" + std::to_string(id);
     const std::string status = readAll(directory + "/stat");
     const std::string::size_type nameBegin = status.find('(');
     const std::string::size_type nameEnd = status.rfind(") ");
     if (nameBegin == std::string::npos || nameEnd == std::string::npos || nameEnd < nameBegin ||
-        nameEnd + 4 >= status.size())
+        nameEnd + 4 >= status.size()) {
         return false;
+    }
     entry.parent = std::atoi(status.c_str() + nameEnd + 4);
     entry.executable =
         findExecutable(directory, status.substr(nameBegin + 1, nameEnd - nameBegin - 1));

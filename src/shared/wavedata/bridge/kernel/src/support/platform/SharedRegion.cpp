@@ -73,8 +73,9 @@ enum class NameState { Absent, SameFile, OtherFile };
 NameState compareName(const std::string& name, int descriptor)
 {
     const int other = openName(name, 0);
-    if (other < 0)
+    if (other < 0) {
         return NameState::Absent;
+    }
     struct stat own;
     struct stat named;
     const bool same = ::fstat(descriptor, &own) == 0 && ::fstat(other, &named) == 0 &&
@@ -128,8 +129,9 @@ SharedRegion::Outcome SharedRegion::create(const std::string& name, std::size_t 
             const int error = reserveSpace(m_descriptor, size);
             return error == 0 ? map(size) : fail(Outcome::Failed, error);
         }
-        if (errno != EAGAIN)
+        if (errno != EAGAIN) {
             return outcome;
+        }
     }
     return fail(Outcome::Failed, EAGAIN);
 }
@@ -142,28 +144,36 @@ SharedRegion::Outcome SharedRegion::makeFile()
     m_descriptor = openName(m_name, O_CREAT | O_EXCL);
     if (m_descriptor >= 0) {
         // Whoever came between took the new file for a stale one.
-        if (!takeLock(m_descriptor, kCreatorLock))
+        if (!takeLock(m_descriptor, kCreatorLock)) {
             return failLock(Outcome::HasCreator);
-        if (compareName(m_name, m_descriptor) != NameState::SameFile)
+        }
+        if (compareName(m_name, m_descriptor) != NameState::SameFile) {
             return tryAgain();
+        }
         m_isCreator = true;
         return Outcome::Done;
     }
-    if (errno != EEXIST)
+    if (errno != EEXIST) {
         return fail(Outcome::Failed, errno);
+    }
 
     m_descriptor = openName(m_name, 0);
-    if (m_descriptor < 0)
+    if (m_descriptor < 0) {
         return errno == ENOENT ? tryAgain() : failOpen();
+    }
     struct stat status;
-    if (::fstat(m_descriptor, &status) != 0 || !isOwn(status))
+    if (::fstat(m_descriptor, &status) != 0 || !isOwn(status)) {
         return fail(Outcome::OtherOwner, EACCES);
-    if (!S_ISREG(status.st_mode))
+    }
+    if (!S_ISREG(status.st_mode)) {
         return fail(Outcome::OtherKind, EEXIST);
-    if (!takeLock(m_descriptor, kCreatorLock))
+    }
+    if (!takeLock(m_descriptor, kCreatorLock)) {
         return failLock(Outcome::HasCreator);
-    if (compareName(m_name, m_descriptor) == NameState::SameFile)
+    }
+    if (compareName(m_name, m_descriptor) == NameState::SameFile) {
         ::shm_unlink(m_name.c_str());
+    }
     return tryAgain();
 }
 
@@ -173,37 +183,46 @@ SharedRegion::Outcome SharedRegion::open(const std::string& name, std::size_t si
     close();
     m_name = name;
     const Outcome outcome = find(size);
-    if (outcome != Outcome::Done)
+    if (outcome != Outcome::Done) {
         return outcome;
-    if (partner && compareName(partner->m_name, partner->m_descriptor) != NameState::SameFile)
+    }
+    if (partner && compareName(partner->m_name, partner->m_descriptor) != NameState::SameFile) {
         return fail(Outcome::PartnerReplaced, EAGAIN);
+    }
     return takeLock(m_descriptor, kOpenerLock) ? map(size) : failLock(Outcome::HasOpener);
 }
 
 SharedRegion::Outcome SharedRegion::find(std::size_t size)
 {
     m_descriptor = openName(m_name, 0);
-    if (m_descriptor < 0)
+    if (m_descriptor < 0) {
         return failOpen();
+    }
     struct stat status;
-    if (::fstat(m_descriptor, &status) != 0 || !isOwn(status))
+    if (::fstat(m_descriptor, &status) != 0 || !isOwn(status)) {
         return fail(Outcome::OtherOwner, EACCES);
-    if (!S_ISREG(status.st_mode))
+    }
+    if (!S_ISREG(status.st_mode)) {
         return fail(Outcome::OtherKind, EINVAL);
-    if (!isLockedByOther(m_descriptor, kCreatorLock))
+    }
+    if (!isLockedByOther(m_descriptor, kCreatorLock)) {
         return fail(Outcome::CreatorGone, ENOENT);
-    if (static_cast<unsigned long long>(status.st_size) < size)
+    }
+    if (static_cast<unsigned long long>(status.st_size) < size) {
         return fail(Outcome::TooSmall, EINVAL);
+    }
     return Outcome::Done;
 }
 
 void SharedRegion::close()
 {
-    if (m_data)
+    if (m_data) {
         ::munmap(std::exchange(m_data, nullptr), m_size);
+    }
     // The lock is still ours, so nobody puts another region under the name between the two calls.
-    if (m_isCreator && compareName(m_name, m_descriptor) == NameState::SameFile)
+    if (m_isCreator && compareName(m_name, m_descriptor) == NameState::SameFile) {
         ::shm_unlink(m_name.c_str());
+    }
     m_isCreator = false;
     closeDescriptor();
 }
@@ -224,8 +243,9 @@ SharedRegion::Outcome SharedRegion::map(std::size_t size)
 {
     void* const data =
         ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, m_descriptor, 0);
-    if (data == MAP_FAILED)
+    if (data == MAP_FAILED) {
         return fail(Outcome::NotMapped, errno);
+    }
     m_data = static_cast<char*>(data);
     m_size = size;
     return Outcome::Done;
@@ -233,8 +253,9 @@ SharedRegion::Outcome SharedRegion::map(std::size_t size)
 
 void SharedRegion::closeDescriptor()
 {
-    if (m_descriptor >= 0)
+    if (m_descriptor >= 0) {
         ::close(std::exchange(m_descriptor, -1));
+    }
 }
 
 SharedRegion::Outcome SharedRegion::fail(Outcome outcome, int error)
