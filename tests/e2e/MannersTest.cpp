@@ -98,6 +98,9 @@ TEST_F(Manners, wrongUsageIsOneLineOfOurOwnWords)
         {"import in.vcd x.wdb --store Events", "did you mean events?"},
         {"import in.vcd x.wdb --sync nan", "no number above 0"},
         {"import in.vcd x.wdb --sync 1e400", "no number above 0"},
+        {"import --sync in.vcd x.wdb", "--sync: \"in.vcd\" is no number above 0"},
+        {"import --store in.vcd x.wdb", "--store: \"in.vcd\" is none of events"},
+        {"draw --from run.wdb", "--from: \"run.wdb\" is no time; write a number"},
         {"values run.wdb a --csv --json", "exclude each other"},
         {"replay in.vcd", "--live, which is missing"},
         {"values run.wdb a --to \"$(printf '\\033[2J')\"", "\xEF\xBF\xBD[2J\" is no time"},
@@ -110,6 +113,26 @@ TEST_F(Manners, wrongUsageIsOneLineOfOurOwnWords)
     }
     EXPECT_EQ(shell("help import").out, shell("import --help").out);
     EXPECT_EQ(shell("-V").out, shell("version").out);
+}
+
+TEST_F(Manners, anInputOrATimeThatCannotBeTakenIsNamedWithTheRemedy)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"import . x.wdb", "tracewell: .: this is a directory; name a file in it\n"},
+        {"import - x.wdb <.", "tracewell: standard input: this is a directory; .*"},
+        {"import - x.wdb <&-", "tracewell: standard input: the stream is closed; redirect .*"},
+        {"import /dev/stdin x.wdb <&-", "tracewell: /dev/stdin: the stream is closed; .*"},
+        {"info /dev/stdin <&-", "tracewell: /dev/stdin: the stream is closed; .*"},
+        {"values run.wdb a --to 1e30",
+         "tracewell: --to: \"1e30\" lies beyond .* give an earlier one\n"},
+        {"next run.wdb 1e30 a", "tracewell: TIME: \"1e30\" lies beyond .*"},
+        {"diff run.wdb in.vcd --from 1e30", "tracewell: --from: \"1e30\" lies beyond .*"},
+    };
+    for (const auto& [arguments, line] : cases) {
+        const Outcome outcome = shell(arguments);
+        EXPECT_NE(outcome.exitCode(), 0) << arguments;
+        EXPECT_THAT(outcome.err, MatchesRegex(line)) << arguments;
+    }
 }
 
 TEST_F(Manners, aFailingCommandLeavesWhatWasThereThroughLinksToo)

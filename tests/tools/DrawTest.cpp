@@ -6,11 +6,13 @@
 #include "draw/Picture.h"
 #include "draw/TimeRuler.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cmath>
 #include <random>
 #include <regex>
+#include <set>
 
 using namespace tracewell;
 using ::testing::AllOf;
@@ -139,6 +141,34 @@ TEST_F(Draw, pictureIsWellFormedAndShowsEverySortOfValue)
                                Not(HasSubstr("gr\xFCn"))));
 }
 
+TEST_F(Draw, everyChangeOfALevelsStrengthIsToBeSeen)
+{
+    RecordingBuilder builder(path(), "$var wire 1 ! s $end\n$enddefinitions $end\n");
+    const std::string letters = "l0h1zl1hz0ll";
+    for (std::size_t i = 0; i < letters.size(); ++i) {
+        builder.letters(static_cast<long long>(10 * i), "s", std::string(1, letters[i]));
+    }
+    builder.close();
+    const std::string picture = svg({"--all"});
+    std::set<std::string> places;
+    for (const char* style : {"lv", "wk", "hz"}) {
+        const std::string start = fmt::format("<path class=\"{}\" d=\"", style);
+        const std::size_t from = picture.find(start);
+        ASSERT_NE(from, std::string::npos) << style;
+        std::string place;
+        for (std::size_t i = from + start.size(); picture[i] != '"'; ++i) {
+            if (picture[i] == 'M' || picture[i] == 'H') {
+                place = picture.substr(i + 1, picture.find_first_of(" HMV\"", i + 1) - i - 1);
+            } else if (picture[i] == 'V') {
+                places.insert(place);
+            }
+        }
+    }
+    EXPECT_EQ(places.size(), letters.size() - 2) << "the last letter is no change";
+    // From l to 0 and back: nothing but a tick across the line.
+    EXPECT_EQ(count(picture, " 5.5V11.5"), 2u);
+}
+
 TEST_F(Draw, stretchWithMoreChangesThanPixelsIsABar)
 {
     RecordingBuilder builder(path(), kLooks);
@@ -251,6 +281,10 @@ TEST_F(Draw, whatIsNotThereIsSaid)
         EXPECT_EQ(behind.code, 1);
         EXPECT_THAT(behind.error, HasSubstr("the recording ends at 100 ns"));
     }
+    RecordingBuilder(path(), "$timescale 1 ns $end\n$enddefinitions $end\n").close();
+    const Result nothing = run({"draw", path()});
+    EXPECT_EQ(nothing.code, 1);
+    EXPECT_THAT(nothing.error, HasSubstr("run.wdb: there is nothing to draw"));
 }
 
 TEST_F(Draw, manySignalsAreCutToALimitThatIsTold)
@@ -345,7 +379,7 @@ TEST(TimeRuler, putsRoundTimesWhereTheyBelongAndApart)
             const double place = tick.position * width;
             ASSERT_GT(place, end);
             end = place + 6 * static_cast<double>(tick.label.size());
-            const auto time = static_cast<double>(text.parse(tick.label, Rounding::Down));
+            const auto time = static_cast<double>(text.parse("--to", tick.label, Rounding::Down));
             ASSERT_NEAR(time, static_cast<double>(window.from) + tick.position * span,
                         1 + 1e-6 * static_cast<double>(window.to))
                 << tick.label;

@@ -55,16 +55,16 @@ TEST(TimeText, readsTimesInUnitsOfTheTimescale)
         SCOPED_TRACE(c.text);
         const TimeText text = unitOf(c.factor, c.exponent);
         ASSERT_TRUE(isTimeArgument(c.text));
-        EXPECT_EQ(text.parse(c.text, Rounding::Down), c.down);
-        EXPECT_EQ(text.parse(c.text, Rounding::Up), c.up);
+        EXPECT_EQ(text.parse("--to", c.text, Rounding::Down), c.down);
+        EXPECT_EQ(text.parse("--to", c.text, Rounding::Up), c.up);
     }
     for (const char* bad : {"", "us", "12q", "1.2.3", "-5", "1e", "0x10", "12 us x", "1e+", "."}) {
         EXPECT_FALSE(isTimeArgument(bad)) << bad;
     }
-    EXPECT_EQ(TimeText().parse("17", Rounding::Down), 17);
-    EXPECT_THROW(TimeText().parse("17ns", Rounding::Down), Failure);
+    EXPECT_EQ(TimeText().parse("--to", "17", Rounding::Down), 17);
+    EXPECT_THROW(TimeText().parse("--to", "17ns", Rounding::Down), Failure);
     for (const char* late : {"1e30s", "1e300", "9223372036854775808", "9223.372036854775808s"}) {
-        EXPECT_THROW(unitOf(1, -15).parse(late, Rounding::Down), Failure) << late;
+        EXPECT_THROW(unitOf(1, -15).parse("--to", late, Rounding::Down), Failure) << late;
     }
 }
 
@@ -86,8 +86,8 @@ TEST(TimeText, readsBackWhatItWrites)
         const TimeText text = unitOf(factors[random() % 4], -static_cast<int>(random() % 19));
         const auto time = static_cast<long long>(random() >> 1 >> random() % 62);
         const std::string written = text.format(time);
-        EXPECT_EQ(text.parse(written, Rounding::Down), time) << written;
-        EXPECT_EQ(text.parse(written, Rounding::Up), time) << written;
+        EXPECT_EQ(text.parse("--to", written, Rounding::Down), time) << written;
+        EXPECT_EQ(text.parse("--to", written, Rounding::Up), time) << written;
     }
 }
 

@@ -44,11 +44,11 @@ CommonTime::CommonTime(const Timescale& a, const Timescale& b) : m_textOfA(a)
     m_text = TimeText({static_cast<unsigned long long>(unit), exponent, true});
 }
 
-long long CommonTime::parse(const std::string& text) const
+long long CommonTime::parse(std::string_view source, const std::string& text) const
 {
     const bool hasUnit = text.find('s') != std::string::npos;
-    return hasUnit ? m_text.parse(text, Rounding::Down)
-                   : ofA(m_textOfA.parse(text, Rounding::Down));
+    return hasUnit ? m_text.parse(source, text, Rounding::Down)
+                   : ofA(m_textOfA.parse(source, text, Rounding::Down));
 }
 
 long long CommonTime::scale(long long time, long long units)

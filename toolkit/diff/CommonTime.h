@@ -6,6 +6,7 @@
 #include "names/TimeText.h"
 
 #include <string>
+#include <string_view>
 
 namespace tracewell {
 
@@ -27,7 +28,8 @@ public:
     long long toB(long long time) const { return time / m_b; }
 
     /// A time argument: with a unit as it says, and in counts of the first run's timescale without.
-    long long parse(const std::string& text) const;
+    /// `source` is the option that it was given by.
+    long long parse(std::string_view source, const std::string& text) const;
     const TimeText& text() const { return m_text; }
 
 private:

@@ -18,6 +18,8 @@ namespace {
 
 /// Half of a bus's crossing.
 constexpr double kSlant = 3;
+/// Half of a mark across a line.
+constexpr double kTick = 3;
 
 std::string number(double value)
 {
@@ -51,6 +53,17 @@ struct LevelPath
         text += fmt::format("H{}", number(right));
         end = right;
         level = newLevel;
+    }
+
+    /// An edge to or from a line of another style.
+    void addEdge(double place, double from, double to)
+    {
+        if (place != end || from != level) {
+            text += fmt::format("M{} {}", number(place), number(from));
+        }
+        text += fmt::format("V{}", number(to));
+        end = place;
+        level = to;
     }
 };
 
@@ -134,28 +147,41 @@ void LaneDrawing::drawLevels()
     LevelPath weak;
     LevelPath floating;
     std::string high;
+    LevelPath* last = nullptr;
     for (const LaneSegment& segment : m_lane.segments) {
         const double left = place(segment.start);
         const double right = place(segment.end);
+        const auto add = [&](LevelPath& path, double level) {
+            if (last != nullptr && last != &path && last->end == left) {
+                LevelPath& edges = &path == &strong || last == &strong ? strong : weak;
+                const bool isStep = last->level != level;
+                // Where nothing but the strength changes, a tick says when.
+                edges.addEdge(left, isStep ? last->level : level - kTick,
+                              isStep ? level : level + kTick);
+            }
+            path.add(left, right, level);
+            last = &path;
+        };
         switch (segment.look) {
         case Look::High:
             high += fmt::format("M{} {}H{}V{}H{}Z", number(left), number(-m_amplitude),
                                 number(right), number(m_amplitude), number(left));
-            strong.add(left, right, -m_amplitude);
+            add(strong, -m_amplitude);
             break;
         case Look::Low:
-            strong.add(left, right, m_amplitude);
+            add(strong, m_amplitude);
             break;
         case Look::WeakHigh:
-            weak.add(left, right, -m_amplitude);
+            add(weak, -m_amplitude);
             break;
         case Look::WeakLow:
-            weak.add(left, right, m_amplitude);
+            add(weak, m_amplitude);
             break;
         case Look::HighImpedance:
-            floating.add(left, right, 0);
+            add(floating, 0);
             break;
         default:
+            last = nullptr;
             break;
         }
     }

@@ -30,6 +30,11 @@ bool leadsToClosedStream(const std::string& path)
            place.st_dev == root.st_dev && place.st_ino == root.st_ino;
 }
 
+bool isClosedStream(int stream)
+{
+    return s_hasClosed && (::fcntl(stream, F_GETFL) & O_PATH) != 0;
+}
+
 void prepareStandardStreams()
 {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

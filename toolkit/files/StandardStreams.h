@@ -16,6 +16,10 @@ void prepareStandardStreams();
 
 /// Whether a path, as /dev/stdout, leads to a standard stream that was closed then.
 bool leadsToClosedStream(const std::string& path);
+/// Whether a standard stream, by its descriptor, was closed then.
+bool isClosedStream(int stream);
+/// What a message says of an input that is such a stream.
+constexpr const char* kWhyClosedInput = "the stream is closed; redirect a file to it, or name one";
 
 /// Takes what a stream is given to a descriptor at once: the process may end behind any character.
 /// After a failure, errno has the reason.

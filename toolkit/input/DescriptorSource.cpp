@@ -3,6 +3,7 @@
 #include "input/DescriptorSource.h"
 
 #include "files/OwnFile.h"
+#include "files/StandardStreams.h"
 #include "input/InputFile.h"
 #include "text/Failure.h"
 
@@ -32,6 +33,12 @@ DescriptorSource::DescriptorSource(const std::string& path)
     if (m_descriptor < 0 || ::fstat(m_descriptor, &status) != 0) {
         throw Failure(fmt::format("{}: cannot be read: {}; check the name and its permissions",
                                   m_name, std::strerror(errno)));
+    }
+    if (path == "-" ? isClosedStream(m_descriptor) : leadsToClosedStream(path)) {
+        throw Failure(fmt::format("{}: {}", m_name, kWhyClosedInput));
+    }
+    if (S_ISDIR(status.st_mode)) {
+        throw Failure(fmt::format("{}: this is a directory; name a file in it", m_name));
     }
     if (S_ISREG(status.st_mode)) {
         m_size = static_cast<unsigned long long>(status.st_size);

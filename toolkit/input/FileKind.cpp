@@ -2,6 +2,7 @@
 
 #include "input/FileKind.h"
 
+#include "files/StandardStreams.h"
 #include "input/Content.h"
 #include "input/InputFile.h"
 #include "text/Counted.h"
@@ -81,6 +82,9 @@ FileKind findFileKind(const std::string& path)
         fail(path,
              fmt::format("cannot be examined: {}; check the name and the permissions on its way",
                          error.message()));
+    }
+    if (leadsToClosedStream(path)) {
+        fail(path, kWhyClosedInput);
     }
     if (std::filesystem::is_directory(status)) {
         fail(path, "this is a directory; name a .wdb file in it");

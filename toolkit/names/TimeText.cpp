@@ -175,6 +175,12 @@ bool isTimeArgument(std::string_view text)
     return takeApart(text, parts);
 }
 
+std::string whyNoTime(std::string_view text)
+{
+    return fmt::format("{} is no time; write a number and, if need be, a unit: 12.5us",
+                       quotation(text));
+}
+
 int TimeText::unitExponent(int exponent)
 {
     if (exponent >= 0) {
@@ -199,17 +205,17 @@ std::string TimeText::timescaleText() const
     return m_known ? format(1) : std::string();
 }
 
-long long TimeText::parse(std::string_view text, Rounding rounding) const
+long long TimeText::parse(std::string_view source, std::string_view text, Rounding rounding) const
 {
     Parts parts;
     if (!takeApart(text, parts)) {
-        throw Failure(fmt::format("{} is no time; write a number and, if need be, a unit: 12.5us",
-                                  quotation(text)));
+        throw Failure(fmt::format("{}: {}", source, whyNoTime(text)));
     }
     if (parts.unit != nullptr && !m_known) {
         throw Failure(
-            fmt::format("{}: the recording states no timescale; give the time as a plain number",
-                        quotation(text)));
+            fmt::format("{}: {} has a unit, and the recording states no timescale; give the time "
+                        "as a plain number",
+                        source, quotation(text)));
     }
 
     Wide value = parts.mantissa;
@@ -222,9 +228,9 @@ long long TimeText::parse(std::string_view text, Rounding rounding) const
         value *= 10;
     }
     const auto refuse = [&] {
-        throw Failure(fmt::format("the time {} lies beyond the latest that there is, {}; give an "
+        throw Failure(fmt::format("{}: {} lies beyond the latest time that there is, {}; give an "
                                   "earlier one",
-                                  quotation(text), format(kLatest)));
+                                  source, quotation(text), format(kLatest)));
     };
     if (power > 0 && value != 0) {
         refuse();

@@ -14,6 +14,8 @@ enum class Rounding { Down, Up };
 /// True for a time as a person writes it: a number of 0 or more, with a fraction or a power of ten
 /// if need be, then a unit (s, ms, us, ns, ps, fs, as, zs) or nothing: "12.5us", "1e6", "40 ns".
 bool isTimeArgument(std::string_view text);
+/// What a message says of any other text.
+std::string whyNoTime(std::string_view text);
 
 /// Turns times of one recording into text and back. A time is a count of the recording's timescale.
 class TimeText
@@ -28,9 +30,10 @@ public:
     std::string timescaleText() const;
 
     /// A time argument, see isTimeArgument. Without a unit it is in units of the timescale.
+    /// `source` is the option or argument that it was given by.
     /// \throws Failure when it lies beyond the largest time, and when it has a unit and the
-    /// timescale is not known.
-    long long parse(std::string_view text, Rounding rounding) const;
+    /// timescale is not known; the text begins with `source`.
+    long long parse(std::string_view source, std::string_view text, Rounding rounding) const;
 
     /// In the unit that reads best, and exact: "12.5 us"; the plain number without a timescale.
     std::string format(long long time) const;

@@ -30,11 +30,24 @@ bool takesValue(const CLI::Option& option)
     return option.get_items_expected_max() > 0;
 }
 
+/// Before what is missing is told: an option may have taken the file that stands behind it.
+std::string valueComplaint(CLI::Option& option, std::string value)
+{
+    const CLI::Validator* check = nullptr;
+    try {
+        check = option.get_validator(0);
+    } catch (const CLI::OptionNotFound&) {
+        return {};
+    }
+    const std::string found = (*check)(value);
+    return found.empty() ? found : fmt::format("{}: {}", option.get_name(), found);
+}
+
 /// Goes through the arguments of one command.
 class Reading
 {
 public:
-    explicit Reading(const CLI::App& command) : m_command(command) {}
+    explicit Reading(CLI::App& command) : m_command(command) {}
     std::string complaint(const std::vector<std::string>& words);
 
 private:
@@ -43,7 +56,7 @@ private:
     std::string positionals() const;
     std::string unknown(const std::string& name) const;
 
-    const CLI::App& m_command;
+    CLI::App& m_command;
     std::map<const CLI::Option*, int> m_counts;
     /// The last option word has its value in the next one.
     bool m_takesNext = false;
@@ -76,7 +89,7 @@ std::string Reading::option(const std::string& word, const std::string* next)
     m_takesNext = false;
     const bool isLong = word[1] == '-';
     const std::string name = isLong ? word.substr(0, word.find('=')) : word.substr(0, 2);
-    const CLI::Option* const option = m_command.get_option_no_throw(name);
+    CLI::Option* const option = m_command.get_option_no_throw(name);
     if (option == nullptr) {
         return unknown(isLong ? name : word);
     }
@@ -94,7 +107,8 @@ std::string Reading::option(const std::string& word, const std::string* next)
         return fmt::format("{} needs a value, {}", name, option->get_type_name());
     }
     m_takesNext = !hasValue;
-    return {};
+    return valueComplaint(*option,
+                          m_takesNext ? *next : word.substr(name.size() + (isLong ? 1 : 0)));
 }
 
 std::string Reading::unknown(const std::string& name) const
@@ -159,7 +173,7 @@ bool asksForHelp(const std::vector<std::string>& words)
 
 std::string usageComplaint(const CLI::App& app, const std::vector<std::string>& words)
 {
-    const CLI::App& command = *app.get_subcommand(words.front());
+    CLI::App& command = *app.get_subcommand(words.front());
     if (asksForHelp(words)) {
         return {};
     }

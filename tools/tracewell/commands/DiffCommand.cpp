@@ -132,8 +132,8 @@ Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDi
     const CommonTime time(a->declarations().timescale, b->declarations().timescale);
 
     RunComparison::Window window;
-    window.from = options.from.empty() ? window.from : time.parse(options.from);
-    window.to = options.to.empty() ? window.to : time.parse(options.to);
+    window.from = options.from.empty() ? window.from : time.parse("--from", options.from);
+    window.to = options.to.empty() ? window.to : time.parse("--to", options.to);
     if (window.to < window.from) {
         throw CLI::ValidationError("--to", fmt::format("{} lies before the start of the stretch",
                                                        time.text().format(window.to)));

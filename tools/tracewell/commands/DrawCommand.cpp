@@ -61,6 +61,11 @@ std::vector<Signal> chooseSignals(const WaveFile& file, const Options& options, 
                                   file.whyNoNames(), file.howToAskByPlace()));
     }
     std::vector<Signal> signals = allSignals(file);
+    if (signals.empty()) {
+        throw Failure(fmt::format("{}: there is nothing to draw, since its names have no signal; "
+                                  "name {}",
+                                  file.path(), file.howToAskByPlace()));
+    }
     if (signals.size() > kDefaultLanes) {
         note = fmt::format("The first {} of {} signals; name others to see them.", kDefaultLanes,
                            signals.size());

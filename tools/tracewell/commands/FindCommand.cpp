@@ -125,7 +125,7 @@ void run(const Options& options)
 
     Found found;
     found.signal = signals.front();
-    found.time = file.timeText().parse(options.time, Rounding::Down);
+    found.time = file.timeText().parse(kTimeArgument, options.time, Rounding::Down);
     const unsigned long long damages = file.damageLog().getCount();
     found.answer =
         findState(*database, file.storage(), found.signal, std::min(found.time, file.end()));

@@ -211,7 +211,7 @@ long long Follow::lastTime() const
 {
     return m_options.last.empty()
                ? 0
-               : m_recording.names().timeText().parse(m_options.last, Rounding::Up);
+               : m_recording.names().timeText().parse("--last", m_options.last, Rounding::Up);
 }
 
 void Follow::showSignals(std::vector<Signal> signals, long long last)

@@ -70,7 +70,7 @@ void run(const Options& options, Direction direction)
     WaveFile& file = *opened;
     // A time between two units has the one below before it and the one above behind it.
     const long long time = file.timeText().parse(
-        options.time, direction == Direction::Next ? Rounding::Down : Rounding::Up);
+        kTimeArgument, options.time, direction == Direction::Next ? Rounding::Down : Rounding::Up);
     const auto values = file.values(selectSignals(file, options.signals));
     Answer answer = findChange(*values, time, direction);
     if (!file.shortfalls().empty()) {

@@ -4,6 +4,7 @@
 
 #include <CLI/App.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <utility>
@@ -33,17 +34,17 @@ CLI::Option* addChoice(CLI::App& command, const std::string& name, Choice& value
         words.push_back(word);
         type += (type.empty() ? "" : "|") + word;
     }
-    const std::function<void(const std::string&)> take = [&value, choices, words,
-                                                          name](const std::string& given) {
+    const std::function<void(const std::string&)> take = [&value,
+                                                          choices](const std::string& given) {
         for (const auto& [word, choice] : choices) {
-            if (word == given) {
-                value = choice;
-                return;
-            }
+            value = word == given ? choice : value;
         }
-        throw CLI::ValidationError(name, noneOf(given, words));
     };
-    return command.add_option_function(name, take, description)->type_name(type);
+    const std::function<std::string(const std::string&)> check = [words](const std::string& given) {
+        const bool isKnown = std::find(words.begin(), words.end(), given) != words.end();
+        return isKnown ? std::string() : noneOf(given, words);
+    };
+    return command.add_option_function(name, take, description)->type_name(type)->check(check);
 }
 
 } // namespace tracewell

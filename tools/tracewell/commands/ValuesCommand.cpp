@@ -137,7 +137,8 @@ void run(const Options& options)
     WaveFile& file = *opened;
     TimeWindow window = options.window.window(file.timeText(), file.latestTime());
     if (!options.resolution.empty()) {
-        window.resolution = file.timeText().parse(options.resolution, Rounding::Down);
+        window.resolution =
+            file.timeText().parse("--resolution", options.resolution, Rounding::Down);
     }
     std::vector<Signal> signals = selectSignals(file, options.signals);
     options.radix.apply(file, signals);

@@ -2,8 +2,6 @@
 
 #include "commands/WindowOptions.h"
 
-#include "text/Message.h"
-
 #include <CLI/App.hpp>
 #include <fmt/format.h>
 
@@ -14,19 +12,15 @@ namespace tracewell {
 CLI::Validator timeArgument()
 {
     return CLI::Validator(
-        [](std::string& text) {
-            return isTimeArgument(text)
-                       ? std::string()
-                       : fmt::format("{} is no time; write a number and, if need be, a unit: "
-                                     "12.5us",
-                                     quotation(text));
-        },
+        [](std::string& text) { return isTimeArgument(text) ? std::string() : whyNoTime(text); },
         "", "time");
 }
 
 void addTimeArgument(CLI::App& command, std::string& time)
 {
-    command.add_option("TIME", time, "A number in units of the timescale, or with a unit (12.5us)")
+    command
+        .add_option(kTimeArgument, time,
+                    "A number in units of the timescale, or with a unit (12.5us)")
         ->required()
         ->check(timeArgument());
 }
@@ -48,10 +42,10 @@ TimeWindow WindowOptions::window(const TimeText& timeText, long long latestTime)
 {
     TimeWindow window;
     if (!m_from.empty()) {
-        window.from = timeText.parse(m_from, Rounding::Down);
+        window.from = timeText.parse("--from", m_from, Rounding::Down);
     }
-    window.to =
-        m_to.empty() ? std::max(latestTime, window.from) : timeText.parse(m_to, Rounding::Down);
+    window.to = m_to.empty() ? std::max(latestTime, window.from)
+                             : timeText.parse("--to", m_to, Rounding::Down);
     if (window.to < window.from) {
         throw CLI::ValidationError("--to", fmt::format("{} lies before the start of the stretch",
                                                        timeText.format(window.to)));

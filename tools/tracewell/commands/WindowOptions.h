@@ -36,6 +36,8 @@ private:
 /// Takes times as a person writes them: 12.5us, or plain numbers in units of the timescale.
 CLI::Validator timeArgument();
 
+constexpr const char* kTimeArgument = "TIME";
+
 /// The TIME of the commands that look at one.
 void addTimeArgument(CLI::App& command, std::string& time);
 
