@@ -223,6 +223,48 @@ TEST_P(LiveCommandsOfStore, whoeverIsAloneOrInterruptedEndsWell)
     expectTidy();
 }
 
+TEST_P(LiveCommandsOfStore, aDiskThatFillsAsFollowOpensOrClosesIsToldAndLeavesWhatWasThere)
+{
+    const std::string file = m_directory.path("a.wdb");
+    for (const std::string older : {"", "older"}) {
+        // In units of 512 bytes: the second is enough for all but what is stored at the end.
+        for (const std::string limit : {"1", "16"}) {
+            const bool isAtTheStart = limit == "1" && m_store == "events";
+            std::filesystem::remove(file);
+            if (!older.empty()) {
+                writeFile(file, older);
+            }
+            auto replay = start({"replay", "-", "--live"});
+            replay->write(declarations("top") + changes(0, kHalf));
+            RunningProgram follow({"/bin/sh", "-c", "ulimit -f " + limit + "; exec \"$@\"", "sh",
+                                   E2E_TRACEWELL, "follow", "a.wdb", "--store", m_store},
+                                  m_directory.path(""));
+            if (!isAtTheStart) {
+                replay->closeInput();
+            }
+            const std::string told = expectEnd(follow, 1).err;
+            EXPECT_NE(told.find(".wdb: cannot be written: File too large; "), std::string::npos)
+                << told;
+            EXPECT_NE(told.find("; make room "), std::string::npos) << told;
+            if (isAtTheStart) {
+                replay->signal(SIGINT);
+            }
+            replay->wait();
+            // The part that there is of events stays, as the file where there was none.
+            const bool hasPart = m_store == "events" && !isAtTheStart;
+            EXPECT_EQ(std::filesystem::exists(file), hasPart || !older.empty());
+            EXPECT_EQ(told.find("a.wdb.part-") != std::string::npos, hasPart && !older.empty());
+            if (!older.empty()) {
+                EXPECT_EQ(readFile(file), older);
+            } else if (hasPart) {
+                EXPECT_NE(run({"values", "a.wdb", "*"}).err.find("never closed"),
+                          std::string::npos);
+            }
+        }
+    }
+    expectTidy();
+}
+
 TEST_P(LiveCommandsOfStore, aKilledKernelLeavesAClosedFileAndAChannelForTheNext)
 {
     auto follow = start({"follow", "a.wdb", "--json", "--on-kernel-exit", "wait"});

@@ -13,6 +13,7 @@
 #include <random>
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 namespace {
 
@@ -171,7 +172,9 @@ TEST_P(TransitionDamage, isFoundWithItsPlace)
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.out, HasSubstr(GetParam().finding));
     EXPECT_EQ(run({"verify", path(), "--json"}).code, 1);
-    EXPECT_THAT(run({"info", path()}).error, HasSubstr("tracewell verify"));
+    const Result info = run({"info", path()});
+    EXPECT_THAT(info.error, HasSubstr("tracewell verify"));
+    EXPECT_THAT(info.out, Not(HasSubstr(" -"))) << "no size or place below 0";
 }
 
 // The clock comes first: a root with a full leaf and another one.
@@ -183,6 +186,7 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"valuesOffset", Start::Header, 32, 1u << 30, "initial values: the largest id"},
         Damage{"treeOffset", Start::Header, 40, 8, "overlaps something else"},
         Damage{"namesOffset", Start::Header, 60, ~0u, "debug data: "},
+        Damage{"namesFarBelow", Start::Header, 60, 1u << 31, "it starts at -922337203685"},
         Damage{"objectCount", Start::Tree, 8, 1u << 30, "the directory"},
         Damage{"recordCount", Start::Tree, 16, 5, "object 1, node at"},
         Damage{"twoTrees", Start::Tree, 32, 1, "object 1 has two trees"},

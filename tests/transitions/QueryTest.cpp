@@ -149,6 +149,36 @@ TEST_F(Query, drawingHidesRunsAndSaysWhereDataEnds)
     EXPECT_THAT(draw(*viewer, 1, 0, 300, 100), ElementsAre(denseAt(10), intAt(71), noneAt(200)));
 }
 
+TEST_F(Query, theEndOfARunHasTheKindOfAnObjectWithoutStoredValues)
+{
+    for (const ValueType kind : {ValueUInt32, ValueUInt64, ValueString}) {
+        SCOPED_TRACE(kind);
+        const auto base = open(DataBaseMode::Writer);
+        for (const long long time : {10, 11, 12, 40, 70}) {
+            Value value = valueOf(ValueUInt64, 5);
+            if (kind == ValueString) {
+                value.setString("text");
+            } else {
+                value.setBits(kind, 5);
+            }
+            base->addTransitionToDB(1, time, value);
+        }
+        base->addTransitionToDB(DataBase::kTimeMarkId, 100, Value());
+        base->saveTransitionToDisk();
+        const auto viewer = open(DataBaseMode::Viewer);
+        EXPECT_THAT(draw(*viewer, 1, 5, 60, 0),
+                    ElementsAre(noneAt(10), noneAt(11), noneAt(12), noneAt(40), noneAt(59)));
+        std::vector<Transition> drawn;
+        viewer->getTransitions(1, 5, 60, 5, drawn);
+        ASSERT_EQ(drawn.size(), 4U);
+        EXPECT_EQ(entryOf(drawn[0]), Entry(10, ValueDense, 0));
+        EXPECT_EQ(drawn[1].time, 12);
+        EXPECT_EQ(drawn[1].value.getType(), kind);
+        EXPECT_EQ(entryOf(drawn[2]), noneAt(40));
+        EXPECT_EQ(entryOf(drawn[3]), noneAt(59));
+    }
+}
+
 TEST_F(Query, traversalWritesTreesAndTheInitialValuesBeforeThem)
 {
     const auto former = std::filesystem::current_path();

@@ -7,6 +7,7 @@
 #include "wave/TreeValues.h"
 
 #include "ChannelRefusal.h"
+#include "QsimException.h"
 #include "StorageFailure.h"
 
 #include <fmt/format.h>
@@ -69,7 +70,13 @@ bool EventViewer::open(const SignalNames& names, const std::string& /*nameText*/
     m_reader->saveDbg(m_channel.debugFile());
     m_directory.emplace();
     const Tracewell::ChannelRefusal refusal;
-    m_reader->createReader(m_output, m_output, m_channel.number(), m_directory->path());
+    try {
+        m_reader->createReader(m_output, m_output, m_channel.number(), m_directory->path());
+    } catch (const Qsim::Exception&) {
+        // A file that could not be written looks damaged when it is read back.
+        tellFailure("nothing was recorded");
+        throw;
+    }
     // The reader keeps its drawing file open, and needs its place to begin anew alone.
     if (!mayBeginAnew) {
         m_directory.reset();
@@ -88,16 +95,25 @@ bool EventViewer::open(const SignalNames& names, const std::string& /*nameText*/
 void EventViewer::beginAnew(const SignalNames& names, const std::string& /*nameText*/)
 {
     m_reader->setMemFileSize(memorySize(names));
-    m_reader->relaunchAfterRestart();
+    try {
+        m_reader->relaunchAfterRestart();
+    } catch (const Qsim::Exception&) {
+        check();
+        throw;
+    }
 }
 
 void EventViewer::check() const
 {
+    tellFailure("what had reached the file is there, and it is not closed");
+}
+
+void EventViewer::tellFailure(const char* outcome) const
+{
     const Tracewell::MutexLock lock(m_failureMutex);
     if (!m_failure.empty()) {
-        throw Failure(fmt::format("{}: cannot be written: {}; what had reached the file is "
-                                  "there, and it is not closed; make room and follow again",
-                                  m_output, storageReason(m_failure)));
+        throw Failure(fmt::format("{}: cannot be written: {}; {}; make room and follow again",
+                                  m_output, storageReason(m_failure), outcome));
     }
 }
 

@@ -47,6 +47,9 @@ public:
     void whileSteady(const std::function<void()>& ask) override;
 
 private:
+    /// Throws where the storage has failed.
+    void tellFailure(const char* outcome) const;
+
     const LiveChannel& m_channel;
     std::string m_output;
     std::optional<PrivateDirectory> m_directory;
