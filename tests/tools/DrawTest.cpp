@@ -203,7 +203,8 @@ TEST(FitText, keepsWhatTellsMost)
                           {"deadbeef", TextForm::Digits, 5, "dead…"},
                           {"deadbeef", TextForm::Digits, 2, ""},
                           {"0.30000000000000004", TextForm::Real, 18, "0.3"},
-                          {"0.30000000000000004", TextForm::Real, 2, ""},
+                          {"0.30000000000000004", TextForm::Real, 2, ".3"},
+                          {"0.30000000000000004", TextForm::Real, 1, ""},
                           {"\"日本語\"", TextForm::Plain, 6, "\"日本…"}};
     for (const Case& c : cases) {
         LaneSegment segment;

@@ -53,11 +53,17 @@ Look lookOfBus(std::string_view letters)
     return isAllOf("01lhz") ? Look::BusFloating : Look::BusInPart;
 }
 
-/// A real in the most digits that fit; empty when even two are too long: one says too little.
+/// A real in the most digits that fit, the zero in front of the point left out before the last two
+/// are; empty when even these are too long: one says too little.
 std::string fitReal(double number, std::size_t room)
 {
     for (int digits = std::numeric_limits<double>::digits10; digits > 1; --digits) {
         std::string text = fmt::format("{:.{}g}", number, digits);
+        constexpr int kFewestDigits = 2;
+        const std::size_t zero = text.find_first_not_of('-');
+        if (digits == kFewestDigits && text.size() > room && text.compare(zero, 2, "0.") == 0) {
+            text.erase(zero, 1);
+        }
         if (text.size() <= room) {
             return text;
         }
