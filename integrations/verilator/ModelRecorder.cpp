@@ -6,14 +6,15 @@
 
 #include "EndWatch.h"
 #include "ModelNames.h"
+#include "recorder/OptionValues.h"
 #include "recorder/Recorder.h"
-#include "recorder/TimeOption.h"
+#include "text/Failure.h"
+#include "text/Message.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <optional>
@@ -26,11 +27,6 @@ namespace tracewell {
 
 namespace {
 
-void say(const std::string& line)
-{
-    std::fputs(("tracewell: " + line + "\n").c_str(), stderr);
-}
-
 void takeStore(const std::string& source, std::string_view store, RecorderOptions& options)
 {
     if (store == "transitions") {
@@ -38,7 +34,7 @@ void takeStore(const std::string& source, std::string_view store, RecorderOption
     } else if (store == "events") {
         options.store = Store::Events;
     } else {
-        say(fmt::format("{}{} is no store; there are events and transitions", source, store));
+        tell(fmt::format("{}{} {}", source, store, kNoStore));
     }
 }
 
@@ -51,16 +47,15 @@ void takeEnvironment(RecorderOptions& options)
         if (const std::optional<double> seconds = parseSeconds(text)) {
             options.syncSeconds = *seconds;
         } else {
-            say(fmt::format("TRACEWELL_SYNC={} is no number of seconds", text));
+            tell(fmt::format("TRACEWELL_SYNC={} {}", text, kNoSeconds));
         }
     }
     if (const char* const text = std::getenv("TRACEWELL_LIVE")) {
-        const std::optional<int> channel = *text == 0 ? 0 : parseNumber<int>(text);
-        if (channel && *channel >= 0 && *channel <= kMostChannels) {
+        if (const std::optional<int> channel = parseChannel(text)) {
             options.output.clear();
             options.channel = *channel;
         } else {
-            say(fmt::format("TRACEWELL_LIVE={} is no channel number", text));
+            tell(fmt::format("TRACEWELL_LIVE={} {}", text, kNoChannel));
         }
     }
 }
@@ -76,12 +71,10 @@ ModelRecorder* s_ending TRACEWELL_GUARDED_BY(s_openMutex) = nullptr;
 void takeLast(const Timescale& timescale, RecorderOptions& options)
 {
     if (const char* const text = std::getenv("TRACEWELL_LAST")) {
-        if (const std::optional<long long> time = parseTime(text, timescale)) {
-            options.window = *time;
-        } else {
-            say(fmt::format("TRACEWELL_LAST={} is no time; write a number, or one with a unit "
-                            "(2.5us)",
-                            text));
+        try {
+            options.window = TimeOption{"TRACEWELL_LAST", text}.in(TimeText(timescale));
+        } catch (const Failure& e) {
+            tell(e.what());
         }
     }
 }
@@ -133,9 +126,9 @@ bool ModelRecorder::State::open(const RecorderOptions& options)
     withWindow.window = window;
     takeLast(table.timescale, withWindow);
     if (table.variables.empty()) {
-        say("no variable is traced; does dumpvars() choose a scope that there is?");
+        tell("no variable is traced; does dumpvars() choose a scope that there is?");
     }
-    recorder.emplace(std::move(table), std::move(withWindow), &say);
+    recorder.emplace(std::move(table), std::move(withWindow), &tell);
     if (!recorder->open()) {
         return false;
     }
@@ -198,7 +191,7 @@ bool ModelRecorder::openFile(const char* name, const char* store)
         takeStore("", store, options);
     }
     if (options.output.empty()) {
-        say("a trace needs a name for its file");
+        tell("a trace needs a name for its file");
         return false;
     }
     takeEnvironment(options);
@@ -218,9 +211,9 @@ bool ModelRecorder::open(const RecorderOptions& options)
 {
     close();
     if (!claim()) {
-        say(fmt::format("{}: another trace of this process is open, and there can be one; close "
-                        "that first",
-                        options.output.empty() ? "live" : options.output));
+        tell(fmt::format("{}: another trace of this process is open, and there can be one; close "
+                         "that first",
+                         options.output.empty() ? "live" : options.output));
         return false;
     }
     if (!m_state->open(options)) {
@@ -241,7 +234,7 @@ void ModelRecorder::setTime(std::uint64_t time)
 {
     if (isOpen()) {
         if (time > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) {
-            say(fmt::format("time {} is beyond what can be recorded; the trace ends", time));
+            tell(fmt::format("time {} is beyond what can be recorded; the trace ends", time));
             close();
             return;
         }

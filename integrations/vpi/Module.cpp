@@ -4,8 +4,9 @@
 
 #include "Session.h"
 
+#include "text/Message.h"
+
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -26,17 +27,12 @@ std::vector<std::string> commandLine()
     return arguments;
 }
 
-void complain(const std::string& line)
-{
-    std::fputs(("tracewell: " + line + "\n").c_str(), stderr);
-}
-
 Session& session()
 {
     if (!theSession()) {
         setTheSession(std::make_unique<Session>(readOptions(
             commandLine(), [](const char* name) -> const char* { return std::getenv(name); },
-            complain)));
+            tell)));
     }
     return *theSession();
 }
@@ -127,7 +123,7 @@ PLI_INT32 fileTask(PLI_BYTE8*)
         vpi_get_value(arguments[0], &value);
     }
     if (!value.value.str || *value.value.str == 0) {
-        complain(place() + " names no file; write $tracewell_file(\"run.wdb\")");
+        tell(place() + " names no file; write $tracewell_file(\"run.wdb\")");
     } else {
         session().chooseFile(value.value.str);
     }

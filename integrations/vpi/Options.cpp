@@ -2,7 +2,7 @@
 
 #include "Options.h"
 
-#include "recorder/TimeOption.h"
+#include "recorder/OptionValues.h"
 #include "text/NearestWord.h"
 
 #include <fmt/format.h>
@@ -64,20 +64,17 @@ public:
         } else if (key == "scope") {
             takeScopes(source, value);
         } else if (key == "start" || key == "stop" || key == "last") {
-            if (require(!value.empty(), source,
-                        "names no time; write a number, or one with a unit (2.5us)")) {
-                (key == "start"  ? m_options.start
-                 : key == "stop" ? m_options.stop
-                                 : m_options.last) = value;
-            }
+            takeTime(source, value,
+                     key == "start"  ? m_options.start
+                     : key == "stop" ? m_options.stop
+                                     : m_options.last);
         } else if (key == "sync") {
             const std::optional<double> seconds = parseSeconds(value);
-            if (require(seconds.has_value(), source, "is no number of seconds")) {
+            if (require(seconds.has_value(), source, kNoSeconds)) {
                 m_options.recorder.syncSeconds = *seconds;
             }
         } else if (key == "store") {
-            if (require(value == "events" || value == "transitions", source,
-                        "is no store; there are events and transitions")) {
+            if (require(value == "events" || value == "transitions", source, kNoStore)) {
                 m_options.recorder.store = value == "events" ? Store::Events : Store::Transitions;
             }
         } else {
@@ -124,11 +121,21 @@ private:
             meant.empty() ? "" : fmt::format(" (did you mean {}?)", meant)));
     }
 
+    void takeTime(const std::string& source, const std::string& value, TimeOption& option)
+    {
+        const std::string name = source.substr(0, source.find('='));
+        if (isTimeArgument(value)) {
+            option = {name, value};
+        } else {
+            m_isGood = false;
+            m_complain(fmt::format("{}: {}", name, whyNoTime(value)));
+        }
+    }
+
     void takeChannel(const std::string& source, const std::string& value)
     {
-        const std::optional<int> number = value.empty() ? 0 : parseNumber<int>(value);
-        if (require(number && *number >= 0 && *number <= kMostChannels, source,
-                    "is no channel number")) {
+        const std::optional<int> number = parseChannel(value);
+        if (require(number.has_value(), source, kNoChannel)) {
             m_options.isAsked = true;
             m_options.recorder.output.clear();
             m_options.recorder.channel = *number;

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "recorder/OptionValues.h"
 #include "recorder/Recorder.h"
 
 #include <functional>
@@ -41,9 +42,9 @@ struct Options
     /// else was complained of.
     std::string companion;
     std::vector<ScopeChoice> scopes;
-    std::string start;
-    std::string stop;
-    std::string last;
+    TimeOption start;
+    TimeOption stop;
+    TimeOption last;
 };
 
 /// `environment` gives a variable's value, null for none. What cannot be understood is told to

@@ -2,14 +2,13 @@
 
 #include "Session.h"
 
-#include "recorder/TimeOption.h"
-
+#include "text/Failure.h"
+#include "text/Message.h"
 #include "values/VcdValues.h"
 
 #include <fmt/format.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -84,8 +83,7 @@ Session::~Session()
 
 void Session::say(const std::string& line) const
 {
-    // One call, so that the lines of several threads do not mix.
-    std::fputs(("tracewell: " + line + "\n").c_str(), stderr);
+    tell(line);
 }
 
 void Session::chooseFile(const std::string& path)
@@ -152,28 +150,28 @@ void Session::chooseAll(unsigned int levels)
     }
 }
 
-/// None without the option, and with a line for what is no time.
-std::optional<long long> Session::timeOf(const std::string& option, const char* purpose) const
+/// None without the option, and with a line for a time beyond all. Its unit is known once the
+/// simulator runs.
+std::optional<long long> Session::timeOf(const TimeOption& option) const
 {
-    if (option.empty()) {
+    if (!option.isGiven()) {
         return std::nullopt;
     }
-    const std::optional<long long> time = parseTime(option, {1, timePrecision()});
-    if (!time) {
-        say(fmt::format("{} is no time to {} at; write a number, or one with a unit (2.5us)",
-                        option, purpose));
+    try {
+        return option.in(TimeText({1, timePrecision(), true}));
+    } catch (const Failure& e) {
+        say(e.what());
+        return std::nullopt;
     }
-    return time;
 }
 
 void Session::start()
 {
-    m_stop = timeOf(m_options.stop, "stop").value_or(m_stop);
-    m_start = timeOf(m_options.start, "start").value_or(m_start);
+    m_stop = timeOf(m_options.stop).value_or(m_stop);
+    m_start = timeOf(m_options.start).value_or(m_start);
     if (m_stop < m_start) {
-        say(fmt::format("nothing is recorded: the time to stop at, {}, comes before the one to "
-                        "start at, {}",
-                        m_options.stop, m_options.start));
+        say(fmt::format("nothing is recorded: {} comes before {}", m_options.stop.argument(),
+                        m_options.start.argument()));
         m_isOver = true;
         m_saysLate = false;
         return;
@@ -341,20 +339,15 @@ void Session::endStep(long long time)
     }
 }
 
-/// Its unit is known once the simulator runs.
 void Session::takeWindow()
 {
-    if (m_options.last.empty()) {
-        return;
+    const std::optional<long long> time = timeOf(m_options.last);
+    if (time && *time == 0) {
+        say(fmt::format("{} is less than the precision of the simulation, so all is recorded; "
+                        "give a longer time",
+                        m_options.last.argument()));
     }
-    const std::optional<long long> time = parseTime(m_options.last, {1, timePrecision()});
-    if (time && *time > 0) {
-        m_options.recorder.window = *time;
-    } else {
-        say(fmt::format("{} is no time to keep the last of, so all is recorded; write a number, or "
-                        "one with a unit (2.5us)",
-                        m_options.last));
-    }
+    m_options.recorder.window = time.value_or(0);
 }
 
 void Session::openRecorder()
@@ -522,8 +515,8 @@ void Session::end()
 void Session::explainNothing()
 {
     if (m_isChoosing && m_start > 0) {
-        say(fmt::format("nothing is recorded: the simulation ended before {}, the time to start at",
-                        m_options.start));
+        say(fmt::format("nothing is recorded: the simulation ended before {}",
+                        m_options.start.argument()));
     } else if (!m_design && !m_options.isAsked && !m_isGhdl && !m_options.companion.empty()) {
         say(fmt::format("nothing is recorded: {} needs +tracewell=run.wdb or +tracewell-live too",
                         m_options.companion));

@@ -56,7 +56,7 @@ private:
     static PLI_INT32 stopTimeCame(p_cb_data data);
 
     void begin();
-    std::optional<long long> timeOf(const std::string& option, const char* purpose) const;
+    std::optional<long long> timeOf(const TimeOption& option) const;
     void explainNothing();
     void choose();
     bool canChoose();

@@ -245,9 +245,16 @@ TEST_F(Verilator, troubleOfTheOutputIsALineAndTheRunGoesOn)
     EXPECT_EQ(read("err"), "tracewell: a trace needs a name for its file\n");
     EXPECT_EQ(simulate("ours", "out2.wdb 10 close nowhere"), 3);
     EXPECT_EQ(read("err"), "tracewell: nowhere is no store; there are events and transitions\n");
-    EXPECT_EQ(simulate("ours", "out2.wdb 10 close", "TRACEWELL_SYNC=soon TRACEWELL_LIVE=-1"), 3);
-    EXPECT_EQ(read("err"), "tracewell: TRACEWELL_SYNC=soon is no number of seconds\n"
-                           "tracewell: TRACEWELL_LIVE=-1 is no channel number\n");
+    EXPECT_EQ(simulate("ours", "out2.wdb 10 close",
+                       "TRACEWELL_SYNC=soon TRACEWELL_LIVE=-1 TRACEWELL_LAST=1lightyear"),
+              3);
+    EXPECT_EQ(read("err"),
+              "tracewell: TRACEWELL_SYNC=soon is no number of seconds; write 0.5, say, or "
+              "0 for never\n"
+              "tracewell: TRACEWELL_LIVE=-1 is no channel number; write one from 0 to "
+              "1000000\n"
+              "tracewell: TRACEWELL_LAST: \"1lightyear\" is no time; write a number "
+              "and, if need be, a unit: 12.5us\n");
 }
 
 TEST_F(Verilator, viewerSeesARunThatGoesOn)

@@ -211,10 +211,15 @@ TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
              {"+tracewell=run.wdb +tracewell-stop=1 +tracewell-start=2", "nothing is recorded"},
              {"+tracewell=run.wdb +tracewell-start=1000000", "nothing is recorded"},
              {"+tracewell-scope=counter", "nothing is recorded"},
-             {"+tracewell=/", "/: is no regular file"},
+             {"+tracewell=/", "/: this is a directory; name a file in it"},
              {"+tracewell=/dev/full", "/dev/full: is no regular file"},
              {"+tracewell-live +tracewell=run.wdb", "+tracewell-live does not count beside"},
-             {"+tracewell=run.wdb +tracewell-start=soon", "soon is no time to start at"},
+             {"+tracewell=run.wdb +tracewell-start=soon",
+              "+tracewell-start: \"soon\" is no time; write"},
+             {"+tracewell=run.wdb +tracewell-stop=1e30s", "+tracewell-stop: \"1e30s\" lies beyond"},
+             {"+tracewell=run.wdb +tracewell-last=1as", "+tracewell-last=1as is less than the"},
+             {"+tracewell=run.wdb +tracewell-sync=x", "+tracewell-sync=x is no number of seconds; "
+                                                      "write"},
              {"+tracewell-live=x", "+tracewell-live=x is no channel number"},
              {"+tracewell-colour=red", "+tracewell-colour=red is no option; there are"},
              {"+trace=x +tracwell-sync=2", "+tracwell-sync=2 is not for the recording (did you "

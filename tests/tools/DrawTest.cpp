@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <random>
 #include <regex>
 #include <set>
@@ -205,12 +206,14 @@ TEST(FitText, keepsWhatTellsMost)
                           {"0.30000000000000004", TextForm::Real, 18, "0.3"},
                           {"0.30000000000000004", TextForm::Real, 2, ".3"},
                           {"0.30000000000000004", TextForm::Real, 1, ""},
+                          {"1.2e+20", TextForm::Real, 6, "1.2e20"},
+                          {"1.234e-07", TextForm::Real, 7, "1.23e-7"},
                           {"\"日本語\"", TextForm::Plain, 6, "\"日本…"}};
     for (const Case& c : cases) {
         LaneSegment segment;
         segment.text = c.text;
         segment.form = c.form;
-        segment.number = 0.1 + 0.2;
+        segment.number = std::strtod(c.text, nullptr);
         EXPECT_EQ(fitText(segment, c.room), c.shown) << c.text << " in " << c.room;
     }
 }

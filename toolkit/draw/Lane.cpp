@@ -53,12 +53,26 @@ Look lookOfBus(std::string_view letters)
     return isAllOf("01lhz") ? Look::BusFloating : Look::BusInPart;
 }
 
-/// A real in the most digits that fit, the zero in front of the point left out before the last two
-/// are; empty when even these are too long: one says too little.
+/// 1.2e+20 as 1.2e20, 1e-07 as 1e-7.
+void compactExponent(std::string& number)
+{
+    std::size_t at = number.find('e');
+    if (at != std::string::npos) {
+        at += number[at + 1] == '-' ? 2 : 1;
+        number.erase(at, number.find_first_not_of("+0", at) - at);
+    }
+}
+
+/// A real in the most digits that fit, an exponent without its plus and its zeros where these lack
+/// room, and the zero in front of the point left out before the last two digits are; empty when
+/// even these are too long: one says too little.
 std::string fitReal(double number, std::size_t room)
 {
     for (int digits = std::numeric_limits<double>::digits10; digits > 1; --digits) {
         std::string text = fmt::format("{:.{}g}", number, digits);
+        if (text.size() > room) {
+            compactExponent(text);
+        }
         constexpr int kFewestDigits = 2;
         const std::size_t zero = text.find_first_not_of('-');
         if (digits == kFewestDigits && text.size() > room && text.compare(zero, 2, "0.") == 0) {

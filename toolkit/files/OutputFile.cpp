@@ -117,7 +117,12 @@ void OutputFile::find(OutputKind kind, const std::string& input)
             "{}: leads to a stream that is closed; name a file for the output", m_name));
     }
     if (isThere && !S_ISREG(to.st_mode)) {
-        if (S_ISDIR(to.st_mode) || kind != OutputKind::Any) {
+        if (S_ISDIR(to.st_mode)) {
+            throw Failure(fmt::format("{}: this is a directory; name a file in it for the "
+                                      "output",
+                                      m_name));
+        }
+        if (kind != OutputKind::Any) {
             throw Failure(fmt::format("{}: is no regular file; name one for the output", m_name));
         }
         m_isRemovable = false;
