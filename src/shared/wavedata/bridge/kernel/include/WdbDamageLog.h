@@ -26,6 +26,7 @@ struct WdbDamage
         TransitionTree = 8,     ///< of an object
         TransitionBlock = 9,    ///< of an object
         InitialTransition = 10, ///< an object's value at time 0
+        ColumnSegment = 11,     ///< of a recording in columns, or what lists them
     };
 
     Kind m_kind = SectionEntry;

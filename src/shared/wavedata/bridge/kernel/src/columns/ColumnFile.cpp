@@ -1,0 +1,376 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "ColumnFile.h"
+
+#include "Packing.h"
+#include "QsimException.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <set>
+#include <thread>
+
+namespace Tracewell {
+
+namespace {
+
+constexpr std::size_t kInfoBytes = 16u << 20;
+constexpr std::size_t kIndexBytes = 24u << 20;
+constexpr std::size_t kPageBytes = 64u << 20;
+constexpr std::size_t kTimeBytes = 32u << 20;
+/// A root is written in no time; only a writer that writes without end hides it so often.
+constexpr int kMostTries = 1000;
+constexpr std::uint64_t kMostSegmentBytes = std::numeric_limits<std::uint32_t>::max();
+
+std::uint64_t keyOf(std::size_t segment, std::size_t part)
+{
+    return std::uint64_t{segment} << 32 | part;
+}
+
+} // namespace
+
+ColumnFile::ColumnFile()
+    : m_infos(kInfoBytes), m_indexes(kIndexBytes), m_pages(kPageBytes), m_times(kTimeBytes)
+{}
+
+ColumnFile::~ColumnFile() = default;
+
+void ColumnFile::open(const std::string& path)
+{
+    m_manager.open(path);
+    WdbTableOfContentItem section;
+    m_manager.getSection(kColumnSectionId, kColumnSectionVersion, section);
+    m_section = static_cast<std::uint64_t>(section.m_fileOffset);
+    if (!m_manager.getFileBlockManager().contains(section.m_fileOffset, 2 * sizeof(ColumnRoot)) ||
+        !readRoot(m_root)) {
+        throw Qsim::OpenException("QSim", __FILE__, "", __LINE__,
+                                  "The list of segments of the recording is damaged.");
+    }
+    loadSegments();
+}
+
+bool ColumnFile::refresh()
+{
+    ColumnRoot root;
+    if (!readRoot(root) || root.sequence == m_root.sequence) {
+        return false;
+    }
+    m_root = root;
+    m_infos.clear();
+    m_indexes.clear();
+    m_pages.clear();
+    m_times.clear();
+    loadSegments();
+    return true;
+}
+
+bool ColumnFile::readRoot(ColumnRoot& out) const
+{
+    for (int i = 0; i < kMostTries; ++i) {
+        ColumnRoot roots[2];
+        m_manager.getFileBlockManager().getBlock(static_cast<long long>(m_section),
+                                                 reinterpret_cast<char*>(roots), sizeof roots);
+        const ColumnRoot* best = nullptr;
+        for (const ColumnRoot& root : roots) {
+            if (root.magic == kRootMagic && root.shortSegments <= kMostShortSegments &&
+                root.freeExtents <= kMostFreeExtents &&
+                root.checksum == checksumOf(&root, offsetof(ColumnRoot, checksum)) &&
+                (best == nullptr || root.sequence > best->sequence)) {
+                best = &root;
+            }
+        }
+        if (best != nullptr) {
+            out = *best;
+            return true;
+        }
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+void ColumnFile::loadSegments()
+{
+    for (int i = 0;; ++i) {
+        m_segments.clear();
+        std::uint64_t chunkOffset = m_root.catalog;
+        std::set<std::uint64_t> seen;
+        CatalogChunk chunk;
+        for (std::uint64_t listed = 0; listed < m_root.fullSegments; ++listed) {
+            const std::uint64_t inChunk = listed % kRecordsOfChunk;
+            if (inChunk == 0) {
+                const auto place = static_cast<long long>(chunkOffset);
+                if (!m_manager.getFileBlockManager().contains(place, sizeof chunk) ||
+                    !seen.insert(chunkOffset).second) {
+                    noteListDamage(chunkOffset, sizeof chunk);
+                    break;
+                }
+                m_manager.getFileBlockManager().getBlock(place, reinterpret_cast<char*>(&chunk),
+                                                         sizeof chunk);
+            }
+            if (!isPlausible(chunk.records[inChunk])) {
+                noteListDamage(chunkOffset, sizeof chunk);
+                break;
+            }
+            m_segments.push_back(chunk.records[inChunk]);
+            if (inChunk + 1 == kRecordsOfChunk) {
+                chunkOffset = chunk.next;
+            }
+        }
+        m_fullSegments = m_segments.size();
+        if (m_fullSegments == m_root.fullSegments) {
+            for (std::uint32_t s = 0; s < m_root.shortSegments; ++s) {
+                if (!isPlausible(m_root.shorts[s])) {
+                    noteListDamage(m_section, sizeof m_root);
+                    break;
+                }
+                m_segments.push_back(m_root.shorts[s]);
+            }
+        }
+        // What a short one lies in may have been given to others since the root was read.
+        ColumnRoot root;
+        if (loadShorts() || i == kMostTries || !readRoot(root) ||
+            root.sequence == m_root.sequence) {
+            break;
+        }
+        m_root = root;
+    }
+    loadFields();
+}
+
+bool ColumnFile::isPlausible(const SegmentRecord& record) const
+{
+    return record.size >= sizeof(SegmentHead) && record.size <= kMostSegmentBytes &&
+           record.firstTime <= record.lastTime &&
+           (m_segments.empty() || record.firstTime >= m_segments.back().lastTime);
+}
+
+bool ColumnFile::loadShorts()
+{
+    m_shorts.clear();
+    for (std::size_t i = m_fullSegments; i < m_segments.size(); ++i) {
+        const SegmentRecord& record = m_segments[i];
+        Bytes bytes;
+        SegmentHead head{};
+        std::uint64_t checksum = 0;
+        if (readFile(record.offset, record.size, bytes) && bytes.size() >= sizeof head) {
+            std::memcpy(&head, bytes.data(), sizeof head);
+            if (head.headSize >= sizeof head + sizeof checksum && head.headSize <= bytes.size()) {
+                checksum = checksumOf(bytes.data(), head.headSize - sizeof checksum);
+            }
+        }
+        m_shorts.push_back(std::move(bytes));
+        if (checksum != record.headChecksum) {
+            m_shorts.resize(m_segments.size() - m_fullSegments);
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Fields that were made on the way stand in the segments that have them first.
+void ColumnFile::loadFields()
+{
+    m_fields.clear();
+    if (m_root.fields.size > 0) {
+        Bytes bytes;
+        if (m_root.fields.size > kMostSegmentBytes ||
+            !readFile(m_root.fields.offset, m_root.fields.size, bytes) ||
+            !readFields(bytes, m_fields)) {
+            m_fields.clear();
+            m_segments.clear();
+            noteListDamage(m_root.fields.offset, m_root.fields.size);
+        }
+    }
+    for (std::size_t i = 0; i < m_segments.size(); ++i) {
+        if (m_segments[i].newFields == 0) {
+            continue;
+        }
+        const auto info = segment(i);
+        if (!info || info->head.firstNewField < m_fields.count()) {
+            continue;
+        }
+        if (info->head.firstNewField > m_fields.count()) {
+            // Those that a damaged segment would tell of.
+            m_fields.add({0, info->head.firstNewField - m_fields.count(), 0, 0, 0});
+        }
+        for (const FieldRun& run : info->newRuns) {
+            m_fields.add(run);
+        }
+    }
+}
+
+std::shared_ptr<const SegmentInfo> ColumnFile::segment(std::size_t number)
+{
+    if (auto found = m_infos.find(number)) {
+        return found;
+    }
+    const SegmentRecord& record = m_segments[number];
+    auto info = std::make_shared<SegmentInfo>();
+    Bytes bytes;
+    SegmentHead head{};
+    std::uint64_t checksum = 0;
+    const auto readHead = [&](std::uint64_t size) {
+        if (number >= m_fullSegments) {
+            const Bytes& whole = m_shorts[number - m_fullSegments];
+            bytes.assign(whole.begin(),
+                         whole.begin() + static_cast<std::ptrdiff_t>(
+                                             std::min<std::uint64_t>(size, whole.size())));
+            return bytes.size() == size;
+        }
+        return readFile(record.offset, size, bytes);
+    };
+    bool isGood = readHead(sizeof head);
+    if (isGood) {
+        std::memcpy(&head, bytes.data(), sizeof head);
+        isGood = head.headSize >= sizeof head + sizeof checksum && head.headSize <= record.size &&
+                 readHead(head.headSize);
+    }
+    if (isGood) {
+        std::memcpy(&checksum, bytes.data() + head.headSize - sizeof checksum, sizeof checksum);
+        isGood = checksum == record.headChecksum &&
+                 checksum == checksumOf(bytes.data(), head.headSize - sizeof checksum) &&
+                 readSegmentInfo(bytes, record.size, *info) &&
+                 info->head.firstTime == record.firstTime &&
+                 info->head.lastTime == record.lastTime && info->head.newFields == record.newFields;
+    }
+    if (!isGood) {
+        noteDamage(number, record.offset, record.size);
+        return nullptr;
+    }
+    m_infos.add(number, info, bytes.size() + sizeof *info);
+    return info;
+}
+
+std::shared_ptr<const PageIndex> ColumnFile::pageIndex(std::size_t number, std::size_t page)
+{
+    const std::uint64_t key = keyOf(number, page);
+    if (auto found = m_indexes.find(key)) {
+        return found;
+    }
+    const auto info = segment(number);
+    if (!info) {
+        return nullptr;
+    }
+    const PageRecord& record = info->pages[page];
+    auto index = std::make_shared<PageIndex>();
+    Bytes bytes;
+    if (!readRun(number, record.indexOffset, record.indexStored, record.indexChecksum, bytes)) {
+        return nullptr;
+    }
+    if (!readPageIndex(bytes, record, info->head, *index)) {
+        noteDamage(number, record.indexOffset, record.indexStored);
+        return nullptr;
+    }
+    m_indexes.add(key, index, index->bytes());
+    return index;
+}
+
+std::shared_ptr<const PageData> ColumnFile::pageData(std::size_t number, std::size_t page)
+{
+    const std::uint64_t key = keyOf(number, page);
+    if (auto found = m_pages.find(key)) {
+        return found;
+    }
+    const auto info = segment(number);
+    if (!info) {
+        return nullptr;
+    }
+    const PageRecord& record = info->pages[page];
+    auto data = std::make_shared<PageData>();
+    if (!readRun(number, record.dataOffset, record.dataStored, record.dataChecksum, data->stored)) {
+        return nullptr;
+    }
+    if (!readPageData(*data)) {
+        noteDamage(number, record.dataOffset, record.dataStored);
+        return nullptr;
+    }
+    m_pages.add(key, data, data->stored.size() + data->unpacked.size());
+    return data;
+}
+
+std::shared_ptr<const TimeChunk> ColumnFile::times(std::size_t number, std::size_t chunk)
+{
+    const std::uint64_t key = keyOf(number, chunk);
+    if (auto found = m_times.find(key)) {
+        return found;
+    }
+    const auto info = segment(number);
+    if (!info) {
+        return nullptr;
+    }
+    const TimeChunkRecord& record = info->chunks[chunk];
+    auto times = std::make_shared<TimeChunk>();
+    Bytes bytes;
+    if (!readRun(number, record.offset, record.stored, record.checksum, bytes)) {
+        return nullptr;
+    }
+    const auto begin = static_cast<std::uint32_t>(chunk) * kTimesOfChunk;
+    if (!readTimes(bytes, record, std::min(info->head.times - begin, kTimesOfChunk),
+                   info->head.lastTime, *times)) {
+        noteDamage(number, record.offset, record.stored);
+        return nullptr;
+    }
+    m_times.add(key, times, times->bytes());
+    return times;
+}
+
+bool ColumnFile::readRun(std::size_t number, std::uint64_t offset, std::uint64_t size,
+                         std::uint64_t checksum, Bytes& out)
+{
+    bool isGood = false;
+    if (number >= m_fullSegments) {
+        const Bytes& whole = m_shorts[number - m_fullSegments];
+        isGood = offset <= whole.size() && size <= whole.size() - offset;
+        if (isGood) {
+            const auto begin = whole.begin() + static_cast<std::ptrdiff_t>(offset);
+            out.assign(begin, begin + static_cast<std::ptrdiff_t>(size));
+        }
+    } else {
+        isGood = readFile(m_segments[number].offset + offset, size, out);
+    }
+    isGood = isGood && checksumOf(out.data(), out.size()) == checksum;
+    if (!isGood) {
+        noteDamage(number, m_segments[number].offset + offset, size);
+    }
+    return isGood;
+}
+
+bool ColumnFile::readFile(std::uint64_t offset, std::uint64_t size, Bytes& out) const
+{
+    const WdbIBlockManager& blocks = m_manager.getFileBlockManager();
+    if (offset > static_cast<std::uint64_t>(std::numeric_limits<long long>::max()) ||
+        !blocks.contains(static_cast<long long>(offset), size)) {
+        return false;
+    }
+    out.resize(size);
+    if (size > 0) {
+        blocks.getBlock(static_cast<long long>(offset), reinterpret_cast<char*>(out.data()), size);
+    }
+    return true;
+}
+
+void ColumnFile::noteDamage(std::size_t number, std::uint64_t offset, std::uint64_t size)
+{
+    WdbDamage damage;
+    damage.m_kind = WdbDamage::ColumnSegment;
+    damage.m_offset = static_cast<long long>(offset);
+    damage.m_size = size;
+    damage.m_hasTime = true;
+    damage.m_time = m_segments[number].firstTime;
+    m_manager.getDamageLog().note(damage);
+}
+
+/// Of what lists segments: those that were found so far are whole.
+void ColumnFile::noteListDamage(std::uint64_t offset, std::uint64_t size)
+{
+    WdbDamage damage;
+    damage.m_kind = WdbDamage::ColumnSegment;
+    damage.m_offset = static_cast<long long>(offset);
+    damage.m_size = size;
+    damage.m_hasTime = !m_segments.empty();
+    damage.m_time = m_segments.empty() ? 0 : m_segments.back().lastTime;
+    m_manager.getDamageLog().note(damage);
+}
+
+} // namespace Tracewell

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#pragma once
+
+#include "ByteCache.h"
+#include "PageReader.h"
+#include "WdbFileManager.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Tracewell {
+
+/// A recording in columns as its reader sees it: the segments that one root of the file lists, and
+/// what was read of them last. What is damaged is noted in the file's log and not there. One
+/// thread.
+class ColumnFile
+{
+public:
+    ColumnFile();
+    ~ColumnFile();
+
+    /// \throws Qsim::OpenException
+    void open(const std::string& path);
+    /// Looks at the root again, and says whether it is another one. Whoever walks the segments
+    /// starts anew.
+    bool refresh();
+
+    WdbFileManager& manager() { return m_manager; }
+    const ColumnRoot& root() const { return m_root; }
+    /// In the order of time: one begins at the last time of the one before it or behind that.
+    const std::vector<SegmentRecord>& segments() const { return m_segments; }
+    /// The size of one that is not known is 0.
+    const FieldRuns& fields() const { return m_fields; }
+
+    // Null where it is damaged.
+
+    std::shared_ptr<const SegmentInfo> segment(std::size_t segment);
+    std::shared_ptr<const PageIndex> pageIndex(std::size_t segment, std::size_t page);
+    std::shared_ptr<const PageData> pageData(std::size_t segment, std::size_t page);
+    std::shared_ptr<const TimeChunk> times(std::size_t segment, std::size_t chunk);
+
+    void noteDamage(std::size_t segment, std::uint64_t offset, std::uint64_t size);
+
+private:
+    bool readRoot(ColumnRoot& out) const;
+    void loadSegments();
+    bool loadShorts();
+    void loadFields();
+    bool isPlausible(const SegmentRecord& record) const;
+    bool readRun(std::size_t segment, std::uint64_t offset, std::uint64_t size,
+                 std::uint64_t checksum, Bytes& out);
+    bool readFile(std::uint64_t offset, std::uint64_t size, Bytes& out) const;
+    void noteListDamage(std::uint64_t offset, std::uint64_t size);
+
+    WdbFileManager m_manager;
+    std::uint64_t m_section = 0;
+    ColumnRoot m_root{};
+    std::vector<SegmentRecord> m_segments;
+    std::size_t m_fullSegments = 0;
+    /// Short segments may be written over, so they are here whole.
+    std::vector<Bytes> m_shorts;
+    FieldRuns m_fields;
+    ByteCache<SegmentInfo> m_infos;
+    ByteCache<PageIndex> m_indexes;
+    ByteCache<PageData> m_pages;
+    ByteCache<TimeChunk> m_times;
+};
+
+} // namespace Tracewell

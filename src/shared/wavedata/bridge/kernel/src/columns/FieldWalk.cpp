@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "FieldWalk.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Tracewell {
+
+FieldWalk::FieldWalk(ColumnFile& file, std::uint32_t field) : m_file(file), m_field(field) {}
+
+bool FieldWalk::seek(long long time)
+{
+    const std::vector<SegmentRecord>& segments = m_file.segments();
+    const auto behind = std::upper_bound(
+        segments.begin(), segments.end(), time,
+        [](long long t, const SegmentRecord& record) { return t < record.firstTime; });
+    for (auto i = static_cast<std::size_t>(behind - segments.begin()); i-- > 0;) {
+        Place place;
+        if (!findLast(i, place)) {
+            continue;
+        }
+        for (;;) {
+            const bool isBehind = place.part.info.hasSummary() && place.part.info.firstTime > time;
+            if (!isBehind && load(place)) {
+                const auto end = std::upper_bound(m_times.begin(), m_times.end(), time);
+                if (end != m_times.begin()) {
+                    m_index = static_cast<std::size_t>(end - m_times.begin()) - 1;
+                    return true;
+                }
+            }
+            if (isFirst(place) || !findPrevious(place) || place.segment != i) {
+                break;
+            }
+        }
+    }
+    m_place = {};
+    m_isLoaded = false;
+    return false;
+}
+
+bool FieldWalk::next()
+{
+    if (m_isLoaded && m_index + 1 < m_times.size()) {
+        ++m_index;
+        return true;
+    }
+    Place place = m_place;
+    while (findNext(place)) {
+        if (load(place)) {
+            m_index = 0;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool FieldWalk::previous()
+{
+    if (!m_place.index) {
+        return false;
+    }
+    if (m_index > 0) {
+        --m_index;
+        return true;
+    }
+    Place place = m_place;
+    while (findPrevious(place)) {
+        if (load(place)) {
+            m_index = m_times.size() - 1;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool FieldWalk::peekSummary(PartInfo& out)
+{
+    if (m_isLoaded && m_index + 1 < m_times.size()) {
+        return false;
+    }
+    Place place = m_place;
+    if (!findNext(place)) {
+        return false;
+    }
+    out = place.part.info;
+    return out.hasSummary();
+}
+
+void FieldWalk::skipPart()
+{
+    Place place = m_place;
+    if (findNext(place)) {
+        m_place = place;
+        m_isLoaded = false;
+    }
+}
+
+bool FieldWalk::isFirst(const Place& place) const
+{
+    if (place.part.number > 0) {
+        PageIndex::Entry first;
+        return !place.index->find(m_field, first) || first.number == place.part.number;
+    }
+    return place.page == 0 || !hasPartIn(place, place.page - 1);
+}
+
+bool FieldWalk::openPage(Place& place, std::size_t page)
+{
+    place.page = page;
+    place.index = m_file.pageIndex(place.segment, page);
+    return place.index != nullptr;
+}
+
+bool FieldWalk::findFirst(std::size_t segment, Place& out)
+{
+    out = {};
+    out.segment = segment;
+    out.info = m_file.segment(segment);
+    if (!out.info) {
+        return false;
+    }
+    const std::vector<PageRecord>& pages = out.info->pages;
+    const auto page = static_cast<std::size_t>(
+        std::lower_bound(pages.begin(), pages.end(), m_field,
+                         [](const PageRecord& record, std::uint32_t field) {
+                             return record.lastField < field;
+                         }) -
+        pages.begin());
+    return hasPartIn(out, page) && openPage(out, page) && out.index->find(m_field, out.part);
+}
+
+bool FieldWalk::findLast(std::size_t segment, Place& out)
+{
+    if (!findFirst(segment, out)) {
+        return false;
+    }
+    for (;;) {
+        // A part that is not full is the last one of its field.
+        Place place = out;
+        if (out.part.info.count < kMostInPart || !findNext(place) || place.segment != segment) {
+            return true;
+        }
+        out = std::move(place);
+    }
+}
+
+/// The part behind `place`, in whatever segment.
+bool FieldWalk::findNext(Place& place)
+{
+    std::size_t segment = 0;
+    if (place.index) {
+        if (place.part.info.count == kMostInPart) {
+            PageIndex::Entry part = place.part;
+            if (place.index->next(part)) {
+                if (part.info.field == m_field) {
+                    place.part = part;
+                    return true;
+                }
+            } else if (hasPartIn(place, place.page + 1) && openPage(place, place.page + 1)) {
+                place.part = place.index->at(0);
+                return true;
+            }
+        }
+        segment = place.segment + 1;
+    }
+    for (; segment < m_file.segments().size(); ++segment) {
+        if (findFirst(segment, place)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool FieldWalk::findPrevious(Place& place)
+{
+    if (!isFirst(place)) {
+        if (place.part.number > 0) {
+            place.part = place.index->at(place.part.number - 1);
+            return true;
+        }
+        if (openPage(place, place.page - 1)) {
+            place.part = place.index->at(place.index->count() - 1);
+            return true;
+        }
+    }
+    for (std::size_t segment = place.segment; segment-- > 0;) {
+        if (findLast(segment, place)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool FieldWalk::load(const Place& place)
+{
+    m_isLoaded = false;
+    const auto data = m_file.pageData(place.segment, place.page);
+    if (!data) {
+        return false;
+    }
+    if (!readPart(*place.index, *data, place.part, place.info->head, m_data)) {
+        const PageRecord& page = place.info->pages[place.page];
+        m_file.noteDamage(place.segment, page.dataOffset, page.dataStored);
+        return false;
+    }
+    m_times.resize(m_data.numbers.size());
+    for (std::size_t i = 0; i < m_times.size();) {
+        const std::size_t chunk = m_data.numbers[i] / kTimesOfChunk;
+        const std::uint64_t end = (std::uint64_t{chunk} + 1) * kTimesOfChunk;
+        const TimeChunkRecord& record = place.info->chunks[chunk];
+        if (TimeChunk::isEven(record)) {
+            for (; i < m_times.size() && m_data.numbers[i] < end; ++i) {
+                m_times[i] = TimeChunk::evenTime(record, m_data.numbers[i] % kTimesOfChunk);
+            }
+            continue;
+        }
+        const auto times = m_file.times(place.segment, chunk);
+        if (!times) {
+            return false;
+        }
+        for (; i < m_times.size() && m_data.numbers[i] < end; ++i) {
+            m_times[i] = times->at(m_data.numbers[i] % kTimesOfChunk);
+        }
+    }
+    m_place = place;
+    m_isLoaded = true;
+    return true;
+}
+
+} // namespace Tracewell

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "WdbColumnHistory.h"
+
+#include "FieldWalk.h"
+
+#include <algorithm>
+
+namespace Tracewell {
+
+namespace {
+
+unsigned long long gapOf(long long before, long long after)
+{
+    return static_cast<unsigned long long>(after) - static_cast<unsigned long long>(before);
+}
+
+} // namespace
+
+WdbColumnHistory::WdbColumnHistory(ColumnFile& file, unsigned int field, bool isCounter,
+                                   long long from, long long to, long long resolution)
+    : m_walk(std::make_unique<FieldWalk>(file, field)), m_isCounter(isCounter), m_from(from),
+      m_to(to), m_resolution(static_cast<unsigned long long>(std::max(resolution, 0LL)))
+{
+    if (!m_walk->seek(std::min(from, to))) {
+        m_hasComing = readItem(m_coming);
+        return;
+    }
+    m_coming = {m_walk->time(), m_walk->time(), m_walk->value()};
+    // A segment may begin with the value that there was already; then it came up earlier.
+    FieldWalk back(file, field);
+    if (!isCounter && m_walk->isFirstOfSegment() && back.seek(m_walk->time())) {
+        while (back.previous() && back.value() == m_coming.value) {
+            m_coming.firstTime = m_coming.lastTime = back.time();
+            if (!back.isFirstOfSegment()) {
+                break;
+            }
+        }
+    }
+    m_hasComing = true;
+    m_hasValue = true;
+    m_lastValue = m_coming.value;
+}
+
+WdbColumnHistory::~WdbColumnHistory() = default;
+
+bool WdbColumnHistory::next()
+{
+    if (m_isEndDue) {
+        m_isEndDue = false;
+        answer(m_dueTime, false, m_dueValue);
+        return true;
+    }
+    if (m_resolution == 0) {
+        if (!m_hasComing) {
+            return false;
+        }
+        m_time = m_coming.lastTime;
+        m_value = m_coming.value;
+        if (!m_isWaiting && m_walk->nextWithin() && m_walk->time() <= m_to) {
+            m_coming.lastTime = m_walk->time();
+            m_coming.value = m_lastValue = m_walk->value();
+        } else {
+            m_hasComing = readItem(m_coming);
+        }
+        return true;
+    }
+    while (m_hasComing) {
+        const Item item = m_coming;
+        m_hasComing = readItem(m_coming);
+        const bool isRun = item.lastTime != item.firstTime;
+        const bool goesOn = item.lastTime >= m_from && m_hasComing && m_resolution > 0 &&
+                            gapOf(item.lastTime, m_coming.firstTime) <= m_resolution;
+        const bool wasInStretch = m_isInStretch;
+        m_isInStretch = goesOn;
+        if (isRun || goesOn) {
+            if (!goesOn) {
+                m_isEndDue = true;
+                m_dueTime = item.lastTime;
+                m_dueValue = item.value;
+            }
+            if (!wasInStretch) {
+                answer(item.firstTime, true, 0);
+                return true;
+            }
+            if (m_isEndDue) {
+                return next();
+            }
+            continue;
+        }
+        answer(item.lastTime, false, item.value);
+        return true;
+    }
+    return false;
+}
+
+void WdbColumnHistory::answer(long long time, bool isDense, unsigned long long value)
+{
+    m_time = time;
+    m_isDense = isDense;
+    m_value = value;
+}
+
+/// The next change that is one, at its last value for a time; or a run.
+bool WdbColumnHistory::readItem(Item& out)
+{
+    for (;;) {
+        if (!m_isWaiting) {
+            if (readRun(out)) {
+                return true;
+            }
+            if (!m_walk->next()) {
+                return false;
+            }
+        }
+        m_isWaiting = false;
+        if (m_walk->time() > m_to) {
+            m_isWaiting = true;
+            return false;
+        }
+        out = {m_walk->time(), m_walk->time(), m_walk->value()};
+        if (m_isCounter) {
+            return true;
+        }
+        // Another one at this time can only begin a segment.
+        PartInfo summary;
+        const bool mayBeRun = m_resolution > 0 && m_walk->peekSummary(summary);
+        if (!mayBeRun || summary.firstTime == out.lastTime) {
+            while (m_walk->next()) {
+                if (m_walk->time() != out.lastTime) {
+                    m_isWaiting = true;
+                    break;
+                }
+                out.value = m_walk->value();
+            }
+        }
+        if (!m_hasValue || out.value != m_lastValue) {
+            m_hasValue = true;
+            m_lastValue = out.value;
+            return true;
+        }
+    }
+}
+
+/// A part of the field that is dense as a whole and lies in the stretch.
+bool WdbColumnHistory::readRun(Item& out)
+{
+    PartInfo part;
+    if (m_resolution == 0 || !m_walk->peekSummary(part) || part.widestGap > m_resolution ||
+        part.firstTime == part.lastTime || part.firstTime < m_from || part.lastTime > m_to ||
+        (!m_isCounter && m_hasValue && part.firstValue == m_lastValue)) {
+        return false;
+    }
+    m_walk->skipPart();
+    out = {part.firstTime, part.lastTime, part.lastValue};
+    m_hasValue = true;
+    m_lastValue = part.lastValue;
+    return true;
+}
+
+} // namespace Tracewell
