@@ -40,13 +40,13 @@ private:
     friend class WdbColumnReader;
     struct Segment;
 
-    WdbColumnReplay(ColumnFile& file, std::vector<bool> wanted);
+    WdbColumnReplay(ColumnFile& file, std::vector<unsigned int> wanted);
     bool loadNext();
     void takeStep();
 
     ColumnFile& m_file;
-    /// By fields; empty when all are.
-    std::vector<bool> m_wanted;
+    /// In ascending order; empty when all are.
+    std::vector<unsigned int> m_wanted;
     std::unique_ptr<Segment> m_segment;
     std::size_t m_nextSegment = 0;
     bool m_isBroken = false;

@@ -93,6 +93,7 @@ void ColumnFile::loadSegments()
 {
     for (int i = 0;; ++i) {
         m_segments.clear();
+        m_segmentBytes = 0;
         std::uint64_t chunkOffset = m_root.catalog;
         std::set<std::uint64_t> seen;
         CatalogChunk chunk;
@@ -112,7 +113,7 @@ void ColumnFile::loadSegments()
                 noteListDamage(chunkOffset, sizeof chunk);
                 break;
             }
-            m_segments.push_back(chunk.records[inChunk]);
+            addSegment(chunk.records[inChunk]);
             if (inChunk + 1 == kRecordsOfChunk) {
                 chunkOffset = chunk.next;
             }
@@ -124,7 +125,7 @@ void ColumnFile::loadSegments()
                     noteListDamage(m_section, sizeof m_root);
                     break;
                 }
-                m_segments.push_back(m_root.shorts[s]);
+                addSegment(m_root.shorts[s]);
             }
         }
         // What a short one lies in may have been given to others since the root was read.
@@ -138,9 +139,16 @@ void ColumnFile::loadSegments()
     loadFields();
 }
 
+void ColumnFile::addSegment(const SegmentRecord& record)
+{
+    m_segments.push_back(record);
+    m_segmentBytes += record.size;
+}
+
 bool ColumnFile::isPlausible(const SegmentRecord& record) const
 {
     return record.size >= sizeof(SegmentHead) && record.size <= kMostSegmentBytes &&
+           m_manager.getFileBlockManager().contains(0, m_segmentBytes + record.size) &&
            record.firstTime <= record.lastTime &&
            (m_segments.empty() || record.firstTime >= m_segments.back().lastTime);
 }
@@ -187,7 +195,11 @@ void ColumnFile::loadFields()
             continue;
         }
         const auto info = segment(i);
-        if (!info || info->head.firstNewField < m_fields.count()) {
+        if (!info) {
+            continue;
+        }
+        if (info->head.firstNewField < m_fields.count()) {
+            noteDamage(i, m_segments[i].offset, info->head.headSize);
             continue;
         }
         if (info->head.firstNewField > m_fields.count()) {
@@ -259,7 +271,7 @@ std::shared_ptr<const PageIndex> ColumnFile::pageIndex(std::size_t number, std::
         return nullptr;
     }
     if (!readPageIndex(bytes, record, info->head, *index)) {
-        noteDamage(number, record.indexOffset, record.indexStored);
+        noteDamage(number, m_segments[number].offset + record.indexOffset, record.indexStored);
         return nullptr;
     }
     m_indexes.add(key, index, index->bytes());
@@ -281,8 +293,8 @@ std::shared_ptr<const PageData> ColumnFile::pageData(std::size_t number, std::si
     if (!readRun(number, record.dataOffset, record.dataStored, record.dataChecksum, data->stored)) {
         return nullptr;
     }
-    if (!readPageData(*data)) {
-        noteDamage(number, record.dataOffset, record.dataStored);
+    if (!readPageData(info->head, *data)) {
+        noteDamage(number, m_segments[number].offset + record.dataOffset, record.dataStored);
         return nullptr;
     }
     m_pages.add(key, data, data->stored.size() + data->unpacked.size());
@@ -305,10 +317,8 @@ std::shared_ptr<const TimeChunk> ColumnFile::times(std::size_t number, std::size
     if (!readRun(number, record.offset, record.stored, record.checksum, bytes)) {
         return nullptr;
     }
-    const auto begin = static_cast<std::uint32_t>(chunk) * kTimesOfChunk;
-    if (!readTimes(bytes, record, std::min(info->head.times - begin, kTimesOfChunk),
-                   info->head.lastTime, *times)) {
-        noteDamage(number, record.offset, record.stored);
+    if (!readTimes(bytes, *info, static_cast<std::uint32_t>(chunk), *times)) {
+        noteDamage(number, m_segments[number].offset + record.offset, record.stored);
         return nullptr;
     }
     m_times.add(key, times, times->bytes());

@@ -49,6 +49,7 @@ private:
     bool loadShorts();
     void loadFields();
     bool isPlausible(const SegmentRecord& record) const;
+    void addSegment(const SegmentRecord& record);
     bool readRun(std::size_t segment, std::uint64_t offset, std::uint64_t size,
                  std::uint64_t checksum, Bytes& out);
     bool readFile(std::uint64_t offset, std::uint64_t size, Bytes& out) const;
@@ -58,6 +59,8 @@ private:
     std::uint64_t m_section = 0;
     ColumnRoot m_root{};
     std::vector<SegmentRecord> m_segments;
+    /// Of all of them: no more than are in the file, so that a short one lists few.
+    std::uint64_t m_segmentBytes = 0;
     std::size_t m_fullSegments = 0;
     /// Short segments may be written over, so they are here whole.
     std::vector<Bytes> m_shorts;

@@ -36,6 +36,8 @@ constexpr std::uint32_t kMostTimes = 1u << 24;
 constexpr std::uint32_t kMostInPart = 1u << 14;
 /// A part with more changes has a summary.
 constexpr std::uint32_t kSummarized = 32;
+/// Of the index of a page, unpacked.
+constexpr std::uint32_t kMostIndexBytes = 1u << 18;
 
 enum class Codec : std::uint8_t { Plain = 0, Zstd = 1 };
 

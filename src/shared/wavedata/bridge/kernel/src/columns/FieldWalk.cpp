@@ -3,9 +3,17 @@
 #include "FieldWalk.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace Tracewell {
+
+namespace {
+
+constexpr long long kNoTime = std::numeric_limits<long long>::min();
+constexpr long long kEver = std::numeric_limits<long long>::max();
+
+} // namespace
 
 FieldWalk::FieldWalk(ColumnFile& file, std::uint32_t field) : m_file(file), m_field(field) {}
 
@@ -22,7 +30,7 @@ bool FieldWalk::seek(long long time)
         }
         for (;;) {
             const bool isBehind = place.part.info.hasSummary() && place.part.info.firstTime > time;
-            if (!isBehind && load(place)) {
+            if (!isBehind && load(place, kNoTime, kEver)) {
                 const auto end = std::upper_bound(m_times.begin(), m_times.end(), time);
                 if (end != m_times.begin()) {
                     m_index = static_cast<std::size_t>(end - m_times.begin()) - 1;
@@ -36,6 +44,7 @@ bool FieldWalk::seek(long long time)
     }
     m_place = {};
     m_isLoaded = false;
+    m_lastTime = kNoTime;
     return false;
 }
 
@@ -47,7 +56,7 @@ bool FieldWalk::next()
     }
     Place place = m_place;
     while (findNext(place)) {
-        if (load(place)) {
+        if (load(place, m_lastTime, kEver)) {
             m_index = 0;
             return true;
         }
@@ -57,16 +66,17 @@ bool FieldWalk::next()
 
 bool FieldWalk::previous()
 {
-    if (!m_place.index) {
+    if (!m_isLoaded) {
         return false;
     }
     if (m_index > 0) {
         --m_index;
         return true;
     }
+    const long long first = m_times.front();
     Place place = m_place;
     while (findPrevious(place)) {
-        if (load(place)) {
+        if (load(place, kNoTime, first)) {
             m_index = m_times.size() - 1;
             return true;
         }
@@ -84,7 +94,7 @@ bool FieldWalk::peekSummary(PartInfo& out)
         return false;
     }
     out = place.part.info;
-    return out.hasSummary();
+    return out.hasSummary() && out.firstTime >= m_lastTime;
 }
 
 void FieldWalk::skipPart()
@@ -93,6 +103,7 @@ void FieldWalk::skipPart()
     if (findNext(place)) {
         m_place = place;
         m_isLoaded = false;
+        m_lastTime = place.part.info.lastTime;
     }
 }
 
@@ -192,17 +203,22 @@ bool FieldWalk::findPrevious(Place& place)
     return false;
 }
 
-bool FieldWalk::load(const Place& place)
+bool FieldWalk::load(const Place& place, long long from, long long to)
 {
     m_isLoaded = false;
     const auto data = m_file.pageData(place.segment, place.page);
     if (!data) {
         return false;
     }
-    if (!readPart(*place.index, *data, place.part, place.info->head, m_data)) {
+    const auto refuse = [&] {
         const PageRecord& page = place.info->pages[place.page];
-        m_file.noteDamage(place.segment, page.dataOffset, page.dataStored);
+        m_file.noteDamage(place.segment, m_file.segments()[place.segment].offset + page.dataOffset,
+                          page.dataStored);
         return false;
+    };
+    const PartInfo& part = place.part.info;
+    if (!readPart(*place.index, *data, place.part, place.info->head, m_data)) {
+        return refuse();
     }
     m_times.resize(m_data.numbers.size());
     for (std::size_t i = 0; i < m_times.size();) {
@@ -223,8 +239,15 @@ bool FieldWalk::load(const Place& place)
             m_times[i] = times->at(m_data.numbers[i] % kTimesOfChunk);
         }
     }
+    if (m_times.front() < from || m_times.back() > to ||
+        (part.hasSummary() &&
+         (m_times.front() != part.firstTime || m_times.back() != part.lastTime ||
+          m_data.values.back() != part.lastValue))) {
+        return refuse();
+    }
     m_place = place;
     m_isLoaded = true;
+    m_lastTime = m_times.back();
     return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include "ColumnFile.h"
 
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -39,8 +40,8 @@ public:
 
     /// Whether the next change begins a part with a summary; `out` is that.
     bool peekSummary(PartInfo& out);
-    /// To the last change of that part, of which the values are not read before somebody asks for
-    /// others than the summary tells. time() and value() are not to be used until next() or seek().
+    /// To the last change of that part, which is not read. time(), value() and previous() are not
+    /// to be used until next() or seek().
     void skipPart();
 
 private:
@@ -59,7 +60,8 @@ private:
     bool findLast(std::size_t segment, Place& out);
     bool findNext(Place& out);
     bool findPrevious(Place& out);
-    bool load(const Place& place);
+    /// Only if its changes lie in that stretch of time.
+    bool load(const Place& place, long long from, long long to);
     bool openPage(Place& place, std::size_t page);
     bool hasPartIn(const Place& place, std::size_t page) const
     {
@@ -72,6 +74,8 @@ private:
     Place m_place;
     /// Of what m_place says, unless it was skipped.
     bool m_isLoaded = false;
+    /// Of the part in m_place, which none behind it goes back from.
+    long long m_lastTime = std::numeric_limits<long long>::min();
     PartData m_data;
     std::vector<long long> m_times;
     std::size_t m_index = 0;

@@ -12,9 +12,6 @@ namespace Tracewell {
 
 namespace {
 
-constexpr std::uint32_t kMostIndexBytes = 1u << 24;
-constexpr std::uint32_t kMostStreamBytes = 1u << 22;
-
 template <class Record>
 bool readRecords(ByteWalk& walk, std::uint32_t count, std::vector<Record>& out)
 {
@@ -35,8 +32,17 @@ Codec codecOf(std::uint8_t number)
 bool isRun(const FieldRun& run)
 {
     const auto end = static_cast<std::uint64_t>(kAddressEnd);
-    return run.count > 0 && run.count <= kMostFields && run.size >= 1 && run.size <= kFieldBytes &&
-           run.address < end && run.end() <= end;
+    if (run.count == 0 || run.count > kMostFields || run.size == 0 || run.size > kFieldBytes ||
+        run.address >= end || run.end() > end) {
+        return false;
+    }
+    // Where the first ones lie within their groups of 8 bytes, so do the others.
+    for (std::uint32_t i = 0; i < std::min(run.count, kFieldBytes); ++i) {
+        if ((run.address + std::uint64_t{i} * run.size) % kFieldBytes + run.size > kFieldBytes) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool readSegmentInfo(const Bytes& bytes, std::uint64_t segmentSize, SegmentInfo& out)
@@ -50,7 +56,7 @@ bool readSegmentInfo(const Bytes& bytes, std::uint64_t segmentSize, SegmentInfo&
         std::uint64_t{head.pages} * sizeof(PageRecord) + sizeof(std::uint64_t);
     if (!walk.isGood() || head.magic != kSegmentMagic || size != head.headSize ||
         size != bytes.size() || head.changes == 0 || head.changes > kMostChanges ||
-        head.times == 0 || head.times > kMostTimes ||
+        head.times == 0 || head.times > head.changes ||
         head.timeChunks != (head.times + kTimesOfChunk - 1) / kTimesOfChunk ||
         head.lastTime < head.firstTime) {
         return false;
@@ -60,26 +66,37 @@ bool readSegmentInfo(const Bytes& bytes, std::uint64_t segmentSize, SegmentInfo&
         !readRecords(walk, head.pages, out.pages)) {
         return false;
     }
+    // All of it together has no more bytes than are there, so that none count twice.
+    std::uint64_t left = segmentSize < head.headSize ? 0 : segmentSize - head.headSize;
     const auto fits = [&](std::uint32_t offset, std::uint32_t stored) {
-        return offset >= head.headSize && offset <= segmentSize && stored <= segmentSize - offset;
+        if (offset < head.headSize || offset > segmentSize || stored > segmentSize - offset ||
+            stored > left) {
+            return false;
+        }
+        left -= stored;
+        return true;
     };
-    for (const TimeChunkRecord& chunk : out.chunks) {
-        const auto begin = static_cast<std::uint32_t>(&chunk - out.chunks.data()) * kTimesOfChunk;
-        const std::uint32_t steps = std::min(head.times - begin, kTimesOfChunk) - 1;
+    for (std::uint32_t i = 0; i < head.timeChunks; ++i) {
+        const TimeChunkRecord& chunk = out.chunks[i];
         if (!fits(chunk.offset, chunk.stored) || chunk.width > 8 ||
             chunk.firstTime < head.firstTime || chunk.firstTime > head.lastTime ||
-            (chunk.width == 0 && steps > 0 &&
-             chunk.step > (static_cast<std::uint64_t>(head.lastTime) -
-                           static_cast<std::uint64_t>(chunk.firstTime)) /
-                              steps)) {
+            (i > 0 && chunk.firstTime <= out.chunks[i - 1].firstTime)) {
+            return false;
+        }
+    }
+    for (std::uint32_t i = 0; i < head.timeChunks; ++i) {
+        const TimeChunkRecord& chunk = out.chunks[i];
+        const std::uint32_t steps = out.timesOf(i) - 1;
+        const std::uint64_t room = static_cast<std::uint64_t>(out.lastTimeOf(i)) -
+                                   static_cast<std::uint64_t>(chunk.firstTime);
+        if (chunk.width == 0 && steps > 0 && (chunk.step == 0 || chunk.step > room / steps)) {
             return false;
         }
     }
     std::uint32_t field = 0;
     for (const PageRecord& page : out.pages) {
         if (!fits(page.indexOffset, page.indexStored) || !fits(page.dataOffset, page.dataStored) ||
-            page.indexRaw > kMostIndexBytes || page.firstField < field ||
-            page.lastField < page.firstField) {
+            page.firstField < field || page.lastField < page.firstField) {
             return false;
         }
         field = page.lastField;
@@ -102,18 +119,18 @@ bool PageIndex::readNext(Entry& entry) const
     entry.places = entry.endPlaces;
     StreamPlaces& places = entry.endPlaces;
     PartInfo& out = entry.info;
-    const std::uint64_t field = out.field + walk.number();
+    const std::uint64_t fieldStep = walk.number();
     const std::uint64_t count = walk.number();
     std::uint8_t forms = 0;
     walk.read(forms);
     out.stepForm = static_cast<StepForm>(forms & 15);
     out.valueForm = static_cast<ValueForm>(forms >> 4);
-    if (!walk.isGood() || field < m_firstField || field > m_lastField || count == 0 ||
+    if (!walk.isGood() || fieldStep > m_lastField - out.field || count == 0 ||
         count > kMostInPart || out.stepForm > StepForm::Same ||
         out.valueForm > ValueForm::Difference) {
         return false;
     }
-    out.field = static_cast<std::uint32_t>(field);
+    out.field += static_cast<std::uint32_t>(fieldStep);
     out.count = static_cast<std::uint32_t>(count);
     const std::uint32_t rest = out.count - 1;
     const std::uint64_t first = walk.number();
@@ -206,18 +223,21 @@ bool PageIndex::find(std::uint32_t field, Entry& out) const
 bool readPageIndex(const Bytes& stored, const PageRecord& page, const SegmentHead& segment,
                    PageIndex& out)
 {
+    if (page.indexRaw > kMostIndexBytes) {
+        return false;
+    }
     out.m_raw.resize(page.indexRaw);
     if (!unpack(codecOf(page.indexCodec), stored.data(), stored.size(), out.m_raw.data(),
                 out.m_raw.size())) {
         return false;
     }
-    out.m_firstField = page.firstField;
     out.m_lastField = page.lastField;
     out.m_firstTime = segment.firstTime;
     out.m_lastTime = segment.lastTime;
     PageIndex::Entry entry;
     entry.number = ~0u;
     entry.info.field = page.firstField;
+    std::uint64_t changes = 0;
     for (; entry.end < out.m_raw.size(); ++out.m_count) {
         if (out.m_count % PageIndex::kPartsOfMark == 0) {
             out.m_marks.push_back({entry.end, entry.info.field, entry.endPlaces});
@@ -225,14 +245,18 @@ bool readPageIndex(const Bytes& stored, const PageRecord& page, const SegmentHea
         if (!out.readNext(entry) ||
             (entry.info.stepForm == StepForm::Same &&
              (entry.info.distance == 0 || entry.info.distance > out.m_count)) ||
-            *std::max_element(entry.endPlaces.begin(), entry.endPlaces.end()) > kMostStreamBytes) {
+            (out.m_count == 0 && entry.info.field != page.firstField)) {
+            return false;
+        }
+        changes += entry.info.count;
+        if (changes > segment.changes) {
             return false;
         }
     }
-    return out.m_count > 0;
+    return out.m_count > 0 && entry.info.field == page.lastField;
 }
 
-bool readPageData(PageData& out)
+bool readPageData(const SegmentHead& segment, PageData& out)
 {
     std::array<StreamRecord, kStreams> records{};
     if (out.stored.size() < sizeof records) {
@@ -241,7 +265,8 @@ bool readPageData(PageData& out)
     std::memcpy(records.data(), out.stored.data(), sizeof records);
     std::size_t unpacked = 0;
     for (const StreamRecord& record : records) {
-        if (record.raw > kMostStreamBytes) {
+        // A change has one byte of a stream at most.
+        if (record.raw > segment.changes) {
             return false;
         }
         unpacked += codecOf(record.codec) == Codec::Plain ? 0 : record.raw;
@@ -384,11 +409,13 @@ bool readPart(const PageIndex& index, const PageData& data, const PageIndex::Ent
            readNumbers(data, steps.info, steps.places, segment.times, out.numbers.data());
 }
 
-bool readTimes(const Bytes& stored, const TimeChunkRecord& chunk, std::uint32_t count,
-               long long last, TimeChunk& out)
+bool readTimes(const Bytes& stored, const SegmentInfo& segment, std::uint32_t number,
+               TimeChunk& out)
 {
+    const TimeChunkRecord& chunk = segment.chunks[number];
+    const std::uint32_t count = segment.timesOf(number);
     out.m_first = static_cast<std::uint64_t>(chunk.firstTime);
-    const std::uint64_t most = static_cast<std::uint64_t>(last) - out.m_first;
+    const std::uint64_t most = static_cast<std::uint64_t>(segment.lastTimeOf(number)) - out.m_first;
     Bytes raw(std::size_t{chunk.width} * (count - 1));
     if (!unpack(codecOf(chunk.codec), stored.data(), stored.size(), raw.data(), raw.size())) {
         return false;
@@ -400,7 +427,7 @@ bool readTimes(const Bytes& stored, const TimeChunkRecord& chunk, std::uint32_t 
         for (unsigned int plane = 0; plane < chunk.width; ++plane) {
             step |= std::uint64_t{raw[std::size_t{plane} * (count - 1) + i - 1]} << (8 * plane);
         }
-        if (step > most - offset) {
+        if (step == 0 || step > most - offset) {
             return false;
         }
         offset += step;

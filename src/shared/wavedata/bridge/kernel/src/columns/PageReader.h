@@ -5,6 +5,7 @@
 #include "Bytes.h"
 #include "FieldRuns.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -80,12 +81,30 @@ private:
     bool readNext(Entry& entry) const;
 
     Bytes m_raw;
-    std::uint32_t m_firstField = 0;
     std::uint32_t m_lastField = 0;
     std::int64_t m_firstTime = 0;
     std::int64_t m_lastTime = 0;
     std::uint32_t m_count = 0;
     std::vector<Mark> m_marks;
+};
+
+/// What a segment says of itself.
+struct SegmentInfo
+{
+    SegmentHead head{};
+    std::vector<TimeChunkRecord> chunks;
+    std::vector<FieldRun> newRuns;
+    std::vector<PageRecord> pages;
+
+    std::uint32_t timesOf(std::uint32_t chunk) const
+    {
+        return std::min(head.times - chunk * kTimesOfChunk, kTimesOfChunk);
+    }
+    /// No time of the chunk lies behind it.
+    std::int64_t lastTimeOf(std::uint32_t chunk) const
+    {
+        return chunk + 1 < chunks.size() ? chunks[chunk + 1].firstTime - 1 : head.lastTime;
+    }
 };
 
 /// Times of a segment by their numbers, as far as a chunk of them goes.
@@ -111,8 +130,8 @@ public:
     }
 
 private:
-    friend bool readTimes(const Bytes& stored, const TimeChunkRecord& chunk, std::uint32_t count,
-                          long long last, TimeChunk& out);
+    friend bool readTimes(const Bytes& stored, const SegmentInfo& segment, std::uint32_t number,
+                          TimeChunk& out);
 
     std::uint64_t m_first = 0;
     // From the first one, in one of these.
@@ -145,15 +164,6 @@ struct PartData
     std::vector<std::uint64_t> values;
 };
 
-/// What a segment says of itself.
-struct SegmentInfo
-{
-    SegmentHead head{};
-    std::vector<TimeChunkRecord> chunks;
-    std::vector<FieldRun> newRuns;
-    std::vector<PageRecord> pages;
-};
-
 // All of these give false for bytes that make no sense; what they filled in by then is worthless.
 // Whoever calls has seen to the checksums.
 
@@ -161,12 +171,12 @@ bool readSegmentInfo(const Bytes& bytes, std::uint64_t segmentSize, SegmentInfo&
 bool readPageIndex(const Bytes& stored, const PageRecord& page, const SegmentHead& segment,
                    PageIndex& out);
 /// Of what `out` has stored.
-bool readPageData(PageData& out);
+bool readPageData(const SegmentHead& segment, PageData& out);
 bool readPart(const PageIndex& index, const PageData& data, const PageIndex::Entry& part,
               const SegmentHead& segment, PartData& out);
-/// Of a chunk that is not even. `last` is the last time of the segment.
-bool readTimes(const Bytes& stored, const TimeChunkRecord& chunk, std::uint32_t count,
-               long long last, TimeChunk& out);
+/// Of a chunk that is not even.
+bool readTimes(const Bytes& stored, const SegmentInfo& segment, std::uint32_t number,
+               TimeChunk& out);
 bool readFields(const Bytes& bytes, FieldRuns& out);
 bool isRun(const FieldRun& run);
 

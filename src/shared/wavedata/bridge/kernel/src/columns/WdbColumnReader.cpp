@@ -174,16 +174,7 @@ bool WdbColumnReader::getPreviousChange(unsigned int field, long long time, long
 std::unique_ptr<WdbColumnReplay>
 WdbColumnReader::getReplay(const std::vector<unsigned int>& fields) const
 {
-    std::vector<bool> wanted;
-    if (!fields.empty()) {
-        wanted.resize(getFieldCount());
-        for (const unsigned int field : fields) {
-            if (field < wanted.size()) {
-                wanted[field] = true;
-            }
-        }
-    }
-    return std::unique_ptr<WdbColumnReplay>(new WdbColumnReplay(*m_file, std::move(wanted)));
+    return std::unique_ptr<WdbColumnReplay>(new WdbColumnReplay(*m_file, fields));
 }
 
 } // namespace Tracewell

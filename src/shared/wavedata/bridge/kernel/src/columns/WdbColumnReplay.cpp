@@ -22,9 +22,11 @@ struct WdbColumnReplay::Segment
     bool isAtEnd() const { return number == times.size(); }
 };
 
-WdbColumnReplay::WdbColumnReplay(ColumnFile& file, std::vector<bool> wanted)
+WdbColumnReplay::WdbColumnReplay(ColumnFile& file, std::vector<unsigned int> wanted)
     : m_file(file), m_wanted(std::move(wanted)), m_segment(std::make_unique<Segment>())
-{}
+{
+    std::sort(m_wanted.begin(), m_wanted.end());
+}
 
 WdbColumnReplay::~WdbColumnReplay() = default;
 
@@ -90,18 +92,11 @@ bool WdbColumnReplay::loadNext()
         }
     }
     std::vector<std::uint32_t> numbers;
-    const auto isWanted = [this](std::uint32_t field) {
-        return m_wanted.empty() || (field < m_wanted.size() && m_wanted[field]);
-    };
     PartData data;
     for (std::size_t p = 0; p < info->pages.size(); ++p) {
         const PageRecord& page = info->pages[p];
-        bool hasWanted = m_wanted.empty();
-        for (std::uint32_t field = page.firstField;
-             !hasWanted && field <= page.lastField && field < m_wanted.size(); ++field) {
-            hasWanted = m_wanted[field];
-        }
-        if (!hasWanted) {
+        auto wanted = std::lower_bound(m_wanted.begin(), m_wanted.end(), page.firstField);
+        if (!m_wanted.empty() && (wanted == m_wanted.end() || *wanted > page.lastField)) {
             continue;
         }
         const auto index = m_file.pageIndex(number, p);
@@ -113,7 +108,11 @@ bool WdbColumnReplay::loadNext()
         PageIndex::Entry part = index->at(0);
         for (bool isThere = true; isThere; isThere = index->next(part)) {
             const std::uint32_t field = part.info.field;
-            if (!isWanted(field)) {
+            // Both ascend.
+            while (wanted != m_wanted.end() && *wanted < field) {
+                ++wanted;
+            }
+            if (!m_wanted.empty() && (wanted == m_wanted.end() || *wanted != field)) {
                 continue;
             }
             if (m_file.fields().at(field).size == 0 ||
