@@ -8,6 +8,7 @@
 #include "WdbColumnReader.h"
 #include "WdbColumnWriter.h"
 #include "WdbFileManager.h"
+#include "WdbStringMapDatabase.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -415,6 +416,28 @@ TEST_F(ColumnRecording, bytesWithoutADeclarationAndPartsOfFieldsAreKept)
     EXPECT_EQ(historyAt(0), (std::vector<Answer>{{3, false, 0x030201}}));
     EXPECT_EQ(historyAt(7), (std::vector<Answer>{{3, false, 0x080706}}));
     EXPECT_THAT(reader.findFields(0, 24), ::testing::SizeIs(5));
+}
+
+/// Nobody syncs; the first log is in the file when the second one is full.
+TEST_F(ColumnRecording, aTextIsInTheFileBeforeTheChangeThatNamesIt)
+{
+    WdbColumnWriter writer;
+    writer.open(IWdbWriter::kDefaultMode, "", m_fileName, 0);
+    const auto trace = writer.getTraceScVirtualObjectFunc();
+    long long id = writer.addString("idle");
+    trace(0, 0, reinterpret_cast<unsigned char*>(&id), 0, 8);
+    for (long long time = 1; time < 1600000; ++time) {
+        trace(time, 8, reinterpret_cast<unsigned char*>(&time), 0, 8);
+    }
+    WdbColumnReader reader;
+    reader.open(m_fileName);
+    EXPECT_GT(reader.getWholeTime(), 0);
+    EXPECT_EQ(readHistory(reader, 0, 0, kEver, 0), (std::vector<Answer>{{0, false, 1}}));
+    WdbStringMapDatabase texts(reader.getFileManager());
+    texts.initialize(WdbStringMapDatabase::getStringMapSection(reader.getFileManager()), false);
+    std::string text;
+    EXPECT_TRUE(texts.getString(1, text));
+    EXPECT_EQ(text, "idle");
 }
 
 /// Before the time that the log of damage tells, nothing is missing and nothing is false.

@@ -30,7 +30,7 @@ class VectorScratch;
 /// bytes for each byte of the data memory and 32 for each field.
 ///
 /// After the death of the process the file holds the segments that were written until then, each
-/// whole, and all that came before the last sync.
+/// whole and with the texts that it names, and all that came before the last sync.
 ///
 /// Where storage breaks and the host has a handler (see StorageFailure.h), the writer closes at the
 /// next markCurrentTime, sync or close, and the file is left as that of a killed writer.

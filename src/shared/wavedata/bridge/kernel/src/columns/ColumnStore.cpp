@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace Tracewell {
 
@@ -14,9 +15,10 @@ constexpr long long kClosed = std::numeric_limits<long long>::max();
 
 } // namespace
 
-ColumnStore::ColumnStore(WdbFileManager& file, const FieldRuns& fields)
-    : m_time(kNoTime), m_latestTime(kNoTime), m_fieldCount(fields.count()), m_encoder(fields),
-      m_file(file, fields)
+ColumnStore::ColumnStore(WdbFileManager& file, const FieldRuns& fields,
+                         std::function<void()> storeTexts)
+    : m_storeTexts(std::move(storeTexts)), m_time(kNoTime), m_latestTime(kNoTime),
+      m_fieldCount(fields.count()), m_encoder(fields), m_file(file, fields)
 {
     m_log->clear(m_fieldCount);
     m_thread = std::thread([this] { work(); });
@@ -48,6 +50,7 @@ void ColumnStore::stepTime(long long time)
 void ColumnStore::handOver(long long wholeTime)
 {
     waitForHelper();
+    m_storeTexts();
     give(Order::Full, wholeTime);
     m_fieldCount += m_log->newFields.count();
     m_log = m_log == &m_logs[0] ? &m_logs[1] : &m_logs[0];
@@ -57,6 +60,7 @@ void ColumnStore::handOver(long long wholeTime)
 void ColumnStore::sync()
 {
     waitForHelper();
+    m_storeTexts();
     give(Order::Short, m_latestTime == kNoTime ? kNoTime : m_latestTime - 1);
     waitForHelper();
 }

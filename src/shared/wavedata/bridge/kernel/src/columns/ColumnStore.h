@@ -9,6 +9,7 @@
 
 #include <array>
 #include <condition_variable>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -19,8 +20,9 @@ namespace Tracewell {
 class ColumnStore
 {
 public:
-    /// `fields` are those that were declared. The file outlives the store.
-    ColumnStore(WdbFileManager& file, const FieldRuns& fields);
+    /// `fields` are those that were declared. The file outlives the store. `storeTexts` is called
+    /// before changes go to the file, but by close(), so that they find the texts that they name.
+    ColumnStore(WdbFileManager& file, const FieldRuns& fields, std::function<void()> storeTexts);
     ColumnStore(const ColumnStore&) = delete;
     ColumnStore& operator=(const ColumnStore&) = delete;
     /// Without close(), what was not synced is lost.
@@ -61,6 +63,7 @@ private:
     void work();
     void makeSegment(Order order, const ChangeLog& log, const SegmentFile::Reached& reached);
 
+    std::function<void()> m_storeTexts;
     std::array<ChangeLog, 2> m_logs;
     /// The one that takes changes.
     ChangeLog* m_log = &m_logs[0];

@@ -68,7 +68,8 @@ void WdbColumnWriter::create(const std::string& snapshot)
     m_file->create(snapshot, false);
     m_table = std::make_unique<FieldTable>();
     m_table->declare(m_fields);
-    auto store = std::make_unique<ColumnStore>(m_file->getManager(), m_table->fields());
+    auto store = std::make_unique<ColumnStore>(m_file->getManager(), m_table->fields(),
+                                               [this] { m_file->getTexts()->flush(); });
     m_file->createTexts();
     m_store = std::move(store);
     m_isRefusalTold = false;
@@ -113,7 +114,6 @@ void WdbColumnWriter::sync()
     if (!m_store) {
         return;
     }
-    m_file->getTexts()->flush();
     m_store->sync();
     if (m_file->isBroken()) {
         close();
