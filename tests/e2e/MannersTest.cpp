@@ -119,6 +119,10 @@ TEST_F(Manners, anInputOrATimeThatCannotBeTakenIsNamedWithTheRemedy)
 {
     const std::pair<const char*, const char*> cases[] = {
         {"import . x.wdb", "tracewell: .: this is a directory; name a file in it\n"},
+        {"import in.vcd .", "tracewell: .: this is a directory; name a file in it .*"},
+        {"export run.wdb new/", "tracewell: new/: cannot be created: .*; make its directory .*"},
+        {"draw run.wdb -o ''", "tracewell: --output: the name .* is empty; name a file; .*"},
+        {"export run.wdb - >&-", "tracewell: standard output: .* name a file for it\n"},
         {"import - x.wdb <.", "tracewell: standard input: this is a directory; .*"},
         {"import - x.wdb <&-", "tracewell: standard input: the stream is closed; redirect .*"},
         {"import /dev/stdin x.wdb <&-", "tracewell: /dev/stdin: the stream is closed; .*"},

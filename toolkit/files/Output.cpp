@@ -32,9 +32,11 @@ void Output::finish()
 void Output::check() const
 {
     if (!m_stream) {
+        const int error = errno;
         throw Failure(fmt::format("standard output: could not be written to the end: {}; the "
-                                  "answer is cut off, make room and ask again",
-                                  std::strerror(errno)));
+                                  "answer is cut off, {} and ask again",
+                                  std::strerror(error),
+                                  error == EBADF ? "give it a file or a pipe" : "make room"));
     }
 }
 

@@ -31,11 +31,25 @@ constexpr mode_t kPermissions = 0777;
 /// With those that must not pass to another owner.
 constexpr mode_t kAllModes = 07777;
 
+const char* remedyOf(int error)
+{
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+        return "make room there";
+    case ENOENT:
+        return "make its directory first";
+    case ENAMETOOLONG:
+        return "give it a shorter one";
+    default:
+        return "check the place and its permissions";
+    }
+}
+
 [[noreturn]] void failToCreate(const std::string& name, int error)
 {
     throw Failure(
-        fmt::format("{}: cannot be created: {}; {}", name, std::strerror(error),
-                    error == ENOSPC ? "make room there" : "check the place and its permissions"));
+        fmt::format("{}: cannot be created: {}; {}", name, std::strerror(error), remedyOf(error)));
 }
 
 [[noreturn]] void failToReplace(const std::string& name, const std::string& reason)

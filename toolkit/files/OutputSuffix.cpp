@@ -28,7 +28,10 @@ std::string checkSuffix(const std::string& output, const std::vector<std::string
         return text;
     };
     suffix = change(std::tolower);
-    if (suffix.empty() || std::find(written.begin(), written.end(), suffix) != written.end()) {
+    if (suffix.size() <= 1) {
+        return {};
+    }
+    if (std::find(written.begin(), written.end(), suffix) != written.end()) {
         return suffix;
     }
     throw Failure(fmt::format("{}: cannot write {}; name an output that ends in {}", output,

@@ -78,9 +78,10 @@ void OutputText::fail(int error) const
     if (!m_isFile && error == EPIPE) {
         InterruptGuard::endByClosedPipe();
     }
-    throw Failure(fmt::format(
-        "{}: cannot be written: {}; the output was given up, make room or name another place",
-        m_isFile ? m_file.name() : "standard output", std::strerror(error)));
+    throw Failure(
+        fmt::format("{}: cannot be written: {}; the output was given up, {}",
+                    m_isFile ? m_file.name() : "standard output", std::strerror(error),
+                    error == EBADF ? "name a file for it" : "make room or name another place"));
 }
 
 } // namespace tracewell

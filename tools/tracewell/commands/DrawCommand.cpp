@@ -256,7 +256,12 @@ void addDrawCommand(CLI::App& app)
             "-o,--output", options->output,
             "Write the picture to this file, as SVG, PNG or PDF by its suffix (- for SVG on "
             "the standard output); without it, draw in the terminal")
-        ->type_name("OUT");
+        ->type_name("OUT")
+        ->check(CLI::Validator(
+            [](const std::string& name) {
+                return name.empty() ? "the name of the output is empty; name a file" : "";
+            },
+            "", "output"));
     addBeyondOption(*command, options->reach);
     command->footer("Example:\n"
                     "  tracewell draw run.wdb 'top.dut.*' --from 10us --to 12.5us -o run.svg\n"
