@@ -138,7 +138,13 @@ TEST_F(Mutation, noReadingCommandCrashesHangsOrGrowsOnADamagedFile)
 
 TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
 {
-    ASSERT_EQ(run({"import", "--store", "indexed", "run.vcd", "index.wdb"}).exitCode(), 0);
+    // Without texts, which would be missed first where the index is cut off.
+    std::string vcd = readFile(m_directory.path("plain.vcd"));
+    for (std::size_t at = 0; (at = vcd.find("01u", at)) != std::string::npos;) {
+        vcd[at + 2] = 'x';
+    }
+    writeFile(m_directory.path("plain.vcd"), vcd);
+    ASSERT_EQ(run({"import", "--store", "indexed", "plain.vcd", "index.wdb"}).exitCode(), 0);
     const std::vector<std::vector<std::string>> commands = {
         {"values", "bad.wdb", "*"},           {"next", "bad.wdb", "100", "*"},
         {"previous", "bad.wdb", "9000", "*"}, {"draw", "bad.wdb"},
@@ -158,7 +164,10 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
         }
         unsigned int told = 0;
         for (unsigned int i = 0; i < mutations; ++i) {
-            writeFile(m_directory.path("bad.wdb"), mutator.spoil(random));
+            // The first two are too short for a node of an index.
+            const std::size_t cut = content.find("$enddefinitions") + 5000;
+            writeFile(m_directory.path("bad.wdb"),
+                      i < 2 ? content.substr(0, cut) : mutator.spoil(random));
             for (std::size_t part = i % 2; part < commands.size(); part += 2) {
                 const Outcome outcome = run(commands[part]);
                 SCOPED_TRACE(std::string(sound) + ", mutation " + std::to_string(i) + ": " +

@@ -6,14 +6,16 @@
 
 namespace Tracewell {
 
-bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path)
+bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path,
+               unsigned long long entered)
 {
     const auto note = [&](bool isOnlyWhenClosed) {
         nodes.noteDamage(
             {WdbDamage::IndexNode, offset, sizeof(EventTreeNode), -1, isOnlyWhenClosed});
     };
     if (offset <= 0 || path.size() >= kMostEventTreeLevels ||
-        !nodes.contains(offset, sizeof(EventTreeNode))) {
+        !nodes.contains(offset, sizeof(EventTreeNode)) ||
+        !nodes.contains(0, entered * sizeof(EventTreeNode))) {
         // The root of a tree that was just made.
         note(offset == 0 && path.empty());
         return false;
@@ -223,11 +225,9 @@ bool EventTreeIndex::readRecord(WdbEventBTreeRecord& record) const
     return isSound;
 }
 
-/// No more nodes than the storage has room for: those of a damaged tree may be one and the same.
 bool EventTreeIndex::enter(long long place) const
 {
-    return m_nodes.contains(0, ++m_nodesRead * sizeof(EventTreeNode)) &&
-           enterNode(m_nodes, place, m_search);
+    return enterNode(m_nodes, place, m_search, ++m_nodesRead);
 }
 
 /// To the last record that holds one of the addresses before the entry `end` of the path's last

@@ -130,9 +130,12 @@ using EventTreePath = std::vector<EventTreeStep>;
 constexpr std::size_t kMostEventTreeLevels = 10;
 
 /// Reads the node at `offset` behind the path's last one. False, and the path is as it was, when
-/// there is no node that can be true: bytes outside the storage, too many entries, or a path too
-/// long. Of lengths any can be true; the sums that are made of them saturate.
-bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path);
+/// there is no node that can be true, which is noted as damage: bytes outside the storage, too many
+/// entries, a path too long, or, where it is the `entered`th node of a search, more nodes than the
+/// storage has room for: those of a damaged tree may be one and the same. Of lengths any can be
+/// true; the sums that are made of them saturate.
+bool enterNode(const WdbIBlockManager& nodes, long long offset, EventTreePath& path,
+               unsigned long long entered = 0);
 
 /// Lengths of time saturate, so that a damaged or endless history stays in order.
 inline long long addLengths(long long a, long long b)

@@ -195,7 +195,12 @@ void WdbEventBtree::findStates(long long address, long long time, std::vector<By
     unsigned int nodes = 0;
     bool found = m_index->find(target, subtractTimes(time, m_header.m_startTime), record, nodes);
     // No more nodes than the storage has room for: those of a damaged tree may be one and the same.
-    while (found && m_nodes.contains(0, nodes * sizeof(EventTreeNode))) {
+    while (found) {
+        if (!m_nodes.contains(0, nodes * sizeof(EventTreeNode))) {
+            m_nodes.noteDamage(
+                {WdbDamage::IndexNode, getRoot(), sizeof(EventTreeNode), m_baseAddress});
+            break;
+        }
         block.loadBlock(record.getBlockOffset(), record.getBlockSize(), m_data);
         ++cost.m_blocks;
         WdbEventBlock::Iterator it = block.getIterator();

@@ -17,8 +17,7 @@ struct EventTreeWalk
         m_enteredForward += forward ? 1 : -1;
         const auto entered = static_cast<unsigned long long>(
             m_enteredForward < 0 ? -m_enteredForward : m_enteredForward);
-        return nodes.contains(0, entered * sizeof(EventTreeNode)) &&
-               enterNode(nodes, offset, m_path);
+        return enterNode(nodes, offset, m_path, entered);
     }
 };
 
