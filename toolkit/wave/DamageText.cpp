@@ -35,6 +35,8 @@ const char* nameOf(WdbDamage::Kind kind)
         return "the block of transitions";
     case WdbDamage::InitialTransition:
         return "the value at time 0";
+    case WdbDamage::ColumnSegment:
+        return "a segment of columns";
     }
     return "something";
 }
