@@ -137,6 +137,7 @@ TEST_F(Selection, namesTheNearestWhenThereIsNone)
     EXPECT_THAT(errorOf("top.dut.lvel"), HasSubstr("top.dut.level"));
     EXPECT_THAT(errorOf("completely_else"), HasSubstr("tracewell signals"));
     EXPECT_THAT(errorOf("nothing.*"), HasSubstr("no signal \"nothing.*\""));
+    EXPECT_THAT(errorOf(""), HasSubstr("is empty; name one"));
     EXPECT_THAT(errorOf("@12x"), HasSubstr("@ADDRESS"));
     EXPECT_THAT(errorOf("@0:99999999"), HasSubstr("at most 65536"));
 }

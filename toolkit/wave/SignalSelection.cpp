@@ -326,6 +326,10 @@ std::vector<Signal> selectSignals(const SignalNames& file,
         return !vectors.empty();
     };
     for (const std::string& argument : arguments) {
+        if (argument.empty()) {
+            throw Failure(fmt::format("{}: the name of a signal is empty; name one, or * for all",
+                                      file.path()));
+        }
         if (takeAll(index.find(argument)) || takeSlices(argument) ||
             takeAll(index.findPattern(argument)) || takeAll(index.findInScope(argument))) {
             continue;
