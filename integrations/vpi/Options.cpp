@@ -155,10 +155,11 @@ private:
                     name.resize(colon);
                 }
             }
-            if (require(!name.empty(), source, "names no scope; write top.dut or top.dut:2")) {
-                choice.name = name;
-                m_options.scopes.push_back(choice);
+            if (!require(!name.empty(), source, "names no scope; write top.dut or top.dut:2")) {
+                return;
             }
+            choice.name = name;
+            m_options.scopes.push_back(choice);
         }
     }
 

@@ -208,6 +208,7 @@ TEST_P(VpiPlugIn, leavesTheSimulationAloneWhenItFails)
              {"+tracewell=run.wdb +tracewell-scope=counter.dut", "there is no scope counter.dut"},
              {"+tracewell=/nonexistent/run.wdb", "/nonexistent/run.wdb: cannot be created"},
              {"+tracewell=", "+tracewell= names no file"},
+             {"+tracewell=run.wdb +tracewell-scope=counter,,", "+tracewell-scope=counter,, names"},
              {"+tracewell=run.wdb +tracewell-stop=1 +tracewell-start=2", "nothing is recorded"},
              {"+tracewell=run.wdb +tracewell-start=1000000", "nothing is recorded"},
              {"+tracewell-scope=counter", "nothing is recorded"},
