@@ -252,7 +252,7 @@ TEST(CurveLimits, differAndFitTheirRoom)
         const CurveLimits both = limitsOf(lane, 7);
         return both.lowest + "|" + both.highest;
     };
-    EXPECT_EQ(limits(-1 / 3.0, 1e100 / 3), "-0.3333|3.3e+99");
+    EXPECT_EQ(limits(-1 / 3.0, 1e100 / 3), "-0.3333|3.33e99");
     EXPECT_EQ(limits(1 / 3.0, 1 / 3.0 + 1e-12), "0.33333|+1e-12");
     EXPECT_EQ(limits(3.25, 3.25), "3.25|");
 }
