@@ -354,6 +354,7 @@ TEST_F(ColumnRecording, aReaderBesideTheWriterFollowsItsSyncs)
     WdbColumnReader reader;
     reader.open(m_fileName);
     EXPECT_LT(reader.getWholeTime(), 0);
+    EXPECT_LT(reader.getLatestTime(), 0);
     for (int i = 0; i < 16; ++i) {
         design.run(i % 5 == 0 ? 30000 : 1 + design.random(2000), 3);
         const long long before = design.time() - 1;

@@ -21,6 +21,8 @@ constexpr std::size_t kPageBytes = 64u << 20;
 constexpr std::size_t kTimeBytes = 32u << 20;
 /// A root is written in no time; only a writer that writes without end hides it so often.
 constexpr int kMostTries = 1000;
+/// Of reading short segments while the writer steps on, which are whole as a rule all the same.
+constexpr int kTriesForPeace = 4;
 constexpr std::uint64_t kMostSegmentBytes = std::numeric_limits<std::uint32_t>::max();
 
 std::uint64_t keyOf(std::size_t segment, std::size_t part)
@@ -128,9 +130,11 @@ void ColumnFile::loadSegments()
                 addSegment(m_root.shorts[s]);
             }
         }
-        // What a short one lies in may have been given to others since the root was read.
+        // What a short one lies in may have been given to others since the root was read, and be
+        // written over from the head on, before the head was read or behind it.
+        const bool isGood = loadShorts();
         ColumnRoot root;
-        if (loadShorts() || i == kMostTries || !readRoot(root) ||
+        if (i >= (isGood ? kTriesForPeace : kMostTries) || m_shorts.empty() || !readRoot(root) ||
             root.sequence == m_root.sequence) {
             break;
         }

@@ -38,6 +38,7 @@ SegmentFile::SegmentFile(WdbFileManager& file, const FieldRuns& fields)
 {
     m_root.magic = kRootMagic;
     m_root.wholeTime = -1;
+    m_root.latestTime = -1;
     if (fields.count() > 0) {
         const Bytes bytes = listFields(fields);
         m_root.fields.offset = static_cast<std::uint64_t>(
