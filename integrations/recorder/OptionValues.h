@@ -36,7 +36,7 @@ std::optional<int> parseChannel(std::string_view text);
 constexpr const char* kNoSeconds = "is no number of seconds; write 0.5, say, or 0 for never";
 constexpr const char* kNoChannel = "is no channel number; write one from 0 to 1000000";
 static_assert(kMostChannels == 1000000);
-constexpr const char* kNoStore = "is no store; there are events and transitions";
+constexpr const char* kNoStore = "is no store; there are events, columns and transitions";
 
 /// A time that the user chose, which can be read once the timescale is known.
 struct TimeOption

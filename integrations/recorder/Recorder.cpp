@@ -145,8 +145,7 @@ void Recorder::openFile()
         m_window = file.get();
         m_file = std::move(file);
     } else {
-        m_file =
-            m_options.store == Store::Transitions ? makeTransitionWriter() : makeEventWriter(0);
+        m_file = makeRecordingWriter(m_options.store);
     }
     m_values =
         std::make_unique<ValueRecorder>(m_declarations, m_layout, m_file->writer(), m_file->sink());

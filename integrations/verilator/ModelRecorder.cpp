@@ -29,10 +29,8 @@ namespace {
 
 void takeStore(const std::string& source, std::string_view store, RecorderOptions& options)
 {
-    if (store == "transitions") {
-        options.store = Store::Transitions;
-    } else if (store == "events") {
-        options.store = Store::Events;
+    if (const std::optional<Store> found = findRecorderStore(store)) {
+        options.store = *found;
     } else {
         tell(fmt::format("{}{} {}", source, store, kNoStore));
     }

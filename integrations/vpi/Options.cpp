@@ -74,8 +74,9 @@ public:
                 m_options.recorder.syncSeconds = *seconds;
             }
         } else if (key == "store") {
-            if (require(value == "events" || value == "transitions", source, kNoStore)) {
-                m_options.recorder.store = value == "events" ? Store::Events : Store::Transitions;
+            const std::optional<Store> store = findRecorderStore(value);
+            if (require(store.has_value(), source, kNoStore)) {
+                m_options.recorder.store = *store;
             }
         } else {
             takeUnknown(source, key);

@@ -495,6 +495,7 @@ TEST_F(ColumnRecording, aKilledWriterLeavesWhatItSynced)
     std::mt19937 random(seeded(5));
     for (int i = 0; i < 8; ++i) {
         const auto seed = static_cast<unsigned int>(random());
+        std::filesystem::remove(m_fileName);
         int ends[2];
         ASSERT_EQ(::pipe(ends), 0);
         {

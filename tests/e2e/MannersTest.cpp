@@ -147,7 +147,7 @@ TEST_F(Manners, aFailingCommandLeavesWhatWasThereThroughLinksToo)
     fs::create_hard_link(path("target"), path("hard"));
     fs::permissions(path("target"), fs::perms(0640));
     const std::size_t count = fileCount();
-    for (const char* const store : {"events", "indexed", "transitions"}) {
+    for (const char* const store : {"events", "indexed", "columns", "transitions"}) {
         for (const char* const output : {"target", "link", "dangling", "new"}) {
             const std::string importTo = std::string("import --store ") + store;
             EXPECT_EQ(shell(importTo + " bad.vcd " + output).exitCode(), 1);

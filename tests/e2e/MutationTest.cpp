@@ -144,7 +144,11 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
         vcd[at + 2] = 'x';
     }
     writeFile(m_directory.path("plain.vcd"), vcd);
-    ASSERT_EQ(run({"import", "--store", "indexed", "plain.vcd", "index.wdb"}).exitCode(), 0);
+    for (const char* const store : {"indexed", "columns"}) {
+        ASSERT_EQ(
+            run({"import", "--store", store, "plain.vcd", store + std::string(".wdb")}).exitCode(),
+            0);
+    }
     const std::vector<std::vector<std::string>> commands = {
         {"values", "bad.wdb", "*"},           {"next", "bad.wdb", "100", "*"},
         {"previous", "bad.wdb", "9000", "*"}, {"draw", "bad.wdb"},
@@ -154,7 +158,8 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
     const unsigned int mutations = numberFromEnvironment("TRACEWELL_MUTATIONS", 60);
     SCOPED_TRACE("TRACEWELL_SEED=" + std::to_string(seed));
     std::mt19937 random(Tracewell::seeded(seed));
-    for (const char* const sound : {"imported.wdb", "index.wdb"}) {
+    for (const char* const sound : {"imported.wdb", "indexed.wdb", "columns.wdb"}) {
+        const bool isColumns = sound[0] == 'c';
         const std::string content = readFile(m_directory.path(sound));
         const FileMutator mutator(content);
         writeFile(m_directory.path("bad.wdb"), content);
@@ -164,11 +169,22 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
         }
         unsigned int told = 0;
         for (unsigned int i = 0; i < mutations; ++i) {
-            // The first two are too short for a node of an index.
-            const std::size_t cut = content.find("$enddefinitions") + 5000;
-            writeFile(m_directory.path("bad.wdb"),
-                      i < 2 ? content.substr(0, cut) : mutator.spoil(random));
+            std::string bad = content;
+            if (isColumns) {
+                // Names and lists of sections lie in front.
+                char& byte = bad[bad.size() / 2 + random() % (bad.size() / 2)];
+                byte = static_cast<char>(byte ^ (1 << random() % 8));
+            } else if (i < 2) {
+                // Too short for a node of an index.
+                bad.resize(content.find("$enddefinitions") + 5000);
+            } else {
+                bad = mutator.spoil(random);
+            }
+            writeFile(m_directory.path("bad.wdb"), bad);
             for (std::size_t part = i % 2; part < commands.size(); part += 2) {
+                if (isColumns && commands[part][0] == "events") {
+                    continue;
+                }
                 const Outcome outcome = run(commands[part]);
                 SCOPED_TRACE(std::string(sound) + ", mutation " + std::to_string(i) + ": " +
                              outcome.describe());

@@ -244,7 +244,8 @@ TEST_F(Verilator, troubleOfTheOutputIsALineAndTheRunGoesOn)
     EXPECT_EQ(simulate("ours", "'' 10 close"), 3);
     EXPECT_EQ(read("err"), "tracewell: a trace needs a name for its file\n");
     EXPECT_EQ(simulate("ours", "out2.wdb 10 close nowhere"), 3);
-    EXPECT_EQ(read("err"), "tracewell: nowhere is no store; there are events and transitions\n");
+    EXPECT_EQ(read("err"),
+              "tracewell: nowhere is no store; there are events, columns and transitions\n");
     EXPECT_EQ(simulate("ours", "out2.wdb 10 close",
                        "TRACEWELL_SYNC=soon TRACEWELL_LIVE=-1 TRACEWELL_LAST=1lightyear"),
               3);

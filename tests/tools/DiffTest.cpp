@@ -56,8 +56,8 @@ class DiffOfKinds : public Diff,
 
 INSTANTIATE_TEST_SUITE_P(
     Kinds, DiffOfKinds,
-    ::testing::Combine(::testing::Values("vcd", "events", "indexed", "transitions"),
-                       ::testing::Values("vcd", "events", "indexed", "transitions")),
+    ::testing::Combine(::testing::Values("vcd", "events", "indexed", "columns", "transitions"),
+                       ::testing::Values("vcd", "events", "indexed", "columns", "transitions")),
     [](const auto& test) {
         return std::string(std::get<0>(test.param)) + "_" + std::get<1>(test.param);
     });

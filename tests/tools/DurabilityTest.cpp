@@ -100,7 +100,7 @@ class DurabilityOfStore : public Durability, public ::testing::WithParamInterfac
 {};
 
 INSTANTIATE_TEST_SUITE_P(Stores, DurabilityOfStore,
-                         ::testing::Values("events", "indexed", "transitions"));
+                         ::testing::Values("events", "indexed", "columns", "transitions"));
 
 TEST_P(DurabilityOfStore, importOnAFullDiskIsAnErrorAndLeavesWhatWasThere)
 {
@@ -171,7 +171,7 @@ TEST_P(DurabilityOfStore, interruptedImportRemovesItsOutput)
 class SyncedStore : public DurabilityOfStore
 {};
 
-INSTANTIATE_TEST_SUITE_P(Stores, SyncedStore, ::testing::Values("events", "indexed"));
+INSTANTIATE_TEST_SUITE_P(Stores, SyncedStore, ::testing::Values("events", "indexed", "columns"));
 
 TEST_P(SyncedStore, syncMakesASilentPipesChangesReadableAndSafeFromAKill)
 {

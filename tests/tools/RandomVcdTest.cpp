@@ -143,8 +143,9 @@ TEST_F(ImportExport, randomRecordingsComeBackWhateverTheStoreAndDivision)
         SCOPED_TRACE(fmt::format("seed {}", seed));
         static const std::vector<std::string> kOptions[] = {
             {"--division", "1"},    {"--store", "transitions"}, {"--division", "7"},
-            {"--store", "indexed"}, {"--division", "1000000"},  {"--store", "transitions"}};
-        const std::vector<std::string>& options = kOptions[i % 6];
+            {"--store", "indexed"}, {"--division", "1000000"},  {"--store", "transitions"},
+            {"--store", "columns"}};
+        const std::vector<std::string>& options = kOptions[i % 7];
         write("in.vcd", RandomVcd(seed, options[1] != "transitions").make(i % 20 < 2 ? 3000 : 60));
         expectRoundTrip(options);
         if (HasFailure()) {
@@ -173,10 +174,10 @@ TEST_F(ImportExport, diffFindsTheFirstDifferenceOfEachSignal)
     for (unsigned int i = 0; i < 25; ++i) {
         const unsigned int seed = start + i;
         SCOPED_TRACE(fmt::format("seed {}", seed));
-        static const char* const kStores[] = {"events", "indexed", "transitions"};
-        const std::string text = RandomVcd(seed, i % 3 != 2).make(300);
+        static const char* const kStores[] = {"events", "indexed", "columns", "transitions"};
+        const std::string text = RandomVcd(seed, i % 4 != 3).make(300);
         write("in.vcd", text);
-        ASSERT_EQ(import({"--store", kStores[i % 3]}).code, 0);
+        ASSERT_EQ(import({"--store", kStores[i % 4]}).code, 0);
         // Some lines of the body are missing in the other run.
         std::mt19937 random(Tracewell::seeded(seed));
         std::string other = text.substr(0, text.find("$enddefinitions"));

@@ -33,6 +33,10 @@ TEST_P(Oddities, comesBackWithTheSameHistoryOrIsRefused)
     write("in.vcd", oddity.text);
     if (oddity.refusal == nullptr || store != std::string("transitions")) {
         expectRoundTrip({"--store", store});
+        // Packed into columns it tells the same.
+        ASSERT_EQ(run({"pack", path("out.wdb"), path("packed.wdb")}).code, 0);
+        ASSERT_EQ(run({"export", path("packed.wdb"), path("packed.vcd")}).code, 0);
+        EXPECT_EQ(read("packed.vcd"), read("out.vcd"));
         return;
     }
     const Result result = import({"--store", store});
@@ -73,7 +77,7 @@ std::string windows(std::string text)
 INSTANTIATE_TEST_SUITE_P(
     Vcd, Oddities,
     ::testing::Combine(
-        ::testing::Values("events", "indexed", "transitions"),
+        ::testing::Values("events", "indexed", "columns", "transitions"),
         ::testing::Values(
             Oddity{"noValues", kHead}, Oddity{"onlyTimes", kHead + "#5\n#10\n"},
             Oddity{"valuesBeforeTheFirstTime", kHead + "1!\nb101 \"\n#7\n0!\n"},

@@ -84,7 +84,7 @@ TEST_F(Selection, bitsOfAVectorAreASignalOfTheirOwnInEveryStore)
                std::string(30, '1') + (time % 2 ? "1001" : "1000") + " !\n";
     }
     write("run.vcd", vcd + "#3000\nb0011 #\n");
-    for (const char* store : {"events", "indexed", "transitions"}) {
+    for (const char* store : {"events", "indexed", "columns", "transitions"}) {
         SCOPED_TRACE(store);
         ASSERT_EQ(run({"import", "--store", store, path("run.vcd"), path()}).code, 0);
         EXPECT_EQ(output("values", {"t.v[42:41]", "t.v[9:8]", "t.up[3]", "--radix", "bin", "--csv",

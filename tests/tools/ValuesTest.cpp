@@ -170,7 +170,7 @@ TEST_F(Values, denseStretchesAreTheSameInEveryStore)
     }
     write("run.vcd", vcd + "#30000\n0a\n");
     std::map<std::string, std::set<std::string>> answers;
-    for (const char* store : {"events", "indexed", "transitions"}) {
+    for (const char* store : {"events", "indexed", "columns", "transitions"}) {
         ASSERT_EQ(run({"import", "--store", store, path("run.vcd"), path()}).code, 0);
         const auto ask = [&](const char* resolution, const char* from, const char* to) {
             const std::string text = output("values", {"clk", "e", "--csv", "--resolution",

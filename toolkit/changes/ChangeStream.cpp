@@ -2,6 +2,7 @@
 
 #include "changes/ChangeStream.h"
 
+#include "changes/ColumnChanges.h"
 #include "changes/EventChanges.h"
 #include "changes/TransitionChanges.h"
 #include "changes/VcdChanges.h"
@@ -11,8 +12,13 @@ namespace tracewell {
 
 std::unique_ptr<ChangeStream> ChangeStream::open(const std::string& path, Reach reach)
 {
-    if (findFileKind(path) == FileKind::Transitions) {
+    switch (findFileKind(path)) {
+    case FileKind::Transitions:
         return std::make_unique<TransitionChanges>(path);
+    case FileKind::Columns:
+        return std::make_unique<ColumnChanges>(path, reach);
+    case FileKind::Events:
+        break;
     }
     return std::make_unique<EventChanges>(path, reach);
 }

@@ -8,6 +8,10 @@
 #include "text/Counted.h"
 #include "text/Failure.h"
 
+#include "QsimException.h"
+#include "WdbColumnReader.h"
+#include "WdbFileManager.h"
+
 #include <fmt/format.h>
 
 #include <cerrno>
@@ -69,7 +73,32 @@ std::string whyForeign(const std::string& path, std::string_view head, Content c
     return "this is no wave database (the first 24 bytes say so); check the file name";
 }
 
+/// What cannot be told is taken for a container of events, of which more will be said.
+bool hasColumns(const std::string& path)
+{
+    Tracewell::WdbFileManager file;
+    try {
+        file.open(path);
+        return Tracewell::WdbColumnReader::isColumns(file);
+    } catch (const Qsim::OpenException&) {
+        return false;
+    }
+}
+
 } // namespace
+
+const char* describe(FileKind kind)
+{
+    switch (kind) {
+    case FileKind::Events:
+        return "an event database";
+    case FileKind::Columns:
+        return "a recording in columns";
+    case FileKind::Transitions:
+        break;
+    }
+    return "a transition database";
+}
 
 FileKind findFileKind(const std::string& path)
 {
@@ -105,7 +134,7 @@ FileKind findFileKind(const std::string& path)
     }
     const Content content = contentOf(head);
     if (content.kind == Content::Kind::Events) {
-        return FileKind::Events;
+        return hasColumns(path) ? FileKind::Columns : FileKind::Events;
     }
     if (content.kind == Content::Kind::Transitions) {
         return FileKind::Transitions;

@@ -7,9 +7,13 @@
 namespace tracewell {
 
 enum class FileKind {
-    Events,     ///< a container with an event database
-    Transitions ///< a transition database, finished or not
+    Events,      ///< a container with an event database
+    Columns,     ///< a container with a recording in columns
+    Transitions, ///< a transition database, finished or not
 };
+
+/// As "a transition database".
+const char* describe(FileKind kind);
 
 /// Tells the kinds of wave databases apart by their first bytes.
 /// \throws Failure that says what the file is instead and what to do with it.

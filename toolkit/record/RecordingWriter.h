@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "record/Store.h"
 #include "record/ValueSink.h"
 
 #include <memory>
@@ -44,8 +45,12 @@ public:
 std::unique_ptr<RecordingWriter> makeEventWriter(unsigned int division);
 /// A database of events with an index by time.
 std::unique_ptr<RecordingWriter> makeIndexedWriter();
+/// A recording in columns.
+std::unique_ptr<RecordingWriter> makeColumnWriter();
 /// A database of transitions. Without a storage failure handler of the library's a file that could
 /// not be written comes to look finished; check() tells the reason either way.
 std::unique_ptr<RecordingWriter> makeTransitionWriter();
+/// One of these; `division` is for events.
+std::unique_ptr<RecordingWriter> makeRecordingWriter(Store store, unsigned int division = 0);
 
 } // namespace tracewell

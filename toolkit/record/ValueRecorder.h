@@ -68,6 +68,9 @@ public:
 
     // Of values whose plain form is known.
 
+    /// The plain value, which tells all.
+    void storeExact(std::uint32_t object, const unsigned char* value);
+
     bool hasValue(std::uint32_t object) const { return m_states[object].hasValue; }
     /// The plain value that the object has.
     const unsigned char* plainOf(std::uint32_t object) const
@@ -132,8 +135,6 @@ private:
     /// What a change takes in a store, with a value of a few bytes.
     static constexpr unsigned long long kRecordBytes = 20;
 
-    /// The plain value; it tells all.
-    void storeExact(std::uint32_t object, const unsigned char* value);
     /// The plain value stays; an object without any gets its unknown one.
     void storeBeside(std::uint32_t object, ChangeForm form, std::string_view text);
     void storeString(std::uint32_t object, std::string_view text);

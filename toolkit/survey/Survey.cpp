@@ -193,7 +193,7 @@ Survey surveyFile(const std::string& path, const std::function<void(double)>& pr
     } else {
         surveyContainer(context);
         surveyNames(context);
-        surveyEvents(context);
+        kind == FileKind::Columns ? surveyColumns(context) : surveyEvents(context);
         surveyStrings(context);
     }
     survey.fileSize = file.size();

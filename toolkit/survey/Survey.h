@@ -57,7 +57,25 @@ struct Survey
         long long blockBytes = 0;
     };
 
+    /// What a recording in columns holds.
+    struct Columns
+    {
+        unsigned long long segments = 0;
+        /// Segments that the next one takes in.
+        unsigned long long shortSegments = 0;
+        /// Changes that were recorded, with those that brought nothing new.
+        unsigned long long changes = 0;
+        unsigned long long fields = 0;
+        /// Of the segments.
+        long long bytes = 0;
+        /// Given up, and taken by the next segments.
+        long long freeBytes = 0;
+        long long latestTime = 0;
+    };
+
     long long fileSize = 0;
+    /// Only of a recording in columns; what is said of events is empty then.
+    std::optional<Columns> columns;
     /// Only of a transition database; all of an event database is empty then.
     std::optional<Transitions> transitions;
     Tracewell::WdbFileHeader header;
@@ -94,6 +112,9 @@ struct Survey
     {
         if (transitions) {
             return transitions->latestTime;
+        }
+        if (columns && ending != Ending::NeverClosed) {
+            return columns->latestTime;
         }
         if (ending == Ending::NeverClosed) {
             return std::max(wholeness.upTo, 0LL);

@@ -45,6 +45,9 @@ void surveyNames(const SurveyContext& context);
 void surveyEvents(const SurveyContext& context);
 void surveyStrings(const SurveyContext& context);
 
+/// Of a container with columns, in the place of surveyEvents.
+void surveyColumns(const SurveyContext& context);
+
 /// All of a transition database.
 void surveyTransitions(const SurveyContext& context);
 

@@ -83,23 +83,15 @@ Tracewell::WdbIBlockManager& EventWaveFile::storage()
 
 void EventWaveFile::findEnd(Reach reach)
 {
-    m_latestTime = database().getLatestTime();
-    m_wholeness = findWholeness(*m_fileManager, m_database->getEventDatabaseHeader());
-    m_reach = reach;
-    m_end = m_wholeness.isClosed || reach == Reach::Beyond ? std::numeric_limits<long long>::max()
-                                                           : m_wholeness.upTo;
+    const long long latestTime = database().getLatestTime();
+    m_end = RecordingEnd(findWholeness(*m_fileManager, m_database->getEventDatabaseHeader()), reach,
+                         latestTime);
 }
 
 const Tracewell::WdbDamageLog& EventWaveFile::damageLog()
 {
     database();
     return m_fileManager->getDamageLog();
-}
-
-void EventWaveFile::endAt(long long end)
-{
-    m_isCutByDamage = m_isCutByDamage || end < m_end;
-    m_end = std::min(m_end, end);
 }
 
 void EventWaveFile::checkBuckets(const std::vector<long long>& addresses)
@@ -166,7 +158,7 @@ std::optional<std::string> EventWaveFile::damageText(const std::vector<WdbDamage
         return std::nullopt;
     }
     return describeDamage(places, m_database->getEventDatabaseHeader().m_bucketDivision, timeText(),
-                          m_isCutByDamage ? std::optional(m_end) : std::nullopt);
+                          m_end.damageEnd());
 }
 
 std::vector<std::string> EventWaveFile::shortfalls() const
@@ -174,47 +166,12 @@ std::vector<std::string> EventWaveFile::shortfalls() const
     if (const std::optional<std::string> text = damageText()) {
         return {*text};
     }
-    if (m_latestTime <= m_end) {
-        return m_wholeness.hasEvents || m_reach == Reach::Beyond
-                   ? std::vector<std::string>()
-                   : std::vector{unclosedText() + ", and there is no event in it; record it again"};
-    }
-    return {
-        endText() +
-        (m_end < 0 ? ", so all of it was left out" : ", and what lies behind that was left out") +
-        "; --beyond shows it, with values that may be in part"};
+    return m_end.shortfalls(timeText());
 }
 
 std::vector<std::string> EventWaveFile::notices() const
 {
-    if (m_latestTime > m_end || !damage({}).empty()) {
-        return {};
-    }
-    if (m_wholeness.isClosed) {
-        return m_wholeness.isKnown || (!m_wholeness.hasEvents && m_reach == Reach::Whole)
-                   ? std::vector<std::string>()
-                   : std::vector{unclosedText() + ", for there is no event behind time 0 in it"};
-    }
-    return {endText() + (m_latestTime > m_wholeness.upTo
-                             ? ", and values behind that may be in part"
-                             : ", and nothing that could be read lies behind that")};
-}
-
-std::string EventWaveFile::unclosedText() const
-{
-    if (m_wholeness.isKnown) {
-        return m_wholeness.isClosed ? std::string() : "its writer never closed it";
-    }
-    return "it cannot be told whether its writer closed it";
-}
-
-std::string EventWaveFile::endText() const
-{
-    const std::string upTo =
-        m_wholeness.upTo < 0
-            ? "not known to be whole up to any time"
-            : fmt::format("whole up to time {}", timeText().format(m_wholeness.upTo));
-    return unclosedText() + "; it is " + upTo;
+    return damage({}).empty() ? m_end.notices(timeText()) : std::vector<std::string>();
 }
 
 void EventWaveFile::readNames()
@@ -228,9 +185,9 @@ void EventWaveFile::readNames()
 EventWaveFile openEventWaveFile(const std::string& path, const std::string& command, Reach reach)
 {
     if (findFileKind(path) != FileKind::Events) {
-        throw Failure(fmt::format("{}: this is a transition database; `tracewell {}` is for "
-                                  "event databases; `tracewell values` shows this one",
-                                  path, command));
+        throw Failure(fmt::format("{}: this is {}; `tracewell {}` is for event databases; "
+                                  "`tracewell values` shows this one",
+                                  path, describe(findFileKind(path)), command));
     }
     return EventWaveFile(path, reach);
 }

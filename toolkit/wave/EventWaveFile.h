@@ -2,14 +2,13 @@
 
 #pragma once
 
-#include "formats/wdb/Wholeness.h"
+#include "wave/RecordingEnd.h"
 #include "wave/WaveFile.h"
 
 #include "WdbDamageLog.h"
 #include "WdbIEventBlockDatabase.h"
 #include "WdbIEventReader.h"
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,26 +28,22 @@ public:
     explicit EventWaveFile(const std::string& path, Reach reach = Reach::Whole);
     ~EventWaveFile() override;
 
-    long long latestTime() const override
-    {
-        // A run may have come further than its last event.
-        return std::max(std::min(std::max(m_latestTime, m_wholeness.upTo), m_end), 0LL);
-    }
+    long long latestTime() const override { return m_end.latestTime(); }
     std::vector<std::string> shortfalls() const override;
     std::vector<std::string> notices() const override;
-    std::string unclosedText() const override;
+    std::string unclosedText() const override { return m_end.unclosedText(); }
     std::unique_ptr<SignalValues> values(std::vector<Signal> signals) override;
 
     /// What comes behind it is to be left out: for every user of the reader and the database. Below
     /// 0 when that is everything. Damage brings it down.
-    long long end() const { return m_end; }
+    long long end() const { return m_end.get(); }
     /// Whether anything comes behind it.
-    bool isCut() const { return m_latestTime > m_end; }
+    bool isCut() const { return m_end.isCut(); }
     /// After the reader has read the buckets of these addresses: looks how far they are whole, if
     /// anything was damaged.
     void checkBuckets(const std::vector<long long>& addresses);
     /// The damage that whoever used the database found leaves nothing whole behind `end`.
-    void endAt(long long end);
+    void endAt(long long end) { m_end.endAt(end); }
     /// Of what database() and storage() read.
     const Tracewell::WdbDamageLog& damageLog();
     /// The line on what was met that could not be read, with the places that somebody found who
@@ -64,7 +59,6 @@ private:
     void openReader();
     void readNames();
     void findEnd(Reach reach);
-    std::string endText() const;
     long long findBucketEnd(long long address);
     std::vector<Tracewell::WdbDamage> damage(const std::vector<Tracewell::WdbDamage>& more) const;
 
@@ -72,13 +66,7 @@ private:
     /// Before the database, which must go first.
     std::unique_ptr<Tracewell::WdbFileManager> m_fileManager;
     std::unique_ptr<Tracewell::WdbIEventBlockDatabase> m_database;
-    Wholeness m_wholeness;
-    /// Of what can be read.
-    long long m_latestTime = 0;
-    long long m_end = 0;
-    Reach m_reach = Reach::Whole;
-    /// Whether damage has brought the end down.
-    bool m_isCutByDamage = false;
+    RecordingEnd m_end;
 };
 
 /// The recording for a command that only event databases serve.

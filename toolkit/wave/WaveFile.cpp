@@ -3,6 +3,7 @@
 #include "wave/WaveFile.h"
 
 #include "input/FileKind.h"
+#include "wave/ColumnWaveFile.h"
 #include "wave/EventWaveFile.h"
 #include "wave/TransitionWaveFile.h"
 
@@ -10,8 +11,13 @@ namespace tracewell {
 
 std::unique_ptr<WaveFile> WaveFile::open(const std::string& path, Reach reach)
 {
-    if (findFileKind(path) == FileKind::Transitions) {
+    switch (findFileKind(path)) {
+    case FileKind::Transitions:
         return std::make_unique<TransitionWaveFile>(path);
+    case FileKind::Columns:
+        return std::make_unique<ColumnWaveFile>(path, reach);
+    case FileKind::Events:
+        break;
     }
     return std::make_unique<EventWaveFile>(path, reach);
 }

@@ -125,8 +125,7 @@ void WindowRecording::merge(const std::string& path, long long lastTime,
 {
     const long long start = m_hasPrevious ? m_previousStart : m_start;
     const long long from = lastTime - start > m_window ? lastTime - m_window : start;
-    const std::unique_ptr<RecordingWriter> file =
-        m_outputStore == Store::Events ? makeEventWriter(0) : makeTransitionWriter();
+    const std::unique_ptr<RecordingWriter> file = makeRecordingWriter(m_outputStore);
     SegmentPlayer player(m_declarations, m_layout, file->writer(), file->sink(), from);
     directory.write(writeDeclarations(m_declarations));
     file->open(path, directory, m_layout, 0);

@@ -18,6 +18,7 @@ void addCommands(CLI::App& app)
     addFindCommand(app);
     addDrawCommand(app);
     addExportCommand(app);
+    addPackCommand(app);
     addDiffCommand(app);
     addEventsCommand(app);
     addVerifyCommand(app);

@@ -58,8 +58,8 @@ public:
     /// no more room than that; 0 for all. TRACEWELL_LAST comes before it: a number, or a time with
     /// a unit.
     void keepLast(std::uint64_t time);
-    /// Both false, with a line, when that cannot be. `store` is "events", "transitions" or null for
-    /// the default. The environment comes before what is asked here: TRACEWELL_STORE,
+    /// Both false, with a line, when that cannot be. `store` is "events", "columns", "transitions"
+    /// or null for the default. The environment comes before what is asked here: TRACEWELL_STORE,
     /// TRACEWELL_SYNC (seconds) and TRACEWELL_LIVE (a channel, in the place of a file).
     bool openFile(const char* name, const char* store);
     bool openLive(int channel);

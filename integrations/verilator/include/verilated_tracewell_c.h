@@ -19,7 +19,7 @@ class VerilatedTracewellC VL_NOT_FINAL : public VerilatedVcdC
 {
 public:
     using VerilatedVcdC::open;
-    /// `store` is "events" or "transitions".
+    /// `store` is "events", "columns" or "transitions".
     void open(const char* filename, const char* store) VL_MT_SAFE
     {
         spTrace()->open(filename, store);

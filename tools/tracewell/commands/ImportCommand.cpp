@@ -2,12 +2,12 @@
 
 #include "Commands.h"
 #include "commands/LenientOption.h"
+#include "commands/RecordingOutput.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "files/OutputFile.h"
 #include "files/ProgressBar.h"
 #include "files/Terminal.h"
-#include "files/WatchedProcess.h"
 #include "formats/vcd/DeclarationText.h"
 #include "import/VcdRun.h"
 #include "input/InputFile.h"
@@ -25,7 +25,6 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 
@@ -47,18 +46,12 @@ struct Options
 
 std::unique_ptr<RecordingWriter> makeWriter(const Options& options)
 {
-    switch (options.store) {
-    case Store::Transitions:
+    if (options.store == Store::Transitions) {
         // So that a file that could not be written does not come to look finished; the writer's
         // check() tells of it.
         Tracewell::setStorageFailureHandler([](const std::string&) {});
-        return makeTransitionWriter();
-    case Store::Indexed:
-        return makeIndexedWriter();
-    case Store::Events:
-        break;
     }
-    return makeEventWriter(options.division);
+    return makeRecordingWriter(options.store, options.division);
 }
 
 class Import
@@ -162,58 +155,11 @@ void Import::summarize(const VcdInput& input, const ValueRecorder& recorder,
 
 void run(const Options& options)
 {
-    const InterruptGuard interrupt;
-    OutputFile output(options.output,
-                      options.store == Store::Transitions ? OutputKind::WholeFile
-                                                          : OutputKind::RegularFile,
-                      options.input);
-    if (output.isReplacement() && options.sync > 0) {
-        tell(fmt::format("{} stays as it is until this ends; what is read meanwhile is in {}",
-                         output.name(), output.path()));
-    }
-    SnapshotDirectory directory(options.output);
-    output.start();
-    const WatchedEnd end = runWatched([&] {
-        try {
+    makeRecording(
+        {"import", options.input, options.output, options.store, options.sync > 0},
+        [&](OutputFile& output, SnapshotDirectory& directory, const InterruptGuard& interrupt) {
             Import(options, output, directory, interrupt).run();
-        } catch (const std::bad_alloc&) {
-            output.discard();
-            throw Failure(fmt::format(
-                "{}: does not fit into the memory while it is made; "
-                "dump fewer variables{}",
-                options.output,
-                options.store == Store::Transitions ? ", or leave --store transitions out" : ""));
-        } catch (...) {
-            output.discard();
-            throw;
-        }
-    });
-    switch (end.kind) {
-    case WatchedEnd::Kind::Done:
-        output.keep();
-        break;
-    case WatchedEnd::Kind::InPart:
-        output.keep();
-        throw Failure(end.text);
-    case WatchedEnd::Kind::Failed:
-        // The other process has taken its output away.
-        output.keep();
-        throw Failure(output.named(end.text));
-    case WatchedEnd::Kind::Aborted:
-        throw Failure(fmt::format("{}: cannot be written: {}; the unfinished output was "
-                                  "removed; make room there and import again",
-                                  options.output, end.text));
-    case WatchedEnd::Kind::Killed:
-        if (options.store == Store::Transitions || output.isReplacement()) {
-            throw Failure(fmt::format("{}: the import was ended by {}; the unfinished output "
-                                      "was removed; import again",
-                                      options.output, end.text));
-        }
-        output.keep();
-        throw Failure(fmt::format("{}: the import was ended by {}; what had reached the file "
-                                  "is there, and it is not closed; import again",
-                                  options.output, end.text));
-    }
+        });
 }
 
 } // namespace
@@ -227,6 +173,7 @@ void addImportCommand(CLI::App& app)
     command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
     addStoreOption(*command, options->store,
                    {{"events", Store::Events},
+                    {"columns", Store::Columns},
                     {"indexed", Store::Indexed},
                     {"transitions", Store::Transitions}});
     addLenientOption(*command, options->isLenient);

@@ -121,6 +121,23 @@ void addEventLines(std::vector<std::vector<std::string>>& lines, const Survey& s
     lines.push_back({"events", std::to_string(survey.events)});
 }
 
+void addColumnLines(std::vector<std::vector<std::string>>& lines, const Survey& survey)
+{
+    const Survey::Columns& facts = *survey.columns;
+    lines.push_back({"latest time", timeText(survey, survey.latestTime())});
+    lines.push_back({"database", "columns"});
+    lines.push_back({"fields", std::to_string(facts.fields)});
+    lines.push_back(
+        {"segments", fmt::format("{} in {}", facts.segments, counted(facts.bytes, "byte"))});
+    if (facts.shortSegments > 0) {
+        lines.back()[1] += fmt::format(", and {} that the next one takes in", facts.shortSegments);
+    }
+    if (facts.freeBytes > 0) {
+        lines.push_back({"given up", counted(facts.freeBytes, "byte")});
+    }
+    lines.push_back({"changes", std::to_string(facts.changes)});
+}
+
 void addTransitionLines(std::vector<std::vector<std::string>>& lines, const Survey& survey)
 {
     const Survey::Transitions& facts = *survey.transitions;
@@ -181,6 +198,9 @@ void printText(Output& out, const std::string& path, const Survey& survey)
     if (survey.eventHeader) {
         addEventLines(lines, survey);
     }
+    if (survey.columns) {
+        addColumnLines(lines, survey);
+    }
     if (survey.transitions) {
         addTransitionLines(lines, survey);
     } else {
@@ -240,6 +260,16 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
         json["addressSize"] = survey.eventHeader->m_addressSize;
         json["eventBlocks"] = survey.blocks;
         json["events"] = survey.events;
+    }
+    if (survey.columns) {
+        const Survey::Columns& facts = *survey.columns;
+        json["latestTime"] = survey.latestTime();
+        json["fields"] = facts.fields;
+        json["segments"] = facts.segments;
+        json["shortSegments"] = facts.shortSegments;
+        json["segmentBytes"] = facts.bytes;
+        json["freeBytes"] = facts.freeBytes;
+        json["changes"] = facts.changes;
     }
     if (survey.transitions) {
         const Survey::Transitions& facts = *survey.transitions;

@@ -24,9 +24,7 @@ inline void addStoreOption(CLI::App& command, Store& store, const Choices<Store>
 /// What makes another command use the same store, with a blank in front; empty for the usual one.
 inline std::string storeText(Store store)
 {
-    return store == Store::Events    ? ""
-           : store == Store::Indexed ? " --store indexed"
-                                     : " --store transitions";
+    return store == Store::Events ? "" : std::string(" --store ") + nameOf(store);
 }
 
 /// Refuses an option that makes no sense for the store chosen: wrong usage.

@@ -38,7 +38,8 @@ std::string timeText(const Survey& survey, long long time)
 /// Of a recording that was never closed: what can be relied on. Empty for one that was.
 std::string endingText(const Survey& survey)
 {
-    if (survey.transitions || !survey.eventHeader || survey.ending == Survey::Ending::Closed) {
+    if (survey.transitions || (!survey.eventHeader && !survey.columns) ||
+        survey.ending == Survey::Ending::Closed) {
         return {};
     }
     if (survey.ending == Survey::Ending::Unknown) {
@@ -111,6 +112,12 @@ void printText(Output& out, const std::string& path, const Survey& survey)
                            counted(survey.transitions->blocks, "block"),
                            counted(survey.transitions->transitions, "transition"),
                            counted(survey.transitions->initialValues, "initial value"));
+    } else if (survey.columns) {
+        out << fmt::format(
+            "{}: {}, {}, {}, {}, {}\n", printable(path), counted(survey.sections.size(), "section"),
+            counted(survey.columns->segments + survey.columns->shortSegments, "segment"),
+            counted(survey.columns->fields, "field"), counted(survey.columns->changes, "change"),
+            counted(survey.strings, "string"));
     } else {
         out << fmt::format("{}: {}, {} in use, {}, {}, {}\n", printable(path),
                            counted(survey.sections.size(), "section"),
@@ -168,6 +175,12 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
         json["blocks"] = survey.transitions->blocks;
         json["transitions"] = survey.transitions->transitions;
         json["initialValues"] = survey.transitions->initialValues;
+    } else if (survey.columns) {
+        json["segments"] = survey.columns->segments;
+        json["shortSegments"] = survey.columns->shortSegments;
+        json["fields"] = survey.columns->fields;
+        json["changes"] = survey.columns->changes;
+        json["strings"] = survey.strings;
     } else {
         json["bucketsInUse"] = survey.bucketsInUse;
         json["blocks"] = survey.blocks;

@@ -8,6 +8,7 @@
 #include "WdbColumnReplay.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +17,29 @@ namespace Tracewell {
 
 class ColumnFile;
 class WdbFileManager;
+
+/// A run of bytes of a file that its list of segments names.
+struct WdbColumnExtent
+{
+    enum Kind : int {
+        Fields = 0,       ///< what was declared
+        Catalog = 1,      ///< a part of the list of segments
+        Segment = 2,      ///< for good
+        ShortSegment = 3, ///< until the next one that is full takes its changes in
+        Free = 4          ///< given up by short segments; the next ones take it
+    };
+
+    Kind m_kind = Fields;
+    /// As the list says: it may lie outside.
+    long long m_offset = 0;
+    long long m_size = 0;
+    /// Its checksums are right, and all of it makes sense.
+    bool m_isSound = true;
+    // Of a segment.
+    long long m_firstTime = 0;
+    long long m_lastTime = 0;
+    unsigned int m_changes = 0;
+};
 
 /// Reads a recording in columns, see WdbColumnWriter, while it is written or later. Sees what the
 /// writer had put into the file when the reader was opened, or refreshed. What is damaged is noted
@@ -39,11 +63,14 @@ public:
 
     /// The container: for its other sections.
     WdbFileManager& getFileManager();
+    const WdbFileManager& getFileManager() const;
     bool isClosed() const;
     /// Everything up to this time is in the file; below 0 when that is not known of any.
     long long getWholeTime() const;
-    /// Below 0 when nothing is in the file.
+    /// How far the run had come; below 0 when nothing is in the file.
     long long getLatestTime() const;
+    /// Of the last change; below 0 without one.
+    long long getLastChangeTime() const;
     unsigned long long getChangeCount() const;
 
     /// Fields have the ids from 0 on, in the order in which they were declared or came up.
@@ -61,6 +88,11 @@ public:
     bool getPreviousChange(unsigned int field, long long time, long long& out) const;
     /// Of these fields, or of all where there are none.
     std::unique_ptr<WdbColumnReplay> getReplay(const std::vector<unsigned int>& fields = {}) const;
+
+    /// Reads everything, and tells of each run of bytes in turn; for who wants to know whether the
+    /// file is sound. What is not is in the damage log too. False when one of the two roots is
+    /// damaged, of which a file that is not written to has none.
+    bool survey(const std::function<void(const WdbColumnExtent&)>& tell) const;
 
 private:
     void sortRuns();

@@ -67,6 +67,22 @@ bool ColumnFile::refresh()
     return true;
 }
 
+bool ColumnFile::isSound(const ColumnRoot& root)
+{
+    return root.magic == kRootMagic && root.shortSegments <= kMostShortSegments &&
+           root.freeExtents <= kMostFreeExtents &&
+           root.checksum == checksumOf(&root, offsetof(ColumnRoot, checksum));
+}
+
+/// The second one may not have been written yet.
+bool ColumnFile::areRootsSound() const
+{
+    ColumnRoot roots[2];
+    m_manager.getFileBlockManager().getBlock(static_cast<long long>(m_section),
+                                             reinterpret_cast<char*>(roots), sizeof roots);
+    return (isSound(roots[0]) || m_root.sequence == 1) && isSound(roots[1]);
+}
+
 bool ColumnFile::readRoot(ColumnRoot& out) const
 {
     for (int i = 0; i < kMostTries; ++i) {
@@ -75,10 +91,7 @@ bool ColumnFile::readRoot(ColumnRoot& out) const
                                                  reinterpret_cast<char*>(roots), sizeof roots);
         const ColumnRoot* best = nullptr;
         for (const ColumnRoot& root : roots) {
-            if (root.magic == kRootMagic && root.shortSegments <= kMostShortSegments &&
-                root.freeExtents <= kMostFreeExtents &&
-                root.checksum == checksumOf(&root, offsetof(ColumnRoot, checksum)) &&
-                (best == nullptr || root.sequence > best->sequence)) {
+            if (isSound(root) && (best == nullptr || root.sequence > best->sequence)) {
                 best = &root;
             }
         }
@@ -97,6 +110,7 @@ void ColumnFile::loadSegments()
         m_segments.clear();
         m_segmentBytes = 0;
         std::uint64_t chunkOffset = m_root.catalog;
+        m_catalog.clear();
         std::set<std::uint64_t> seen;
         CatalogChunk chunk;
         for (std::uint64_t listed = 0; listed < m_root.fullSegments; ++listed) {
@@ -110,6 +124,7 @@ void ColumnFile::loadSegments()
                 }
                 m_manager.getFileBlockManager().getBlock(place, reinterpret_cast<char*>(&chunk),
                                                          sizeof chunk);
+                m_catalog.push_back(chunkOffset);
             }
             if (!isPlausible(chunk.records[inChunk])) {
                 noteListDamage(chunkOffset, sizeof chunk);
@@ -362,6 +377,39 @@ bool ColumnFile::readFile(std::uint64_t offset, std::uint64_t size, Bytes& out) 
         blocks.getBlock(static_cast<long long>(offset), reinterpret_cast<char*>(out.data()), size);
     }
     return true;
+}
+
+bool ColumnFile::checkSegment(std::size_t number)
+{
+    const auto info = segment(number);
+    if (!info) {
+        return false;
+    }
+    bool isSound = true;
+    for (std::size_t chunk = 0; chunk < info->chunks.size(); ++chunk) {
+        isSound = (TimeChunk::isEven(info->chunks[chunk]) || times(number, chunk)) && isSound;
+    }
+    PartData data;
+    for (std::size_t page = 0; page < info->pages.size(); ++page) {
+        const auto index = pageIndex(number, page);
+        const auto pageBytes = index ? pageData(number, page) : nullptr;
+        if (!pageBytes) {
+            isSound = false;
+            continue;
+        }
+        PageIndex::Entry part = index->at(0);
+        for (bool isThere = true; isThere; isThere = index->next(part)) {
+            if (m_fields.at(part.info.field).size == 0 ||
+                !readPart(*index, *pageBytes, part, info->head, data)) {
+                const PageRecord& record = info->pages[page];
+                noteDamage(number, m_segments[number].offset + record.dataOffset,
+                           record.dataStored);
+                isSound = false;
+                break;
+            }
+        }
+    }
+    return isSound;
 }
 
 void ColumnFile::noteDamage(std::size_t number, std::uint64_t offset, std::uint64_t size)

@@ -42,8 +42,15 @@ public:
     std::shared_ptr<const TimeChunk> times(std::size_t segment, std::size_t chunk);
 
     void noteDamage(std::size_t segment, std::uint64_t offset, std::uint64_t size);
+    /// Whether all of it can be read; notes what cannot.
+    bool checkSegment(std::size_t segment);
+    bool areRootsSound() const;
+    std::size_t fullSegments() const { return m_fullSegments; }
+    /// Where the parts of the list of full segments lie.
+    const std::vector<std::uint64_t>& catalog() const { return m_catalog; }
 
 private:
+    static bool isSound(const ColumnRoot& root);
     bool readRoot(ColumnRoot& out) const;
     void loadSegments();
     bool loadShorts();
@@ -62,6 +69,7 @@ private:
     /// Of all of them: no more than are in the file, so that a short one lists few.
     std::uint64_t m_segmentBytes = 0;
     std::size_t m_fullSegments = 0;
+    std::vector<std::uint64_t> m_catalog;
     /// Short segments may be written over, so they are here whole.
     std::vector<Bytes> m_shorts;
     FieldRuns m_fields;

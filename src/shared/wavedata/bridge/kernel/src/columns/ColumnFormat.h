@@ -88,7 +88,7 @@ struct ColumnRoot
 };
 
 /// Full segments in the order of time. The next chunk follows when one is full.
-constexpr std::uint32_t kRecordsOfChunk = 255;
+constexpr std::uint32_t kRecordsOfChunk = 63;
 struct CatalogChunk
 {
     std::uint64_t next;
@@ -201,7 +201,7 @@ enum class ValueForm : unsigned int {
 static_assert(sizeof(SegmentRecord) == 48 && sizeof(ColumnExtent) == 16);
 static_assert(sizeof(ColumnRoot) == 3088 && offsetof(ColumnRoot, shorts) == 80);
 static_assert(offsetof(ColumnRoot, free) == 2000 && offsetof(ColumnRoot, checksum) == 3080);
-static_assert(sizeof(CatalogChunk) == 12248);
+static_assert(sizeof(CatalogChunk) == 3032);
 static_assert(sizeof(SegmentHead) == 56 && sizeof(TimeChunkRecord) == 40);
 static_assert(sizeof(FieldRun) == 16 && sizeof(PageRecord) == 48 && sizeof(StreamRecord) == 12);
 static_assert(std::is_trivially_copyable_v<ColumnRoot>);

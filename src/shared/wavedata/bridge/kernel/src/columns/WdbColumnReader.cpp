@@ -59,6 +59,11 @@ WdbFileManager& WdbColumnReader::getFileManager()
     return m_file->manager();
 }
 
+const WdbFileManager& WdbColumnReader::getFileManager() const
+{
+    return m_file->manager();
+}
+
 bool WdbColumnReader::isClosed() const
 {
     return getWholeTime() == std::numeric_limits<long long>::max();
@@ -72,6 +77,11 @@ long long WdbColumnReader::getWholeTime() const
 long long WdbColumnReader::getLatestTime() const
 {
     return m_file->root().latestTime;
+}
+
+long long WdbColumnReader::getLastChangeTime() const
+{
+    return m_file->segments().empty() ? -1 : m_file->segments().back().lastTime;
 }
 
 unsigned long long WdbColumnReader::getChangeCount() const
@@ -175,6 +185,41 @@ std::unique_ptr<WdbColumnReplay>
 WdbColumnReader::getReplay(const std::vector<unsigned int>& fields) const
 {
     return std::unique_ptr<WdbColumnReplay>(new WdbColumnReplay(*m_file, fields));
+}
+
+bool WdbColumnReader::survey(const std::function<void(const WdbColumnExtent&)>& tell) const
+{
+    const ColumnRoot& root = m_file->root();
+    const auto run = [&](WdbColumnExtent::Kind kind, std::uint64_t offset, std::uint64_t size) {
+        WdbColumnExtent extent;
+        extent.m_kind = kind;
+        extent.m_offset = static_cast<long long>(offset);
+        extent.m_size = static_cast<long long>(size);
+        return extent;
+    };
+    if (root.fields.size > 0) {
+        WdbColumnExtent fields = run(WdbColumnExtent::Fields, root.fields.offset, root.fields.size);
+        fields.m_isSound = m_file->fields().count() > 0;
+        tell(fields);
+    }
+    for (const std::uint64_t chunk : m_file->catalog()) {
+        tell(run(WdbColumnExtent::Catalog, chunk, sizeof(CatalogChunk)));
+    }
+    for (std::size_t i = 0; i < m_file->segments().size(); ++i) {
+        const SegmentRecord& record = m_file->segments()[i];
+        WdbColumnExtent segment = run(i < m_file->fullSegments() ? WdbColumnExtent::Segment
+                                                                 : WdbColumnExtent::ShortSegment,
+                                      record.offset, record.size);
+        segment.m_firstTime = record.firstTime;
+        segment.m_lastTime = record.lastTime;
+        segment.m_changes = record.changes;
+        segment.m_isSound = m_file->checkSegment(i);
+        tell(segment);
+    }
+    for (std::uint32_t i = 0; i < root.freeExtents; ++i) {
+        tell(run(WdbColumnExtent::Free, root.free[i].offset, root.free[i].size));
+    }
+    return m_file->areRootsSound();
 }
 
 } // namespace Tracewell

@@ -16,18 +16,21 @@ namespace Tracewell {
 
 namespace {
 
-std::uint64_t load(const unsigned char* bytes, unsigned int size)
+/// What follows the bytes in `out` stays.
+inline void load(const unsigned char* bytes, unsigned int size, std::uint64_t& out)
 {
-    std::uint64_t value = 0;
     switch (size) {
     case 1:
-        return *bytes;
+        std::memcpy(&out, bytes, 1);
+        return;
+    case 4:
+        std::memcpy(&out, bytes, 4);
+        return;
     case 8:
-        std::memcpy(&value, bytes, 8);
-        return value;
+        std::memcpy(&out, bytes, 8);
+        return;
     default:
-        std::memcpy(&value, bytes, size);
-        return value;
+        std::memcpy(&out, bytes, size);
     }
 }
 
@@ -134,11 +137,12 @@ inline void WdbColumnWriter::writeEvent(long long time, long long address, unsig
         return tellRefusal(address);
     }
     while (length > 0) {
+        // From a field's first byte on, as nearly all changes are.
         const unsigned int most = std::min(length, kFieldBytes);
         const FieldTable::Entry entry = m_table->at(address);
-        if (entry.isOf(most)) {
-            const std::uint64_t now = load(value, most);
-            m_table->value(entry.id()) = now;
+        if (entry && most <= entry.size()) {
+            std::uint64_t& now = m_table->value(entry.id());
+            load(value, most, now);
             m_store->append(time, entry.id(), now);
             address += most;
             value += most;
