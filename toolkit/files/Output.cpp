@@ -33,10 +33,12 @@ void Output::check() const
 {
     if (!m_stream) {
         const int error = errno;
+        const char* const remedy = error == EBADF   ? "give it a file or a pipe"
+                                   : error == EPIPE ? "let its reader take all of it"
+                                                    : "make room";
         throw Failure(fmt::format("standard output: could not be written to the end: {}; the "
                                   "answer is cut off, {} and ask again",
-                                  std::strerror(error),
-                                  error == EBADF ? "give it a file or a pipe" : "make room"));
+                                  std::strerror(error), remedy));
     }
 }
 

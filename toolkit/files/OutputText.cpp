@@ -78,10 +78,12 @@ void OutputText::fail(int error) const
     if (!m_isFile && error == EPIPE) {
         InterruptGuard::endByClosedPipe();
     }
-    throw Failure(
-        fmt::format("{}: cannot be written: {}; the output was given up, {}",
-                    m_isFile ? m_file.name() : "standard output", std::strerror(error),
-                    error == EBADF ? "name a file for it" : "make room or name another place"));
+    const char* const remedy = error == EBADF   ? "name a file for it"
+                               : error == EPIPE ? "let its reader take all of it"
+                                                : "make room or name another place";
+    throw Failure(fmt::format("{}: cannot be written: {}; the output was given up, {}",
+                              m_isFile ? m_file.name() : "standard output", std::strerror(error),
+                              remedy));
 }
 
 } // namespace tracewell

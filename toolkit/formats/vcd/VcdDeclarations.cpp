@@ -145,8 +145,8 @@ void DeclarationReader::failAtEnd(const std::string& why)
         throw CutOff();
     }
     if (m_input.isShortened()) {
-        throw Failure(fmt::format("{}: {} before a variable is declared; copy the file again, "
-                                  "or dump it again",
+        throw Failure(fmt::format("{}: {}, and no variable is declared by then; copy the file "
+                                  "again, or dump it again",
                                   m_input.name(), m_input.flaw()));
     }
     m_input.fail(why);
