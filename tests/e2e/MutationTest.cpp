@@ -171,8 +171,10 @@ TEST_F(Mutation, whatDamageChangesInAnAnswerIsToldInOneLine)
         for (unsigned int i = 0; i < mutations; ++i) {
             std::string bad = content;
             if (isColumns) {
-                // Names and lists of sections lie in front.
-                char& byte = bad[bad.size() / 2 + random() % (bad.size() / 2)];
+                // The root that it was closed with, then any place; names and lists of sections lie
+                // in front.
+                char& byte = i < 2 ? bad[bad.find("COLROOT")]
+                                   : bad[bad.size() / 2 + random() % (bad.size() / 2)];
                 byte = static_cast<char>(byte ^ (1 << random() % 8));
             } else if (i < 2) {
                 // Too short for a node of an index.

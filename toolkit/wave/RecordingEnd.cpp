@@ -40,11 +40,12 @@ std::vector<std::string> RecordingEnd::shortfalls(const TimeText& timeText) cons
 
 std::vector<std::string> RecordingEnd::notices(const TimeText& timeText) const
 {
-    if (m_latestTime > m_end) {
+    const bool isShortOfAll = !m_wholeness.hasEvents && m_reach == Reach::Whole;
+    if (m_latestTime > m_end || isShortOfAll) {
         return {};
     }
     if (m_wholeness.isClosed) {
-        return m_wholeness.isKnown || (!m_wholeness.hasEvents && m_reach == Reach::Whole)
+        return m_wholeness.isKnown
                    ? std::vector<std::string>()
                    : std::vector{unclosedText() + ", for there is no event behind time 0 in it"};
     }
