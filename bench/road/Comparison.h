@@ -23,5 +23,7 @@ struct ComparisonOptions
 void compare(const ComparisonOptions& options);
 /// The same for the database with an index by time.
 void compareIndex(const ComparisonOptions& options);
+/// Recordings in columns beside FST.
+void compareColumns(const ComparisonOptions& options);
 
 } // namespace tracewell::bench

@@ -12,8 +12,9 @@ namespace {
 std::unique_ptr<Viewer> openViewer(Store store, const Workload& workload, const std::string& path,
                                    std::uint32_t signalCount)
 {
-    return store == Store::Events ? openEventViewer(workload, path, signalCount)
-                                  : openTransitionViewer(workload, path, signalCount);
+    return store == Store::Events    ? openEventViewer(workload, path, signalCount)
+           : store == Store::Columns ? openColumnViewer(workload, path, signalCount)
+                                     : openTransitionViewer(workload, path, signalCount);
 }
 
 struct Asked
@@ -63,8 +64,8 @@ ReadResult readOwn(Store store, const Workload& workload, const std::string& pat
             result.changes += static_cast<double>(viewer->ask(signal, 0, viewer->latestTime(), 0));
         }
     };
-    // The event store has the histories in its trees by now; the other has nothing but its index.
-    if (store == Store::Transitions) {
+    // The event store has the histories in its trees by now; the others have nothing but an index.
+    if (store != Store::Events) {
         askAll();
     }
     result.historyMs = watch.wall() / 1e6;

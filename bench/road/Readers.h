@@ -20,7 +20,7 @@ struct ReadResult
     double changes = 0;
 };
 
-enum class Store { Events, Transitions };
+enum class Store { Events, Transitions, Columns };
 
 ReadResult readOwn(Store store, const Workload& workload, const std::string& path,
                    std::uint32_t signalCount);
@@ -49,6 +49,8 @@ struct StateResult
 StateResult askIndex(const Workload& workload, long long end, const std::string& path);
 /// By the static reader: warm questions go to the signals whose trees are there.
 StateResult askReader(const Workload& workload, long long end, const std::string& path);
+/// In columns: warm questions go to all signals, at random times.
+StateResult askColumns(const Workload& workload, long long end, const std::string& path);
 /// By reading the signal whole, as a viewer does, and by the FST reader's own question for a time.
 StateResult askFst(const Workload& workload, long long end, const std::string& path);
 StateResult askFstAtTime(const Workload& workload, long long end, const std::string& path);
@@ -65,6 +67,8 @@ struct ReplayResult
 };
 
 ReplayResult replayAll(const Workload& workload, const std::string& path);
+/// Of a recording in columns; delivers changes of whole fields, and has no trees.
+ReplayResult replayColumns(const std::string& path);
 
 struct DrawResult
 {

@@ -25,5 +25,7 @@ std::unique_ptr<Viewer> openEventViewer(const Workload& workload, const std::str
                                         std::uint32_t signalCount);
 std::unique_ptr<Viewer> openTransitionViewer(const Workload& workload, const std::string& path,
                                              std::uint32_t signalCount);
+std::unique_ptr<Viewer> openColumnViewer(const Workload& workload, const std::string& path,
+                                         std::uint32_t signalCount);
 
 } // namespace tracewell::bench

@@ -32,6 +32,8 @@ WriteResult writeLists(const Workload& workload, const std::string& path);
 WriteResult writeIndexed(const Workload& workload, const std::string& path);
 /// The writer of the transition database, driven in the same way.
 WriteResult writeTransitions(const Workload& workload, const std::string& path);
+/// In columns, with a helper thread.
+WriteResult writeColumns(const Workload& workload, const std::string& path);
 /// FST with LZ4.
 WriteResult writeFst(const Workload& workload, const std::string& path);
 /// VCD text with no more work than it takes.

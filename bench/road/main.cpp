@@ -43,6 +43,9 @@ WriteResult runWriter(const std::string& writer, const Workload& workload, const
     if (writer == "transitions") {
         return writeTransitions(workload, path);
     }
+    if (writer == "columns") {
+        return writeColumns(workload, path);
+    }
     if (writer == "fst") {
         return writeFst(workload, path);
     }
@@ -81,7 +84,9 @@ void measureWrite(char** arguments)
 
 Store storeOf(const std::string& reader)
 {
-    return reader == "transitions" ? Store::Transitions : Store::Events;
+    return reader == "transitions" ? Store::Transitions
+           : reader == "columns"   ? Store::Columns
+                                   : Store::Events;
 }
 
 // read READER WORKLOAD FILE SIGNALS
@@ -117,26 +122,29 @@ void measureState(char** arguments)
     const Workload layout(arguments[1], 0);
     const long long end = layout.endTimeOf(std::strtoull(arguments[2], nullptr, 10));
     const std::string reader = arguments[0];
-    const StateResult result = reader == "index"    ? askIndex(layout, end, arguments[3])
-                               : reader == "trees"  ? askReader(layout, end, arguments[3])
-                               : reader == "fst"    ? askFst(layout, end, arguments[3])
-                               : reader == "fst-at" ? askFstAtTime(layout, end, arguments[3])
-                                                    : throw std::runtime_error("unknown reader");
+    const StateResult result = reader == "index"     ? askIndex(layout, end, arguments[3])
+                               : reader == "trees"   ? askReader(layout, end, arguments[3])
+                               : reader == "columns" ? askColumns(layout, end, arguments[3])
+                               : reader == "fst"     ? askFst(layout, end, arguments[3])
+                               : reader == "fst-at"  ? askFstAtTime(layout, end, arguments[3])
+                                                     : throw std::runtime_error("unknown reader");
     std::printf("cold=%g\nslowestCold=%g\ncoldCpu=%g\nwarm=%g\ncheck=%.17g\nnodes=%g\nblocks=%g\n",
                 result.coldUs, result.slowestColdUs, result.coldProcessorUs, result.warmUs,
                 result.check, result.nodes, result.blocks);
 }
 
-// replay WORKLOAD FILE
+// replay WORKLOAD|columns FILE
 void measureReplay(char** arguments)
 {
-    const ReplayResult result = replayAll(Workload(arguments[0], 0), arguments[1]);
+    const ReplayResult result = std::strcmp(arguments[0], "columns") == 0
+                                    ? replayColumns(arguments[1])
+                                    : replayAll(Workload(arguments[0], 0), arguments[1]);
     std::printf("trees=%g\nwall=%g\nthread=%g\nchanges=%g\npeak=%g\n", result.treesMs,
                 result.wallMs, result.threadMs, result.byteChanges, peakMib());
 }
 
-// compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL], or index with the same
-void runComparison(const char* self, bool ofIndex, int count, char** arguments)
+// compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL], or index or columns with the same
+void runComparison(const char* self, const std::string& what, int count, char** arguments)
 {
     ComparisonOptions options;
     options.self = self;
@@ -150,7 +158,9 @@ void runComparison(const char* self, bool ofIndex, int count, char** arguments)
     if (count > 3) {
         options.tracewell = arguments[3];
     }
-    ofIndex ? compareIndex(options) : compare(options);
+    what == "index"     ? compareIndex(options)
+    : what == "columns" ? compareColumns(options)
+                        : compare(options);
 }
 
 } // namespace
@@ -168,16 +178,18 @@ try {
         measureState(argv + 2);
     } else if (command == "replay" && argc >= 4) {
         measureReplay(argv + 2);
-    } else if ((command == "compare" || command == "index") && argc >= 3) {
-        runComparison(argv[0], command == "index", argc - 2, argv + 2);
+    } else if ((command == "compare" || command == "index" || command == "columns") && argc >= 3) {
+        runComparison(argv[0], command, argc - 2, argv + 2);
     } else {
-        std::fprintf(stderr, "usage: road write WRITER WORKLOAD CHANGES FILE [DIVISION]\n"
-                             "       road read own|transitions|fst WORKLOAD FILE SIGNALS\n"
-                             "       road draw own|transitions WORKLOAD FILE SIGNALS PIXELS\n"
-                             "       road state index|trees|fst|fst-at WORKLOAD CHANGES FILE\n"
-                             "       road replay WORKLOAD FILE\n"
-                             "       road compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]\n"
-                             "       road index DIRECTORY [CHANGES] [RUNS]\n");
+        std::fprintf(stderr,
+                     "usage: road write WRITER WORKLOAD CHANGES FILE [DIVISION]\n"
+                     "       road read own|transitions|columns|fst WORKLOAD FILE SIGNALS\n"
+                     "       road draw own|transitions|columns WORKLOAD FILE SIGNALS PIXELS\n"
+                     "       road state index|trees|columns|fst|fst-at WORKLOAD CHANGES FILE\n"
+                     "       road replay WORKLOAD|columns FILE\n"
+                     "       road compare DIRECTORY [CHANGES] [RUNS] [TRACEWELL]\n"
+                     "       road index DIRECTORY [CHANGES] [RUNS]\n"
+                     "       road columns DIRECTORY [CHANGES] [RUNS]\n");
         return 2;
     }
     return 0;

@@ -16,21 +16,29 @@ namespace Tracewell {
 
 namespace {
 
-/// What follows the bytes in `out` stays.
-inline void load(const unsigned char* bytes, unsigned int size, std::uint64_t& out)
+/// The bytes as a number, without a detour through memory that a store would have to reach first.
+inline std::uint64_t load(const unsigned char* bytes, unsigned int size)
 {
+    std::uint64_t value = 0;
     switch (size) {
     case 1:
-        std::memcpy(&out, bytes, 1);
-        return;
-    case 4:
-        std::memcpy(&out, bytes, 4);
-        return;
+        return *bytes;
+    case 2: {
+        std::uint16_t half = 0;
+        std::memcpy(&half, bytes, sizeof half);
+        return half;
+    }
+    case 4: {
+        std::uint32_t word = 0;
+        std::memcpy(&word, bytes, sizeof word);
+        return word;
+    }
     case 8:
-        std::memcpy(&out, bytes, 8);
-        return;
+        std::memcpy(&value, bytes, 8);
+        return value;
     default:
-        std::memcpy(&out, bytes, size);
+        std::memcpy(&value, bytes, size);
+        return value;
     }
 }
 
@@ -141,8 +149,15 @@ inline void WdbColumnWriter::writeEvent(long long time, long long address, unsig
         const unsigned int most = std::min(length, kFieldBytes);
         const FieldTable::Entry entry = m_table->at(address);
         if (entry && most <= entry.size()) {
-            std::uint64_t& now = m_table->value(entry.id());
-            load(value, most, now);
+            std::uint64_t now = load(value, most);
+            // What a later change of a part leaves alone.
+            if (entry.size() > 1) {
+                std::uint64_t& held = m_table->value(entry.id());
+                if (most < entry.size()) {
+                    now |= held >> (8 * most) << (8 * most);
+                }
+                held = now;
+            }
             m_store->append(time, entry.id(), now);
             address += most;
             value += most;
