@@ -13,7 +13,7 @@ namespace Tracewell {
 
 namespace {
 
-constexpr int kLevel = 1;
+constexpr int kLevel = 3;
 /// Shorter runs gain nothing.
 constexpr std::size_t kWorthPacking = 24;
 
