@@ -55,7 +55,7 @@ std::string lostOf(const SurveyContext& context, const WdbColumnExtent& extent)
 
 void take(const SurveyContext& context, const WdbColumnExtent& extent)
 {
-    Survey::Columns& columns = *context.survey.columns;
+    ColumnFacts& columns = *context.survey.columns;
     Place place;
     place.section = kColumnSection;
     place.block = extent.m_offset;
@@ -110,7 +110,7 @@ void surveyColumns(const SurveyContext& context)
             takeListDamage(context, damage);
         }
     }
-    Survey::Columns& columns = *survey.columns;
+    ColumnFacts& columns = *survey.columns;
     columns.changes = reader.getChangeCount();
     columns.fields = reader.getFieldCount();
     columns.latestTime = std::max(reader.getLatestTime(), 0LL);

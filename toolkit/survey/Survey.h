@@ -18,6 +18,22 @@
 
 namespace tracewell {
 
+/// What a recording in columns holds.
+struct ColumnFacts
+{
+    unsigned long long segments = 0;
+    /// Segments that the next one takes in.
+    unsigned long long shortSegments = 0;
+    /// Changes that were recorded, with those that brought nothing new.
+    unsigned long long changes = 0;
+    unsigned long long fields = 0;
+    /// Of the segments.
+    long long bytes = 0;
+    /// Given up, and taken by the next segments.
+    long long freeBytes = 0;
+    long long latestTime = 0;
+};
+
 /// Everything there is to know about a wave database without asking for a signal.
 struct Survey
 {
@@ -57,25 +73,9 @@ struct Survey
         long long blockBytes = 0;
     };
 
-    /// What a recording in columns holds.
-    struct Columns
-    {
-        unsigned long long segments = 0;
-        /// Segments that the next one takes in.
-        unsigned long long shortSegments = 0;
-        /// Changes that were recorded, with those that brought nothing new.
-        unsigned long long changes = 0;
-        unsigned long long fields = 0;
-        /// Of the segments.
-        long long bytes = 0;
-        /// Given up, and taken by the next segments.
-        long long freeBytes = 0;
-        long long latestTime = 0;
-    };
-
     long long fileSize = 0;
     /// Only of a recording in columns; what is said of events is empty then.
-    std::optional<Columns> columns;
+    std::optional<ColumnFacts> columns;
     /// Only of a transition database; all of an event database is empty then.
     std::optional<Transitions> transitions;
     Tracewell::WdbFileHeader header;

@@ -123,7 +123,7 @@ void addEventLines(std::vector<std::vector<std::string>>& lines, const Survey& s
 
 void addColumnLines(std::vector<std::vector<std::string>>& lines, const Survey& survey)
 {
-    const Survey::Columns& facts = *survey.columns;
+    const ColumnFacts& facts = *survey.columns;
     lines.push_back({"latest time", timeText(survey, survey.latestTime())});
     lines.push_back({"database", "columns"});
     lines.push_back({"fields", std::to_string(facts.fields)});
@@ -262,7 +262,7 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
         json["events"] = survey.events;
     }
     if (survey.columns) {
-        const Survey::Columns& facts = *survey.columns;
+        const ColumnFacts& facts = *survey.columns;
         json["latestTime"] = survey.latestTime();
         json["fields"] = facts.fields;
         json["segments"] = facts.segments;
