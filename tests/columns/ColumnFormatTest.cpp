@@ -118,13 +118,19 @@ public:
         }
         std::size_t chunk = m_file.u64(root + 56);
         for (std::uint64_t i = 0; i < m_file.u64(root + 64); ++i) {
-            readSegment(chunk + 8 + i % 255 * 48);
-            chunk = i % 255 == 254 ? m_file.u64(chunk) : chunk;
+            readSegment(chunk + 8 + i % 63 * 48);
+            chunk = i % 63 == 62 ? m_file.u64(chunk) : chunk;
         }
         for (std::size_t i = 0; i < m_file.u32(root + 72); ++i) {
             readSegment(root + 80 + i * 48);
         }
         require(m_changes == m_file.u64(root + 32), "number of changes");
+        m_digests = m_file.u64(root + 3032);
+        std::size_t digest = m_file.u64(root + 3024);
+        for (std::size_t i = m_digests; i-- > 0; digest = m_file.u64(digest + 8)) {
+            readDigest(digest, 63 * i);
+        }
+        require(digest == 0, "another digest");
         for (std::size_t i = 0; i < m_file.u32(root + 76); ++i) {
             m_extents[m_file.u64(root + 2000 + i * 16)] = m_file.u64(root + 2008 + i * 16);
         }
@@ -147,6 +153,7 @@ public:
     long long m_wholeTime = 0;
     long long m_latestTime = 0;
     std::size_t m_segments = 0;
+    std::size_t m_digests = 0;
     /// Forms and codecs, and the most parts of a field in a segment.
     std::set<std::string> m_seen;
     std::size_t m_mostParts = 0;
@@ -170,9 +177,92 @@ private:
         for (; runs > 0; --runs, at += 16) {
             for (std::uint32_t i = 0; i < piece.u32(at + 8); ++i) {
                 m_addresses.push_back(piece.u64(at) + i * piece.u(at + 12, 1));
+                m_isCounter.push_back(piece.u(at + 13, 1) % 2 == 1);
             }
         }
         m_fields.resize(m_addresses.size());
+    }
+
+    /// What a digest says of a field: the segments that have it first and last, and the summary.
+    using Digested = std::vector<std::uint64_t>;
+
+    void readDigest(std::size_t at, std::size_t firstSegment)
+    {
+        const std::size_t end = at + m_file.u32(at + 24) - 8;
+        const std::size_t segments = m_file.u32(at + 32);
+        require(m_file.cut(at, 8) == "COLDIGS1" && m_file.u64(at + 16) == firstSegment, "digest");
+        require(m_file.u64(end) == checksum(m_file.cut(at, end - at)), "head of a digest");
+        require(end == at + 56 + 32 * m_file.u32(at + 28), "size of a digest");
+        require(m_file.i64(at + 40) == m_spans.at(firstSegment).first &&
+                    m_file.i64(at + 48) == m_spans.at(firstSegment + segments - 1).second,
+                "times of a digest");
+        std::map<std::uint64_t, Digested> found;
+        std::size_t size = end + 8 - at;
+        for (std::size_t record = at + 56; record < end; record += 32) {
+            const std::string stored =
+                m_file.cut(at + m_file.u32(record + 8), m_file.u32(record + 12));
+            size += stored.size();
+            require(checksum(stored) == m_file.u64(record + 24), "page of a digest");
+            const Piece page = unpacked(m_file.u(record + 20, 1), stored, m_file.u32(record + 16));
+            std::uint64_t field = m_file.u32(record);
+            for (std::size_t i = 0; i < page.size();) {
+                field += page.number(i);
+                Digested& entry = found[field];
+                entry = {page.u(i, 1) % 128, page.u(i + 1, 1)};
+                const bool hasSummary = page.u(i, 1) >= 128;
+                i += 2;
+                for (int k = 0; hasSummary && k < 5; ++k) {
+                    entry.push_back(page.number(i));
+                }
+            }
+            require(field == m_file.u32(record + 4), "last field of a digest");
+        }
+        m_extents[at] = size;
+        require(found == digestOf(firstSegment, segments), "what a digest says");
+    }
+
+    std::map<std::uint64_t, Digested> digestOf(std::size_t firstSegment, std::size_t segments) const
+    {
+        std::map<std::uint64_t, Digested> digest;
+        for (std::size_t field = 0; field < m_fields.size(); ++field) {
+            Digested entry;
+            std::vector<Change> changes;
+            bool isClear = true;
+            for (std::size_t i = 0; i < segments; ++i) {
+                const auto range = m_ranges.at(firstSegment + i).find(field);
+                if (range == m_ranges[firstSegment + i].end()) {
+                    continue;
+                }
+                entry = {entry.empty() ? i : entry[0], i};
+                for (std::size_t k = range->second.first; k < range->second.second; ++k) {
+                    const bool isFirst = k == range->second.first && !changes.empty();
+                    if (isFirst && !m_isCounter[field]) {
+                        isClear = isClear && m_fields[field][k].first != changes.back().first;
+                        if (m_fields[field][k].second == changes.back().second) {
+                            continue;
+                        }
+                    }
+                    changes.push_back(m_fields[field][k]);
+                }
+            }
+            if (changes.size() > 16 * segments && isClear) {
+                long long widest = 0;
+                for (std::size_t i = 1; i < changes.size(); ++i) {
+                    widest = std::max(widest, changes[i].first - changes[i - 1].first);
+                }
+                const long long begin = changes.front().first;
+                for (const long long time :
+                     {begin - m_spans[firstSegment].first, changes.back().first - begin, widest}) {
+                    entry.push_back(static_cast<std::uint64_t>(time));
+                }
+                entry.push_back(changes.front().second);
+                entry.push_back(changes.back().second);
+            }
+            if (!entry.empty()) {
+                digest[field] = entry;
+            }
+        }
+        return digest;
     }
 
     void readSegment(std::size_t record)
@@ -198,6 +288,8 @@ private:
         readRuns(segment, at, segment.u32(36));
         at += 16 * segment.u32(36);
         m_partsOf.clear();
+        m_spans.emplace_back(m_times.front(), m_times.back());
+        m_ranges.emplace_back();
         for (std::uint32_t i = 0; i < segment.u32(24); ++i, at += 48) {
             readPage(segment, at);
         }
@@ -284,6 +376,9 @@ private:
                                              : word);
             }
             long long widest = 0;
+            auto& range = m_ranges.back()[field];
+            range = {m_partsOf[field] == 1 ? m_fields.at(field).size() : range.first,
+                     m_fields.at(field).size() + count};
             for (std::size_t i = 0; i < count; ++i) {
                 const long long time = m_times.at(mine[i]);
                 m_fields.at(field).emplace_back(time, values[i]);
@@ -307,7 +402,11 @@ private:
 
     Piece m_file;
     std::vector<std::uint64_t> m_addresses;
+    std::vector<bool> m_isCounter;
     std::vector<std::vector<Change>> m_fields;
+    /// Of each segment: its times, and which of their changes fields have there.
+    std::vector<std::pair<long long, long long>> m_spans;
+    std::vector<std::map<std::uint64_t, std::pair<std::size_t, std::size_t>>> m_ranges;
     std::uint64_t m_changes = 0;
     std::map<std::uint64_t, std::uint64_t> m_extents;
     // Of a segment.
@@ -412,6 +511,7 @@ TEST(ColumnFormat, isWhatItsPageSays)
     EXPECT_EQ(decoder.histories(), run.histories());
     EXPECT_EQ(decoder.m_wholeTime, kEver);
     EXPECT_EQ(decoder.m_segments, 2u);
+    EXPECT_EQ(decoder.m_digests, 1u);
     EXPECT_GT(decoder.m_mostParts, 40u);
     EXPECT_THAT(decoder.m_seen,
                 ::testing::ElementsAre("codec 0", "codec 1", "even times", "steps 0", "steps 1",

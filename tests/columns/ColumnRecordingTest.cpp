@@ -345,6 +345,76 @@ TEST_F(ColumnRecording, answersAreThoseOfTheModelAtAllResolutions)
     EXPECT_EQ(reader.getFileManager().getDamageLog().getCount(), 0u);
 }
 
+/// Over more segments than a digest is of, and some more.
+TEST_F(ColumnRecording, aLongRunAnswersFromItsDigestsAsFromItsSegments)
+{
+    constexpr long long kSteps = 34000000;
+    const std::vector<long long> rare = {5, 20000001, 20000005, kSteps - 3};
+    WdbColumnWriter writer;
+    writer.setFields({{0, 1, false}, {8, 4, false}, {16, 1, false}});
+    writer.setBaseDPOffset(0);
+    writer.open(IWdbWriter::kDefaultMode, "", m_fileName, 0);
+    const auto trace = writer.getTraceScVirtualObjectFunc();
+    std::size_t next = 0;
+    for (std::uint32_t i = 0; i < kSteps; ++i) {
+        unsigned char clock = i & 1;
+        trace(10LL * i, 0, &clock, 0, 1);
+        if (i % 2 == 0) {
+            trace(10LL * i, 8, reinterpret_cast<unsigned char*>(&i), 0, 4);
+        }
+        if (next < rare.size() && i == rare[next]) {
+            auto value = static_cast<unsigned char>(++next);
+            trace(10LL * i, 16, &value, 0, 1);
+        }
+    }
+    writer.close();
+
+    const auto compare = [&] {
+        WdbColumnReader reader;
+        reader.open(m_fileName);
+        const auto idOf = [&](long long address) { return reader.findFields(address, 1).at(0); };
+        const long long end = 10 * (kSteps - 1);
+        // One run, but for what lies at its ends.
+        EXPECT_EQ(readHistory(reader, idOf(0), 0, kEver, 10),
+                  (std::vector<Answer>{{0, true, 0}, {end, false, 1}}));
+        EXPECT_EQ(readHistory(reader, idOf(8), 1234567, kEver, 25),
+                  (std::vector<Answer>{{1234560, false, 123456},
+                                       {1234580, true, 0},
+                                       {end - 10, false, kSteps - 2}}));
+        EXPECT_THAT(readHistory(reader, idOf(8), 0, 1000, 19), ::testing::SizeIs(51));
+        std::vector<Answer> changes;
+        for (std::size_t i = 0; i < rare.size(); ++i) {
+            const long long time = 10 * rare[i];
+            changes.push_back({time, false, i + 1});
+            long long found = 0;
+            EXPECT_TRUE(reader.getNextChange(idOf(16), time - 1, found));
+            EXPECT_EQ(found, time);
+            EXPECT_TRUE(reader.getPreviousChange(idOf(16), time + 1, found));
+            EXPECT_EQ(found, time);
+        }
+        EXPECT_EQ(readHistory(reader, idOf(16), 0, kEver, 0), changes);
+        EXPECT_EQ(readHistory(reader, idOf(16), end, end, 0),
+                  (std::vector<Answer>{changes.back()}));
+        EXPECT_EQ(
+            readHistory(reader, idOf(16), 0, kEver, 100),
+            (std::vector<Answer>{changes[0], {10 * rare[1], true, 0}, changes[2], changes[3]}));
+        EXPECT_EQ(reader.getFileManager().getDamageLog().getCount(), 0u);
+        std::size_t digests = 0;
+        std::size_t damaged = 0;
+        EXPECT_TRUE(reader.survey([&](const WdbColumnExtent& extent) {
+            digests += extent.m_kind == WdbColumnExtent::Digest ? 1 : 0;
+            damaged += extent.m_isSound ? 0 : 1;
+        }));
+        return std::make_pair(digests, damaged);
+    };
+    EXPECT_EQ(compare(), std::make_pair(std::size_t{2}, std::size_t{0}));
+    // The first one; the second one is met before it.
+    std::string bytes = readFile(m_fileName);
+    bytes[bytes.find("COLDIGS1") + 20] ^= 1;
+    writeFile(m_fileName, bytes);
+    EXPECT_EQ(compare(), std::make_pair(std::size_t{2}, std::size_t{1}));
+}
+
 /// A reader beside the writer sees what a sync brought, whole, however the syncs lie.
 TEST_F(ColumnRecording, aReaderBesideTheWriterFollowsItsSyncs)
 {

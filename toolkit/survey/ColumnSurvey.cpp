@@ -31,6 +31,8 @@ const char* nameOf(WdbColumnExtent::Kind kind)
         return "a segment";
     case WdbColumnExtent::ShortSegment:
         return "a short segment";
+    case WdbColumnExtent::Digest:
+        return "a digest";
     case WdbColumnExtent::Free:
         break;
     }
@@ -50,7 +52,9 @@ std::string lostOf(const SurveyContext& context, const WdbColumnExtent& extent)
                            context.timeText(extent.m_firstTime),
                            context.timeText(extent.m_lastTime));
     }
-    return extent.m_kind == WdbColumnExtent::Free ? "nothing" : "perhaps all changes";
+    const bool isNeeded =
+        extent.m_kind != WdbColumnExtent::Free && extent.m_kind != WdbColumnExtent::Digest;
+    return isNeeded ? "perhaps all changes" : "nothing";
 }
 
 void take(const SurveyContext& context, const WdbColumnExtent& extent)

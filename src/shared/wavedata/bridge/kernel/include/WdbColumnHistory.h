@@ -10,6 +10,7 @@ namespace Tracewell {
 
 class ColumnFile;
 class FieldWalk;
+struct ChangeSummary;
 
 /// What one field holds in a stretch of time, answer by answer. The first answer is what holds at
 /// the start, with the time at which it came up, if that is known; those that follow are changes in
@@ -46,6 +47,7 @@ private:
                      long long to, long long resolution);
     bool readItem(Item& out);
     bool readRun(Item& out);
+    bool isRun(const ChangeSummary& all) const;
     void answer(long long time, bool isDense, unsigned long long value);
 
     std::unique_ptr<FieldWalk> m_walk;

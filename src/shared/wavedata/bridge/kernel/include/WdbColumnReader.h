@@ -26,7 +26,8 @@ struct WdbColumnExtent
         Catalog = 1,      ///< a part of the list of segments
         Segment = 2,      ///< for good
         ShortSegment = 3, ///< until the next one that is full takes its changes in
-        Free = 4          ///< given up by short segments; the next ones take it
+        Free = 4,         ///< given up by short segments; the next ones take it
+        Digest = 5        ///< what many segments have of each field, so that few are read
     };
 
     Kind m_kind = Fields;
@@ -44,7 +45,7 @@ struct WdbColumnExtent
 /// Reads a recording in columns, see WdbColumnWriter, while it is written or later. Sees what the
 /// writer had put into the file when the reader was opened, or refreshed. What is damaged is noted
 /// in the damage log of getFileManager(), with the time before which nothing is missing, and left
-/// out. Keeps some 120 MiB of what was read last at most. One thread.
+/// out. Keeps some 140 MiB of what was read last at most. One thread.
 class TRACEWELL_API WdbColumnReader
 {
 public:

@@ -19,6 +19,7 @@ constexpr std::size_t kInfoBytes = 16u << 20;
 constexpr std::size_t kIndexBytes = 24u << 20;
 constexpr std::size_t kPageBytes = 64u << 20;
 constexpr std::size_t kTimeBytes = 32u << 20;
+constexpr std::size_t kDigestBytes = 4u << 20;
 /// A root is written in no time; only a writer that writes without end hides it so often.
 constexpr int kMostTries = 1000;
 /// Of reading short segments while the writer steps on, which are whole as a rule all the same.
@@ -33,7 +34,8 @@ std::uint64_t keyOf(std::size_t segment, std::size_t part)
 } // namespace
 
 ColumnFile::ColumnFile()
-    : m_infos(kInfoBytes), m_indexes(kIndexBytes), m_pages(kPageBytes), m_times(kTimeBytes)
+    : m_infos(kInfoBytes), m_indexes(kIndexBytes), m_pages(kPageBytes), m_times(kTimeBytes),
+      m_digestPages(kDigestBytes)
 {}
 
 ColumnFile::~ColumnFile() = default;
@@ -63,6 +65,7 @@ bool ColumnFile::refresh()
     m_indexes.clear();
     m_pages.clear();
     m_times.clear();
+    m_digestPages.clear();
     loadSegments();
     return true;
 }
@@ -156,6 +159,7 @@ void ColumnFile::loadSegments()
         m_root = root;
     }
     loadFields();
+    loadDigests();
 }
 
 void ColumnFile::addSegment(const SegmentRecord& record)
@@ -229,6 +233,113 @@ void ColumnFile::loadFields()
             m_fields.add(run);
         }
     }
+}
+
+/// Without a digest its segments tell the same, so that one that is damaged hides nothing.
+void ColumnFile::loadDigests()
+{
+    m_digests.clear();
+    if (m_fullSegments != m_root.fullSegments) {
+        return;
+    }
+    // The last one of a writer that has closed is of fewer segments.
+    const std::size_t whole = m_fullSegments / kSegmentsOfDigest;
+    m_areDigestsSound = m_root.digests >= whole && m_root.digests <= whole + 1;
+    m_digests.resize(m_areDigestsSound ? m_root.digests : 0);
+    std::uint64_t offset = m_root.digest;
+    std::uint64_t bytes = 0;
+    for (std::uint64_t number = m_root.digests; m_areDigestsSound && number-- > 0;) {
+        DigestInfo info;
+        m_areDigestsSound = readDigestHead(offset, number, info);
+        bytes += info.head.headSize;
+        m_areDigestsSound = m_areDigestsSound && m_manager.getFileBlockManager().contains(0, bytes);
+        if (m_areDigestsSound) {
+            offset = info.head.previous;
+            m_digests[number] = std::move(info);
+        }
+    }
+}
+
+bool ColumnFile::readDigestHead(std::uint64_t offset, std::size_t number, DigestInfo& out) const
+{
+    DigestHead head{};
+    Bytes bytes;
+    if (!readRecord(offset, head) || head.magic != kDigestMagic ||
+        !readFile(offset, head.headSize, bytes) || !readDigestInfo(bytes, out)) {
+        return false;
+    }
+    out.offset = offset;
+    const std::size_t first = number * kSegmentsOfDigest;
+    const std::size_t end = first + out.head.segments;
+    const bool isWhole = out.head.segments == kSegmentsOfDigest;
+    return out.head.firstSegment == first && end <= m_fullSegments &&
+           (isWhole || end == m_segments.size()) &&
+           out.head.firstTime == m_segments[first].firstTime &&
+           out.head.lastTime == m_segments[end - 1].lastTime;
+}
+
+std::shared_ptr<const DigestPage> ColumnFile::digestPage(std::size_t number, std::size_t page)
+{
+    const std::uint64_t key = keyOf(number, page);
+    if (auto found = m_digestPages.find(key)) {
+        return found;
+    }
+    const DigestInfo& info = m_digests[number];
+    const DigestPageRecord& record = info.pages[page];
+    auto read = std::make_shared<DigestPage>();
+    Bytes bytes;
+    if (!readFile(info.offset + record.offset, record.stored, bytes) ||
+        checksumOf(bytes.data(), bytes.size()) != record.checksum ||
+        !readDigestPage(bytes, record, info.head, *read)) {
+        return nullptr;
+    }
+    m_digestPages.add(key, read, read->capacity() * sizeof(DigestEntry));
+    return read;
+}
+
+ColumnFile::InDigest ColumnFile::lookUp(std::size_t digest, std::uint32_t field, DigestEntry& out)
+{
+    if (digest >= m_digests.size() || m_digests[digest].pages.empty()) {
+        return InDigest::Unknown;
+    }
+    const std::vector<DigestPageRecord>& pages = m_digests[digest].pages;
+    const auto page =
+        std::partition_point(pages.begin(), pages.end(), [&](const DigestPageRecord& record) {
+            return record.lastField < field;
+        });
+    if (page == pages.end() || page->firstField > field) {
+        return InDigest::Absent;
+    }
+    const auto entries = digestPage(digest, static_cast<std::size_t>(page - pages.begin()));
+    if (!entries) {
+        return InDigest::Unknown;
+    }
+    const auto entry =
+        std::partition_point(entries->begin(), entries->end(),
+                             [&](const DigestEntry& before) { return before.field < field; });
+    if (entry == entries->end() || entry->field != field) {
+        return InDigest::Absent;
+    }
+    out = *entry;
+    return InDigest::Present;
+}
+
+bool ColumnFile::checkDigests(const std::function<void(const ColumnExtent&, bool)>& tell)
+{
+    for (std::size_t number = 0; number < m_digests.size(); ++number) {
+        const DigestInfo& info = m_digests[number];
+        if (info.pages.empty()) {
+            continue;
+        }
+        std::uint64_t end = info.head.headSize;
+        bool isSound = true;
+        for (std::size_t page = 0; page < info.pages.size(); ++page) {
+            end = std::max(end, std::uint64_t{info.pages[page].offset} + info.pages[page].stored);
+            isSound = digestPage(number, page) != nullptr && isSound;
+        }
+        tell({info.offset, end}, isSound);
+    }
+    return m_areDigestsSound;
 }
 
 std::shared_ptr<const SegmentInfo> ColumnFile::segment(std::size_t number)
@@ -376,6 +487,16 @@ bool ColumnFile::readFile(std::uint64_t offset, std::uint64_t size, Bytes& out) 
     if (size > 0) {
         blocks.getBlock(static_cast<long long>(offset), reinterpret_cast<char*>(out.data()), size);
     }
+    return true;
+}
+
+template <class Record> bool ColumnFile::readRecord(std::uint64_t offset, Record& out) const
+{
+    Bytes bytes;
+    if (!readFile(offset, sizeof out, bytes)) {
+        return false;
+    }
+    std::memcpy(&out, bytes.data(), sizeof out);
     return true;
 }
 

@@ -3,9 +3,11 @@
 #pragma once
 
 #include "ByteCache.h"
+#include "DigestReader.h"
 #include "PageReader.h"
 #include "WdbFileManager.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,10 +43,17 @@ public:
     std::shared_ptr<const PageData> pageData(std::size_t segment, std::size_t page);
     std::shared_ptr<const TimeChunk> times(std::size_t segment, std::size_t chunk);
 
+    enum class InDigest { Unknown, Absent, Present };
+    /// What the digest of that number, of kSegmentsOfDigest full segments, says of the field.
+    InDigest lookUp(std::size_t digest, std::uint32_t field, DigestEntry& out);
+
     void noteDamage(std::size_t segment, std::uint64_t offset, std::uint64_t size);
     /// Whether all of it can be read; notes what cannot.
     bool checkSegment(std::size_t segment);
     bool areRootsSound() const;
+    /// Of each digest that was found, where it lies and whether all of it can be read. False when
+    /// others are missing.
+    bool checkDigests(const std::function<void(const ColumnExtent&, bool)>& tell);
     std::size_t fullSegments() const { return m_fullSegments; }
     /// Where the parts of the list of full segments lie.
     const std::vector<std::uint64_t>& catalog() const { return m_catalog; }
@@ -55,11 +64,15 @@ private:
     void loadSegments();
     bool loadShorts();
     void loadFields();
+    void loadDigests();
+    bool readDigestHead(std::uint64_t offset, std::size_t number, DigestInfo& out) const;
+    std::shared_ptr<const DigestPage> digestPage(std::size_t digest, std::size_t page);
     bool isPlausible(const SegmentRecord& record) const;
     void addSegment(const SegmentRecord& record);
     bool readRun(std::size_t segment, std::uint64_t offset, std::uint64_t size,
                  std::uint64_t checksum, Bytes& out);
     bool readFile(std::uint64_t offset, std::uint64_t size, Bytes& out) const;
+    template <class Record> bool readRecord(std::uint64_t offset, Record& out) const;
     void noteListDamage(std::uint64_t offset, std::uint64_t size);
 
     WdbFileManager m_manager;
@@ -73,10 +86,14 @@ private:
     /// Short segments may be written over, so they are here whole.
     std::vector<Bytes> m_shorts;
     FieldRuns m_fields;
+    /// Those that are damaged, and before one that is, have no pages.
+    std::vector<DigestInfo> m_digests;
+    bool m_areDigestsSound = true;
     ByteCache<SegmentInfo> m_infos;
     ByteCache<PageIndex> m_indexes;
     ByteCache<PageData> m_pages;
     ByteCache<TimeChunk> m_times;
+    ByteCache<DigestPage> m_digestPages;
 };
 
 } // namespace Tracewell

@@ -18,6 +18,7 @@ constexpr unsigned int kColumnSectionVersion = 1;
 
 constexpr std::uint64_t kRootMagic = 0x31544f4f524c4f43;     // "COLROOT1"
 constexpr std::uint64_t kSegmentMagic = 0x314d474553'4c4f43; // "COLSEGM1"
+constexpr std::uint64_t kDigestMagic = 0x31534749444c4f43;   // "COLDIGS1"
 
 /// A field's bytes lie within one aligned group of so many.
 constexpr unsigned int kFieldBytes = 8;
@@ -83,7 +84,10 @@ struct ColumnRoot
     /// Behind the full ones in time. The next log that is full takes their changes in.
     SegmentRecord shorts[kMostShortSegments];
     ColumnExtent free[kMostFreeExtents];
-    std::uint64_t unused[7];
+    /// The last one of so many; each leads to the one before it.
+    std::uint64_t digest;
+    std::uint64_t digests;
+    std::uint64_t unused[5];
     std::uint64_t checksum;
 };
 
@@ -93,6 +97,46 @@ struct CatalogChunk
 {
     std::uint64_t next;
     SegmentRecord records[kRecordsOfChunk];
+};
+
+/// What so many full segments have of each field, for who looks at long runs. The last one of a
+/// writer that has closed is of fewer.
+constexpr std::uint32_t kSegmentsOfDigest = 63;
+/// A field with more changes for each of them has a summary there.
+constexpr std::uint32_t kDigested = 16;
+constexpr std::uint32_t kEntriesOfDigestPage = 256;
+/// Unpacked.
+constexpr std::uint32_t kMostDigestPageBytes = 1u << 15;
+/// In the byte that says which of the segments is the first to have the field.
+constexpr std::uint8_t kDigestSummary = 0x80;
+
+struct DigestHead
+{
+    std::uint64_t magic;
+    /// The digest before this one; 0 for the first.
+    std::uint64_t previous;
+    std::uint64_t firstSegment;
+    /// Of the head with the records of its pages, up to and with the checksum behind them.
+    std::uint32_t headSize;
+    std::uint32_t pages;
+    std::uint32_t segments;
+    std::uint32_t unused;
+    // Of the segments.
+    std::int64_t firstTime;
+    std::int64_t lastTime;
+};
+
+struct DigestPageRecord
+{
+    std::uint32_t firstField;
+    std::uint32_t lastField;
+    /// From the digest's start.
+    std::uint32_t offset;
+    std::uint32_t stored;
+    std::uint32_t raw;
+    std::uint8_t codec;
+    std::uint8_t unused[3];
+    std::uint64_t checksum;
 };
 
 /// What a segment begins with.
@@ -202,6 +246,7 @@ static_assert(sizeof(SegmentRecord) == 48 && sizeof(ColumnExtent) == 16);
 static_assert(sizeof(ColumnRoot) == 3088 && offsetof(ColumnRoot, shorts) == 80);
 static_assert(offsetof(ColumnRoot, free) == 2000 && offsetof(ColumnRoot, checksum) == 3080);
 static_assert(sizeof(CatalogChunk) == 3032);
+static_assert(sizeof(DigestHead) == 56 && sizeof(DigestPageRecord) == 32);
 static_assert(sizeof(SegmentHead) == 56 && sizeof(TimeChunkRecord) == 40);
 static_assert(sizeof(FieldRun) == 16 && sizeof(PageRecord) == 48 && sizeof(StreamRecord) == 12);
 static_assert(std::is_trivially_copyable_v<ColumnRoot>);

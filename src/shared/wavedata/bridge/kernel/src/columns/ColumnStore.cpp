@@ -123,10 +123,14 @@ void ColumnStore::makeSegment(Order order, const ChangeLog& log,
     SegmentEncoder::Stretch stretch{0, log.changeCount, 0, log.newFields.count()};
     if (order == Order::Full) {
         m_shorts.clear();
-        if (stretch.endChange == 0) {
-            return m_file.setReached(reached);
+        const Bytes* const segment =
+            stretch.endChange > 0 ? &m_encoder.encode(log, stretch, record, &m_digest) : nullptr;
+        if (m_digest.segments() == kSegmentsOfDigest ||
+            (reached.wholeTime == kClosed && m_digest.segments() > 1)) {
+            m_file.addDigest(m_digest);
         }
-        return m_file.addFull(m_encoder.encode(log, stretch, record), record, reached);
+        return segment != nullptr ? m_file.addFull(*segment, record, reached)
+                                  : m_file.setReached(reached);
     }
     if (!m_shorts.empty()) {
         stretch.beginChange = m_shorts.back().endChange;

@@ -75,6 +75,7 @@ private:
     /// The thread's, but while it has an order nobody else touches them.
     SegmentEncoder m_encoder;
     SegmentFile m_file;
+    DigestBuilder m_digest;
     /// Where in its log each short segment of the file begins and ends.
     std::vector<SegmentEncoder::Stretch> m_shorts;
 

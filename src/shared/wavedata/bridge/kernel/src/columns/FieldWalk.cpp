@@ -12,6 +12,7 @@ namespace {
 
 constexpr long long kNoTime = std::numeric_limits<long long>::min();
 constexpr long long kEver = std::numeric_limits<long long>::max();
+constexpr std::size_t kNoSegment = std::numeric_limits<std::size_t>::max();
 
 } // namespace
 
@@ -23,7 +24,9 @@ bool FieldWalk::seek(long long time)
     const auto behind = std::upper_bound(
         segments.begin(), segments.end(), time,
         [](long long t, const SegmentRecord& record) { return t < record.firstTime; });
-    for (auto i = static_cast<std::size_t>(behind - segments.begin()); i-- > 0;) {
+    m_next = Next::Unknown;
+    for (auto i = static_cast<std::size_t>(behind - segments.begin());
+         (i = segmentBefore(i)) != kNoSegment;) {
         Place place;
         if (!findLast(i, place)) {
             continue;
@@ -43,6 +46,7 @@ bool FieldWalk::seek(long long time)
         }
     }
     m_place = {};
+    m_next = Next::Unknown;
     m_isLoaded = false;
     m_lastTime = kNoTime;
     return false;
@@ -54,13 +58,17 @@ bool FieldWalk::next()
         ++m_index;
         return true;
     }
-    Place place = m_place;
-    while (findNext(place)) {
+    if (!findNextPlace()) {
+        return false;
+    }
+    Place place = std::move(m_nextPlace);
+    m_next = Next::Unknown;
+    do {
         if (load(place, m_lastTime, kEver)) {
             m_index = 0;
             return true;
         }
-    }
+    } while (findNext(place));
     return false;
 }
 
@@ -84,27 +92,102 @@ bool FieldWalk::previous()
     return false;
 }
 
-bool FieldWalk::peekSummary(PartInfo& out)
+bool FieldWalk::peekPart(ChangeSummary& out)
 {
-    if (m_isLoaded && m_index + 1 < m_times.size()) {
+    if (isWithinPart() || !findNextPlace()) {
         return false;
     }
-    Place place = m_place;
-    if (!findNext(place)) {
+    const PartInfo& part = m_nextPlace.part.info;
+    out = {part.firstTime, part.lastTime, part.widestGap, part.firstValue, part.lastValue};
+    return part.hasSummary() && part.firstTime >= m_lastTime;
+}
+
+bool FieldWalk::peekDigest(ChangeSummary& out)
+{
+    // A part that is full may not be the last one of its field in the segment.
+    if (isWithinPart() || (m_place.index && m_place.part.info.count == kMostInPart)) {
         return false;
     }
-    out = place.part.info;
-    return out.hasSummary() && out.firstTime >= m_lastTime;
+    const std::size_t next = segmentFrom(m_place.index ? m_place.segment + 1 : m_place.segment);
+    if (next >= m_file.segments().size() || lookUp(next) != ColumnFile::InDigest::Present ||
+        !m_entry.hasSummary || next % kSegmentsOfDigest != m_entry.firstSegment ||
+        m_entry.firstTime < m_lastTime) {
+        return false;
+    }
+    out = {m_entry.firstTime, m_entry.lastTime, m_entry.widestGap, m_entry.firstValue,
+           m_entry.lastValue};
+    return true;
 }
 
 void FieldWalk::skipPart()
 {
-    Place place = m_place;
-    if (findNext(place)) {
-        m_place = place;
-        m_isLoaded = false;
-        m_lastTime = place.part.info.lastTime;
+    m_place = std::move(m_nextPlace);
+    m_next = Next::Unknown;
+    m_isLoaded = false;
+    m_lastTime = m_place.part.info.lastTime;
+}
+
+void FieldWalk::skipDigest()
+{
+    m_place = {};
+    m_place.segment = m_digest * kSegmentsOfDigest + m_entry.lastSegment + 1;
+    m_next = Next::Unknown;
+    m_isLoaded = false;
+    m_lastTime = m_entry.lastTime;
+}
+
+bool FieldWalk::findNextPlace()
+{
+    if (m_next == Next::Unknown) {
+        m_nextPlace = m_place;
+        m_next = findNext(m_nextPlace) ? Next::There : Next::Nothing;
     }
+    return m_next == Next::There;
+}
+
+/// Where a digest knows of the segment, m_entry is what it says.
+ColumnFile::InDigest FieldWalk::lookUp(std::size_t segment)
+{
+    const std::size_t digest = segment / kSegmentsOfDigest;
+    if (digest != m_digest) {
+        m_digest = digest;
+        m_inDigest = m_file.lookUp(digest, m_field, m_entry);
+    }
+    return m_inDigest;
+}
+
+/// From that one on the first that may have the field; as many as there are, without one.
+std::size_t FieldWalk::segmentFrom(std::size_t segment)
+{
+    while (segment < m_file.segments().size()) {
+        const ColumnFile::InDigest known = lookUp(segment);
+        if (known == ColumnFile::InDigest::Unknown) {
+            return segment;
+        }
+        const std::size_t begin = m_digest * kSegmentsOfDigest;
+        if (known == ColumnFile::InDigest::Present && segment <= begin + m_entry.lastSegment) {
+            return std::max(segment, begin + m_entry.firstSegment);
+        }
+        segment = begin + kSegmentsOfDigest;
+    }
+    return m_file.segments().size();
+}
+
+/// Before that one the last that may have the field.
+std::size_t FieldWalk::segmentBefore(std::size_t segment)
+{
+    while (segment > 0) {
+        const ColumnFile::InDigest known = lookUp(segment - 1);
+        if (known == ColumnFile::InDigest::Unknown) {
+            return segment - 1;
+        }
+        const std::size_t begin = m_digest * kSegmentsOfDigest;
+        if (known == ColumnFile::InDigest::Present && segment > begin + m_entry.firstSegment) {
+            return std::min(segment - 1, begin + m_entry.lastSegment);
+        }
+        segment = begin;
+    }
+    return kNoSegment;
 }
 
 bool FieldWalk::isFirst(const Place& place) const
@@ -159,7 +242,7 @@ bool FieldWalk::findLast(std::size_t segment, Place& out)
 /// The part behind `place`, in whatever segment.
 bool FieldWalk::findNext(Place& place)
 {
-    std::size_t segment = 0;
+    std::size_t segment = place.segment;
     if (place.index) {
         if (place.part.info.count == kMostInPart) {
             PageIndex::Entry part = place.part;
@@ -173,12 +256,13 @@ bool FieldWalk::findNext(Place& place)
                 return true;
             }
         }
-        segment = place.segment + 1;
+        ++segment;
     }
-    for (; segment < m_file.segments().size(); ++segment) {
+    while ((segment = segmentFrom(segment)) < m_file.segments().size()) {
         if (findFirst(segment, place)) {
             return true;
         }
+        ++segment;
     }
     return false;
 }
@@ -195,7 +279,7 @@ bool FieldWalk::findPrevious(Place& place)
             return true;
         }
     }
-    for (std::size_t segment = place.segment; segment-- > 0;) {
+    for (std::size_t segment = place.segment; (segment = segmentBefore(segment)) != kNoSegment;) {
         if (findLast(segment, place)) {
             return true;
         }
@@ -246,6 +330,7 @@ bool FieldWalk::load(const Place& place, long long from, long long to)
         return refuse();
     }
     m_place = place;
+    m_next = Next::Unknown;
     m_isLoaded = true;
     m_lastTime = m_times.back();
     return true;

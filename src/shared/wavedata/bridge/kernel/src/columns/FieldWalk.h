@@ -10,6 +10,17 @@
 
 namespace Tracewell {
 
+/// What many changes of a field have in common.
+struct ChangeSummary
+{
+    long long firstTime = 0;
+    long long lastTime = 0;
+    /// Between two changes.
+    unsigned long long widestGap = 0;
+    unsigned long long firstValue = 0;
+    unsigned long long lastValue = 0;
+};
+
 /// Steps through the changes of one field. A segment that is damaged has none for it.
 class FieldWalk
 {
@@ -39,23 +50,32 @@ public:
     bool isFirstOfSegment() const { return m_index == 0 && isFirst(m_place); }
 
     /// Whether the next change begins a part with a summary; `out` is that.
-    bool peekSummary(PartInfo& out);
-    /// To the last change of that part, which is not read. time(), value() and previous() are not
-    /// to be used until next() or seek().
+    bool peekPart(ChangeSummary& out);
+    /// Whether it is the first of many segments, with a summary of what they have all together.
+    bool peekDigest(ChangeSummary& out);
+    // To the last change of those, which are not read. time(), value() and previous() are not to be
+    // used until next() or seek().
     void skipPart();
+    void skipDigest();
 
 private:
     struct Place
     {
+        /// Without an index, the first one to look into.
         std::size_t segment = 0;
         std::size_t page = 0;
-        /// Null before the first change.
+        /// Null in front of a segment.
         std::shared_ptr<const SegmentInfo> info;
         std::shared_ptr<const PageIndex> index;
         PageIndex::Entry part;
     };
 
     bool isFirst(const Place& place) const;
+    bool isWithinPart() const { return m_isLoaded && m_index + 1 < m_times.size(); }
+    bool findNextPlace();
+    ColumnFile::InDigest lookUp(std::size_t segment);
+    std::size_t segmentFrom(std::size_t segment);
+    std::size_t segmentBefore(std::size_t segment);
     bool findFirst(std::size_t segment, Place& out);
     bool findLast(std::size_t segment, Place& out);
     bool findNext(Place& out);
@@ -72,6 +92,13 @@ private:
     ColumnFile& m_file;
     std::uint32_t m_field;
     Place m_place;
+    /// What comes behind it, if that was asked for.
+    Place m_nextPlace;
+    enum class Next { Unknown, Nothing, There } m_next = Next::Unknown;
+    /// The digest that was asked last, and its answer.
+    std::size_t m_digest = std::numeric_limits<std::size_t>::max();
+    ColumnFile::InDigest m_inDigest = ColumnFile::InDigest::Unknown;
+    DigestEntry m_entry;
     /// Of what m_place says, unless it was skipped.
     bool m_isLoaded = false;
     /// Of the part in m_place, which none behind it goes back from.

@@ -17,7 +17,7 @@ SegmentEncoder::SegmentEncoder(const FieldRuns& fields)
 }
 
 const Bytes& SegmentEncoder::encode(const ChangeLog& log, const Stretch& stretch,
-                                    SegmentRecord& record)
+                                    SegmentRecord& record, DigestBuilder* digest)
 {
     const std::size_t fields = log.firstNewField + stretch.endField;
     m_isCounter.resize(std::max(m_isCounter.size(), fields));
@@ -33,7 +33,7 @@ const Bytes& SegmentEncoder::encode(const ChangeLog& log, const Stretch& stretch
     const long long* const times = log.times.get() + firstNumber;
 
     sort(log, stretch);
-    addFields(times);
+    addFields(times, digest);
     std::vector<TimeChunkRecord> chunks;
     addTimes(times, endNumber - firstNumber, chunks);
 
@@ -53,6 +53,9 @@ const Bytes& SegmentEncoder::encode(const ChangeLog& log, const Stretch& stretch
     head.newRuns = static_cast<std::uint32_t>(newFields.runs().size());
     head.firstTime = times[0];
     head.lastTime = times[head.times - 1];
+    if (digest != nullptr) {
+        digest->finishSegment(head.firstTime, head.lastTime);
+    }
     const std::size_t headSize = sizeof head + chunks.size() * sizeof(TimeChunkRecord) +
                                  head.newRuns * sizeof(FieldRun) +
                                  m_pages.size() * sizeof(PageRecord) + sizeof(std::uint64_t);
@@ -113,7 +116,7 @@ void SegmentEncoder::sort(const ChangeLog& log, const Stretch& stretch)
     }
 }
 
-void SegmentEncoder::addFields(const long long* times)
+void SegmentEncoder::addFields(const long long* times, DigestBuilder* digest)
 {
     m_page.begin(times);
     const auto finishPage = [&] {
@@ -131,6 +134,10 @@ void SegmentEncoder::addFields(const long long* times)
             continue;
         }
         const std::uint32_t kept = dropRepeats(field, begin, end);
+        if (digest != nullptr) {
+            digest->add({field, m_isCounter[field], kept, times, m_numbers.get() + begin,
+                         m_values.get() + begin});
+        }
         for (std::uint32_t done = 0; done < kept; done += kMostInPart) {
             const std::uint32_t at = begin + done;
             m_page.add({field, std::min(kept - done, kMostInPart), m_numbers.get() + at,

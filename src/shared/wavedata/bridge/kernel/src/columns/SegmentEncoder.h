@@ -4,6 +4,7 @@
 
 #include "Bytes.h"
 #include "ChangeLog.h"
+#include "DigestBuilder.h"
 #include "PageBuilder.h"
 
 #include <vector>
@@ -28,12 +29,13 @@ public:
     explicit SegmentEncoder(const FieldRuns& fields);
 
     /// The segment's bytes, valid until the next one, and all of its record but the place. The
-    /// stretch has changes.
-    const Bytes& encode(const ChangeLog& log, const Stretch& stretch, SegmentRecord& record);
+    /// stretch has changes. A digest that is to know of the segment takes it in.
+    const Bytes& encode(const ChangeLog& log, const Stretch& stretch, SegmentRecord& record,
+                        DigestBuilder* digest = nullptr);
 
 private:
     void sort(const ChangeLog& log, const Stretch& stretch);
-    void addFields(const long long* times);
+    void addFields(const long long* times, DigestBuilder* digest);
     std::uint32_t dropRepeats(std::uint32_t field, std::uint32_t begin, std::uint32_t end);
     void addTimes(const long long* times, std::uint32_t count,
                   std::vector<TimeChunkRecord>& chunks);

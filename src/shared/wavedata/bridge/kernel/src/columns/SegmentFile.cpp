@@ -81,6 +81,12 @@ void SegmentFile::addFull(const Bytes& segment, SegmentRecord record, const Reac
     writeRoot(reached);
 }
 
+void SegmentFile::addDigest(DigestBuilder& digest)
+{
+    m_root.digest = place(digest.finish(m_root.digest));
+    ++m_root.digests;
+}
+
 void SegmentFile::setReached(const Reached& reached)
 {
     writeRoot(reached);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Bytes.h"
+#include "DigestBuilder.h"
 #include "FieldRuns.h"
 
 namespace Tracewell {
@@ -31,6 +32,8 @@ public:
                   const Reached& reached);
     /// The segment takes the place of all short ones.
     void addFull(const Bytes& segment, SegmentRecord record, const Reached& reached);
+    /// Of full segments since the last one, all of which the next root lists.
+    void addDigest(DigestBuilder& digest);
     /// No more comes, or nothing but time.
     void setReached(const Reached& reached);
 

@@ -123,9 +123,9 @@ bool WdbColumnHistory::readItem(Item& out)
             return true;
         }
         // Another one at this time can only begin a segment.
-        PartInfo summary;
-        const bool mayBeRun = m_resolution > 0 && m_walk->peekSummary(summary);
-        if (!mayBeRun || summary.firstTime == out.lastTime) {
+        ChangeSummary part;
+        const bool mayBeRun = m_resolution > 0 && m_walk->peekPart(part);
+        if (!mayBeRun || part.firstTime == out.lastTime) {
             while (m_walk->next()) {
                 if (m_walk->time() != out.lastTime) {
                     m_isWaiting = true;
@@ -142,20 +142,31 @@ bool WdbColumnHistory::readItem(Item& out)
     }
 }
 
-/// A part of the field that is dense as a whole and lies in the stretch.
+/// A part of the field, or all of many segments, that is dense as a whole and lies in the stretch.
 bool WdbColumnHistory::readRun(Item& out)
 {
-    PartInfo part;
-    if (m_resolution == 0 || !m_walk->peekSummary(part) || part.widestGap > m_resolution ||
-        part.firstTime == part.lastTime || part.firstTime < m_from || part.lastTime > m_to ||
-        (!m_isCounter && m_hasValue && part.firstValue == m_lastValue)) {
+    if (m_resolution == 0) {
         return false;
     }
-    m_walk->skipPart();
-    out = {part.firstTime, part.lastTime, part.lastValue};
+    ChangeSummary all;
+    if (m_walk->peekDigest(all) && isRun(all)) {
+        m_walk->skipDigest();
+    } else if (m_walk->peekPart(all) && isRun(all)) {
+        m_walk->skipPart();
+    } else {
+        return false;
+    }
+    out = {all.firstTime, all.lastTime, all.lastValue};
     m_hasValue = true;
-    m_lastValue = part.lastValue;
+    m_lastValue = all.lastValue;
     return true;
+}
+
+bool WdbColumnHistory::isRun(const ChangeSummary& all) const
+{
+    return all.widestGap <= m_resolution && all.firstTime != all.lastTime &&
+           all.firstTime >= m_from && all.lastTime <= m_to &&
+           (m_isCounter || !m_hasValue || all.firstValue != m_lastValue);
 }
 
 } // namespace Tracewell

@@ -216,6 +216,16 @@ bool WdbColumnReader::survey(const std::function<void(const WdbColumnExtent&)>& 
         segment.m_isSound = m_file->checkSegment(i);
         tell(segment);
     }
+    const bool areDigestsSound = m_file->checkDigests([&](const ColumnExtent& place, bool isSound) {
+        WdbColumnExtent digest = run(WdbColumnExtent::Digest, place.offset, place.size);
+        digest.m_isSound = isSound;
+        tell(digest);
+    });
+    if (!areDigestsSound) {
+        WdbColumnExtent digest = run(WdbColumnExtent::Digest, root.digest, sizeof(DigestHead));
+        digest.m_isSound = false;
+        tell(digest);
+    }
     for (std::uint32_t i = 0; i < root.freeExtents; ++i) {
         tell(run(WdbColumnExtent::Free, root.free[i].offset, root.free[i].size));
     }
