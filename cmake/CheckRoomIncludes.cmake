@@ -9,8 +9,8 @@ cmake_minimum_required(VERSION 3.25)
 include(${ROOMS})
 set(failures)
 
-# A public header belongs to the room that has its source. Abstract classes (IName, WdbIName) and
-# headers without a source belong to nobody, and anybody may include them.
+# A public header belongs to the room that has its source. One without a source belongs to nobody, and
+# anybody may include it.
 foreach(room IN LISTS library_rooms)
   file(GLOB_RECURSE files_${room} ${room_${room}}/*.h ${room_${room}}/*.cpp)
   foreach(file IN LISTS files_${room})
@@ -31,8 +31,7 @@ foreach(room IN LISTS library_rooms)
     file(STRINGS ${file} includes REGEX "^#include \"")
     foreach(include IN LISTS includes)
       string(REGEX REPLACE ".*[/\"]([A-Za-z]+)\\.h\"$" "\\1" name "${include}")
-      if(DEFINED home_${name} AND NOT home_${name} IN_LIST allowed
-          AND NOT name MATCHES "^(Wdb)?I[A-Z][a-z]")
+      if(DEFINED home_${name} AND NOT home_${name} IN_LIST allowed)
         list(APPEND failures
           "${file} includes ${name}.h of ${home_${name}}, which ${room} does not use")
       endif()

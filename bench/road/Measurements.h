@@ -35,7 +35,7 @@ private:
     std::map<std::string, std::vector<double>> m_samples;
 };
 
-/// Three digits that matter.
+/// With the three digits that matter.
 std::string number(double value);
 std::string ratio(double ours, double theirs);
 void printRow(const std::vector<std::string>& cells);

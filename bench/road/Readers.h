@@ -59,10 +59,10 @@ struct ReplayResult
 {
     /// From opening the file to trees with the histories of all signals.
     double treesMs = 0;
-    /// Of the replay.
+    /// What the replay takes once the trees are there.
     double wallMs = 0;
     double threadMs = 0;
-    /// Delivered: bytes that changed.
+    /// How many bytes that changed it delivered.
     double byteChanges = 0;
 };
 

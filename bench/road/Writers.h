@@ -32,7 +32,7 @@ WriteResult writeLists(const Workload& workload, const std::string& path);
 WriteResult writeIndexed(const Workload& workload, const std::string& path);
 /// The writer of the transition database, driven in the same way.
 WriteResult writeTransitions(const Workload& workload, const std::string& path);
-/// In columns, with a helper thread.
+/// A recording in columns, whose writer has a helper thread.
 WriteResult writeColumns(const Workload& workload, const std::string& path);
 /// FST with LZ4.
 WriteResult writeFst(const Workload& workload, const std::string& path);

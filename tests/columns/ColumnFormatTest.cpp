@@ -474,7 +474,7 @@ public:
             }
         }
     }
-    /// Of the last change.
+    /// When the last change took place.
     long long time() const { return m_at * 10 + (m_at < 145000 ? 0 : m_at * m_at % 7); }
     const Histories& histories() const { return m_histories; }
 

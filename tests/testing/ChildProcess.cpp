@@ -2,10 +2,7 @@
 
 #include "testing/ChildProcess.h"
 
-#include "testing/TestFiles.h"
-
 #include <chrono>
-#include <filesystem>
 #include <thread>
 #include <utility>
 
@@ -75,9 +72,7 @@ std::string Outcome::describe() const
 
 RunningProgram::RunningProgram(const std::vector<std::string>& command,
                                const std::string& directory, bool hasInput)
-    : m_scratch(::testing::TempDir() + "/tracewell-run-XXXXXX")
 {
-    EXPECT_NE(::mkdtemp(m_scratch.data()), nullptr);
     for (const std::string& argument : command) {
         m_outcome.command += argument + " ";
     }
@@ -92,8 +87,8 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command,
         } else {
             redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
         }
-        redirect(STDOUT_FILENO, m_scratch + "/out", O_WRONLY | O_CREAT);
-        redirect(STDERR_FILENO, m_scratch + "/err", O_WRONLY | O_CREAT);
+        redirect(STDOUT_FILENO, m_scratch.path("out"), O_WRONLY | O_CREAT);
+        redirect(STDERR_FILENO, m_scratch.path("err"), O_WRONLY | O_CREAT);
         ::setenv("ASAN_OPTIONS", "abort_on_error=1", 1);
         ::setenv("UBSAN_OPTIONS", "abort_on_error=1", 1);
         limit(RLIMIT_CORE, 0);
@@ -118,7 +113,6 @@ RunningProgram::~RunningProgram()
         signal(SIGKILL);
         wait();
     }
-    std::filesystem::remove_all(m_scratch);
 }
 
 void RunningProgram::write(const std::string& text)
@@ -135,12 +129,12 @@ void RunningProgram::closeInput()
 
 bool RunningProgram::waitForOutput(const std::string& part) const
 {
-    return waitForPart("/out", part);
+    return waitForPart("out", part);
 }
 
 bool RunningProgram::waitForError(const std::string& part) const
 {
-    return waitForPart("/err", part);
+    return waitForPart("err", part);
 }
 
 bool RunningProgram::waitForPart(const std::string& file, const std::string& part) const
@@ -148,7 +142,7 @@ bool RunningProgram::waitForPart(const std::string& file, const std::string& par
     constexpr int kTries = 3000;
     for (int i = 0; i < kTries; ++i) {
         const bool isLast = hasEnded();
-        if (readFile(m_scratch + file).find(part) != std::string::npos) {
+        if (readFile(m_scratch.path(file)).find(part) != std::string::npos) {
             return true;
         }
         if (isLast) {
@@ -158,7 +152,7 @@ bool RunningProgram::waitForPart(const std::string& file, const std::string& par
     }
     ADD_FAILURE() << "\"" << part << "\" did not come\n"
                   << m_outcome.command << "\n"
-                  << readFile(m_scratch + "/out") << readFile(m_scratch + "/err");
+                  << readFile(m_scratch.path("out")) << readFile(m_scratch.path("err"));
     return false;
 }
 
@@ -181,8 +175,8 @@ Outcome RunningProgram::wait()
     ::wait4(m_process, &m_outcome.status, 0, &usage);
     m_process = -1;
     m_outcome.peakKib = usage.ru_maxrss;
-    m_outcome.out = readFile(m_scratch + "/out");
-    m_outcome.err = readFile(m_scratch + "/err");
+    m_outcome.out = readFile(m_scratch.path("out"));
+    m_outcome.err = readFile(m_scratch.path("err"));
     return m_outcome;
 }
 

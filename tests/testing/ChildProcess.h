@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "testing/TestFiles.h"
+
 #include <string>
 #include <vector>
 
@@ -50,7 +52,7 @@ private:
     bool waitForPart(const std::string& file, const std::string& part) const;
     bool hasEnded() const;
 
-    std::string m_scratch;
+    const TestDirectory m_scratch;
     Outcome m_outcome;
     int m_process = -1;
     int m_input = -1;

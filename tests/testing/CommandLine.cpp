@@ -2,7 +2,7 @@
 
 #include "testing/CommandLine.h"
 
-#include "Commands.h"
+#include "commands/Commands.h"
 #include "text/Failure.h"
 
 #include "QsimException.h"

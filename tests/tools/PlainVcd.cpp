@@ -169,7 +169,7 @@ private:
     std::string m_word;
     PlainVcd m_vcd;
     std::vector<std::string> m_scopes;
-    /// By variable.
+    /// The code of each variable.
     std::vector<std::string> m_codes;
     std::map<std::string, Signal> m_signals;
 };

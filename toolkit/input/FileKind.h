@@ -12,7 +12,7 @@ enum class FileKind {
     Transitions, ///< a transition database, finished or not
 };
 
-/// As "a transition database".
+/// What a person calls such a file, with its article: "a transition database".
 const char* describe(FileKind kind);
 
 /// Tells the kinds of wave databases apart by their first bytes.

@@ -23,7 +23,7 @@ public:
     /// \throws Failure when `output` cannot be written or replaced.
     LiveRecording(Store store, const LiveChannel& channel, const std::string& output);
 
-    /// Until close().
+    /// What shows and stores the channel's values; there until close().
     LiveViewer& viewer() const { return *m_viewer; }
     /// Those of the last readNames().
     const SignalNames& names() const { return m_names; }

@@ -172,8 +172,8 @@ void ObjectSink::storeText(long long time, std::uint32_t object, State& state, C
         }
         break;
     case ChangeForm::Real:
-        refuseObject(object, state.kind == &kReal ? "takes a number that no double holds"
-                                                  : "takes a real number");
+        refuseObject(object, state.kind->isNumber() ? "takes a number that no double holds"
+                                                    : "takes a real number");
         break;
     case ChangeForm::Port:
         refuseObject(object, "takes the strengths of a port");

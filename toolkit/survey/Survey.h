@@ -27,9 +27,9 @@ struct ColumnFacts
     /// Changes that were recorded, with those that brought nothing new.
     unsigned long long changes = 0;
     unsigned long long fields = 0;
-    /// Of the segments.
+    /// What the segments take in the file.
     long long bytes = 0;
-    /// Given up, and taken by the next segments.
+    /// Room that was given up, which the next segments take.
     long long freeBytes = 0;
     long long latestTime = 0;
 };

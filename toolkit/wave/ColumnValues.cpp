@@ -28,7 +28,7 @@ ColumnValues::ColumnValues(ColumnWaveFile& file, std::vector<Signal> chosen)
     for (const Signal& signal : signals()) {
         Fields fields;
         fields.plain = file.reader().findFields(signal.address, signal.size);
-        if (signal.overrideAddress >= 0 && signal.valueKind != &kBytes) {
+        if (signal.overrideAddress >= 0 && !signal.valueKind->isRaw()) {
             fields.override =
                 file.reader().findFields(signal.overrideAddress, sizeof(TextReference));
         }

@@ -26,7 +26,7 @@ protected:
     std::optional<long long> previousWholeChange(std::size_t signal, long long time) const override;
 
 private:
-    /// Fields of the recording.
+    /// The recording's fields that a signal lies in.
     struct Fields
     {
         std::vector<unsigned int> plain;

@@ -18,7 +18,7 @@ namespace tracewell {
 class RecordingEnd
 {
 public:
-    /// Without an end.
+    /// Of a recording that is shown as far as it goes.
     RecordingEnd() = default;
     /// `latestTime` is that of what can be read.
     RecordingEnd(const Wholeness& wholeness, Reach reach, long long latestTime);

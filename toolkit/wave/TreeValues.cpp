@@ -49,7 +49,7 @@ private:
 /// something was recorded.
 bool mayHaveOverride(EventWaveFile& file, const Signal& signal)
 {
-    return signal.overrideAddress >= 0 && signal.valueKind != &kBytes &&
+    return signal.overrideAddress >= 0 && !signal.valueKind->isRaw() &&
            !file.database()
                 .getEventBlockDatabaseIterator(std::vector<long long>{signal.overrideAddress})
                 .empty();

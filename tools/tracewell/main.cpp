@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "Commands.h"
-#include "Usage.h"
+#include "commands/Commands.h"
+#include "commands/Usage.h"
 #include "files/Output.h"
 #include "files/PrivateDirectory.h"
 #include "files/StandardStreams.h"

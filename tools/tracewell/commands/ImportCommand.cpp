@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "Commands.h"
+#include "commands/Commands.h"
 #include "commands/LenientOption.h"
 #include "commands/RecordingOutput.h"
 #include "commands/StoreOption.h"

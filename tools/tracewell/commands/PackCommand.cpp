@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "Commands.h"
 #include "changes/ChangeStream.h"
 #include "commands/BeyondOption.h"
+#include "commands/Commands.h"
 #include "commands/RecordingOutput.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"

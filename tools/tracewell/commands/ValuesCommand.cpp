@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "Commands.h"
 #include "commands/BeyondOption.h"
+#include "commands/Commands.h"
 #include "commands/RadixOption.h"
 #include "commands/ReadingEnd.h"
 #include "commands/WindowOptions.h"

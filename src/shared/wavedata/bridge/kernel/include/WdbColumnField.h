@@ -12,7 +12,7 @@ namespace Tracewell {
 struct WdbColumnField
 {
     long long address = 0;
-    /// In bytes.
+    /// How many bytes it has, from the address on.
     unsigned int size = 0;
     /// Each change counts, those of one time as well; of another field the last of a time is kept.
     bool isCounter = false;

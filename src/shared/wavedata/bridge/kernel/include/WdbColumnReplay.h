@@ -19,7 +19,7 @@ class TRACEWELL_API WdbColumnReplay
 public:
     struct Change
     {
-        /// Id of the field.
+        /// The field's id, by which its reader knows it.
         unsigned int field;
         /// The bytes of the field, the first one lowest.
         unsigned long long value;

@@ -13,7 +13,7 @@ class WdbMultipleBucketBtreeDatabase;
 class TRACEWELL_API WdbMultipleBucketBtreeEventSource : public WdbIEventSource
 {
 public:
-    /// Of addresses without events.
+    /// Stands for addresses without events: it is at its end from the start.
     class TRACEWELL_API InvalidIterator : public WdbIEventSource::Iterator
     {
     public:

@@ -90,7 +90,7 @@ private:
     std::atomic<unsigned long long> m_damagedBatches{0};
     CheckedMutex<boost::mutex> m_timeMarkMutex;
     boost::condition_variable m_timeMarkCame;
-    /// How many came.
+    /// How many marks came so far, so that one who waits sees that another has come.
     unsigned long long m_timeMarks TRACEWELL_GUARDED_BY(m_timeMarkMutex) = 0;
 };
 

@@ -143,7 +143,7 @@ struct DigestPageRecord
 struct SegmentHead
 {
     std::uint64_t magic;
-    /// Of the head with its lists, up to and with the checksum behind them.
+    /// How many bytes the head has with its lists, up to and with the checksum behind them.
     std::uint32_t headSize;
     std::uint32_t changes;
     std::uint32_t times;
@@ -163,10 +163,10 @@ struct TimeChunkRecord
     std::int64_t firstTime;
     /// Each time is so far behind the one before, if `width` is 0.
     std::uint64_t step;
-    /// From the segment's start.
+    /// Where the steps lie, counted from the segment's start.
     std::uint32_t offset;
     std::uint32_t stored;
-    /// Bytes of a step.
+    /// How many bytes a step takes.
     std::uint8_t width;
     std::uint8_t codec;
     std::uint16_t unused;
@@ -179,9 +179,9 @@ struct FieldRun
 {
     std::uint64_t address;
     std::uint32_t count;
-    /// Of each.
+    /// How many bytes each of the fields has.
     std::uint8_t size;
-    /// Bit 0: counters.
+    /// Bit 0 says that the fields are counters.
     std::uint8_t flags;
     std::uint16_t unused;
 

@@ -67,7 +67,7 @@ private:
     std::array<ChangeLog, 2> m_logs;
     /// The one that takes changes.
     ChangeLog* m_log = &m_logs[0];
-    /// Of the last change.
+    /// When the last change took place.
     long long m_time;
     long long m_latestTime;
     std::uint32_t m_fieldCount;

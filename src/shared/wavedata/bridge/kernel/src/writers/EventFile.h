@@ -37,9 +37,9 @@ public:
         }
         requireStorage();
     }
-    /// The file with what stands in front of the event database.
+    /// Makes the file, with what stands in front of the event database.
     void create(const std::string& snapshot, bool hasMark);
-    /// What stands behind it.
+    /// Adds the texts, which stand behind it.
     void createTexts();
 
     /// Null while no file is open.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "Usage.h"
+#include "commands/Usage.h"
 
 #include "text/Message.h"
 #include "text/NearestWord.h"
