@@ -23,7 +23,7 @@ void LiveRecording::readNames()
     m_nameText = readWholeFile(m_channel.debugFile());
     m_names.listIn(m_channel.debugFile());
     m_names.read(m_nameText);
-    if (m_store == Store::Events && m_names.hasNames() &&
+    if (m_store != Store::Transitions && m_names.hasNames() &&
         m_names.layout().totalSize() > kLargestMemory) {
         throw Failure(fmt::format("{}: asks for {} MB of values; at most {} can be followed",
                                   m_channel.debugFile(), m_names.layout().totalSize() >> 20,
@@ -69,7 +69,7 @@ std::optional<std::string> LiveRecording::closeAfterFailure()
     try {
         return close(false);
     } catch (const Failure&) {
-        if (m_store == Store::Events) {
+        if (m_store != Store::Transitions) {
             m_output.keep();
             return std::nullopt;
         }

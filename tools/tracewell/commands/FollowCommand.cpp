@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
+#include "changes/RecordingPacker.h"
 #include "commands/ChannelOptions.h"
 #include "commands/Commands.h"
 #include "commands/RadixOption.h"
+#include "commands/RecordingOutput.h"
 #include "commands/StoreOption.h"
 #include "commands/WindowOptions.h"
 #include "files/Interrupt.h"
@@ -75,6 +77,12 @@ struct Options
     OnKernelExit onKernelExit = OnKernelExit::End;
 };
 
+/// What a simulation sends for it: columns are made of events.
+Store channelStore(Store store)
+{
+    return store == Store::Columns ? Store::Events : store;
+}
+
 class Follow
 {
 public:
@@ -136,7 +144,8 @@ void Follow::record()
                     : fmt::format("no simulation offers {} after {} s; start one there (tracewell "
                                   "replay IN.vcd --live{}{}), or wait longer with --wait",
                                   m_options.channel.describe(), m_options.wait,
-                                  storeText(m_options.store), m_options.channel.optionText()));
+                                  storeText(channelStore(m_options.store)),
+                                  m_options.channel.optionText()));
         }
     } while (!connect());
     while (followToEnd() && m_options.onKernelExit == OnKernelExit::Wait && relaunch()) {
@@ -180,7 +189,7 @@ bool Follow::connect()
         return false;
     }
     const OutputFile& output = m_recording.output();
-    if (output.isReplacement() && m_options.store == Store::Events) {
+    if (output.isReplacement() && m_options.store != Store::Transitions) {
         tell(fmt::format("{} stays as it is until this ends; what comes meanwhile is in {}",
                          output.name(), output.path()));
     }
@@ -369,6 +378,25 @@ void Follow::print(const std::string& line, const std::string& time) const
     }
 }
 
+/// What was recorded is events; it stays where it cannot be packed.
+void packInPlace(const std::string& path)
+{
+    try {
+        makeRecording(
+            {"follow", "", path, Store::Columns, false},
+            [&](OutputFile& output, SnapshotDirectory& directory, const InterruptGuard& interrupt) {
+                // Texts do not travel on a channel; that some are missing is no reason to stop.
+                RecordingPacker(path, Reach::Beyond, Store::Columns)
+                    .run(output, directory, interrupt);
+            });
+    } catch (const Failure& e) {
+        throw Failure(fmt::format("{}: holds the whole run, but in events and not in columns: {}; "
+                                  "tracewell pack makes columns of it",
+                                  path, e.what()),
+                      e.exitCode());
+    }
+}
+
 } // namespace
 
 void addFollowCommand(CLI::App& app)
@@ -381,7 +409,9 @@ void addFollowCommand(CLI::App& app)
                         "show; in a terminal the first 10 signals if none is given");
     addChannelOptions(*command, options->channel.place());
     addStoreOption(*command, options->store,
-                   {{"events", Store::Events}, {"transitions", Store::Transitions}});
+                   {{"events", Store::Events},
+                    {"columns", Store::Columns},
+                    {"transitions", Store::Transitions}});
     command
         ->add_option("--wait", options->wait,
                      "How long to wait for the simulation; 60 seconds if not given")
@@ -410,13 +440,17 @@ void addFollowCommand(CLI::App& app)
         "Start it before the simulation or after it. Ctrl-C and the end of the simulation leave a\n"
         "closed file that every command reads. Texts do not travel on a live channel: a string\n"
         "shows when it changes, and ? for its text. After a kill of this command the file is\n"
-        "read up to its last sync.");
+        "read up to its last sync. With --store columns it holds events until the end, and is\n"
+        "packed then.");
     command->callback([options, command] {
         if (options->store == Store::Transitions) {
             requireNotGiven(*command, "--sync", options->store);
         }
         options->channel.enter();
         Follow(*options).run();
+        if (options->store == Store::Columns) {
+            packInPlace(options->output);
+        }
     });
 }
 
