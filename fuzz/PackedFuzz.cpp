@@ -30,7 +30,7 @@ Content readAll(const std::string& path, std::size_t room)
 {
     Content content;
     try {
-        const auto source = openInput(path);
+        const auto source = openInput(path).source;
         std::vector<char> piece(room);
         std::size_t got = 1;
         while (got != 0 && content.text.size() < kMost) {

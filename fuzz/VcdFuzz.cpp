@@ -49,11 +49,11 @@ std::string read(std::string_view text, std::size_t piece, bool isLenient)
         const Declarations names = readDeclarations(input, &isCutOff);
         told = std::to_string(names.variables.size()) + (isCutOff ? "-" : "");
         VcdReader reader(input, names.objects, 2, isLenient);
-        for (VcdChange change; reader.next(change);) {
+        for (RunChange change; reader.next(change);) {
             told += '\n' + std::to_string(static_cast<int>(change.kind)) + ' ';
             told +=
-                std::to_string(change.kind == VcdChange::Kind::Time ? change.time : change.object);
-            told += change.kind == VcdChange::Kind::Letter || change.kind == VcdChange::Kind::Time
+                std::to_string(change.kind == RunChange::Kind::Time ? change.time : change.object);
+            told += change.kind == RunChange::Kind::Letter || change.kind == RunChange::Kind::Time
                         ? std::string_view()
                         : change.text;
         }

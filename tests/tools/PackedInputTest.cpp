@@ -91,7 +91,7 @@ protected:
     {
         Words words;
         try {
-            tracewell::VcdInput input(tracewell::openInput(path("in.vcd")), "in.vcd");
+            tracewell::VcdInput input(tracewell::openInput(path("in.vcd")).source, "in.vcd");
             for (std::string_view word = input.word(); !word.empty(); word = input.word()) {
                 (words.text += word) += ' ';
             }

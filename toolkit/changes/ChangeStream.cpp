@@ -4,8 +4,8 @@
 
 #include "changes/ColumnChanges.h"
 #include "changes/EventChanges.h"
+#include "changes/InputChanges.h"
 #include "changes/TransitionChanges.h"
-#include "changes/VcdChanges.h"
 #include "input/FileKind.h"
 
 namespace tracewell {
@@ -26,8 +26,8 @@ std::unique_ptr<ChangeStream> ChangeStream::open(const std::string& path, Reach 
 std::unique_ptr<ChangeStream> ChangeStream::openRun(const std::string& path, int fractionDigits,
                                                     bool isLenient, Reach reach)
 {
-    if (isVcdText(path)) {
-        return std::make_unique<VcdChanges>(path, VcdRun::Reading{fractionDigits, isLenient});
+    if (isRun(path)) {
+        return std::make_unique<InputChanges>(path, InputRun::Reading{fractionDigits, isLenient});
     }
     return open(path, reach);
 }

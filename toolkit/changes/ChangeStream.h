@@ -43,9 +43,9 @@ public:
     /// \throws Failure when it cannot be read, or has no names to tell its values by.
     static std::unique_ptr<ChangeStream> open(const std::string& path, Reach reach = Reach::Whole);
 
-    /// The same for a VCD text, a pipe with one, or "-" for the standard input, as well. Times of a
-    /// text have `fractionDigits` decimals more than its timescale says; for `isLenient` see
-    /// VcdReader.
+    /// The same for what InputRun reads as well, a pipe with it, or "-" for the standard input.
+    /// Times of a VCD have `fractionDigits` decimals more than its timescale says; for `isLenient`
+    /// see VcdReader.
     static std::unique_ptr<ChangeStream> openRun(const std::string& path, int fractionDigits,
                                                  bool isLenient, Reach reach = Reach::Whole);
 

@@ -2,6 +2,8 @@
 
 #include "import/SignalRecorder.h"
 
+#include "text/Message.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -25,35 +27,38 @@ std::string withoutDecoration(std::string_view letters)
 
 } // namespace
 
-std::string SignalRecorder::apply(const VcdChange& change)
+std::string SignalRecorder::apply(const RunChange& change)
 {
     bool isValue = true;
     switch (change.kind) {
-    case VcdChange::Kind::Time:
+    case RunChange::Kind::Time:
         m_values.setTime(change.time);
         return {};
-    case VcdChange::Kind::Letter:
+    case RunChange::Kind::Letter:
         m_values.storeLetter(change.object, change.letter);
         break;
-    case VcdChange::Kind::Letters:
+    case RunChange::Kind::Letters:
         isValue =
             m_values.store(change.object, ChangeForm::Letters, change.text) ||
             m_values.store(change.object, ChangeForm::Letters, withoutDecoration(change.text));
         break;
-    case VcdChange::Kind::Real:
+    case RunChange::Kind::Real:
         isValue = m_values.store(change.object, ChangeForm::Real, change.text);
         break;
-    case VcdChange::Kind::Text:
+    case RunChange::Kind::Number:
+        m_values.storeReal(change.object, change.number);
+        break;
+    case RunChange::Kind::Text:
         m_values.store(change.object, ChangeForm::Text, change.text);
         break;
-    case VcdChange::Kind::Port:
+    case RunChange::Kind::Port:
         m_values.store(change.object, ChangeForm::Port, change.text);
         break;
     }
     if (isValue) {
         return m_values.refusal();
     }
-    return change.kind == VcdChange::Kind::Real
+    return change.kind == RunChange::Kind::Real
                ? fmt::format("{} is no real number; repair the line", inQuotes(change.text))
                : fmt::format("{} is no value of 0, 1, x, z and the other letters of nine states; "
                              "repair the line",

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "formats/vcd/VcdReader.h"
+#include "formats/run/RunChange.h"
 #include "record/ValueRecorder.h"
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace tracewell {
 
-/// Plays the kernel of a simulation that runs through the changes of a VCD.
+/// Plays the kernel of a simulation that runs through the changes of an input.
 class SignalRecorder
 {
 public:
@@ -22,7 +22,7 @@ public:
 
     /// Takes one step. An empty answer is success; otherwise it says what is wrong with the value,
     /// or that the store cannot keep it: the refusal of values() says that too then.
-    std::string apply(const VcdChange& change);
+    std::string apply(const RunChange& change);
 
     ValueRecorder& values() { return m_values; }
     const ValueRecorder& values() const { return m_values; }

@@ -20,26 +20,26 @@ using namespace std::string_view_literals;
 
 struct ForeignFormat
 {
+    Kind kind;
     std::string_view start;
     const char* name;
     const char* remedy;
 };
 
-constexpr const char* kFst = "an FST file";
-constexpr const char* kFstRemedy = "convert it to a VCD: fst2vcd IN.fst > OUT.vcd";
-
 /// The first of them that fits.
 constexpr ForeignFormat kForeign[] = {
     // Kind and length of the first section.
-    {"\x00\x00\x00\x00\x00\x00\x00\x01\x49"sv, kFst, kFstRemedy},
-    {"\xfe\x00\x00\x00"sv, kFst, kFstRemedy},
-    {"GHDLwave\n"sv, "a GHW file", "record the run by the plug-in, or by GHDL's option --vcd"},
-    {"BZh"sv, "a bzip2 file", "unpack it: bunzip2"},
-    {"PK\x03\x04"sv, "a zip file", "unpack it: unzip"},
-    {"7z\xbc\xaf\x27\x1c"sv, "a 7z file", "unpack it: 7z x"},
-    {"\x04\x22\x4d\x18"sv, "an lz4 file", "unpack it: unlz4"},
-    {"\xff\xfe"sv, "a text in UTF-16", "convert it to UTF-8: iconv -f UTF-16 -t UTF-8"},
-    {"\xfe\xff"sv, "a text in UTF-16", "convert it to UTF-8: iconv -f UTF-16 -t UTF-8"},
+    {Kind::Fst, "\x00\x00\x00\x00\x00\x00\x00\x01\x49"sv, "an FST file", ""},
+    {Kind::Fst, "\xfe\x00\x00\x00"sv, "an FST file", ""},
+    {Kind::Ghw, "GHDLwave\n"sv, "a GHW file", ""},
+    {Kind::Foreign, "BZh"sv, "a bzip2 file", "unpack it: bunzip2"},
+    {Kind::Foreign, "PK\x03\x04"sv, "a zip file", "unpack it: unzip"},
+    {Kind::Foreign, "7z\xbc\xaf\x27\x1c"sv, "a 7z file", "unpack it: 7z x"},
+    {Kind::Foreign, "\x04\x22\x4d\x18"sv, "an lz4 file", "unpack it: unlz4"},
+    {Kind::Foreign, "\xff\xfe"sv, "a text in UTF-16",
+     "convert it to UTF-8: iconv -f UTF-16 -t UTF-8"},
+    {Kind::Foreign, "\xfe\xff"sv, "a text in UTF-16",
+     "convert it to UTF-8: iconv -f UTF-16 -t UTF-8"},
 };
 
 bool startsWith(std::string_view text, std::string_view start)
@@ -90,6 +90,7 @@ Content contentOf(std::string_view head)
     }
     if (isVcd(head)) {
         content.kind = Kind::Vcd;
+        content.name = "a VCD";
         return content;
     }
     content.packing = findPacking(head);
@@ -99,7 +100,7 @@ Content contentOf(std::string_view head)
     }
     for (const ForeignFormat& format : kForeign) {
         if (startsWith(head, format.start)) {
-            content.kind = Kind::Foreign;
+            content.kind = format.kind;
             content.name = format.name;
             content.remedy = format.remedy;
             return content;
@@ -129,6 +130,8 @@ std::string whyUnreadable(const Content& content, const Packing* packing)
         return packing != nullptr ? inside("a wave database", "") : std::string();
     case Kind::Empty:
     case Kind::Vcd:
+    case Kind::Fst:
+    case Kind::Ghw:
     case Kind::Unknown:
         break;
     }

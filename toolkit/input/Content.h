@@ -18,19 +18,27 @@ struct Content
         Transitions,  ///< one with transitions, finished or not
         OtherVersion, ///< a wave database of another version of the format
         Vcd,          ///< what starts as a VCD does
+        Fst,          ///< an FST file
+        Ghw,          ///< a GHW file
         Packed,       ///< what `packing` unpacks
         Foreign,      ///< a known format of others
         Unknown
     };
     Kind kind = Kind::Unknown;
     const Packing* packing = nullptr;
-    /// Of a foreign format: its name with an article, and what to do with such a file.
+    /// Of a format of others: its name with an article, and what to do with a file that cannot be
+    /// read.
     const char* name = "";
     const char* remedy = "";
 };
 
 /// So many bytes tell all kinds but a VCD that starts with blanks.
 constexpr std::size_t kContentBytes = 24;
+/// Whether it is a run that InputRun reads.
+inline bool isRun(Content::Kind kind)
+{
+    return kind == Content::Kind::Vcd || kind == Content::Kind::Fst || kind == Content::Kind::Ghw;
+}
 /// How far the first keyword of a VCD is looked for.
 constexpr std::size_t kLongestBlankStart = 4096;
 

@@ -49,15 +49,16 @@ std::string whyForeign(const std::string& path, std::string_view head, Content c
     if (!why.empty()) {
         return why;
     }
-    if (content.kind == Content::Kind::Vcd) {
-        return fmt::format("this is a VCD text{} and no wave database; convert it first: tracewell "
-                           "import {} OUT.wdb",
+    if (isRun(content.kind)) {
+        return fmt::format("this is {}{} and no wave database; convert it first: tracewell import "
+                           "{} OUT.wdb",
+                           content.name,
                            packing != nullptr ? fmt::format(" packed by {}", packing->name) : "",
                            path);
     }
     if (packing != nullptr) {
         return fmt::format("this is a {0} file, and what it holds is neither a wave database nor a "
-                           "VCD; check the file name, or unpack it ({1}) and look",
+                           "run; check the file name, or unpack it ({1}) and look",
                            packing->name, packing->tool);
     }
     if (content.kind == Content::Kind::Empty) {
@@ -142,7 +143,7 @@ FileKind findFileKind(const std::string& path)
     fail(path, whyForeign(path, head, content));
 }
 
-bool isVcdText(const std::string& path)
+bool isRun(const std::string& path)
 {
     std::error_code error;
     const std::filesystem::file_type type = std::filesystem::status(path, error).type();
@@ -155,7 +156,7 @@ bool isVcdText(const std::string& path)
     }
     std::ifstream file(path, std::ios::binary);
     const Content content = contentOf(readHead(file));
-    return content.kind == Content::Kind::Vcd || content.kind == Content::Kind::Packed;
+    return isRun(content.kind) || content.kind == Content::Kind::Packed;
 }
 
 } // namespace tracewell

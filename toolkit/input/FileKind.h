@@ -19,8 +19,8 @@ const char* describe(FileKind kind);
 /// \throws Failure that says what the file is instead and what to do with it.
 FileKind findFileKind(const std::string& path);
 
-/// True for what can only be a VCD: a text that starts like one, what is packed, the standard input
-/// "-", or a pipe.
-bool isVcdText(const std::string& path);
+/// True for what is a run to be read by InputRun: a VCD, an FST or GHW file, what is packed, the
+/// standard input "-", or a pipe.
+bool isRun(const std::string& path);
 
 } // namespace tracewell

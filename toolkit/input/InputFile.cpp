@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace tracewell {
 
@@ -36,7 +37,12 @@ std::string readHead(ByteSource& source, const std::function<void()>& whileWaiti
 class InputFile : public ByteSource
 {
 public:
-    explicit InputFile(const std::string& path) : m_name(inputName(path)), m_file(path) {}
+    InputFile(const std::string& path, const std::function<void()>& whileWaiting)
+        : m_name(inputName(path)), m_file(path)
+    {
+        begin(whileWaiting);
+    }
+    Content::Kind kind() const { return m_kind; }
 
     std::size_t read(char* to, std::size_t room,
                      const std::function<void()>& whileWaiting) override;
@@ -59,7 +65,7 @@ private:
     DescriptorSource m_file;
     std::optional<UnpackedSource> m_unpacked;
     const Packing* m_packing = nullptr;
-    bool m_hasBegun = false;
+    Content::Kind m_kind = Content::Kind::Unknown;
     /// What was read to see what the file is, and how much of it was given.
     std::string m_head;
     std::size_t m_given = 0;
@@ -67,10 +73,6 @@ private:
 
 std::size_t InputFile::read(char* to, std::size_t room, const std::function<void()>& whileWaiting)
 {
-    if (!m_hasBegun) {
-        begin(whileWaiting);
-        m_hasBegun = true;
-    }
     if (m_given < m_head.size()) {
         const std::size_t part = m_head.copy(to, room, m_given);
         m_given += part;
@@ -91,6 +93,7 @@ void InputFile::begin(const std::function<void()>& whileWaiting)
         content = contentOf(m_head);
     }
     refuse(content);
+    m_kind = content.kind;
 }
 
 void InputFile::refuse(const Content& content) const
@@ -101,7 +104,7 @@ void InputFile::refuse(const Content& content) const
     }
     if (content.kind == Content::Kind::Events || content.kind == Content::Kind::Transitions ||
         content.kind == Content::Kind::OtherVersion) {
-        throw Failure(fmt::format("{}: this is a wave database already, and no VCD; name the "
+        throw Failure(fmt::format("{}: this is a wave database already; name the "
                                   "file to the commands that read one (tracewell info FILE)",
                                   m_name));
     }
@@ -114,9 +117,11 @@ std::string inputName(const std::string& path)
     return path == "-" ? "standard input" : path;
 }
 
-std::unique_ptr<ByteSource> openInput(const std::string& path)
+Input openInput(const std::string& path, const std::function<void()>& whileWaiting)
 {
-    return std::make_unique<InputFile>(path);
+    auto file = std::make_unique<InputFile>(path, whileWaiting);
+    const Content::Kind kind = file->kind();
+    return {std::move(file), kind};
 }
 
 std::string unpackedHead(const std::string& path)

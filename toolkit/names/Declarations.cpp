@@ -16,6 +16,12 @@ CommonText::CommonText(std::string_view text)
     m_text = known != texts.end() ? &*known : &*texts.emplace(text).first;
 }
 
+std::string_view spell(Direction direction)
+{
+    static constexpr std::string_view kWords[] = {"", "in", "out", "inout", "buffer", "linkage"};
+    return kWords[static_cast<std::size_t>(direction)];
+}
+
 namespace {
 
 std::string_view withoutZeros(std::string_view letters)

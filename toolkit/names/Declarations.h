@@ -5,6 +5,7 @@
 #include "values/ValueKinds.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -74,6 +75,12 @@ struct Enumeration
 
 constexpr std::size_t kNoEnumeration = static_cast<std::size_t>(-1);
 
+/// Of a port, which way values go. The numbers are those of FST.
+enum class Direction : std::uint8_t { None, Input, Output, Inout, Buffer, Linkage };
+
+/// "in", "out", "inout", "buffer", "linkage"; empty for none.
+std::string_view spell(Direction direction);
+
 struct Variable
 {
     /// As declared, in whatever encoding, without the range.
@@ -92,6 +99,9 @@ struct Variable
     std::size_t enumeration = kNoEnumeration;
     /// A vector whose leftmost bit is a sign.
     bool isSigned = false;
+    Direction direction = Direction::None;
+    /// The name that the language's source has for its type, where that is known: std_logic, byte.
+    CommonText type;
 };
 
 /// The name table of a recording: scopes, variables and objects in the order of declaration. A

@@ -2,6 +2,10 @@
 
 #include "names/DeclarationsBuilder.h"
 
+#include "names/Attributes.h"
+
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -87,15 +91,75 @@ void DeclarationsBuilder::addAlias(std::string_view kind, std::string_view name,
                                    std::string_view range, unsigned int width, std::uint32_t object)
 {
     m_table.items.push_back({Declarations::Item::Kind::Variable, m_table.variables.size()});
-    Variable variable;
+    Variable variable = std::exchange(m_next, {});
     variable.name = readableName(name);
     variable.kind = CommonText(kind);
     variable.range = CommonText(range);
     variable.width = std::max(width, 1u);
     variable.scope = m_scope;
     variable.object = object;
-    variable.isSigned = isSignedKeyword(kind);
+    variable.isSigned = variable.isSigned || isSignedKeyword(kind);
     m_table.variables.push_back(std::move(variable));
+}
+
+void DeclarationsBuilder::setDirection(Direction direction)
+{
+    m_next.direction = direction;
+    if (direction != Direction::None) {
+        addAttribute(fmt::format("{} {}", kDirectionAttribute, static_cast<int>(direction)));
+    }
+}
+
+void DeclarationsBuilder::setType(std::string_view name)
+{
+    m_next.type = CommonText(name);
+    if (!name.empty()) {
+        addAttribute(fmt::format("{} {} 0", kTypeAttribute, attributeWord(name)));
+    }
+}
+
+void DeclarationsBuilder::setSigned()
+{
+    m_next.isSigned = true;
+    addAttribute(std::string(kSignedAttribute) + " 1");
+}
+
+void DeclarationsBuilder::setEnumeration(std::size_t enumeration)
+{
+    m_next.enumeration = enumeration;
+    addAttribute(fmt::format("{} \"\" {}", kEnumerationAttribute, enumeration + 1));
+}
+
+std::size_t
+DeclarationsBuilder::addEnumeration(std::string_view name,
+                                    const std::vector<std::pair<std::string, std::string>>& values)
+{
+    const std::size_t index = m_table.enumerations.size();
+    Enumeration enumeration;
+    enumeration.name = name;
+    std::string names;
+    std::string letters;
+    for (const auto& [value, valueName] : values) {
+        enumeration.add(value, valueName);
+        names.append(1, ' ').append(attributeWord(valueName));
+        letters.append(1, ' ').append(value);
+    }
+    m_table.enumerations.push_back(std::move(enumeration));
+    addAttribute(fmt::format("{} {} {}{}{} {}", kEnumerationAttribute, attributeWord(name),
+                             values.size(), names, letters, index + 1));
+    return index;
+}
+
+void DeclarationsBuilder::addComment(std::string_view text)
+{
+    m_table.items.push_back({Declarations::Item::Kind::Comment, m_table.comments.size()});
+    m_table.comments.push_back(readableName(text));
+}
+
+void DeclarationsBuilder::addAttribute(std::string text)
+{
+    m_table.items.push_back({Declarations::Item::Kind::Section, m_table.sections.size()});
+    m_table.sections.push_back({"$attrbegin", std::move(text)});
 }
 
 Declarations DeclarationsBuilder::finish()

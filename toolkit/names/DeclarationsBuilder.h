@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace tracewell {
 
@@ -22,6 +24,21 @@ public:
     /// `range` is "[7:0]" or empty. Blanks in names, which no name table can hold, become "_".
     std::uint32_t addVariable(std::string_view kind, std::string_view name, std::string_view range,
                               unsigned int width, const ValueKind& valueKind);
+    // What the next variable or alias alone has beside.
+    void setDirection(Direction direction);
+    /// The name of its type in the source: std_logic, byte.
+    void setType(std::string_view name);
+    /// One of addEnumeration().
+    void setEnumeration(std::size_t enumeration);
+    /// For vectors whose keyword does not say it.
+    void setSigned();
+
+    /// Names of values: letters of the value first, then its name.
+    std::size_t addEnumeration(std::string_view name,
+                               const std::vector<std::pair<std::string, std::string>>& values);
+    void setDate(std::string_view date) { m_table.date = date; }
+    void addComment(std::string_view text);
+
     /// Another name for an object that there is.
     void addAlias(std::string_view kind, std::string_view name, std::string_view range,
                   unsigned int width, std::uint32_t object);
@@ -31,7 +48,11 @@ public:
     Declarations finish();
 
 private:
+    void addAttribute(std::string text);
+
     Declarations m_table;
+    /// What is set of the next variable.
+    Variable m_next;
     std::size_t m_scope = kNoScope;
 };
 

@@ -4,6 +4,7 @@
 #include "names/TransitionLayout.h"
 #include "record/ValueSink.h"
 #include "text/Failure.h"
+#include "text/Message.h"
 #include "values/VcdValues.h"
 
 #include <fmt/format.h>

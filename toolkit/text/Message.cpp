@@ -4,6 +4,8 @@
 
 #include "text/Utf8.h"
 
+#include <fmt/format.h>
+
 #include <iostream>
 
 namespace tracewell {
@@ -17,6 +19,21 @@ std::string quotation(std::string_view text)
 {
     constexpr std::size_t kMostCharacters = 100;
     return "\"" + cutEnd(printable(text), kMostCharacters) + "\"";
+}
+
+std::string inQuotes(std::string_view text)
+{
+    constexpr std::size_t kShown = 40;
+    std::string out = "\"";
+    for (const char c : text.substr(0, kShown)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < ' ' || byte == 0x7f || c == '"' || c == '\\') {
+            out += fmt::format("\\x{:02x}", static_cast<unsigned int>(byte));
+        } else {
+            out += c;
+        }
+    }
+    return out + (text.size() > kShown ? "...\"" : "\"");
 }
 
 } // namespace tracewell

@@ -2,6 +2,7 @@
 
 #include "wave/ValueText.h"
 
+#include "text/Message.h"
 #include "text/Utf8.h"
 
 #include <fmt/format.h>

@@ -4,7 +4,9 @@
 
 #include "formats/vcd/VcdCodes.h"
 #include "formats/vcd/VcdInput.h"
+#include "names/Attributes.h"
 #include "text/Failure.h"
+#include "text/Message.h"
 #include "values/VcdValues.h"
 
 #include <fmt/format.h>
@@ -109,8 +111,8 @@ private:
     std::vector<std::uint32_t> m_objects;
     /// Enumerations by the numbers that attributes refer to them by.
     std::unordered_map<std::string, std::size_t> m_enumerations;
-    /// That of the next variable.
-    std::size_t m_enumeration = kNoEnumeration;
+    /// What attributes said of the next variable.
+    Variable m_next;
     std::string m_text;
     bool m_mayBeCutOff;
     bool m_isCutOff = false;
@@ -281,7 +283,7 @@ void DeclarationReader::closeScope()
 
 void DeclarationReader::readVariable()
 {
-    Variable variable;
+    Variable variable = std::exchange(m_next, {});
     variable.kind = CommonText(needed("$var"));
     variable.width = parseWidth(needed("$var"), variable);
     const std::string code(needed("$var"));
@@ -290,8 +292,7 @@ void DeclarationReader::readVariable()
     splitName(text, variable);
     variable.scope = m_open.empty() ? kNoScope : m_open.back();
     variable.object = objectOf(code, variable);
-    variable.isSigned = isSignedKeyword(variable.kind.str());
-    variable.enumeration = std::exchange(m_enumeration, kNoEnumeration);
+    variable.isSigned = variable.isSigned || isSignedKeyword(variable.kind.str());
     add(Declarations::Item::Kind::Variable, m_table.variables.size());
     m_table.variables.push_back(std::move(variable));
 }
@@ -446,9 +447,7 @@ void DeclarationReader::readOther(std::string_view keyword)
     m_table.sections.push_back(std::move(section));
 }
 
-/// "misc 07 NAME COUNT" with so many names, as many values and a number behind it makes an
-/// enumeration; `misc 07 "" NUMBER` gives it to the next variable. Others, and such as are spelled
-/// otherwise, say nothing to us.
+/// Others than those of Attributes.h, and such as are spelled otherwise, say nothing to us.
 void DeclarationReader::readAttribute(std::string_view text)
 {
     std::vector<std::string_view> words;
@@ -458,13 +457,32 @@ void DeclarationReader::readAttribute(std::string_view text)
         words.push_back(text.substr(at, end - at));
         at = end;
     }
-    if (words.size() < 4 || words[0] != "misc" || words[1] != "07") {
+    if (words.size() < 4 || words[0] != "misc") {
         return;
     }
     const std::string number(words.back());
+    if (words[1] == "08" && words[2] == "direction") {
+        unsigned int direction = 0;
+        if (parseNumber(words[3], direction) &&
+            direction <= static_cast<unsigned int>(Direction::Linkage)) {
+            m_next.direction = static_cast<Direction>(direction);
+        }
+        return;
+    }
+    if (words[1] == "08" && words[2] == "signed") {
+        m_next.isSigned = true;
+        return;
+    }
+    if (words[1] == "02") {
+        m_next.type = CommonText(nameOfWord(words[2]));
+        return;
+    }
+    if (words[1] != "07") {
+        return;
+    }
     if (words[2] == "\"\"") {
         const auto found = m_enumerations.find(number);
-        m_enumeration = found == m_enumerations.end() ? kNoEnumeration : found->second;
+        m_next.enumeration = found == m_enumerations.end() ? kNoEnumeration : found->second;
         return;
     }
     std::size_t count = 0;
@@ -472,9 +490,9 @@ void DeclarationReader::readAttribute(std::string_view text)
         return;
     }
     Enumeration enumeration;
-    enumeration.name = words[2];
+    enumeration.name = nameOfWord(words[2]);
     for (std::size_t i = 0; i < count; ++i) {
-        enumeration.add(words[4 + count + i], words[4 + i]);
+        enumeration.add(words[4 + count + i], nameOfWord(words[4 + i]));
     }
     m_enumerations[number] = m_table.enumerations.size();
     m_table.enumerations.push_back(std::move(enumeration));

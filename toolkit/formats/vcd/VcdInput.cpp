@@ -178,19 +178,4 @@ void VcdInput::fail(const std::string& why) const
     throw Failure(fmt::format("{}: line {}: {}", m_name, line(), why));
 }
 
-std::string inQuotes(std::string_view text)
-{
-    constexpr std::size_t kShown = 40;
-    std::string out = "\"";
-    for (const char c : text.substr(0, kShown)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < ' ' || byte == 0x7f || c == '"' || c == '\\') {
-            out += fmt::format("\\x{:02x}", static_cast<unsigned int>(byte));
-        } else {
-            out += c;
-        }
-    }
-    return out + (text.size() > kShown ? "...\"" : "\"");
-}
-
 } // namespace tracewell

@@ -144,7 +144,4 @@ inline std::string_view VcdInput::word(std::string_view* kept)
     return {start, static_cast<std::size_t>(p - start)};
 }
 
-/// `text` for a message: in quotes, odd bytes escaped, cut when it is long.
-std::string inQuotes(std::string_view text);
-
 } // namespace tracewell

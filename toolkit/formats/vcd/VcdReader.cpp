@@ -2,6 +2,7 @@
 
 #include "formats/vcd/VcdReader.h"
 
+#include "text/Message.h"
 #include "values/VcdValues.h"
 
 #include <fmt/format.h>
@@ -83,9 +84,9 @@ void appendCount(std::string& out, unsigned long long count, const char* one, co
 }
 
 /// Whether a cut can have left this of a value.
-bool startsValue(VcdChange::Kind kind, std::string_view word)
+bool startsValue(RunChange::Kind kind, std::string_view word)
 {
-    if (kind == VcdChange::Kind::Real) {
+    if (kind == RunChange::Kind::Real) {
         return std::string_view("0123456789+-.iInN").find(word[0]) != std::string_view::npos;
     }
     return std::all_of(word.begin(), word.end(), [](char c) {
@@ -108,7 +109,7 @@ std::string Oddities::describe() const
                : fmt::format("read with --lenient: {}; the first in line {}", kinds, firstLine);
 }
 
-bool VcdReader::next(VcdChange& change)
+bool VcdReader::next(RunChange& change)
 {
     for (;;) {
         std::string_view word = m_input.word();
@@ -118,7 +119,7 @@ bool VcdReader::next(VcdChange& change)
         Step step;
         const std::uint8_t letter = letterCode(word[0]);
         if (letter != kNoLetter) {
-            change.kind = VcdChange::Kind::Letter;
+            change.kind = RunChange::Kind::Letter;
             change.letter = letter;
             word.remove_prefix(1);
             step = word.empty() ? setObject(m_input.word(), change, true) : setObject(word, change);
@@ -126,7 +127,7 @@ bool VcdReader::next(VcdChange& change)
             switch (word[0]) {
             case 'b':
             case 'B':
-                change.kind = VcdChange::Kind::Letters;
+                change.kind = RunChange::Kind::Letters;
                 step = readValue(word, change);
                 break;
             case '#':
@@ -134,7 +135,7 @@ bool VcdReader::next(VcdChange& change)
                 break;
             case 'r':
             case 'R':
-                change.kind = VcdChange::Kind::Real;
+                change.kind = RunChange::Kind::Real;
                 step = readValue(word, change);
                 break;
             case 's':
@@ -197,7 +198,7 @@ VcdReader::Step VcdReader::endInside()
 }
 
 /// "b1010 !", also with a blank behind the b; "b !" alone on its line is a value without digits.
-VcdReader::Step VcdReader::readValue(std::string_view word, VcdChange& change)
+VcdReader::Step VcdReader::readValue(std::string_view word, RunChange& change)
 {
     word.remove_prefix(1);
     const bool isApart = word.empty();
@@ -208,7 +209,7 @@ VcdReader::Step VcdReader::readValue(std::string_view word, VcdChange& change)
         }
     }
     const std::string_view code = m_input.word(&word);
-    if (isApart && change.kind == VcdChange::Kind::Letters &&
+    if (isApart && change.kind == RunChange::Kind::Letters &&
         bytesBetween(word, code).find_first_of("\r\n") != std::string_view::npos &&
         (m_codes.find(word) != kNoObject || !mayBeCode(code))) {
         m_input.returnTo(word);
@@ -224,9 +225,9 @@ VcdReader::Step VcdReader::readValue(std::string_view word, VcdChange& change)
 }
 
 /// "sidle !". A text that holds blanks reaches to the code at the end of the line.
-VcdReader::Step VcdReader::readText(std::string_view word, VcdChange& change)
+VcdReader::Step VcdReader::readText(std::string_view word, RunChange& change)
 {
-    change.kind = VcdChange::Kind::Text;
+    change.kind = RunChange::Kind::Text;
     const std::string_view code = m_input.word(&word);
     change.object = m_codes.find(code);
     change.text = word.substr(1);
@@ -258,9 +259,9 @@ VcdReader::Step VcdReader::readText(std::string_view word, VcdChange& change)
 }
 
 /// "pDDUU 66 00 <0".
-VcdReader::Step VcdReader::readPort(std::string_view word, VcdChange& change)
+VcdReader::Step VcdReader::readPort(std::string_view word, RunChange& change)
 {
-    change.kind = VcdChange::Kind::Port;
+    change.kind = RunChange::Kind::Port;
     m_scratch = word.substr(1);
     for (int blanks = m_scratch.empty() ? -1 : 0; blanks < 2; ++blanks) {
         const std::string_view part = m_input.word();
@@ -273,7 +274,7 @@ VcdReader::Step VcdReader::readPort(std::string_view word, VcdChange& change)
     return setObject(m_input.word(), change);
 }
 
-VcdReader::Step VcdReader::readTime(std::string_view word, VcdChange& change)
+VcdReader::Step VcdReader::readTime(std::string_view word, RunChange& change)
 {
     word.remove_prefix(1);
     if (word.empty()) {
@@ -296,7 +297,7 @@ VcdReader::Step VcdReader::readTime(std::string_view word, VcdChange& change)
                         m_time, inQuotes(word)));
     }
     m_time = time;
-    change.kind = VcdChange::Kind::Time;
+    change.kind = RunChange::Kind::Time;
     change.time = time;
     return Step::Given;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "formats/run/RunChange.h"
 #include "formats/vcd/VcdCodes.h"
 #include "formats/vcd/VcdInput.h"
 
@@ -10,25 +11,6 @@
 #include <string_view>
 
 namespace tracewell {
-
-/// One step through the value changes of a VCD.
-struct VcdChange
-{
-    enum class Kind {
-        Time,    ///< `time` has come
-        Letter,  ///< `object` took the one letter with code `letter`
-        Letters, ///< `object` took the letters of `text`, unchecked
-        Real,    ///< the number of `text`, unchecked
-        Text,    ///< `text` as it is
-        Port     ///< states and both strengths of an extended VCD: "DDUU 66 00"
-    };
-
-    Kind kind = Kind::Time;
-    std::uint8_t letter = 0;
-    std::uint32_t object = 0;
-    long long time = 0;
-    std::string_view text;
-};
 
 /// What a lenient reading met that a strict one refuses.
 struct Oddities
@@ -58,7 +40,7 @@ public:
 
     /// The next step; false at the end. The text of `change` is valid until the next call.
     /// \throws Failure for anything that has no sensible meaning.
-    bool next(VcdChange& change);
+    bool next(RunChange& change);
 
     /// After the end: whether the last change was cut off, and so left out.
     bool isCutOff() const { return m_cutOff; }
@@ -80,12 +62,12 @@ private:
     enum class Step { Given, Skipped, End };
 
     Step readKeyword(std::string_view keyword);
-    Step readTime(std::string_view word, VcdChange& change);
-    Step readValue(std::string_view word, VcdChange& change);
-    Step readText(std::string_view word, VcdChange& change);
-    Step readPort(std::string_view word, VcdChange& change);
+    Step readTime(std::string_view word, RunChange& change);
+    Step readValue(std::string_view word, RunChange& change);
+    Step readText(std::string_view word, RunChange& change);
+    Step readPort(std::string_view word, RunChange& change);
     /// `isApart` says that the code is a word of its own.
-    Step setObject(std::string_view code, VcdChange& change, bool isApart = false)
+    Step setObject(std::string_view code, RunChange& change, bool isApart = false)
     {
         change.object = m_codes.find(code);
         return change.object != kNoObject ? Step::Given : endWithoutObject(code, isApart);

@@ -124,7 +124,7 @@ Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDi
         ChangeStream::openRun(options.b, fractionDigitsOfB, options.isLenient, options.reach);
     SignalNames namesOfA(options.a);
     SignalNames namesOfB(options.b);
-    if (isVcdText(options.a)) {
+    if (isRun(options.a)) {
         namesOfA.listIn(options.a);
     }
     namesOfA.take(a->declarations());

@@ -9,7 +9,7 @@
 #include "files/ProgressBar.h"
 #include "files/Terminal.h"
 #include "formats/vcd/DeclarationText.h"
-#include "import/VcdRun.h"
+#include "import/InputRun.h"
 #include "input/InputFile.h"
 #include "record/RecordingWriter.h"
 #include "record/SnapshotDirectory.h"
@@ -68,9 +68,9 @@ private:
     /// One pass over the input. Answers the decimals of its times when there are more than
     /// `fractionDigits`; the pass was in vain then.
     std::optional<int> attempt(int fractionDigits);
-    void open(RecordingWriter& writer, const VcdRun& vcd);
-    void whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdInput& input);
-    void summarize(const VcdInput& input, const ValueRecorder& recorder,
+    void open(RecordingWriter& writer, const InputRun& run);
+    void whileReading(RecordingWriter& writer, ProgressBar& bar, double progress);
+    void summarize(const RunReader& input, const ValueRecorder& recorder,
                    const Declarations& declarations) const;
 
     const Options& m_options;
@@ -100,40 +100,40 @@ std::optional<int> Import::attempt(int fractionDigits)
     std::optional<ProgressBar> bar("importing");
     const std::unique_ptr<RecordingWriter> writer = makeWriter(m_options);
     m_isOpen = false;
-    VcdRun vcd(m_options.input, writer->writer(), writer->sink(),
-               VcdRun::Reading{fractionDigits, m_options.isLenient},
-               [&](const VcdInput& input) { whileReading(*writer, *bar, input); });
-    open(*writer, vcd);
-    if (const std::optional<int> needed = vcd.play(true)) {
+    InputRun run(m_options.input, writer->writer(), writer->sink(),
+                 InputRun::Reading{fractionDigits, m_options.isLenient},
+                 [&](double progress) { whileReading(*writer, *bar, progress); });
+    open(*writer, run);
+    if (const std::optional<int> needed = run.play(true)) {
         return needed;
     }
-    writer->finish(vcd.values().time(), m_directory, vcd.declarations());
+    writer->finish(run.values().time(), m_directory, run.declarations());
     bar.reset();
-    m_shortfall = vcd.shortfall("kept");
-    if (const std::string lenience = vcd.lenience(); !lenience.empty()) {
-        std::cerr << fmt::format("tracewell: {}: {}\n", vcd.input().name(), lenience);
+    m_shortfall = run.shortfall("kept");
+    if (const std::string lenience = run.lenience(); !lenience.empty()) {
+        std::cerr << fmt::format("tracewell: {}: {}\n", run.input().name(), lenience);
     }
     if (isTerminal(StandardStream::Error)) {
-        summarize(vcd.input(), vcd.values(), vcd.declarations());
+        summarize(run.input(), run.values(), run.declarations());
     }
     return std::nullopt;
 }
 
-void Import::open(RecordingWriter& writer, const VcdRun& vcd)
+void Import::open(RecordingWriter& writer, const InputRun& run)
 {
-    m_directory.write(writeDeclarations(vcd.declarations()));
+    m_directory.write(writeDeclarations(run.declarations()));
     m_interrupt.check();
-    writer.open(m_output.path(), m_directory, vcd.layout(), vcd.input().expectedSize());
+    writer.open(m_output.path(), m_directory, run.layout(), run.input().expectedSize());
     m_directory.remove();
     m_isOpen = true;
     m_nextSync = Clock::now();
 }
 
-void Import::whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdInput& input)
+void Import::whileReading(RecordingWriter& writer, ProgressBar& bar, double progress)
 {
     m_interrupt.check();
     writer.check();
-    bar.update(input.progress());
+    bar.update(progress);
     if (m_isOpen && m_options.sync > 0 && Clock::now() >= m_nextSync) {
         writer.flush();
         m_nextSync = Clock::now() + std::chrono::duration_cast<Clock::duration>(
@@ -141,7 +141,7 @@ void Import::whileReading(RecordingWriter& writer, ProgressBar& bar, const VcdIn
     }
 }
 
-void Import::summarize(const VcdInput& input, const ValueRecorder& recorder,
+void Import::summarize(const RunReader& input, const ValueRecorder& recorder,
                        const Declarations& declarations) const
 {
     std::error_code ignored;
@@ -168,7 +168,9 @@ void addImportCommand(CLI::App& app)
 {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("import", "Record a VCD in a wave database");
-    command->add_option("IN.vcd", options->input, "The VCD, packed or not; - is the standard input")
+    command
+        ->add_option("IN", options->input,
+                     "The run: a VCD, FST or GHW file, packed or not; - is the standard input")
         ->required();
     command->add_option("OUT.wdb", options->output, "The wave database to make")->required();
     addStoreOption(*command, options->store,

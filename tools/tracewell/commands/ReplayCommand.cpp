@@ -8,7 +8,7 @@
 #include "files/ProgressBar.h"
 #include "files/Terminal.h"
 #include "formats/vcd/DeclarationText.h"
-#include "import/VcdRun.h"
+#include "import/InputRun.h"
 #include "live/LiveChannel.h"
 #include "live/LiveKernel.h"
 #include "live/ViewerWatch.h"
@@ -62,7 +62,7 @@ public:
 private:
     void open();
     void pace(long long time);
-    void whileReading(const VcdInput& input);
+    void whileReading(double progress);
     void say(const std::string& text);
     std::string now() const;
     void summarize();
@@ -75,7 +75,7 @@ private:
     std::unique_ptr<LiveKernel> m_kernel;
     ViewerWatch m_watch;
     bool m_isOpen = false;
-    std::optional<VcdRun> m_vcd;
+    std::optional<InputRun> m_input;
     TimeText m_timeText;
     /// When time m_paceFrom was, at which pacing began; waits do not count.
     Clock::time_point m_paceStart;
@@ -92,11 +92,11 @@ Replay::Replay(const Options& options)
 
 void Replay::run()
 {
-    m_vcd.emplace(m_options.input, m_kernel->writer(), m_kernel->sink(),
-                  VcdRun::Reading{0, m_options.isLenient},
-                  [this](const VcdInput& input) { whileReading(input); });
-    m_timeText = TimeText(m_vcd->declarations().timescale);
-    m_watch.setRecorder(&m_vcd->values());
+    m_input.emplace(m_options.input, m_kernel->writer(), m_kernel->sink(),
+                    InputRun::Reading{0, m_options.isLenient},
+                    [this](double progress) { whileReading(progress); });
+    m_timeText = TimeText(m_input->declarations().timescale);
+    m_watch.setRecorder(&m_input->values());
     open();
     m_watch.waitForFirst([this] {
         say(fmt::format(
@@ -108,29 +108,29 @@ void Replay::run()
     m_start = Clock::now();
     m_bar.emplace("replaying");
     if (m_options.speed > 0) {
-        m_vcd->play(false, [this](long long time) { pace(time); });
+        m_input->play(false, [this](long long time) { pace(time); });
     } else {
-        m_vcd->play(false);
+        m_input->play(false);
     }
-    m_kernel->writer().markCurrentTime(m_vcd->values().time());
+    m_kernel->writer().markCurrentTime(m_input->values().time());
     m_watch.checkNow();
     m_bar.reset();
     m_kernel->writer().close();
     if (isTerminal(StandardStream::Error)) {
         summarize();
     }
-    if (const std::string lenience = m_vcd->lenience(); !lenience.empty()) {
-        say(fmt::format("{}: {}", m_vcd->input().name(), lenience));
+    if (const std::string lenience = m_input->lenience(); !lenience.empty()) {
+        say(fmt::format("{}: {}", m_input->input().name(), lenience));
     }
-    if (const std::string shortfall = m_vcd->shortfall("sent"); !shortfall.empty()) {
-        throw Failure(fmt::format("{}: {}", m_vcd->input().name(), shortfall));
+    if (const std::string shortfall = m_input->shortfall("sent"); !shortfall.empty()) {
+        throw Failure(fmt::format("{}: {}", m_input->input().name(), shortfall));
     }
 }
 
 void Replay::open()
 {
     // The names are there before the channel, so that whoever finds it finds them.
-    m_names.emplace(m_options.channel.debugFile(), writeDeclarations(m_vcd->declarations()));
+    m_names.emplace(m_options.channel.debugFile(), writeDeclarations(m_input->declarations()));
     m_watch.attach();
     const Tracewell::ChannelRefusal refusal;
     m_kernel->writer().open(Tracewell::IWdbWriter::kLiveMode, m_options.channel.snapshot(), "",
@@ -144,7 +144,7 @@ void Replay::open()
 /// Sleeps until it is time for `time`. Simulation time goes on meanwhile.
 void Replay::pace(long long time)
 {
-    ValueRecorder& recorder = m_vcd->values();
+    ValueRecorder& recorder = m_input->values();
     if (!m_paceFrom) {
         m_paceFrom = time;
         m_paceStart = Clock::now();
@@ -177,7 +177,7 @@ void Replay::pace(long long time)
     }
 }
 
-void Replay::whileReading(const VcdInput& input)
+void Replay::whileReading(double progress)
 {
     if (!m_isOpen) {
         if (m_interrupt.isInterrupted()) {
@@ -187,7 +187,7 @@ void Replay::whileReading(const VcdInput& input)
     }
     m_watch.check();
     if (m_bar) {
-        m_bar->update(input.progress());
+        m_bar->update(progress);
     }
 }
 
@@ -203,12 +203,12 @@ void Replay::say(const std::string& text)
 
 std::string Replay::now() const
 {
-    return m_timeText.format(m_vcd ? m_vcd->values().time() : 0);
+    return m_timeText.format(m_input ? m_input->values().time() : 0);
 }
 
 void Replay::summarize()
 {
-    const ValueRecorder& recorder = m_vcd->values();
+    const ValueRecorder& recorder = m_input->values();
     const double seconds = Seconds(Clock::now() - m_start).count();
     tell(fmt::format("{} sent, time {} to {}, in {:.1f} s", counted(recorder.changes(), "change"),
                      recorder.firstTime(), recorder.time(), seconds));
@@ -221,7 +221,9 @@ void addReplayCommand(CLI::App& app)
     const auto options = std::make_shared<Options>();
     CLI::App* command =
         app.add_subcommand("replay", "Play the simulation of a VCD, for a viewer beside it");
-    command->add_option("IN.vcd", options->input, "The VCD, packed or not; - is the standard input")
+    command
+        ->add_option("IN", options->input,
+                     "The run: a VCD, FST or GHW file, packed or not; - is the standard input")
         ->required();
     addLenientOption(*command, options->isLenient);
     command->add_flag("--live", options->live, "Send it through a live channel")->required();

@@ -2,8 +2,7 @@
 
 #pragma once
 
-#include "formats/vcd/VcdInput.h"
-#include "formats/vcd/VcdReader.h"
+#include "formats/run/RunReader.h"
 #include "import/SignalRecorder.h"
 #include "names/DataLayout.h"
 #include "names/Declarations.h"
@@ -16,8 +15,9 @@
 
 namespace tracewell {
 
-/// A simulation that runs by a VCD: reads the declarations, then hands the changes to a writer.
-class VcdRun
+/// A simulation that runs by a file of any format: reads the declarations, then hands the changes
+/// to a writer.
+class InputRun
 {
 public:
     struct Reading
@@ -27,16 +27,17 @@ public:
         /// Reads on where a strict reading refuses, as VcdReader tells.
         bool isLenient = false;
     };
-    using ReadHook = std::function<void(const VcdInput&)>;
+    /// Told how much of the input is read, 0 to 1.
+    using ReadHook = std::function<void(double progress)>;
     using TimeHook = std::function<void(long long time)>;
 
     /// Reads the declarations; open the writer afterwards. `onRead` is called before every read and
     /// several times a second while a pipe is silent.
     /// \throws Failure
-    VcdRun(const std::string& path, Tracewell::IWdbWriter& writer, const MakeSink& makeSink,
-           Reading reading, const ReadHook& onRead);
-    VcdRun(const VcdRun&) = delete;
-    VcdRun& operator=(const VcdRun&) = delete;
+    InputRun(const std::string& path, Tracewell::IWdbWriter& writer, const MakeSink& makeSink,
+             Reading reading, const ReadHook& onRead);
+    InputRun(const InputRun&) = delete;
+    InputRun& operator=(const InputRun&) = delete;
 
     /// Plays all changes, each time step behind a call of `beforeTime`, if there is one. Answers
     /// the decimals of the input's times when there are more than were expected; what was recorded
@@ -50,31 +51,27 @@ public:
     Step step();
     int findFractionDigits();
 
-    const VcdInput& input() const { return m_input; }
-    const Declarations& declarations() const { return m_declarations; }
+    const RunReader& input() const { return *m_reader; }
+    const Declarations& declarations() const { return m_reader->declarations(); }
     const DataLayout& layout() const { return *m_layout; }
     ValueRecorder& values() { return m_recorder->values(); }
     const ValueRecorder& values() const { return m_recorder->values(); }
     /// After the end: the place and what is wrong there, when the input ended too soon or not all
     /// of it was taken; one line, without its name. `done` is what was done with what was there, as
     /// in "kept". Empty when all is well.
-    std::string shortfall(std::string_view done) const;
+    std::string shortfall(std::string_view done) const { return m_reader->shortfall(done); }
     /// After the end: what a lenient reading let pass, in the same form.
-    std::string lenience() const { return m_reader->oddities().describe(); }
+    std::string lenience() const { return m_reader->lenience(); }
 
 private:
     void requireRepeatable() const;
-    void apply(const VcdChange& change);
+    void apply(const RunChange& change);
     void refuse(const std::string& complaint);
 
-    VcdInput m_input;
     int m_fractionDigits;
-    /// The input ended before the declarations did.
-    bool m_isTableCutOff = false;
-    Declarations m_declarations;
+    std::unique_ptr<RunReader> m_reader;
     std::unique_ptr<DataLayout> m_layout;
     std::unique_ptr<SignalRecorder> m_recorder;
-    std::unique_ptr<VcdReader> m_reader;
 };
 
 } // namespace tracewell

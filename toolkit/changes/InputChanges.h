@@ -5,7 +5,7 @@
 #include "changes/ByteWriter.h"
 #include "changes/MemoryTexts.h"
 #include "changes/ReplayedChanges.h"
-#include "import/VcdRun.h"
+#include "import/InputRun.h"
 
 #include <memory>
 #include <string>
@@ -13,14 +13,15 @@
 
 namespace tracewell {
 
-/// The changes of a VCD text, as a recording made of it would give them: plays the text against a
-/// writer that stores nothing and brings each change into the replay. One thread for all streams.
-class VcdChanges : public ReplayedChanges
+/// The changes of a run in a format of others, as a recording made of it would give them: plays it
+/// against a writer that stores nothing and brings each change into the replay. One thread for all
+/// streams.
+class InputChanges : public ReplayedChanges
 {
 public:
     /// "-" is the standard input; for `reading` see ChangeStream::openRun.
     /// \throws Failure, here and in each step, for what has no sensible meaning.
-    VcdChanges(const std::string& path, VcdRun::Reading reading);
+    InputChanges(const std::string& path, InputRun::Reading reading);
 
     const Declarations& declarations() const override { return m_run->declarations(); }
     const DataLayout& layout() const override { return m_run->layout(); }
@@ -41,7 +42,7 @@ private:
     class Writer : public ByteWriter
     {
     public:
-        explicit Writer(VcdChanges& stream) : m_stream(stream) {}
+        explicit Writer(InputChanges& stream) : m_stream(stream) {}
         long long addString(const std::string& text) override { return m_stream.m_texts.add(text); }
 
     protected:
@@ -52,7 +53,7 @@ private:
         }
 
     private:
-        VcdChanges& m_stream;
+        InputChanges& m_stream;
     };
 
     static std::vector<std::string> listOf(const std::string& line)
@@ -63,7 +64,7 @@ private:
 
     MemoryTexts m_texts;
     Writer m_writer;
-    std::unique_ptr<VcdRun> m_run;
+    std::unique_ptr<InputRun> m_run;
     bool m_hasEnded = false;
 };
 
