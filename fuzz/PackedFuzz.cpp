@@ -19,30 +19,30 @@ namespace {
 
 constexpr std::size_t kMost = 1 << 18;
 
-struct Content
+struct Reading
 {
     std::string text;
     std::string flaw;
     bool isDamaged = false;
 };
 
-Content readAll(const std::string& path, std::size_t room)
+Reading readAll(const std::string& path, std::size_t room)
 {
-    Content content;
+    Reading reading;
     try {
         const auto source = openInput(path).source;
         std::vector<char> piece(room);
         std::size_t got = 1;
-        while (got != 0 && content.text.size() < kMost) {
+        while (got != 0 && reading.text.size() < kMost) {
             got = source->read(piece.data(), piece.size(), {});
             FUZZ_REQUIRE(got <= room);
-            content.text.append(piece.data(), got);
+            reading.text.append(piece.data(), got);
         }
-        content.flaw = source->flaw();
+        reading.flaw = source->flaw();
     } catch (const Failure&) {
-        content.isDamaged = true;
+        reading.isDamaged = true;
     }
-    return content;
+    return reading;
 }
 
 } // namespace
@@ -50,8 +50,8 @@ Content readAll(const std::string& path, std::size_t room)
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const MemoryFile file(data, size);
-    const Content large = readAll(file.path(), 1 << 16);
-    const Content small = readAll(file.path(), 61);
+    const Reading large = readAll(file.path(), 1 << 16);
+    const Reading small = readAll(file.path(), 61);
     const std::size_t shared = std::min(large.text.size(), small.text.size());
     FUZZ_REQUIRE(large.text.compare(0, shared, small.text, 0, shared) == 0);
     if (std::max(large.text.size(), small.text.size()) < kMost) {

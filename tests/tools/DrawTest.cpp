@@ -260,7 +260,7 @@ TEST(CurveLimits, differAndFitTheirRoom)
 TEST_F(Draw, outputIsWhatItsSuffixSays)
 {
     record();
-    for (const char* name : {"a.jpg", "a.fst", "a.svgz"}) {
+    for (const char* name : {"a.jpg", "a.ghw", "a.svgz"}) {
         EXPECT_THAT(run({"draw", path(), "-o", path(name)}).error, HasSubstr("cannot write "));
         EXPECT_THAT(run({"export", path(), path(name)}).error, HasSubstr("ends in .vcd"));
         EXPECT_EQ(read(name), "");

@@ -220,7 +220,7 @@ TEST_F(ImportExport, inputsAndOutputsThatCannotBeAreRefused)
     EXPECT_EQ(run({"import", path("in.vcd"), "/dev/null"}).code, 1);
     EXPECT_EQ(run({"import", path("in.vcd"), path("out.wdb"), "--sync", "-1"}).code, 2);
     EXPECT_EQ(run({"import", path("in.vcd")}).code, 2);
-    EXPECT_EQ(run({"export", path("in.vcd"), path("out.vcd")}).code, 1);
+    EXPECT_EQ(run({"export", path("in.vcd"), path("in.vcd")}).code, 1);
     EXPECT_EQ(files(), std::vector<std::string>{"in.vcd"});
     EXPECT_EQ(read("in.vcd"), kHead + "#0\n1!\n");
 }

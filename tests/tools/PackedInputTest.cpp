@@ -156,16 +156,11 @@ INSTANTIATE_TEST_SUITE_P(Vcd, PackedInputs,
 
 TEST_F(ImportExport, whatIsNoVcdIsNamedInTheSameWordsByAllCommands)
 {
-    const std::string fst = std::string("\0\0\0\0\0\0\0\1", 8) + "I and so on, for some length";
     write("a.vcd", "$var wire 1 ! a $end $enddefinitions $end #1 1! ");
     run({"import", path("a.vcd"), path("a.wdb")});
     const std::string database = read("a.wdb");
     for (const auto& [content, words] :
-         {std::pair(fst,
-                    "an FST file, which cannot be read as it is; convert it to a VCD: fst2vcd"),
-          {gzip(fst), "an FST file packed by gzip; unpack it first: gunzip"},
-          {std::string("GHDLwave\n and so on, for some length"), "a GHW file"},
-          {std::string("\xff\xfe$\0v\0", 6), "a text in UTF-16"},
+         {std::pair(std::string("\xff\xfe$\0v\0", 6), "a text in UTF-16"),
           {gzip(database), "a wave database packed by gzip; unpack it first: gunzip"},
           {xz(gzip("")), "a gzip file packed by xz; unpack it first: unxz"},
           {std::string("BZh9"), "a bzip2 file"}}) {

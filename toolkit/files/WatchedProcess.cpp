@@ -36,6 +36,9 @@ constexpr int kDone = 0;
 constexpr int kAborted = 1;
 constexpr int kFailed = 3;
 constexpr int kInPart = 4;
+constexpr int kWrongUsage = 5;
+/// That of a Failure which says so.
+constexpr int kExitOfWrongUsage = 2;
 
 [[noreturn]] void runChild(const std::function<void()>& work, int report, pid_t parent)
 {
@@ -59,6 +62,7 @@ constexpr int kInPart = 4;
         code = kInPart;
     } catch (const Failure& e) {
         std::cerr << printable(e.what());
+        code = e.exitCode() == kExitOfWrongUsage ? kWrongUsage : kFailed;
     } catch (const Qsim::Exception& e) {
         std::cerr << printable(e.what());
     } catch (const std::exception& e) {
@@ -124,12 +128,12 @@ WatchedEnd runWatched(const std::function<void()>& work)
         std::cerr << text << std::flush;
         return {};
     }
-    if (code == kFailed || code == kInPart) {
+    if (code == kFailed || code == kInPart || code == kWrongUsage) {
         // The last line is what it ended with.
         const std::size_t told = text.rfind('\n') + 1;
         std::cerr << text.substr(0, told) << std::flush;
-        return {code == kFailed ? WatchedEnd::Kind::Failed : WatchedEnd::Kind::InPart,
-                text.substr(told)};
+        return {code == kInPart ? WatchedEnd::Kind::InPart : WatchedEnd::Kind::Failed,
+                text.substr(told), code == kWrongUsage ? kExitOfWrongUsage : 1};
     }
     if (isTerminal(StandardStream::Error)) {
         // Its progress bar.

@@ -19,6 +19,8 @@ struct WatchedEnd
     };
     Kind kind = Kind::Done;
     std::string text;
+    /// Of a failure.
+    int exitCode = 1;
 };
 
 /// What a line of the library about a broken storage says of the cause alone.

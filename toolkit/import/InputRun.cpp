@@ -21,6 +21,10 @@ std::unique_ptr<RunReader> openReader(const std::string& path, const InputRun::R
                                       const std::function<void()>& onRead)
 {
     Input input = openInput(path, onRead);
+    if (input.kind == Content::Kind::Fst || input.kind == Content::Kind::Ghw) {
+        throw Failure(fmt::format("{}: FST and GHW files are not read; convert it to a VCD",
+                                  inputName(path)));
+    }
     return std::make_unique<VcdRunReader>(std::move(input.source), inputName(path),
                                           reading.fractionDigits, reading.isLenient, onRead);
 }
@@ -29,10 +33,10 @@ std::unique_ptr<RunReader> openReader(const std::string& path, const InputRun::R
 
 InputRun::InputRun(const std::string& path, Tracewell::IWdbWriter& writer, const MakeSink& makeSink,
                    Reading reading, const ReadHook& onRead)
-    : m_fractionDigits(reading.fractionDigits), m_reader(openReader(path, reading, [this, onRead] {
-          onRead(m_reader ? m_reader->progress() : 0);
-      }))
+    : m_fractionDigits(reading.fractionDigits)
 {
+    m_reader =
+        openReader(path, reading, [this, onRead] { onRead(m_reader ? m_reader->progress() : 0); });
     m_layout = std::make_unique<DataLayout>(declarations());
     if (m_layout->totalSize() > kLargestMemory) {
         m_reader->refuse(

@@ -122,6 +122,8 @@ struct Declarations
     {
         std::string keyword;
         std::string text;
+        /// It says something of the variable behind it, and of nothing else.
+        bool isForNext = false;
     };
 
     std::string date;

@@ -146,7 +146,8 @@ DeclarationsBuilder::addEnumeration(std::string_view name,
     }
     m_table.enumerations.push_back(std::move(enumeration));
     addAttribute(fmt::format("{} {} {}{}{} {}", kEnumerationAttribute, attributeWord(name),
-                             values.size(), names, letters, index + 1));
+                             values.size(), names, letters, index + 1),
+                 false);
     return index;
 }
 
@@ -156,10 +157,10 @@ void DeclarationsBuilder::addComment(std::string_view text)
     m_table.comments.push_back(readableName(text));
 }
 
-void DeclarationsBuilder::addAttribute(std::string text)
+void DeclarationsBuilder::addAttribute(std::string text, bool isForNext)
 {
     m_table.items.push_back({Declarations::Item::Kind::Section, m_table.sections.size()});
-    m_table.sections.push_back({"$attrbegin", std::move(text)});
+    m_table.sections.push_back({"$attrbegin", std::move(text), isForNext});
 }
 
 Declarations DeclarationsBuilder::finish()

@@ -48,7 +48,7 @@ public:
     Declarations finish();
 
 private:
-    void addAttribute(std::string text);
+    void addAttribute(std::string text, bool isForNext = true);
 
     Declarations m_table;
     /// What is set of the next variable.

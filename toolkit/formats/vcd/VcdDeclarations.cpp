@@ -85,7 +85,7 @@ private:
     void readVariable();
     void readTimescale();
     void readOther(std::string_view keyword);
-    void readAttribute(std::string_view text);
+    bool readAttribute(std::string_view text);
     std::string sectionText(const char* keyword);
     /// One of the words that a section must have.
     std::string_view needed(const char* section);
@@ -441,14 +441,15 @@ void DeclarationReader::readOther(std::string_view keyword)
     section.keyword = keyword;
     section.text = sectionText(section.keyword.c_str());
     if (keyword == "$attrbegin") {
-        readAttribute(section.text);
+        section.isForNext = readAttribute(section.text);
     }
     add(Declarations::Item::Kind::Section, m_table.sections.size());
     m_table.sections.push_back(std::move(section));
 }
 
 /// Others than those of Attributes.h, and such as are spelled otherwise, say nothing to us.
-void DeclarationReader::readAttribute(std::string_view text)
+/// Answers whether it says something of the next variable.
+bool DeclarationReader::readAttribute(std::string_view text)
 {
     std::vector<std::string_view> words;
     for (std::size_t at = text.find_first_not_of(kBlanks); at != std::string_view::npos;
@@ -458,7 +459,7 @@ void DeclarationReader::readAttribute(std::string_view text)
         at = end;
     }
     if (words.size() < 4 || words[0] != "misc") {
-        return;
+        return false;
     }
     const std::string number(words.back());
     if (words[1] == "08" && words[2] == "direction") {
@@ -467,27 +468,27 @@ void DeclarationReader::readAttribute(std::string_view text)
             direction <= static_cast<unsigned int>(Direction::Linkage)) {
             m_next.direction = static_cast<Direction>(direction);
         }
-        return;
+        return true;
     }
     if (words[1] == "08" && words[2] == "signed") {
         m_next.isSigned = true;
-        return;
+        return true;
     }
     if (words[1] == "02") {
         m_next.type = CommonText(nameOfWord(words[2]));
-        return;
+        return true;
     }
     if (words[1] != "07") {
-        return;
+        return false;
     }
     if (words[2] == "\"\"") {
         const auto found = m_enumerations.find(number);
         m_next.enumeration = found == m_enumerations.end() ? kNoEnumeration : found->second;
-        return;
+        return true;
     }
     std::size_t count = 0;
     if (!parseNumber(words[3], count) || count > words.size() || words.size() != 2 * count + 5) {
-        return;
+        return false;
     }
     Enumeration enumeration;
     enumeration.name = nameOfWord(words[2]);
@@ -496,6 +497,7 @@ void DeclarationReader::readAttribute(std::string_view text)
     }
     m_enumerations[number] = m_table.enumerations.size();
     m_table.enumerations.push_back(std::move(enumeration));
+    return false;
 }
 
 } // namespace

@@ -19,6 +19,8 @@ void addCommands(CLI::App& app)
     addDrawCommand(app);
     addExportCommand(app);
     addPackCommand(app);
+    addSliceCommand(app);
+    addMergeCommand(app);
     addDiffCommand(app);
     addEventsCommand(app);
     addVerifyCommand(app);

@@ -17,6 +17,8 @@ void addCommands(CLI::App& app);
 void addImportCommand(CLI::App& app);
 void addExportCommand(CLI::App& app);
 void addPackCommand(CLI::App& app);
+void addSliceCommand(CLI::App& app);
+void addMergeCommand(CLI::App& app);
 void addInfoCommand(CLI::App& app);
 void addSignalsCommand(CLI::App& app);
 void addValuesCommand(CLI::App& app);

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "changes/RecordingPacker.h"
 #include "commands/ChannelOptions.h"
 #include "commands/Commands.h"
 #include "commands/RadixOption.h"
-#include "commands/RecordingOutput.h"
+#include "commands/RunOrder.h"
 #include "commands/StoreOption.h"
 #include "commands/WindowOptions.h"
 #include "files/Interrupt.h"
@@ -382,13 +381,9 @@ void Follow::print(const std::string& line, const std::string& time) const
 void packInPlace(const std::string& path)
 {
     try {
-        makeRecording(
-            {"follow", "", path, Store::Columns, false},
-            [&](OutputFile& output, SnapshotDirectory& directory, const InterruptGuard& interrupt) {
-                // Texts do not travel on a channel; that some are missing is no reason to stop.
-                RecordingPacker(path, Reach::Beyond, Store::Columns)
-                    .run(output, directory, interrupt);
-            });
+        // Texts do not travel on a channel; that some are missing is no reason to stop.
+        makeRun({"follow", "packing", {}, path, RunFormat::Database, Store::Columns},
+                [&](const FinerTimes&) { return ChangeStream::open(path, Reach::Beyond); });
     } catch (const Failure& e) {
         throw Failure(fmt::format("{}: holds the whole run, but in events and not in columns: {}; "
                                   "tracewell pack makes columns of it",

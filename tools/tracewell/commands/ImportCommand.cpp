@@ -2,7 +2,7 @@
 
 #include "commands/Commands.h"
 #include "commands/LenientOption.h"
-#include "commands/RecordingOutput.h"
+#include "commands/RecordingOrder.h"
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "files/OutputFile.h"

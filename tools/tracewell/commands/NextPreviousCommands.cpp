@@ -24,7 +24,7 @@ namespace tracewell {
 
 namespace {
 
-enum class Direction { Next, Previous };
+enum class Search { Next, Previous };
 
 struct Options
 {
@@ -42,18 +42,17 @@ struct Answer
     std::vector<std::string> signals;
 };
 
-Answer findChange(const SignalValues& values, long long time, Direction direction)
+Answer findChange(const SignalValues& values, long long time, Search direction)
 {
     Answer answer;
     for (std::size_t i = 0; i < values.signals().size(); ++i) {
-        const std::optional<long long> found = direction == Direction::Next
-                                                   ? values.nextChange(i, time)
-                                                   : values.previousChange(i, time);
+        const std::optional<long long> found =
+            direction == Search::Next ? values.nextChange(i, time) : values.previousChange(i, time);
         if (!found) {
             continue;
         }
-        const bool nearer = !answer.time || (direction == Direction::Next ? *found < *answer.time
-                                                                          : *found > *answer.time);
+        const bool nearer = !answer.time || (direction == Search::Next ? *found < *answer.time
+                                                                       : *found > *answer.time);
         if (nearer) {
             answer = {found, {}};
         }
@@ -64,13 +63,13 @@ Answer findChange(const SignalValues& values, long long time, Direction directio
     return answer;
 }
 
-void run(const Options& options, Direction direction)
+void run(const Options& options, Search direction)
 {
     const auto opened = WaveFile::open(options.file, options.reach);
     WaveFile& file = *opened;
     // A time between two units has the one below before it and the one above behind it.
     const long long time = file.timeText().parse(
-        kTimeArgument, options.time, direction == Direction::Next ? Rounding::Down : Rounding::Up);
+        kTimeArgument, options.time, direction == Search::Next ? Rounding::Down : Rounding::Up);
     const auto values = file.values(selectSignals(file, options.signals));
     Answer answer = findChange(*values, time, direction);
     if (!file.shortfalls().empty()) {
@@ -93,7 +92,7 @@ void run(const Options& options, Direction direction)
     finishReading(options.file, file);
 }
 
-void addCommand(CLI::App& app, const char* name, const char* description, Direction direction)
+void addCommand(CLI::App& app, const char* name, const char* description, Search direction)
 {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand(name, description);
@@ -117,8 +116,8 @@ void addCommand(CLI::App& app, const char* name, const char* description, Direct
 
 void addNextPreviousCommands(CLI::App& app)
 {
-    addCommand(app, "next", "Find the first change behind a time", Direction::Next);
-    addCommand(app, "previous", "Find the last change before a time", Direction::Previous);
+    addCommand(app, "next", "Find the first change behind a time", Search::Next);
+    addCommand(app, "previous", "Find the last change before a time", Search::Previous);
 }
 
 } // namespace tracewell

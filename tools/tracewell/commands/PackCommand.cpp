@@ -1,22 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "changes/RecordingPacker.h"
 #include "commands/BeyondOption.h"
 #include "commands/Commands.h"
-#include "commands/RecordingOutput.h"
+#include "commands/RunOrder.h"
 #include "commands/StoreOption.h"
-#include "files/OutputFile.h"
-#include "files/Terminal.h"
-#include "text/Counted.h"
-#include "text/Message.h"
 
 #include <CLI/App.hpp>
-#include <fmt/format.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 
 namespace tracewell {
 
@@ -30,28 +22,12 @@ struct Options
     Store store = Store::Columns;
 };
 
-void summarize(const Options& options, const OutputFile& output, const RecordingPacker& packer)
-{
-    std::error_code ignored;
-    const auto before = std::filesystem::file_size(options.input, ignored);
-    const auto after = std::filesystem::file_size(output.path(), ignored);
-    tell(fmt::format("{}: {} of {}, {:.1f} MB in {:.1f} MB", options.output,
-                     counted(packer.changeCount(), "change"),
-                     counted(packer.variableCount(), "variable"), static_cast<double>(before) / 1e6,
-                     static_cast<double>(after) / 1e6));
-}
-
 void run(const Options& options)
 {
-    makeRecording(
-        {"pack", options.input, options.output, options.store, false},
-        [&](OutputFile& output, SnapshotDirectory& directory, const InterruptGuard& interrupt) {
-            RecordingPacker packer(options.input, options.reach, options.store);
-            packer.run(output, directory, interrupt);
-            if (isTerminal(StandardStream::Error)) {
-                summarize(options, output, packer);
-            }
-        });
+    const RunOrder order{"pack",         "packing",           {options.input},
+                         options.output, RunFormat::Database, options.store};
+    makeRun(order,
+            [&](const FinerTimes&) { return ChangeStream::open(options.input, options.reach); });
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "commands/RecordingOutput.h"
+#include "commands/RecordingOrder.h"
 
 #include "files/Interrupt.h"
 #include "files/OutputFile.h"
@@ -13,6 +13,8 @@
 
 #include <new>
 
+#include <unistd.h>
+
 namespace tracewell {
 
 void makeRecording(
@@ -20,9 +22,8 @@ void makeRecording(
     const std::function<void(OutputFile&, SnapshotDirectory&, const InterruptGuard&)>& make)
 {
     const InterruptGuard interrupt;
-    OutputFile output(order.output,
-                      order.store == Store::Transitions ? OutputKind::WholeFile
-                                                        : OutputKind::RegularFile,
+    const bool isWholeAlone = !order.store || order.store == Store::Transitions;
+    OutputFile output(order.output, isWholeAlone ? OutputKind::WholeFile : OutputKind::RegularFile,
                       order.input);
     if (output.isReplacement() && order.isReadMeanwhile) {
         tell(fmt::format("{} stays as it is until this ends; what is read meanwhile is in {}",
@@ -45,6 +46,10 @@ void makeRecording(
             throw;
         }
     });
+    if (!order.store) {
+        // Where the writer of FST keeps the names until it ends.
+        ::unlink((output.path() + ".hier").c_str());
+    }
     switch (end.kind) {
     case WatchedEnd::Kind::Done:
         output.keep();
@@ -55,13 +60,13 @@ void makeRecording(
     case WatchedEnd::Kind::Failed:
         // The other process has taken its output away.
         output.keep();
-        throw Failure(output.named(end.text));
+        throw Failure(output.named(end.text), end.exitCode);
     case WatchedEnd::Kind::Aborted:
         throw Failure(fmt::format("{}: cannot be written: {}; the unfinished output was "
                                   "removed; make room there and {} again",
                                   order.output, end.text, order.verb));
     case WatchedEnd::Kind::Killed:
-        if (order.store == Store::Transitions || output.isReplacement()) {
+        if (isWholeAlone || output.isReplacement()) {
             throw Failure(fmt::format("{0}: the {2} was ended by {1}; the unfinished output "
                                       "was removed; {2} again",
                                       order.output, end.text, order.verb));

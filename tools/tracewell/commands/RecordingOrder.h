@@ -5,6 +5,7 @@
 #include "record/Store.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace tracewell {
@@ -20,7 +21,8 @@ struct RecordingOrder
     const char* verb;
     std::string input;
     std::string output;
-    Store store;
+    /// None for an FST.
+    std::optional<Store> store;
     /// Others read it while it grows.
     bool isReadMeanwhile;
 };
