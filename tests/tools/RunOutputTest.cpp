@@ -161,4 +161,29 @@ TEST_F(RunOutput, segmentsMakeTheRunThatTheyAreOf)
                 HasSubstr("is no segment of the same run"));
 }
 
+TEST_F(RunOutput, readingCommandsTakeARunAsItIs)
+{
+    write("in.vcd", kRun.substr(0, kRun.find("hu\n")));
+    expectMade({"import", path("in.vcd"), path("in.wdb"), "--store", "columns"});
+    for (const std::vector<std::string>& command :
+         std::vector<std::vector<std::string>>{{"values", "top.*"},
+                                               {"signals"},
+                                               {"signals", "--json"},
+                                               {"next", "5", "top.clk"},
+                                               {"draw", "top.*", "--width", "60"}}) {
+        std::vector<std::string> arguments = command;
+        arguments.insert(arguments.begin() + 1, path("in.vcd"));
+        const Result direct = run(arguments);
+        arguments[1] = path("in.wdb");
+        EXPECT_EQ(direct.out, run(arguments).out) << command[0];
+        EXPECT_EQ(direct.code, 0) << direct.error;
+    }
+    EXPECT_THAT(run({"signals", path("in.vcd")}).out, HasSubstr("wire        1  in "));
+    EXPECT_THAT(run({"info", path("in.vcd")}).out, HasSubstr("format        VCD\n"));
+    write("in.vcd", kRun.substr(0, kRun.find("#20") + 8));
+    const Result cut = run({"values", path("in.vcd"), "top.clk"});
+    EXPECT_EQ(cut.code, 1);
+    EXPECT_THAT(cut.error, HasSubstr("cut off inside a value change; everything before was taken"));
+}
+
 } // namespace

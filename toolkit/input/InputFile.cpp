@@ -139,4 +139,14 @@ std::string unpackedHead(const std::string& path)
     }
 }
 
+const Packing* packingOf(const std::string& path)
+{
+    try {
+        DescriptorSource file(path);
+        return findPacking(readHead(file, {}));
+    } catch (const Failure&) {
+        return nullptr;
+    }
+}
+
 } // namespace tracewell

@@ -29,5 +29,7 @@ Input openInput(const std::string& path, const std::function<void()>& whileWaiti
 
 /// The first bytes of what the file at `path` holds, unpacked; few or none when they cannot be had.
 std::string unpackedHead(const std::string& path);
+/// How the file is packed; null for one that is not, and where nothing can be read.
+const Packing* packingOf(const std::string& path);
 
 } // namespace tracewell

@@ -29,6 +29,10 @@ struct Signal
     std::string scope;
     /// The keyword of the declaration; "bytes" or "object" without one.
     std::string kind;
+    /// Of a port: in, out, inout, buffer, linkage.
+    std::string direction;
+    /// The name of its type in the source, where that is known.
+    std::string type;
     /// Of some bits of a vector: the label of the whole one. Empty otherwise.
     std::string whole;
     const ValueKind* valueKind = &kBytes;

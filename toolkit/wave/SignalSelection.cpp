@@ -34,6 +34,8 @@ Signal makeSignal(const SignalNames& file, std::size_t index)
     signal.scope = scope.empty() ? scope : scope + ".";
     signal.label = printable(declarations.fullName(index));
     signal.kind = printable(variable.kind.str());
+    signal.direction = spell(variable.direction);
+    signal.type = printable(variable.type.str());
     signal.valueKind = object.kind;
     signal.isSigned = variable.isSigned;
     if (variable.enumeration != kNoEnumeration) {

@@ -5,12 +5,16 @@
 #include "input/FileKind.h"
 #include "wave/ColumnWaveFile.h"
 #include "wave/EventWaveFile.h"
+#include "wave/ImportedWaveFile.h"
 #include "wave/TransitionWaveFile.h"
 
 namespace tracewell {
 
 std::unique_ptr<WaveFile> WaveFile::open(const std::string& path, Reach reach)
 {
+    if (isRun(path)) {
+        return std::make_unique<ImportedWaveFile>(path);
+    }
     switch (findFileKind(path)) {
     case FileKind::Transitions:
         return std::make_unique<TransitionWaveFile>(path);

@@ -16,7 +16,8 @@ namespace tracewell {
 class WaveFile : public SignalNames, public Shortfalls
 {
 public:
-    /// Looks at the file and opens it as what it is.
+    /// Looks at the file and opens it as what it is; a run in a format of others is read as a whole
+    /// first.
     /// \throws Failure or Qsim::OpenException
     static std::unique_ptr<WaveFile> open(const std::string& path, Reach reach = Reach::Whole);
     WaveFile(const WaveFile&) = delete;

@@ -234,7 +234,8 @@ void addDrawCommand(CLI::App& app)
     constexpr unsigned int kWidest = 20000;
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("draw", "Draw signals as a picture, or in the terminal");
-    command->add_option("FILE", options->file, "A wave database")->required();
+    command->add_option("FILE", options->file, "A wave database, or a VCD, FST or GHW file")
+        ->required();
     command->add_option(
         "SIGNAL", options->signals,
         "Full names (top.dut.data), bits (top.bus[7:4]), scopes, patterns with * and ?, "

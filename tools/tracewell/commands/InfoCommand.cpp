@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "commands/Commands.h"
+#include "commands/ReadingEnd.h"
 #include "files/Output.h"
 #include "files/ProgressBar.h"
+#include "input/FileKind.h"
+#include "input/InputFile.h"
 #include "survey/Survey.h"
 #include "text/Counted.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
+#include "wave/WaveFile.h"
 
 #include "WdbEventBlockDatabaseFactory.h"
 
@@ -16,12 +20,15 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace tracewell {
@@ -105,6 +112,13 @@ const char* endingName(Survey::Ending ending)
         break;
     }
     return "unknown";
+}
+
+void printLines(Output& out, const std::vector<std::vector<std::string>>& lines)
+{
+    for (const std::vector<std::string>& line : lines) {
+        out << fmt::format("{:<13} {}\n", line[0], line[1]);
+    }
 }
 
 void addEventLines(std::vector<std::vector<std::string>>& lines, const Survey& survey)
@@ -216,9 +230,7 @@ void printText(Output& out, const std::string& path, const Survey& survey)
             {"damage", fmt::format("{}; see: tracewell verify {}",
                                    counted(survey.findings.damages(), "place"), printable(path))});
     }
-    for (const std::vector<std::string>& line : lines) {
-        out << fmt::format("{:<13} {}\n", line[0], line[1]);
-    }
+    printLines(out, lines);
     printSections(out, survey);
 }
 
@@ -295,8 +307,82 @@ void printJson(Output& out, const std::string& path, const Survey& survey)
     out << json.dump(2) << "\n";
 }
 
+/// Of a run in a format of others.
+struct RunFacts
+{
+    std::string format;
+    unsigned long long size = 0;
+    const WaveFile& file;
+};
+
+void printText(Output& out, const std::string& path, const RunFacts& run)
+{
+    const Declarations& names = run.file.declarations();
+    const TimeText& time = run.file.timeText();
+    std::vector<std::vector<std::string>> lines = {
+        {"file", fmt::format("{} ({} bytes)", printable(path), run.size)},
+        {"format", run.format},
+    };
+    if (!names.version.empty()) {
+        lines.push_back({"made by", printable(names.version)});
+    }
+    if (!names.date.empty()) {
+        lines.push_back({"date", printable(names.date)});
+    }
+    lines.push_back({"timescale", time.timescaleText()});
+    lines.push_back({"latest time", fmt::format("{} ({})", run.file.latestTime(),
+                                                time.format(run.file.latestTime()))});
+    lines.push_back({"signals", fmt::format("{} of {}", counted(names.variables.size(), "name"),
+                                            counted(names.objects.size(), "object"))});
+    lines.push_back({"scopes", std::to_string(names.scopes.size())});
+    printLines(out, lines);
+}
+
+void printJson(Output& out, const std::string& path, const RunFacts& run)
+{
+    const Declarations& names = run.file.declarations();
+    const Json json = {{"file", printable(path)},
+                       {"fileSize", run.size},
+                       {"format", run.format},
+                       {"madeBy", printable(names.version)},
+                       {"date", printable(names.date)},
+                       {"timescale", run.file.timeText().timescaleText()},
+                       {"latestTime", run.file.latestTime()},
+                       {"signals", names.variables.size()},
+                       {"objects", names.objects.size()},
+                       {"scopes", names.scopes.size()}};
+    out << json.dump(2) << "\n";
+}
+
+/// "VCD", "FST file packed by gzip".
+std::string formatOf(const std::string& path)
+{
+    const Content content = contentOf(unpackedHead(path));
+    const std::string_view name = content.name;
+    const Packing* const packing = packingOf(path);
+    const std::string_view withoutArticle = name.substr(std::min(name.find(' ') + 1, name.size()));
+    return std::string(withoutArticle) +
+           (packing != nullptr ? std::string(" packed by ") + packing->name : "");
+}
+
+void tellOfRun(const Options& options)
+{
+    const std::unique_ptr<WaveFile> file = WaveFile::open(options.file);
+    std::error_code ignored;
+    const auto size = std::filesystem::file_size(options.file, ignored);
+    const RunFacts facts{formatOf(options.file), ignored ? 0 : size, *file};
+    Output out;
+    options.json ? printJson(out, options.file, facts) : printText(out, options.file, facts);
+    out.finish();
+    finishReading(options.file, *file);
+}
+
 void run(const Options& options)
 {
+    if (isRun(options.file)) {
+        tellOfRun(options);
+        return;
+    }
     ProgressBar bar("reading");
     const Survey survey = surveyFile(options.file, [&](double fraction) { bar.update(fraction); });
     Output out;
@@ -321,8 +407,9 @@ void run(const Options& options)
 void addInfoCommand(CLI::App& app)
 {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("info", "Tell what a wave database holds");
-    command->add_option("FILE", options->file, "A wave database")->required();
+    CLI::App* command = app.add_subcommand("info", "Tell what a recording holds");
+    command->add_option("FILE", options->file, "A wave database, or a VCD, FST or GHW file")
+        ->required();
     command->add_flag("--json", options->json, "JSON, for programs");
     command->footer("Example:\n"
                     "  tracewell info run.wdb");

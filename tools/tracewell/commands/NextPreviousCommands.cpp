@@ -96,7 +96,8 @@ void addCommand(CLI::App& app, const char* name, const char* description, Search
 {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand(name, description);
-    command->add_option("FILE", options->file, "A wave database")->required();
+    command->add_option("FILE", options->file, "A wave database, or a VCD, FST or GHW file")
+        ->required();
     addTimeArgument(*command, options->time);
     command
         ->add_option(

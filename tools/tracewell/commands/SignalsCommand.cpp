@@ -13,8 +13,11 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tracewell {
@@ -45,22 +48,41 @@ std::pair<long long, long long> placeOf(const Signal& signal, bool isByObject)
                       : std::pair(signal.address, signal.size);
 }
 
+/// Direction and type have columns where a signal has them.
 void printTable(Output& out, const std::vector<Signal>& signals, bool isByObject)
 {
     using Align = ColumnFormat::Align;
+    const auto any = [&](std::string Signal::*text) {
+        return std::any_of(signals.begin(), signals.end(),
+                           [&](const Signal& signal) { return !(signal.*text).empty(); });
+    };
+    const bool hasDirections = any(&Signal::direction);
+    const bool hasTypes = any(&Signal::type);
+    std::vector<ColumnFormat::Column> columns = {{"name"}, {"kind"}, {"width", Align::Right}};
+    if (hasDirections) {
+        columns.push_back({"direction"});
+    }
+    if (hasTypes) {
+        columns.push_back({"type"});
+    }
+    columns.push_back({isByObject ? "id" : "address", Align::Right});
+    columns.push_back({isByObject ? "objects" : "size", Align::Right});
     std::vector<std::vector<std::string>> rows;
     rows.reserve(signals.size());
     for (const Signal& signal : signals) {
+        std::vector<std::string> row = {signal.label, signal.kind, std::to_string(signal.width)};
+        if (hasDirections) {
+            row.push_back(signal.direction);
+        }
+        if (hasTypes) {
+            row.push_back(signal.type);
+        }
         const auto [place, size] = placeOf(signal, isByObject);
-        rows.push_back({signal.label, signal.kind, std::to_string(signal.width),
-                        std::to_string(place), std::to_string(size)});
+        row.push_back(std::to_string(place));
+        row.push_back(std::to_string(size));
+        rows.push_back(std::move(row));
     }
-    out << formatTable({{"name"},
-                        {"kind"},
-                        {"width", Align::Right},
-                        {isByObject ? "id" : "address", Align::Right},
-                        {isByObject ? "objects" : "size", Align::Right}},
-                       rows);
+    out << formatTable(columns, rows);
 }
 
 void printJson(Output& out, const std::vector<Signal>& signals, bool isByObject)
@@ -69,11 +91,27 @@ void printJson(Output& out, const std::vector<Signal>& signals, bool isByObject)
     const char* separator = "\n";
     for (const Signal& signal : signals) {
         const auto [place, size] = placeOf(signal, isByObject);
-        const nlohmann::ordered_json entry = {{"name", signal.label},
-                                              {"kind", signal.kind},
-                                              {"width", signal.width},
-                                              {isByObject ? "id" : "address", place},
-                                              {isByObject ? "objects" : "size", size}};
+        nlohmann::ordered_json entry = {{"name", signal.label},
+                                        {"kind", signal.kind},
+                                        {"width", signal.width},
+                                        {isByObject ? "id" : "address", place},
+                                        {isByObject ? "objects" : "size", size}};
+        if (!signal.direction.empty()) {
+            entry["direction"] = signal.direction;
+        }
+        if (!signal.type.empty()) {
+            entry["type"] = signal.type;
+        }
+        if (signal.isSigned) {
+            entry["signed"] = true;
+        }
+        if (signal.enumeration != nullptr) {
+            std::map<std::string, std::string> values;
+            for (const auto& [letters, name] : signal.enumeration->names) {
+                values.emplace(letters, printable(name));
+            }
+            entry["values"] = values;
+        }
         out << separator << entry.dump();
         separator = ",\n";
     }
@@ -103,7 +141,8 @@ void addSignalsCommand(CLI::App& app)
 {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("signals", "List what was recorded, as declared");
-    command->add_option("FILE", options->file, "A wave database")->required();
+    command->add_option("FILE", options->file, "A wave database, or a VCD, FST or GHW file")
+        ->required();
     command->add_option("GLOB", options->pattern,
                         "Only names that fit: * is any text, ? one character, all else itself");
     command->add_flag("--json", options->json, "JSON, for programs");

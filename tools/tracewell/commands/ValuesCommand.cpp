@@ -165,7 +165,8 @@ void addValuesCommand(CLI::App& app)
     const auto options = std::make_shared<Options>();
     CLI::App* command =
         app.add_subcommand("values", "Print the values of signals, a line for each time");
-    command->add_option("FILE", options->file, "A wave database")->required();
+    command->add_option("FILE", options->file, "A wave database, or a VCD, FST or GHW file")
+        ->required();
     command
         ->add_option(
             "SIGNAL", options->signals,
