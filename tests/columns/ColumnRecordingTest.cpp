@@ -345,6 +345,51 @@ TEST_F(ColumnRecording, answersAreThoseOfTheModelAtAllResolutions)
     EXPECT_EQ(reader.getFileManager().getDamageLog().getCount(), 0u);
 }
 
+/// What a segment has last of a time is overwritten by what the next one has first of it.
+TEST_F(ColumnRecording, aTimeAcrossTheBorderOfSegmentsHasItsLastValue)
+{
+    WdbColumnWriter writer;
+    constexpr long long kFields = 16;
+    constexpr long long kFiller = 64;
+    constexpr unsigned int kChanges = 3000000;
+    std::vector<WdbColumnField> fields = {{kFiller, 4, false}};
+    Model model;
+    for (long long i = 0; i < kFields; ++i) {
+        fields.push_back({i, 1, false});
+        model.declare(i, false);
+    }
+    writer.setFields(fields);
+    writer.setBaseDPOffset(0);
+    writer.open(IWdbWriter::kDefaultMode, "", m_fileName, 0);
+    const auto trace = writer.getTraceScVirtualObjectFunc();
+    std::mt19937 random(seeded(2));
+    long long time = 0;
+    for (unsigned int i = 0; i < kChanges; ++i) {
+        time += random() % 100000 == 0 ? 1 + static_cast<long long>(random() % 3) : 0;
+        trace(time, kFiller, reinterpret_cast<unsigned char*>(&i), 0, 4);
+        if (random() % 300 == 0) {
+            const long long field = static_cast<long long>(random() % kFields);
+            unsigned char value = static_cast<unsigned char>(random() % 3);
+            model.trace(time, field, value);
+            trace(time, static_cast<unsigned long long>(field), &value, 0, 1);
+        }
+    }
+    writer.close();
+
+    WdbColumnReader reader;
+    reader.open(m_fileName);
+    for (long long field = 0; field < kFields; ++field) {
+        const unsigned int id = reader.findFields(field, 1).front();
+        for (long long from = 0; from <= time; ++from) {
+            for (const long long resolution : {0, 2, 1000}) {
+                ASSERT_EQ(readHistory(reader, id, from, time, resolution),
+                          expectedHistory(model.changes(field), from, time, resolution))
+                    << field << " from " << from << " by " << resolution;
+            }
+        }
+    }
+}
+
 /// Over more segments than a digest is of, and some more.
 TEST_F(ColumnRecording, aLongRunAnswersFromItsDigestsAsFromItsSegments)
 {

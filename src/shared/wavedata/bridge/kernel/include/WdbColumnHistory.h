@@ -45,11 +45,15 @@ private:
 
     WdbColumnHistory(ColumnFile& file, unsigned int field, bool isCounter, long long from,
                      long long to, long long resolution);
+    void findStart();
+    void shorten(Item& run);
     bool readItem(Item& out);
     bool readRun(Item& out);
     bool isRun(const ChangeSummary& all) const;
     void answer(long long time, bool isDense, unsigned long long value);
 
+    ColumnFile& m_file;
+    unsigned int m_field;
     std::unique_ptr<FieldWalk> m_walk;
     bool m_isCounter;
     long long m_from;
@@ -60,6 +64,7 @@ private:
     /// Of the items so far.
     bool m_hasValue = false;
     unsigned long long m_lastValue = 0;
+    long long m_lastTime = 0;
     bool m_hasComing = false;
     Item m_coming{};
     bool m_isInStretch = false;

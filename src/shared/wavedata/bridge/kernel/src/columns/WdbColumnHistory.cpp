@@ -19,30 +19,60 @@ unsigned long long gapOf(long long before, long long after)
 
 WdbColumnHistory::WdbColumnHistory(ColumnFile& file, unsigned int field, bool isCounter,
                                    long long from, long long to, long long resolution)
-    : m_walk(std::make_unique<FieldWalk>(file, field)), m_isCounter(isCounter), m_from(from),
-      m_to(to), m_resolution(static_cast<unsigned long long>(std::max(resolution, 0LL)))
+    : m_file(file), m_field(field), m_walk(std::make_unique<FieldWalk>(file, field)),
+      m_isCounter(isCounter), m_from(from), m_to(to),
+      m_resolution(static_cast<unsigned long long>(std::max(resolution, 0LL)))
 {
     if (!m_walk->seek(std::min(from, to))) {
         m_hasComing = readItem(m_coming);
         return;
     }
     m_coming = {m_walk->time(), m_walk->time(), m_walk->value()};
-    // A segment may begin with the value that there was already; then it came up earlier.
-    FieldWalk back(file, field);
-    if (!isCounter && m_walk->isFirstOfSegment() && back.seek(m_walk->time())) {
-        while (back.previous() && back.value() == m_coming.value) {
-            m_coming.firstTime = m_coming.lastTime = back.time();
-            if (!back.isFirstOfSegment()) {
-                break;
-            }
-        }
+    if (!isCounter && m_walk->isFirstOfSegment()) {
+        findStart();
     }
     m_hasComing = true;
     m_hasValue = true;
     m_lastValue = m_coming.value;
+    m_lastTime = m_coming.lastTime;
 }
 
 WdbColumnHistory::~WdbColumnHistory() = default;
+
+/// A segment may begin with the value that there was already; then it came up earlier. What the
+/// segment before has of the same time is overwritten by it.
+void WdbColumnHistory::findStart()
+{
+    FieldWalk back(m_file, m_field);
+    if (!back.seek(m_coming.firstTime)) {
+        return;
+    }
+    while (back.previous()) {
+        if (back.time() == m_coming.firstTime) {
+            continue;
+        }
+        if (back.value() != m_coming.value) {
+            return;
+        }
+        m_coming.firstTime = m_coming.lastTime = back.time();
+        if (!back.isFirstOfSegment()) {
+            return;
+        }
+    }
+}
+
+/// Where the next segment overwrites the last value of a run, at the same time, with the one before
+/// it, the run ends with that one.
+void WdbColumnHistory::shorten(Item& run)
+{
+    FieldWalk back(m_file, m_field);
+    if (!m_isCounter && m_coming.firstTime == run.lastTime && m_coming.lastTime == run.lastTime &&
+        back.seek(run.lastTime - 1) && back.value() == m_coming.value) {
+        run.lastTime = back.time();
+        run.value = back.value();
+        m_hasComing = readItem(m_coming);
+    }
+}
 
 bool WdbColumnHistory::next()
 {
@@ -66,9 +96,12 @@ bool WdbColumnHistory::next()
         return true;
     }
     while (m_hasComing) {
-        const Item item = m_coming;
+        Item item = m_coming;
         m_hasComing = readItem(m_coming);
         const bool isRun = item.lastTime != item.firstTime;
+        if (isRun && m_hasComing) {
+            shorten(item);
+        }
         const bool goesOn = item.lastTime >= m_from && m_hasComing && m_resolution > 0 &&
                             gapOf(item.lastTime, m_coming.firstTime) <= m_resolution;
         const bool wasInStretch = m_isInStretch;
@@ -137,6 +170,7 @@ bool WdbColumnHistory::readItem(Item& out)
         if (!m_hasValue || out.value != m_lastValue) {
             m_hasValue = true;
             m_lastValue = out.value;
+            m_lastTime = out.lastTime;
             return true;
         }
     }
@@ -159,6 +193,7 @@ bool WdbColumnHistory::readRun(Item& out)
     out = {all.firstTime, all.lastTime, all.lastValue};
     m_hasValue = true;
     m_lastValue = all.lastValue;
+    m_lastTime = all.lastTime;
     return true;
 }
 
@@ -166,7 +201,8 @@ bool WdbColumnHistory::isRun(const ChangeSummary& all) const
 {
     return all.widestGap <= m_resolution && all.firstTime != all.lastTime &&
            all.firstTime >= m_from && all.lastTime <= m_to &&
-           (m_isCounter || !m_hasValue || all.firstValue != m_lastValue);
+           (m_isCounter || !m_hasValue ||
+            (all.firstValue != m_lastValue && all.firstTime != m_lastTime));
 }
 
 } // namespace Tracewell
