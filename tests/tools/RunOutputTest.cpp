@@ -186,4 +186,21 @@ TEST_F(RunOutput, readingCommandsTakeARunAsItIs)
     EXPECT_THAT(cut.error, HasSubstr("cut off inside a value change; everything before was taken"));
 }
 
+TEST_F(RunOutput, valuesAreNamedByHand)
+{
+    write("in.vcd", kRun.substr(0, kRun.find("hu\n")));
+    const auto states = [&](const std::string& names) {
+        write("names", names);
+        const Result result = run({"values", path("in.vcd"), "top.sub.state", "--names",
+                                   "top.sub.state=" + path("names"), "--to", "30"});
+        return result.code == 0 ? result.out : result.error;
+    };
+    const std::string own = states("FIRST 0 # the start\n\nSECOND 2'b01\r\nODD 0b1X\n");
+    EXPECT_THAT(own, ::testing::ContainsRegex(" 0  FIRST\n +10  SECOND\n.*30  ODD\n"));
+    EXPECT_EQ(states("0 FIRST\n01 SECOND\n0b1x ODD\n"), own);
+    EXPECT_THAT(states("G B C\n"), HasSubstr("line 1: \"B C\" is no value; write NAME VALUE"));
+    EXPECT_THAT(states("A 1\nB\n"), HasSubstr("line 2: \"B\" stands alone"));
+    EXPECT_THAT(states(" # nothing\n"), HasSubstr("names no value"));
+}
+
 } // namespace

@@ -113,6 +113,7 @@ void setRadix(const Options& options, const SignalNames& names, std::vector<Sign
     options.radix.apply(names, signals);
     for (std::size_t i = 0; i < pairs.size(); ++i) {
         pairs[i].a.radix = pairs[i].b.radix = signals[i].radix;
+        pairs[i].a.enumeration = pairs[i].b.enumeration = signals[i].enumeration;
     }
 }
 

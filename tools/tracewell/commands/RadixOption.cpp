@@ -2,6 +2,8 @@
 
 #include "commands/RadixOption.h"
 
+#include "names/ValueNames.h"
+#include "text/Failure.h"
 #include "text/Utf8.h"
 #include "wave/SignalSelection.h"
 
@@ -9,6 +11,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -75,6 +79,44 @@ void apply(const Style& style, Signal& signal)
     }
 }
 
+/// What `make` makes of the text behind the "=" is done to the signals in front of it: first what
+/// is for all.
+template <typename Make>
+void forEach(const std::vector<std::string>& arguments, const SignalNames& file,
+             std::vector<Signal>& signals, const Make& make)
+{
+    for (const bool isForAll : {true, false}) {
+        for (const std::string& argument : arguments) {
+            const auto [name, text] = split(argument);
+            if (name.empty() != isForAll) {
+                continue;
+            }
+            std::unordered_set<std::string> labels;
+            if (!isForAll) {
+                for (const Signal& signal : selectSignals(file, {name})) {
+                    labels.insert(signal.label);
+                }
+            }
+            const auto change = make(text);
+            for (Signal& signal : signals) {
+                if (isForAll || labels.count(signal.label) + labels.count(signal.whole) > 0) {
+                    change(signal);
+                }
+            }
+        }
+    }
+}
+
+std::string textOf(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (!file || file.bad()) {
+        throw Failure(fmt::format("{}: cannot be read; check the name and its permissions", path));
+    }
+    return text;
+}
+
 } // namespace
 
 void RadixOption::addTo(CLI::App& command, bool draws)
@@ -102,30 +144,29 @@ void RadixOption::addTo(CLI::App& command, bool draws)
         ->check(CLI::Validator(check, "", "radix"))
         ->option_text("[SIGNAL=]RADIX")
         ->allow_extra_args(false);
+    command
+        .add_option("--names", m_nameFiles,
+                    "A text with a line NAME VALUE for each value that is to be shown by its name, "
+                    "for all signals, or for some; may be given several times")
+        ->type_name("[SIGNAL=]FILE")
+        ->option_text("[SIGNAL=]FILE")
+        ->allow_extra_args(false);
 }
 
 void RadixOption::apply(const SignalNames& file, std::vector<Signal>& signals) const
 {
-    for (const bool isForAll : {true, false}) {
-        for (const std::string& argument : m_arguments) {
-            const auto [name, text] = split(argument);
-            if (name.empty() != isForAll) {
-                continue;
+    forEach(m_arguments, file, signals, [](const std::string& text) {
+        const Style style = *parseStyle(text);
+        return [style](Signal& signal) { tracewell::apply(style, signal); };
+    });
+    forEach(m_nameFiles, file, signals, [this](const std::string& path) {
+        m_names.push_back(std::make_unique<Enumeration>(readValueNames(textOf(path), path)));
+        return [names = m_names.back().get()](Signal& signal) {
+            if (signal.valueKind->hasBits()) {
+                signal.enumeration = names;
             }
-            std::unordered_set<std::string> labels;
-            if (!isForAll) {
-                for (const Signal& signal : selectSignals(file, {name})) {
-                    labels.insert(signal.label);
-                }
-            }
-            const Style style = *parseStyle(text);
-            for (Signal& signal : signals) {
-                if (isForAll || labels.count(signal.label) + labels.count(signal.whole) > 0) {
-                    tracewell::apply(style, signal);
-                }
-            }
-        }
-    }
+        };
+    });
 }
 
 } // namespace tracewell

@@ -5,6 +5,7 @@
 #include "wave/Signal.h"
 #include "wave/SignalNames.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ class App;
 
 namespace tracewell {
 
-/// --radix: how values are written, for all signals and for some by their names.
+/// --radix and --names: how values are written, for all signals and for some by their names.
 class RadixOption
 {
 public:
@@ -23,11 +24,15 @@ public:
 
     /// Gives the signals what was asked for. What is asked for by a name counts more than what is
     /// for all.
-    /// \throws Failure when a name fits nothing in the recording.
+    /// Of --names the signals refer to this object.
+    /// \throws Failure when a name fits nothing in the recording, or names of values make no sense.
     void apply(const SignalNames& file, std::vector<Signal>& signals) const;
 
 private:
     std::vector<std::string> m_arguments;
+    std::vector<std::string> m_nameFiles;
+    /// What apply() has read.
+    mutable std::vector<std::unique_ptr<Enumeration>> m_names;
 };
 
 } // namespace tracewell

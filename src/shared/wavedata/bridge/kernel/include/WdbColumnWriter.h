@@ -26,8 +26,9 @@ class VectorScratch;
 ///
 /// The trace functions append a change to a log in memory, without a lock. Each log that is full,
 /// at 786,432 changes, becomes a segment of the file, by a thread of the writer's own; the
-/// simulation waits for it only where it lies two logs behind. Takes some 60 MiB, and at most 4
-/// bytes for each byte of the data memory and 32 for each field.
+/// simulation waits for it only where it lies two logs behind. Takes some 60 MiB, 32
+/// bytes for each field, and 4 for each byte of the data memory in those of its pages of 4 KiB that
+/// have a field.
 ///
 /// After the death of the process the file holds the segments that were written until then, each
 /// whole and with the texts that it names, and all that came before the last sync.
