@@ -473,7 +473,14 @@ TEST_F(Verify, filesOfOtherKindsSayWhatTheyAre)
                                                          {"missing", "no such file"},
                                                          {".", "directory"}};
     for (const auto& [name, told] : cases) {
+        const bool isRun = std::string(name).rfind("run.", 0) == 0;
         for (const char* command : {"info", "signals", "draw", "events", "verify"}) {
+            // Those that read a run as it is say what is wrong in it.
+            const bool readsRuns =
+                std::string(command) != "events" && std::string(command) != "verify";
+            if (isRun && readsRuns) {
+                continue;
+            }
             const Result result = run({command, path(name)});
             EXPECT_EQ(result.code, 1);
             EXPECT_EQ(result.out, "");
