@@ -293,6 +293,20 @@ std::string ValueText::textOf(const TextReference& reference) const
     return text;
 }
 
+std::optional<Radix> ValueText::findRadix(std::string_view word)
+{
+    static constexpr std::pair<std::string_view, Radix> kRadices[] = {
+        {"auto", Radix::Automatic}, {"bin", Radix::Binary},    {"oct", Radix::Octal},
+        {"dec", Radix::Decimal},    {"signed", Radix::Signed}, {"hex", Radix::Hexadecimal},
+        {"ascii", Radix::Ascii}};
+    for (const auto& [name, radix] : kRadices) {
+        if (name == word) {
+            return radix;
+        }
+    }
+    return std::nullopt;
+}
+
 Radix ValueText::radixOf(const Signal& signal)
 {
     const bool isSigned = signal.isSigned;

@@ -47,6 +47,9 @@ public:
     /// the left repeat the leftmost letter, or are 0 behind a 1.
     static std::string widen(std::string letters, unsigned int width);
 
+    /// By its word: auto, bin, oct, dec, signed, hex, ascii.
+    static std::optional<Radix> findRadix(std::string_view word);
+
     /// Automatic resolved by the signal's kind; Signed for decimal where the kind has a sign.
     static Radix radixOf(const Signal& signal);
 

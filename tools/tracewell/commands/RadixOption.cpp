@@ -6,6 +6,7 @@
 #include "text/Failure.h"
 #include "text/Utf8.h"
 #include "wave/SignalSelection.h"
+#include "wave/ValueText.h"
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>
@@ -22,10 +23,6 @@ namespace tracewell {
 
 namespace {
 
-constexpr std::pair<std::string_view, Radix> kRadices[] = {
-    {"auto", Radix::Automatic}, {"bin", Radix::Binary},    {"oct", Radix::Octal},
-    {"dec", Radix::Decimal},    {"signed", Radix::Signed}, {"hex", Radix::Hexadecimal},
-    {"ascii", Radix::Ascii}};
 constexpr std::pair<std::string_view, Curve> kCurves[] = {{"analog", Curve::Steps},
                                                           {"analog-line", Curve::Line}};
 
@@ -43,10 +40,10 @@ std::optional<Style> parseStyle(std::string_view text)
         const std::size_t end = std::min(text.find(',', at), text.size());
         const std::string_view word = text.substr(at, end - at);
         const auto isWord = [&](const auto& entry) { return entry.first == word; };
-        const auto* const radix = std::find_if(std::begin(kRadices), std::end(kRadices), isWord);
+        const std::optional<Radix> radix = ValueText::findRadix(word);
         const auto* const curve = std::find_if(std::begin(kCurves), std::end(kCurves), isWord);
-        if (radix != std::end(kRadices) && !style.radix) {
-            style.radix = radix->second;
+        if (radix && !style.radix) {
+            style.radix = radix;
         } else if (curve != std::end(kCurves) && !style.curve) {
             style.curve = curve->second;
         } else {
