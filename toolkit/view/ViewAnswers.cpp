@@ -58,8 +58,9 @@ ViewAnswers::ViewAnswers(std::vector<std::unique_ptr<ViewedRun>> runs, std::stri
                          std::unique_ptr<TimedLog> log)
     : m_runs(std::move(runs)), m_sessionFile(std::move(sessionFile)), m_log(std::move(log))
 {
-    m_isRunning = std::any_of(m_runs.begin(), m_runs.end(),
-                              [](const auto& run) { return run->source().isRunning(); });
+    m_isRunning = std::any_of(m_runs.begin(), m_runs.end(), [](const auto& run) {
+        return run->source().isRunning() || run->source().isWaiting();
+    });
 }
 
 std::string ViewAnswers::placeOf(const std::string& request)
@@ -205,14 +206,25 @@ ViewAnswers::Json ViewAnswers::readLog(const Json& request) const
 
 std::string ViewAnswers::news()
 {
-    m_isRunning = false;
+    if (!m_failure.empty()) {
+        return {};
+    }
     Json runs = Json::array();
-    for (const std::unique_ptr<ViewedRun>& run : m_runs) {
-        const bool isRunning = run->source().isRunning();
-        m_isRunning = m_isRunning || isRunning;
-        runs.push_back({{"latest", std::to_string(run->source().latestTime())},
-                        {"running", isRunning},
-                        {"generation", run->source().generation()}});
+    try {
+        for (const std::unique_ptr<ViewedRun>& run : m_runs) {
+            run->poll();
+            runs.push_back({{"latest", std::to_string(run->source().latestTime())},
+                            {"running", run->source().isRunning()},
+                            {"generation", run->source().generation()}});
+        }
+    } catch (const Failure& e) {
+        m_failure = e.what();
+    } catch (const Qsim::Exception& e) {
+        m_failure = e.getMessage();
+    }
+    if (!m_failure.empty()) {
+        m_isRunning = false;
+        return Json{{"failure", printable(m_failure)}}.dump();
     }
     std::string text = Json{{"news", runs}}.dump();
     if (text == m_lastNews) {

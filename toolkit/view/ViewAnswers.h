@@ -25,6 +25,9 @@ public:
     std::string answer(const std::string& request, bool& isText);
     /// Whether news() may have something to say.
     bool isRunning() const { return m_isRunning; }
+    /// Why a run that went on could not be kept; empty when all is well. Once pages are served no
+    /// more.
+    const std::string& failure() const { return m_failure; }
     /// What has come of runs that go on, for all pages; empty when nothing has.
     std::string news();
 
@@ -44,6 +47,8 @@ private:
     std::string m_sessionFile;
     std::unique_ptr<TimedLog> m_log;
     std::string m_lastNews;
+    /// Why a run that went on is not kept any longer.
+    std::string m_failure;
     bool m_isRunning = false;
 };
 

@@ -32,6 +32,15 @@ public:
     virtual void whileSteady(const std::function<void()>& ask) { ask(); }
     /// Whether more is coming.
     virtual bool isRunning() const { return false; }
+    /// Whether another run may come.
+    virtual bool isWaiting() const { return false; }
+    /// Called ten times a second where one of both is so. `beforeAnother` is called before another
+    /// run takes the place of the one that is there: all values() are to be gone behind it.
+    /// \throws Failure when the run cannot be kept any longer.
+    virtual void poll(const std::function<void()>& beforeAnother)
+    {
+        static_cast<void>(beforeAnother);
+    }
     /// Goes up when another run has come in the place of the one before.
     virtual unsigned int generation() const { return 0; }
     /// What is lacking in the answers, a line each.

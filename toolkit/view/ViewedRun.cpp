@@ -151,6 +151,12 @@ void ViewedRun::refresh()
     }
 }
 
+void ViewedRun::poll()
+{
+    m_source->poll([this] { m_rows.clear(); });
+    refresh();
+}
+
 ViewedRun::Json ViewedRun::describe()
 {
     refresh();

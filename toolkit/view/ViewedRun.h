@@ -29,6 +29,9 @@ public:
     ViewSource& source() { return *m_source; }
     const std::string& name() const { return m_name; }
 
+    /// Looks what has become of a run that goes on.
+    /// \throws Failure
+    void poll();
     /// Name, timescale, end, counts.
     Json describe();
 

@@ -138,6 +138,10 @@ export class Server {
       this.hooks.onNews(json.news);
       return;
     }
+    if (json.failure) {
+      this.hooks.onLost(json.failure);
+      return;
+    }
     this.settle(json.id, json, json.error ? new Error(json.error) : null);
   }
 
