@@ -2,6 +2,8 @@
 
 #include "export/FstDeclarations.h"
 
+#include "formats/fst/FstKeywords.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -19,98 +21,6 @@ namespace {
 /// Readers have room for so many bytes of a name, and look at no more of an attribute.
 constexpr std::size_t kLongestName = 511;
 constexpr std::size_t kLongestAttribute = 65536;
-
-template <typename Kind> struct Keyword
-{
-    std::string_view word;
-    Kind kind;
-};
-
-constexpr Keyword<fstVarType> kVariableKinds[] = {
-    {"event", FST_VT_VCD_EVENT},
-    {"integer", FST_VT_VCD_INTEGER},
-    {"parameter", FST_VT_VCD_PARAMETER},
-    {"localparam", FST_VT_VCD_PARAMETER},
-    {"real", FST_VT_VCD_REAL},
-    {"real_parameter", FST_VT_VCD_REAL_PARAMETER},
-    {"realtime", FST_VT_VCD_REALTIME},
-    {"shortreal", FST_VT_SV_SHORTREAL},
-    {"reg", FST_VT_VCD_REG},
-    {"supply0", FST_VT_VCD_SUPPLY0},
-    {"supply1", FST_VT_VCD_SUPPLY1},
-    {"time", FST_VT_VCD_TIME},
-    {"tri", FST_VT_VCD_TRI},
-    {"triand", FST_VT_VCD_TRIAND},
-    {"trior", FST_VT_VCD_TRIOR},
-    {"trireg", FST_VT_VCD_TRIREG},
-    {"tri0", FST_VT_VCD_TRI0},
-    {"tri1", FST_VT_VCD_TRI1},
-    {"wand", FST_VT_VCD_WAND},
-    {"wire", FST_VT_VCD_WIRE},
-    {"wor", FST_VT_VCD_WOR},
-    {"sparray", FST_VT_VCD_SPARRAY},
-    {"string", FST_VT_GEN_STRING},
-    {"bit", FST_VT_SV_BIT},
-    {"logic", FST_VT_SV_LOGIC},
-    {"int", FST_VT_SV_INT},
-    {"shortint", FST_VT_SV_SHORTINT},
-    {"longint", FST_VT_SV_LONGINT},
-    {"byte", FST_VT_SV_BYTE},
-    {"enum", FST_VT_SV_ENUM},
-};
-
-constexpr Keyword<fstScopeType> kScopeKinds[] = {
-    {"module", FST_ST_VCD_MODULE},
-    {"task", FST_ST_VCD_TASK},
-    {"function", FST_ST_VCD_FUNCTION},
-    {"begin", FST_ST_VCD_BEGIN},
-    {"fork", FST_ST_VCD_FORK},
-    {"generate", FST_ST_VCD_GENERATE},
-    {"struct", FST_ST_VCD_STRUCT},
-    {"union", FST_ST_VCD_UNION},
-    {"class", FST_ST_VCD_CLASS},
-    {"interface", FST_ST_VCD_INTERFACE},
-    {"package", FST_ST_VCD_PACKAGE},
-    {"program", FST_ST_VCD_PROGRAM},
-    {"vhdl_architecture", FST_ST_VHDL_ARCHITECTURE},
-    {"vhdl_procedure", FST_ST_VHDL_PROCEDURE},
-    {"vhdl_function", FST_ST_VHDL_FUNCTION},
-    {"vhdl_record", FST_ST_VHDL_RECORD},
-    {"vhdl_process", FST_ST_VHDL_PROCESS},
-    {"vhdl_block", FST_ST_VHDL_BLOCK},
-    {"vhdl_for_generate", FST_ST_VHDL_FOR_GENERATE},
-    {"vhdl_if_generate", FST_ST_VHDL_IF_GENERATE},
-    {"vhdl_generate", FST_ST_VHDL_GENERATE},
-    {"vhdl_package", FST_ST_VHDL_PACKAGE},
-};
-
-constexpr Keyword<fstSupplementalDataType> kDataTypes[] = {
-    {"boolean", FST_SDT_VHDL_BOOLEAN},
-    {"bit", FST_SDT_VHDL_BIT},
-    {"bit_vector", FST_SDT_VHDL_BIT_VECTOR},
-    {"std_ulogic", FST_SDT_VHDL_STD_ULOGIC},
-    {"std_ulogic_vector", FST_SDT_VHDL_STD_ULOGIC_VECTOR},
-    {"std_logic", FST_SDT_VHDL_STD_LOGIC},
-    {"std_logic_vector", FST_SDT_VHDL_STD_LOGIC_VECTOR},
-    {"unsigned", FST_SDT_VHDL_UNSIGNED},
-    {"signed", FST_SDT_VHDL_SIGNED},
-    {"integer", FST_SDT_VHDL_INTEGER},
-    {"real", FST_SDT_VHDL_REAL},
-    {"natural", FST_SDT_VHDL_NATURAL},
-    {"positive", FST_SDT_VHDL_POSITIVE},
-    {"time", FST_SDT_VHDL_TIME},
-    {"character", FST_SDT_VHDL_CHARACTER},
-    {"string", FST_SDT_VHDL_STRING},
-};
-
-template <typename Kind, std::size_t Count>
-Kind kindOf(const Keyword<Kind> (&keywords)[Count], std::string_view word, Kind otherwise)
-{
-    const auto* const found =
-        std::find_if(std::begin(keywords), std::end(keywords),
-                     [&](const Keyword<Kind>& keyword) { return keyword.word == word; });
-    return found == std::end(keywords) ? otherwise : found->kind;
-}
 
 class Declaring
 {
@@ -168,17 +78,20 @@ FstHandles Declaring::declare()
 
 void Declaring::openScope(const Scope& scope)
 {
-    fstWriterSetScope(m_fst, kindOf(kScopeKinds, scope.kind, FST_ST_VCD_MODULE),
+    fstWriterSetScope(m_fst,
+                      static_cast<fstScopeType>(findFstWord(kFstScopes, scope.kind).value_or(0)),
                       fitting(scope.name).c_str(), nullptr);
 }
 
 void Declaring::addVariable(const Variable& variable)
 {
     const Object& object = m_names.objects[variable.object];
-    fstVarType kind = kindOf(kVariableKinds, variable.kind.str(), FST_VT_VCD_WIRE);
-    if (object.kind->isText()) {
-        kind = FST_VT_GEN_STRING;
-    }
+    const unsigned int word =
+        findFstWord(kFstVariables, variable.kind.str()).value_or(FST_VT_VCD_WIRE);
+    // The letters of a port alone, which is another kind of value there.
+    const auto kind = object.kind->isText() ? FST_VT_GEN_STRING
+                      : word == kFstPort    ? FST_VT_VCD_WIRE
+                                            : static_cast<fstVarType>(word);
     const std::uint32_t width = object.kind->hasBits() ? variable.width : 1;
     std::vector<FstHandles::Handle>& handles = m_handles.ofObject[variable.object];
     const auto known =
@@ -208,12 +121,10 @@ void Declaring::addAttributes(const Variable& variable, fstVarType kind)
         type = "signed";
     }
     if (!type.empty()) {
-        const auto data = kindOf(kDataTypes, type, FST_SDT_NONE);
-        fstWriterSetAttrBegin(
-            m_fst, FST_AT_MISC, FST_MT_SUPVAR, fitting(type).c_str(),
-            static_cast<std::uint64_t>(data == FST_SDT_NONE && variable.isSigned && !isSignedByKind
-                                           ? FST_SDT_VHDL_SIGNED
-                                           : data));
+        const unsigned int data = findFstWord(kFstDataTypes, type).value_or(0);
+        const bool isSigned = data == 0 && variable.isSigned && !isSignedByKind;
+        fstWriterSetAttrBegin(m_fst, FST_AT_MISC, FST_MT_SUPVAR, fitting(type).c_str(),
+                              isSigned ? kFstSigned : data);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "import/InputRun.h"
 
+#include "formats/fst/FstRunReader.h"
 #include "formats/vcd/VcdRunReader.h"
 #include "input/InputFile.h"
 #include "text/Failure.h"
@@ -21,8 +22,12 @@ std::unique_ptr<RunReader> openReader(const std::string& path, const InputRun::R
                                       const std::function<void()>& onRead)
 {
     Input input = openInput(path, onRead);
-    if (input.kind == Content::Kind::Fst || input.kind == Content::Kind::Ghw) {
-        throw Failure(fmt::format("{}: FST and GHW files are not read; convert it to a VCD",
+    if (input.kind == Content::Kind::Fst) {
+        return std::make_unique<FstRunReader>(path, std::move(input.source), inputName(path),
+                                              reading.isLenient, onRead);
+    }
+    if (input.kind == Content::Kind::Ghw) {
+        throw Failure(fmt::format("{}: GHW files are not read; record the run by GHDL's --vcd",
                                   inputName(path)));
     }
     return std::make_unique<VcdRunReader>(std::move(input.source), inputName(path),

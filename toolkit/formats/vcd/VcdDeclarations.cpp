@@ -63,6 +63,32 @@ bool parseRange(std::string_view text, long long& width)
     return true;
 }
 
+struct NameParts
+{
+    std::string_view name;
+    std::string_view range;
+    bool isAttached = false;
+};
+
+/// An escaped name may end in a bracket of its own, and so may the name of an array's element; so
+/// may anything that does not fit the width. Where there is nothing but a range, that is the name,
+/// as it would be when it is read again.
+NameParts partsOf(std::string_view text, unsigned int declaredWidth)
+{
+    const std::size_t bracket = text.rfind('[');
+    long long width = 0;
+    if (bracket == std::string_view::npos || bracket == 0 ||
+        !parseRange(text.substr(bracket), width)) {
+        return {text, {}, false};
+    }
+    const std::size_t nameEnd = text.find_last_not_of(kBlanks, bracket - 1) + 1;
+    const bool isAttached = nameEnd == bracket;
+    if (isAttached && (text[0] == '\\' || width == 1 || width != declaredWidth)) {
+        return {text, {}, false};
+    }
+    return {text.substr(0, nameEnd), text.substr(bracket), isAttached};
+}
+
 class DeclarationReader
 {
 public:
@@ -318,28 +344,17 @@ unsigned int DeclarationReader::parseWidth(std::string_view text, Variable& vari
     return static_cast<unsigned int>(std::max(width, 1LL));
 }
 
-/// Takes "data [7:0]" and "data[7:0]" apart. An escaped name may end in a bracket of its own, and
-/// so may the name of an array's element; so may anything that does not fit the width. Where there
-/// is nothing but a range, that is the name, as it would be when it is read again.
 void DeclarationReader::splitName(std::string_view text, Variable& variable)
 {
-    const std::size_t bracket = text.rfind('[');
-    long long width = 0;
-    if (bracket == std::string_view::npos || bracket == 0 || !variable.range.empty() ||
-        !parseRange(text.substr(bracket), width)) {
+    if (!variable.range.empty()) {
         variable.name = text.empty() ? variable.range.str() : text;
         variable.range = text.empty() ? CommonText() : variable.range;
         return;
     }
-    const std::size_t nameEnd = text.find_last_not_of(kBlanks, bracket - 1) + 1;
-    const bool attached = nameEnd == bracket;
-    if (attached && (text[0] == '\\' || width == 1 || width != variable.width)) {
-        variable.name = text;
-        return;
-    }
-    variable.name = text.substr(0, nameEnd);
-    variable.range = CommonText(text.substr(bracket));
-    variable.rangeAttached = attached;
+    const NameParts parts = partsOf(text, variable.width);
+    variable.name = parts.name;
+    variable.range = CommonText(parts.range);
+    variable.rangeAttached = parts.isAttached;
 }
 
 std::size_t DeclarationReader::objectOf(const std::string& code, const Variable& variable)
@@ -501,6 +516,12 @@ bool DeclarationReader::readAttribute(std::string_view text)
 }
 
 } // namespace
+
+std::pair<std::string, std::string> splitVariableName(std::string_view text, unsigned int width)
+{
+    const NameParts parts = partsOf(text, width);
+    return {std::string(parts.name), std::string(parts.range)};
+}
 
 Declarations readDeclarations(VcdInput& input, bool* isCutOff)
 {

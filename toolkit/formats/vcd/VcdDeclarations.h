@@ -4,6 +4,10 @@
 
 #include "names/Declarations.h"
 
+#include <string>
+#include <string_view>
+#include <utility>
+
 namespace tracewell {
 
 class VcdInput;
@@ -18,5 +22,9 @@ constexpr std::size_t kMaxScopeDepth = 512;
 /// With `isCutOff`, an input that ends before gives the variables that are whole, if there are any.
 /// \throws Failure when a declaration makes no sense, or is cut off.
 Declarations readDeclarations(VcdInput& input, bool* isCutOff = nullptr);
+
+/// Takes "data [7:0]" and "data[7:0]" apart, as the declaration of a variable of so many bits is
+/// read: the name and the range, which is empty where none fits.
+std::pair<std::string, std::string> splitVariableName(std::string_view text, unsigned int width);
 
 } // namespace tracewell
