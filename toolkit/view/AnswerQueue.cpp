@@ -86,7 +86,7 @@ void AnswerQueue::run()
             message.bytes = m_answers.answer(job.request, message.isText);
             job.reply(std::move(message));
         }
-        if (std::chrono::steady_clock::now() >= nextNews) {
+        if (m_answers.isRunning() && std::chrono::steady_clock::now() >= nextNews) {
             const std::string news = m_answers.news();
             if (!news.empty()) {
                 m_broadcast(news);

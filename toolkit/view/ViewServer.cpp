@@ -27,6 +27,7 @@
 #include <map>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include <sys/stat.h>
@@ -450,6 +451,11 @@ template <typename Acceptor> void ViewServer::Implementation::accept(Acceptor& a
     using Protocol = typename Acceptor::protocol_type;
     acceptor.async_accept([this, &acceptor](error_code error, typename Protocol::socket socket) {
         if (!error && mayConnect()) {
+            if constexpr (std::is_same_v<Protocol, asio::ip::tcp>) {
+                // An answer is worth its packet.
+                error_code ignored;
+                socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+            }
             std::make_shared<HttpConnection<Protocol, Implementation>>(
                 beast::basic_stream<Protocol>(std::move(socket)), *this)
                 ->read();
