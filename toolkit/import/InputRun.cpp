@@ -3,6 +3,7 @@
 #include "import/InputRun.h"
 
 #include "formats/fst/FstRunReader.h"
+#include "formats/ghw/GhwRunReader.h"
 #include "formats/vcd/VcdRunReader.h"
 #include "input/InputFile.h"
 #include "text/Failure.h"
@@ -27,8 +28,7 @@ std::unique_ptr<RunReader> openReader(const std::string& path, const InputRun::R
                                               reading.isLenient, onRead);
     }
     if (input.kind == Content::Kind::Ghw) {
-        throw Failure(fmt::format("{}: GHW files are not read; record the run by GHDL's --vcd",
-                                  inputName(path)));
+        return std::make_unique<GhwRunReader>(std::move(input.source), inputName(path), onRead);
     }
     return std::make_unique<VcdRunReader>(std::move(input.source), inputName(path),
                                           reading.fractionDigits, reading.isLenient, onRead);

@@ -77,6 +77,16 @@ void DeclarationsBuilder::closeScope()
     m_scope = m_table.scopes[m_scope].parent;
 }
 
+void DeclarationsBuilder::closeScopeIfUsed()
+{
+    const bool isEmpty = m_table.items.back().kind == Declarations::Item::Kind::OpenScope;
+    closeScope();
+    if (isEmpty) {
+        m_table.items.resize(m_table.items.size() - 2);
+        m_table.scopes.pop_back();
+    }
+}
+
 std::uint32_t DeclarationsBuilder::addVariable(std::string_view kind, std::string_view name,
                                                std::string_view range, unsigned int width,
                                                const ValueKind& valueKind)

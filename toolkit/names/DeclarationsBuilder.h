@@ -20,6 +20,8 @@ public:
 
     void openScope(std::string_view kind, std::string_view name);
     void closeScope();
+    /// The same, but of one with nothing in it nothing is left.
+    void closeScopeIfUsed();
     /// Declares a variable with a value of its own in the scope at hand, and answers its object.
     /// `range` is "[7:0]" or empty. Blanks in names, which no name table can hold, become "_".
     std::uint32_t addVariable(std::string_view kind, std::string_view name, std::string_view range,
