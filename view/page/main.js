@@ -290,7 +290,7 @@ async function start() {
   element('name').textContent = runs.map((run) => run.name.replace(/^.*\//, '')).join(' and ');
   element('name').title = runs.map((run) => `${run.name}: ${run.madeBy} ${run.date}`).join('\n');
   showState();
-  say(runs.flatMap((run) => run.lacks).join('; '));
+  say('');
   log.load(hello.logLines, times);
   await tree.load(runs);
   shownKey = '';
@@ -315,8 +315,10 @@ async function showSome() {
 
 function showState() {
   const state = element('state');
-  state.classList.remove('bad');
-  state.textContent = isLive() ? `running, ${times.format(latest)}` : `ends at ${times.format(latest)}`;
+  const lacks = runs.flatMap((run) => run.lacks || []);
+  state.textContent = (isLive() ? `running, ${times.format(latest)}` : `ends at ${times.format(latest)}`) + (lacks.length ? `; not whole: ${lacks[0]}` : '');
+  state.title = lacks.join('\n');
+  state.classList.toggle('bad', lacks.length > 0);
 }
 
 /** @param {any[]} news */
@@ -472,18 +474,18 @@ async function markDifferences() {
   const first = answer.differences[0];
   say(first ? `${answer.differences.length} of ${answer.compared} signals differ, the first at ${times.format(BigInt(first.time))}.` : `All ${answer.compared} signals are the same.`);
   if (first) {
-    const known = new Set(model.rows.map((row) => row.name));
-    const names = answer.differences.slice(0, 50).map((/** @type {any} */ one) => one.name).filter((/** @type {string} */ name) => !known.has(name));
-    /** @type {Row[]} */
+    const known = new Set(model.rows.map((row) => (row.run || 0) + (row.name || '')));
+    const names = answer.differences.slice(0, 50).map((/** @type {any} */ one) => one.name);
+    /** @type {{row: Row, order: number}[]} */
     const added = [];
     for (const run of [0, 1]) {
       const found = await server.ask('resolve', { run, names });
       found.variables.forEach((/** @type {any} */ v, /** @type {number} */ i) => {
-        if (v) added.push(Object.assign(model.signal(v, run, v.name), { order: i }));
+        if (v && !known.has(run + v.name)) added.push({ row: model.signal(v, run, v.name), order: i });
       });
     }
-    added.sort((/** @type {any} */ a, /** @type {any} */ b) => a.order - b.order);
-    model.add(added);
+    added.sort((a, b) => a.order - b.order);
+    model.add(added.map((one) => one.row));
     setCursor(BigInt(first.time), true);
   }
   schedule();
@@ -572,6 +574,7 @@ const commands = [
   { name: 'all', title: 'Choose all rows', keys: 'Ctrl+A', run: () => { model.chosen = new Set(model.rows.map((row) => row.id)); model.changed(); } },
   { name: 'rowUp', title: 'Move the chosen rows up', keys: 'Alt+ArrowUp', run: () => model.moveBy(-1) },
   { name: 'rowDown', title: 'Move the chosen rows down', keys: 'Alt+ArrowDown', run: () => model.moveBy(1) },
+  { name: 'goTo', title: 'Go to a time …', keys: 'Ctrl+G', run: async () => { const text = await askText('Go to a time', '', '12.5us'); if (text) goTo(text); } },
   { name: 'find', title: 'Find signals', keys: '/', run: () => input('pattern').focus() },
   { name: 'findValue', title: 'Find a value of the chosen signal', keys: 'V', run: () => searchValue(true, true).catch(complain) },
   { name: 'nextValue', title: 'The next such value', keys: 'N', run: () => searchValue(true, false).catch(complain) },

@@ -128,7 +128,11 @@ export class Model {
     return row && row.type === 'signal' && (row.v ?? -1) >= 0 ? row : undefined;
   }
 
-  /** What a variable of the server becomes. @param {any} variable @param {number} run @param {string} name @returns {Row} */
+  /**
+   * What a variable of the server becomes.
+   * @param {any} variable @param {number} run @param {string} name
+   * @returns {Row}
+   */
   signal(variable, run, name) {
     return {
       id: ++this.lastId, type: 'signal', label: '', depth: 0, run, v: variable.v, name, form: variable.form,

@@ -52,6 +52,11 @@ export class Waves {
     this.width = 1;
     this.height = 1;
     this.ratio = 1;
+    this.colors = kLight;
+    /** @type {Record<string, number>} */
+    this.palette = {};
+    /** @type {({line: number, fill: number, dense: number} | null)[]} */
+    this.rowPalette = [];
     this.setTheme(false);
     /** @type {ImageData | null} */
     this.image = null;
@@ -61,10 +66,9 @@ export class Waves {
   /** @param {boolean} isDark */
   setTheme(isDark) {
     this.colors = isDark ? kDark : kLight;
-    /** @type {Record<string, number>} */
     this.palette = {};
     for (const [name, color] of Object.entries(this.colors)) this.palette[name] = pixelOf(color);
-    this.rowPalette = kRowColors.map((color) => color && { line: pixelOf(color), fill: pixelOf(mix(color, this.colors.page, 0.22)), dense: pixelOf(mix(color, this.colors.page, 0.6)) });
+    this.rowPalette = kRowColors.map((color) => color === '' ? null : { line: pixelOf(color), fill: pixelOf(mix(color, this.colors.page, 0.22)), dense: pixelOf(mix(color, this.colors.page, 0.6)) });
   }
 
   /** @param {number} width @param {number} height in CSS pixels @param {number} ratio */
@@ -355,7 +359,7 @@ export class Waves {
       if (limits[2 * i + 1] > highest) highest = limits[2 * i + 1];
     }
     if (entry.row.scale) [lowest, highest] = entry.row.scale;
-    if (!(highest >= lowest)) return;
+    if (!(highest >= lowest)) [lowest, highest] = [0, 1];
     const span = highest - lowest || 1;
     const thick = Math.max(1, Math.round(this.ratio));
     const yOf = (/** @type {number} */ value) => Math.round(bottom - thick - ((Math.min(Math.max(value, lowest), highest) - lowest) / span) * (bottom - top - thick));
