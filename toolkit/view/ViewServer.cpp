@@ -14,6 +14,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
@@ -21,6 +22,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <deque>
@@ -83,6 +85,12 @@ public:
     /// 0 when there are too many.
     std::uint64_t addPage(const std::weak_ptr<Page>& page);
     void removePage(std::uint64_t number);
+    /// Has the page that came last do what a program asks of it. False without a page.
+    bool control(std::uint64_t program, const nlohmann::json& command);
+    /// A page's answer to that.
+    void controlled(const nlohmann::json& answer);
+    std::uint64_t addProgram(const std::weak_ptr<Page>& program);
+    void removeProgram(std::uint64_t number) { m_programs.erase(number); }
     /// Sends to a page that may have gone. On any thread.
     void deliver(std::uint64_t number, PageMessage message);
 
@@ -90,6 +98,7 @@ private:
     template <typename Acceptor> void accept(Acceptor& acceptor);
     void endWhenAlone();
     void broadcast(const std::string& text);
+    void acceptControl();
 
     // What connections need until the last of them has gone with the context.
     RequestRules m_rules{0};
@@ -100,10 +109,12 @@ private:
     std::size_t m_connections = 0;
     std::uint64_t m_lastPage = 0;
     std::map<std::uint64_t, std::weak_ptr<Page>> m_pages;
+    std::map<std::uint64_t, std::weak_ptr<Page>> m_programs;
 
     asio::io_context m_context;
     std::optional<asio::ip::tcp::acceptor> m_port;
     std::optional<asio::local::stream_protocol::acceptor> m_local;
+    std::optional<asio::ip::tcp::acceptor> m_control;
     asio::signal_set m_signals;
     asio::steady_timer m_alone;
     /// Goes first: its answers go to the pages.
@@ -202,11 +213,14 @@ private:
     {
         std::string text = beast::buffers_to_string(m_buffer.data());
         m_buffer.consume(m_buffer.size());
+        constexpr std::string_view kControlled = "{\"controlled\":";
         if (m_number == 0) {
             if (!greet(text)) {
                 close();
                 return;
             }
+        } else if (text.compare(0, kControlled.size(), kControlled) == 0) {
+            m_owner.controlled(nlohmann::json::parse(text, nullptr, false));
         } else if (!m_owner.queue().ask(m_number, std::move(text),
                                         [&owner = m_owner, number = m_number](PageMessage answer) {
                                             owner.deliver(number, std::move(answer));
@@ -376,6 +390,124 @@ private:
     std::optional<http::request_parser<http::string_body>> m_parser;
 };
 
+/// A program that drives the page, by lines of JSON in the words of the waveform control protocol.
+template <typename Owner>
+class ControlConnection : public Page, public std::enable_shared_from_this<ControlConnection<Owner>>
+{
+public:
+    ControlConnection(asio::ip::tcp::socket&& socket, Owner& owner)
+        : m_socket(std::move(socket)), m_owner(owner), m_connected(owner)
+    {}
+    ~ControlConnection() override { m_owner.removeProgram(m_number); }
+
+    void start()
+    {
+        m_number = m_owner.addProgram(this->weak_from_this());
+        say({{"type", "greeting"},
+             {"version", "0"},
+             {"commands",
+              {"get_item_list", "get_item_info", "add_variables", "add_scope", "add_items",
+               "remove_items", "clear", "set_item_color", "focus_item", "add_markers", "set_cursor",
+               "cursor_set", "set_viewport_to", "set_viewport_range", "zoom_to_fit"}}});
+        read();
+    }
+
+    void send(PageMessage message) override
+    {
+        m_outgoing.push_back(std::move(message.bytes) + "\n");
+        if (m_outgoing.size() == 1) {
+            write();
+        }
+    }
+    void close() override
+    {
+        error_code ignored;
+        m_socket.close(ignored);
+    }
+
+private:
+    void say(const nlohmann::json& json)
+    {
+        send({json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), true});
+    }
+
+    void read()
+    {
+        m_socket.async_read_some(asio::buffer(m_piece), [self = this->shared_from_this()](
+                                                            error_code error, std::size_t size) {
+            if (!error) {
+                self->take({self->m_piece.data(), size});
+            }
+        });
+    }
+
+    /// Some programs end a message with a zero and not with a line.
+    void take(std::string_view piece)
+    {
+        for (const char c : piece) {
+            if (c != '\n' && c != '\0') {
+                m_line += c;
+                continue;
+            }
+            if (!m_line.empty()) {
+                obey(m_line);
+            }
+            m_line.clear();
+        }
+        if (m_line.size() > kLongestMessage || m_outgoing.size() > kMostOutgoing) {
+            close();
+            return;
+        }
+        read();
+    }
+
+    void obey(const std::string& line)
+    {
+        const nlohmann::json json = nlohmann::json::parse(line, nullptr, false);
+        const std::string type =
+            json.is_object() && json.contains("type") && json["type"].is_string()
+                ? json["type"].get<std::string>()
+                : std::string();
+        if (type == "greeting") {
+            return;
+        }
+        if (type != "command") {
+            refuse("no message of the protocol", line);
+        } else if (!m_owner.control(m_number, json)) {
+            refuse("no page is open", line);
+        }
+    }
+
+    void refuse(const char* why, const std::string& line)
+    {
+        say({{"type", "error"}, {"error", why}, {"arguments", {line}}, {"message", why}});
+    }
+
+    void write()
+    {
+        asio::async_write(m_socket, asio::buffer(m_outgoing.front()),
+                          [self = this->shared_from_this()](error_code error, std::size_t) {
+                              if (error) {
+                                  return;
+                              }
+                              self->m_outgoing.pop_front();
+                              if (!self->m_outgoing.empty()) {
+                                  self->write();
+                              }
+                          });
+    }
+
+    static constexpr std::size_t kMostOutgoing = 1000;
+
+    asio::ip::tcp::socket m_socket;
+    Owner& m_owner;
+    Connected<Owner> m_connected;
+    std::array<char, 4096> m_piece{};
+    std::string m_line;
+    std::deque<std::string> m_outgoing;
+    std::uint64_t m_number = 0;
+};
+
 } // namespace
 
 ViewServer::Implementation::Implementation(const ViewServerOptions& options, ViewAnswers& answers)
@@ -423,6 +555,20 @@ ViewServer::Implementation::Implementation(const ViewServerOptions& options, Vie
             throw Failure(fmt::format("{}: no socket can be made there: {}; remove what is there, "
                                       "or choose another place",
                                       m_socket, error.message()));
+        }
+    }
+    if (options.control != 0) {
+        m_control.emplace(m_context);
+        const asio::ip::tcp::endpoint place(asio::ip::address_v4::loopback(), options.control);
+        m_control->open(place.protocol(), error);
+        m_control->set_option(asio::ip::tcp::acceptor::reuse_address(true), error);
+        m_control->bind(place, error);
+        if (!error) {
+            m_control->listen(asio::socket_base::max_listen_connections, error);
+        }
+        if (error) {
+            throw Failure(fmt::format("port {} of 127.0.0.1: {}; choose another one for --control",
+                                      options.control, error.message()));
         }
     }
     m_queue.emplace(answers, [this](const std::string& text) {
@@ -481,7 +627,54 @@ void ViewServer::Implementation::run()
     } else {
         accept(*m_local);
     }
+    if (m_control) {
+        acceptControl();
+    }
     m_context.run();
+}
+
+void ViewServer::Implementation::acceptControl()
+{
+    m_control->async_accept([this](error_code error, asio::ip::tcp::socket socket) {
+        if (!error && mayConnect()) {
+            std::make_shared<ControlConnection<Implementation>>(std::move(socket), *this)->start();
+        }
+        if (error != asio::error::operation_aborted) {
+            acceptControl();
+        }
+    });
+}
+
+std::uint64_t ViewServer::Implementation::addProgram(const std::weak_ptr<Page>& program)
+{
+    m_programs.emplace(++m_lastPage, program);
+    return m_lastPage;
+}
+
+bool ViewServer::Implementation::control(std::uint64_t program, const nlohmann::json& command)
+{
+    const auto page = m_pages.empty() ? nullptr : m_pages.rbegin()->second.lock();
+    if (!page) {
+        return false;
+    }
+    const nlohmann::json message = {{"control", command}, {"program", program}};
+    page->send({message.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), true});
+    return true;
+}
+
+void ViewServer::Implementation::controlled(const nlohmann::json& answer)
+{
+    if (!answer.is_object() || !answer.contains("program") || !answer.contains("controlled") ||
+        !answer["program"].is_number_unsigned()) {
+        return;
+    }
+    const auto found = m_programs.find(answer["program"].get<std::uint64_t>());
+    const auto program = found == m_programs.end() ? nullptr : found->second.lock();
+    if (program) {
+        program->send(
+            {answer["controlled"].dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
+             true});
+    }
 }
 
 std::uint64_t ViewServer::Implementation::addPage(const std::weak_ptr<Page>& page)

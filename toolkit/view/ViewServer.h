@@ -17,6 +17,8 @@ struct ViewServerOptions
     unsigned short port = 0;
     /// A socket of the file system in place of a port, for this user alone.
     std::string socket;
+    /// A port of 127.0.0.1 at which other programs drive the page; 0 for none.
+    unsigned short control = 0;
     /// Seconds after which it ends when the last page has gone; below 0 for never.
     double endAfter = -1;
 };

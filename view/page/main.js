@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // @ts-check
 
+import { obey } from './control.js';
 import { listenForKeys } from './keys.js';
 import { LogView } from './log.js';
 import { Model } from './model.js';
@@ -42,7 +43,16 @@ let isStale = false;
 let selection = null;
 
 const waves = new Waves(/** @type {HTMLCanvasElement} */ (element('pixels')), /** @type {HTMLCanvasElement} */ (element('overlay')));
-const server = new Server({ onOpen: () => start().catch(complain), onNews: takeNews, onLost: (why) => say(why, true) });
+const server = new Server({ onOpen: () => start().catch(complain), onNews: takeNews, onLost: (why) => say(why, true),
+  onControl: (command) => obey(command, {
+    model, setCursor, look, fit,
+    resolve: async (names) => (await server.ask('resolve', { run: 0, names })).variables,
+    inScope: async (scope, isRecursive) => {
+      const found = await server.ask('find', { run: 0, mode: 'glob', pattern: scope + '.*' });
+      return found.variables.filter((/** @type {any} */ v) => isRecursive || !v.name.slice(scope.length + 1).replace(/\[.*$/, '').includes('.'));
+    },
+  }),
+});
 const tree = new Tree(element('tree'), server, (found) => {
   model.add(found.map(({ variable, run, name }) => model.signal(variable, run, name)));
 });

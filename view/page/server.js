@@ -91,7 +91,10 @@ export function readLanes(buffer) {
 
 /** The connection to the program that has the recording. Comes back by itself when it is lost. */
 export class Server {
-  /** @param {{onOpen: () => void, onNews: (news: any[]) => void, onLost: (why: string) => void}} hooks */
+  /**
+   * @param {{onOpen: () => void, onNews: (news: any[]) => void, onLost: (why: string) => void,
+   *   onControl: (command: any) => Promise<any>}} hooks
+   */
   constructor(hooks) {
     this.hooks = hooks;
     const given = new URLSearchParams(location.hash.slice(1)).get('token');
@@ -136,6 +139,13 @@ export class Server {
     const json = JSON.parse(data);
     if (json.news) {
       this.hooks.onNews(json.news);
+      return;
+    }
+    if (json.control) {
+      this.hooks.onControl(json.control).then(
+        (answer) => answer,
+        (why) => ({ type: 'error', error: why.message, arguments: [json.control.command || ''], message: why.message }),
+      ).then((answer) => this.socket?.send(JSON.stringify({ controlled: answer, program: json.program })));
       return;
     }
     if (json.failure) {

@@ -7,6 +7,7 @@
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { connect } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
@@ -240,6 +241,35 @@ const tests = {
     processes.push(again);
     await until(page, '#state', /running/);
     assert.equal((await rowNames(page)).length, 5);
+    await page.close();
+  },
+
+  async 'another program drives the page'() {
+    const port = 20000 + (process.pid % 20000);
+    const page = await open(await view([file('a.vcd'), '--control', String(port)]));
+    const socket = connect(port, '127.0.0.1');
+    let heard = '';
+    socket.on('data', (data) => { heard += data; });
+    const say = async (command) => {
+      heard = '';
+      socket.write(JSON.stringify({ type: 'command', ...command }) + '\n');
+      for (let i = 0; i < 60 && !heard.includes('\n'); ++i) await page.waitForTimeout(50);
+      return JSON.parse(heard);
+    };
+    await page.waitForTimeout(200);
+    assert.equal(JSON.parse(heard).type, 'greeting');
+    assert.equal((await say({ command: 'clear' })).command, 'ack');
+    const added = await say({ command: 'add_variables', variables: ['top.count', 'top.state'] });
+    assert.equal(added.ids.length, 2);
+    assert.deepEqual(await rowNames(page), ['top.count[7:0]', 'top.state[3:0]']);
+    assert.equal((await say({ command: 'get_item_info', ids: added.ids })).results[1].name, 'top.state[3:0]');
+    await say({ command: 'set_cursor', timestamp: 300 });
+    assert.equal(await cursor(page), '300');
+    await say({ command: 'set_viewport_range', start: 100, end: 200 });
+    assert.deepEqual(await shown(page), [100, 200]);
+    assert.equal((await say({ command: 'add_variables', variables: ['top.gone'] })).type, 'error');
+    assert.equal((await say({ command: 'launch' })).type, 'error');
+    socket.destroy();
     await page.close();
   },
 

@@ -48,6 +48,7 @@ struct Options
     std::string log;
     std::string logPattern;
     unsigned int port = 0;
+    unsigned int control = 0;
     std::string socket;
     double endAfter = -1;
     bool opensNothing = false;
@@ -88,6 +89,7 @@ void serve(const Options& options, const std::string& name, ViewAnswers& answers
     ViewServerOptions serving;
     serving.port = static_cast<unsigned short>(options.port);
     serving.socket = options.socket;
+    serving.control = static_cast<unsigned short>(options.control);
     serving.endAfter = options.endAfter;
     ViewServer server(serving, answers);
     {
@@ -225,6 +227,13 @@ void addViewCommand(CLI::App& app)
         ->add_option("--socket", options->socket,
                      "A socket of the file system to listen at instead, for a tunnel")
         ->type_name("PATH");
+    command
+        ->add_option(
+            "--control", options->control,
+            "Let other programs of this machine drive the page, at this port of 127.0.0.1, "
+            "by the waveform control protocol: lines of JSON")
+        ->type_name("PORT")
+        ->transform(wholeNumber(1, 65535));
     command
         ->add_option("--end-after", options->endAfter,
                      "End so long after the last page has gone; without it Ctrl-C ends it")
