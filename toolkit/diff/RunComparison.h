@@ -5,6 +5,7 @@
 #include "changes/ChangeStream.h"
 #include "diff/CommonTime.h"
 #include "diff/SignalPairs.h"
+#include "wave/ObservedValue.h"
 
 #include <functional>
 #include <limits>
@@ -13,15 +14,6 @@
 #include <vector>
 
 namespace tracewell {
-
-/// What a signal does at some time in one run.
-struct ObservedValue
-{
-    /// As ChangeStream::appendValue has it; empty without a value so far.
-    std::string text;
-    /// Of an event: how often it fired at this very time.
-    unsigned long long firings = 0;
-};
 
 /// Where a signal is not the same in both runs for the first time.
 struct Difference

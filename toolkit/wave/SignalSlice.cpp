@@ -37,22 +37,21 @@ std::optional<BitRange> parseRange(std::string_view text)
     return left && right ? std::optional(BitRange{*left, *right}) : std::nullopt;
 }
 
-/// The numbers of a signal's bits: as declared, or counted from 0.
-BitRange numbersOf(const Signal& signal, const Variable& variable)
+} // namespace
+
+BitRange numbersOf(const Variable& variable, unsigned int width)
 {
     const std::optional<BitRange> declared = parseRange(variable.range.str());
     if (declared) {
         const long long low = std::min(declared->left, declared->right);
         const long long high = std::max(declared->left, declared->right);
         // Not high - low: what a table says may be any number.
-        if (low > -(1LL << 40) && high < 1LL << 40 && high - low + 1 == signal.width) {
+        if (low > -(1LL << 40) && high < 1LL << 40 && high - low + 1 == width) {
             return *declared;
         }
     }
-    return {static_cast<long long>(signal.width) - 1, 0};
+    return {static_cast<long long>(width) - 1, 0};
 }
-
-} // namespace
 
 std::optional<SliceArgument> parseSlice(std::string_view argument)
 {
@@ -72,7 +71,7 @@ Signal makeSlice(const SignalNames& file, const Signal& signal, const Variable& 
         throw Failure(fmt::format("{}: {} is no vector; ask for it without bits behind it",
                                   file.path(), signal.label));
     }
-    const BitRange all = numbersOf(signal, variable);
+    const BitRange all = numbersOf(variable, signal.width);
     const bool isDown = all.left >= all.right;
     const auto [low, high] = std::minmax(bits.left, bits.right);
     if (low < std::min(all.left, all.right) || high > std::max(all.left, all.right)) {

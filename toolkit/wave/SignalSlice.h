@@ -28,6 +28,9 @@ struct SliceArgument
 };
 std::optional<SliceArgument> parseSlice(std::string_view argument);
 
+/// The numbers of a signal's bits: as declared, or counted from 0.
+BitRange numbersOf(const Variable& variable, unsigned int width);
+
 /// Those bits of a signal as one of its own. `variable` is the signal's; `plainLabel` its label
 /// without the range.
 /// \throws Failure for bits that it does not have.

@@ -16,6 +16,7 @@ void addCommands(CLI::App& app)
     addValuesCommand(app);
     addNextPreviousCommands(app);
     addFindCommand(app);
+    addSearchCommand(app);
     addDrawCommand(app);
     addViewCommand(app);
     addExportCommand(app);

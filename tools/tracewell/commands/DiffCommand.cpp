@@ -13,7 +13,7 @@
 #include "text/Message.h"
 #include "text/Table.h"
 #include "text/Utf8.h"
-#include "wave/ValueText.h"
+#include "wave/ObservedValue.h"
 
 #include "QsimException.h"
 
@@ -69,37 +69,6 @@ struct Result
         return differences.empty() && signals.onlyInA.empty() && signals.onlyInB.empty() &&
                hasEqualEnds();
     }
-};
-
-/// Turns values into what a person reads.
-class ValuePrinter
-{
-public:
-    ValuePrinter() : m_valueText([this](long long) { return m_text; }) {}
-
-    /// None for a signal without a value, and for an event that does not fire.
-    std::optional<std::string> format(const Signal& signal, const ObservedValue& value)
-    {
-        SignalState state;
-        state.kind = SignalState::Kind::Value;
-        if (signal.valueKind->fires()) {
-            state.firings = static_cast<unsigned int>(value.firings);
-            return value.firings == 0 ? std::nullopt
-                                      : std::optional(m_valueText.format(signal, state));
-        }
-        if (value.text.empty()) {
-            return std::nullopt;
-        }
-        const bool hasKind = std::string_view("brsp").find(value.text[0]) != std::string_view::npos;
-        m_text = value.text.substr(hasKind ? 1 : 0);
-        state.override.pieces = 1;
-        state.override.kind = static_cast<std::uint8_t>(hasKind ? value.text[0] : 'b');
-        return m_valueText.format(signal, state);
-    }
-
-private:
-    std::string m_text;
-    ValueText m_valueText;
 };
 
 /// One for both runs, so that a value looks the same in both.
@@ -188,7 +157,7 @@ std::pair<std::string, std::string> shortNames(const Options& options)
 
 void printText(Output& out, const Options& options, const Result& result)
 {
-    ValuePrinter values;
+    ObservedValueText values;
     std::vector<std::vector<std::string>> rows;
     for (const Difference& difference : result.differences) {
         const SignalPair& pair = result.signals.pairs[difference.pair];
@@ -216,7 +185,7 @@ void printText(Output& out, const Options& options, const Result& result)
 
 void printJson(Output& out, const Options& options, const Result& result)
 {
-    ValuePrinter values;
+    ObservedValueText values;
     const auto valueJson = [&](const Signal& signal, const ObservedValue& value) {
         const std::optional<std::string> text = values.format(signal, value);
         return text ? Json(*text) : Json();

@@ -51,15 +51,15 @@ public:
     std::string complaint(const std::vector<std::string>& words);
 
 private:
-    std::string option(const std::string& word, const std::string* next);
+    std::string option(const std::vector<std::string>& words, std::size_t at);
     std::string missing() const;
     std::string positionals() const;
     std::string unknown(const std::string& name) const;
 
     CLI::App& m_command;
     std::map<const CLI::Option*, int> m_counts;
-    /// The last option word has its value in the next one.
-    bool m_takesNext = false;
+    /// How many words behind the last option word are its values.
+    std::size_t m_valuesTaken = 0;
     std::vector<std::string> m_plain;
 };
 
@@ -73,20 +73,21 @@ std::string Reading::complaint(const std::vector<std::string>& words)
         } else if (word == kEndOfOptions) {
             areOptionsOver = true;
         } else {
-            std::string found = option(word, i + 1 < words.size() ? &words[i + 1] : nullptr);
+            std::string found = option(words, i);
             if (!found.empty()) {
                 return found;
             }
-            i += m_takesNext ? 1 : 0;
+            i += m_valuesTaken;
         }
     }
     std::string found = positionals();
     return found.empty() ? missing() : found;
 }
 
-std::string Reading::option(const std::string& word, const std::string* next)
+std::string Reading::option(const std::vector<std::string>& words, std::size_t at)
 {
-    m_takesNext = false;
+    const std::string& word = words[at];
+    m_valuesTaken = 0;
     const bool isLong = word[1] == '-';
     const std::string name = isLong ? word.substr(0, word.find('=')) : word.substr(0, 2);
     CLI::Option* const option = m_command.get_option_no_throw(name);
@@ -100,15 +101,19 @@ std::string Reading::option(const std::string& word, const std::string* next)
                : isLong  ? fmt::format("{} takes no value", name)
                          : unknown(word);
     }
-    if (count > option->get_items_expected_max()) {
+    if (count > option->get_expected_max()) {
         return fmt::format("{} is given twice", name);
     }
-    if (!hasValue && (next == nullptr || isOptionWord(*next))) {
-        return fmt::format("{} needs a value, {}", name, option->get_type_name());
+    const auto values = static_cast<std::size_t>(option->get_type_size_max());
+    m_valuesTaken = values - (hasValue ? 1 : 0);
+    for (std::size_t i = at + 1; i <= at + m_valuesTaken; ++i) {
+        if (i >= words.size() || isOptionWord(words[i])) {
+            return fmt::format("{} needs {}, {}", name, values == 1 ? "a value" : "values",
+                               option->get_type_name());
+        }
     }
-    m_takesNext = !hasValue;
-    return valueComplaint(*option,
-                          m_takesNext ? *next : word.substr(name.size() + (isLong ? 1 : 0)));
+    return valueComplaint(*option, hasValue ? word.substr(name.size() + (isLong ? 1 : 0))
+                                            : words[at + 1]);
 }
 
 std::string Reading::unknown(const std::string& name) const
