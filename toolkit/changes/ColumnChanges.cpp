@@ -11,6 +11,10 @@ ColumnChanges::ColumnChanges(const std::string& path, Reach reach)
 {
     m_file.requireNames();
     start(m_texts);
+    m_fields.resize(m_file.reader().getFieldCount());
+    for (unsigned int i = 0; i < m_fields.size(); ++i) {
+        m_fields[i] = m_file.reader().getField(i);
+    }
 }
 
 void ColumnChanges::choose(const std::vector<std::uint32_t>& objects)
@@ -48,7 +52,7 @@ bool ColumnChanges::findNext(long long& time)
 void ColumnChanges::applyNext()
 {
     for (const Tracewell::WdbColumnReplay::Change& change : m_replay->getChanges()) {
-        const Tracewell::WdbColumnField field = m_file.reader().getField(change.field);
+        const Tracewell::WdbColumnField& field = m_fields[change.field];
         unsigned char bytes[sizeof change.value];
         std::memcpy(bytes, &change.value, sizeof bytes);
         values().apply(field.address, bytes, field.size);

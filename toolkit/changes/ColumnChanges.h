@@ -40,6 +40,7 @@ private:
     Reach m_reach;
     ColumnWaveFile m_file;
     TextLookup m_texts;
+    std::vector<Tracewell::WdbColumnField> m_fields;
     /// Made when it is clear which fields take part.
     std::unique_ptr<Tracewell::WdbColumnReplay> m_replay;
     /// Nothing that was asked for lies in the recording.

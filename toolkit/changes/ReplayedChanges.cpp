@@ -53,9 +53,12 @@ bool ReplayedChanges::advance()
     if (!peek(time)) {
         return false;
     }
+    // At the start of a selection there need not be anything of that very time.
+    long long next = time;
+    const bool isThere = !m_isAtStart || (findNextChecked(next) && next == time);
     m_isAtStart = false;
     m_time = time;
-    if (findNextChecked(time) && time == m_time) {
+    if (isThere) {
         applyNext();
     }
     m_values->takeChanges(m_changed);

@@ -106,8 +106,12 @@ void ValueReplay::spell(std::uint32_t object, const std::string& letters)
 void ValueReplay::takeChanges(std::vector<std::uint32_t>& out)
 {
     out.clear();
-    m_takenFirings.clear();
-    std::sort(m_marked.begin(), m_marked.end());
+    if (!m_takenFirings.empty()) {
+        m_takenFirings.clear();
+    }
+    if (m_marked.size() > 1) {
+        std::sort(m_marked.begin(), m_marked.end());
+    }
     for (const std::uint32_t object : m_marked) {
         m_isMarked[object] = 0;
         if (isChanged(object)) {
@@ -210,7 +214,8 @@ bool ValueReplay::isTextThere(std::uint32_t object)
     if (reference.kind == 0 && isString) {
         reference = referenceAt(m_layout.addressOf(object));
     }
-    return kTextKinds.find(static_cast<char>(reference.kind)) == std::string_view::npos ||
+    return reference.kind == 0 ||
+           kTextKinds.find(static_cast<char>(reference.kind)) == std::string_view::npos ||
            m_texts.find(reference).has_value();
 }
 

@@ -29,7 +29,7 @@ std::uint64_t lastMask(unsigned int width)
 } // namespace
 
 FourState::FourState(unsigned int width)
-    : m_width(std::max(width, 1u)), m_words(2 * wordsOf(m_width))
+    : m_width(std::max(width, 1u)), m_count(wordsOf(m_width)), m_many(m_count == 1 ? 0 : 2 * m_count)
 {
     fill(3);
 }
@@ -61,16 +61,9 @@ void FourState::fill(unsigned int state)
 
 void FourState::setNumber(std::uint64_t number)
 {
-    std::fill(m_words.begin(), m_words.end(), 0);
+    std::fill_n(a(), 2 * m_count, 0);
     a()[0] = number;
     trim();
-}
-
-void FourState::setTruth(Truth truth)
-{
-    std::fill(m_words.begin(), m_words.end(), 0);
-    a()[0] = truth == Truth::No ? 0 : 1;
-    b()[0] = truth == Truth::Unknown ? 1 : 0;
 }
 
 void FourState::setLetters(std::string_view letters)
@@ -154,18 +147,6 @@ void FourState::trim()
 bool FourState::isUnknown() const
 {
     return std::any_of(b(), b() + words(), [](std::uint64_t word) { return word != 0; });
-}
-
-Truth FourState::truth() const
-{
-    std::uint64_t unknown = 0;
-    for (std::size_t i = 0; i < words(); ++i) {
-        if ((a()[i] & ~b()[i]) != 0) {
-            return Truth::Yes;
-        }
-        unknown |= b()[i];
-    }
-    return unknown != 0 ? Truth::Unknown : Truth::No;
 }
 
 std::optional<long long> FourState::number(bool isSigned) const

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -25,11 +26,11 @@ public:
     FourState() : FourState(1) {}
 
     unsigned int width() const { return m_width; }
-    std::size_t words() const { return m_words.size() / 2; }
-    std::uint64_t* a() { return m_words.data(); }
-    const std::uint64_t* a() const { return m_words.data(); }
-    std::uint64_t* b() { return m_words.data() + words(); }
-    const std::uint64_t* b() const { return m_words.data() + words(); }
+    std::size_t words() const { return m_count; }
+    std::uint64_t* a() { return m_count == 1 ? m_few.data() : m_many.data(); }
+    const std::uint64_t* a() const { return m_count == 1 ? m_few.data() : m_many.data(); }
+    std::uint64_t* b() { return a() + m_count; }
+    const std::uint64_t* b() const { return a() + m_count; }
 
     /// 0 to 3, as above; 3 beyond the width.
     unsigned int bit(unsigned int index) const;
@@ -37,7 +38,12 @@ public:
     void fill(unsigned int state);
     /// The number, cut to the width.
     void setNumber(std::uint64_t number);
-    void setTruth(Truth truth);
+    /// Of one bit.
+    void setTruth(Truth truth)
+    {
+        a()[0] = truth == Truth::No ? 0 : 1;
+        b()[0] = truth == Truth::Unknown ? 1 : 0;
+    }
     /// Letters of 0 1 x z in either case, the leftmost first, and the others of nine states as the
     /// nearest of these. As many as there are bits.
     void setLetters(std::string_view letters);
@@ -55,17 +61,33 @@ public:
 
     bool isUnknown() const;
     /// Yes where a bit is 1; No where all are 0.
-    Truth truth() const;
+    Truth truth() const
+    {
+        std::uint64_t unknown = 0;
+        for (std::size_t i = 0; i < m_count; ++i) {
+            if ((a()[i] & ~b()[i]) != 0) {
+                return Truth::Yes;
+            }
+            unknown |= b()[i];
+        }
+        return unknown != 0 ? Truth::Unknown : Truth::No;
+    }
     /// None with an unknown bit, and for what is beyond the type.
     std::optional<long long> number(bool isSigned) const;
     /// Unknown bits count as 0.
     double real(bool isSigned) const;
     /// Bit for bit, x and z too. Of one width.
-    bool isSame(const FourState& other) const { return m_words == other.m_words; }
+    bool isSame(const FourState& other) const
+    {
+        return m_few == other.m_few && m_many == other.m_many;
+    }
 
 private:
     unsigned int m_width;
-    std::vector<std::uint64_t> m_words;
+    std::size_t m_count;
+    // All of a, then all of b: where each is one word, without memory of their own.
+    std::array<std::uint64_t, 2> m_few{};
+    std::vector<std::uint64_t> m_many;
 };
 
 } // namespace tracewell

@@ -16,7 +16,7 @@ namespace tracewell {
 
 namespace {
 
-constexpr unsigned int kMostBits = 1u << 20;
+constexpr long long kMostBits = 1LL << 20;
 
 /// Without the backslash that some simulators leave in front of an escaped name.
 std::string_view plain(std::string_view name)

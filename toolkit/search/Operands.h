@@ -41,14 +41,23 @@ public:
     SignalOperand& add(std::uint32_t object, unsigned int width);
     /// Whether one of them is an event.
     bool haveEvents() const { return m_haveEvents; }
-    /// In simulation time, what $time gives.
-    const FourState& time() const { return m_time; }
+    /// In simulation time, what $time gives; kept up to date from now on.
+    const FourState& time()
+    {
+        m_isTimeAsked = true;
+        return m_time;
+    }
 
     /// The objects, ascending.
     std::vector<std::uint32_t> objects() const;
     /// Takes the values in that the stream's step changed. True when there was one.
     bool refresh(ChangeStream& changes);
-    void setTime(long long time) { m_time.setNumber(static_cast<unsigned long long>(time)); }
+    void setTime(long long time)
+    {
+        if (m_isTimeAsked) {
+            m_time.setNumber(static_cast<unsigned long long>(time));
+        }
+    }
     void forgetFirings();
 
 private:
@@ -62,6 +71,7 @@ private:
     std::vector<SignalOperand*> m_fired;
     FourState m_time{64};
     bool m_haveEvents = false;
+    bool m_isTimeAsked = false;
     std::string m_text;
 };
 

@@ -182,9 +182,15 @@ void Search::run(const MatchFinder::OnMatch& onMatch, const std::function<void(d
     m_finder->setOnMatch(onMatch);
     long long time = 0;
     bool hasNext = m_changes.peek(time);
-    if (m_triggers.empty() && m_order.from == 0 && (!hasNext || time > 0)) {
+    if (m_triggers.empty()) {
         // What has no value yet is unknown, and that can be looked for.
-        look(0);
+        const long long start = std::max(m_order.from - 1, 0LL);
+        if (hasNext && time <= start && m_changes.advance()) {
+            m_seen.refresh(m_changes);
+            takeShown();
+        }
+        look(start);
+        hasNext = m_changes.peek(time);
     }
     unsigned int steps = 0;
     for (; hasNext && !m_finder->isStopped(); hasNext = m_changes.peek(time)) {
