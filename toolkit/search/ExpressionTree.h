@@ -46,6 +46,8 @@ struct ExpressionTree
     std::size_t place = 0;
     /// What stands there, for selects.
     std::string source;
+
+    bool isPlainName() const { return kind == Kind::Name && operands.empty(); }
 };
 
 using TreePointer = std::unique_ptr<ExpressionTree>;

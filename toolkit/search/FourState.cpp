@@ -29,9 +29,24 @@ std::uint64_t lastMask(unsigned int width)
 } // namespace
 
 FourState::FourState(unsigned int width)
-    : m_width(std::max(width, 1u)), m_count(wordsOf(m_width)), m_many(m_count == 1 ? 0 : 2 * m_count)
+    : m_width(std::max(width, 1u)), m_count(wordsOf(m_width)),
+      m_many(m_count == 1 ? 0 : 2 * m_count)
 {
     fill(3);
+}
+
+FourState FourState::ofText(std::string_view text)
+{
+    constexpr unsigned int kBitsOfCharacter = 8;
+    FourState bits(kBitsOfCharacter *
+                   static_cast<unsigned int>(std::max<std::size_t>(text.size(), 1)));
+    bits.fill(0);
+    FourState character(kBitsOfCharacter);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        character.setNumber(static_cast<unsigned char>(text[text.size() - 1 - i]));
+        bits.setBits(static_cast<unsigned int>(kBitsOfCharacter * i), character);
+    }
+    return bits;
 }
 
 unsigned int FourState::bit(unsigned int index) const

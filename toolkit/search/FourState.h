@@ -24,6 +24,8 @@ public:
     /// All x.
     explicit FourState(unsigned int width);
     FourState() : FourState(1) {}
+    /// The characters, eight bits each, the last one lowest; one of 0 for an empty text.
+    static FourState ofText(std::string_view text);
 
     unsigned int width() const { return m_width; }
     std::size_t words() const { return m_count; }
