@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "search/FourState.h"
+#include "values/FourState.h"
 
 #include <memory>
 #include <string>

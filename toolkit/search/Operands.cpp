@@ -2,19 +2,10 @@
 
 #include "search/Operands.h"
 
+#include "changes/FourStateChange.h"
 #include "values/VcdValues.h"
-#include "wave/ValueText.h"
-
-#include <algorithm>
-#include <cstring>
 
 namespace tracewell {
-
-namespace {
-
-constexpr std::string_view kForms = "brsp";
-
-} // namespace
 
 SignalOperand& Operands::add(std::uint32_t object, unsigned int width)
 {
@@ -89,14 +80,13 @@ void Operands::take(ChangeStream& changes, SignalOperand& operand)
         }
         return;
     }
-    if (const unsigned char* const plain = changes.plainValue(operand.object)) {
-        if (kind.isLetter()) {
-            operand.bits.setBit(0, nearestFourState(*plain));
-        } else if (kind.hasBits()) {
-            operand.bits.setGroups(plain);
-        } else {
-            operand.real = kind.number({plain, kind.sizeOf(declared.width), 0, true});
-        }
+    if (kind.hasBits()) {
+        takeFourState(changes, operand.object, operand.bits, m_text);
+        return;
+    }
+    const unsigned char* const plain = changes.plainValue(operand.object);
+    if (plain != nullptr && kind.isNumber()) {
+        operand.real = kind.number({plain, kind.sizeOf(declared.width), 0, true});
         return;
     }
     m_text.clear();
@@ -104,21 +94,13 @@ void Operands::take(ChangeStream& changes, SignalOperand& operand)
     if (m_text.empty()) {
         return;
     }
-    const bool hasForm = kForms.find(m_text[0]) != std::string_view::npos;
-    const std::string value = m_text.substr(hasForm ? 1 : 0);
-    if (kind.hasBits()) {
-        const std::string letters = hasForm && m_text[0] == 'p' ? portLetters(value) : value;
-        if (areLetters(letters) && !letters.empty()) {
-            operand.bits.setLetters(ValueText::widen(letters, operand.bits.width()));
-        } else {
-            operand.bits.fill(3);
-        }
-    } else if (kind.isText()) {
+    // Behind the letter that says what it is.
+    const std::string value = m_text.substr(1);
+    double number = 0;
+    if (kind.isText()) {
         operand.text = value;
-    } else {
-        double number = 0;
-        operand.real =
-            toReal(value, number) == RealForm::Invalid ? std::nullopt : std::optional(number);
+    } else if (toReal(value, number) != RealForm::Invalid) {
+        operand.real = number;
     }
 }
 

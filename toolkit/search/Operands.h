@@ -3,7 +3,7 @@
 #pragma once
 
 #include "changes/ChangeStream.h"
-#include "search/FourState.h"
+#include "values/FourState.h"
 
 #include <cstdint>
 #include <map>

@@ -17,6 +17,7 @@ void addCommands(CLI::App& app)
     addNextPreviousCommands(app);
     addFindCommand(app);
     addSearchCommand(app);
+    addStatsCommand(app);
     addDrawCommand(app);
     addViewCommand(app);
     addExportCommand(app);

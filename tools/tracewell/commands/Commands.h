@@ -25,6 +25,7 @@ void addValuesCommand(CLI::App& app);
 void addNextPreviousCommands(CLI::App& app);
 void addFindCommand(CLI::App& app);
 void addSearchCommand(CLI::App& app);
+void addStatsCommand(CLI::App& app);
 void addDrawCommand(CLI::App& app);
 void addViewCommand(CLI::App& app);
 void addDiffCommand(CLI::App& app);

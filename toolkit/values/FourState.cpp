@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "search/FourState.h"
+#include "values/FourState.h"
 
 #include "values/VcdValues.h"
 
