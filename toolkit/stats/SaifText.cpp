@@ -21,10 +21,12 @@ struct SaifUnit
 {
     explicit SaifUnit(const Timescale& timescale)
     {
-        constexpr int kSecond = 0;
-        int exponent = std::min(timescale.exponent, kSecond);
+        int exponent = timescale.exponent;
         factor = timescale.factor;
-        for (int i = kSecond; i < timescale.exponent; ++i) {
+        for (; exponent < 0 && factor % 10 == 0; ++exponent) {
+            factor /= 10;
+        }
+        for (; exponent > 0; --exponent) {
             factor *= 10;
         }
         for (; exponent < kFemtosecond; ++exponent) {
