@@ -112,8 +112,8 @@ std::string Reading::option(const std::vector<std::string>& words, std::size_t a
                                option->get_type_name());
         }
     }
-    return valueComplaint(*option, hasValue ? word.substr(name.size() + (isLong ? 1 : 0))
-                                            : words[at + 1]);
+    return valueComplaint(*option,
+                          hasValue ? word.substr(name.size() + (isLong ? 1 : 0)) : words[at + 1]);
 }
 
 std::string Reading::unknown(const std::string& name) const
