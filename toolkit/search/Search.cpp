@@ -98,7 +98,7 @@ void Search::build(const SignalNames& names)
         isWithoutNames = isWithoutNames && namesNothing(*element.condition);
         m_conditions.push_back(builder.condition(*element.condition));
     }
-    if (isWithoutNames) {
+    if (isWithoutNames && event.terms.empty()) {
         m_order.expression.refuse("no signal is named", m_order.expression.text.size());
     }
     if (m_order.follower) {

@@ -109,6 +109,30 @@ std::optional<long long> ColumnValues::lastChangeBefore(std::size_t signal, long
     return nearest;
 }
 
+bool ColumnValues::visitPlain(std::size_t signal, long long from, long long to,
+                              const VisitPlain& visit) const
+{
+    const Fields& fields = m_fields[signal];
+    const Signal& asked = signals()[signal];
+    if (fields.plain.size() != 1 || fields.areShared || asked.sharesBytes() ||
+        asked.valueKind->fires() || asked.valueKind->isText() ||
+        m_file.reader().getField(fields.plain[0]).size != asked.size) {
+        return false;
+    }
+    from = std::min(from, m_file.end());
+    to = std::min(to, m_file.end());
+    for (const unsigned int field : fields.override) {
+        if (m_file.reader().getHistory(field, from, to, 0)->next()) {
+            return false;
+        }
+    }
+    const auto history = m_file.reader().getHistory(fields.plain[0], from, to, 0);
+    while (history->next() && history->getTime() <= m_file.end()) {
+        visit(history->getTime(), history->getValue());
+    }
+    return true;
+}
+
 std::string ColumnValues::lookUp(long long id) const
 {
     return m_file.text(id);

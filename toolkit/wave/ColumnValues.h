@@ -18,6 +18,8 @@ public:
     ColumnValues(ColumnWaveFile& file, std::vector<Signal> chosen);
 
     std::string lookUp(long long id) const override;
+    bool visitPlain(std::size_t signal, long long from, long long to,
+                    const VisitPlain& visit) const override;
 
 protected:
     std::unique_ptr<SignalCursor> wholeCursor(std::size_t signal,

@@ -299,6 +299,12 @@ std::vector<Signal> allSignals(const SignalNames& file)
     return signals;
 }
 
+std::uint32_t objectOf(const SignalNames& file, const Signal& signal)
+{
+    return static_cast<std::uint32_t>((signal.overrideAddress - file.layout().overrideStart()) /
+                                      static_cast<long long>(sizeof(TextReference)));
+}
+
 std::vector<Signal> selectSignals(const SignalNames& file,
                                   const std::vector<std::string>& arguments)
 {

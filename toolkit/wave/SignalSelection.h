@@ -5,6 +5,7 @@
 #include "wave/Signal.h"
 #include "wave/SignalNames.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,10 @@ bool matchesGlob(std::string_view pattern, std::string_view text);
 
 /// All variables of the recording, in the order of declaration.
 std::vector<Signal> allSignals(const SignalNames& file);
+
+/// The object that a signal of the name table is, or is a part of: an index into
+/// Declarations::objects.
+std::uint32_t objectOf(const SignalNames& file, const Signal& signal);
 
 /// The signals that the arguments name, each once, in the order of the arguments. An argument is
 /// - a full name ("top.dut.data[7:0]"), also without its range and with a leading ".";

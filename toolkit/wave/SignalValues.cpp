@@ -154,4 +154,10 @@ std::optional<long long> SignalValues::previousSliceChange(std::size_t signal, l
     }
 }
 
+bool SignalValues::visitPlain(std::size_t /*signal*/, long long /*from*/, long long /*to*/,
+                              const VisitPlain& /*visit*/) const
+{
+    return false;
+}
+
 } // namespace tracewell

@@ -5,6 +5,7 @@
 #include "wave/Signal.h"
 #include "wave/SignalCursor.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,13 @@ public:
     /// The time of the first change behind `time`, or of the last one before it.
     std::optional<long long> nextChange(std::size_t signal, long long time) const;
     std::optional<long long> previousChange(std::size_t signal, long long time) const;
+    /// Told the time and the bytes of a plain value, the first one lowest.
+    using VisitPlain = std::function<void(long long time, unsigned long long bytes)>;
+    /// The same history as cursor() without resolution gives, told at once, where the store has a
+    /// shorter way and plain values of at most eight bytes tell all. False where not; then nothing
+    /// was told.
+    virtual bool visitPlain(std::size_t signal, long long from, long long to,
+                            const VisitPlain& visit) const;
     /// A text of the recording; empty for one that is not there.
     virtual std::string lookUp(long long id) const = 0;
 

@@ -60,12 +60,6 @@ struct Options
     Reach reach = Reach::Whole;
 };
 
-std::uint32_t objectOf(const SignalNames& names, const Signal& signal)
-{
-    return static_cast<std::uint32_t>((signal.overrideAddress - names.layout().overrideStart()) /
-                                      static_cast<long long>(sizeof(TextReference)));
-}
-
 /// Prints matches as they come.
 class MatchPrinter
 {

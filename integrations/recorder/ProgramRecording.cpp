@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "recorder/ProgramRecording.h"
+
+#include "names/DeclarationsBuilder.h"
+#include "text/Failure.h"
+#include "text/Message.h"
+#include "values/VcdValues.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <charconv>
+#include <cstring>
+
+namespace tracewell {
+
+namespace {
+
+constexpr unsigned int kMostBits = 1u << 24;
+
+std::atomic<bool> s_isThere{false};
+
+bool isVector(const ValueKind& kind, unsigned int width)
+{
+    return kind.hasBits() && width > 1;
+}
+
+} // namespace
+
+Timescale parseTimescale(std::string_view text)
+{
+    constexpr std::pair<std::string_view, int> kUnits[] = {{"s", 0},    {"ms", -3},  {"us", -6},
+                                                           {"ns", -9},  {"ps", -12}, {"fs", -15},
+                                                           {"as", -18}, {"zs", -21}};
+    Timescale timescale;
+    timescale.stated = true;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), timescale.factor);
+    std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
+    unit.remove_prefix(std::min(unit.find_first_not_of(' '), unit.size()));
+    for (const auto& [name, exponent] : kUnits) {
+        if (error == std::errc() && timescale.factor > 0 && unit == name) {
+            timescale.exponent = exponent;
+            return timescale;
+        }
+    }
+    throw Failure(fmt::format("{} is no timescale; write a number and a unit, as in 1ns or 10 ps",
+                              inQuotes(text)));
+}
+
+ProgramRecording::ProgramRecording(RecorderOptions options, const Timescale& timescale,
+                                   std::string version)
+    : m_options(std::move(options)), m_timescale(timescale), m_version(std::move(version))
+{
+    if (s_isThere.exchange(true)) {
+        throw Failure(fmt::format(
+            "{}: this process makes a recording already; close that one first", m_options.output));
+    }
+}
+
+ProgramRecording::~ProgramRecording()
+{
+    try {
+        close();
+    } catch (const std::exception&) {
+        // Who wants to know calls close().
+    }
+}
+
+std::string ProgramRecording::nameOf(std::uint32_t variable) const
+{
+    std::string name;
+    for (const std::string& scope : m_declared[variable].scopes) {
+        name += scope + ".";
+    }
+    return name + m_declared[variable].name;
+}
+
+void ProgramRecording::checkRequest(const VariableRequest& request) const
+{
+    const auto refuse = [&](const std::string& why) {
+        throw Failure(fmt::format("{}: {}: {}", m_options.output, inQuotes(request.name), why));
+    };
+    if (m_recorder != nullptr || m_isClosed) {
+        refuse("variables are declared before the first time and value");
+    }
+    if (request.name.empty()) {
+        refuse("a variable has a name");
+    }
+    const bool isWord =
+        !request.kind.empty() && std::all_of(request.kind.begin(), request.kind.end(), [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+        });
+    if (!isWord) {
+        refuse("its kind is a word as wire, reg, integer, real, string or event");
+    }
+    if (request.width < 1 || request.width > kMostBits) {
+        refuse(fmt::format("it has 1 to {} bits", kMostBits));
+    }
+    constexpr long long kFarthest = 1LL << 40;
+    const bool isFar = std::abs(request.left) > kFarthest || std::abs(request.right) > kFarthest;
+    if (request.hasRange && (isFar || std::abs(request.left - request.right) + 1 !=
+                                          static_cast<long long>(request.width))) {
+        refuse(fmt::format("its range has as many bits as it, {}", request.width));
+    }
+}
+
+std::uint32_t ProgramRecording::add(VariableRequest request)
+{
+    checkRequest(request);
+    const ValueKind& kind = declaredKind(request.kind, request.width);
+    m_kinds.push_back(&kind);
+    m_widths.push_back(kind.isLetter() ? 1 : request.width);
+    m_declared.push_back(std::move(request));
+    return static_cast<std::uint32_t>(m_declared.size() - 1);
+}
+
+void ProgramRecording::addAlias(std::uint32_t variable, VariableRequest request)
+{
+    checkRequest(request);
+    m_aliases.push_back({{m_declared.size(), variable}, std::move(request)});
+}
+
+Declarations ProgramRecording::declare()
+{
+    DeclarationsBuilder builder(m_version, m_timescale);
+    std::vector<std::string> scopes;
+    const auto enter = [&](const std::vector<std::string>& wanted) {
+        const auto common = static_cast<std::size_t>(
+            std::mismatch(scopes.begin(), scopes.end(), wanted.begin(), wanted.end()).first -
+            scopes.begin());
+        for (; scopes.size() > common; scopes.pop_back()) {
+            builder.closeScope();
+        }
+        for (; scopes.size() < wanted.size(); scopes.push_back(wanted[scopes.size()])) {
+            builder.openScope("module", wanted[scopes.size()]);
+        }
+    };
+    const auto describe = [&](const VariableRequest& request) {
+        enter(request.scopes);
+        builder.setDirection(request.direction);
+        if (!request.type.empty()) {
+            builder.setType(request.type);
+        }
+        if (request.isSigned) {
+            builder.setSigned();
+        }
+        if (!request.valueNames.empty()) {
+            builder.setEnumeration(builder.addEnumeration(request.type, request.valueNames));
+        }
+    };
+    const auto rangeOf = [](const VariableRequest& request) {
+        const ValueKind& kind = declaredKind(request.kind, request.width);
+        return request.hasRange                ? request.left == request.right
+                                                     ? fmt::format("[{}]", request.left)
+                                                     : fmt::format("[{}:{}]", request.left, request.right)
+                              : isVector(kind, request.width) ? fmt::format("[{}:0]", request.width - 1)
+                                               : std::string();
+    };
+    std::size_t alias = 0;
+    for (std::size_t i = 0; i <= m_declared.size(); ++i) {
+        for (; alias < m_aliases.size() && m_aliases[alias].first.place == i; ++alias) {
+            const VariableRequest& request = m_aliases[alias].second;
+            describe(request);
+            builder.addAlias(request.kind, request.name, rangeOf(request), request.width,
+                             m_aliases[alias].first.variable);
+        }
+        if (i < m_declared.size()) {
+            const VariableRequest& request = m_declared[i];
+            describe(request);
+            builder.addVariable(request.kind, request.name, rangeOf(request), request.width,
+                                *m_kinds[i]);
+        }
+    }
+    return builder.finish();
+}
+
+void ProgramRecording::begin()
+{
+    if (m_recorder != nullptr) {
+        return;
+    }
+    if (m_isClosed) {
+        throw Failure(fmt::format("{}: the recording is closed", m_options.output));
+    }
+    m_recorder = std::make_unique<Recorder>(declare(), m_options, [this](const std::string& line) {
+        const std::lock_guard lock(m_failureMutex);
+        m_failure = m_failure.empty() ? line : m_failure;
+    });
+    if (!m_recorder->open()) {
+        m_recorder.reset();
+        m_isClosed = true;
+        s_isThere = false;
+        throw Failure(takeFailure());
+    }
+}
+
+void ProgramRecording::stepFirst(long long time)
+{
+    begin();
+    if (time < m_time) {
+        throw Failure(fmt::format("{}: time goes on, and never back: {} comes behind {}",
+                                  m_options.output, time, m_time));
+    }
+}
+
+void ProgramRecording::setWords(std::uint32_t variable, const std::uint64_t* a,
+                                const std::uint64_t* b)
+{
+    const unsigned int width = m_widths[variable];
+    if (width <= 64) {
+        setBits(variable, a[0], b[0]);
+        return;
+    }
+    begin();
+    std::vector<std::uint32_t> groups((width + 31) / 32 * 2);
+    for (unsigned int group = 0; group < groups.size() / 2; ++group) {
+        const unsigned int shift = group % 2 * 32;
+        const unsigned int left = width - 32 * group;
+        const std::uint32_t mask = left >= 32 ? ~0u : (1u << left) - 1;
+        groups[2 * group] = static_cast<std::uint32_t>(a[group / 2] >> shift) & mask;
+        groups[2 * group + 1] = static_cast<std::uint32_t>(b[group / 2] >> shift) & mask;
+    }
+    m_recorder->values().storeGroups(variable,
+                                     reinterpret_cast<const unsigned char*>(groups.data()));
+}
+
+bool ProgramRecording::setLetters(std::uint32_t variable, std::string_view letters)
+{
+    if (letters.empty() || letters.size() > m_widths[variable] || !areLetters(letters)) {
+        return false;
+    }
+    begin();
+    return m_recorder->values().store(variable, ChangeForm::Letters, letters);
+}
+
+void ProgramRecording::setText(std::uint32_t variable, std::string_view text)
+{
+    begin();
+    m_recorder->values().store(variable, ChangeForm::Text, text);
+}
+
+void ProgramRecording::fire(std::uint32_t variable)
+{
+    begin();
+    m_recorder->values().fire(variable, 1);
+}
+
+void ProgramRecording::sync()
+{
+    begin();
+    m_recorder->flush();
+}
+
+void ProgramRecording::close()
+{
+    if (m_isClosed) {
+        return;
+    }
+    if (m_recorder == nullptr) {
+        begin();
+    }
+    m_isClosed = true;
+    m_recorder->close();
+    m_recorder.reset();
+    s_isThere = false;
+    if (const std::string failure = takeFailure(); !failure.empty()) {
+        throw Failure(failure);
+    }
+}
+
+std::string ProgramRecording::takeFailure()
+{
+    const std::lock_guard lock(m_failureMutex);
+    return std::exchange(m_failure, {});
+}
+
+} // namespace tracewell

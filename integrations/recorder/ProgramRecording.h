@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#pragma once
+
+#include "recorder/Recorder.h"
+
+#include "names/Declarations.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tracewell {
+
+/// "1ns", "10 ps": a whole number and a unit from s to zs.
+/// \throws Failure for anything else
+Timescale parseTimescale(std::string_view text);
+
+/// How a variable is declared.
+struct VariableRequest
+{
+    /// Outermost first; may be empty.
+    std::vector<std::string> scopes;
+    std::string name;
+    /// The keyword: wire, reg, integer, real, string, event, ...
+    std::string kind = "wire";
+    unsigned int width = 1;
+    /// Numbers of the leftmost and the rightmost bit; a vector without is numbered down to 0.
+    bool hasRange = false;
+    long long left = 0;
+    long long right = 0;
+    Direction direction = Direction::None;
+    /// The name that the source has for its type; may be empty.
+    std::string type;
+    bool isSigned = false;
+    /// Letters and names of values; may be empty.
+    std::vector<std::pair<std::string, std::string>> valueNames;
+};
+
+/// A recording that a program makes of itself: first its variables, then times and values. On one
+/// thread at a time; one at a time in a process.
+class ProgramRecording
+{
+public:
+    /// \throws Failure when another one is there.
+    ProgramRecording(RecorderOptions options, const Timescale& timescale, std::string version);
+    ProgramRecording(const ProgramRecording&) = delete;
+    ProgramRecording& operator=(const ProgramRecording&) = delete;
+    /// Closes; who wants to know whether it is whole calls close().
+    ~ProgramRecording();
+
+    /// Declares a variable and answers its number, from 0 on.
+    /// \throws Failure for what cannot be declared, and once the recording has begun
+    std::uint32_t add(VariableRequest request);
+    /// Another name for a variable. \throws as add
+    void addAlias(std::uint32_t variable, VariableRequest request);
+    /// Makes the file. The first of the operations below does it by itself.
+    /// \throws Failure
+    void begin();
+    bool hasBegun() const { return m_recorder != nullptr; }
+
+    std::uint32_t variables() const { return static_cast<std::uint32_t>(m_kinds.size()); }
+    const ValueKind& kindOf(std::uint32_t variable) const { return *m_kinds[variable]; }
+    unsigned int widthOf(std::uint32_t variable) const { return m_declared[variable].width; }
+    std::string nameOf(std::uint32_t variable) const;
+
+    // The variable is one of the recording's, and the value one of its kind.
+
+    /// \throws Failure when it goes back, or is below 0.
+    void setTime(long long time)
+    {
+        if (time < m_time || m_recorder == nullptr) {
+            stepFirst(time);
+        }
+        m_time = time;
+        m_recorder->setTime(time);
+    }
+    long long time() const { return m_time; }
+    /// Of a level or a vector of at most 64 bits: a and b of each bit, a + 2 b being 0, 1, 2 (z) or
+    /// 3 (x). Bits above the width do not count.
+    void setBits(std::uint32_t variable, std::uint64_t a, std::uint64_t b)
+    {
+        if (m_recorder == nullptr) {
+            begin();
+        }
+        ValueRecorder& values = m_recorder->values();
+        const unsigned int width = m_widths[variable];
+        if (width == 1) {
+            values.storeScalar(variable, static_cast<std::uint8_t>((a & 1) | (b & 1) << 1));
+            return;
+        }
+        const std::uint64_t mask =
+            width >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1;
+        a &= mask;
+        b &= mask;
+        const std::uint32_t groups[] = {
+            static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b),
+            static_cast<std::uint32_t>(a >> 32), static_cast<std::uint32_t>(b >> 32)};
+        values.storeGroups(variable, reinterpret_cast<const unsigned char*>(groups));
+    }
+    /// Of a level or a vector of any width: 64 bits a word, the lowest first, of both.
+    void setWords(std::uint32_t variable, const std::uint64_t* a, const std::uint64_t* b);
+    /// Of the same: letters of nine states, the leftmost first; missing ones repeat the leftmost, 0
+    /// in place of 1. False for what are no letters.
+    bool setLetters(std::uint32_t variable, std::string_view letters);
+    void setReal(std::uint32_t variable, double number)
+    {
+        if (m_recorder == nullptr) {
+            begin();
+        }
+        m_recorder->values().storeReal(variable, number);
+    }
+    void setText(std::uint32_t variable, std::string_view text);
+    void fire(std::uint32_t variable);
+
+    /// What was recorded so far is in the file, and survives the death of the process.
+    void sync();
+    /// Finishes the file. \throws Failure when it is not whole
+    void close();
+    /// What went wrong since it was asked last; empty for nothing. Nothing is recorded behind it.
+    std::string takeFailure();
+
+private:
+    void require(bool isBefore, const std::string& name) const;
+    void checkRequest(const VariableRequest& request) const;
+    Declarations declare();
+    void stepFirst(long long time);
+
+    const RecorderOptions m_options;
+    const Timescale m_timescale;
+    const std::string m_version;
+    struct Alias
+    {
+        std::size_t place;
+        std::uint32_t variable;
+    };
+    /// Variables by their numbers; aliases apart, with the number in front of which they stand.
+    std::vector<VariableRequest> m_declared;
+    std::vector<std::pair<Alias, VariableRequest>> m_aliases;
+    std::vector<const ValueKind*> m_kinds;
+    std::vector<unsigned int> m_widths;
+    long long m_time = 0;
+    std::mutex m_failureMutex;
+    /// Guarded by m_failureMutex: any thread may meet one.
+    std::string m_failure;
+    std::unique_ptr<Recorder> m_recorder;
+    bool m_isClosed = false;
+};
+
+} // namespace tracewell

@@ -1,0 +1,390 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "OpenRun.h"
+
+#include "changes/ChangeStream.h"
+#include "diff/SignalPairs.h"
+#include "draw/Picture.h"
+#include "search/Search.h"
+#include "text/Failure.h"
+#include "wave/ObservedValue.h"
+#include "wave/SignalSelection.h"
+#include "wave/ValueText.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <utility>
+
+namespace tracewell {
+
+namespace {
+
+/// Opening makes temporary recordings, one at a time.
+std::mutex& openingMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::mutex& storageMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
+
+/// Guarded by storageMutex().
+std::string& storageFailure()
+{
+    static std::string failure;
+    return failure;
+}
+
+std::unique_ptr<ViewSource> openFile(const std::string& path, Reach reach)
+{
+    const std::lock_guard lock(openingMutex());
+    return std::make_unique<FileSource>(path, reach);
+}
+
+/// Calls `work` with decimals for the times of both runs, until these suffice.
+template <class Work> void withDigits(const std::string& a, const Work& work)
+{
+    int digitsOfA = 0;
+    int digitsOfB = 0;
+    for (;;) {
+        try {
+            work(digitsOfA, digitsOfB);
+            return;
+        } catch (const FinerTimesNeeded& needed) {
+            (needed.path == a ? digitsOfA : digitsOfB) = needed.fractionDigits;
+        }
+    }
+}
+
+} // namespace
+
+void tellStorageFailure(const std::string& line)
+{
+    const std::lock_guard lock(storageMutex());
+    std::string& failure = storageFailure();
+    failure = failure.empty() ? line : failure;
+}
+
+std::string takeStorageFailure()
+{
+    const std::lock_guard lock(storageMutex());
+    return std::exchange(storageFailure(), {});
+}
+
+OpenRun::OpenRun(std::string path, Reach reach)
+    : m_path(std::move(path)), m_reach(reach), m_source(openFile(m_path, reach))
+{}
+
+OpenRun::OpenRun(std::string path, std::unique_ptr<ViewSource> source)
+    : m_path(std::move(path)), m_source(std::move(source)), m_isLive(true)
+{}
+
+void OpenRun::end()
+{
+    const std::lock_guard lock(m_mutex);
+    m_values.reset();
+    m_source.reset();
+}
+
+void OpenRun::requireFile() const
+{
+    if (m_isLive) {
+        throw Failure(fmt::format("{}: a simulation that runs is neither searched nor compared; "
+                                  "open its recording",
+                                  m_path));
+    }
+}
+
+/// With the signals of the run that is there now.
+template <class Ask> auto OpenRun::locked(const Ask& ask) const
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_source == nullptr) {
+        throw Failure(fmt::format("{}: the run is closed", m_path));
+    }
+    if (m_signals.empty() || m_generation != m_source->generation()) {
+        m_generation = m_source->generation();
+        m_values.reset();
+        m_places.clear();
+        m_signals = allSignals(m_source->names());
+        for (std::size_t i = 0; i < m_signals.size(); ++i) {
+            m_places.emplace(m_signals[i].label, i);
+        }
+    }
+    return ask();
+}
+
+TimeText OpenRun::timeText() const
+{
+    return locked([&] { return m_source->names().timeText(); });
+}
+
+long long OpenRun::latestTime() const
+{
+    return locked([&] { return m_source->latestTime(); });
+}
+
+std::vector<Signal> OpenRun::signals() const
+{
+    return locked([&] { return m_signals; });
+}
+
+std::vector<std::string> OpenRun::names() const
+{
+    return locked([&] {
+        std::vector<std::string> names;
+        names.reserve(m_signals.size());
+        for (const Signal& signal : m_signals) {
+            names.push_back(signal.label);
+        }
+        return names;
+    });
+}
+
+std::size_t OpenRun::size() const
+{
+    return locked([&] { return m_signals.size(); });
+}
+
+Signal OpenRun::signal(const std::string& name) const
+{
+    return locked([&] {
+        if (const auto place = m_places.find(name); place != m_places.end()) {
+            return m_signals[place->second];
+        }
+        std::vector<Signal> found;
+        try {
+            found = selectSignals(m_source->names(), {name});
+        } catch (const Failure& e) {
+            throw UnknownName{e.what()};
+        }
+        if (found.size() > 1) {
+            throw UnknownName{fmt::format("{}: {} signals go by {}, from {} on; name one, or ask "
+                                          "find() for all",
+                                          m_path, found.size(), name, found[0].label)};
+        }
+        return found[0];
+    });
+}
+
+std::vector<Signal> OpenRun::select(const std::vector<std::string>& names) const
+{
+    return locked([&] {
+        try {
+            return selectSignals(m_source->names(), names);
+        } catch (const Failure& e) {
+            throw UnknownName{e.what()};
+        }
+    });
+}
+
+std::map<std::string, std::string> OpenRun::valueNames(const Signal& signal) const
+{
+    return locked([&] {
+        std::map<std::string, std::string> names;
+        if (signal.enumeration != nullptr) {
+            for (const auto& [letters, name] : signal.enumeration->names) {
+                names.emplace(ValueText::widen(letters, signal.width), name);
+            }
+        }
+        return names;
+    });
+}
+
+/// The lock is held.
+const SignalValues& OpenRun::valuesOf(const Signal& signal) const
+{
+    if (m_values == nullptr || m_label != signal.label) {
+        m_values.reset();
+        m_values = m_source->values({signal});
+        m_label = signal.label;
+    }
+    return *m_values;
+}
+
+std::vector<HistoryArrays> OpenRun::histories(const std::vector<Signal>& signals, long long from,
+                                              long long to) const
+{
+    return locked([&] {
+        std::vector<HistoryArrays> arrays;
+        const bool isOne = signals.size() == 1;
+        std::unique_ptr<SignalValues> own;
+        if (!isOne && !signals.empty()) {
+            own = m_source->values(signals);
+        }
+        const long long end = std::min(to, m_source->latestTime());
+        m_source->whileSteady([&] {
+            for (std::size_t i = 0; i < signals.size(); ++i) {
+                const SignalValues& values = isOne ? valuesOf(signals[0]) : *own;
+                arrays.push_back(readHistory(values, i, from, end));
+            }
+        });
+        return arrays;
+    });
+}
+
+std::optional<std::string> OpenRun::textAt(const Signal& signal, long long time) const
+{
+    return locked([&] {
+        std::optional<std::string> text;
+        m_source->whileSteady([&] {
+            const SignalValues& values = valuesOf(signal);
+            const ValueText valueText([&](long long id) { return values.lookUp(id); });
+            const auto cursor = values.cursor(0, {time, time, 0});
+            while (cursor->next()) {
+                if (cursor->state().kind == SignalState::Kind::Value) {
+                    text = valueText.format(signal, cursor->state());
+                }
+            }
+        });
+        return text;
+    });
+}
+
+std::optional<long long> OpenRun::nextChange(const Signal& signal, long long time) const
+{
+    return locked([&] {
+        std::optional<long long> found;
+        m_source->whileSteady([&] { found = valuesOf(signal).nextChange(0, time); });
+        return found;
+    });
+}
+
+std::optional<long long> OpenRun::previousChange(const Signal& signal, long long time) const
+{
+    return locked([&] {
+        std::optional<long long> found;
+        m_source->whileSteady([&] { found = valuesOf(signal).previousChange(0, time); });
+        return found;
+    });
+}
+
+std::string OpenRun::draw(const std::vector<std::string>& names, long long from, long long to,
+                          unsigned int width) const
+{
+    const std::vector<Signal> signals = names.empty() ? this->signals() : select(names);
+    return locked([&] {
+        Picture picture;
+        picture.title = std::filesystem::path(m_path).filename().string();
+        picture.timeText = m_source->names().timeText();
+        picture.window.from = from;
+        picture.window.to = std::max(to, from + 1);
+        const auto values = m_source->values(signals);
+        std::string svg;
+        m_source->whileSteady([&] {
+            fillLanes(picture, *values, m_source->latestTime(), svgWaveWidth(signals, width),
+                      kSvgShortestText);
+            svg = drawSvg(picture, width);
+        });
+        return svg;
+    });
+}
+
+SearchAnswer OpenRun::search(const SearchRequest& request) const
+{
+    requireFile();
+    SearchAnswer answer;
+    withDigits(m_path, [&](int digits, int /*none*/) {
+        answer = {};
+        const auto changes = ChangeStream::openRun(m_path, digits, false, m_reach);
+        SignalNames names(m_path);
+        names.take(changes->declarations());
+        SearchOrder order;
+        order.expression = {request.expression, "expression"};
+        if (!request.on.empty()) {
+            order.on = ExpressionText{request.on, "on"};
+        }
+        if (!request.follower.empty()) {
+            order.follower = ExpressionText{request.follower, "then"};
+            order.within = request.within;
+        }
+        order.isSampledAt = request.isSampledAt;
+        order.atLeast = request.atLeast;
+        order.scope = request.scope;
+        order.from = request.from;
+        order.to = request.to.value_or(order.to);
+        std::vector<Signal> shown;
+        if (!request.shown.empty()) {
+            shown = selectSignals(names, request.shown);
+        }
+        for (const Signal& signal : shown) {
+            order.shown.push_back(objectOf(names, signal));
+            answer.names.push_back(signal.label);
+        }
+        Search search(*changes, names, std::move(order));
+        ObservedValueText valueText;
+        search.run(
+            [&](SearchMatch& match) {
+                answer.begins.push(match.begin);
+                answer.ends.push(match.end.value_or(-1));
+                if (!shown.empty()) {
+                    answer.values.emplace_back();
+                }
+                for (std::size_t i = 0; i < shown.size(); ++i) {
+                    answer.values.back().push_back(
+                        valueText
+                            .format(shown[i], {match.values[i], match.values[i].empty() ? 0u : 1u})
+                            .value_or(""));
+                }
+                return request.most == 0 || answer.begins.size() < request.most;
+            },
+            [](double) {});
+    });
+    answer.begins.shrink();
+    answer.ends.shrink();
+    return answer;
+}
+
+DiffAnswer OpenRun::diff(const OpenRun& other, const std::vector<std::string>& names,
+                         const std::vector<std::string>& ignored) const
+{
+    requireFile();
+    other.requireFile();
+    DiffAnswer answer;
+    withDigits(m_path, [&](int digitsOfA, int digitsOfB) {
+        answer = {};
+        const auto a = ChangeStream::openRun(m_path, digitsOfA, false, m_reach);
+        const auto b = ChangeStream::openRun(other.m_path, digitsOfB, false, other.m_reach);
+        SignalNames namesOfA(m_path);
+        SignalNames namesOfB(other.m_path);
+        namesOfA.take(a->declarations());
+        namesOfB.take(b->declarations());
+        const CommonTime time(a->declarations().timescale, b->declarations().timescale);
+        const SignalPairs pairs = pairSignals(namesOfA, namesOfB, names, ignored);
+        RunComparison comparison(*a, *b, time, pairs.pairs);
+        comparison.run({}, [](double) {});
+        ObservedValueText valueText;
+        for (const Difference& difference : comparison.differences()) {
+            const SignalPair& pair = pairs.pairs[difference.pair];
+            answer.differences.push_back({pair.a.label, time.toA(difference.time),
+                                          valueText.format(pair.a, difference.a),
+                                          valueText.format(pair.b, difference.b)});
+        }
+        answer.onlyInA = pairs.onlyInA;
+        answer.onlyInB = pairs.onlyInB;
+    });
+    return answer;
+}
+
+std::vector<std::string> OpenRun::newShortfalls() const
+{
+    return locked([&] {
+        std::vector<std::string> lines;
+        for (std::string& line : m_source->shortfalls()) {
+            if (std::find(m_told.begin(), m_told.end(), line) == m_told.end()) {
+                m_told.push_back(line);
+                lines.push_back(std::move(line));
+            }
+        }
+        return lines;
+    });
+}
+
+} // namespace tracewell

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "arrays/HistoryArrays.h"
+
+#include "values/FourState.h"
+#include "values/VcdValues.h"
+#include "wave/ValueText.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace tracewell {
+
+namespace {
+
+HistoryArrays::Kind kindOf(const Signal& signal)
+{
+    const ValueKind& kind = *signal.valueKind;
+    return kind.fires()     ? HistoryArrays::Kind::Event
+           : kind.isText()  ? HistoryArrays::Kind::Text
+           : kind.hasBits() ? HistoryArrays::Kind::Bits
+           : kind.isRaw()   ? HistoryArrays::Kind::Bytes
+                            : HistoryArrays::Kind::Real;
+}
+
+/// Puts the states of a cursor behind each other.
+class Reader
+{
+public:
+    Reader(const SignalValues& values, std::size_t index, HistoryArrays& arrays)
+        : m_values(values), m_signal(values.signals()[index]), m_arrays(arrays),
+          m_bits(m_signal.width), m_plainBits(m_signal.width + m_signal.bitsBefore),
+          m_valueText([&values](long long id) { return values.lookUp(id); })
+    {
+        arrays.kind = kindOf(m_signal);
+        m_mask = m_signal.width >= 32 ? 0xffffffffu : (1u << m_signal.width) - 1;
+        arrays.width = arrays.kind == HistoryArrays::Kind::Event ? 1 : m_signal.width;
+        arrays.wordsEach = arrays.kind == HistoryArrays::Kind::Bits
+                               ? static_cast<unsigned int>(m_bits.words())
+                           : arrays.kind == HistoryArrays::Kind::Bytes
+                               ? static_cast<unsigned int>((m_signal.size + 7) / 8)
+                               : 1;
+    }
+
+    /// Whether takePlain() knows what to do.
+    bool takesPlain() const
+    {
+        return m_signal.width <= 32 || m_arrays.kind == HistoryArrays::Kind::Real;
+    }
+    /// The plain value alone, of at most eight bytes.
+    void takePlain(long long time, unsigned long long bytes)
+    {
+        if (m_arrays.kind == HistoryArrays::Kind::Real) {
+            double number = 0;
+            std::memcpy(&number, &bytes, sizeof number);
+            putReal(time, number);
+            return;
+        }
+        const bool isLetter = m_signal.valueKind->isLetter();
+        const unsigned int letter =
+            isLetter ? nearestFourState(static_cast<std::uint8_t>(bytes)) : 0;
+        const unsigned long long a = isLetter ? letter & 1 : bytes & m_mask;
+        const unsigned long long b = isLetter ? letter >> 1 : bytes >> 32 & m_mask;
+        if (m_arrays.size() == 0 || a != m_lastA || b != m_lastB) {
+            m_lastA = a;
+            m_lastB = b;
+            m_arrays.times.push(time);
+            m_arrays.words.push(a & ~b);
+            m_arrays.unknown.push(b);
+        }
+    }
+
+    void take(long long time, const SignalState& state)
+    {
+        if (state.kind != SignalState::Kind::Value) {
+            return;
+        }
+        switch (m_arrays.kind) {
+        case HistoryArrays::Kind::Bits:
+            takeBits(time, state);
+            break;
+        case HistoryArrays::Kind::Event:
+            m_arrays.times.push(time);
+            m_arrays.words.push(state.firings);
+            break;
+        case HistoryArrays::Kind::Text:
+            takeText(time, state);
+            break;
+        case HistoryArrays::Kind::Real:
+            takeReal(time, state);
+            break;
+        case HistoryArrays::Kind::Bytes:
+            takeBytes(time, state);
+            break;
+        }
+    }
+
+private:
+    void takeBits(long long time, const SignalState& state)
+    {
+        if (state.override.kind == 0 && state.letters.empty() && m_signal.valueKind->isLetter()) {
+            m_bits.setBit(0, nearestFourState(state.plain[0]));
+        } else if (state.override.kind == 0 && state.letters.empty()) {
+            m_plainBits.setGroups(state.plain.data());
+            m_bits.setSelected(m_plainBits, m_signal.bitsBefore);
+        } else {
+            const std::string letters = m_valueText.letters(m_signal, state);
+            if (letters.size() == m_signal.width) {
+                m_bits.setLetters(letters);
+            } else {
+                m_bits.fill(3);
+            }
+        }
+        const std::size_t words = m_bits.words();
+        unsigned long long* const value = m_arrays.words.extend(words);
+        unsigned long long* const unknown = m_arrays.unknown.extend(words);
+        for (std::size_t i = 0; i < words; ++i) {
+            value[i] = m_bits.a()[i] & ~m_bits.b()[i];
+            unknown[i] = m_bits.b()[i];
+        }
+        // x and z are told apart by the state that was taken.
+        if (m_arrays.size() > 0 && m_last.isSame(m_bits)) {
+            m_arrays.words.dropLast(words);
+            m_arrays.unknown.dropLast(words);
+            return;
+        }
+        m_last = m_bits;
+        m_arrays.times.push(time);
+    }
+
+    void takeText(long long time, const SignalState& state)
+    {
+        std::string text = textOf(state);
+        if (m_arrays.texts.empty() || m_arrays.texts.back() != text) {
+            m_arrays.times.push(time);
+            m_arrays.texts.push_back(std::move(text));
+        }
+    }
+
+    std::string textOf(const SignalState& state) const
+    {
+        TextReference reference = state.override;
+        if (reference.kind == 0 && state.plain.size() >= sizeof reference) {
+            std::memcpy(&reference, state.plain.data(), sizeof reference);
+        }
+        std::string text;
+        for (unsigned int piece = 0; piece < reference.pieces; ++piece) {
+            text += m_values.lookUp(static_cast<long long>(reference.firstId) + piece);
+        }
+        return text;
+    }
+
+    void takeReal(long long time, const SignalState& state)
+    {
+        double number = std::numeric_limits<double>::quiet_NaN();
+        if (state.override.kind != 0) {
+            if (toReal(textOf(state), number) == RealForm::Invalid) {
+                number = std::numeric_limits<double>::quiet_NaN();
+            }
+        } else {
+            number = m_valueText.number(m_signal, state).value_or(number);
+        }
+        putReal(time, number);
+    }
+
+    void putReal(long long time, double number)
+    {
+        if (m_arrays.size() == 0 ||
+            std::memcmp(&m_arrays.reals.back(), &number, sizeof number) != 0) {
+            m_arrays.times.push(time);
+            m_arrays.reals.push(number);
+        }
+    }
+
+    void takeBytes(long long time, const SignalState& state)
+    {
+        unsigned long long* const value = m_arrays.words.extend(m_arrays.wordsEach);
+        std::fill_n(value, m_arrays.wordsEach, 0);
+        std::memcpy(value, state.plain.data(),
+                    std::min(state.plain.size(), 8 * std::size_t{m_arrays.wordsEach}));
+        m_arrays.times.push(time);
+    }
+
+    const SignalValues& m_values;
+    const Signal& m_signal;
+    HistoryArrays& m_arrays;
+    FourState m_bits;
+    FourState m_plainBits;
+    FourState m_last;
+    // Of takePlain().
+    unsigned long long m_mask = 0;
+    unsigned long long m_lastA = 0;
+    unsigned long long m_lastB = 0;
+    ValueText m_valueText;
+};
+
+} // namespace
+
+HistoryArrays readHistory(const SignalValues& values, std::size_t signal, long long from,
+                          long long to)
+{
+    HistoryArrays arrays;
+    Reader reader(values, signal, arrays);
+    if (from > to) {
+        return arrays;
+    }
+    const auto takePlain = [&](long long time, unsigned long long bytes) {
+        reader.takePlain(std::max(time, from), bytes);
+    };
+    if (!reader.takesPlain() || !values.visitPlain(signal, from, to, takePlain)) {
+        const std::unique_ptr<SignalCursor> cursor = values.cursor(signal, {from, to, 0});
+        while (cursor->next()) {
+            reader.take(std::max(cursor->time(), from), cursor->state());
+        }
+    }
+    arrays.times.shrink();
+    arrays.words.shrink();
+    arrays.unknown.shrink();
+    arrays.reals.shrink();
+    return arrays;
+}
+
+} // namespace tracewell
