@@ -20,7 +20,7 @@ std::atomic<bool> s_isThere{false};
 LiveRun::LiveRun(const ChannelPlace& place, const std::string& output)
 {
     if (s_isThere.exchange(true)) {
-        throw Failure("a simulation is followed in this process already; close that one first");
+        throw Failure("a simulation is followed in this process already; close its run first");
     }
     try {
         m_channel.place() = place;

@@ -58,8 +58,8 @@ def open(path, *, beyond=False):  # pylint: disable=redefined-builtin
 class Run:
     """A recording: its signals by name. `for name in run` gives all names; `len(run)` counts them."""
 
-    def __init__(self, run):
-        self._run = run
+    def __init__(self, run, live=None):
+        self._run, self._live = run, live
 
     @property
     def path(self):
@@ -181,6 +181,8 @@ class Run:
 
     def close(self):
         """Closes the file. Histories stay."""
+        if self._live is not None:
+            self._live.close()
         self._run.close()
 
     def __enter__(self):
@@ -545,9 +547,11 @@ def follow(channel=0, *, snapshot="live", directory=".", output=None, interval=0
     it has gone.
 
     Waits for a simulation on the channel, at most `timeout` seconds (TimeoutError). `moment.run` is
-    a Run that can be asked for histories meanwhile. With `output` the recording is kept there.
+    a Run that can be asked for histories meanwhile; that of the last moment stays until it is closed
+    or dropped. With `output` the recording is kept there, whole when that run is closed.
     """
     import time
+    ended = False
     live = _tracewell.LiveRun(channel, snapshot, os.fspath(directory),
                               "" if output is None else os.fspath(output))
     try:
@@ -556,13 +560,15 @@ def follow(channel=0, *, snapshot="live", directory=".", output=None, interval=0
             if timeout is not None and time.monotonic() - begin > timeout:
                 raise TimeoutError("no simulation came on channel %d" % channel)
             time.sleep(min(interval, 0.02))
-        run = Run(live.run())
+        run = Run(live.run(), live)
         while live.poll():
             yield LiveMoment(run, True)
             time.sleep(interval)
+        ended = True
         yield LiveMoment(run, False)
     finally:
-        live.close()
+        if not ended:
+            live.close()
 
 
 class Variable:

@@ -80,7 +80,8 @@ TEST_F(SearchCommand, findsStretchesMomentsAndRows)
                 ElementsAre("5-5", "15-15", "35-35"));
     EXPECT_THAT(find({"req", "--on", "posedge clk", "--for", "10"}), ElementsAre("15-25"));
     // At 20 the clock falls while it is requested; at 35 the event fires. What counts is before.
-    EXPECT_THAT(find({"top.data == 7", "--on", "negedge clk iff req or tick"}), ElementsAre("20-20"));
+    EXPECT_THAT(find({"top.data == 7", "--on", "negedge clk iff req or tick"}),
+                ElementsAre("20-20"));
     EXPECT_THAT(find({"$past(req)", "--on", "@(posedge clk)"}), ElementsAre("25-25", "35-35"));
 }
 
