@@ -335,7 +335,7 @@ SearchAnswer OpenRun::search(const SearchRequest& request) const
                 }
                 return request.most == 0 || answer.begins.size() < request.most;
             },
-            [](double) {});
+            [](double, long long) { return true; });
     });
     answer.begins.shrink();
     answer.ends.shrink();

@@ -177,7 +177,7 @@ void Search::select()
     m_changes.select(selection);
 }
 
-void Search::run(const MatchFinder::OnMatch& onMatch, const std::function<void(double)>& progress)
+void Search::run(const MatchFinder::OnMatch& onMatch, const Progress& progress)
 {
     m_finder->setOnMatch(onMatch);
     long long time = 0;
@@ -198,8 +198,8 @@ void Search::run(const MatchFinder::OnMatch& onMatch, const std::function<void(d
             break;
         }
         const bool isChanged = m_changes.advance();
-        if (++steps % kStepsOfProgress == 0) {
-            progress(m_changes.progress());
+        if (++steps % kStepsOfProgress == 0 && !progress(m_changes.progress(), time)) {
+            return;
         }
         if (isChanged && m_changes.time() <= m_changes.end()) {
             takeStep(m_changes.time());

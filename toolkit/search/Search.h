@@ -46,6 +46,8 @@ struct SearchOrder
 class Search
 {
 public:
+    using Progress = std::function<bool(double fraction, long long time)>;
+
     /// Selects what it needs in the stream, which is at its start. Both must outlive it.
     /// \throws Failure for wrong usage, with the place in the expression.
     Search(ChangeStream& changes, const SignalNames& names, SearchOrder order);
@@ -56,9 +58,10 @@ public:
     /// Whether they are several conditions one behind the other.
     bool findsSequences() const { return m_findsSequences; }
 
-    /// Once. `progress` is told the fraction that is done, now and then.
+    /// Once. `progress` is told the fraction that is done and the time that is looked at, now and
+    /// then, and stops the search by false.
     /// \throws as ChangeStream::next
-    void run(const MatchFinder::OnMatch& onMatch, const std::function<void(double)>& progress);
+    void run(const MatchFinder::OnMatch& onMatch, const Progress& progress);
 
 private:
     struct Trigger;

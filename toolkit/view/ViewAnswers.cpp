@@ -5,6 +5,7 @@
 #include "changes/ChangeStream.h"
 #include "diff/RunComparison.h"
 #include "files/OutputText.h"
+#include "search/Search.h"
 #include "text/Failure.h"
 #include "text/Utf8.h"
 
@@ -13,6 +14,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <new>
@@ -50,6 +52,43 @@ Json differencesOf(const std::string& pathOfA, const std::string& pathOfB)
             {"compared", pairs.pairs.size()},
             {"onlyInA", pairs.onlyInA.size()},
             {"onlyInB", pairs.onlyInB.size()}};
+}
+
+/// Where a condition is true in a run that is a file: so many matches, and so long a search, that a
+/// page does not wait in vain. `through` is null where there are no more.
+Json matchesOf(const std::string& path, const Json& request)
+{
+    constexpr std::size_t kMost = 20000;
+    constexpr std::chrono::seconds kLongest(3);
+    const auto changes = ChangeStream::openRun(path, 0, false);
+    SignalNames names(path);
+    names.take(changes->declarations());
+    SearchOrder order;
+    order.expression = {request.at("expression").get<std::string>(), "condition"};
+    if (const auto on = request.value("on", std::string()); !on.empty()) {
+        order.on = ExpressionText{on, "event"};
+    }
+    Search search(*changes, names, std::move(order));
+    Json begins = Json::array();
+    Json ends = Json::array();
+    Json through;
+    const auto deadline = std::chrono::steady_clock::now() + kLongest;
+    search.run(
+        [&](const SearchMatch& match) {
+            if (begins.size() == kMost) {
+                through = std::to_string(match.begin - 1);
+                return false;
+            }
+            begins.push_back(std::to_string(match.begin));
+            ends.push_back(match.end ? Json(std::to_string(*match.end)) : Json());
+            return true;
+        },
+        [&](double, long long time) {
+            const bool isOver = std::chrono::steady_clock::now() > deadline;
+            through = isOver ? Json(std::to_string(time)) : through;
+            return !isOver;
+        });
+    return {{"begins", begins}, {"ends", ends}, {"through", through}};
 }
 
 } // namespace
@@ -120,6 +159,12 @@ ViewAnswers::Json ViewAnswers::answerJson(const Json& request)
         return compare(request);
     }
     ViewedRun& run = *m_runs.at(request.value("run", std::size_t{0}));
+    if (ask == "matches") {
+        if (run.source().isRunning() || run.source().isWaiting()) {
+            throw Failure("a simulation that runs is not searched; view its recording");
+        }
+        return matchesOf(run.name(), request);
+    }
     if (ask == "scope") {
         return run.listScope(request);
     }

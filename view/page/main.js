@@ -4,6 +4,7 @@
 import { obey } from './control.js';
 import { listenForKeys } from './keys.js';
 import { LogView } from './log.js';
+import { isTrueAt, laneOf, matchFrom, readCondition, readMatches } from './matches.js';
 import { Model } from './model.js';
 import { askText, showHelp, showMenu, showPalette } from './palette.js';
 import { composePicture, download } from './pictures.js';
@@ -35,6 +36,8 @@ let keeps = false;
 let differences = new Map();
 /** @type {Map<number, Lane>} by row */
 const lanes = new Map();
+/** @type {Map<string, import('./matches.js').Matches>} by the condition as it was typed */
+const matches = new Map();
 /** Which rows and stretch the lanes are of. */
 let shownKey = '';
 let isWaiting = false;
@@ -173,7 +176,18 @@ function covers(lane) {
   return lane.from <= model.from && lane.to >= end;
 }
 
+/** Rows with matches need nobody. */
+function makeMatchLanes() {
+  for (const { row } of rows.placed()) {
+    const found = row.condition ? matches.get(row.condition) : undefined;
+    if (!found) continue;
+    const stretch = wantedStretch();
+    lanes.set(row.id, laneOf(found, stretch.from, stretch.to, latest));
+  }
+}
+
 async function fetchLanes() {
+  makeMatchLanes();
   if (isWaiting) {
     isStale = true;
     return;
@@ -210,6 +224,10 @@ async function fetchValues() {
   if (time === null) {
     rows.values.clear();
     return rows.draw();
+  }
+  for (const { row } of rows.placed()) {
+    const found = row.condition ? matches.get(row.condition) : undefined;
+    if (found) rows.values.set(row.id, isTrueAt(found, time) ? '1' : '0');
   }
   for (const run of new Set(shown.map(({ row }) => row.run || 0))) {
     const some = shown.filter(({ row }) => (row.run || 0) === run);
@@ -358,7 +376,7 @@ function takeNews(news) {
 async function openSession(session) {
   const wanted = session.rows || [];
   for (let run = 0; run < Math.max(1, runs.length); ++run) {
-    const some = wanted.filter((/** @type {any} */ row) => row.type === 'signal' && (row.run || 0) === run);
+    const some = wanted.filter((/** @type {any} */ row) => row.type === 'signal' && !row.condition && (row.run || 0) === run);
     const answer = some.length ? await server.ask('resolve', { run, names: some.map((/** @type {any} */ row) => row.name) }) : { variables: [] };
     some.forEach((/** @type {any} */ row, /** @type {number} */ i) => {
       const found = answer.variables[i];
@@ -369,7 +387,12 @@ async function openSession(session) {
       }
     });
   }
-  const lost = wanted.filter((/** @type {any} */ row) => row.type === 'signal' && row.v < 0).length;
+  for (const row of wanted) {
+    if (!row.condition) continue;
+    row.v = -2;
+    findMatches(row.condition).then(schedule).catch(complain);
+  }
+  const lost = wanted.filter((/** @type {any} */ row) => row.type === 'signal' && row.v === -1).length;
   model.edit(() => {
     model.rows = wanted.map((/** @type {any} */ row) => ({ label: '', depth: 0, radix: 'auto', point: 0, curve: '', scale: null, color: 0, tall: 1, run: 0, bits: null, ...row, id: ++model.lastId }));
     model.markers = (session.markers || []).map((/** @type {any} */ m) => ({ name: m.name, time: BigInt(m.time) }));
@@ -436,6 +459,50 @@ async function searchValue(forward, asks) {
   const answer = await server.ask('findValue', { run: row.run || 0, row: requestOf(row), time: (model.cursor ?? (forward ? 0n : latest)).toString(), text: searched, forward });
   if (answer.time === null) say(`${nameOf(row)} is not ${searched} ${forward ? 'behind' : 'before'} the cursor${answer.all ? '' : ' in the changes that were looked at'}.`);
   else setCursor(BigInt(answer.time), true);
+}
+
+/** What was looked for last. */
+let condition = '';
+
+/** Finds where a condition is true, unless that is known. @param {string} text */
+async function findMatches(text) {
+  const known = matches.get(text);
+  if (known) return known;
+  say('Searching …');
+  const found = readMatches(await server.ask('matches', { run: 0, ...readCondition(text) }));
+  matches.set(text, found);
+  return found;
+}
+
+/** @param {boolean} forward */
+async function stepMatch(forward) {
+  const text = input('condition').value.trim();
+  if (!text) return input('condition').focus();
+  const isNew = text !== condition;
+  const found = await findMatches(text);
+  condition = text;
+  const from = model.cursor ?? (forward ? -1n : latest + 1n);
+  const match = matchFrom(found, isNew && forward ? from - 1n : from, forward);
+  const more = found.through === null ? '' : `, looked for up to ${times.format(found.through)}`;
+  const count = `${found.begins.length} match${found.begins.length === 1 ? '' : 'es'}${more}`;
+  if (!match) return say(found.begins.length ? `No match ${forward ? 'behind' : 'before'} the cursor; ${count}.` : `It is never true${more}.`);
+  setCursor(match.time, true);
+  say(`Match ${match.index + 1} of ${count}.`);
+}
+
+/** The matches as a row. */
+async function addMatchRow() {
+  const text = input('condition').value.trim();
+  if (!text) return input('condition').focus();
+  const found = await findMatches(text);
+  condition = text;
+  /** @type {Row} */
+  const row = {
+    id: ++model.lastId, type: 'signal', label: '', depth: 0, run: 0, v: -2, name: text, form: found.areMoments ? 'event' : 'level', width: 1,
+    kind: 'condition', direction: '', vtype: '', range: '', bits: null, radix: 'auto', point: 0, curve: '', scale: null, color: 2, tall: 1, condition: text,
+  };
+  model.add([row]);
+  say(`${found.begins.length} match${found.begins.length === 1 ? '' : 'es'}.`);
 }
 
 async function countEdges() {
@@ -589,6 +656,10 @@ const commands = [
   { name: 'findValue', title: 'Find a value of the chosen signal', keys: 'V', run: () => searchValue(true, true).catch(complain) },
   { name: 'nextValue', title: 'The next such value', keys: 'N', run: () => searchValue(true, false).catch(complain) },
   { name: 'previousValue', title: 'The previous such value', keys: 'Shift+N', run: () => searchValue(false, false).catch(complain) },
+  { name: 'search', title: 'Search for a condition …', keys: 'Ctrl+F', run: () => { input('condition').focus(); input('condition').select(); } },
+  { name: 'nextMatch', title: 'Next match of the condition', keys: 'F3', run: () => stepMatch(true).catch(complain) },
+  { name: 'previousMatch', title: 'Previous match of the condition', keys: 'Shift+F3', run: () => stepMatch(false).catch(complain) },
+  { name: 'matchRow', title: 'Show the matches of the condition as a row', keys: 'Shift+F', run: () => addMatchRow().catch(complain) },
   { name: 'marker', title: 'Put a marker at the cursor', keys: 'M', run: addMarker },
   { name: 'nameMarker', title: 'Name the last marker', keys: 'Shift+M', run: () => nameMarker() },
   { name: 'nextMarker', title: 'Next marker', keys: ']', run: () => goMarker(true) },
@@ -716,13 +787,19 @@ for (const target of [stage]) {
 
 // The rest of the page.
 
-for (const [id, name] of [['zoom-in', 'zoomIn'], ['zoom-out', 'zoomOut'], ['fit', 'fit'], ['undo', 'undo'], ['redo', 'redo'], ['commands', 'palette'], ['help', 'help']]) {
+for (const [id, name] of [['zoom-in', 'zoomIn'], ['zoom-out', 'zoomOut'], ['fit', 'fit'], ['undo', 'undo'], ['match-next', 'nextMatch'], ['match-previous', 'previousMatch'], ['match-row', 'matchRow'], ['redo', 'redo'], ['commands', 'palette'], ['help', 'help']]) {
   element(id).addEventListener('click', () => commands.find((command) => command.name === name)?.run());
 }
 input('goto').addEventListener('keydown', (event) => {
   if (event.key !== 'Enter') return;
   goTo(input('goto').value);
   input('goto').blur();
+});
+input('condition').addEventListener('keydown', (event) => {
+  if (event.key === 'Escape') input('condition').blur();
+  if (event.key !== 'Enter') return;
+  event.preventDefault();
+  stepMatch(!event.shiftKey).catch(complain);
 });
 let searchTimer = 0;
 for (const id of ['pattern', 'mode', 'direction']) {

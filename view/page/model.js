@@ -10,7 +10,7 @@
  * @property {number} depth  how many groups it is in
  * @property {boolean} [open]  of a group
  * @property {number} [run]  of a signal, as all that follows
- * @property {number} [v]  its number in the run; -1 for one that the run does not have
+ * @property {number} [v]  its number in the run; -1 for one that the run does not have, -2 for a condition
  * @property {string} [name]
  * @property {string} [form]  level, bus, real, event, text
  * @property {number} [width]
@@ -24,6 +24,7 @@
  * @property {string} [curve]  '', steps or line
  * @property {[number, number] | null} [scale]  of a curve, by hand
  * @property {number} [color]
+ * @property {string} [condition]  what the row shows the matches of, in place of a signal
  * @property {number} [tall]  how many times as high as usual
  */
 

@@ -160,7 +160,7 @@ export class Rows {
     const shown = model.visible();
     for (const { row, y, height } of this.placed()) {
       const element = document.createElement('div');
-      element.className = 'row ' + row.type + (model.chosen.has(row.id) ? ' chosen' : '') + ((row.v ?? 0) < 0 ? ' lost' : '');
+      element.className = 'row ' + row.type + (model.chosen.has(row.id) ? ' chosen' : '') + ((row.v ?? 0) === -1 ? ' lost' : '');
       element.dataset.id = String(row.id);
       element.id = 'row-' + row.id;
       element.draggable = true;
@@ -188,7 +188,7 @@ export class Rows {
       const name = nameOf(row);
       // The end of a path says more than its start.
       label.textContent = this.isShort && row.type === 'signal' && !row.label ? name.replace(/^.*\.(?=[^.]*\.[^.]*$)/, '') : name;
-      label.title = name + (row.type === 'signal' ? ` (${[row.direction, row.vtype || row.kind, (row.v ?? 0) < 0 ? 'not in this recording' : ''].filter(Boolean).join(', ')})` : '');
+      label.title = name + (row.type === 'signal' ? ` (${[row.direction, row.vtype || row.kind, (row.v ?? 0) === -1 ? 'not in this recording' : ''].filter(Boolean).join(', ')})` : '');
       if (row.color) label.style.color = kRowColors[row.color];
       element.append(label);
       if (row.type === 'signal') {

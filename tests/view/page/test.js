@@ -87,6 +87,36 @@ const tests = {
     await page.close();
   },
 
+  async 'a condition is searched, stepped through and shown as a row'() {
+    const page = await open(await view([file('a.vcd')]));
+    const told = execFileSync(tracewell, ['search', file('a.vcd'), 'top.count[2:0] == 5 && top.clk', '--json'])
+      .toString().trim().split('\n').slice(0, -1).map((line) => JSON.parse(line));
+    await press(page, 'Control+f');
+    await page.keyboard.type('top.count[2:0] == 5 && clk');
+    await press(page, 'Enter');
+    await until(page, '#message', new RegExp(`Match 1 of ${told.length} matches`));
+    assert.equal(await cursor(page), String(told[0].time));
+    await press(page, 'Enter', 'Enter', 'Shift+Enter');
+    assert.equal(await cursor(page), String(told[1].time));
+    await page.click('#match-row');
+    await until(page, '#rows-body', /top\.count\[2:0\] == 5 && clk/);
+    await page.waitForTimeout(400);
+    const lane = await page.evaluate(() => {
+      const { model, lanes } = window.tracewell;
+      const row = model.rows[model.rows.length - 1];
+      const made = lanes.get(row.id);
+      return [...made.starts].map((start) => Number(made.from) + start);
+    });
+    assert.deepEqual(lane.slice(1, 5), told.slice(0, 2).flatMap((match) => [match.time, match.end]));
+    await page.fill('#condition', '@(posedge clk) top.count > 3 ##2 top.count == 8');
+    await page.click('#match-next');
+    await until(page, '#message', /Match 1 of 1 match/);
+    await page.fill('#condition', 'top.count ==');
+    await page.click('#match-next');
+    await until(page, '#message', /condition: a signal, a number or a parenthesis is expected/);
+    await page.close();
+  },
+
   async 'lanes are drawn where the changes are'() {
     const page = await open(await view([file('a.vcd')]));
     await page.fill('#goto', '50');

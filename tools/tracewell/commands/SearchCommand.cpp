@@ -261,9 +261,12 @@ unsigned long long searchOnce(const Options& options, const FinerTimes& finer)
     };
     if (options.isCount) {
         ProgressBar bar("searching");
-        search.run(onMatch, [&](double fraction) { bar.update(fraction); });
+        search.run(onMatch, [&](double fraction, long long /*time*/) {
+            bar.update(fraction);
+            return true;
+        });
     } else {
-        search.run(onMatch, [](double) {});
+        search.run(onMatch, [](double, long long) { return true; });
     }
     printer.finish(matches, isCut);
     if (isCut) {
