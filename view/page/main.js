@@ -187,7 +187,6 @@ function makeMatchLanes() {
 }
 
 async function fetchLanes() {
-  makeMatchLanes();
   if (isWaiting) {
     isStale = true;
     return;
@@ -266,6 +265,7 @@ function schedule() {
   requestAnimationFrame(() => {
     isScheduled = false;
     rows.draw();
+    makeMatchLanes();
     draw();
     fetchLanes();
     valuesSoon();
@@ -485,9 +485,10 @@ async function stepMatch(forward) {
   const match = matchFrom(found, isNew && forward ? from - 1n : from, forward);
   const more = found.through === null ? '' : `, looked for up to ${times.format(found.through)}`;
   const count = `${found.begins.length} match${found.begins.length === 1 ? '' : 'es'}${more}`;
-  if (!match) return say(found.begins.length ? `No match ${forward ? 'behind' : 'before'} the cursor; ${count}.` : `It is never true${more}.`);
-  setCursor(match.time, true);
-  say(`Match ${match.index + 1} of ${count}.`);
+  if (!found.begins.length) return say(`It is never true${more}.`);
+  const index = match ? match.index : forward ? 0 : found.begins.length - 1;
+  setCursor(found.begins[index], true);
+  say(`Match ${index + 1} of ${count}${match ? '' : forward ? ', from the start again' : ', from the end again'}.`);
 }
 
 /** The matches as a row. */
@@ -498,7 +499,7 @@ async function addMatchRow() {
   condition = text;
   /** @type {Row} */
   const row = {
-    id: ++model.lastId, type: 'signal', label: '', depth: 0, run: 0, v: -2, name: text, form: found.areMoments ? 'event' : 'level', width: 1,
+    id: ++model.lastId, type: 'signal', label: text, depth: 0, run: 0, v: -2, name: text, form: found.areMoments ? 'event' : 'level', width: 1,
     kind: 'condition', direction: '', vtype: '', range: '', bits: null, radix: 'auto', point: 0, curve: '', scale: null, color: 2, tall: 1, condition: text,
   };
   model.add([row]);
