@@ -217,29 +217,27 @@ ViewedRun::Json ViewedRun::listScope(const Json& request)
     if (scope >= m_scopesIn.size()) {
         throw Failure("no such scope");
     }
-    const std::size_t from = request.value("from", std::size_t{0});
+    // Its scopes, then its variables, counted through.
+    const std::vector<std::uint32_t>& inner = m_scopesIn[scope];
+    const std::vector<std::uint32_t>& all = m_variablesIn[scope];
+    const std::size_t size = inner.size() + all.size();
+    const std::size_t from = std::min(request.value("from", std::size_t{0}), size);
+    const std::size_t to = std::min(from + kLongestList, size);
     Json scopes = Json::array();
-    if (from == 0) {
-        for (const std::uint32_t inner : m_scopesIn[scope]) {
-            if (scopes.size() == kLongestList) {
-                break;
-            }
-            scopes.push_back({{"s", inner},
-                              {"name", printable(names.scopes[inner].name)},
-                              {"kind", printable(names.scopes[inner].kind)},
-                              {"scopes", m_scopesIn[inner].size()},
-                              {"variables", m_variablesIn[inner].size()}});
+    Json variables = Json::array();
+    for (std::size_t i = from; i < to; ++i) {
+        if (i < inner.size()) {
+            const std::uint32_t at = inner[i];
+            scopes.push_back({{"s", at},
+                              {"name", printable(names.scopes[at].name)},
+                              {"kind", printable(names.scopes[at].kind)},
+                              {"scopes", m_scopesIn[at].size()},
+                              {"variables", m_variablesIn[at].size()}});
+        } else {
+            variables.push_back(variableJson(all[i - inner.size()], false));
         }
     }
-    Json variables = Json::array();
-    const std::vector<std::uint32_t>& all = m_variablesIn[scope];
-    for (std::size_t i = from; i < all.size() && variables.size() < kLongestList; ++i) {
-        variables.push_back(variableJson(all[i], false));
-    }
-    return {{"scopes", scopes},
-            {"variables", variables},
-            {"more", all.size() > from + variables.size() ? from + variables.size() : 0},
-            {"scopesInAll", m_scopesIn[scope].size()}};
+    return {{"scopes", scopes}, {"variables", variables}, {"more", to < size ? to : 0}};
 }
 
 ViewedRun::Json ViewedRun::find(const Json& request)

@@ -38,7 +38,8 @@ public:
     // Each takes a request's fields. \throws Failure, and nlohmann's exceptions for what is no such
     // request.
 
-    /// The scopes and variables in a scope, from one of them on.
+    /// The scopes and then the variables in a scope, from one of them on; `more` is where to go on,
+    /// or 0.
     Json listScope(const Json& request);
     /// Variables that fit: a pattern, a direction, a kind.
     Json find(const Json& request);

@@ -185,8 +185,13 @@ export class Tree {
       if (node.type === 'variable') {
         found.push({ variable: node.variable, run: node.run, name: node.path });
       } else if (node.type === 'scope') {
-        for (const inner of await this.children(node.run, node.scope, node.path, 0, 0)) {
-          if (inner.type === 'variable') found.push({ variable: inner.variable, run: inner.run, name: inner.path });
+        for (let from = 0, isFirst = true; isFirst || from > 0; isFirst = false) {
+          const some = await this.children(node.run, node.scope, node.path, 0, from);
+          for (const inner of some) {
+            if (inner.type === 'variable') found.push({ variable: inner.variable, run: inner.run, name: inner.path });
+          }
+          const last = some[some.length - 1];
+          from = last && last.type === 'more' ? last.next : 0;
         }
       }
     }
