@@ -4,6 +4,7 @@
 
 #include "changes/ChangeStream.h"
 #include "values/FourState.h"
+#include "wave/SignalValues.h"
 
 #include <array>
 #include <cstdint>
@@ -66,10 +67,14 @@ class ActivityCounter
 public:
     static constexpr std::size_t kSlots = 512;
 
-    /// Selects what it needs in the stream, which is at its start and must outlive it.
+    /// The stream is at its start and must outlive it.
     ActivityCounter(ChangeStream& changes, ActivityOrder order);
 
-    /// Once. `progress` is told the fraction that is done.
+    /// Before run(): counts a signal by itself, where its store has a shorter way for that than
+    /// run(), and leaves it out there. It is a whole object of the order. Several threads may do
+    /// that at once, each with other objects and other values. False where there is no such way.
+    bool countAlone(const SignalValues& values, std::size_t signal, std::uint32_t object);
+    /// Once, for all others. `progress` is told the fraction that is done.
     /// \throws as ChangeStream::next
     void run(const std::function<void(double)>& progress);
 
@@ -77,13 +82,21 @@ public:
     const SignalActivity& activity(std::size_t index) const { return m_signals[index].activity; }
     /// Changes in each of the slots, of which there are kSlots, one behind the other from the
     /// order's `from` on. The last ones lie behind the end of the run; less than half of them.
-    const std::uint32_t* slots(std::size_t index) const { return m_slots.data() + index * kSlots; }
+    const std::vector<std::uint32_t>& slots(std::size_t index) const
+    {
+        return m_signals[index].slots.changes;
+    }
     /// In simulation time: a power of two, the smallest that lets all slots together cover the run.
     long long slotLength() const { return m_slotLength; }
     /// Up to when was counted.
     long long end() const { return m_end; }
 
 private:
+    struct Slots
+    {
+        std::vector<std::uint32_t> changes;
+        long long length = 1;
+    };
     struct Counted
     {
         std::uint32_t object;
@@ -92,17 +105,22 @@ private:
         /// Since when it is in its present state.
         long long since;
         unsigned int state = 3;
+        bool isDone = false;
         FourState bits;
         SignalActivity activity;
         /// By bit.
         std::vector<long long> bitsSince;
+        Slots slots;
     };
 
     void take(Counted& signal, long long time, bool isStart);
     void takeBits(Counted& signal, long long time, bool isStart);
-    void count(std::size_t index, long long time, unsigned long long changes);
+    void takeState(Counted& signal, unsigned int state, long long time) const;
+    void takeWord(Counted& signal, std::size_t word, std::uint64_t a, std::uint64_t b,
+                  long long time, bool isStart) const;
+    void count(Counted& signal, long long time, unsigned long long changes) const;
     static unsigned int stateOf(const FourState& bits);
-    void widenSlots(long long time);
+    void widenSlots(Slots& slots, long long time) const;
     void finish();
 
     ChangeStream& m_changes;
@@ -110,7 +128,6 @@ private:
     std::vector<Counted> m_signals;
     /// By object: the index of its signal, or none.
     std::vector<std::uint32_t> m_places;
-    std::vector<std::uint32_t> m_slots;
     long long m_slotLength = 1;
     long long m_end = 0;
     FourState m_next;

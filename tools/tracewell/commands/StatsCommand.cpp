@@ -21,12 +21,14 @@
 #include "text/Table.h"
 #include "text/Utf8.h"
 #include "wave/SignalSelection.h"
+#include "wave/WaveFile.h"
 
 #include <CLI/App.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <future>
 #include <limits>
 #include <map>
 #include <memory>
@@ -34,6 +36,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace tracewell {
@@ -288,7 +291,7 @@ HeatPicture heatOf(const Options& options, const std::vector<Row>& rows,
             picture.rows.push_back(heatRow(label, slots));
         }
         HeatRow& heat = picture.rows[place->second];
-        const std::uint32_t* const counts = counter.slots(row.place);
+        const std::vector<std::uint32_t>& counts = counter.slots(row.place);
         for (std::size_t slot = 0; slot < slots; ++slot) {
             heat.changes[slot] += counts[slot];
         }
@@ -316,6 +319,38 @@ HeatPicture heatOf(const Options& options, const std::vector<Row>& rows,
                         picture.rows.size(), scopes);
     }
     return picture;
+}
+
+/// Of a recording in columns most signals are counted one by one, on two threads, each with the
+/// file opened for itself.
+void countAlone(const Options& options, const std::vector<Row>& rows,
+                const Declarations& declarations, ActivityCounter& counter)
+{
+    if (isRun(options.file) || findFileKind(options.file) != FileKind::Columns) {
+        return true;
+    }
+    std::vector<std::vector<Signal>> parts(2);
+    std::vector<std::vector<std::uint32_t>> objects(2);
+    std::unordered_set<std::size_t> taken;
+    for (const Row& row : rows) {
+        const std::size_t object = declarations.variables[row.variable].object;
+        if (row.signal.width == declarations.objects[object].width && taken.insert(object).second) {
+            const std::size_t part = taken.size() % 2;
+            parts[part].push_back(row.signal);
+            objects[part].push_back(static_cast<std::uint32_t>(object));
+        }
+    }
+    const auto count = [&](std::size_t part) {
+        const std::unique_ptr<WaveFile> file = WaveFile::open(options.file, options.reach);
+        const auto values = file->values(parts[part]);
+        for (std::size_t i = 0; i < objects[part].size(); ++i) {
+            counter.countAlone(*values, i, objects[part][i]);
+        }
+        return file->shortfalls().empty();
+    };
+    std::future<bool> other = std::async(std::launch::async, count, 1);
+    const bool isWhole = count(0);
+    return other.get() && isWhole;
 }
 
 /// By the suffix of an output.
@@ -358,11 +393,15 @@ void runOnce(const Options& options, const FinerTimes& finer)
     order.to = window.to;
     order.wantsBits = !options.saif.empty();
     order.wantsSlots = !options.heat.empty();
-    ActivityCounter counter(*changes, std::move(order));
+    auto counting = std::make_unique<ActivityCounter>(*changes, order);
     {
         ProgressBar bar("counting");
-        counter.run([&](double fraction) { bar.update(fraction); });
+        if (!countAlone(options, rows, names.declarations(), *counting)) {
+            counting = std::make_unique<ActivityCounter>(*changes, order);
+        }
+        counting->run([&](double fraction) { bar.update(fraction); });
     }
+    const ActivityCounter& counter = *counting;
     for (Row& row : rows) {
         row.activity = &counter.activity(row.place);
     }
