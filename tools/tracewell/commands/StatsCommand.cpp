@@ -323,7 +323,7 @@ HeatPicture heatOf(const Options& options, const std::vector<Row>& rows,
 
 /// Of a recording in columns most signals are counted one by one, on two threads, each with the
 /// file opened for itself.
-void countAlone(const Options& options, const std::vector<Row>& rows,
+bool countAlone(const Options& options, const std::vector<Row>& rows,
                 const Declarations& declarations, ActivityCounter& counter)
 {
     if (isRun(options.file) || findFileKind(options.file) != FileKind::Columns) {
