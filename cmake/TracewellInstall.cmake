@@ -12,6 +12,18 @@ if(TRACEWELL_BUILD_TOOLS)
   install(TARGETS tracewell RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
+if(TRACEWELL_BUILD_C)
+  install(TARGETS tracewell_c
+    EXPORT tracewellTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  if(TARGET tracewell_c_static)
+    get_target_property(archive tracewell_c_static TRACEWELL_ARCHIVE)
+    install(FILES ${archive} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  endif()
+  tracewell_install_pkg_config(cmake/tracewell-c.pc.in)
+endif()
+
 set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/tracewell)
 install(EXPORT tracewellTargets NAMESPACE tracewell:: DESTINATION ${configDir})
 configure_package_config_file(cmake/tracewellConfig.cmake.in

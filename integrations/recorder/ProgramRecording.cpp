@@ -113,6 +113,7 @@ std::uint32_t ProgramRecording::add(VariableRequest request)
     const ValueKind& kind = declaredKind(request.kind, request.width);
     m_kinds.push_back(&kind);
     m_widths.push_back(kind.isLetter() ? 1 : request.width);
+    m_bits.push_back(kind.hasBits() ? m_widths.back() : 0);
     m_declared.push_back(std::move(request));
     return static_cast<std::uint32_t>(m_declared.size() - 1);
 }
@@ -187,7 +188,12 @@ void ProgramRecording::begin()
     }
     m_recorder = std::make_unique<Recorder>(declare(), m_options, [this](const std::string& line) {
         const std::lock_guard lock(m_failureMutex);
-        m_failure = m_failure.empty() ? line : m_failure;
+        if (m_failure.empty()) {
+            const bool isNamed = line.find(m_options.output) != std::string::npos;
+            m_failure = isNamed ? line : fmt::format("{}: {}", m_options.output, line);
+        }
+        m_firstFailure = m_firstFailure.empty() ? m_failure : m_firstFailure;
+        m_hasFailure = true;
     });
     if (!m_recorder->open()) {
         m_recorder.reset();
@@ -266,14 +272,17 @@ void ProgramRecording::close()
     m_recorder->close();
     m_recorder.reset();
     s_isThere = false;
-    if (const std::string failure = takeFailure(); !failure.empty()) {
-        throw Failure(failure);
+    // Told before or not: the file is not whole.
+    takeFailure();
+    if (!m_firstFailure.empty()) {
+        throw Failure(m_firstFailure);
     }
 }
 
 std::string ProgramRecording::takeFailure()
 {
     const std::lock_guard lock(m_failureMutex);
+    m_hasFailure = false;
     return std::exchange(m_failure, {});
 }
 

@@ -6,6 +6,7 @@
 
 #include "names/Declarations.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -65,7 +66,12 @@ public:
 
     std::uint32_t variables() const { return static_cast<std::uint32_t>(m_kinds.size()); }
     const ValueKind& kindOf(std::uint32_t variable) const { return *m_kinds[variable]; }
-    unsigned int widthOf(std::uint32_t variable) const { return m_declared[variable].width; }
+    unsigned int widthOf(std::uint32_t variable) const { return m_widths[variable]; }
+    /// Its bits where it has any, else 0; of a number that is no variable's too.
+    unsigned int bitsOf(std::uint32_t variable) const
+    {
+        return variable < m_bits.size() ? m_bits[variable] : 0;
+    }
     std::string nameOf(std::uint32_t variable) const;
 
     // The variable is one of the recording's, and the value one of its kind.
@@ -91,6 +97,12 @@ public:
         const unsigned int width = m_widths[variable];
         if (width == 1) {
             values.storeScalar(variable, static_cast<std::uint8_t>((a & 1) | (b & 1) << 1));
+            return;
+        }
+        if (width <= 32) {
+            const std::uint32_t known = width == 32 ? ~std::uint32_t{0} : (1u << width) - 1;
+            values.storeGroup(variable, static_cast<std::uint32_t>(a) & known,
+                              static_cast<std::uint32_t>(b) & known);
             return;
         }
         const std::uint64_t mask =
@@ -123,6 +135,8 @@ public:
     void close();
     /// What went wrong since it was asked last; empty for nothing. Nothing is recorded behind it.
     std::string takeFailure();
+    /// Whether takeFailure() has something to tell.
+    bool hasFailure() const { return m_hasFailure.load(std::memory_order_relaxed); }
 
 private:
     void require(bool isBefore, const std::string& name) const;
@@ -143,10 +157,13 @@ private:
     std::vector<std::pair<Alias, VariableRequest>> m_aliases;
     std::vector<const ValueKind*> m_kinds;
     std::vector<unsigned int> m_widths;
+    std::vector<unsigned int> m_bits;
     long long m_time = 0;
     std::mutex m_failureMutex;
     /// Guarded by m_failureMutex: any thread may meet one.
     std::string m_failure;
+    std::string m_firstFailure;
+    std::atomic<bool> m_hasFailure{false};
     std::unique_ptr<Recorder> m_recorder;
     bool m_isClosed = false;
 };

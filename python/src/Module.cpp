@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "ArrowStream.h"
-#include "LiveRun.h"
-#include "OpenRun.h"
+#include "runs/LiveRun.h"
+#include "runs/OpenRun.h"
 
 #include "draw/RenderedPicture.h"
 #include "recorder/OptionValues.h"

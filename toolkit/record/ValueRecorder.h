@@ -43,8 +43,13 @@ public:
     void storeScalar(std::uint32_t object, std::uint8_t code)
     {
         State& state = m_states[object];
-        if (!state.hasValue || state.isOverridden || *m_memory.at(state.address) != code) {
+        unsigned char* const place = m_memory.at(state.address);
+        if (!state.hasValue || state.isOverridden || m_trace == nullptr) {
             storeExact(object, &code);
+        } else if (*place != code) {
+            m_trace(m_time, 0, 1, place, &code);
+            *place = code;
+            ++m_changes;
         }
     }
     /// An a-word and a b-word for every 32 bits, as kVector has them.
@@ -52,6 +57,8 @@ public:
     {
         storeExact(object, groups);
     }
+    /// The same of a vector of at most 32 bits: its two words.
+    void storeGroup(std::uint32_t object, std::uint32_t a, std::uint32_t b);
     void storeReal(std::uint32_t object, double value)
     {
         unsigned char bytes[sizeof value];
@@ -173,6 +180,25 @@ inline void ValueRecorder::changeWord(unsigned char* place, std::uint32_t word, 
     m_trace(m_time, 0, bits <= 8 ? 1 : bits <= 16 ? 2 : 4, place, bytes);
     std::memcpy(place, bytes, sizeof bytes);
     ++m_changes;
+}
+
+inline void ValueRecorder::storeGroup(std::uint32_t object, std::uint32_t a, std::uint32_t b)
+{
+    const State& state = m_states[object];
+    const std::uint32_t words[] = {a, b};
+    unsigned char bytes[sizeof words];
+    std::memcpy(bytes, words, sizeof words);
+    if (!state.hasValue || state.isOverridden || m_trace == nullptr) {
+        storeExact(object, bytes);
+        return;
+    }
+    unsigned char* const place = m_memory.at(state.address);
+    if (std::memcmp(place, bytes, sizeof bytes) != 0) {
+        m_trace(m_time, 0, sizeof bytes, place, bytes);
+        std::memcpy(place, bytes, sizeof bytes);
+        ++m_changes;
+        m_valueBytes += sizeof bytes;
+    }
 }
 
 inline void ValueRecorder::changeBits(std::uint32_t object, std::uint64_t bits)

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "OpenRun.h"
+#include "runs/OpenRun.h"
 
 #include "files/PrivateDirectory.h"
 #include "live/LiveChannel.h"

@@ -4,6 +4,7 @@
 
 #include "arrays/HistoryArrays.h"
 #include "diff/RunComparison.h"
+#include "draw/Lane.h"
 #include "search/MatchFinder.h"
 #include "view/ViewSource.h"
 
@@ -69,8 +70,8 @@ void tellStorageFailure(const std::string& line);
 /// Gives it, once; empty for none.
 std::string takeStorageFailure();
 
-/// A run for the Python module: what it is read from, and its signals by name. Any thread, one at a
-/// time: each operation takes the lock. None needs the interpreter.
+/// A run for programs that script it: what it is read from, and its signals by name. Any thread,
+/// one at a time: each operation takes the lock.
 class OpenRun
 {
 public:
@@ -101,6 +102,8 @@ public:
     std::optional<long long> previousChange(const Signal& signal, long long time) const;
     std::string draw(const std::vector<std::string>& names, long long from, long long to,
                      unsigned int width) const;
+    /// As so many pixels show it.
+    Lane lane(const Signal& signal, long long from, long long to, unsigned int pixels) const;
     SearchAnswer search(const SearchRequest& request) const;
     DiffAnswer diff(const OpenRun& other, const std::vector<std::string>& names,
                     const std::vector<std::string>& ignored) const;

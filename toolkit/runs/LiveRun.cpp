@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "LiveRun.h"
+#include "runs/LiveRun.h"
 
 #include "text/Failure.h"
 #include "view/LiveSource.h"

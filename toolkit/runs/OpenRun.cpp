@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
-#include "OpenRun.h"
+#include "runs/OpenRun.h"
 
 #include "changes/ChangeStream.h"
 #include "diff/SignalPairs.h"
@@ -284,6 +284,22 @@ std::string OpenRun::draw(const std::vector<std::string>& names, long long from,
             svg = drawSvg(picture, width);
         });
         return svg;
+    });
+}
+
+Lane OpenRun::lane(const Signal& signal, long long from, long long to, unsigned int pixels) const
+{
+    return locked([&] {
+        constexpr long long kShortestText = 12;
+        TimeWindow window{from, to, (to - from) / pixels};
+        Lane lane;
+        m_source->whileSteady([&] {
+            const SignalValues& values = valuesOf(signal);
+            const ValueText valueText([&](long long id) { return values.lookUp(id); });
+            lane = makeLane(values, 0, window, m_source->latestTime(),
+                            kShortestText * window.resolution, valueText);
+        });
+        return lane;
     });
 }
 

@@ -1,0 +1,311 @@
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "tracewell.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include <sys/resource.h>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+namespace {
+
+/// Variables of all kinds in a recording that is about to begin.
+class CInterface : public ::testing::Test
+{
+protected:
+    CInterface() : m_directory(::testing::TempDir() + "/tracewell-XXXXXX")
+    {
+        EXPECT_NE(::mkdtemp(m_directory.data()), nullptr);
+    }
+    ~CInterface() override { std::filesystem::remove_all(m_directory); }
+
+    std::string path(const std::string& name = "run.wdb") const { return m_directory + "/" + name; }
+
+    tracewell_recording* create(const char* store = "columns")
+    {
+        tracewell_recording* const made = tracewell_recording_create(path().c_str(), "10 ps");
+        EXPECT_NE(made, nullptr) << tracewell_error();
+        EXPECT_EQ(tracewell_recording_set_store(made, store), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_open_scope(made, "top"), TRACEWELL_OK);
+        bit = add(made, "bit", "wire", 1);
+        bus = add(made, "bus", "reg", 8);
+        wide = add(made, "wide", "wire", 100);
+        real = add(made, "volt", "real", 64);
+        event = add(made, "tick", "event", 1);
+        text = std::string(store) == "transitions" ? 0 : add(made, "note", "string", 1);
+        return made;
+    }
+
+    static tracewell_variable add(tracewell_recording* made, const char* name, const char* kind,
+                                  std::uint32_t width)
+    {
+        tracewell_declaration declaration = tracewell_declaration_default(name);
+        declaration.kind = kind;
+        declaration.width = width;
+        tracewell_variable variable = 0;
+        EXPECT_EQ(tracewell_recording_add(made, &declaration, &variable), TRACEWELL_OK)
+            << tracewell_error();
+        return variable;
+    }
+
+    tracewell_run* open()
+    {
+        tracewell_run* const run = tracewell_run_open(path().c_str(), 0);
+        EXPECT_NE(run, nullptr) << tracewell_error();
+        return run;
+    }
+
+    static tracewell_signal find(tracewell_run* run, const char* name)
+    {
+        tracewell_signal signal = 0;
+        EXPECT_EQ(tracewell_run_find(run, name, &signal), TRACEWELL_OK) << tracewell_error();
+        return signal;
+    }
+
+    tracewell_variable bit = 0;
+    tracewell_variable bus = 0;
+    tracewell_variable wide = 0;
+    tracewell_variable real = 0;
+    tracewell_variable event = 0;
+    tracewell_variable text = 0;
+
+private:
+    std::string m_directory;
+};
+
+TEST_F(CInterface, whatIsRecordedIsRead)
+{
+    for (const char* store : {"columns", "events", "transitions"}) {
+        SCOPED_TRACE(store);
+        tracewell_recording* const made = create(store);
+        const bool hasTexts = std::string(store) != "transitions";
+        EXPECT_EQ(tracewell_recording_time(made, 5), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_bits(made, bit, 0, 1), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_number(made, bus, 0x1ff), TRACEWELL_OK);
+        const std::uint64_t a[] = {~0ull, 1};
+        const std::uint64_t b[] = {2, 0};
+        EXPECT_EQ(tracewell_recording_words(made, wide, a, b), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_real(made, real, 0.25), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_fire(made, event), TRACEWELL_OK);
+        if (hasTexts) {
+            EXPECT_EQ(tracewell_recording_text(made, text, "idle and more", 4), TRACEWELL_OK);
+        }
+        EXPECT_EQ(tracewell_recording_time(made, 9), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_letters(made, bus, "1x"), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_number(made, bit, 1), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_fire(made, event), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_fire(made, event), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_time(made, 20), TRACEWELL_OK);
+        ASSERT_EQ(tracewell_recording_close(made), TRACEWELL_OK) << tracewell_error();
+
+        tracewell_run* const run = open();
+        std::uint64_t factor = 0;
+        int exponent = 0;
+        EXPECT_EQ(tracewell_run_timescale(run, &factor, &exponent), TRACEWELL_OK);
+        EXPECT_EQ(factor, 10u);
+        EXPECT_EQ(exponent, -12);
+        EXPECT_EQ(tracewell_run_end(run), 20);
+        EXPECT_EQ(tracewell_run_signals(run), hasTexts ? 6u : 5u);
+        EXPECT_EQ(tracewell_run_lacking(run), nullptr);
+
+        tracewell_history* history = tracewell_history_read(run, find(run, "top.bus"), 0, 100);
+        ASSERT_EQ(tracewell_history_size(history), 2u);
+        EXPECT_EQ(tracewell_history_times(history)[1], 9);
+        EXPECT_EQ(tracewell_history_words(history)[0], 0xffu);
+        EXPECT_EQ(tracewell_history_words(history)[1], 2u);
+        EXPECT_EQ(tracewell_history_unknown(history)[1], 1u);
+        tracewell_history_free(history);
+        history = tracewell_history_read(run, find(run, "top.wide"), 6, 100);
+        ASSERT_EQ(tracewell_history_size(history), 1u);
+        EXPECT_EQ(tracewell_history_words_each(history), 2u);
+        EXPECT_EQ(tracewell_history_times(history)[0], 6);
+        EXPECT_EQ(tracewell_history_words(history)[0], ~2ull);
+        EXPECT_EQ(tracewell_history_words(history)[1], 1u);
+        EXPECT_EQ(tracewell_history_unknown(history)[0], 2u);
+
+        std::vector<std::tuple<long long, unsigned long long>> firings;
+        const auto visit = [](void* user, const tracewell_entry* entry) {
+            static_cast<decltype(firings)*>(user)->emplace_back(entry->time, entry->words[0]);
+            return 0;
+        };
+        EXPECT_EQ(tracewell_history_visit(run, find(run, "top.tick"), 0, 100, visit, &firings),
+                  TRACEWELL_OK);
+        EXPECT_THAT(firings, ElementsAre(std::tuple(5, 1), std::tuple(9, 2)));
+
+        char value[4];
+        std::size_t length = 0;
+        EXPECT_EQ(tracewell_value_at(run, find(run, "top.volt"), 7, value, sizeof value, &length),
+                  TRACEWELL_OK);
+        EXPECT_STREQ(value, "0.2");
+        EXPECT_EQ(length, 4u);
+        EXPECT_EQ(tracewell_value_at(run, find(run, "top.volt"), 4, value, sizeof value, nullptr),
+                  TRACEWELL_NONE);
+        std::int64_t found = 0;
+        EXPECT_EQ(tracewell_change_behind(run, find(run, "top.bit"), 5, &found), TRACEWELL_OK);
+        EXPECT_EQ(found, 9);
+        EXPECT_EQ(tracewell_change_before(run, find(run, "top.bit"), 5, &found), TRACEWELL_NONE);
+        std::vector<int> looks;
+        const auto draw = [](void* user, const tracewell_stretch* stretch) {
+            static_cast<std::vector<int>*>(user)->push_back(stretch->look);
+            return 0;
+        };
+        EXPECT_EQ(tracewell_draw(run, find(run, "top.bit"), 0, 20, 200, draw, &looks),
+                  TRACEWELL_OK);
+        EXPECT_THAT(
+            looks, ElementsAre(TRACEWELL_LOOK_BLANK, TRACEWELL_LOOK_FLOATING, TRACEWELL_LOOK_HIGH));
+        std::vector<long long> matches;
+        const auto match = [](void* user, std::int64_t begin, std::int64_t end) {
+            static_cast<std::vector<long long>*>(user)->push_back(begin);
+            static_cast<std::vector<long long>*>(user)->push_back(end);
+            return 0;
+        };
+        EXPECT_EQ(tracewell_search(run, "bus == 8'hff", nullptr, match, &matches), TRACEWELL_OK);
+        EXPECT_THAT(matches, ElementsAre(5, 9));
+        if (hasTexts) {
+            tracewell_history* const texts =
+                tracewell_history_read(run, find(run, "top.note"), 0, 100);
+            EXPECT_STREQ(tracewell_history_text(texts, 0), "idle");
+            EXPECT_EQ(tracewell_history_text(texts, 1), nullptr);
+            tracewell_history_free(texts);
+        }
+        EXPECT_EQ(tracewell_run_close(run), TRACEWELL_OK);
+        // A history outlives its run.
+        EXPECT_EQ(tracewell_history_words(history)[1], 1u);
+        tracewell_history_free(history);
+    }
+}
+
+TEST_F(CInterface, declarationsKeepWhatTheySay)
+{
+    tracewell_recording* const made = create();
+    const char* const letters[] = {"00", "1"};
+    const char* const names[] = {"IDLE", "RUN"};
+    tracewell_declaration state = tracewell_declaration_default("state");
+    state.width = 2;
+    state.has_range = 1;
+    state.left = 4;
+    state.right = 5;
+    state.direction = TRACEWELL_OUT;
+    state.type = "state_t";
+    state.value_letters = letters;
+    state.value_names = names;
+    state.value_count = 2;
+    tracewell_variable variable = 0;
+    tracewell_recording_open_scope(made, "dut");
+    ASSERT_EQ(tracewell_recording_add(made, &state, &variable), TRACEWELL_OK) << tracewell_error();
+    tracewell_recording_close_scope(made);
+    state.name = "seen";
+    EXPECT_EQ(tracewell_recording_add_alias(made, &state, variable), TRACEWELL_OK);
+    tracewell_recording_number(made, variable, 1);
+    ASSERT_EQ(tracewell_recording_close(made), TRACEWELL_OK) << tracewell_error();
+
+    tracewell_run* const run = open();
+    tracewell_signal_info info{};
+    info.size = sizeof info;
+    EXPECT_EQ(tracewell_run_signal(run, find(run, "top.dut.state[4:5]"), &info), TRACEWELL_OK);
+    EXPECT_STREQ(info.name, "top.dut.state[4:5]");
+    EXPECT_STREQ(info.type, "state_t");
+    EXPECT_EQ(info.direction, TRACEWELL_OUT);
+    EXPECT_EQ(info.values, TRACEWELL_BITS);
+    char value[16];
+    EXPECT_EQ(tracewell_value_at(run, find(run, "top.seen"), 0, value, sizeof value, nullptr),
+              TRACEWELL_OK);
+    EXPECT_STREQ(value, "RUN");
+    tracewell_run_close(run);
+}
+
+TEST_F(CInterface, misuseIsToldAndChangesNothing)
+{
+    tracewell_variable variable = 0;
+    tracewell_declaration declaration = tracewell_declaration_default("x");
+    EXPECT_EQ(tracewell_recording_time(nullptr, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_number(nullptr, 0, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_add(nullptr, &declaration, &variable), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_close(nullptr), TRACEWELL_OK);
+    EXPECT_EQ(tracewell_run_open(nullptr, 0), nullptr);
+    EXPECT_EQ(tracewell_run_open("/nowhere/run.wdb", 0), nullptr);
+    EXPECT_THAT(tracewell_error(), HasSubstr("/nowhere/run.wdb"));
+    EXPECT_EQ(tracewell_run_end(nullptr), -1);
+    EXPECT_EQ(tracewell_history_read(nullptr, 0, 0, 1), nullptr);
+    EXPECT_EQ(tracewell_history_size(nullptr), 0u);
+    tracewell_history_free(nullptr);
+    EXPECT_EQ(tracewell_recording_create(path().c_str(), "fast"), nullptr);
+    EXPECT_THAT(tracewell_error(), HasSubstr("no timescale"));
+
+    tracewell_recording* const made = create();
+    EXPECT_EQ(tracewell_recording_set_sync(made, 2), TRACEWELL_USAGE);
+    declaration.size = 3;
+    EXPECT_EQ(tracewell_recording_add(made, &declaration, &variable), TRACEWELL_USAGE);
+    declaration = tracewell_declaration_default("x");
+    declaration.width = 0;
+    EXPECT_NE(tracewell_recording_add(made, &declaration, &variable), TRACEWELL_OK);
+    tracewell_recording_time(made, 10);
+    EXPECT_NE(tracewell_recording_time(made, 9), TRACEWELL_OK);
+    EXPECT_THAT(tracewell_error(), HasSubstr("never back"));
+    EXPECT_EQ(tracewell_recording_number(made, 99, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_number(made, wide, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_number(made, real, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_real(made, bus, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_fire(made, bit), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_letters(made, bit, "01"), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_letters(made, bit, "?"), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_text(made, text, nullptr, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_words(made, wide, nullptr, nullptr), TRACEWELL_USAGE);
+    EXPECT_NE(tracewell_recording_add(made, &declaration, &variable), TRACEWELL_OK);
+    tracewell_recording* const other = tracewell_recording_create(path("b.wdb").c_str(), "1ns");
+    EXPECT_NE(tracewell_recording_add(other, &declaration, &variable), TRACEWELL_OK);
+    EXPECT_THAT(tracewell_error(), HasSubstr("already"));
+    EXPECT_NE(tracewell_recording_close(other), TRACEWELL_OK);
+    EXPECT_EQ(tracewell_recording_close(made), TRACEWELL_OK);
+
+    tracewell_run* const run = open();
+    tracewell_signal signal = 0;
+    EXPECT_EQ(tracewell_run_find(run, "top.bux", &signal), TRACEWELL_NAME);
+    EXPECT_THAT(tracewell_error(), HasSubstr("did you mean top.bus"));
+    EXPECT_EQ(tracewell_change_behind(run, 99, 0, nullptr), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_history_read(run, 99, 0, 10), nullptr);
+    EXPECT_EQ(
+        tracewell_search(
+            run, "1 +", nullptr, [](void*, std::int64_t, std::int64_t) { return 0; }, nullptr),
+        TRACEWELL_USAGE);
+    tracewell_history* const nothing = tracewell_history_read(run, find(run, "top.bit"), 5, 2);
+    EXPECT_EQ(tracewell_history_size(nothing), 0u);
+    tracewell_history_free(nothing);
+    // An error is each thread's own.
+    std::thread([] { EXPECT_STREQ(tracewell_error(), ""); }).join();
+    tracewell_run_close(run);
+}
+
+TEST_F(CInterface, aFileThatMayNotGrowIsTold)
+{
+    tracewell_recording* const made = create();
+    ASSERT_EQ(tracewell_recording_begin(made), TRACEWELL_OK) << tracewell_error();
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit few{100000, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &few);
+    for (int i = 0; i < 300000; ++i) {
+        tracewell_recording_time(made, i);
+        tracewell_recording_number(made, bus, static_cast<std::uint64_t>(i) * 2654435761u >> 7);
+        const std::uint64_t words[] = {i * 0x9e3779b97f4a7c15ull, i * 0xc2b2ae3d27d4eb4full};
+        tracewell_recording_words(made, wide, words, nullptr);
+    }
+    const tracewell_status status = tracewell_recording_close(made);
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(status, TRACEWELL_FILE);
+    EXPECT_THAT(tracewell_error(), HasSubstr("run"));
+}
+
+} // namespace
