@@ -125,14 +125,8 @@ int main(int argc, char** argv)
 {
     tracewell::prepareStandardStreams();
     tracewell::PrivateDirectory::watchStorage();
-    CLI::App app{"Records, inspects and draws waveform databases (.wdb).", "tracewell"};
-    app.set_version_flag("-V,--version", std::string("tracewell ") + TRACEWELL_VERSION);
-    app.require_subcommand(1);
-    app.footer("Example:\n"
-               "  tracewell import run.vcd run.wdb && tracewell draw run.wdb -o run.svg\n"
-               "`tracewell COMMAND --help`, or `tracewell help COMMAND`, tells of each command.");
-
-    tracewell::addCommands(app);
+    CLI::App app;
+    tracewell::describeApp(app);
     const int code = run(app, Words(argv + 1, argv + std::max(argc, 1)));
     tracewell::TimeReport::write();
     return code;

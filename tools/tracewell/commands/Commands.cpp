@@ -6,7 +6,21 @@
 
 #include <CLI/App.hpp>
 
+#include <string>
+
 namespace tracewell {
+
+void describeApp(CLI::App& app)
+{
+    app.name("tracewell");
+    app.description("Records, inspects and draws waveform databases (.wdb).");
+    app.set_version_flag("-V,--version", std::string("tracewell ") + TRACEWELL_VERSION);
+    app.require_subcommand(1);
+    app.footer("Example:\n"
+               "  tracewell import run.vcd run.wdb && tracewell draw run.wdb -o run.svg\n"
+               "`tracewell COMMAND --help`, or `tracewell help COMMAND`, tells of each command.");
+    addCommands(app);
+}
 
 void addCommands(CLI::App& app)
 {

@@ -8,6 +8,8 @@ class App;
 
 namespace tracewell {
 
+/// Makes it the whole command line: what it is called, tells of itself, and has as commands.
+void describeApp(CLI::App& app);
 /// Adds every subcommand, in the order in which --help lists them, and what all of them take.
 void addCommands(CLI::App& app);
 
