@@ -296,7 +296,7 @@ TEST_F(CInterface, aFileThatMayNotGrowIsTold)
     ::getrlimit(RLIMIT_FSIZE, &before);
     const rlimit few{100000, before.rlim_max};
     ::setrlimit(RLIMIT_FSIZE, &few);
-    for (int i = 0; i < 300000; ++i) {
+    for (unsigned int i = 0; i < 300000; ++i) {
         tracewell_recording_time(made, i);
         tracewell_recording_number(made, bus, static_cast<std::uint64_t>(i) * 2654435761u >> 7);
         const std::uint64_t words[] = {i * 0x9e3779b97f4a7c15ull, i * 0xc2b2ae3d27d4eb4full};
