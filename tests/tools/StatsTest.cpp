@@ -70,6 +70,16 @@ TEST_F(Stats, agreeWithACountOfTheLettersAtEachTime)
     values[kEnd] = now;
     write("run.vcd", text + fmt::format("#{}\n", kEnd));
 
+    // Of a recording in columns most signals are counted by themselves.
+    ASSERT_EQ(run({"import", "--store", "columns", path("run.vcd"), path("columns.wdb")}).code, 0);
+    for (const char* form : {"--json", "--csv"}) {
+        EXPECT_EQ(run({"stats", path("columns.wdb"), form, "--from", "31"}).out,
+                  run({"stats", path("run.vcd"), form, "--from", "31"}).out);
+    }
+    ASSERT_EQ(run({"stats", path("columns.wdb"), "--saif", path("a.saif")}).code, 0);
+    ASSERT_EQ(run({"stats", path("run.vcd"), "--saif", path("b.saif")}).code, 0);
+    EXPECT_EQ(read("a.saif"), read("b.saif"));
+
     for (const auto& [from, to] : {std::pair(0, kEnd), std::pair(57, 311)}) {
         const auto lines = count({"--from", std::to_string(from), "--to", std::to_string(to)});
         for (const auto& [name, width] : kWidths) {
