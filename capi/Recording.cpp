@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using tracewell::call;
@@ -25,7 +26,9 @@ struct tracewell_recording
     tracewell::RecorderOptions options;
     tracewell::Timescale timescale;
     std::unique_ptr<ProgramRecording> recording;
+    // Those that are open, outermost first.
     std::vector<std::string> scopes;
+    std::vector<std::string> scopeKinds;
 
     ProgramRecording& made()
     {
@@ -92,6 +95,7 @@ std::optional<VariableRequest> requestOf(const tracewell_recording& recording,
     }
     VariableRequest request;
     request.scopes = recording.scopes;
+    request.scopeKinds = recording.scopeKinds;
     request.name = declaration.name;
     request.kind = declaration.kind;
     request.width = declaration.width;
@@ -134,8 +138,9 @@ tracewell_status wrongKind(ProgramRecording& recording, tracewell_variable varia
     return fail(TRACEWELL_USAGE, fmt::format("{} takes no {}", recording.nameOf(variable), what));
 }
 
-tracewell_status putBits(tracewell_recording& recording, tracewell_variable variable,
-                         std::uint64_t a, std::uint64_t b)
+[[gnu::noinline]] tracewell_status putAnyBits(tracewell_recording& recording,
+                                              tracewell_variable variable, std::uint64_t a,
+                                              std::uint64_t b)
 {
     return call([&] {
         constexpr unsigned int kMostBits = 64;
@@ -147,6 +152,23 @@ tracewell_status putBits(tracewell_recording& recording, tracewell_variable vari
         made.setBits(variable, a, b);
         return TRACEWELL_OK;
     });
+}
+
+/// Nearly every call of a simulator is one of these, so there is a short way.
+inline tracewell_status putBits(tracewell_recording* recording, tracewell_variable variable,
+                                std::uint64_t a, std::uint64_t b)
+{
+    if (recording == nullptr) {
+        return noRecording();
+    }
+    try {
+        if (recording->recording != nullptr && recording->recording->trySetBits(variable, a, b)) {
+            return TRACEWELL_OK;
+        }
+    } catch (...) {
+        return call([]() -> tracewell_status { throw; });
+    }
+    return putAnyBits(*recording, variable, a, b);
 }
 
 template <class Work>
@@ -162,6 +184,18 @@ tracewell_status withVariable(tracewell_recording* recording, tracewell_variable
             return wrongKind(made, variable, what);
         }
         return work(made);
+    });
+}
+
+tracewell_status step(tracewell_recording* recording, void (ProgramRecording::*what)())
+{
+    if (recording == nullptr) {
+        return noRecording();
+    }
+    return call([&] {
+        ProgramRecording& made = recording->made();
+        (made.*what)();
+        return outcome(made);
     });
 }
 
@@ -218,7 +252,8 @@ tracewell_status tracewell_recording_set_sync(tracewell_recording* recording, do
     });
 }
 
-tracewell_status tracewell_recording_open_scope(tracewell_recording* recording, const char* name)
+tracewell_status tracewell_recording_open_scope(tracewell_recording* recording, const char* kind,
+                                                const char* name)
 {
     if (recording == nullptr) {
         return noRecording();
@@ -227,6 +262,13 @@ tracewell_status tracewell_recording_open_scope(tracewell_recording* recording, 
         if (name == nullptr || *name == '\0') {
             return fail(TRACEWELL_USAGE, "a scope has a name");
         }
+        const std::string_view word = kind != nullptr ? kind : "module";
+        if (!tracewell::isDeclaredWord(word)) {
+            return fail(TRACEWELL_USAGE, "the kind of a scope is a word as module, task, function, "
+                                         "begin or fork");
+        }
+        recording->scopes.reserve(recording->scopes.size() + 1);
+        recording->scopeKinds.emplace_back(word);
         recording->scopes.emplace_back(name);
         return TRACEWELL_OK;
     });
@@ -242,6 +284,7 @@ tracewell_status tracewell_recording_close_scope(tracewell_recording* recording)
             return fail(TRACEWELL_USAGE, "no scope is open");
         }
         recording->scopes.pop_back();
+        recording->scopeKinds.pop_back();
         return TRACEWELL_OK;
     });
 }
@@ -296,13 +339,7 @@ tracewell_status tracewell_recording_add_alias(tracewell_recording* recording,
 
 tracewell_status tracewell_recording_begin(tracewell_recording* recording)
 {
-    if (recording == nullptr) {
-        return noRecording();
-    }
-    return call([&] {
-        recording->made().begin();
-        return outcome(*recording->recording);
-    });
+    return step(recording, &ProgramRecording::begin);
 }
 
 tracewell_status tracewell_recording_time(tracewell_recording* recording, int64_t time)
@@ -320,13 +357,13 @@ tracewell_status tracewell_recording_time(tracewell_recording* recording, int64_
 tracewell_status tracewell_recording_number(tracewell_recording* recording,
                                             tracewell_variable variable, uint64_t number)
 {
-    return recording == nullptr ? noRecording() : putBits(*recording, variable, number, 0);
+    return putBits(recording, variable, number, 0);
 }
 
 tracewell_status tracewell_recording_bits(tracewell_recording* recording,
                                           tracewell_variable variable, uint64_t a, uint64_t b)
 {
-    return recording == nullptr ? noRecording() : putBits(*recording, variable, a, b);
+    return putBits(recording, variable, a, b);
 }
 
 tracewell_status tracewell_recording_words(tracewell_recording* recording,
@@ -395,15 +432,19 @@ tracewell_status tracewell_recording_fire(tracewell_recording* recording,
                         });
 }
 
+tracewell_status tracewell_recording_pause(tracewell_recording* recording)
+{
+    return step(recording, &ProgramRecording::pause);
+}
+
+tracewell_status tracewell_recording_resume(tracewell_recording* recording)
+{
+    return step(recording, &ProgramRecording::resume);
+}
+
 tracewell_status tracewell_recording_sync(tracewell_recording* recording)
 {
-    if (recording == nullptr) {
-        return noRecording();
-    }
-    return call([&] {
-        recording->made().sync();
-        return outcome(*recording->recording);
-    });
+    return step(recording, &ProgramRecording::sync);
 }
 
 tracewell_status tracewell_recording_close(tracewell_recording* recording)

@@ -4,8 +4,7 @@
 
 #include "draw/Lane.h"
 #include "runs/LiveRun.h"
-
-#include "StorageFailure.h"
+#include "wave/SignalSlice.h"
 
 #include <fmt/format.h>
 
@@ -13,6 +12,8 @@
 #include <chrono>
 #include <cstring>
 #include <deque>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -32,12 +33,30 @@ struct tracewell_run
 {
     std::shared_ptr<OpenRun> run;
     std::shared_ptr<tracewell::LiveRun> live;
-    /// As they were when the run was opened.
-    std::vector<Signal> signals;
-    /// Guards what follows.
+    /// Of the run; valid as long as that is open.
+    const tracewell::Declarations* declarations = nullptr;
+    std::uint32_t declared = 0;
+    /// Guards what follows. The run's own lock is not taken while it is held.
     std::mutex mutex;
+    /// Those that were declared, then bits of them that were asked for. An element stays in place.
+    std::deque<Signal> signals;
+    /// Of a signal of which they were asked for.
+    std::map<tracewell_signal, std::map<std::string, std::string>> valueNames;
     std::deque<std::string> lacking;
     std::string told;
+
+    void readNames()
+    {
+        const std::vector<Signal> all = run->signals();
+        signals.assign(all.begin(), all.end());
+        declarations = &run->declarations();
+        declared = static_cast<std::uint32_t>(signals.size());
+    }
+    const Signal* find(tracewell_signal signal)
+    {
+        const std::lock_guard lock(mutex);
+        return signal < signals.size() ? &signals[signal] : nullptr;
+    }
 };
 
 struct tracewell_history
@@ -52,16 +71,6 @@ tracewell_status noRun()
     return fail(TRACEWELL_USAGE, "there is no run: NULL was given");
 }
 
-/// A storage that fails is told by a status, and ends no process.
-void watchStorage()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        Tracewell::setStorageFailureHandler(
-            [](const std::string& line) { tracewell::tellStorageFailure(line); });
-    });
-}
-
 template <class Work> tracewell_status withRun(tracewell_run* run, const Work& work)
 {
     if (run == nullptr) {
@@ -74,12 +83,12 @@ template <class Work>
 tracewell_status withSignal(tracewell_run* run, tracewell_signal signal, const Work& work)
 {
     return withRun(run, [&](tracewell_run& there) {
-        if (signal >= there.signals.size()) {
-            return fail(TRACEWELL_USAGE,
-                        fmt::format("{}: there is no signal {}; it has {}", there.run->path(),
-                                    signal, there.signals.size()));
+        const Signal* const found = there.find(signal);
+        if (found == nullptr) {
+            return fail(TRACEWELL_USAGE, fmt::format("{}: there is no signal {}; it has {}",
+                                                     there.run->path(), signal, there.declared));
         }
-        return work(there, there.signals[signal]);
+        return work(there, *found);
     });
 }
 
@@ -104,11 +113,54 @@ tracewell_direction directionOf(const std::string& word)
     return TRACEWELL_NO_DIRECTION;
 }
 
-HistoryArrays readHistory(tracewell_run& run, const Signal& signal, int64_t from, int64_t to)
+/// What is asked for by C.
+tracewell::HistoryOrder orderOf(int64_t from, int64_t to)
 {
-    std::vector<HistoryArrays> arrays =
-        run.run->histories({signal}, std::max<int64_t>(from, 0), to);
-    return std::move(arrays.front());
+    tracewell::HistoryOrder order;
+    order.from = std::max<int64_t>(from, 0);
+    order.to = to;
+    order.areStatesKept = true;
+    return order;
+}
+
+/// Null for an entry without.
+const std::string* textOf(const HistoryArrays& arrays, std::size_t entry)
+{
+    return arrays.kind == HistoryArrays::Kind::Text ? &arrays.texts[entry]
+                                                    : arrays.lettersOf(entry);
+}
+
+tracewell_entry entryOf(const HistoryArrays& arrays, std::size_t i)
+{
+    const std::size_t each = arrays.wordsEach;
+    const auto wordsOf = [&](const auto& numbers) {
+        return numbers.size() > 0 ? reinterpret_cast<const uint64_t*>(numbers.data()) + i * each
+                                  : nullptr;
+    };
+    tracewell_entry entry{};
+    entry.time = arrays.times.data()[i];
+    entry.words = wordsOf(arrays.words);
+    entry.unknown = wordsOf(arrays.unknown);
+    entry.real = arrays.reals.size() > 0 ? arrays.reals.data()[i] : 0;
+    entry.words_each = entry.words != nullptr ? each : 0;
+    if (const std::string* const text = textOf(arrays, i)) {
+        entry.text = text->c_str();
+        entry.length = text->size();
+    }
+    return entry;
+}
+
+/// The bits that a signal has of its vector, by their numbers in the declaration.
+std::optional<tracewell::BitRange> rangeOf(const tracewell_run& run, tracewell_signal number,
+                                           const Signal& signal)
+{
+    std::string text = signal.label;
+    if (number < run.declared) {
+        const std::string& range = run.declarations->variables[number].range;
+        text = range.empty() ? std::string() : "name" + range;
+    }
+    const std::optional<tracewell::SliceArgument> slice = tracewell::parseSlice(text);
+    return slice ? std::optional(slice->bits) : std::nullopt;
 }
 
 tracewell_look lookOf(tracewell::Look look)
@@ -150,13 +202,19 @@ tracewell_status changeFrom(tracewell_run* run, tracewell_signal signal, int64_t
     });
 }
 
-/// \throws Failure when the storage has failed meanwhile.
-void checkStorage()
+template <class Info> bool hasSize(const Info* info)
 {
-    if (const std::string failure = tracewell::takeStorageFailure(); !failure.empty()) {
-        throw tracewell::Failure(failure);
-    }
+    return info != nullptr && info->size >= sizeof info->size;
 }
+
+/// As much of it as the caller knows.
+template <class Info> void give(Info& all, Info* info)
+{
+    all.size = std::min(info->size, sizeof all);
+    std::memcpy(info, &all, all.size);
+}
+
+constexpr const char* kNoSize = "set the size of the structure first";
 
 } // namespace
 
@@ -169,13 +227,11 @@ tracewell_run* tracewell_run_open(const char* path, unsigned flags)
         if (path == nullptr || (flags & ~TRACEWELL_BEYOND) != 0) {
             return fail(TRACEWELL_USAGE, "a run has a path, and flags are 0 or TRACEWELL_BEYOND");
         }
-        watchStorage();
         opened = std::make_unique<tracewell_run>();
         opened->run = std::make_shared<OpenRun>(path, (flags & TRACEWELL_BEYOND) != 0
                                                           ? tracewell::Reach::Beyond
                                                           : tracewell::Reach::Whole);
-        checkStorage();
-        opened->signals = opened->run->signals();
+        opened->readNames();
         return TRACEWELL_OK;
     });
     return status == TRACEWELL_OK ? opened.release() : nullptr;
@@ -219,8 +275,9 @@ const char* tracewell_run_lacking(tracewell_run* run)
 {
     const char* text = nullptr;
     withRun(run, [&](tracewell_run& there) {
+        std::vector<std::string> lines = there.run->newShortfalls();
         const std::lock_guard lock(there.mutex);
-        for (std::string& line : there.run->newShortfalls()) {
+        for (std::string& line : lines) {
             there.lacking.push_back(std::move(line));
         }
         if (!there.lacking.empty()) {
@@ -235,26 +292,89 @@ const char* tracewell_run_lacking(tracewell_run* run)
 
 uint32_t tracewell_run_signals(tracewell_run* run)
 {
-    return run == nullptr ? 0 : static_cast<uint32_t>(run->signals.size());
+    return run == nullptr ? 0 : run->declared;
 }
 
 tracewell_status tracewell_run_signal(tracewell_run* run, tracewell_signal signal,
                                       tracewell_signal_info* info)
 {
-    return withSignal(run, signal, [&](tracewell_run&, const Signal& asked) {
-        if (info == nullptr || info->size < sizeof info->size) {
-            return fail(TRACEWELL_USAGE, "set the size of the structure first");
+    return withSignal(run, signal, [&](tracewell_run& there, const Signal& asked) {
+        if (!hasSize(info)) {
+            return fail(TRACEWELL_USAGE, kNoSize);
         }
         tracewell_signal_info all{};
-        all.size = std::min(info->size, sizeof all);
         all.name = asked.label.c_str();
+        all.local = all.name + std::min(asked.scope.size(), asked.label.size());
+        all.scope = TRACEWELL_NO_SCOPE;
+        all.identity = signal;
+        if (signal < there.declared) {
+            const tracewell::Variable& variable = there.declarations->variables[signal];
+            all.scope = variable.scope == tracewell::kNoScope
+                            ? TRACEWELL_NO_SCOPE
+                            : static_cast<uint32_t>(variable.scope);
+            all.identity = static_cast<uint32_t>(variable.object);
+        }
         all.kind = asked.kind.c_str();
         all.type = asked.type.c_str();
         all.width = asked.width;
         all.values = valuesOf(asked);
         all.direction = directionOf(asked.direction);
         all.is_signed = asked.isSigned || tracewell::isSignedKeyword(asked.kind) ? 1 : 0;
-        std::memcpy(info, &all, all.size);
+        if (const auto range = rangeOf(there, signal, asked)) {
+            all.has_range = 1;
+            all.left = range->left;
+            all.right = range->right;
+        }
+        all.value_names = asked.enumeration != nullptr ? asked.enumeration->names.size() : 0;
+        give(all, info);
+        return TRACEWELL_OK;
+    });
+}
+
+tracewell_status tracewell_run_value_name(tracewell_run* run, tracewell_signal signal,
+                                          size_t number, const char** letters, const char** name)
+{
+    return withSignal(run, signal, [&](tracewell_run& there, const Signal& asked) {
+        if (letters == nullptr || name == nullptr) {
+            return fail(TRACEWELL_USAGE, "the places for letters and name are missing");
+        }
+        std::map<std::string, std::string> read = there.run->valueNames(asked);
+        const std::lock_guard lock(there.mutex);
+        const auto& names = there.valueNames.try_emplace(signal, std::move(read)).first->second;
+        if (number >= names.size()) {
+            return fail(TRACEWELL_USAGE, fmt::format("{}: {} values of {} have names",
+                                                     there.run->path(), names.size(), asked.label));
+        }
+        const auto found = std::next(names.begin(), static_cast<std::ptrdiff_t>(number));
+        *letters = found->first.c_str();
+        *name = found->second.c_str();
+        return TRACEWELL_OK;
+    });
+}
+
+uint32_t tracewell_run_scopes(tracewell_run* run)
+{
+    return run == nullptr ? 0 : static_cast<uint32_t>(run->declarations->scopes.size());
+}
+
+tracewell_status tracewell_run_scope(tracewell_run* run, uint32_t scope, tracewell_scope_info* info)
+{
+    return withRun(run, [&](tracewell_run& there) {
+        const std::vector<tracewell::Scope>& scopes = there.declarations->scopes;
+        if (!hasSize(info)) {
+            return fail(TRACEWELL_USAGE, kNoSize);
+        }
+        if (scope >= scopes.size()) {
+            return fail(TRACEWELL_USAGE, fmt::format("{}: there is no scope {}; it has {}",
+                                                     there.run->path(), scope, scopes.size()));
+        }
+        tracewell_scope_info all{};
+        all.name = scopes[scope].name.c_str();
+        all.kind = scopes[scope].kind.c_str();
+        all.parent = scopes[scope].parent == tracewell::kNoScope
+                         ? TRACEWELL_NO_SCOPE
+                         : static_cast<uint32_t>(scopes[scope].parent);
+        give(all, info);
         return TRACEWELL_OK;
     });
 }
@@ -265,14 +385,20 @@ tracewell_status tracewell_run_find(tracewell_run* run, const char* name, tracew
         if (name == nullptr || signal == nullptr) {
             return fail(TRACEWELL_USAGE, "a name and a place for the signal are needed");
         }
-        const Signal found = there.run->signal(name);
-        const auto place =
-            std::find_if(there.signals.begin(), there.signals.end(),
-                         [&](const Signal& each) { return each.label == found.label; });
+        if (const std::optional<std::size_t> place = there.run->place(name)) {
+            *signal = static_cast<tracewell_signal>(*place);
+            return TRACEWELL_OK;
+        }
+        Signal found = there.run->signal(name);
+        if (const std::optional<std::size_t> place = there.run->place(found.label)) {
+            *signal = static_cast<tracewell_signal>(*place);
+            return TRACEWELL_OK;
+        }
+        const std::lock_guard lock(there.mutex);
+        auto place = std::find_if(there.signals.begin() + there.declared, there.signals.end(),
+                                  [&](const Signal& each) { return each.label == found.label; });
         if (place == there.signals.end()) {
-            // Bits of a vector become a signal of their own.
-            return fail(TRACEWELL_NAME, fmt::format("{}: {} is a part of {}; ask for the whole",
-                                                    there.run->path(), name, found.whole));
+            place = there.signals.insert(place, std::move(found));
         }
         *signal = static_cast<tracewell_signal>(place - there.signals.begin());
         return TRACEWELL_OK;
@@ -286,7 +412,7 @@ tracewell_history* tracewell_history_read(tracewell_run* run, tracewell_signal s
     const tracewell_status status =
         withSignal(run, signal, [&](tracewell_run& there, const Signal& asked) {
             history = std::make_unique<tracewell_history>();
-            history->arrays = readHistory(there, asked, from, to);
+            history->arrays = there.run->history(asked, orderOf(from, to));
             return TRACEWELL_OK;
         });
     return status == TRACEWELL_OK ? history.release() : nullptr;
@@ -333,9 +459,11 @@ const double* tracewell_history_reals(const tracewell_history* history)
 
 const char* tracewell_history_text(const tracewell_history* history, size_t entry)
 {
-    return history == nullptr || entry >= history->arrays.texts.size()
-               ? nullptr
-               : history->arrays.texts[entry].c_str();
+    if (history == nullptr || entry >= history->arrays.size()) {
+        return nullptr;
+    }
+    const std::string* const text = textOf(history->arrays, entry);
+    return text != nullptr ? text->c_str() : nullptr;
 }
 
 tracewell_status tracewell_history_visit(tracewell_run* run, tracewell_signal signal, int64_t from,
@@ -345,23 +473,11 @@ tracewell_status tracewell_history_visit(tracewell_run* run, tracewell_signal si
         if (visit == nullptr) {
             return fail(TRACEWELL_USAGE, "there is nobody to tell: visit is NULL");
         }
-        const tracewell_history history{readHistory(there, asked, from, to)};
-        const HistoryArrays& arrays = history.arrays;
-        const std::size_t each = arrays.wordsEach;
-        for (std::size_t i = 0; i < arrays.size(); ++i) {
-            tracewell_entry entry{};
-            entry.time = arrays.times.data()[i];
-            entry.words =
-                arrays.words.size() > 0 ? tracewell_history_words(&history) + i * each : nullptr;
-            entry.unknown = arrays.unknown.size() > 0
-                                ? tracewell_history_unknown(&history) + i * each
-                                : nullptr;
-            entry.real = arrays.reals.size() > 0 ? arrays.reals.data()[i] : 0;
-            entry.text = tracewell_history_text(&history, i);
-            if (visit(user, &entry) != 0) {
-                break;
-            }
-        }
+        there.run->visitHistory(asked, orderOf(from, to),
+                                [&](const HistoryArrays& arrays, std::size_t i) {
+                                    const tracewell_entry entry = entryOf(arrays, i);
+                                    return visit(user, &entry) == 0;
+                                });
         return TRACEWELL_OK;
     });
 }
@@ -452,7 +568,6 @@ tracewell_run* tracewell_run_follow(int channel, const char* snapshot, const cha
 {
     std::unique_ptr<tracewell_run> opened;
     const tracewell_status status = call([&] {
-        watchStorage();
         opened = std::make_unique<tracewell_run>();
         opened->live = std::make_shared<tracewell::LiveRun>(
             tracewell::ChannelPlace{channel, snapshot != nullptr ? snapshot : "live",
@@ -468,7 +583,7 @@ tracewell_run* tracewell_run_follow(int channel, const char* snapshot, const cha
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         opened->run = opened->live->run();
-        opened->signals = opened->run->signals();
+        opened->readNames();
         return TRACEWELL_OK;
     });
     return status == TRACEWELL_OK ? opened.release() : nullptr;
@@ -480,9 +595,7 @@ tracewell_status tracewell_run_poll(tracewell_run* run)
         if (there.live == nullptr) {
             return TRACEWELL_NONE;
         }
-        const bool isRunning = there.live->poll();
-        checkStorage();
-        return isRunning ? TRACEWELL_OK : TRACEWELL_NONE;
+        return there.live->poll() ? TRACEWELL_OK : TRACEWELL_NONE;
     });
 }
 

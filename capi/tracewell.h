@@ -14,10 +14,20 @@
  * than the variable's are told as TRACEWELL_USAGE and change nothing.
  *
  * Threads. Objects are independent of each other. A recording belongs to one thread at a time. A
- * run may be asked by several; it answers one at a time. tracewell_error() is each thread's own.
+ * run may be asked by several; it answers one at a time. A history may be read by several. What is
+ * closed or freed is in nobody's hands any more. tracewell_error() is each thread's own. The
+ * library has threads of its own; functions of the caller are called on the caller's thread alone,
+ * inside of the call that they were given to. They may ask the run in turn; they must not close it,
+ * nor throw, nor leave by longjmp.
  *
  * Texts are UTF-8, end in 0, and belong to the library unless something else is said: those of a
- * run stay until it is closed, tracewell_error() until the thread's next call that fails.
+ * run stay until it is closed, those given to a function of the caller until it returns,
+ * tracewell_error() until the thread's next call that fails. Texts that the caller gives are read
+ * during the call alone.
+ *
+ * The process. SIGXFSZ, where nothing was said of it, is ignored from the first recording on, so
+ * that a file at its limit fails as on a full disk does. While a VCD, an FST or a GHW file is
+ * opened nothing is printed, and signals are left as they are.
  */
 
 #ifndef TRACEWELL_H
@@ -83,8 +93,10 @@ TRACEWELL_C_API tracewell_status tracewell_recording_set_store(tracewell_recordi
  * process: 1 unless set; 0 for never. Before anything is added. */
 TRACEWELL_C_API tracewell_status tracewell_recording_set_sync(tracewell_recording*, double seconds);
 
+/* `kind` is the keyword: module, task, function, begin, fork, ...; NULL for a module. A scope
+ * without variables is not recorded. */
 TRACEWELL_C_API tracewell_status tracewell_recording_open_scope(tracewell_recording*,
-                                                                const char* name);
+                                                                const char* kind, const char* name);
 TRACEWELL_C_API tracewell_status tracewell_recording_close_scope(tracewell_recording*);
 
 typedef enum tracewell_direction {
@@ -155,6 +167,10 @@ TRACEWELL_C_API tracewell_status tracewell_recording_text(tracewell_recording*, 
 /* An event fires. */
 TRACEWELL_C_API tracewell_status tracewell_recording_fire(tracewell_recording*, tracewell_variable);
 
+/* From the time at hand on nothing is known of any variable, until the recording goes on: with the
+ * values that were set last, those that were set meanwhile too. Firings meanwhile are lost. */
+TRACEWELL_C_API tracewell_status tracewell_recording_pause(tracewell_recording*);
+TRACEWELL_C_API tracewell_status tracewell_recording_resume(tracewell_recording*);
 /* What was recorded so far is in the file, and readers see it. */
 TRACEWELL_C_API tracewell_status tracewell_recording_sync(tracewell_recording*);
 /* Ends the recording at the time at hand, and frees it, whatever the answer: TRACEWELL_OK when the
@@ -196,23 +212,53 @@ typedef enum tracewell_values {
     TRACEWELL_BYTES = 4
 } tracewell_values;
 
+/* In place of a scope: there is none. */
+#define TRACEWELL_NO_SCOPE 0xffffffffu
+
 typedef struct tracewell_signal_info
 {
-    size_t size;      /* of this structure; to be set by the caller */
-    const char* name; /* in full */
-    const char* kind; /* wire, reg, ... */
-    const char* type; /* "" where it is not known */
+    size_t size;       /* of this structure; to be set by the caller */
+    const char* name;  /* in full */
+    const char* local; /* the end of it, behind the scopes */
+    const char* kind;  /* wire, reg, ... */
+    const char* type;  /* "" where it is not known */
+    uint32_t scope;    /* its number, or TRACEWELL_NO_SCOPE */
     uint32_t width;
     tracewell_values values;
     tracewell_direction direction;
     int is_signed;
+    int has_range; /* whether left and right count */
+    int64_t left;
+    int64_t right;
+    size_t value_names; /* how many values have names */
+    /* Signals with the same number are names for one thing, and have one history. */
+    uint32_t identity;
 } tracewell_signal_info;
 
 TRACEWELL_C_API tracewell_status tracewell_run_signal(tracewell_run*, tracewell_signal,
                                                       tracewell_signal_info* info);
-/* By its full name, with the range or without. */
+/* The letters of a value and its name, by number, in the order of the letters. */
+TRACEWELL_C_API tracewell_status tracewell_run_value_name(tracewell_run*, tracewell_signal,
+                                                          size_t number, const char** letters,
+                                                          const char** name);
+/* By its full name, with the range or without; "top.bus[7:4]" or "top.bus[3]" for some bits of a
+ * vector, which become a signal of their own, behind those that were declared. */
 TRACEWELL_C_API tracewell_status tracewell_run_find(tracewell_run*, const char* name,
                                                     tracewell_signal* signal);
+
+/* Scopes, from 0 on, each behind the one that it is in. */
+TRACEWELL_C_API uint32_t tracewell_run_scopes(tracewell_run*);
+
+typedef struct tracewell_scope_info
+{
+    size_t size;      /* of this structure; to be set by the caller */
+    const char* name; /* its own */
+    const char* kind; /* module, ... */
+    uint32_t parent;  /* the scope that it is in, or TRACEWELL_NO_SCOPE */
+} tracewell_scope_info;
+
+TRACEWELL_C_API tracewell_status tracewell_run_scope(tracewell_run*, uint32_t scope,
+                                                     tracewell_scope_info* info);
 
 /* A history as arrays: an entry for each change from `from` to `to`, in front of them what holds at
  * `from`, with that time, if anything does. To be freed; it outlives its run. */
@@ -226,14 +272,18 @@ TRACEWELL_C_API void tracewell_history_free(tracewell_history*);
 TRACEWELL_C_API size_t tracewell_history_size(const tracewell_history*);
 TRACEWELL_C_API size_t tracewell_history_words_each(const tracewell_history*);
 TRACEWELL_C_API const int64_t* tracewell_history_times(const tracewell_history*);
-/* Of bits, with 0 for those that are x or z; of an event how often it fired. */
+/* Of bits, the word `a`: 0, 1, 0 for z, 1 for x. Of an event how often it fired at that time. */
 TRACEWELL_C_API const uint64_t* tracewell_history_words(const tracewell_history*);
-/* Of bits: 1 where one is x or z. */
+/* Of bits, the word `b`: 1 where one is z or x. Of u, w and - x stands in both, of l and h 0 and 1.
+ */
 TRACEWELL_C_API const uint64_t* tracewell_history_unknown(const tracewell_history*);
 TRACEWELL_C_API const double* tracewell_history_reals(const tracewell_history*);
+/* Of a text. Of bits: the letters of all, the leftmost first, where one is u, w, l, h or -, and
+ * NULL in all other entries. */
 TRACEWELL_C_API const char* tracewell_history_text(const tracewell_history*, size_t entry);
 
-/* The same entry by entry. Ends early when `visit` answers something else than 0. */
+/* The same entry by entry, in bounded memory. Ends early when `visit` answers something else than
+ * 0. What the values of the signal do not have is NULL or 0. */
 typedef struct tracewell_entry
 {
     int64_t time;
@@ -241,6 +291,8 @@ typedef struct tracewell_entry
     const uint64_t* unknown;
     double real;
     const char* text;
+    size_t words_each;
+    size_t length; /* of the text, in which zeros can be */
 } tracewell_entry;
 typedef int (*tracewell_visit)(void* user, const tracewell_entry* entry);
 TRACEWELL_C_API tracewell_status tracewell_history_visit(tracewell_run*, tracewell_signal,

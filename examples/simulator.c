@@ -42,9 +42,9 @@ int main(int argc, char** argv)
     event.kind = "event";
     real.kind = "real";
     real.width = 64;
-    tracewell_recording_open_scope(run, "top");
+    tracewell_recording_open_scope(run, NULL, "top");
     tracewell_recording_add(run, &wire, &clk);
-    tracewell_recording_open_scope(run, "counter");
+    tracewell_recording_open_scope(run, NULL, "counter");
     tracewell_recording_add(run, &state, &command);
     tracewell_recording_add(run, &bus, &count);
     tracewell_recording_add(run, &event, &carry);

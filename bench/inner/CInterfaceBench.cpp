@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 // What a change costs by the C interface, beside the same change by the writer's own trace
-// functions.
+// functions. The two take turns; what other work on the machine does to one of them shows least in
+// the shortest of many.
 
 #include "ScratchFile.h"
 
@@ -11,6 +12,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -20,6 +22,17 @@ namespace {
 
 constexpr unsigned int kVectors = 64;
 constexpr std::uint32_t kStep = 2654435761u;
+
+double shortest(const std::vector<double>& times)
+{
+    return *std::min_element(times.begin(), times.end());
+}
+
+void setUp(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Iterations(4'000'000)->Repetitions(25)->ComputeStatistics("shortest", shortest);
+    benchmark->ReportAggregatesOnly(true);
+}
 
 void changeByClasses(benchmark::State& state)
 {
@@ -50,7 +63,7 @@ void changeByClasses(benchmark::State& state)
     writer.close();
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(changeByClasses)->Iterations(20'000'000);
+BENCHMARK(changeByClasses)->Apply(setUp);
 
 void changeByC(benchmark::State& state)
 {
@@ -64,6 +77,7 @@ void changeByC(benchmark::State& state)
         declaration.width = 32;
         tracewell_recording_add(recording, &declaration, &variables[i]);
     }
+    tracewell_recording_begin(recording);
     std::int64_t time = 0;
     unsigned int vector = 0;
     std::uint32_t value = 0;
@@ -79,6 +93,6 @@ void changeByC(benchmark::State& state)
     }
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(changeByC)->Iterations(20'000'000);
+BENCHMARK(changeByC)->Apply(setUp);
 
 } // namespace

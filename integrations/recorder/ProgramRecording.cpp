@@ -13,6 +13,7 @@
 #include <atomic>
 #include <charconv>
 #include <cstring>
+#include <map>
 
 namespace tracewell {
 
@@ -48,6 +49,13 @@ Timescale parseTimescale(std::string_view text)
     }
     throw Failure(fmt::format("{} is no timescale; write a number and a unit, as in 1ns or 10 ps",
                               inQuotes(text)));
+}
+
+bool isDeclaredWord(std::string_view text)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+    });
 }
 
 ProgramRecording::ProgramRecording(RecorderOptions options, const Timescale& timescale,
@@ -89,11 +97,7 @@ void ProgramRecording::checkRequest(const VariableRequest& request) const
     if (request.name.empty()) {
         refuse("a variable has a name");
     }
-    const bool isWord =
-        !request.kind.empty() && std::all_of(request.kind.begin(), request.kind.end(), [](char c) {
-            return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
-        });
-    if (!isWord) {
+    if (!isDeclaredWord(request.kind)) {
         refuse("its kind is a word as wire, reg, integer, real, string or event");
     }
     if (request.width < 1 || request.width > kMostBits) {
@@ -128,19 +132,24 @@ Declarations ProgramRecording::declare()
 {
     DeclarationsBuilder builder(m_version, m_timescale);
     std::vector<std::string> scopes;
-    const auto enter = [&](const std::vector<std::string>& wanted) {
+    std::map<std::pair<std::string, decltype(VariableRequest::valueNames)>, std::size_t>
+        enumerations;
+    const auto enter = [&](const VariableRequest& request) {
+        const std::vector<std::string>& wanted = request.scopes;
         const auto common = static_cast<std::size_t>(
             std::mismatch(scopes.begin(), scopes.end(), wanted.begin(), wanted.end()).first -
             scopes.begin());
         for (; scopes.size() > common; scopes.pop_back()) {
             builder.closeScope();
         }
-        for (; scopes.size() < wanted.size(); scopes.push_back(wanted[scopes.size()])) {
-            builder.openScope("module", wanted[scopes.size()]);
+        for (std::size_t i = scopes.size(); i < wanted.size(); ++i) {
+            builder.openScope(i < request.scopeKinds.size() ? request.scopeKinds[i] : "module",
+                              wanted[i]);
+            scopes.push_back(wanted[i]);
         }
     };
     const auto describe = [&](const VariableRequest& request) {
-        enter(request.scopes);
+        enter(request);
         builder.setDirection(request.direction);
         if (!request.type.empty()) {
             builder.setType(request.type);
@@ -149,7 +158,13 @@ Declarations ProgramRecording::declare()
             builder.setSigned();
         }
         if (!request.valueNames.empty()) {
-            builder.setEnumeration(builder.addEnumeration(request.type, request.valueNames));
+            // A type that a thousand variables have stands in the file once.
+            const auto [known, isNew] =
+                enumerations.try_emplace(std::pair(request.type, request.valueNames), 0);
+            if (isNew) {
+                known->second = builder.addEnumeration(request.type, request.valueNames);
+            }
+            builder.setEnumeration(known->second);
         }
     };
     const auto rangeOf = [](const VariableRequest& request) {
@@ -201,6 +216,13 @@ void ProgramRecording::begin()
         s_isThere = false;
         throw Failure(takeFailure());
     }
+    m_quickMasks.reserve(m_bits.size());
+    for (const unsigned int bits : m_bits) {
+        constexpr unsigned int kMost = 32;
+        m_quickMasks.push_back(bits > kMost ? 0 : static_cast<std::uint32_t>((1ull << bits) - 1));
+    }
+    m_quickValues = &m_recorder->values();
+    m_quickCount = variables();
 }
 
 void ProgramRecording::stepFirst(long long time)
@@ -210,6 +232,24 @@ void ProgramRecording::stepFirst(long long time)
         throw Failure(fmt::format("{}: time goes on, and never back: {} comes behind {}",
                                   m_options.output, time, m_time));
     }
+}
+
+void ProgramRecording::setAnyBits(std::uint32_t variable, std::uint64_t a, std::uint64_t b)
+{
+    begin();
+    ValueRecorder& values = m_recorder->values();
+    const unsigned int width = m_widths[variable];
+    if (width == 1) {
+        values.storeScalar(variable, static_cast<std::uint8_t>((a & 1) | (b & 1) << 1));
+        return;
+    }
+    const std::uint64_t mask = width >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1;
+    a &= mask;
+    b &= mask;
+    const std::uint32_t groups[] = {static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b),
+                                    static_cast<std::uint32_t>(a >> 32),
+                                    static_cast<std::uint32_t>(b >> 32)};
+    values.storeGroups(variable, reinterpret_cast<const unsigned char*>(groups));
 }
 
 void ProgramRecording::setWords(std::uint32_t variable, const std::uint64_t* a,
@@ -254,6 +294,18 @@ void ProgramRecording::fire(std::uint32_t variable)
     m_recorder->values().fire(variable, 1);
 }
 
+void ProgramRecording::pause()
+{
+    begin();
+    m_recorder->off();
+}
+
+void ProgramRecording::resume()
+{
+    begin();
+    m_recorder->on();
+}
+
 void ProgramRecording::sync()
 {
     begin();
@@ -269,6 +321,7 @@ void ProgramRecording::close()
         begin();
     }
     m_isClosed = true;
+    m_quickCount = 0;
     m_recorder->close();
     m_recorder.reset();
     s_isThere = false;

@@ -21,11 +21,17 @@ namespace tracewell {
 /// \throws Failure for anything else
 Timescale parseTimescale(std::string_view text);
 
+/// Whether a text can stand as the keyword of a scope or a variable: small letters, digits and "_".
+bool isDeclaredWord(std::string_view text);
+
 /// How a variable is declared.
 struct VariableRequest
 {
     /// Outermost first; may be empty.
     std::vector<std::string> scopes;
+    /// What they are: module, function, ...; those that are missing are modules. The first variable
+    /// in a scope says it.
+    std::vector<std::string> scopeKinds;
     std::string name;
     /// The keyword: wire, reg, integer, real, string, event, ...
     std::string kind = "wire";
@@ -90,29 +96,16 @@ public:
     /// 3 (x). Bits above the width do not count.
     void setBits(std::uint32_t variable, std::uint64_t a, std::uint64_t b)
     {
-        if (m_recorder == nullptr) {
-            begin();
+        if (!trySetBits(variable, a, b)) {
+            setAnyBits(variable, a, b);
         }
-        ValueRecorder& values = m_recorder->values();
-        const unsigned int width = m_widths[variable];
-        if (width == 1) {
-            values.storeScalar(variable, static_cast<std::uint8_t>((a & 1) | (b & 1) << 1));
-            return;
-        }
-        if (width <= 32) {
-            const std::uint32_t known = width == 32 ? ~std::uint32_t{0} : (1u << width) - 1;
-            values.storeGroup(variable, static_cast<std::uint32_t>(a) & known,
-                              static_cast<std::uint32_t>(b) & known);
-            return;
-        }
-        const std::uint64_t mask =
-            width >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1;
-        a &= mask;
-        b &= mask;
-        const std::uint32_t groups[] = {
-            static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b),
-            static_cast<std::uint32_t>(a >> 32), static_cast<std::uint32_t>(b >> 32)};
-        values.storeGroups(variable, reinterpret_cast<const unsigned char*>(groups));
+    }
+    /// The same in a few instructions, for nearly all changes; also of a number that is no
+    /// variable's. False, and nothing done, where setBits() or a complaint must do.
+    bool trySetBits(std::uint32_t variable, std::uint64_t a, std::uint64_t b)
+    {
+        return variable < m_quickCount &&
+               m_quickValues->tryStoreBits(variable, m_quickMasks[variable], a, b);
     }
     /// Of a level or a vector of any width: 64 bits a word, the lowest first, of both.
     void setWords(std::uint32_t variable, const std::uint64_t* a, const std::uint64_t* b);
@@ -129,6 +122,11 @@ public:
     void setText(std::uint32_t variable, std::string_view text);
     void fire(std::uint32_t variable);
 
+    /// Records that nothing is known from now on, until resume(): values that are set meanwhile are
+    /// remembered for that, and firings are lost.
+    void pause();
+    void resume();
+
     /// What was recorded so far is in the file, and survives the death of the process.
     void sync();
     /// Finishes the file. \throws Failure when it is not whole
@@ -139,10 +137,10 @@ public:
     bool hasFailure() const { return m_hasFailure.load(std::memory_order_relaxed); }
 
 private:
-    void require(bool isBefore, const std::string& name) const;
     void checkRequest(const VariableRequest& request) const;
     Declarations declare();
     void stepFirst(long long time);
+    void setAnyBits(std::uint32_t variable, std::uint64_t a, std::uint64_t b);
 
     const RecorderOptions m_options;
     const Timescale m_timescale;
@@ -158,6 +156,11 @@ private:
     std::vector<const ValueKind*> m_kinds;
     std::vector<unsigned int> m_widths;
     std::vector<unsigned int> m_bits;
+    // Of trySetBits(), while the recording is open: how many variables there are, and a mask of the
+    // bits of each, 0 for one that has none or more than 32.
+    std::uint32_t m_quickCount = 0;
+    ValueRecorder* m_quickValues = nullptr;
+    std::vector<std::uint32_t> m_quickMasks;
     long long m_time = 0;
     std::mutex m_failureMutex;
     /// Guarded by m_failureMutex: any thread may meet one.

@@ -3,6 +3,7 @@
 #include "recorder/Recorder.h"
 
 #include "files/OutputFile.h"
+#include "files/StorageWatch.h"
 #include "formats/vcd/DeclarationText.h"
 #include "record/DebugFile.h"
 #include "record/RecordingWriter.h"
@@ -11,7 +12,6 @@
 
 #include "OutputFileNames.h"
 #include "QsimException.h"
-#include "StorageFailure.h"
 #include "WdbLiveWriter.h"
 
 #include <fmt/format.h>
@@ -81,7 +81,8 @@ bool Recorder::open()
     close();
     m_isBroken = false;
     std::string failure;
-    Tracewell::setStorageFailureHandler([&failure](const std::string& line) {
+    m_watch.reset();
+    m_watch = std::make_unique<StorageWatch>([&failure](const std::string& line) {
         if (failure.empty()) {
             failure = line;
         }
@@ -97,12 +98,12 @@ bool Recorder::open()
         }
     });
     if (m_isOpen) {
-        Tracewell::setStorageFailureHandler([this](const std::string& line) {
+        m_watch = std::make_unique<StorageWatch>([this](const std::string& line) {
             m_isBroken = true;
             m_say(m_output ? m_output->named(line) : line);
         });
     } else {
-        Tracewell::setStorageFailureHandler({});
+        m_watch.reset();
         m_values.reset();
         m_window = nullptr;
         m_file.reset();
@@ -336,7 +337,7 @@ void Recorder::stop()
     m_output.reset();
     m_directory.reset();
     m_debugFile.reset();
-    Tracewell::setStorageFailureHandler({});
+    m_watch.reset();
 }
 
 } // namespace tracewell

@@ -20,6 +20,7 @@ namespace tracewell {
 class DebugFile;
 class OutputFile;
 class RecordingWriter;
+class StorageWatch;
 class WindowRecording;
 
 struct RecorderOptions
@@ -100,6 +101,8 @@ private:
     Say m_say;
     const Declarations m_declarations;
     const DataLayout m_layout;
+    /// Of the storage, while open.
+    std::unique_ptr<StorageWatch> m_watch;
     std::unique_ptr<SnapshotDirectory> m_directory;
     /// Goes after the channel that it belongs to.
     std::unique_ptr<DebugFile> m_debugFile;

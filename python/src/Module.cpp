@@ -11,7 +11,6 @@
 #include "values/VcdValues.h"
 
 #include "QsimException.h"
-#include "StorageFailure.h"
 
 #include <fmt/format.h>
 #include <pybind11/numpy.h>
@@ -35,12 +34,6 @@ namespace {
 
 using Quietly = py::call_guard<py::gil_scoped_release>;
 using Arrays = std::shared_ptr<HistoryArrays>;
-
-/// A storage that fails is told by an exception, and ends no process.
-void watchStorage()
-{
-    Tracewell::setStorageFailureHandler([](const std::string& line) { tellStorageFailure(line); });
-}
 
 // Arrays.
 
@@ -210,11 +203,7 @@ void bindRun(py::module_& module)
         .def_readwrite("most", &SearchRequest::most);
     py::class_<OpenRun, std::shared_ptr<OpenRun>>(module, "OpenRun")
         .def(py::init([](const std::string& path, bool beyond) {
-                 auto run = std::make_shared<OpenRun>(path, beyond ? Reach::Beyond : Reach::Whole);
-                 if (const std::string failure = takeStorageFailure(); !failure.empty()) {
-                     throw Failure(failure);
-                 }
-                 return run;
+                 return std::make_shared<OpenRun>(path, beyond ? Reach::Beyond : Reach::Whole);
              }),
              py::arg("path"), py::arg("beyond") = false, Quietly())
         .def_property_readonly("path", &OpenRun::path)
@@ -336,13 +325,7 @@ public:
     {
         const Turn turn(m_mutex);
         const py::gil_scoped_release release;
-        try {
-            m_recording->close();
-        } catch (...) {
-            watchStorage();
-            throw;
-        }
-        watchStorage();
+        m_recording->close();
     }
 
 private:
@@ -539,7 +522,6 @@ PYBIND11_MODULE(_tracewell, module)
     module.doc() = "The compiled half of the package tracewell.";
     module.attr("version") = TRACEWELL_VERSION;
     py::register_exception_translator(&tracewell::translate);
-    tracewell::watchStorage();
     tracewell::bindHistory(module);
     tracewell::bindSignal(module);
     tracewell::bindRun(module);

@@ -38,7 +38,7 @@ protected:
         tracewell_recording* const made = tracewell_recording_create(path().c_str(), "10 ps");
         EXPECT_NE(made, nullptr) << tracewell_error();
         EXPECT_EQ(tracewell_recording_set_store(made, store), TRACEWELL_OK);
-        EXPECT_EQ(tracewell_recording_open_scope(made, "top"), TRACEWELL_OK);
+        EXPECT_EQ(tracewell_recording_open_scope(made, nullptr, "top"), TRACEWELL_OK);
         bit = add(made, "bit", "wire", 1);
         bus = add(made, "bus", "reg", 8);
         wide = add(made, "wide", "wire", 100);
@@ -203,7 +203,7 @@ TEST_F(CInterface, declarationsKeepWhatTheySay)
     state.value_names = names;
     state.value_count = 2;
     tracewell_variable variable = 0;
-    tracewell_recording_open_scope(made, "dut");
+    tracewell_recording_open_scope(made, nullptr, "dut");
     ASSERT_EQ(tracewell_recording_add(made, &state, &variable), TRACEWELL_OK) << tracewell_error();
     tracewell_recording_close_scope(made);
     state.name = "seen";

@@ -24,13 +24,17 @@ HistoryArrays::Kind kindOf(const Signal& signal)
                             : HistoryArrays::Kind::Real;
 }
 
+/// Letters from this code on are none of four states.
+constexpr unsigned int kFourStates = 4;
+
 /// Puts the states of a cursor behind each other.
 class Reader
 {
 public:
-    Reader(const SignalValues& values, std::size_t index, HistoryArrays& arrays)
-        : m_values(values), m_signal(values.signals()[index]), m_arrays(arrays),
-          m_bits(m_signal.width), m_plainBits(m_signal.width + m_signal.bitsBefore),
+    Reader(const SignalValues& values, std::size_t index, bool areStatesKept, HistoryArrays& arrays)
+        : m_values(values), m_signal(values.signals()[index]), m_areStatesKept(areStatesKept),
+          m_arrays(arrays), m_bits(m_signal.width),
+          m_plainBits(m_signal.width + m_signal.bitsBefore),
           m_valueText([&values](long long id) { return values.lookUp(id); })
     {
         arrays.kind = kindOf(m_signal);
@@ -62,12 +66,17 @@ public:
             isLetter ? nearestFourState(static_cast<std::uint8_t>(bytes)) : 0;
         const unsigned long long a = isLetter ? letter & 1 : bytes & m_mask;
         const unsigned long long b = isLetter ? letter >> 1 : bytes >> 32 & m_mask;
-        if (m_arrays.size() == 0 || a != m_lastA || b != m_lastB) {
+        std::string letters;
+        if (m_areStatesKept && isLetter && bytes >= kFourStates) {
+            letters = letterOf(static_cast<unsigned int>(bytes));
+        }
+        if (m_arrays.size() == 0 || a != m_lastA || b != m_lastB || letters != m_lastLetters) {
             m_lastA = a;
             m_lastB = b;
-            m_arrays.times.push(time);
-            m_arrays.words.push(a & ~b);
+            m_arrays.words.push(m_areStatesKept ? a : a & ~b);
             m_arrays.unknown.push(b);
+            keepLetters(std::move(letters));
+            m_arrays.times.push(time);
         }
     }
 
@@ -99,8 +108,12 @@ public:
 private:
     void takeBits(long long time, const SignalState& state)
     {
+        std::string nine;
         if (state.override.kind == 0 && state.letters.empty() && m_signal.valueKind->isLetter()) {
             m_bits.setBit(0, nearestFourState(state.plain[0]));
+            if (m_areStatesKept && state.plain[0] >= kFourStates) {
+                nine = letterOf(state.plain[0]);
+            }
         } else if (state.override.kind == 0 && state.letters.empty()) {
             m_plainBits.setGroups(state.plain.data());
             m_bits.setSelected(m_plainBits, m_signal.bitsBefore);
@@ -111,22 +124,35 @@ private:
             } else {
                 m_bits.fill(3);
             }
+            if (m_areStatesKept && letters.find_first_not_of("01xz") != std::string::npos) {
+                nine = letters;
+            }
         }
         const std::size_t words = m_bits.words();
         unsigned long long* const value = m_arrays.words.extend(words);
         unsigned long long* const unknown = m_arrays.unknown.extend(words);
         for (std::size_t i = 0; i < words; ++i) {
-            value[i] = m_bits.a()[i] & ~m_bits.b()[i];
+            value[i] = m_areStatesKept ? m_bits.a()[i] : m_bits.a()[i] & ~m_bits.b()[i];
             unknown[i] = m_bits.b()[i];
         }
         // x and z are told apart by the state that was taken.
-        if (m_arrays.size() > 0 && m_last.isSame(m_bits)) {
+        if (m_arrays.size() > 0 && m_last.isSame(m_bits) && nine == m_lastLetters) {
             m_arrays.words.dropLast(words);
             m_arrays.unknown.dropLast(words);
             return;
         }
         m_last = m_bits;
+        keepLetters(std::move(nine));
         m_arrays.times.push(time);
+    }
+
+    /// Of the entry that is about to come.
+    void keepLetters(std::string letters)
+    {
+        if (!letters.empty()) {
+            m_arrays.letters.emplace_back(m_arrays.size(), letters);
+        }
+        m_lastLetters = std::move(letters);
     }
 
     void takeText(long long time, const SignalState& state)
@@ -184,6 +210,7 @@ private:
 
     const SignalValues& m_values;
     const Signal& m_signal;
+    const bool m_areStatesKept;
     HistoryArrays& m_arrays;
     FourState m_bits;
     FourState m_plainBits;
@@ -192,25 +219,52 @@ private:
     unsigned long long m_mask = 0;
     unsigned long long m_lastA = 0;
     unsigned long long m_lastB = 0;
+    std::string m_lastLetters;
     ValueText m_valueText;
 };
 
 } // namespace
 
-HistoryArrays readHistory(const SignalValues& values, std::size_t signal, long long from,
-                          long long to)
+const std::string* HistoryArrays::lettersOf(std::size_t entry) const
+{
+    const auto found = std::lower_bound(
+        letters.begin(), letters.end(), entry,
+        [](const auto& candidate, std::size_t wanted) { return candidate.first < wanted; });
+    return found != letters.end() && found->first == entry ? &found->second : nullptr;
+}
+
+bool HistoryArrays::isSame(std::size_t entry, const HistoryArrays& other,
+                           std::size_t otherEntry) const
+{
+    const auto areSame = [&](const auto& numbers, const auto& others, std::size_t each) {
+        return numbers.size() == 0 ||
+               std::memcmp(numbers.data() + entry * each, others.data() + otherEntry * each,
+                           each * sizeof *numbers.data()) == 0;
+    };
+    const std::string* const own = lettersOf(entry);
+    const std::string* const others = other.lettersOf(otherEntry);
+    return areSame(words, other.words, wordsEach) && areSame(unknown, other.unknown, wordsEach) &&
+           areSame(reals, other.reals, 1) &&
+           (texts.empty() || texts[entry] == other.texts[otherEntry]) &&
+           (own == nullptr || others == nullptr ? own == others : *own == *others);
+}
+
+HistoryArrays readHistory(const SignalValues& values, std::size_t signal, const HistoryOrder& order)
 {
     HistoryArrays arrays;
-    Reader reader(values, signal, arrays);
+    Reader reader(values, signal, order.areStatesKept, arrays);
+    const long long from = order.from;
+    const long long to = order.to;
     if (from > to) {
         return arrays;
     }
     const auto takePlain = [&](long long time, unsigned long long bytes) {
         reader.takePlain(std::max(time, from), bytes);
+        return arrays.size() < order.most;
     };
     if (!reader.takesPlain() || !values.visitPlain(signal, from, to, takePlain)) {
         const std::unique_ptr<SignalCursor> cursor = values.cursor(signal, {from, to, 0});
-        while (cursor->next()) {
+        while (arrays.size() < order.most && cursor->next()) {
             reader.take(std::max(cursor->time(), from), cursor->state());
         }
     }

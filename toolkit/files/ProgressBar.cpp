@@ -2,6 +2,7 @@
 
 #include "files/ProgressBar.h"
 
+#include "files/ProcessGuest.h"
 #include "files/Terminal.h"
 
 #include <fmt/format.h>
@@ -21,7 +22,7 @@ constexpr int kBarColumns = 40;
 } // namespace
 
 ProgressBar::ProgressBar(std::string label)
-    : m_label(std::move(label)), m_terminal(isTerminal(StandardStream::Error)),
+    : m_label(std::move(label)), m_terminal(!isGuest() && isTerminal(StandardStream::Error)),
       m_nextDraw(std::chrono::steady_clock::now() + kFirstDraw)
 {}
 

@@ -3,6 +3,7 @@
 #include "import/TemporaryRecording.h"
 
 #include "files/Interrupt.h"
+#include "files/ProcessGuest.h"
 #include "files/ProgressBar.h"
 #include "formats/vcd/DeclarationText.h"
 #include "import/InputRun.h"
@@ -16,15 +17,23 @@ namespace tracewell {
 TemporaryRecording::TemporaryRecording(const std::string& input)
     : m_path(m_directory.path() + "/run.wdb")
 {
-    const InterruptGuard interrupt;
-    if (const std::optional<int> digits = attempt(input, 0, interrupt)) {
-        attempt(input, *digits, interrupt);
+    std::optional<InterruptGuard> interrupt;
+    if (!isGuest()) {
+        interrupt.emplace();
+    }
+    const std::function<void()> check = [&] {
+        if (interrupt) {
+            interrupt->check();
+        }
+    };
+    if (const std::optional<int> digits = attempt(input, 0, check)) {
+        attempt(input, *digits, check);
     }
 }
 
 /// Answers the decimals that times have beyond `fractionDigits`; the attempt was in vain then.
 std::optional<int> TemporaryRecording::attempt(const std::string& input, int fractionDigits,
-                                               const InterruptGuard& interrupt)
+                                               const std::function<void()>& check)
 {
     ProgressBar bar("reading");
     SnapshotDirectory directory(m_path);
@@ -32,7 +41,7 @@ std::optional<int> TemporaryRecording::attempt(const std::string& input, int fra
     constexpr bool kLenient = false;
     InputRun run(input, writer->writer(), writer->sink(), {fractionDigits, kLenient},
                  [&](double progress) {
-                     interrupt.check();
+                     check();
                      bar.update(progress);
                  });
     directory.write(writeDeclarations(run.declarations()));

@@ -4,13 +4,12 @@
 
 #include "files/PrivateDirectory.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace tracewell {
-
-class InterruptGuard;
 
 /// A run in a format of others as a recording in columns, in the place for temporary files. What it
 /// takes is about a tenth of a VCD. Who has opened the file can do without the object.
@@ -29,7 +28,7 @@ public:
 
 private:
     std::optional<int> attempt(const std::string& input, int fractionDigits,
-                               const InterruptGuard& interrupt);
+                               const std::function<void()>& check);
 
     PrivateDirectory m_directory;
     std::string m_path;

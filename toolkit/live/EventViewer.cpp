@@ -8,7 +8,6 @@
 
 #include "ChannelRefusal.h"
 #include "QsimException.h"
-#include "StorageFailure.h"
 
 #include <fmt/format.h>
 
@@ -37,7 +36,7 @@ unsigned long long memorySize(const SignalNames& names)
 EventViewer::EventViewer(const LiveChannel& channel, const std::string& output)
     : m_channel(channel), m_output(output)
 {
-    Tracewell::setStorageFailureHandler([this](const std::string& line) {
+    m_watch.emplace([this](const std::string& line) {
         const Tracewell::MutexLock lock(m_failureMutex);
         if (m_failure.empty()) {
             m_failure = line;
@@ -48,7 +47,6 @@ EventViewer::EventViewer(const LiveChannel& channel, const std::string& output)
 EventViewer::~EventViewer()
 {
     m_reader.reset();
-    Tracewell::setStorageFailureHandler({});
 }
 
 bool EventViewer::isOffered() const

@@ -5,6 +5,7 @@
 #include <tracewell/ThreadSafety.h>
 
 #include "files/PrivateDirectory.h"
+#include "files/StorageWatch.h"
 #include "live/LiveViewer.h"
 
 #include "WdbLiveReader.h"
@@ -56,6 +57,7 @@ private:
     /// Guards m_failure, which a thread of the library may set.
     mutable Tracewell::Mutex m_failureMutex;
     std::string m_failure TRACEWELL_GUARDED_BY(m_failureMutex);
+    std::optional<StorageWatch> m_watch;
     std::unique_ptr<Tracewell::WdbLiveReader> m_reader;
 };
 

@@ -6,7 +6,6 @@
 #include "wave/TransitionValues.h"
 
 #include "ChannelRefusal.h"
-#include "StorageFailure.h"
 
 #include <fmt/format.h>
 
@@ -24,16 +23,10 @@ using Tracewell::DataBase;
 // With a handler, a file that could not be written does not come to look finished. check() tells
 // the reason.
 TransitionViewer::TransitionViewer(const LiveChannel& channel, const std::string& output)
-    : m_channel(channel), m_output(output)
-{
-    Tracewell::setStorageFailureHandler([](const std::string&) {});
-}
+    : m_channel(channel), m_output(output), m_watch([](const std::string&) {})
+{}
 
-TransitionViewer::~TransitionViewer()
-{
-    m_dataBase.reset();
-    Tracewell::setStorageFailureHandler({});
-}
+TransitionViewer::~TransitionViewer() = default;
 
 bool TransitionViewer::isOffered() const
 {

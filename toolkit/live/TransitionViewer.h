@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "files/StorageWatch.h"
 #include "live/LiveViewer.h"
 
 #include "DataBase.h"
@@ -38,6 +39,7 @@ public:
 private:
     const LiveChannel& m_channel;
     std::string m_output;
+    StorageWatch m_watch;
     std::unique_ptr<Tracewell::DataBase> m_dataBase;
 };
 

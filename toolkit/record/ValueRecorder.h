@@ -57,8 +57,10 @@ public:
     {
         storeExact(object, groups);
     }
-    /// The same of a vector of at most 32 bits: its two words.
-    void storeGroup(std::uint32_t object, std::uint32_t a, std::uint32_t b);
+    /// a and b of a letter or of a vector of at most 32 bits, of which `mask` has one for each. For
+    /// someone who calls it much more often than not with a value that can be traced at once. False,
+    /// and nothing done, where another operation must do: without a mask too.
+    bool tryStoreBits(std::uint32_t object, std::uint32_t mask, std::uint64_t a, std::uint64_t b);
     void storeReal(std::uint32_t object, double value)
     {
         unsigned char bytes[sizeof value];
@@ -182,23 +184,36 @@ inline void ValueRecorder::changeWord(unsigned char* place, std::uint32_t word, 
     ++m_changes;
 }
 
-inline void ValueRecorder::storeGroup(std::uint32_t object, std::uint32_t a, std::uint32_t b)
+inline bool ValueRecorder::tryStoreBits(std::uint32_t object, std::uint32_t mask, std::uint64_t a,
+                                        std::uint64_t b)
 {
     const State& state = m_states[object];
-    const std::uint32_t words[] = {a, b};
-    unsigned char bytes[sizeof words];
-    std::memcpy(bytes, words, sizeof words);
-    if (!state.hasValue || state.isOverridden || m_trace == nullptr) {
-        storeExact(object, bytes);
-        return;
+    if (mask == 0 || m_trace == nullptr || !state.hasValue || state.isOverridden) {
+        return false;
     }
     unsigned char* const place = m_memory.at(state.address);
-    if (std::memcmp(place, bytes, sizeof bytes) != 0) {
+    if (mask == 1) {
+        const auto code = static_cast<unsigned char>((a & 1) | (b & 1) << 1);
+        if (*place != code) {
+            unsigned char traced = code;
+            m_trace(m_time, 0, 1, place, &traced);
+            *place = code;
+            ++m_changes;
+        }
+        return true;
+    }
+    const std::uint64_t group = (a & mask) | (b & mask) << 32;
+    std::uint64_t before = 0;
+    std::memcpy(&before, place, sizeof before);
+    if (before != group) {
+        unsigned char bytes[sizeof group];
+        std::memcpy(bytes, &group, sizeof group);
         m_trace(m_time, 0, sizeof bytes, place, bytes);
-        std::memcpy(place, bytes, sizeof bytes);
+        std::memcpy(place, &group, sizeof group);
         ++m_changes;
         m_valueBytes += sizeof bytes;
     }
+    return true;
 }
 
 inline void ValueRecorder::changeBits(std::uint32_t object, std::uint64_t bits)

@@ -69,7 +69,10 @@ bool LiveRun::connect()
 bool LiveRun::poll()
 {
     const std::lock_guard lock(m_run->mutex());
-    m_run->source().poll([] {});
+    // Another simulation may come on the channel; this is the recording of the one that has gone.
+    if (m_run->source().isRunning()) {
+        m_run->source().poll([] {});
+    }
     return m_run->source().isRunning();
 }
 

@@ -5,6 +5,9 @@
 #include "changes/ChangeStream.h"
 #include "diff/SignalPairs.h"
 #include "draw/Picture.h"
+#include "files/ProcessGuest.h"
+#include "files/StorageWatch.h"
+#include "files/WatchedProcess.h"
 #include "search/Search.h"
 #include "text/Failure.h"
 #include "wave/ObservedValue.h"
@@ -14,6 +17,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <limits>
 #include <utility>
@@ -29,21 +33,34 @@ std::mutex& openingMutex()
     return mutex;
 }
 
-std::mutex& storageMutex()
-{
-    static std::mutex mutex;
-    return mutex;
-}
+/// A label without range of several signals.
+constexpr std::size_t kSeveral = static_cast<std::size_t>(-1);
 
-/// Guarded by storageMutex().
-std::string& storageFailure()
+/// What storages have failed in this process, of whatever file: no line tells which.
+struct StorageFailures
 {
-    static std::string failure;
-    return failure;
+    std::atomic<unsigned int> count{0};
+    std::mutex mutex;
+    /// The latest. Guarded by the mutex.
+    std::string line;
+};
+
+/// From the first call on they are counted.
+StorageFailures& storageFailures()
+{
+    static StorageFailures failures;
+    static const auto* const watch = new StorageWatch([](const std::string& line) {
+        const std::lock_guard lock(failures.mutex);
+        failures.line = line;
+        ++failures.count;
+    });
+    static_cast<void>(watch);
+    return failures;
 }
 
 std::unique_ptr<ViewSource> openFile(const std::string& path, Reach reach)
 {
+    becomeGuest();
     const std::lock_guard lock(openingMutex());
     return std::make_unique<FileSource>(path, reach);
 }
@@ -65,26 +82,29 @@ template <class Work> void withDigits(const std::string& a, const Work& work)
 
 } // namespace
 
-void tellStorageFailure(const std::string& line)
-{
-    const std::lock_guard lock(storageMutex());
-    std::string& failure = storageFailure();
-    failure = failure.empty() ? line : failure;
-}
-
-std::string takeStorageFailure()
-{
-    const std::lock_guard lock(storageMutex());
-    return std::exchange(storageFailure(), {});
-}
-
 OpenRun::OpenRun(std::string path, Reach reach)
-    : m_path(std::move(path)), m_reach(reach), m_source(openFile(m_path, reach))
-{}
+    : m_path(std::move(path)), m_reach(reach), m_failuresBefore(storageFailures().count)
+{
+    m_source = openFile(m_path, reach);
+    requireStorage();
+}
 
 OpenRun::OpenRun(std::string path, std::unique_ptr<ViewSource> source)
-    : m_path(std::move(path)), m_source(std::move(source)), m_isLive(true)
+    : m_path(std::move(path)), m_source(std::move(source)), m_isLive(true),
+      m_failuresBefore(storageFailures().count)
 {}
+
+/// What a broken storage answers is not what the run is.
+void OpenRun::requireStorage() const
+{
+    StorageFailures& failures = storageFailures();
+    if (failures.count != m_failuresBefore) {
+        const std::lock_guard lock(failures.mutex);
+        throw Failure(fmt::format("{}: a file of this process failed, and may be the run's or a "
+                                  "temporary one of its: {}; open the run again",
+                                  m_path, storageReason(failures.line)));
+    }
+}
 
 void OpenRun::end()
 {
@@ -117,8 +137,43 @@ template <class Ask> auto OpenRun::locked(const Ask& ask) const
         for (std::size_t i = 0; i < m_signals.size(); ++i) {
             m_places.emplace(m_signals[i].label, i);
         }
+        m_plainPlaces.clear();
     }
-    return ask();
+    requireStorage();
+    auto answer = ask();
+    requireStorage();
+    return answer;
+}
+
+std::optional<std::size_t> OpenRun::place(const std::string& name) const
+{
+    return locked([&]() -> std::optional<std::size_t> {
+        if (const auto found = m_places.find(name); found != m_places.end()) {
+            return found->second;
+        }
+        if (m_plainPlaces.empty()) {
+            const std::vector<Variable>& variables = m_source->names().declarations().variables;
+            for (std::size_t i = 0; i < m_signals.size(); ++i) {
+                const std::string& label = m_signals[i].label;
+                const std::string& range = variables[i].range;
+                const std::size_t end = label.rfind(range);
+                // Behind the range of one that shares its name stands its number.
+                if (!range.empty() && end != std::string::npos) {
+                    const auto [at, isNew] = m_plainPlaces.emplace(label.substr(0, end), i);
+                    at->second = isNew ? i : kSeveral;
+                }
+            }
+        }
+        const auto found = m_plainPlaces.find(name);
+        return found != m_plainPlaces.end() && found->second != kSeveral
+                   ? std::optional(found->second)
+                   : std::nullopt;
+    });
+}
+
+const Declarations& OpenRun::declarations() const
+{
+    return *locked([&] { return &m_source->names().declarations(); });
 }
 
 TimeText OpenRun::timeText() const
@@ -223,11 +278,51 @@ std::vector<HistoryArrays> OpenRun::histories(const std::vector<Signal>& signals
         m_source->whileSteady([&] {
             for (std::size_t i = 0; i < signals.size(); ++i) {
                 const SignalValues& values = isOne ? valuesOf(signals[0]) : *own;
-                arrays.push_back(readHistory(values, i, from, end));
+                arrays.push_back(readHistory(values, i, {from, end}));
             }
         });
         return arrays;
     });
+}
+
+HistoryArrays OpenRun::history(const Signal& signal, const HistoryOrder& order) const
+{
+    return locked([&] {
+        HistoryArrays arrays;
+        HistoryOrder shown = order;
+        shown.to = std::min(order.to, m_source->latestTime());
+        m_source->whileSteady([&] { arrays = readHistory(valuesOf(signal), 0, shown); });
+        return arrays;
+    });
+}
+
+void OpenRun::visitHistory(
+    const Signal& signal, HistoryOrder order,
+    const std::function<bool(const HistoryArrays& arrays, std::size_t entry)>& visit) const
+{
+    /// What a piece of it takes in memory.
+    constexpr std::size_t kPieceBytes = 4u << 20;
+    constexpr std::size_t kFewest = 2;
+    const std::size_t words = (std::size_t{signal.width} + 63) / 64;
+    order.most = std::max(kFewest, kPieceBytes / (sizeof(long long) * (1 + 2 * words)));
+    HistoryArrays before;
+    for (;;) {
+        HistoryArrays piece = history(signal, order);
+        // What holds where a piece begins was told at the end of the one before.
+        const bool isRepeated =
+            before.size() > 0 && piece.size() > 0 && piece.kind != HistoryArrays::Kind::Event &&
+            piece.times.data()[0] == order.from && piece.isSame(0, before, before.size() - 1);
+        for (std::size_t i = isRepeated ? 1 : 0; i < piece.size(); ++i) {
+            if (!visit(piece, i)) {
+                return;
+            }
+        }
+        if (piece.size() < order.most || piece.times.back() >= order.to) {
+            return;
+        }
+        order.from = piece.times.back() + 1;
+        before = std::move(piece);
+    }
 }
 
 std::optional<std::string> OpenRun::textAt(const Signal& signal, long long time) const

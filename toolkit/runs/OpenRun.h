@@ -8,6 +8,7 @@
 #include "search/MatchFinder.h"
 #include "view/ViewSource.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -65,13 +66,9 @@ struct DiffAnswer
     std::vector<std::string> onlyInB;
 };
 
-/// Keeps what a storage that failed has told, the first line of it.
-void tellStorageFailure(const std::string& line);
-/// Gives it, once; empty for none.
-std::string takeStorageFailure();
-
 /// A run for programs that script it: what it is read from, and its signals by name. Any thread,
-/// one at a time: each operation takes the lock.
+/// one at a time: each operation takes the lock. A storage that fails ends no process: what was
+/// asked meanwhile, and all that is asked afterwards, throws.
 class OpenRun
 {
 public:
@@ -87,6 +84,9 @@ public:
     std::vector<Signal> signals() const;
     std::vector<std::string> names() const;
     std::size_t size() const;
+    /// The place among signals() of a full name, or of one without its range that one signal alone
+    /// has.
+    std::optional<std::size_t> place(const std::string& name) const;
     /// The signal of a name as the command line takes it, where it is just one.
     /// \throws UnknownName
     Signal signal(const std::string& name) const;
@@ -94,8 +94,17 @@ public:
     /// The names of its values, by letters.
     std::map<std::string, std::string> valueNames(const Signal& signal) const;
 
+    /// The name table. It stays as long as signals() do.
+    const Declarations& declarations() const;
+
     std::vector<HistoryArrays> histories(const std::vector<Signal>& signals, long long from,
                                          long long to) const;
+    HistoryArrays history(const Signal& signal, const HistoryOrder& order) const;
+    /// The entries of such a history one by one, in bounded memory, however long it is: told its
+    /// number in the arrays at hand. `visit` may ask the run in turn; false from it ends this.
+    void visitHistory(
+        const Signal& signal, HistoryOrder order,
+        const std::function<bool(const HistoryArrays& arrays, std::size_t entry)>& visit) const;
     /// What it is at a time, as a person reads it; none without a value.
     std::optional<std::string> textAt(const Signal& signal, long long time) const;
     std::optional<long long> nextChange(const Signal& signal, long long time) const;
@@ -119,6 +128,7 @@ public:
 private:
     template <class Ask> auto locked(const Ask& ask) const;
     void requireFile() const;
+    void requireStorage() const;
     const SignalValues& valuesOf(const Signal& signal) const;
 
     const std::string m_path;
@@ -132,6 +142,10 @@ private:
     mutable std::vector<Signal> m_signals;
     /// By label.
     mutable std::unordered_map<std::string, std::size_t> m_places;
+    /// By label without range, kSeveral where that is not one's alone; made when it is needed.
+    mutable std::unordered_map<std::string, std::size_t> m_plainPlaces;
+    /// Storages that had failed when it was opened.
+    const unsigned int m_failuresBefore;
     /// The signal that was asked for last: a recording of events is scanned for each.
     mutable std::unique_ptr<SignalValues> m_values;
     mutable std::string m_label;

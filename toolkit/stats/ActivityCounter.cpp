@@ -81,6 +81,7 @@ bool ActivityCounter::countAlone(const SignalValues& values, std::size_t index,
         if (!isStart) {
             count(signal, time, 1);
         }
+        return true;
     };
     signal.isDone = values.visitPlain(index, m_order.from, m_order.to, take);
     return signal.isDone;

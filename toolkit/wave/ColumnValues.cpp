@@ -127,8 +127,8 @@ bool ColumnValues::visitPlain(std::size_t signal, long long from, long long to,
         }
     }
     const auto history = m_file.reader().getHistory(fields.plain[0], from, to, 0);
-    while (history->next() && history->getTime() <= m_file.end()) {
-        visit(history->getTime(), history->getValue());
+    while (history->next() && history->getTime() <= m_file.end() &&
+           visit(history->getTime(), history->getValue())) {
     }
     return true;
 }

@@ -29,8 +29,8 @@ public:
     /// The time of the first change behind `time`, or of the last one before it.
     std::optional<long long> nextChange(std::size_t signal, long long time) const;
     std::optional<long long> previousChange(std::size_t signal, long long time) const;
-    /// Told the time and the bytes of a plain value, the first one lowest.
-    using VisitPlain = std::function<void(long long time, unsigned long long bytes)>;
+    /// Told the time and the bytes of a plain value, the first one lowest; false ends the visit.
+    using VisitPlain = std::function<bool(long long time, unsigned long long bytes)>;
     /// The same history as cursor() without resolution gives, told at once, where the store has a
     /// shorter way and plain values of at most eight bytes tell all. False where not; then nothing
     /// was told.
