@@ -20,6 +20,21 @@ using tracewell::ProgramRecording;
 using tracewell::ValueKind;
 using tracewell::VariableRequest;
 
+namespace {
+
+/// For work that fails only when it is asked for what makes no sense.
+template <class Work> auto asUsage(const Work& work)
+{
+    try {
+        return work();
+    } catch (const tracewell::Failure& e) {
+        constexpr int kWrongUsage = 2;
+        throw tracewell::Failure(e.what(), kWrongUsage);
+    }
+}
+
+} // namespace
+
 /// What a program makes. The options are open until the first variable comes.
 struct tracewell_recording
 {
@@ -33,8 +48,10 @@ struct tracewell_recording
     ProgramRecording& made()
     {
         if (recording == nullptr) {
-            recording = std::make_unique<ProgramRecording>(options, timescale,
-                                                           "tracewell " TRACEWELL_VERSION);
+            recording = asUsage([&] {
+                return std::make_unique<ProgramRecording>(options, timescale,
+                                                          "tracewell " TRACEWELL_VERSION);
+            });
         }
         return *recording;
     }
@@ -121,10 +138,13 @@ tracewell_status noDeclaration()
                 "for each value; begin with tracewell_declaration_default()");
 }
 
-/// Told of what the recorder has met since.
+/// What the recorder has met since it was asked last; once it is broken, every time why.
 tracewell_status outcome(ProgramRecording& recording)
 {
-    const std::string failure = recording.takeFailure();
+    std::string failure = recording.takeFailure();
+    if (failure.empty() && recording.isBroken()) {
+        failure = recording.firstFailure();
+    }
     return failure.empty() ? TRACEWELL_OK : fail(TRACEWELL_FILE, failure);
 }
 
@@ -311,7 +331,7 @@ tracewell_status tracewell_recording_add(tracewell_recording* recording,
         if (!request || variable == nullptr) {
             return noDeclaration();
         }
-        *variable = recording->made().add(*request);
+        *variable = asUsage([&] { return recording->made().add(*request); });
         return TRACEWELL_OK;
     });
 }
@@ -332,7 +352,7 @@ tracewell_status tracewell_recording_add_alias(tracewell_recording* recording,
         if (variable >= made.variables()) {
             return wrongKind(made, variable, "other name");
         }
-        made.addAlias(variable, *request);
+        asUsage([&] { made.addAlias(variable, *request); });
         return TRACEWELL_OK;
     });
 }
@@ -349,8 +369,14 @@ tracewell_status tracewell_recording_time(tracewell_recording* recording, int64_
     }
     return call([&] {
         ProgramRecording& made = recording->made();
+        if (time < made.time()) {
+            return fail(TRACEWELL_USAGE,
+                        fmt::format("time goes on from 0, and never back: {} comes "
+                                    "behind {}",
+                                    time, made.time()));
+        }
         made.setTime(time);
-        return made.hasFailure() ? outcome(made) : TRACEWELL_OK;
+        return made.hasFailure() || made.isBroken() ? outcome(made) : TRACEWELL_OK;
     });
 }
 

@@ -25,9 +25,10 @@
  * tracewell_error() until the thread's next call that fails. Texts that the caller gives are read
  * during the call alone.
  *
- * The process. SIGXFSZ, where nothing was said of it, is ignored from the first recording on, so
- * that a file at its limit fails as on a full disk does. While a VCD, an FST or a GHW file is
- * opened nothing is printed, and signals are left as they are.
+ * The process. Nothing is printed and no handler of a signal is set, but SIGXFSZ, where nobody has
+ * said anything of it, is ignored from the first recording or run on: a file at its limit fails
+ * like one on a full disk. After a storage has failed, which can be that of a temporary file, the
+ * runs that were open say so, and must be opened again.
  */
 
 #ifndef TRACEWELL_H
@@ -144,7 +145,9 @@ TRACEWELL_C_API tracewell_status tracewell_recording_begin(tracewell_recording*)
 /* What comes from now on is at this time; it does not go back. */
 TRACEWELL_C_API tracewell_status tracewell_recording_time(tracewell_recording*, int64_t time);
 
-/* Values, at the time at hand. What a variable is already may be said again, and costs little. */
+/* Values, at the time at hand. What a variable is already may be said again, and costs little. A
+ * file that cannot be written is told by the next time, sync or close, and by each from there on;
+ * what is recorded behind that is lost. */
 
 /* Bits of 0 and 1, at most 64; those above the width do not count. */
 TRACEWELL_C_API tracewell_status tracewell_recording_number(tracewell_recording*,

@@ -332,6 +332,12 @@ void ProgramRecording::close()
     }
 }
 
+std::string ProgramRecording::firstFailure()
+{
+    const std::lock_guard lock(m_failureMutex);
+    return m_firstFailure;
+}
+
 std::string ProgramRecording::takeFailure()
 {
     const std::lock_guard lock(m_failureMutex);

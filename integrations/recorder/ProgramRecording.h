@@ -131,8 +131,12 @@ public:
     void sync();
     /// Finishes the file. \throws Failure when it is not whole
     void close();
-    /// What went wrong since it was asked last; empty for nothing. Nothing is recorded behind it.
+    /// What went wrong since it was asked last; empty for nothing.
     std::string takeFailure();
+    /// What went wrong first.
+    std::string firstFailure();
+    /// It has begun, and a failure ended it: nothing is recorded any more.
+    bool isBroken() const { return m_recorder != nullptr && !m_recorder->isOpen(); }
     /// Whether takeFailure() has something to tell.
     bool hasFailure() const { return m_hasFailure.load(std::memory_order_relaxed); }
 

@@ -17,7 +17,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <csignal>
 #include <ctime>
 #include <exception>
 #include <utility>
@@ -131,12 +130,6 @@ void Recorder::openFile()
             ZSIM::OutputFileNames::getWdbFileName(m_options.output, 0), OutputKind::WholeFile);
     } else if (m_options.window == 0) {
         m_output = std::move(output);
-    }
-    // A file that grows beyond a limit fails like one on a full disk, and ends nothing.
-    struct sigaction present
-    {};
-    if (::sigaction(SIGXFSZ, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
-        std::signal(SIGXFSZ, SIG_IGN);
     }
     m_directory = std::make_unique<SnapshotDirectory>(m_options.output);
     m_window = nullptr;

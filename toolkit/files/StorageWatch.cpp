@@ -5,7 +5,9 @@
 #include "StorageFailure.h"
 
 #include <algorithm>
+#include <csignal>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace tracewell {
@@ -39,6 +41,12 @@ void tellAll(const std::string& line)
 
 StorageWatch::StorageWatch(Handler handler) : m_handler(std::move(handler))
 {
+    // A file that grows beyond a limit fails like one on a full disk.
+    struct sigaction present
+    {};
+    if (::sigaction(SIGXFSZ, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
+        std::signal(SIGXFSZ, SIG_IGN);
+    }
     Watches& all = watches();
     const std::lock_guard lock(all.mutex);
     all.handlers.push_back(&m_handler);

@@ -9,7 +9,8 @@ namespace tracewell {
 
 /// While one exists, a storage that fails ends no process: the line that the library has to say of
 /// it goes to all that exist, for any of them may be concerned. Once the last one has gone, the
-/// library does again what it does without a handler (see StorageFailure.h). Any thread.
+/// library does again what it does without a handler (see StorageFailure.h). SIGXFSZ is ignored
+/// from the first one on, unless somebody has asked for something else. Any thread.
 class StorageWatch
 {
 public:
