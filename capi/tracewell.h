@@ -146,8 +146,8 @@ TRACEWELL_C_API tracewell_status tracewell_recording_begin(tracewell_recording*)
 TRACEWELL_C_API tracewell_status tracewell_recording_time(tracewell_recording*, int64_t time);
 
 /* Values, at the time at hand. What a variable is already may be said again, and costs little. A
- * file that cannot be written is told by the next time, sync or close, and by each from there on;
- * what is recorded behind that is lost. */
+ * file that cannot be written is told by the sync or close that met it or a time soon after it, and
+ * by each of these from there on; what is recorded behind that is lost. */
 
 /* Bits of 0 and 1, at most 64; those above the width do not count. */
 TRACEWELL_C_API tracewell_status tracewell_recording_number(tracewell_recording*,

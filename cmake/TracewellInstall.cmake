@@ -22,6 +22,8 @@ if(TRACEWELL_BUILD_C)
     get_target_property(archive tracewell_c_static TRACEWELL_ARCHIVE)
     install(FILES ${archive} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   endif()
+  list(TRANSFORM TRACEWELL_C_SYSTEM_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE systemLibraries)
+  string(REPLACE ";" " " systemLibraries "${systemLibraries}")
   tracewell_install_pkg_config(cmake/tracewell-c.pc.in)
 endif()
 

@@ -136,7 +136,7 @@ public:
     /// What went wrong first.
     std::string firstFailure();
     /// It has begun, and a failure ended it: nothing is recorded any more.
-    bool isBroken() const { return m_recorder != nullptr && !m_recorder->isOpen(); }
+    bool isBroken() const { return m_recorder != nullptr && m_recorder->isBroken(); }
     /// Whether takeFailure() has something to tell.
     bool hasFailure() const { return m_hasFailure.load(std::memory_order_relaxed); }
 

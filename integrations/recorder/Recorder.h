@@ -63,6 +63,8 @@ public:
     /// Begins the recording. False, with a line, when that cannot be.
     bool open();
     bool isOpen() const { return m_isOpen; }
+    /// Whether a failure has ended it, or is about to at the next step.
+    bool isBroken() const { return m_isBroken.load(std::memory_order_relaxed) || !m_isOpen; }
 
     /// What is stored from now on is at this time. Times do not go back.
     void setTime(long long time)

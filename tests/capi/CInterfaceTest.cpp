@@ -241,13 +241,13 @@ TEST_F(CInterface, declarationsKeepWhatTheySay)
     EXPECT_STREQ(scope.name, "top");
     EXPECT_STREQ(scope.kind, "module");
     EXPECT_EQ(scope.parent, TRACEWELL_NO_SCOPE);
-    const char* text = nullptr;
+    const char* valueLetters = nullptr;
     const char* name = nullptr;
     ASSERT_EQ(info.value_names, 2u);
-    EXPECT_EQ(tracewell_run_value_name(run, signal, 1, &text, &name), TRACEWELL_OK);
-    EXPECT_STREQ(text, "01");
+    EXPECT_EQ(tracewell_run_value_name(run, signal, 1, &valueLetters, &name), TRACEWELL_OK);
+    EXPECT_STREQ(valueLetters, "01");
     EXPECT_STREQ(name, "RUN");
-    EXPECT_EQ(tracewell_run_value_name(run, signal, 2, &text, &name), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_run_value_name(run, signal, 2, &valueLetters, &name), TRACEWELL_USAGE);
     char value[16];
     EXPECT_EQ(tracewell_value_at(run, find(run, "top.seen"), 0, value, sizeof value, nullptr),
               TRACEWELL_OK);
@@ -565,8 +565,8 @@ TEST_F(CInterface, aFileThatMayNotGrowIsTold)
         tracewell_recording_words(made, wide, words, nullptr);
     }
     // Not once, but until somebody looks.
-    EXPECT_EQ(tracewell_recording_time(made, 300000), TRACEWELL_FILE);
     EXPECT_EQ(tracewell_recording_sync(made), TRACEWELL_FILE);
+    EXPECT_EQ(tracewell_recording_time(made, 300000), TRACEWELL_FILE);
     const tracewell_status status = tracewell_recording_close(made);
     ::setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_EQ(status, TRACEWELL_FILE);
