@@ -38,6 +38,8 @@ class Running:
         self._err = open(os.path.join(directory, f".err-{time.monotonic_ns()}"), "w+b")
 
         def prepare():
+            # A shell's background job ignores it, and so would what we interrupt.
+            signal.signal(signal.SIGINT, signal.SIG_DFL)
             for stream in closed:
                 os.close(stream)
             if file_bytes is not None:

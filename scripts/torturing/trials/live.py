@@ -2,11 +2,15 @@
 """replay beside follow, with deaths on either side."""
 
 import random as module_random
+import re
 import signal
 import time
 
 from .. import vcd
 from .common import compare_with_truth, require_same
+
+# What --speed takes at most.
+_FASTEST = 1e9
 
 
 def follow(turn):
@@ -18,7 +22,7 @@ def follow(turn):
     sent = "transitions" if store == "transitions" else "events"
     fate = random.choice(("none", "none", "kill replay", "kill follow", "interrupt follow", "second viewer"))
     policy = random.choice(("wait", "drop", "stop"))
-    pace = random.choice(([], [], ["--speed", "1e-3"])) if fate != "none" else []
+    pace = random.choice(([], _pace(text, 0.5 + 2 * random.random())))
     replay = ["replay", "run.vcd", "--live", "--store", sent, "--on-viewer-exit", policy, *pace]
     watch = ["follow", "live.wdb", "--store", store, "--wait", "20"]
     first, second = (replay, watch) if random.random() < 0.5 else (watch, replay)
@@ -27,6 +31,15 @@ def follow(turn):
     other = turn.start(*second)
     kernel, viewer = (one, other) if first is replay else (other, one)
     _meet(turn, fate, kernel, viewer, text, module_random.Random(random.random()))
+
+
+def _pace(text, seconds):
+    """So that a run takes about so many seconds."""
+    history = vcd.read(text)
+    number, unit = re.fullmatch(r"(\d+)([a-z]+)", history.timescale).groups()
+    length = history.last_time * int(number) * {"s": 1, "us": 1e-6, "ns": 1e-9, "ps": 1e-12, "fs": 1e-15}[unit]
+    speed = length / seconds
+    return ["--speed", f"{speed:.6g}"] if speed < _FASTEST else []
 
 
 def _meet(turn, fate, kernel, viewer, text, random):
