@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """Programs in processes of their own, with a limit of time and what they took."""
 
+import ctypes
 import os
 import resource
 import shlex
@@ -11,6 +12,9 @@ from dataclasses import dataclass
 
 # No answer that is looked at here is longer.
 READ_BYTES = 64 << 20
+
+_LIBC = ctypes.CDLL(None)
+_PR_SET_PDEATHSIG = 1
 
 
 @dataclass
@@ -40,6 +44,8 @@ class Running:
         def prepare():
             # A shell's background job ignores it, and so would what we interrupt.
             signal.signal(signal.SIGINT, signal.SIG_DFL)
+            # Nothing outlives us, however we end.
+            _LIBC.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
             for stream in closed:
                 os.close(stream)
             if file_bytes is not None:

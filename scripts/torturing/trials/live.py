@@ -61,7 +61,10 @@ def _meet(turn, fate, kernel, viewer, text, random):
         late = turn.start("follow", "second.wdb", "--wait", "1")
         turn.end(late, (0, 1), seconds=60)
     viewer.signal(signal.SIGKILL if fate == "kill follow" else signal.SIGINT)
-    ended = turn.end(viewer, (0, 1, -9), seconds=60)
+    ended = turn.end(viewer, (0, 1, -signal.SIGKILL, -signal.SIGINT), seconds=60)
+    # Before it has made anything, an interrupt just ends it.
+    turn.require(ended.code != -signal.SIGINT or not turn.exists("live.wdb"), "an interrupt was not heard",
+                 ended.describe(), ended.command)
     # One that waits for another viewer for ever is sent home; one with a slow pace too.
     kernel.signal(signal.SIGTERM)
     turn.end(kernel, (0, 1, -signal.SIGTERM), seconds=60)
