@@ -58,8 +58,8 @@ public:
         storeExact(object, groups);
     }
     /// a and b of a letter or of a vector of at most 32 bits, of which `mask` has one for each. For
-    /// someone who calls it much more often than not with a value that can be traced at once. False,
-    /// and nothing done, where another operation must do: without a mask too.
+    /// someone who calls it much more often than not with a value that can be traced at once.
+    /// False, and nothing done, where another operation must do: without a mask too.
     bool tryStoreBits(std::uint32_t object, std::uint32_t mask, std::uint64_t a, std::uint64_t b);
     void storeReal(std::uint32_t object, double value)
     {
