@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-3-Clause
 #
+# shellcheck disable=SC2016
 # pages.sh TRACEWELL SHARE
 #
 # Holds man pages and completions against what --help prints, and tries the completions in the shells that
@@ -31,7 +32,7 @@ for command in "${commands[@]}"; do
     for option in $("$tracewell" help "$command" | sed -n '/^Options:/,/^$/p' | grep -o '^  -[^ ]*' |
         tr ',' '\n' | tr -d ' ' | sed 's/^-h$/--help/'); do
         grep -qe "Fl ${option#-}\b" "$page" || fail "the page of $command lacks $option"
-        grep -qe "[ ']$option[ ']" "$place/bash" || fail "bash lacks $option of $command"
+        grep -qe "[ ']${option}[ ']" "$place/bash" || fail "bash lacks $option of $command"
         grep -qe "$option\[" "$place/zsh" || fail "zsh lacks $option of $command"
         grep -qe "-[ls] ${option##*-}\b\|-l ${option#--} " "$place/fish" || fail "fish lacks $option of $command"
     done
