@@ -153,6 +153,10 @@ TEST_F(RunOutput, segmentsMakeTheRunThatTheyAreOf)
     expectSame("in.vcd", "out.vcd");
     // What a segment restates is no change.
     EXPECT_THAT(read("out.vcd"), Not(HasSubstr("#25")));
+    // One of a single time goes before the one that begins there, however they are named.
+    expectMade({"slice", path("in.vcd"), path("start.wdb"), "--to", "0"});
+    expectMade({"merge", "--segments", path("out.vcd"), path("in.vcd"), path("start.wdb")});
+    expectSame("in.vcd", "out.vcd");
     expectMade({"slice", path("in.vcd"), path("d.wdb"), "--to", "35"});
     EXPECT_THAT(run({"merge", "--segments", path("no.wdb"), path("d.wdb"), path("c.wdb")}).error,
                 HasSubstr("before the segment in front of it ends"));

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
+#include <tuple>
 #include <utility>
 
 namespace tracewell {
@@ -27,7 +27,8 @@ JoinedChanges::JoinedChanges(std::vector<Segment> segments) : m_segments(std::mo
     requireAlike();
 }
 
-/// By the first step of each; one without any comes first.
+/// By the first step of each. One without any comes first, and one of a single time before those
+/// that begin there and go on.
 void JoinedChanges::putInOrder()
 {
     if (m_isInOrder) {
@@ -36,11 +37,15 @@ void JoinedChanges::putInOrder()
     m_isInOrder = true;
     for (Segment& segment : m_segments) {
         segment.isAhead = segment.changes->next();
+        long long time = 0;
+        segment.goesOn = segment.changes->peek(time);
     }
-    std::stable_sort(m_segments.begin(), m_segments.end(), [](const Segment& a, const Segment& b) {
-        return a.isAhead && b.isAhead ? a.changes->time() < b.changes->time()
-                                      : !a.isAhead && b.isAhead;
-    });
+    const auto key = [](const Segment& segment) {
+        return std::make_tuple(segment.isAhead, segment.isAhead ? segment.changes->time() : 0,
+                               segment.goesOn);
+    };
+    std::stable_sort(m_segments.begin(), m_segments.end(),
+                     [&](const Segment& a, const Segment& b) { return key(a) < key(b); });
 }
 
 void JoinedChanges::requireAlike() const

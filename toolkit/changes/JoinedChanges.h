@@ -23,6 +23,8 @@ public:
         std::unique_ptr<ChangeStream> changes;
         /// Whether its first step is taken, and not given yet.
         bool isAhead = false;
+        /// Whether there are steps behind its first.
+        bool goesOn = false;
     };
 
     /// At least one, in any order; they are put in that of their first times.
