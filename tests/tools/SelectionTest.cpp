@@ -2,12 +2,18 @@
 
 #include "ReadingFixture.h"
 
+#include "testing/Seed.h"
+
+#include "text/Utf8.h"
 #include "wave/SignalSelection.h"
 #include "wave/WaveFile.h"
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <random>
 #include <regex>
+#include <set>
 
 using namespace tracewell;
 using ::testing::ElementsAre;
@@ -61,6 +67,67 @@ TEST_F(Selection, findsNamesInEverySpellingAndTellsNamesakesApart)
     record(
         "$var wire 1 ! a $end $var wire 1 \" a $end $var wire 1 # a#2 $end $enddefinitions $end");
     EXPECT_THAT(select({"*"}), ElementsAre("a", "a#2", "a#2#2"));
+}
+
+TEST(SelectionModel, everyNameOfARandomTableIsFoundAsInAListOfAllSpellings)
+{
+    std::mt19937 random(Tracewell::seeded(11));
+    const std::vector<std::string> scopes = {"t", "", "a", "t.a", "gr\xFCn"};
+    const std::vector<std::string> variables = {"a",   "a#2",     "a#2#2",   "a.a",          "b#1",
+                                                "b#x", "x [3:0]", "gr\xFCn", "gr\xFDn [3:0]"};
+    for (int round = 0; round < 200; ++round) {
+        std::string text;
+        for (int i = 0; i < 40; ++i) {
+            const auto pick = random() % 5;
+            text += pick == 0 ? "$scope module " + scopes[random() % scopes.size()] + " $end\n"
+                    : pick == 1
+                        ? "$upscope $end\n"
+                        : "$var wire 4 ! " + variables[random() % variables.size()] + " $end\n";
+        }
+        SCOPED_TRACE(printable(text));
+        SignalNames file("run.wdb");
+        file.read(text + "$enddefinitions $end\n");
+        const Declarations& table = file.declarations();
+        std::vector<std::string> labels;
+        std::vector<std::set<std::string>> spellings;
+        std::map<std::string, int> seen;
+        for (std::size_t i = 0; i < table.variables.size(); ++i) {
+            const std::string full = table.fullName(i);
+            const std::string plain =
+                full.substr(0, full.size() - table.variables[i].range.str().size());
+            std::string number;
+            int& count = seen[printable(full)];
+            while (
+                count++ > 0 &&
+                !seen.emplace(printable(full) + (number = "#" + std::to_string(count)), 1).second) {
+            }
+            labels.push_back(printable(full) + number);
+            spellings.emplace_back();
+            for (const std::string& name : {full, plain, printable(full), printable(plain)}) {
+                spellings.back().insert({name, name + number});
+            }
+        }
+        const std::vector<Signal> all = allSignals(file);
+        ASSERT_EQ(all.size(), labels.size());
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            const std::string scope = printable(table.scopePath(table.variables[i].scope));
+            EXPECT_EQ(all[i].label, labels[i]);
+            EXPECT_EQ(all[i].scope, scope.empty() ? "" : scope + ".");
+            for (const std::string& name : spellings[i]) {
+                std::vector<std::string> expected;
+                for (std::size_t other = 0; other < all.size(); ++other) {
+                    if (spellings[other].count(name) > 0) {
+                        expected.push_back(labels[other]);
+                    }
+                }
+                std::vector<std::string> found;
+                for (const Signal& signal : selectSignals(file, {"." + name})) {
+                    found.push_back(signal.label);
+                }
+                EXPECT_EQ(found, expected);
+            }
+        }
+    }
 }
 
 TEST_F(Selection, scopeMeansAllThatIsInIt)
@@ -137,6 +204,7 @@ TEST_F(Selection, namesTheNearestWhenThereIsNone)
     EXPECT_THAT(errorOf("top.dut.lvel"), HasSubstr("top.dut.level"));
     EXPECT_THAT(errorOf("completely_else"), HasSubstr("tracewell signals"));
     EXPECT_THAT(errorOf("nothing.*"), HasSubstr("no signal \"nothing.*\""));
+    EXPECT_THAT(errorOf(".[1]"), HasSubstr("no signal \".[1]\""));
     EXPECT_THAT(errorOf(""), HasSubstr("is empty; name one"));
     EXPECT_THAT(errorOf("@12x"), HasSubstr("@ADDRESS"));
     EXPECT_THAT(errorOf("@0:99999999"), HasSubstr("at most 65536"));

@@ -5,7 +5,6 @@
 #include "text/Failure.h"
 #include "text/Message.h"
 #include "wave/NearestNames.h"
-#include "wave/SignalSelection.h"
 
 #include <fmt/format.h>
 
@@ -271,8 +270,7 @@ void NamedSignals::takeOne(std::size_t index, NamedSignal& signal) const
 void NamedSignals::refuse(const ExpressionText& text, const ExpressionTree& tree) const
 {
     std::string remedy = m_names.howToList();
-    const std::vector<std::string> nearest =
-        nearestNames(m_scopes.front() + tree.text, allSignals(m_names));
+    const std::vector<std::string> nearest = nearestNames(m_scopes.front() + tree.text, m_names);
     if (!nearest.empty()) {
         remedy = fmt::format("did you mean {}?", fmt::join(nearest, " or "));
     }

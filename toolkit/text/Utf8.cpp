@@ -84,6 +84,9 @@ std::size_t placesOf(std::string_view text)
 
 std::string printable(std::string_view text)
 {
+    if (isPlainText(text)) {
+        return std::string(text);
+    }
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
@@ -92,6 +95,16 @@ std::string printable(std::string_view text)
         text.remove_prefix(length == 0 ? 1 : length);
     }
     return result;
+}
+
+bool isPlainText(std::string_view text)
+{
+    // Without a way out, so that many bytes go at a time.
+    bool isPlain = true;
+    for (const char c : text) {
+        isPlain &= static_cast<unsigned char>(c - ' ') < 0x7F - ' ';
+    }
+    return isPlain;
 }
 
 std::vector<std::string_view> charactersOf(std::string_view text)

@@ -13,6 +13,8 @@ namespace tracewell {
 /// an XML or a JSON reader takes without harm: bytes that are no UTF-8 and control characters come
 /// out as U+FFFD.
 std::string printable(std::string_view text);
+/// Whether all of it is letters, digits, signs and blanks of ASCII: printable() leaves it as it is.
+bool isPlainText(std::string_view text);
 
 /// The characters of a valid UTF-8 text, marks that stand upon one with it.
 std::vector<std::string_view> charactersOf(std::string_view text);

@@ -3,6 +3,7 @@
 #include "wave/NearestNames.h"
 
 #include "text/NearestWord.h"
+#include "wave/VariableNames.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -32,17 +33,23 @@ std::string lastPart(const std::string& name)
 
 } // namespace
 
-std::vector<std::string> nearestNames(std::string_view name, const std::vector<Signal>& signals)
+std::vector<std::string> nearestNames(std::string_view name, const SignalNames& file)
 {
     const std::string wanted = lowerCase(name);
     const std::size_t limit = mostDifferences(wanted);
+    VariableNames names(file.declarations());
+    const NameNumbers numbers(file.declarations());
+    const auto labelOf = [&](std::size_t variable) {
+        names.goTo(variable);
+        return std::string(names.printableFull()) + numbers.of(variable);
+    };
 
-    std::vector<std::pair<std::size_t, const Signal*>> near;
-    for (const Signal& signal : signals) {
-        if (signal.label.empty()) {
+    std::vector<std::pair<std::size_t, std::size_t>> near;
+    for (std::size_t i = 0; i < file.declarations().variables.size(); ++i) {
+        const std::string full = lowerCase(labelOf(i));
+        if (full.empty()) {
             continue;
         }
-        const std::string full = lowerCase(signal.label);
         const std::string plain = withoutRange(full);
         std::size_t distance = 0;
         if (!endsIn(full, wanted) && !endsIn(plain, wanted)) {
@@ -51,22 +58,22 @@ std::vector<std::string> nearestNames(std::string_view name, const std::vector<S
                           editDistance(lastPart(plain), wanted, limit)});
         }
         if (distance <= limit) {
-            near.emplace_back(distance, &signal);
+            near.emplace_back(distance, i);
         }
     }
     std::stable_sort(near.begin(), near.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
 
-    std::vector<std::string> names;
+    std::vector<std::string> nearest;
     // Beside a name that needs its scope alone, those that are spelt otherwise are no help.
     const bool isSpelt = !near.empty() && near.front().first == 0;
     for (std::size_t i = 0; i < near.size() && i < kMostNames; ++i) {
         if (isSpelt && near[i].first > 0) {
             break;
         }
-        names.push_back(near[i].second->label);
+        nearest.push_back(labelOf(near[i].second));
     }
-    return names;
+    return nearest;
 }
 
 } // namespace tracewell

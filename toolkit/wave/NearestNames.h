@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "wave/Signal.h"
+#include "wave/SignalNames.h"
 
 #include <string>
 #include <string_view>
@@ -10,8 +10,8 @@
 
 namespace tracewell {
 
-/// At most three signals whose names somebody may have meant by `name`: those that end in it, and
-/// those that differ from it by a few characters.
-std::vector<std::string> nearestNames(std::string_view name, const std::vector<Signal>& signals);
+/// At most three signals of the recording whose names somebody may have meant by `name`: those that
+/// end in it, and those that differ from it by a few characters.
+std::vector<std::string> nearestNames(std::string_view name, const SignalNames& file);
 
 } // namespace tracewell

@@ -6,6 +6,7 @@
 #include "text/Utf8.h"
 #include "wave/NearestNames.h"
 #include "wave/SignalSlice.h"
+#include "wave/VariableNames.h"
 
 #include <fmt/format.h>
 
@@ -15,6 +16,7 @@
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 namespace tracewell {
 
@@ -23,16 +25,18 @@ namespace {
 /// Every byte of a run gets a tree of its own.
 constexpr long long kLongestRun = 65536;
 
-Signal makeSignal(const SignalNames& file, std::size_t index)
+Signal makeSignal(const SignalNames& file, VariableNames& names, const NameNumbers& numbers,
+                  std::size_t index)
 {
     const Declarations& declarations = file.declarations();
     const Variable& variable = declarations.variables[index];
     const Object& object = declarations.objects[variable.object];
 
     Signal signal;
-    const std::string scope = printable(declarations.scopePath(variable.scope));
-    signal.scope = scope.empty() ? scope : scope + ".";
-    signal.label = printable(declarations.fullName(index));
+    names.goTo(index);
+    signal.scope = names.printableScope();
+    signal.label = names.printableFull();
+    signal.label += numbers.of(index);
     signal.kind = printable(variable.kind.str());
     signal.direction = spell(variable.direction);
     signal.type = printable(variable.type.str());
@@ -125,36 +129,36 @@ Signal makeObject(long long id)
     return signal;
 }
 
-/// The variables by their names, in every spelling that an argument may use. Keeps the names that
-/// are asked for: a table may have a million of them, eight spellings each.
+/// The variables by their names, in every spelling that an argument may use.
 class NameIndex
 {
 public:
-    NameIndex(const SignalNames& file, const std::vector<Signal>& signals,
-              const std::vector<std::string>& arguments)
-        : m_signals(signals)
+    /// Both outlive it.
+    NameIndex(const SignalNames& file, const std::vector<std::string>& arguments)
+        : m_file(file), m_names(file.declarations()), m_numbers(file.declarations())
     {
         for (const std::string& argument : arguments) {
             const std::string_view name = withoutLeadingDot(argument);
-            m_variables[std::string(name)];
+            m_variables[name];
             m_variables[withoutFirst(name)];
             if (const std::optional<SliceArgument> slice = parseSlice(name)) {
-                m_variables[slice->name];
-                m_variables[withoutFirst(slice->name)];
+                const std::string_view vector = name.substr(0, slice->name.size());
+                m_variables[vector];
+                m_variables[withoutFirst(vector)];
             }
         }
-        const Declarations& declarations = file.declarations();
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            const std::string full = declarations.fullName(i);
-            const std::string plain =
-                full.substr(0, full.size() - declarations.variables[i].range.str().size());
-            // What stands behind the name in the label, "#2" for one, may follow either form.
-            const std::string number = signals[i].label.substr(printable(full).size());
-            m_plainNames.push_back(printable(plain));
-            m_numbers.push_back(number);
-            for (const std::string& name : {full, plain, printable(full), printable(plain)}) {
-                add(name, i);
-                add(name + number, i);
+        for (std::size_t i = 0; i < size(); ++i) {
+            m_names.goTo(i);
+            const std::string& number = m_numbers.of(i);
+            add(m_names.full(), number, i);
+            // Most have one spelling, or two, and a million of them are looked up.
+            const bool hasRange = m_names.plain().size() < m_names.full().size();
+            if (hasRange) {
+                add(m_names.plain(), number, i);
+            }
+            if (!m_names.isPrintable()) {
+                add(m_names.printableFull(), number, i);
+                add(m_names.printablePlain(), number, i);
             }
         }
     }
@@ -164,47 +168,56 @@ public:
     std::vector<std::size_t> find(std::string_view name) const
     {
         name = withoutLeadingDot(name);
-        if (const auto& exact = m_variables.at(std::string(name)); !exact.empty()) {
+        if (const auto& exact = variablesOf(name); !exact.empty()) {
             return exact;
         }
-        const auto& first = m_variables.at(withoutFirst(name));
+        const auto& first = variablesOf(withoutFirst(name));
         return first.empty() ? first : std::vector<std::size_t>{first.front()};
     }
 
     /// Variables in a scope and those below it.
-    std::vector<std::size_t> findInScope(std::string_view name) const
+    std::vector<std::size_t> findInScope(std::string_view name)
     {
         std::string scope = printable(withoutLeadingDot(name));
         if (!scope.empty() && scope.back() != '.') {
             scope += '.';
         }
         std::vector<std::size_t> found;
-        for (std::size_t i = 0; i < m_signals.size(); ++i) {
-            if (m_signals[i].scope.compare(0, scope.size(), scope) == 0) {
+        for (std::size_t i = 0; i < size(); ++i) {
+            m_names.goTo(i);
+            if (m_names.printableScope().compare(0, scope.size(), scope) == 0) {
                 found.push_back(i);
             }
         }
         return found;
     }
 
-    std::vector<std::size_t> findPattern(std::string_view name) const
+    std::vector<std::size_t> findPattern(std::string_view name)
     {
         name = withoutLeadingDot(name);
         std::vector<std::size_t> found;
-        if (name.find_first_of("*?") != std::string_view::npos) {
-            for (std::size_t i = 0; i < m_signals.size(); ++i) {
-                if (matchesGlob(name, m_signals[i].label) || matchesGlob(name, m_plainNames[i])) {
-                    found.push_back(i);
-                }
+        if (name.find_first_of("*?") == std::string_view::npos) {
+            return found;
+        }
+        std::string label;
+        for (std::size_t i = 0; i < size(); ++i) {
+            m_names.goTo(i);
+            label.assign(m_names.printableFull()).append(m_numbers.of(i));
+            if (matchesGlob(name, label) || matchesGlob(name, m_names.printablePlain())) {
+                found.push_back(i);
             }
         }
         return found;
     }
 
+    Signal signal(std::size_t variable) { return makeSignal(m_file, m_names, m_numbers, variable); }
+
     /// The label without the range.
-    std::string plainLabel(std::size_t variable) const
+    std::string plainLabel(std::size_t variable)
     {
-        return m_plainNames[variable] + m_numbers[variable];
+        m_names.goTo(variable);
+        // What stands behind the name in the label, "#2" for one, may follow either form.
+        return std::string(m_names.printablePlain()) + m_numbers.of(variable);
     }
 
 private:
@@ -214,13 +227,29 @@ private:
     }
 
     /// "name" for "name#1", the first of several with a name; empty for anything else.
-    static std::string withoutFirst(std::string_view name)
+    static std::string_view withoutFirst(std::string_view name)
     {
         const bool isFirst = name.size() > 2 && name.substr(name.size() - 2) == "#1";
-        return std::string(isFirst ? name.substr(0, name.size() - 2) : std::string_view());
+        return isFirst ? name.substr(0, name.size() - 2) : std::string_view();
     }
 
-    void add(const std::string& name, std::size_t variable)
+    const std::vector<std::size_t>& variablesOf(std::string_view name) const
+    {
+        const auto wanted = m_variables.find(name);
+        return wanted == m_variables.end() ? m_none : wanted->second;
+    }
+
+    std::size_t size() const { return m_file.declarations().variables.size(); }
+
+    void add(std::string_view name, const std::string& number, std::size_t variable)
+    {
+        add(name, variable);
+        if (!number.empty()) {
+            add(std::string(name) + number, variable);
+        }
+    }
+
+    void add(std::string_view name, std::size_t variable)
     {
         const auto wanted = m_variables.find(name);
         if (wanted != m_variables.end() &&
@@ -229,24 +258,23 @@ private:
         }
     }
 
-    const std::vector<Signal>& m_signals;
-    /// Names without their ranges.
-    std::vector<std::string> m_plainNames;
-    /// "#2" and so on, where variables share a name.
-    std::vector<std::string> m_numbers;
-    std::unordered_map<std::string, std::vector<std::size_t>> m_variables;
+    const SignalNames& m_file;
+    VariableNames m_names;
+    NameNumbers m_numbers;
+    const std::vector<std::size_t> m_none;
+    /// Of the names that are asked for, as they lie in the arguments.
+    std::unordered_map<std::string_view, std::vector<std::size_t>> m_variables;
 };
 
-[[noreturn]] void failToFind(const SignalNames& file, const std::vector<Signal>& signals,
-                             const std::string& argument)
+[[noreturn]] void failToFind(const SignalNames& file, const std::string& argument)
 {
-    if (signals.empty()) {
+    if (file.declarations().variables.empty()) {
         throw Failure(fmt::format("{}: no signal \"{}\", since its names declare none; record "
                                   "the run again with signals in it",
                                   file.path(), printable(argument)));
     }
     std::string remedy = file.howToList();
-    const std::vector<std::string> nearest = nearestNames(printable(argument), signals);
+    const std::vector<std::string> nearest = nearestNames(printable(argument), file);
     if (!nearest.empty()) {
         remedy = fmt::format("did you mean {}?", fmt::join(nearest, " or "));
     }
@@ -281,20 +309,12 @@ bool matchesGlob(std::string_view pattern, std::string_view text)
 
 std::vector<Signal> allSignals(const SignalNames& file)
 {
+    VariableNames names(file.declarations());
+    const NameNumbers numbers(file.declarations());
     std::vector<Signal> signals;
-    std::unordered_map<std::string, unsigned int> seen;
     signals.reserve(file.declarations().variables.size());
     for (std::size_t i = 0; i < file.declarations().variables.size(); ++i) {
-        signals.push_back(makeSignal(file, i));
-        std::string& label = signals.back().label;
-        unsigned int& number = seen[label];
-        if (++number > 1) {
-            // A name can itself end like that.
-            const std::string name = label;
-            for (label = fmt::format("{}#{}", name, number); !seen.emplace(label, 1).second;) {
-                label = fmt::format("{}#{}", name, ++number);
-            }
-        }
+        signals.push_back(makeSignal(file, names, numbers, i));
     }
     return signals;
 }
@@ -308,18 +328,17 @@ std::uint32_t objectOf(const SignalNames& file, const Signal& signal)
 std::vector<Signal> selectSignals(const SignalNames& file,
                                   const std::vector<std::string>& arguments)
 {
-    const std::vector<Signal> signals = allSignals(file);
-    const NameIndex index(file, signals, arguments);
+    NameIndex index(file, arguments);
     std::vector<Signal> selected;
     std::unordered_set<std::string> taken;
-    const auto take = [&](const Signal& signal) {
+    const auto take = [&](Signal signal) {
         if (taken.insert(signal.label).second) {
-            selected.push_back(signal);
+            selected.push_back(std::move(signal));
         }
     };
     const auto takeAll = [&](const std::vector<std::size_t>& found) {
         for (const std::size_t variable : found) {
-            take(signals[variable]);
+            take(index.signal(variable));
         }
         return !found.empty();
     };
@@ -328,7 +347,7 @@ std::vector<Signal> selectSignals(const SignalNames& file,
         const std::vector<std::size_t> vectors =
             slice ? index.find(slice->name) : std::vector<std::size_t>();
         for (const std::size_t variable : vectors) {
-            take(makeSlice(file, signals[variable], file.declarations().variables[variable],
+            take(makeSlice(file, index.signal(variable), file.declarations().variables[variable],
                            index.plainLabel(variable), slice->bits));
         }
         return !vectors.empty();
@@ -355,7 +374,7 @@ std::vector<Signal> selectSignals(const SignalNames& file,
             throw Failure(fmt::format("{}: no signal can be found by its name, {}; ask for {}",
                                       file.path(), file.whyNoNames(), file.howToAskByPlace()));
         } else {
-            failToFind(file, signals, argument);
+            failToFind(file, argument);
         }
     }
     return selected;

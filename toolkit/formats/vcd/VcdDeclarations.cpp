@@ -104,6 +104,14 @@ private:
     struct CutOff
     {};
 
+    /// Where the object of a code stands, or kNoObject.
+    struct ObjectPlace
+    {
+        std::uint32_t object;
+        /// The code's: most others are told from it, and its new place is found, without its text.
+        std::uint32_t hash;
+    };
+
     void readSections();
     [[noreturn]] void failAtEnd(const std::string& why);
     void readScope();
@@ -119,7 +127,11 @@ private:
     unsigned int parseWidth(std::string_view text, Variable& variable);
     void splitName(std::string_view text, Variable& variable);
     std::size_t objectOf(const std::string& code, const Variable& variable);
-    std::uint32_t* findObject(const std::string& code);
+    static std::uint32_t hashOf(const std::string& code)
+    {
+        return static_cast<std::uint32_t>(std::hash<std::string>{}(code));
+    }
+    ObjectPlace& findObject(const std::string& code, std::uint32_t hash);
     void growObjects();
     void add(Declarations::Item::Kind kind, std::size_t index)
     {
@@ -134,7 +146,7 @@ private:
     std::map<ScopeKey, std::size_t> m_scopes;
     /// Indices of objects by their codes, with open addressing; a node a code would take several
     /// times as much. The size is a power of two, at least twice the number of objects.
-    std::vector<std::uint32_t> m_objects;
+    std::vector<ObjectPlace> m_objects;
     /// Enumerations by the numbers that attributes refer to them by.
     std::unordered_map<std::string, std::size_t> m_enumerations;
     /// What attributes said of the next variable.
@@ -363,37 +375,45 @@ std::size_t DeclarationReader::objectOf(const std::string& code, const Variable&
     if (2 * (m_table.objects.size() + 1) > m_objects.size()) {
         growObjects();
     }
-    std::uint32_t& place = *findObject(code);
-    if (place == kNoObject) {
-        place = static_cast<std::uint32_t>(m_table.objects.size());
+    const std::uint32_t hash = hashOf(code);
+    ObjectPlace& place = findObject(code, hash);
+    if (place.object == kNoObject) {
+        place = {static_cast<std::uint32_t>(m_table.objects.size()), hash};
         m_table.objects.push_back({code, &wanted, variable.width});
-        return place;
+        return place.object;
     }
-    Object& object = m_table.objects[place];
+    Object& object = m_table.objects[place.object];
     const bool haveBits = object.kind->hasBits() && wanted.hasBits();
     if (haveBits && variable.width > object.width) {
         object.width = variable.width;
         object.kind = &wanted;
     }
-    return place;
+    return place.object;
 }
 
 /// The place of the code, or the free one that it takes.
-std::uint32_t* DeclarationReader::findObject(const std::string& code)
+DeclarationReader::ObjectPlace& DeclarationReader::findObject(const std::string& code,
+                                                              std::uint32_t hash)
 {
     const std::size_t mask = m_objects.size() - 1;
-    std::size_t place = std::hash<std::string>{}(code)&mask;
-    while (m_objects[place] != kNoObject && m_table.objects[m_objects[place]].code != code) {
+    std::size_t place = hash & mask;
+    while (
+        m_objects[place].object != kNoObject &&
+        (m_objects[place].hash != hash || m_table.objects[m_objects[place].object].code != code)) {
         place = (place + 1) & mask;
     }
-    return &m_objects[place];
+    return m_objects[place];
 }
 
 void DeclarationReader::growObjects()
 {
-    m_objects.assign(std::max<std::size_t>(2 * m_objects.size(), 64), kNoObject);
-    for (std::uint32_t i = 0; i < m_table.objects.size(); ++i) {
-        *findObject(m_table.objects[i].code) = i;
+    const std::size_t size = std::max<std::size_t>(2 * m_objects.size(), 64);
+    const std::vector<ObjectPlace> old =
+        std::exchange(m_objects, std::vector<ObjectPlace>(size, {kNoObject, 0}));
+    for (const ObjectPlace& place : old) {
+        if (place.object != kNoObject) {
+            findObject(m_table.objects[place.object].code, place.hash) = place;
+        }
     }
 }
 
