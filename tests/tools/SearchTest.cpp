@@ -147,6 +147,26 @@ TEST_F(SearchCommand, showsValuesAndStops)
     EXPECT_EQ(cut.code, 0);
 }
 
+/// req + req + ...
+std::string chain(const std::string& sign, int count)
+{
+    std::string text = "req";
+    for (int i = 1; i < count; ++i) {
+        text += sign + "req";
+    }
+    return text;
+}
+
+TEST_F(SearchCommand, takesConditionsThatProgramsMade)
+{
+    const Result one = run({"search", path("run.vcd"), "req", "--count"});
+    for (const char* sign : {"||", "&&"}) {
+        const Result many = run({"search", path("run.vcd"), chain(sign, 20000), "--count"});
+        EXPECT_EQ(many.code, 0) << many.error;
+        EXPECT_EQ(many.out, one.out);
+    }
+}
+
 TEST_F(SearchCommand, saysWhereAnExpressionIsWrong)
 {
     const std::pair<std::vector<std::string>, const char*> kWrong[] = {
@@ -167,6 +187,8 @@ TEST_F(SearchCommand, saysWhereAnExpressionIsWrong)
         {{"req", "--sample", "at"}, "--on"},
         {{std::string(5000, '(') + "req"}, "too many parts lie in each other"},
         {{std::string(5000, '!') + "req"}, "too many parts lie in each other"},
+        {{chain("+", 50000)}, "too many operators follow each other"},
+        {{chain("->", 50000)}, "too many parts lie in each other"},
         {{}, "what to look for is missing"}};
     for (const auto& [arguments, complaint] : kWrong) {
         std::vector<std::string> words = arguments;

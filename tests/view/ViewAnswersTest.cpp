@@ -3,6 +3,7 @@
 #include "testing/TestFiles.h"
 
 #include "draw/Lane.h"
+#include "text/Failure.h"
 #include "view/RequestRules.h"
 #include "view/ViewAnswers.h"
 
@@ -11,6 +12,8 @@
 #include <nlohmann/json.hpp>
 
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,8 +40,8 @@ protected:
         std::vector<std::unique_ptr<ViewedRun>> runs;
         runs.push_back(std::make_unique<ViewedRun>(
             "run.vcd", std::make_unique<FileSource>(m_directory.path("run.vcd"), Reach::Whole)));
-        m_answers =
-            std::make_unique<ViewAnswers>(std::move(runs), m_directory.path("s.json"), nullptr);
+        m_answers = std::make_unique<ViewAnswers>(std::move(runs),
+                                                  SessionFile(m_directory.path("s.json")), nullptr);
     }
 
     Json ask(Json request)
@@ -168,6 +171,24 @@ TEST_F(Answers, aSessionIsKeptInItsFileAlone)
                  ask({{"ask", "hello"}})["session"].is_object());
     ask({{"ask", "save"}, {"session", {{"rows", {1, 2}}}}, {"path", "/tmp/elsewhere"}});
     EXPECT_EQ(ask({{"ask", "hello"}})["session"]["rows"], (Json{1, 2}));
+    EXPECT_TRUE(ask({{"ask", "save"}, {"session", 7}}).contains("error"));
+    EXPECT_EQ(ask({{"ask", "hello"}})["session"]["rows"], (Json{1, 2}));
+}
+
+TEST_F(Answers, aSessionTakesThePlaceOfNoOtherFile)
+{
+    const std::string path = m_directory.path("s.json");
+    for (const std::string text : {"$date today $end", "{}", "[1]", "{\"rows\": 7}"}) {
+        std::ofstream(path, std::ios::binary) << text;
+        EXPECT_THROW(SessionFile{path}, Failure) << text;
+        EXPECT_THAT(ask({{"ask", "save"}, {"session", {{"rows", Json::array()}}}}).dump(),
+                    HasSubstr("is no session"));
+        std::ifstream file(path, std::ios::binary);
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
+    }
+    EXPECT_THROW(SessionFile{m_directory.path("")}, Failure);
+    std::ofstream(path, std::ios::trunc).flush();
+    EXPECT_TRUE(SessionFile(path).read().is_null());
 }
 
 TEST(RequestRules, ofItsOwnHostAndOriginAlone)

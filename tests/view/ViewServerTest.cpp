@@ -48,7 +48,7 @@ protected:
         std::vector<std::unique_ptr<ViewedRun>> runs;
         runs.push_back(std::make_unique<ViewedRun>(
             "run.vcd", std::make_unique<FileSource>(m_directory.path("run.vcd"), Reach::Whole)));
-        m_answers = std::make_unique<ViewAnswers>(std::move(runs), "", nullptr);
+        m_answers = std::make_unique<ViewAnswers>(std::move(runs), SessionFile(""), nullptr);
         m_server = std::make_unique<ViewServer>(options, *m_answers);
         const std::string address = m_server->address();
         const std::size_t token = address.find("/#token=");

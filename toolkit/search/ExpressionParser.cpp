@@ -15,6 +15,7 @@ using Kind = ExpressionTree::Kind;
 using TokenKind = ExpressionToken::Kind;
 
 constexpr int kDeepest = 1000;
+constexpr int kMostLinks = 1000;
 constexpr unsigned long long kNoEnd = std::numeric_limits<unsigned long long>::max();
 
 struct BinarySign
@@ -61,6 +62,8 @@ private:
     TreePointer implication();
     TreePointer conditional();
     TreePointer binary(int precedence);
+    TreePointer junction(TreePointer first, const BinarySign& sign);
+    void countLink();
     TreePointer unary();
     TreePointer primary();
     TreePointer braces();
@@ -77,6 +80,7 @@ private:
 
     ExpressionLexer m_lexer;
     int m_depth = 0;
+    int m_links = 0;
 };
 
 TreePointer Parser::make(Kind kind)
@@ -219,6 +223,7 @@ TreePointer Parser::implication()
     if (!m_lexer.isSign("->") && !m_lexer.isSign("<->")) {
         return left;
     }
+    Nesting nesting(*this);
     TreePointer tree = make(Kind::Binary);
     tree->text = m_lexer.token().text;
     m_lexer.next();
@@ -250,6 +255,7 @@ TreePointer Parser::binary(int precedence)
         if (m_lexer.isWord("inside") && kInsidePrecedence >= precedence) {
             TreePointer tree = make(Kind::Inside);
             m_lexer.next();
+            countLink();
             tree->operands.push_back(std::move(left));
             insideList(*tree);
             left = std::move(tree);
@@ -261,12 +267,50 @@ TreePointer Parser::binary(int precedence)
         if (sign == std::end(kBinarySigns) || sign->precedence < precedence) {
             return left;
         }
+        if (sign->sign == "||" || sign->sign == "&&") {
+            left = junction(std::move(left), *sign);
+            continue;
+        }
         TreePointer tree = make(Kind::Binary);
         tree->text = sign->sign;
         m_lexer.next();
+        countLink();
         tree->operands.push_back(std::move(left));
         tree->operands.push_back(binary(sign->precedence + 1));
         left = std::move(tree);
+    }
+}
+
+/// a || b || c ...: conditions are made by programs, of thousands of terms, so that halves are
+/// joined and not one term after the other.
+TreePointer Parser::junction(TreePointer first, const BinarySign& sign)
+{
+    std::vector<TreePointer> terms;
+    std::vector<TreePointer> joints;
+    terms.push_back(std::move(first));
+    while (m_lexer.isSign(sign.sign)) {
+        joints.push_back(make(Kind::Binary));
+        joints.back()->text = sign.sign;
+        m_lexer.next();
+        terms.push_back(binary(sign.precedence + 1));
+    }
+    // Joint i stands in front of term i + 1.
+    for (std::size_t width = 1; width < terms.size(); width *= 2) {
+        for (std::size_t i = 0; i + width < terms.size(); i += 2 * width) {
+            TreePointer& joint = joints[i + width - 1];
+            joint->operands.push_back(std::move(terms[i]));
+            joint->operands.push_back(std::move(terms[i + width]));
+            terms[i] = std::move(joint);
+        }
+    }
+    return std::move(terms.front());
+}
+
+/// A chain is as deep as it is long, and is gone through from its end.
+void Parser::countLink()
+{
+    if (++m_links > kMostLinks) {
+        m_lexer.refuse("too many operators follow each other");
     }
 }
 

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <utility>
@@ -25,6 +26,10 @@ constexpr std::size_t kMostLines = 5'000'000;
 
 TimedLog::TimedLog(const std::string& path, const std::string& pattern, const TimeText& timeText)
 {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        throw Failure(fmt::format("{}: this is a directory; name the log in it", path));
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         throw Failure(

@@ -4,7 +4,6 @@
 
 #include "changes/ChangeStream.h"
 #include "diff/RunComparison.h"
-#include "files/OutputText.h"
 #include "search/Search.h"
 #include "text/Failure.h"
 #include "text/Utf8.h"
@@ -15,8 +14,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <new>
 #include <utility>
 
@@ -93,9 +90,9 @@ Json matchesOf(const std::string& path, const Json& request)
 
 } // namespace
 
-ViewAnswers::ViewAnswers(std::vector<std::unique_ptr<ViewedRun>> runs, std::string sessionFile,
+ViewAnswers::ViewAnswers(std::vector<std::unique_ptr<ViewedRun>> runs, SessionFile session,
                          std::unique_ptr<TimedLog> log)
-    : m_runs(std::move(runs)), m_sessionFile(std::move(sessionFile)), m_log(std::move(log))
+    : m_runs(std::move(runs)), m_session(std::move(session)), m_log(std::move(log))
 {
     m_isRunning = std::any_of(m_runs.begin(), m_runs.end(), [](const auto& run) {
         return run->source().isRunning() || run->source().isWaiting();
@@ -199,14 +196,15 @@ ViewAnswers::Json ViewAnswers::greet()
         runs.push_back(run->describe());
     }
     Json json = {{"runs", runs},
-                 {"keeps", !m_sessionFile.empty()},
+                 {"keeps", m_session.isNamed()},
                  {"logLines", m_log ? m_log->lines().size() : 0}};
-    if (!m_sessionFile.empty()) {
-        std::ifstream file(m_sessionFile, std::ios::binary);
-        const std::string text((std::istreambuf_iterator<char>(file)),
-                               std::istreambuf_iterator<char>());
-        Json session = Json::parse(text, nullptr, false);
-        json["session"] = session.is_object() ? std::move(session) : Json();
+    if (m_session.isNamed()) {
+        try {
+            json["session"] = m_session.read();
+        } catch (const Failure&) {
+            // It has been put in its place since; what is saved next tells.
+            json["session"] = Json();
+        }
     }
     return json;
 }
@@ -221,13 +219,11 @@ ViewAnswers::Json ViewAnswers::compare(const Json&)
 
 ViewAnswers::Json ViewAnswers::save(const Json& request) const
 {
-    if (m_sessionFile.empty()) {
+    if (!m_session.isNamed()) {
         throw Failure("no file for it was named; start with --session FILE");
     }
-    OutputText out(m_sessionFile);
-    out.text() = request.at("session").dump(2) + "\n";
-    out.finish();
-    return {{"saved", printable(m_sessionFile)}};
+    m_session.write(request.at("session"));
+    return {{"saved", printable(m_session.path())}};
 }
 
 /// Some lines from one on, or the number of the line that belongs to a time.

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "view/SessionFile.h"
 #include "view/TimedLog.h"
 #include "view/ViewedRun.h"
 
@@ -17,8 +18,8 @@ namespace tracewell {
 class ViewAnswers
 {
 public:
-    /// `sessionFile` is where a page's arrangement is kept, empty for nowhere; `log` may be null.
-    ViewAnswers(std::vector<std::unique_ptr<ViewedRun>> runs, std::string sessionFile,
+    /// `log` may be null.
+    ViewAnswers(std::vector<std::unique_ptr<ViewedRun>> runs, SessionFile session,
                 std::unique_ptr<TimedLog> log);
 
     /// Whatever the request is.
@@ -44,7 +45,7 @@ private:
     Json readLog(const Json& request) const;
 
     std::vector<std::unique_ptr<ViewedRun>> m_runs;
-    std::string m_sessionFile;
+    SessionFile m_session;
     std::unique_ptr<TimedLog> m_log;
     std::string m_lastNews;
     /// Why a run that went on is not kept any longer.

@@ -13,6 +13,7 @@
 #include "text/Failure.h"
 #include "text/Message.h"
 #include "view/LiveSource.h"
+#include "view/SessionFile.h"
 #include "view/TimedLog.h"
 #include "view/ViewAnswers.h"
 #include "view/ViewServer.h"
@@ -121,13 +122,14 @@ std::unique_ptr<TimedLog> openLog(const Options& options, const SignalNames& nam
 
 void viewFiles(const Options& options)
 {
+    SessionFile session(options.session);
     std::vector<std::unique_ptr<ViewedRun>> runs;
     runs.push_back(openRun(options.file, options.reach));
     if (!options.other.empty()) {
         runs.push_back(openRun(options.other, options.reach));
     }
     std::unique_ptr<TimedLog> log = openLog(options, runs.front()->source().names());
-    ViewAnswers answers(std::move(runs), options.session, std::move(log));
+    ViewAnswers answers(std::move(runs), std::move(session), std::move(log));
     serve(options, options.file, answers);
 }
 
@@ -160,6 +162,10 @@ void connect(const Options& options, LiveRecording& recording)
 
 void viewLive(const Options& options)
 {
+    if (!options.session.empty() && options.session == options.file) {
+        throw Failure(fmt::format("{}: cannot be the session and the recording", options.file));
+    }
+    SessionFile session(options.session);
     std::optional<PrivateDirectory> place;
     if (options.file.empty()) {
         place.emplace();
@@ -172,7 +178,7 @@ void viewLive(const Options& options)
         runs.push_back(std::make_unique<ViewedRun>(options.channel.describe(),
                                                    std::make_unique<LiveSource>(recording)));
         std::unique_ptr<TimedLog> log = openLog(options, recording.names());
-        ViewAnswers answers(std::move(runs), options.session, std::move(log));
+        ViewAnswers answers(std::move(runs), std::move(session), std::move(log));
         serve(options, options.channel.describe(), answers);
         if (!answers.failure().empty()) {
             throw Failure(answers.failure());
