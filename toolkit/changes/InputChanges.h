@@ -30,7 +30,7 @@ public:
     std::vector<std::string> notices() const override { return listOf(m_run->lenience()); }
     std::vector<std::string> shortfalls() const override
     {
-        return listOf(m_run->shortfall("compared"));
+        return listOf(m_run->shortfall("read"));
     }
 
 protected:

@@ -12,4 +12,9 @@ namespace tracewell {
 /// \throws Failure for another one: nobody gets a VCD by the name of an FST.
 std::string checkSuffix(const std::string& output, const std::vector<std::string>& written);
 
+/// The names of a command's input and output are easily taken for each other, and what is in the
+/// output is lost.
+/// \throws Failure where a wave database would get the name of another format.
+void requireDatabaseName(const std::string& output);
+
 } // namespace tracewell

@@ -37,9 +37,7 @@ void PrivateDirectory::remove()
 void PrivateDirectory::watchStorage()
 {
     Tracewell::setStorageFailureHandler([](const std::string& line) {
-        std::error_code ignored;
-        const std::string place =
-            s_path.empty() ? fs::temp_directory_path(ignored).string() : s_path;
+        const std::string place = s_path.empty() ? temporaryDirectory() : s_path;
         tell(fmt::format("{}: a temporary file there cannot be written, or the recording not "
                          "be read: {}; make room there, or set TMPDIR to another place",
                          place, storageReason(line)));

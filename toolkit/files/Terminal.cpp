@@ -48,13 +48,21 @@ unsigned int terminalRows(unsigned int fallback)
     return size.ws_row > 0 ? size.ws_row : fallback;
 }
 
-std::string makePrivateDirectory()
+std::string temporaryDirectory()
 {
     std::error_code error;
-    std::filesystem::path place = std::filesystem::temp_directory_path(error);
-    if (error) {
-        place = ".";
+    const std::filesystem::path place = std::filesystem::temp_directory_path(error);
+    if (!error) {
+        return place.string();
     }
+    // What is named and is not there is told by who cannot make a file in it.
+    const char* const named = std::getenv("TMPDIR");
+    return named != nullptr && *named != '\0' ? named : "/tmp";
+}
+
+std::string makePrivateDirectory()
+{
+    const std::filesystem::path place = temporaryDirectory();
     std::string name = (place / "tracewell-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
         throw Failure(fmt::format("{}: cannot make a temporary directory: {}; set TMPDIR to a "

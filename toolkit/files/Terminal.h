@@ -17,6 +17,8 @@ unsigned int terminalColumns(unsigned int fallback);
 /// Rows of the terminal, or `fallback` where there is none.
 unsigned int terminalRows(unsigned int fallback);
 
+/// Where temporary files go: what TMPDIR names, be it there or not, or the system's place.
+std::string temporaryDirectory();
 /// Makes a new directory for this process alone in the place for temporary files.
 /// \throws Failure
 std::string makePrivateDirectory();

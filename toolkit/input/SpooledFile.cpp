@@ -4,6 +4,7 @@
 
 #include "files/OwnFile.h"
 #include "files/StandardStreams.h"
+#include "files/Terminal.h"
 #include "input/InputFile.h"
 #include "text/Failure.h"
 
@@ -61,8 +62,7 @@ SpooledFile::~SpooledFile()
 
 void SpooledFile::makeTemporary()
 {
-    std::error_code error;
-    const std::string directory = std::filesystem::temp_directory_path(error).string();
+    const std::string directory = temporaryDirectory();
     m_descriptor = openOwnFile(directory, O_TMPFILE | O_RDWR | O_EXCL, S_IRUSR | S_IWUSR);
     if (m_descriptor < 0) {
         // Not every file system has files without a name.

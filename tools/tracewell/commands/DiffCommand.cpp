@@ -112,6 +112,10 @@ Result compareOnce(const Options& options, int fractionDigitsOfA, int fractionDi
     Result result;
     result.timeText = time.text();
     result.signals = pairSignals(namesOfA, namesOfB, options.signals, options.ignored);
+    if (result.signals.pairs.empty() && result.signals.onlyInA.empty() &&
+        result.signals.onlyInB.empty()) {
+        throw Failure("no signal is left to be compared; ignore less");
+    }
     setRadix(options, namesOfA, result.signals.pairs);
     RunComparison comparison(*a, *b, time, result.signals.pairs);
     {
@@ -244,7 +248,9 @@ void addDiffCommand(CLI::App& app)
 {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("diff", "Compare two runs, signal by signal");
-    command->add_option("A", options->a, "A wave database, a VCD, or - for one on standard input")
+    command
+        ->add_option("A", options->a,
+                     "A wave database, a VCD, FST or GHW file, or - for one on standard input")
         ->required();
     command->add_option("B", options->b, "The same; kinds and timescales may differ")->required();
     command->add_option("SIGNAL", options->signals,

@@ -247,8 +247,10 @@ void addDrawCommand(CLI::App& app)
                       "a run with too many changes is shown from its start as far as it is "
                       "readable");
     command
-        ->add_option("--width", options->width,
-                     "Width of the picture in pixels, or in columns in the terminal")
+        ->add_option(
+            "--width", options->width,
+            fmt::format("Width of the picture in pixels, or in columns in the terminal; {} to {}",
+                        kNarrowest, kWidest))
         ->type_name("PX")
         ->transform(wholeNumber(kNarrowest, kWidest));
     options->radix.addTo(*command, true);

@@ -105,16 +105,14 @@ void printJson(Output& out, const TimeText& text, const Found& found)
 
 void run(const Options& options)
 {
-    if (findFileKind(options.file) == FileKind::Transitions) {
-        refuse(options.file, "a transition database");
+    if (const FileKind kind = findFileKind(options.file); kind != FileKind::Events) {
+        refuse(options.file, describe(kind));
     }
     EventWaveFile file(options.file, options.reach);
     auto* const database =
         dynamic_cast<Tracewell::WdbMultipleBucketBtreeDatabase*>(&file.database());
     if (database == nullptr) {
-        refuse(options.file,
-               fmt::format("an event database of kind {}",
-                           file.database().getEventDatabaseHeader().m_databaseTypeId));
+        refuse(options.file, "this event database");
     }
     std::vector<Signal> signals = selectSignals(file, {options.signal});
     if (signals.size() != 1) {

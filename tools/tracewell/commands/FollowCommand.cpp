@@ -9,6 +9,7 @@
 #include "files/Interrupt.h"
 #include "files/Output.h"
 #include "files/OutputFile.h"
+#include "files/OutputSuffix.h"
 #include "files/Terminal.h"
 #include "live/LiveChannel.h"
 #include "live/LivePicture.h"
@@ -441,6 +442,7 @@ void addFollowCommand(CLI::App& app)
         if (options->store == Store::Transitions) {
             requireNotGiven(*command, "--sync", options->store);
         }
+        requireDatabaseName(options->output);
         options->channel.enter();
         Follow(*options).run();
         if (options->store == Store::Columns) {

@@ -167,7 +167,8 @@ void run(const Options& options)
 void addImportCommand(CLI::App& app)
 {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("import", "Record a VCD in a wave database");
+    CLI::App* command =
+        app.add_subcommand("import", "Make a wave database of a VCD, FST or GHW file");
     command
         ->add_option("IN", options->input,
                      "The run: a VCD, FST or GHW file, packed or not; - is the standard input")

@@ -134,7 +134,14 @@ void addMergeCommand(CLI::App& app)
                     "  tracewell merge whole.wdb --segments run.0.wdb run.1.wdb\n"
                     "Times of runs with different timescales are told in the finest unit that all\n"
                     "of them need.");
-    command->callback([options] { run(*options); });
+    command->callback([options, command] {
+        if (command->count(kStoreOption) > 0 &&
+            runFormatOf(options->output) != RunFormat::Database) {
+            throw CLI::ValidationError(kStoreOption,
+                                       "is for an output that ends in .wdb; leave it out");
+        }
+        run(*options);
+    });
 }
 
 } // namespace tracewell

@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -106,6 +107,10 @@ void forEach(const std::vector<std::string>& arguments, const SignalNames& file,
 
 std::string textOf(const std::string& path)
 {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        throw Failure(fmt::format("--names: {}: this is a directory; name a file in it", path));
+    }
     std::ifstream file(path, std::ios::binary);
     std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     if (!file || file.bad()) {

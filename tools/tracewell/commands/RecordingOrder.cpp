@@ -4,6 +4,7 @@
 
 #include "files/Interrupt.h"
 #include "files/OutputFile.h"
+#include "files/OutputSuffix.h"
 #include "files/WatchedProcess.h"
 #include "record/SnapshotDirectory.h"
 #include "text/Failure.h"
@@ -21,6 +22,9 @@ void makeRecording(
     const RecordingOrder& order,
     const std::function<void(OutputFile&, SnapshotDirectory&, const InterruptGuard&)>& make)
 {
+    if (order.store) {
+        requireDatabaseName(order.output);
+    }
     const InterruptGuard interrupt;
     const bool isWholeAlone = !order.store || order.store == Store::Transitions;
     OutputFile output(order.output, isWholeAlone ? OutputKind::WholeFile : OutputKind::RegularFile,

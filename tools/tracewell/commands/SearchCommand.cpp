@@ -337,6 +337,7 @@ void addSearchCommand(CLI::App& app)
         ->type_name("A B TIME")
         ->type_size(3)
         ->expected(1)
+        ->allow_extra_args(false)
         ->excludes("--for");
     command
         ->add_flag("--missed", options->isMissed, "Of --within: only what is not followed so soon")

@@ -85,6 +85,13 @@ std::unique_ptr<ChangeStream> openSlice(const Options& options, const FinerTimes
     std::unique_ptr<ChangeStream> changes =
         openInputRun(options.input, finer, options.isLenient, options.reach);
     const TimeWindow window = windowOf(options, changes->declarations().timescale);
+    if (!isRun(options.input) && window.from > changes->latestTime()) {
+        throw Failure(
+            fmt::format("{}: the recording ends at {}, before the stretch; choose an "
+                        "earlier --from",
+                        options.input,
+                        TimeText(changes->declarations().timescale).format(changes->latestTime())));
+    }
     const std::vector<std::size_t> variables = variablesOf(options, changes->declarations());
     return std::make_unique<SlicedChanges>(std::move(changes), variables, window.from, window.to);
 }
@@ -126,7 +133,14 @@ void addSliceCommand(CLI::App& app)
                     "  tracewell slice run.wdb late.wdb --from 1ms --to 1.2ms 'top.dut.*'\n"
                     "At its start every signal has the value that holds there; times stay what\n"
                     "they were.");
-    command->callback([options] { run(*options); });
+    command->callback([options, command] {
+        if (command->count(kStoreOption) > 0 &&
+            runFormatOf(options->output) != RunFormat::Database) {
+            throw CLI::ValidationError(kStoreOption,
+                                       "is for an output that ends in .wdb; leave it out");
+        }
+        run(*options);
+    });
 }
 
 } // namespace tracewell

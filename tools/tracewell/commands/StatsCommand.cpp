@@ -490,7 +490,9 @@ void addStatsCommand(CLI::App& app)
                      "Draw when signals change how often to this file, as SVG, PNG or PDF by its "
                      "suffix; in place of the table")
         ->type_name("OUT");
-    command->add_option("--width", options->width, "Width of that picture in pixels")
+    command
+        ->add_option("--width", options->width,
+                     fmt::format("Width of that picture in pixels, {} to {}", kNarrowest, kWidest))
         ->type_name("PX")
         ->transform(wholeNumber(kNarrowest, kWidest))
         ->needs("--heat");

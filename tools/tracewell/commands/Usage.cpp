@@ -158,6 +158,11 @@ std::string Reading::missing() const
         if (option->get_required() && !option->get_positional() && !isThere) {
             return fmt::format("`{}` needs {}, which is missing", m_command.get_name(), name);
         }
+        for (const CLI::Option* const other : option->get_needs()) {
+            if (isThere && m_counts.count(other) == 0) {
+                return fmt::format("{} has no meaning without {}", name, other->get_name());
+            }
+        }
         for (const CLI::Option* const other : option->get_excludes()) {
             if (isThere && m_counts.count(other) != 0) {
                 return fmt::format("{} and {} exclude each other", other->get_name(), name);

@@ -7,6 +7,7 @@
 #include "commands/StoreOption.h"
 #include "files/Interrupt.h"
 #include "files/Output.h"
+#include "files/OutputSuffix.h"
 #include "files/PrivateDirectory.h"
 #include "live/LiveChannel.h"
 #include "live/LiveRecording.h"
@@ -165,6 +166,7 @@ void viewLive(const Options& options)
     if (!options.session.empty() && options.session == options.file) {
         throw Failure(fmt::format("{}: cannot be the session and the recording", options.file));
     }
+    requireDatabaseName(options.file);
     SessionFile session(options.session);
     std::optional<PrivateDirectory> place;
     if (options.file.empty()) {
@@ -269,7 +271,8 @@ void addViewCommand(CLI::App& app)
             }
         }
         if (options->file.empty()) {
-            throw CLI::RequiredError("FILE");
+            throw CLI::ValidationError(
+                "FILE", "is missing; name a recording, or take --live for a simulation that runs");
         }
         viewFiles(*options);
     });
