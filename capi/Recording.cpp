@@ -438,14 +438,15 @@ tracewell_status tracewell_recording_text(tracewell_recording* recording,
                                           tracewell_variable variable, const char* text,
                                           size_t length)
 {
-    return withVariable(recording, variable, &ValueKind::isText, "text",
-                        [&](ProgramRecording& made) {
-                            if (text == nullptr && length > 0) {
-                                return fail(TRACEWELL_USAGE, "the text is missing");
-                            }
-                            made.setText(variable, {length > 0 ? text : "", length});
-                            return TRACEWELL_OK;
-                        });
+    return withVariable(
+        recording, variable, &ValueKind::isText, "text", [&](ProgramRecording& made) {
+            if (text == nullptr && length > 0) {
+                return fail(TRACEWELL_USAGE, "the text is missing");
+            }
+            return made.setText(variable, {length > 0 ? text : "", length})
+                       ? TRACEWELL_OK
+                       : fail(TRACEWELL_USAGE, "a text has no zero byte, and 32 MiB at most");
+        });
 }
 
 tracewell_status tracewell_recording_fire(tracewell_recording* recording,

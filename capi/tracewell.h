@@ -164,7 +164,7 @@ TRACEWELL_C_API tracewell_status tracewell_recording_letters(tracewell_recording
                                                              const char* letters);
 TRACEWELL_C_API tracewell_status tracewell_recording_real(tracewell_recording*, tracewell_variable,
                                                           double number);
-/* The first `length` bytes of a text. */
+/* The first `length` bytes of a text, none of which is zero; 32 MiB at most. */
 TRACEWELL_C_API tracewell_status tracewell_recording_text(tracewell_recording*, tracewell_variable,
                                                           const char* text, size_t length);
 /* An event fires. */
@@ -295,7 +295,7 @@ typedef struct tracewell_entry
     double real;
     const char* text;
     size_t words_each;
-    size_t length; /* of the text, in which zeros can be */
+    size_t length; /* of the text */
 } tracewell_entry;
 typedef int (*tracewell_visit)(void* user, const tracewell_entry* entry);
 TRACEWELL_C_API tracewell_status tracewell_history_visit(tracewell_run*, tracewell_signal,

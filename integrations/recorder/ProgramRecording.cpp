@@ -282,10 +282,14 @@ bool ProgramRecording::setLetters(std::uint32_t variable, std::string_view lette
     return m_recorder->values().store(variable, ChangeForm::Letters, letters);
 }
 
-void ProgramRecording::setText(std::uint32_t variable, std::string_view text)
+bool ProgramRecording::setText(std::uint32_t variable, std::string_view text)
 {
+    if (text.size() > kLongestText || text.find('\0') != std::string_view::npos) {
+        return false;
+    }
     begin();
     m_recorder->values().store(variable, ChangeForm::Text, text);
+    return true;
 }
 
 void ProgramRecording::fire(std::uint32_t variable)

@@ -119,7 +119,10 @@ public:
         }
         m_recorder->values().storeReal(variable, number);
     }
-    void setText(std::uint32_t variable, std::string_view text);
+    /// No recording can keep longer texts, nor zeros in them.
+    static constexpr std::size_t kLongestText = 32 << 20;
+    /// False for such a text, which changes nothing.
+    bool setText(std::uint32_t variable, std::string_view text);
     void fire(std::uint32_t variable);
 
     /// Records that nothing is known from now on, until resume(): values that are set meanwhile are

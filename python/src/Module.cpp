@@ -348,7 +348,9 @@ void SharedRecording::set(std::uint32_t variable, const py::object& value)
     if (kind.fires()) {
         m_recording->fire(variable);
     } else if (kind.isText()) {
-        m_recording->setText(variable, value.cast<std::string>());
+        if (!m_recording->setText(variable, value.cast<std::string>())) {
+            throw py::value_error("a text has no zero byte, and 32 MiB at most");
+        }
     } else if (kind.isNumber()) {
         m_recording->setReal(variable, value.cast<double>());
     } else {

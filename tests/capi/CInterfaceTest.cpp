@@ -524,6 +524,7 @@ TEST_F(CInterface, misuseIsToldAndChangesNothing)
     EXPECT_EQ(tracewell_recording_letters(made, bit, "01"), TRACEWELL_USAGE);
     EXPECT_EQ(tracewell_recording_letters(made, bit, "?"), TRACEWELL_USAGE);
     EXPECT_EQ(tracewell_recording_text(made, text, nullptr, 1), TRACEWELL_USAGE);
+    EXPECT_EQ(tracewell_recording_text(made, text, "a\0b", 3), TRACEWELL_USAGE);
     EXPECT_EQ(tracewell_recording_words(made, wide, nullptr, nullptr), TRACEWELL_USAGE);
     EXPECT_NE(tracewell_recording_add(made, &declaration, &variable), TRACEWELL_OK);
     tracewell_recording* const other = tracewell_recording_create(path("b.wdb").c_str(), "1ns");

@@ -92,6 +92,32 @@ TEST_F(StringMap, findsEveryTextByItsIdAcrossBlocksAndNodes)
     EXPECT_EQ(m_map->addString("open for reading"), -1);
 }
 
+/// Through more than a node, so that what comes lies in the last node and behind it.
+TEST_F(StringMap, whoReadsBesideTheWriterFindsWhatHasComeSince)
+{
+    WdbFileManager files;
+    std::unique_ptr<WdbStringMapDatabase> map;
+    for (int count = 1, last = 0; count <= 12000; count *= 3) {
+        for (; last < count; ++last) {
+            m_map->addString(std::to_string(last) + std::string(30, 'x'));
+        }
+        m_map->flush();
+        if (!map) {
+            files.open(m_container.path());
+            map = std::make_unique<WdbStringMapDatabase>(files);
+            map->initialize(WdbStringMapDatabase::getStringMapSection(files), false);
+        }
+        for (const int id : {1, last / 2 + 1, last}) {
+            std::string text;
+            ASSERT_TRUE(map->getString(static_cast<unsigned int>(id), text)) << id;
+            EXPECT_EQ(text, std::to_string(id - 1) + std::string(30, 'x'));
+        }
+        std::string text = "?";
+        EXPECT_FALSE(map->getString(static_cast<unsigned int>(last) + 1, text));
+        EXPECT_EQ(text, "?");
+    }
+}
+
 TEST_F(StringMap, refusesWhatNoBlockCanHoldAndUsesUpNoId)
 {
     std::mt19937 random(Tracewell::seeded(6));

@@ -105,6 +105,9 @@ public:
         }
     }
 
+    /// Of all entries so far.
+    std::size_t textBytes() const { return m_textBytes; }
+
 private:
     void takeBits(long long time, const SignalState& state)
     {
@@ -160,6 +163,7 @@ private:
         std::string text = textOf(state);
         if (m_arrays.texts.empty() || m_arrays.texts.back() != text) {
             m_arrays.times.push(time);
+            m_textBytes += text.size();
             m_arrays.texts.push_back(std::move(text));
         }
     }
@@ -172,7 +176,13 @@ private:
         }
         std::string text;
         for (unsigned int piece = 0; piece < reference.pieces; ++piece) {
-            text += m_values.lookUp(static_cast<long long>(reference.firstId) + piece);
+            const std::string part =
+                m_values.lookUp(static_cast<long long>(reference.firstId) + piece);
+            // No piece is empty: this one is not there, nor what a damaged number says of others.
+            if (part.empty()) {
+                break;
+            }
+            text += part;
         }
         return text;
     }
@@ -220,6 +230,7 @@ private:
     unsigned long long m_lastA = 0;
     unsigned long long m_lastB = 0;
     std::string m_lastLetters;
+    std::size_t m_textBytes = 0;
     ValueText m_valueText;
 };
 
@@ -258,13 +269,18 @@ HistoryArrays readHistory(const SignalValues& values, std::size_t signal, const 
     if (from > to) {
         return arrays;
     }
+    const auto hasRoom = [&] {
+        arrays.isCut = arrays.size() >= order.most ||
+                       (reader.textBytes() >= order.mostTextBytes && arrays.size() > 1);
+        return !arrays.isCut;
+    };
     const auto takePlain = [&](long long time, unsigned long long bytes) {
         reader.takePlain(std::max(time, from), bytes);
-        return arrays.size() < order.most;
+        return hasRoom();
     };
     if (!reader.takesPlain() || !values.visitPlain(signal, from, to, takePlain)) {
         const std::unique_ptr<SignalCursor> cursor = values.cursor(signal, {from, to, 0});
-        while (arrays.size() < order.most && cursor->next()) {
+        while (hasRoom() && cursor->next()) {
             reader.take(std::max(cursor->time(), from), cursor->state());
         }
     }

@@ -41,6 +41,8 @@ struct HistoryArrays
     /// Of Bits, where all states were asked for: the entries that have one of nine states which is
     /// none of four, ascending, with the letters of all bits, the leftmost first.
     std::vector<std::pair<std::size_t, std::string>> letters;
+    /// It ended because it had as much as was asked for.
+    bool isCut = false;
 
     std::size_t size() const { return times.size(); }
     /// Null for an entry without.
@@ -60,6 +62,8 @@ struct HistoryOrder
     bool areStatesKept = false;
     /// It ends with so many entries.
     std::size_t most = std::numeric_limits<std::size_t>::max();
+    /// Or with so many bytes of texts, but for the first two entries.
+    std::size_t mostTextBytes = std::numeric_limits<std::size_t>::max();
 };
 
 /// Entries in a row with the same value are one, unless each is a firing.

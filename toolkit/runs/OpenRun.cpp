@@ -304,6 +304,7 @@ void OpenRun::visitHistory(
     constexpr std::size_t kPieceBytes = 4u << 20;
     constexpr std::size_t kFewest = 2;
     const std::size_t words = (std::size_t{signal.width} + 63) / 64;
+    order.mostTextBytes = kPieceBytes;
     order.most = std::max(kFewest, kPieceBytes / (sizeof(long long) * (1 + 2 * words)));
     HistoryArrays before;
     for (;;) {
@@ -317,7 +318,7 @@ void OpenRun::visitHistory(
                 return;
             }
         }
-        if (piece.size() < order.most || piece.times.back() >= order.to) {
+        if (!piece.isCut || piece.times.back() >= order.to) {
             return;
         }
         order.from = piece.times.back() + 1;

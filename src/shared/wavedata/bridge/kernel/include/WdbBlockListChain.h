@@ -54,6 +54,8 @@ public:
     }
 
     unsigned long long getNodesRead() const { return m_nodesRead; }
+    /// Of the node that was read last; 0 when there is none.
+    long long getHandle() const { return m_handle; }
 
 private:
     bool load(long long handle)

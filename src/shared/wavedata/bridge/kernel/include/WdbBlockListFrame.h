@@ -46,6 +46,8 @@ public:
 
     /// So far, those without entries too.
     unsigned long long getNodesRead() const { return m_walk.getNodesRead(); }
+    /// Of the node at hand, from which a later walk can go on.
+    long long getNode() const { return m_walk.getHandle(); }
 
 private:
     void skipExhaustedNodes()

@@ -97,6 +97,7 @@ public:
 
 private:
     using Store = BlockStore<WdbStringBlock, StringBlockList>;
+    class Listing;
 
     bool canStoreAlone(const std::string& text);
     void storeAll() const;
@@ -106,6 +107,8 @@ private:
     /// Null before initialize().
     std::unique_ptr<StringBlockList> m_list;
     WdbStringMapDatabaseHeader m_header{};
+    /// Of a map that is read alone, made with the first text that is asked for.
+    mutable std::unique_ptr<Listing> m_listing;
     long long m_lastId = 0;
     bool m_forWriting = false;
 };

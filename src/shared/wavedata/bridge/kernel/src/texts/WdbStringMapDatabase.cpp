@@ -6,8 +6,11 @@
 #include "EventSection.h"
 #include "WdbFileManager.h"
 
+#include <algorithm>
+#include <array>
 #include <iostream>
 #include <utility>
+#include <vector>
 
 namespace Tracewell {
 
@@ -26,6 +29,132 @@ constexpr std::size_t alwaysFitting(unsigned int blockSize)
 }
 
 } // namespace
+
+/// The blocks of a map that is read alone, so that a text is found without a walk, and those that
+/// were opened last. Another process may append to the map.
+class WdbStringMapDatabase::Listing
+{
+public:
+    Listing(WdbIBlockManager& manager, long long firstNode)
+        : m_manager(manager), m_lastNode(firstNode)
+    {}
+
+    bool find(long long id, std::string& text)
+    {
+        if (findListed(id, text)) {
+            return true;
+        }
+        // What has come since begins in the node that was the last one.
+        const std::size_t before = m_entries.size();
+        readOn();
+        return m_entries.size() != before && findListed(id, text);
+    }
+
+private:
+    struct Entry
+    {
+        long long handle;
+        long long startId;
+        unsigned int size;
+        unsigned int count;
+
+        bool covers(long long id) const
+        {
+            return startId <= id &&
+                   static_cast<unsigned long long>(id) - static_cast<unsigned long long>(startId) <
+                       count;
+        }
+    };
+    struct OpenBlock
+    {
+        long long handle = 0;
+        unsigned int size = 0;
+        std::unique_ptr<WdbStringBlock> block;
+    };
+    static constexpr std::size_t kOpenBlocks = 32;
+
+    void readOn()
+    {
+        m_entries.resize(m_entries.size() - m_entriesOfLastNode);
+        m_entriesOfLastNode = 0;
+        for (StringBlockList::Iterator it(m_manager, m_lastNode); !it.isEof(); ++it) {
+            if (it.getNode() != m_lastNode) {
+                m_lastNode = it.getNode();
+                m_entriesOfLastNode = 0;
+            }
+            const Entry entry{it.getHandle(), it.getStartId(), it.getSize(), it.getCount()};
+            if (entry.count == 0) {
+                continue;
+            }
+            m_isAscending &= m_entries.empty() || (m_entries.back().startId < entry.startId &&
+                                                   !m_entries.back().covers(entry.startId));
+            m_entries.push_back(entry);
+            ++m_entriesOfLastNode;
+        }
+    }
+
+    /// Where blocks say that they hold the same id, which is damage, the last one counts.
+    bool findListed(long long id, std::string& text)
+    {
+        auto first = m_entries.cbegin();
+        auto end = m_entries.cend();
+        if (m_isAscending) {
+            end = std::upper_bound(first, end, id, [](long long wanted, const Entry& entry) {
+                return wanted < entry.startId;
+            });
+            first = end == first ? first : end - 1;
+        }
+        bool found = false;
+        for (auto entry = first; entry != end; ++entry) {
+            if (!entry->covers(id)) {
+                continue;
+            }
+            const WdbStringBlock& block = open(*entry);
+            for (WdbStringBlockIterator item = block.getStringBlockIterator();
+                 !block.isDamaged() && item.hasNext();) {
+                const StringBlockItem& candidate = item.next();
+                if (candidate.id == id) {
+                    text = candidate.text;
+                    found = true;
+                    break;
+                }
+            }
+        }
+        return found;
+    }
+
+    const WdbStringBlock& open(const Entry& entry)
+    {
+        const auto known = std::find_if(m_open.begin(), m_open.end(), [&](const OpenBlock& open) {
+            return open.block && open.handle == entry.handle && open.size == entry.size;
+        });
+        if (known != m_open.end()) {
+            return *known->block;
+        }
+        OpenBlock& open = m_open[m_next++ % kOpenBlocks];
+        if (!open.block) {
+            open.block =
+                std::make_unique<WdbStringBlock>(WdbStringMapDatabaseHeader::getDefaultBlockSize());
+        }
+        open.handle = entry.handle;
+        open.size = entry.size;
+        open.block->loadBlock(entry.handle, entry.size, m_manager);
+        if (open.block->getStartID() != entry.startId || open.block->size() != entry.count) {
+            m_manager.noteDamage({WdbDamage::TextBlock, entry.handle, entry.size});
+        }
+        return *open.block;
+    }
+
+    WdbIBlockManager& m_manager;
+    /// In the order of the list.
+    std::vector<Entry> m_entries;
+    long long m_lastNode;
+    std::size_t m_entriesOfLastNode = 0;
+    /// Whether each block begins behind the texts of the one in front of it.
+    bool m_isAscending = true;
+    std::array<OpenBlock, kOpenBlocks> m_open;
+    std::size_t m_next = 0;
+};
 
 void WdbStringMapDatabaseHeader::dump() const
 {
@@ -131,6 +260,7 @@ void WdbStringMapDatabase::initialize(long long sectionOffset, bool forWriting)
     m_list = std::make_unique<StringBlockList>(
         *m_blockManager, header.m_stringBlockFileOffset, header.m_stringBlockSize, 0,
         forWriting ? StringBlockList::Access::Writing : StringBlockList::Access::Reading);
+    m_listing.reset();
     m_forWriting = forWriting;
 }
 
@@ -165,6 +295,12 @@ bool WdbStringMapDatabase::canStoreAlone(const std::string& text)
 
 bool WdbStringMapDatabase::getString(unsigned int id, std::string& text) const
 {
+    if (m_list && !m_forWriting) {
+        if (!m_listing) {
+            m_listing = std::make_unique<Listing>(*m_blockManager, m_list->getFirstNode());
+        }
+        return m_listing->find(id, text);
+    }
     bool found = false;
     for (Iterator it = getIterator(); it; ++it) {
         long long handle;
