@@ -141,10 +141,9 @@ std::string manPage(const PageProgram& program, const PageCommand* command)
     const PageCommand& page = command == nullptr ? program.program : *command;
     const std::string name =
         command == nullptr ? program.program.name : program.program.name + "-" + page.name;
-    std::string out = ".Dd " TRACEWELL_DATE "\n.Dt " + upper(name) + " 1\n.Os Tracewell " +
-                      TRACEWELL_VERSION "\n.Sh NAME\n.Nm " + name + "\n.Nd " +
-                      lowered(page.description) + "\n.Sh SYNOPSIS\n.Nm " + program.program.name +
-                      "\n";
+    std::string out = ".Dd " TRACEWELL_DATE "\n.Dt " + upper(name) + " 1\n.Os\n.Sh NAME\n.Nm " +
+                      name + "\n.Nd " + lowered(page.description) + "\n.Sh SYNOPSIS\n.Nm " +
+                      program.program.name + "\n";
     if (command == nullptr) {
         out += ".Ar command\n.Op Ar options\n.Ar ...\n";
     } else {
@@ -162,14 +161,21 @@ std::string manPage(const PageProgram& program, const PageCommand* command)
             out += ".It Cm " + each.name + "\n" + plain(each.description + ".") + "See\n.Xr " +
                    program.program.name + "-" + each.name + " 1 .\n";
         }
-        out += ".El\n";
+        out += ".It Cm help Op Ar command\nTell of the program, or of a command.\n"
+               ".It Cm version\nTell the version of the program.\n.El\n";
     }
     out += command == nullptr ? ".Pp\nOptions of the program itself:\n"
                               : ".Pp\nArguments and options:\n";
     putOptions(out, page);
-    out += ".Sh EXIT STATUS\n0 when all is done, 1 when something failed or was done in part, 2 "
-           "for a\n"
-           "command line that makes no sense; what differs from that is told above.\n";
+    out +=
+        ".Sh EXIT STATUS\n" +
+        plain(
+            "0 when all is done, 1 when something failed or was done in part, 2 for a command line "
+            "that makes no sense" +
+            std::string(command == nullptr ? "; the page of a command tells what differs from that."
+                        : page.remarks.find("xit code") != std::string::npos
+                            ? "; what differs from that is told above."
+                            : "."));
     putExamples(out, page);
     out += ".Sh SEE ALSO\n";
     std::string separator;

@@ -4,25 +4,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <sstream>
 
 namespace tracewell {
 
 namespace {
-
-std::vector<std::string> wordsOf(const std::string& type)
-{
-    std::vector<std::string> words;
-    if (type.find('|') == std::string::npos || type.find(' ') != std::string::npos) {
-        return words;
-    }
-    std::istringstream text(type);
-    for (std::string word; std::getline(text, word, '|');) {
-        words.push_back(word);
-    }
-    return words;
-}
 
 PageOption describeOption(const CLI::Option& option)
 {
@@ -41,7 +27,6 @@ PageOption describeOption(const CLI::Option& option)
         page.value = option.get_name(true);
     } else if (option.get_items_expected_max() > 0) {
         page.value = option.get_type_name();
-        page.words = wordsOf(page.value);
     }
     return page;
 }
@@ -75,18 +60,6 @@ PageCommand describeCommand(const CLI::App& app)
 }
 
 } // namespace
-
-bool PageOption::takesFile() const
-{
-    static const char* const kFiles[] = {"FILE",          "A",   "B",       "IN",  "OUT",
-                                         "[SIGNAL=]FILE", "DIR", "OUT.wdb", "PATH"};
-    return std::find(std::begin(kFiles), std::end(kFiles), value) != std::end(kFiles);
-}
-
-bool PageOption::takesSignal() const
-{
-    return value == "SIGNAL" || value == "GLOB" || value == "PATTERN";
-}
 
 PageProgram describeProgram(const CLI::App& app)
 {

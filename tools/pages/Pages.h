@@ -21,12 +21,8 @@ struct PageOption
     std::string description;
     bool isRequired = false;
     bool isRepeated = false;
-    /// The words that are values, where there are just a few.
-    std::vector<std::string> words;
 
     bool isPositional() const { return names.empty(); }
-    bool takesFile() const;
-    bool takesSignal() const;
 };
 
 struct PageCommand
@@ -51,9 +47,5 @@ PageProgram describeProgram(const CLI::App& app);
 
 /// The text of a man page in mdoc: of a command, or of the program where `command` is null.
 std::string manPage(const PageProgram& program, const PageCommand* command);
-
-std::string bashCompletion(const PageProgram& program);
-std::string zshCompletion(const PageProgram& program);
-std::string fishCompletion(const PageProgram& program);
 
 } // namespace tracewell

@@ -2,7 +2,7 @@
 
 // tracewell_pages OUT
 //
-// Writes man pages and completions below a directory, where an installation has them.
+// Writes man pages below a directory, where an installation has them.
 
 #include "Pages.h"
 
@@ -45,9 +45,6 @@ int main(int argc, char** argv)
             write(out / ("man/man1/tracewell-" + command.name + ".1"),
                   tracewell::manPage(program, &command));
         }
-        write(out / "bash-completion/completions/tracewell", tracewell::bashCompletion(program));
-        write(out / "zsh/vendor-completions/_tracewell", tracewell::zshCompletion(program));
-        write(out / "fish/vendor_completions.d/tracewell.fish", tracewell::fishCompletion(program));
         return 0;
     } catch (const std::exception& e) {
         std::cerr << "tracewell_pages: " << e.what() << "\n";

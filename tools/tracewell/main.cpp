@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "commands/Commands.h"
+#include "commands/Completion.h"
 #include "commands/Usage.h"
 #include "files/Output.h"
 #include "files/PrivateDirectory.h"
@@ -26,6 +27,8 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+/// What the completions of shells ask by.
+constexpr const char* kComplete = "--complete";
 
 using Words = std::vector<std::string>;
 
@@ -98,6 +101,10 @@ void runCommand(CLI::App& app, const Words& words)
 int run(CLI::App& app, const Words& words)
 {
     try {
+        if (!words.empty() && words[0] == kComplete) {
+            print(tracewell::completionsOf(app, Words(words.begin() + 1, words.end())));
+            return 0;
+        }
         if (!answerAboutProgram(app, words)) {
             runCommand(app, words);
         }

@@ -245,8 +245,9 @@ void addReplayCommand(CLI::App& app)
         "Example:\n"
         "  tracewell replay run.vcd --live --speed 1e-6 & tracewell follow live.wdb top.clk\n"
         "  mkfifo run.vcd; vvp design.vvp & tracewell replay run.vcd --live\n"
-        "The second shows a simulation that still runs, whose $dumpfile is run.vcd.\n"
-        "It waits for its viewer, and at a full ring for a slow one: nothing is lost. A viewer\n"
+        "IN may be a pipe that a simulation still writes, made by mkfifo as its $dumpfile.\n"
+        "Replay waits for its viewer, and at a full ring for a slow one: nothing is lost. A "
+        "viewer\n"
         "that comes behind another one is told all values as they are then. Texts do not travel:\n"
         "strings, and values that only a text can tell, are in the files of `import` alone.");
     command->callback([options] {
