@@ -2,6 +2,8 @@
 
 #include "Call.h"
 
+#include "formats/vcd/VcdDeclarations.h"
+#include "recorder/OptionValues.h"
 #include "recorder/ProgramRecording.h"
 
 #include <fmt/format.h>
@@ -22,13 +24,14 @@ using tracewell::VariableRequest;
 
 namespace {
 
+constexpr int kWrongUsage = 2;
+
 /// For work that fails only when it is asked for what makes no sense.
 template <class Work> auto asUsage(const Work& work)
 {
     try {
         return work();
     } catch (const tracewell::Failure& e) {
-        constexpr int kWrongUsage = 2;
         throw tracewell::Failure(e.what(), kWrongUsage);
     }
 }
@@ -41,6 +44,13 @@ struct tracewell_recording
     tracewell::RecorderOptions options;
     tracewell::Timescale timescale;
     std::unique_ptr<ProgramRecording> recording;
+    /// Why it could not begin, from then on.
+    tracewell_status couldNotBegin()
+    {
+        return recording != nullptr && !recording->hasBegun() && recording->isBroken()
+                   ? fail(TRACEWELL_FILE, recording->firstFailure())
+                   : TRACEWELL_OK;
+    }
     // Those that are open, outermost first.
     std::vector<std::string> scopes;
     std::vector<std::string> scopeKinds;
@@ -64,26 +74,26 @@ tracewell_status noRecording()
     return fail(TRACEWELL_USAGE, "there is no recording: NULL was given");
 }
 
-tracewell_recording* create(const char* output, int number, const char* snapshot,
-                            const char* timescale)
+template <class Place> tracewell_recording* create(const char* timescale, const Place& place)
 {
     std::unique_ptr<tracewell_recording> made;
     const tracewell_status status = call([&] {
-        if (output == nullptr || snapshot == nullptr || timescale == nullptr ||
-            (*output == '\0' && *snapshot == '\0')) {
-            return fail(TRACEWELL_USAGE,
-                        "a recording has a path and a timescale, as in \"run.wdb\" "
-                        "and \"1ns\"");
-        }
         made = std::make_unique<tracewell_recording>();
-        made->options.output = output;
-        made->options.channel = number;
-        made->options.snapshot = snapshot;
         made->options.store = tracewell::Store::Columns;
-        made->timescale = tracewell::parseTimescale(timescale);
+        if (timescale == nullptr || !place(made->options)) {
+            return fail(TRACEWELL_USAGE,
+                        "a recording has a path or a channel and a snapshot, and a timescale, as "
+                        "in \"run.wdb\" and \"1ns\"");
+        }
+        made->timescale = asUsage([&] { return tracewell::parseTimescale(timescale); });
         return TRACEWELL_OK;
     });
     return status == TRACEWELL_OK ? made.release() : nullptr;
+}
+
+bool isEmpty(const char* text)
+{
+    return text == nullptr || *text == '\0';
 }
 
 /// The parts that a caller of an earlier version does not know stay as they are by default.
@@ -239,13 +249,25 @@ extern "C" {
 
 tracewell_recording* tracewell_recording_create(const char* path, const char* timescale)
 {
-    return create(path, 0, "live", timescale);
+    return create(timescale, [&](tracewell::RecorderOptions& options) {
+        options.output = isEmpty(path) ? "" : tracewell::fileOf(path);
+        return !options.output.empty();
+    });
 }
 
 tracewell_recording* tracewell_recording_create_live(int number, const char* snapshot,
                                                      const char* timescale)
 {
-    return create("", number, snapshot, timescale);
+    return create(timescale, [&](tracewell::RecorderOptions& options) {
+        if (number < 0 || number > tracewell::kMostChannels) {
+            throw tracewell::Failure(fmt::format("{} {}", number, tracewell::kNoChannel),
+                                     kWrongUsage);
+        }
+        options.output.clear();
+        options.channel = number;
+        options.snapshot = isEmpty(snapshot) ? "" : snapshot;
+        return !options.snapshot.empty();
+    });
 }
 
 tracewell_status tracewell_recording_set_store(tracewell_recording* recording, const char* store)
@@ -255,7 +277,8 @@ tracewell_status tracewell_recording_set_store(tracewell_recording* recording, c
         if (!found) {
             return fail(TRACEWELL_USAGE, "the stores are columns, events and transitions");
         }
-        options.store = *found;
+        // A live channel has none.
+        options.store = options.output.empty() ? options.store : *found;
         return TRACEWELL_OK;
     });
 }
@@ -279,8 +302,12 @@ tracewell_status tracewell_recording_open_scope(tracewell_recording* recording, 
         return noRecording();
     }
     return call([&] {
-        if (name == nullptr || *name == '\0') {
+        if (name == nullptr || std::string_view(name).find_first_not_of(' ') == std::string::npos) {
             return fail(TRACEWELL_USAGE, "a scope has a name");
+        }
+        if (recording->scopes.size() == tracewell::kMaxScopeDepth) {
+            return fail(TRACEWELL_USAGE, fmt::format("scopes are nested at most {} deep",
+                                                     tracewell::kMaxScopeDepth));
         }
         const std::string_view word = kind != nullptr ? kind : "module";
         if (!tracewell::isDeclaredWord(word)) {
@@ -331,6 +358,9 @@ tracewell_status tracewell_recording_add(tracewell_recording* recording,
         if (!request || variable == nullptr) {
             return noDeclaration();
         }
+        if (const tracewell_status status = recording->couldNotBegin(); status != TRACEWELL_OK) {
+            return status;
+        }
         *variable = asUsage([&] { return recording->made().add(*request); });
         return TRACEWELL_OK;
     });
@@ -347,6 +377,9 @@ tracewell_status tracewell_recording_add_alias(tracewell_recording* recording,
         const std::optional<VariableRequest> request = requestOf(*recording, declaration);
         if (!request) {
             return noDeclaration();
+        }
+        if (const tracewell_status status = recording->couldNotBegin(); status != TRACEWELL_OK) {
+            return status;
         }
         ProgramRecording& made = recording->made();
         if (variable >= made.variables()) {
@@ -471,7 +504,12 @@ tracewell_status tracewell_recording_resume(tracewell_recording* recording)
 
 tracewell_status tracewell_recording_sync(tracewell_recording* recording)
 {
-    return step(recording, &ProgramRecording::sync);
+    const tracewell_status status = step(recording, &ProgramRecording::sync);
+    if (status != TRACEWELL_OK || recording->options.store != tracewell::Store::Transitions) {
+        return status;
+    }
+    return fail(TRACEWELL_USAGE, "transitions are in the file once it is closed; record columns or "
+                                 "events to sync");
 }
 
 tracewell_status tracewell_recording_close(tracewell_recording* recording)

@@ -4,9 +4,12 @@
 
 #include "draw/Lane.h"
 #include "runs/LiveRun.h"
+#include "text/Failure.h"
 #include "wave/SignalSlice.h"
 
 #include <fmt/format.h>
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
@@ -111,6 +114,16 @@ tracewell_direction directionOf(const std::string& word)
         }
     }
     return TRACEWELL_NO_DIRECTION;
+}
+
+/// One that is read without end, or only once, is none of a run; others are told by the reader.
+void requireFile(const std::string& path)
+{
+    struct stat status;
+    if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) &&
+        !S_ISDIR(status.st_mode)) {
+        throw tracewell::Failure(path + ": is no regular file; name one");
+    }
 }
 
 /// What is asked for by C.
@@ -227,8 +240,10 @@ tracewell_run* tracewell_run_open(const char* path, unsigned flags)
         if (path == nullptr || (flags & ~TRACEWELL_BEYOND) != 0) {
             return fail(TRACEWELL_USAGE, "a run has a path, and flags are 0 or TRACEWELL_BEYOND");
         }
+        const std::string file = tracewell::fileOf(path);
+        requireFile(file);
         opened = std::make_unique<tracewell_run>();
-        opened->run = std::make_shared<OpenRun>(path, (flags & TRACEWELL_BEYOND) != 0
+        opened->run = std::make_shared<OpenRun>(file, (flags & TRACEWELL_BEYOND) != 0
                                                           ? tracewell::Reach::Beyond
                                                           : tracewell::Reach::Whole);
         opened->readNames();
@@ -275,10 +290,10 @@ const char* tracewell_run_lacking(tracewell_run* run)
 {
     const char* text = nullptr;
     withRun(run, [&](tracewell_run& there) {
-        std::vector<std::string> lines = there.run->newShortfalls();
+        const std::vector<std::string> lines = there.run->newShortfalls();
         const std::lock_guard lock(there.mutex);
-        for (std::string& line : lines) {
-            there.lacking.push_back(std::move(line));
+        for (const std::string& line : lines) {
+            there.lacking.push_back(tracewell::forCaller(line));
         }
         if (!there.lacking.empty()) {
             there.told = std::move(there.lacking.front());
@@ -430,7 +445,9 @@ size_t tracewell_history_size(const tracewell_history* history)
 
 size_t tracewell_history_words_each(const tracewell_history* history)
 {
-    return history == nullptr ? 0 : history->arrays.wordsEach;
+    const bool hasWords = history != nullptr && history->arrays.kind != HistoryArrays::Kind::Real &&
+                          history->arrays.kind != HistoryArrays::Kind::Text;
+    return hasWords ? history->arrays.wordsEach : 0;
 }
 
 const int64_t* tracewell_history_times(const tracewell_history* history)
@@ -572,7 +589,7 @@ tracewell_run* tracewell_run_follow(int channel, const char* snapshot, const cha
         opened->live = std::make_shared<tracewell::LiveRun>(
             tracewell::ChannelPlace{channel, snapshot != nullptr ? snapshot : "live",
                                     directory != nullptr ? directory : "."},
-            output != nullptr ? output : "");
+            output != nullptr ? tracewell::fileOf(output) : "");
         const auto begin = std::chrono::steady_clock::now();
         while (!opened->live->connect()) {
             const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;

@@ -9,14 +9,19 @@
  * of a value is bit 0 of its first word.
  *
  * Errors. A function that can fail answers a tracewell_status, or NULL in place of an object;
- * tracewell_error() then tells why in one line. Nothing is thrown, and nothing ends the process.
+ * tracewell_error() then tells why in one line of UTF-8, with U+FFFD for what in names and paths is
+ * none or would not be one line. Nothing is thrown, and nothing ends the process.
  * NULL objects, numbers of variables and signals that there are not, and values of another kind
  * than the variable's are told as TRACEWELL_USAGE and change nothing.
+ *
+ * Paths. A path is a file's: "-" is a file of that name, and no standard stream. What is no regular
+ * file (a pipe, a device) is neither recorded into nor read.
  *
  * Threads. Objects are independent of each other. A recording belongs to one thread at a time. A
  * run may be asked by several; it answers one at a time. A history may be read by several. What is
  * closed or freed is in nobody's hands any more. tracewell_error() is each thread's own. The
- * library has threads of its own; functions of the caller are called on the caller's thread alone,
+ * library has threads of its own, which take no signals: handlers of the caller run on the
+ * caller's threads. Functions of the caller are called on the caller's thread alone,
  * inside of the call that they were given to. They may ask the run in turn; they must not close it,
  * nor throw, nor leave by longjmp.
  *
@@ -72,26 +77,43 @@ TRACEWELL_C_API const char* tracewell_error(void);
 
 /* ---- Recording ---------------------------------------------------------------------------------
  *
- * First scopes and variables, then times and values, then close. One at a time in a process. What
- * is at `path` stays until the recording is closed, which then takes its place.
+ * First scopes and variables, then times and values, then close. One at a time in a process.
+ *
+ * A recording in columns or events is at `path` from its begin on, so that what a killed process
+ * leaves there opens. A file that was there is `path.before` meanwhile, in place of one of that
+ * name; it goes when the recording is closed, has its own name again when the recording fails, and
+ * stays `path.before` when the process is killed. A recording of transitions comes to `path` when
+ * it is closed, and takes the place of what was there till then.
+ *
+ * Limits, told as TRACEWELL_USAGE: 2^24 bits in a variable, numbers of bits from -2^40 to 2^40, 512
+ * scopes in each other, 10^12 units in a timescale, channels from 0 to 1000000.
+ *
+ * Names of scopes and variables come back as they were given but for this: control characters are
+ * "_", blanks at both ends are left out, and a word $end, $var, $scope, $upscope or $enddefinitions
+ * has a backslash in front. A name of nothing but blanks is refused. Bytes that are no UTF-8 stay,
+ * and the second of a name in a scope is read as "name#2".
  */
 
 typedef struct tracewell_recording tracewell_recording;
 /* From 0 on, in the order in which they were added. */
 typedef uint32_t tracewell_variable;
 
-/* `timescale` as "1ns", "10 ps". Nothing is written before the first time or value. */
+/* `timescale` as "1ns", "10 ps": a whole number and one of s, ms, us, ns, ps, fs, as, zs. Nothing
+ * is written before begin, or the first time or value. */
 TRACEWELL_C_API tracewell_recording* tracewell_recording_create(const char* path,
                                                                 const char* timescale);
 /* A live channel in place of a file: whoever follows channel `number` of `snapshot` sees the
- * values. */
+ * values. `snapshot` is the name of a directory, which begin makes; a store and syncs have no
+ * meaning. */
 TRACEWELL_C_API tracewell_recording*
 tracewell_recording_create_live(int number, const char* snapshot, const char* timescale);
-/* "columns" (the default), "events" or "transitions"; before anything is added. */
+/* "columns" (the default), "events" or "transitions", which keep no texts, and whose file is there
+ * only once it is closed: nobody reads it before, and nothing of it survives the death of the
+ * process. Before anything is added. */
 TRACEWELL_C_API tracewell_status tracewell_recording_set_store(tracewell_recording*,
                                                                const char* store);
-/* After so many seconds of the clock what was recorded is in the file and survives the death of the
- * process: 1 unless set; 0 for never. Before anything is added. */
+/* After so many seconds of the clock a time syncs, as tracewell_recording_sync() does: 1 unless
+ * set; 0 for never. Transitions are not synced. Before anything is added. */
 TRACEWELL_C_API tracewell_status tracewell_recording_set_sync(tracewell_recording*, double seconds);
 
 /* `kind` is the keyword: module, task, function, begin, fork, ...; NULL for a module. A scope
@@ -115,14 +137,16 @@ typedef struct tracewell_declaration
     size_t size;      /* of this structure, so that it can grow */
     const char* name; /* without scopes and range */
     const char* kind; /* the keyword: wire, reg, integer, real, string, event, ... */
-    uint32_t width;   /* bits; 64 for a real */
+    uint32_t width;   /* bits, at most 2^24; 64 for a real */
     int has_range;    /* whether left and right count; a vector without goes from width - 1 to 0 */
     int64_t left;
     int64_t right;
     tracewell_direction direction;
     const char* type; /* what the source calls its type; NULL for nothing */
     int is_signed;
-    /* Names of values, as many as letters of values ("01"); NULL and 0 for none. */
+    /* Names of values, as many as letters of values ("01"), which are read as those of
+     * tracewell_recording_letters(); NULL and 0 for none. One that makes no sense, a value that has
+     * two, and names for what has no bits are TRACEWELL_USAGE. */
     const char* const* value_letters;
     const char* const* value_names;
     size_t value_count;
@@ -135,11 +159,12 @@ TRACEWELL_C_API tracewell_declaration tracewell_declaration_default(const char* 
 TRACEWELL_C_API tracewell_status tracewell_recording_add(tracewell_recording*,
                                                          const tracewell_declaration*,
                                                          tracewell_variable* variable);
-/* Another name for a variable, in the scope at hand. */
+/* Another name for a variable, in the scope at hand; of its width, and of its kind of values. */
 TRACEWELL_C_API tracewell_status tracewell_recording_add_alias(tracewell_recording*,
                                                                const tracewell_declaration*,
                                                                tracewell_variable variable);
-/* Makes the file, so that errors come here; the first time or value does it otherwise. */
+/* Makes the file, so that errors come here; the first time or value does it otherwise. After one
+ * each further call and close answer the same. */
 TRACEWELL_C_API tracewell_status tracewell_recording_begin(tracewell_recording*);
 
 /* What comes from now on is at this time; it does not go back. */
@@ -158,7 +183,8 @@ TRACEWELL_C_API tracewell_status tracewell_recording_bits(tracewell_recording*, 
 /* The same of any width: (width + 63) / 64 words of each; b may be NULL for none. */
 TRACEWELL_C_API tracewell_status tracewell_recording_words(tracewell_recording*, tracewell_variable,
                                                            const uint64_t* a, const uint64_t* b);
-/* Letters of 0 1 x z u w l h -, the leftmost first; missing ones repeat it, or are 0 behind a 1. */
+/* Letters of 0 1 x z u w l h -, or capitals, which are the same; the leftmost first. Missing ones
+ * in front of it repeat an x, z, u, w or -, and are 0 in front of 0, 1, l and h. */
 TRACEWELL_C_API tracewell_status tracewell_recording_letters(tracewell_recording*,
                                                              tracewell_variable,
                                                              const char* letters);
@@ -174,10 +200,13 @@ TRACEWELL_C_API tracewell_status tracewell_recording_fire(tracewell_recording*, 
  * values that were set last, those that were set meanwhile too. Firings meanwhile are lost. */
 TRACEWELL_C_API tracewell_status tracewell_recording_pause(tracewell_recording*);
 TRACEWELL_C_API tracewell_status tracewell_recording_resume(tracewell_recording*);
-/* What was recorded so far is in the file, and readers see it. */
+/* What lies before the time at hand is in the file, readers see it, and it survives the death of
+ * the process. The time at hand is not among it: more may come at it. TRACEWELL_USAGE for
+ * transitions, which are in the file once it is closed. */
 TRACEWELL_C_API tracewell_status tracewell_recording_sync(tracewell_recording*);
 /* Ends the recording at the time at hand, and frees it, whatever the answer: TRACEWELL_OK when the
- * file is whole. NULL is no error. */
+ * file is whole, otherwise what went wrong first, as that it could not be made. NULL is no error.
+ */
 TRACEWELL_C_API tracewell_status tracewell_recording_close(tracewell_recording*);
 
 /* ---- Reading -----------------------------------------------------------------------------------
@@ -190,8 +219,8 @@ typedef uint32_t tracewell_signal;
 /* What lies behind the end up to which a recording that was never closed is whole. */
 #define TRACEWELL_BEYOND 1u
 
-/* A recording, or a VCD, an FST or a GHW file, packed or not; the first bytes say what it is.
- * `flags` is 0 or TRACEWELL_BEYOND. */
+/* A recording, or a VCD, an FST or a GHW file, packed or not; the first bytes say what it is. What
+ * is no regular file is TRACEWELL_FILE. `flags` is 0 or TRACEWELL_BEYOND. */
 TRACEWELL_C_API tracewell_run* tracewell_run_open(const char* path, unsigned flags);
 /* Its signals' texts go with it; histories stay. NULL is no error. */
 TRACEWELL_C_API tracewell_status tracewell_run_close(tracewell_run*);
@@ -264,14 +293,16 @@ TRACEWELL_C_API tracewell_status tracewell_run_scope(tracewell_run*, uint32_t sc
                                                      tracewell_scope_info* info);
 
 /* A history as arrays: an entry for each change from `from` to `to`, in front of them what holds at
- * `from`, with that time, if anything does. To be freed; it outlives its run. */
+ * `from`, with that time, if anything does. There are no
+ * entries where `from` is behind the run's end or behind `to`. To be freed; it outlives its run. */
 typedef struct tracewell_history tracewell_history;
 
 TRACEWELL_C_API tracewell_history* tracewell_history_read(tracewell_run*, tracewell_signal,
                                                           int64_t from, int64_t to);
 TRACEWELL_C_API void tracewell_history_free(tracewell_history*);
-/* How many entries. The arrays have so many, in `words_each` words those of bits. NULL for what
- * values of that kind do not have, and where there are no entries. */
+/* How many entries. The arrays have so many, in `words_each` words those of bits, events and bytes;
+ * 0 for reals and texts. NULL for what values of that kind do not have, and where there are no
+ * entries. */
 TRACEWELL_C_API size_t tracewell_history_size(const tracewell_history*);
 TRACEWELL_C_API size_t tracewell_history_words_each(const tracewell_history*);
 TRACEWELL_C_API const int64_t* tracewell_history_times(const tracewell_history*);
@@ -314,7 +345,8 @@ TRACEWELL_C_API tracewell_status tracewell_change_before(tracewell_run*, tracewe
                                                          int64_t time, int64_t* found);
 
 /* A signal as `pixels` pixels show it: stretches one behind the other, at most some four a pixel,
- * in a time that does not grow with the changes. */
+ * in a time that does not grow with the changes. Ends early when the function answers something
+ * else than 0. */
 typedef enum tracewell_look {
     TRACEWELL_LOOK_BLANK = 0, /* nothing was recorded yet */
     TRACEWELL_LOOK_DENSE = 1, /* more changes than can be seen */
@@ -338,7 +370,9 @@ TRACEWELL_C_API tracewell_status tracewell_draw(tracewell_run*, tracewell_signal
                                                 tracewell_draw_stretch visit, void* user);
 
 /* Where a condition in the words of SystemVerilog is true. `on` is an event to look at alone, or
- * NULL. `end` of a match is below 0 where it is true to the end of the run. */
+ * NULL. `end` of a match is below 0 where it is true to the end of the run. Ends early when the
+ * function answers something else than 0. TRACEWELL_NAME where the condition names no signal, or
+ * several. */
 typedef int (*tracewell_match)(void* user, int64_t begin, int64_t end);
 TRACEWELL_C_API tracewell_status tracewell_search(tracewell_run*, const char* condition,
                                                   const char* on, tracewell_match match,

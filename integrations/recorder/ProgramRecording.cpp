@@ -2,6 +2,7 @@
 
 #include "recorder/ProgramRecording.h"
 
+#include "formats/vcd/VcdDeclarations.h"
 #include "names/DeclarationsBuilder.h"
 #include "text/Failure.h"
 #include "text/Message.h"
@@ -14,12 +15,11 @@
 #include <charconv>
 #include <cstring>
 #include <map>
+#include <set>
 
 namespace tracewell {
 
 namespace {
-
-constexpr unsigned int kMostBits = 1u << 24;
 
 std::atomic<bool> s_isThere{false};
 
@@ -42,13 +42,15 @@ Timescale parseTimescale(std::string_view text)
     std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
     unit.remove_prefix(std::min(unit.find_first_not_of(' '), unit.size()));
     for (const auto& [name, exponent] : kUnits) {
-        if (error == std::errc() && timescale.factor > 0 && unit == name) {
+        if (error == std::errc() && timescale.factor > 0 &&
+            timescale.factor <= kMaxTimescaleFactor && unit == name) {
             timescale.exponent = exponent;
             return timescale;
         }
     }
-    throw Failure(fmt::format("{} is no timescale; write a number and a unit, as in 1ns or 10 ps",
-                              inQuotes(text)));
+    throw Failure(fmt::format("{} is no timescale; write a number from 1 to {} and a unit, as in "
+                              "1ns or 10 ps",
+                              inQuotes(text), kMaxTimescaleFactor));
 }
 
 bool isDeclaredWord(std::string_view text)
@@ -64,7 +66,7 @@ ProgramRecording::ProgramRecording(RecorderOptions options, const Timescale& tim
 {
     if (s_isThere.exchange(true)) {
         throw Failure(fmt::format(
-            "{}: this process makes a recording already; close that one first", m_options.output));
+            "{}: this process makes a recording already; close that one first", output()));
     }
 }
 
@@ -86,34 +88,86 @@ std::string ProgramRecording::nameOf(std::uint32_t variable) const
     return name + m_declared[variable].name;
 }
 
-void ProgramRecording::checkRequest(const VariableRequest& request) const
+/// What messages call it.
+std::string ProgramRecording::output() const
 {
-    const auto refuse = [&](const std::string& why) {
-        throw Failure(fmt::format("{}: {}: {}", m_options.output, inQuotes(request.name), why));
-    };
-    if (m_recorder != nullptr || m_isClosed) {
-        refuse("variables are declared before the first time and value");
+    return m_options.output.empty() ? fmt::format("live channel {}", m_options.channel)
+                                    : m_options.output;
+}
+
+void ProgramRecording::refuse(const VariableRequest& request, const std::string& why) const
+{
+    throw Failure(fmt::format("{}: {}: {}", output(), inQuotes(request.name), why));
+}
+
+void ProgramRecording::check(VariableRequest& request) const
+{
+    if (m_couldNotBegin) {
+        throw Failure(firstFailure());
     }
-    if (request.name.empty()) {
-        refuse("a variable has a name");
+    if (m_recorder != nullptr || m_isClosed) {
+        refuse(request, "variables are declared before the first time and value");
+    }
+    const auto isBlank = [](const std::string& name) {
+        return name.find_first_not_of(' ') == std::string::npos;
+    };
+    if (isBlank(request.name)) {
+        refuse(request, "a variable has a name");
+    }
+    if (std::any_of(request.scopes.begin(), request.scopes.end(), isBlank)) {
+        refuse(request, "each of its scopes has a name");
+    }
+    if (request.scopes.size() > kMaxScopeDepth) {
+        refuse(request, fmt::format("scopes are nested at most {} deep", kMaxScopeDepth));
     }
     if (!isDeclaredWord(request.kind)) {
-        refuse("its kind is a word as wire, reg, integer, real, string or event");
+        refuse(request, "its kind is a word as wire, reg, integer, real, string or event");
     }
-    if (request.width < 1 || request.width > kMostBits) {
-        refuse(fmt::format("it has 1 to {} bits", kMostBits));
+    if (request.width < 1 || request.width > kMaxWidth) {
+        refuse(request, fmt::format("it has 1 to {} bits", kMaxWidth));
     }
-    constexpr long long kFarthest = 1LL << 40;
-    const bool isFar = std::abs(request.left) > kFarthest || std::abs(request.right) > kFarthest;
-    if (request.hasRange && (isFar || std::abs(request.left - request.right) + 1 !=
-                                          static_cast<long long>(request.width))) {
-        refuse(fmt::format("its range has as many bits as it, {}", request.width));
+    const auto isFar = [](long long bit) {
+        return bit < -VariableRequest::kFarthestBit || bit > VariableRequest::kFarthestBit;
+    };
+    if (request.hasRange && (isFar(request.left) || isFar(request.right))) {
+        refuse(request, fmt::format("the numbers of its bits go from -{0} to {0}",
+                                    VariableRequest::kFarthestBit));
+    }
+    if (request.hasRange &&
+        std::abs(request.left - request.right) + 1 != static_cast<long long>(request.width)) {
+        refuse(request, fmt::format("its range has as many bits as it, {}", request.width));
+    }
+    checkValueNames(request);
+}
+
+/// Of a type of which one value makes no sense a reader drops all names.
+void ProgramRecording::checkValueNames(VariableRequest& request) const
+{
+    if (!request.valueNames.empty() && !declaredKind(request.kind, request.width).hasBits()) {
+        refuse(request, "only values of bits have names");
+    }
+    std::set<std::string> known;
+    for (auto& [letters, name] : request.valueNames) {
+        if (name.empty()) {
+            refuse(request, fmt::format("the name for its value {} is empty", inQuotes(letters)));
+        }
+        if (letters.empty() || letters.size() > request.width || !areLetters(letters)) {
+            refuse(request, fmt::format("{} is no value for a name; write 1 to {} of the letters "
+                                        "0 1 x z u w l h -",
+                                        inQuotes(letters), request.width));
+        }
+        std::string whole = canonicalLetters(letters, request.width);
+        whole.erase(0, std::min(whole.find_first_not_of('0'), whole.size() - 1));
+        if (!known.insert(whole).second) {
+            refuse(request, fmt::format("its value {} has two names", inQuotes(letters)));
+        }
+        letters = std::move(whole);
     }
 }
 
 std::uint32_t ProgramRecording::add(VariableRequest request)
 {
-    checkRequest(request);
+    check(request);
     const ValueKind& kind = declaredKind(request.kind, request.width);
     m_kinds.push_back(&kind);
     m_widths.push_back(kind.isLetter() ? 1 : request.width);
@@ -124,7 +178,14 @@ std::uint32_t ProgramRecording::add(VariableRequest request)
 
 void ProgramRecording::addAlias(std::uint32_t variable, VariableRequest request)
 {
-    checkRequest(request);
+    check(request);
+    const ValueKind& kind = declaredKind(request.kind, request.width);
+    const bool isSameWidth = !kind.hasBits() || request.width == m_widths[variable];
+    if (&kind != m_kinds[variable] || !isSameWidth) {
+        refuse(request, fmt::format("another name for {} has its kind and width, {} {}",
+                                    inQuotes(nameOf(variable)), m_declared[variable].kind,
+                                    m_declared[variable].width));
+    }
     m_aliases.push_back({{m_declared.size(), variable}, std::move(request)});
 }
 
@@ -199,20 +260,23 @@ void ProgramRecording::begin()
         return;
     }
     if (m_isClosed) {
-        throw Failure(fmt::format("{}: the recording is closed", m_options.output));
+        throw Failure(fmt::format("{}: the recording is closed", output()));
+    }
+    if (m_couldNotBegin) {
+        throw Failure(firstFailure());
     }
     m_recorder = std::make_unique<Recorder>(declare(), m_options, [this](const std::string& line) {
         const std::lock_guard lock(m_failureMutex);
         if (m_failure.empty()) {
-            const bool isNamed = line.find(m_options.output) != std::string::npos;
-            m_failure = isNamed ? line : fmt::format("{}: {}", m_options.output, line);
+            const bool isNamed = line.find(output()) != std::string::npos;
+            m_failure = isNamed ? line : fmt::format("{}: {}", output(), line);
         }
         m_firstFailure = m_firstFailure.empty() ? m_failure : m_firstFailure;
         m_hasFailure = true;
     });
     if (!m_recorder->open()) {
         m_recorder.reset();
-        m_isClosed = true;
+        m_couldNotBegin = true;
         s_isThere = false;
         throw Failure(takeFailure());
     }
@@ -229,8 +293,8 @@ void ProgramRecording::stepFirst(long long time)
 {
     begin();
     if (time < m_time) {
-        throw Failure(fmt::format("{}: time goes on, and never back: {} comes behind {}",
-                                  m_options.output, time, m_time));
+        throw Failure(fmt::format("{}: time goes on, and never back: {} comes behind {}", output(),
+                                  time, m_time));
     }
 }
 
@@ -321,9 +385,7 @@ void ProgramRecording::close()
     if (m_isClosed) {
         return;
     }
-    if (m_recorder == nullptr) {
-        begin();
-    }
+    begin();
     m_isClosed = true;
     m_quickCount = 0;
     m_recorder->close();
@@ -336,7 +398,7 @@ void ProgramRecording::close()
     }
 }
 
-std::string ProgramRecording::firstFailure()
+std::string ProgramRecording::firstFailure() const
 {
     const std::lock_guard lock(m_failureMutex);
     return m_firstFailure;

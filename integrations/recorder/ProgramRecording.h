@@ -17,7 +17,7 @@
 
 namespace tracewell {
 
-/// "1ns", "10 ps": a whole number and a unit from s to zs.
+/// "1ns", "10 ps": a whole number, at most 10^12, and a unit from s to zs.
 /// \throws Failure for anything else
 Timescale parseTimescale(std::string_view text);
 
@@ -36,7 +36,9 @@ struct VariableRequest
     /// The keyword: wire, reg, integer, real, string, event, ...
     std::string kind = "wire";
     unsigned int width = 1;
-    /// Numbers of the leftmost and the rightmost bit; a vector without is numbered down to 0.
+    /// Numbers of the leftmost and the rightmost bit, at most kFarthestBit from 0; a vector without
+    /// is numbered down to 0.
+    static constexpr long long kFarthestBit = 1LL << 40;
     bool hasRange = false;
     long long left = 0;
     long long right = 0;
@@ -44,12 +46,14 @@ struct VariableRequest
     /// The name that the source has for its type; may be empty.
     std::string type;
     bool isSigned = false;
-    /// Letters and names of values; may be empty.
+    /// Letters and names of values, which only bits have; may be empty. Letters as setLetters()
+    /// takes them.
     std::vector<std::pair<std::string, std::string>> valueNames;
 };
 
 /// A recording that a program makes of itself: first its variables, then times and values. On one
-/// thread at a time; one at a time in a process.
+/// thread at a time; one at a time in a process. Once it could not begin, each operation throws the
+/// reason again.
 class ProgramRecording
 {
 public:
@@ -63,7 +67,7 @@ public:
     /// Declares a variable and answers its number, from 0 on.
     /// \throws Failure for what cannot be declared, and once the recording has begun
     std::uint32_t add(VariableRequest request);
-    /// Another name for a variable. \throws as add
+    /// Another name for a variable, of the same kind and width. \throws as add
     void addAlias(std::uint32_t variable, VariableRequest request);
     /// Makes the file. The first of the operations below does it by itself.
     /// \throws Failure
@@ -130,21 +134,28 @@ public:
     void pause();
     void resume();
 
-    /// What was recorded so far is in the file, and survives the death of the process.
+    /// What lies before the time at hand is in the file, and survives the death of the process; of
+    /// transitions nothing is before close().
     void sync();
     /// Finishes the file. \throws Failure when it is not whole
     void close();
     /// What went wrong since it was asked last; empty for nothing.
     std::string takeFailure();
     /// What went wrong first.
-    std::string firstFailure();
-    /// It has begun, and a failure ended it: nothing is recorded any more.
-    bool isBroken() const { return m_recorder != nullptr && m_recorder->isBroken(); }
+    std::string firstFailure() const;
+    /// A failure ended it, or it could not begin: nothing is recorded any more.
+    bool isBroken() const
+    {
+        return m_recorder != nullptr ? m_recorder->isBroken() : m_couldNotBegin;
+    }
     /// Whether takeFailure() has something to tell.
     bool hasFailure() const { return m_hasFailure.load(std::memory_order_relaxed); }
 
 private:
-    void checkRequest(const VariableRequest& request) const;
+    [[noreturn]] void refuse(const VariableRequest& request, const std::string& why) const;
+    void check(VariableRequest& request) const;
+    void checkValueNames(VariableRequest& request) const;
+    std::string output() const;
     Declarations declare();
     void stepFirst(long long time);
     void setAnyBits(std::uint32_t variable, std::uint64_t a, std::uint64_t b);
@@ -169,12 +180,14 @@ private:
     ValueRecorder* m_quickValues = nullptr;
     std::vector<std::uint32_t> m_quickMasks;
     long long m_time = 0;
-    std::mutex m_failureMutex;
+    mutable std::mutex m_failureMutex;
     /// Guarded by m_failureMutex: any thread may meet one.
     std::string m_failure;
     std::string m_firstFailure;
     std::atomic<bool> m_hasFailure{false};
     std::unique_ptr<Recorder> m_recorder;
+    /// m_firstFailure says why.
+    bool m_couldNotBegin = false;
     bool m_isClosed = false;
 };
 

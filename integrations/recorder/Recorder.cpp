@@ -5,6 +5,7 @@
 #include "files/OutputFile.h"
 #include "files/StorageWatch.h"
 #include "formats/vcd/DeclarationText.h"
+#include "formats/vcd/VcdDeclarations.h"
 #include "record/DebugFile.h"
 #include "record/RecordingWriter.h"
 #include "text/Failure.h"
@@ -20,6 +21,7 @@
 #include <ctime>
 #include <exception>
 #include <utility>
+#include <vector>
 
 namespace tracewell {
 
@@ -42,6 +44,21 @@ long long presentMs()
 WdbLiveWriter& liveWriter()
 {
     return static_cast<WdbLiveWriter&>(*qtracewell_getWdbWriter());
+}
+
+/// Nobody could read a name table with scopes that are deeper.
+void requireReadableDepth(const std::vector<Scope>& scopes)
+{
+    std::vector<std::size_t> depths;
+    depths.reserve(scopes.size());
+    for (const Scope& scope : scopes) {
+        depths.push_back(scope.parent == kNoScope ? 1 : depths[scope.parent] + 1);
+        if (depths.back() > kMaxScopeDepth) {
+            throw Failure(fmt::format("scopes are nested more than {} deep; record a part of the "
+                                      "design",
+                                      kMaxScopeDepth));
+        }
+    }
 }
 
 } // namespace
@@ -88,6 +105,7 @@ bool Recorder::open()
     });
     m_isOpen = attempt([&] {
         try {
+            requireReadableDepth(m_declarations.scopes);
             m_options.output.empty() ? openChannel() : openFile();
         } catch (const Qsim::Exception&) {
             if (failure.empty()) {

@@ -31,7 +31,7 @@ struct RecorderOptions
     /// Which store a file has; a channel has none.
     Store store = Store::Events;
     /// After so many seconds of the clock on the wall what was traced is in the file, and survives
-    /// the death of the process; 0 for never. An event database only.
+    /// the death of the process; 0 for never. Not of transitions.
     double syncSeconds = 1;
     /// In units of the timescale: the file holds about so much of the run before its end, and the
     /// run takes no more room than that, see WindowRecording; 0 for all. A file only.
@@ -80,7 +80,7 @@ public:
     void off();
     /// Goes on with all values as they are by now.
     void on();
-    /// Makes what was traced so far readable by others.
+    /// Makes what was traced before the time at hand readable by others; transitions never are.
     void flush();
     /// With a window: what it holds by now is what there was to record, and closes. Otherwise
     /// flushes.

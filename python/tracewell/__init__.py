@@ -596,6 +596,7 @@ class Recorder:
 
     One at a time in a process. Values are in the file, and survive the death of the process, after
     `sync` seconds, or when sync() is called; the file is whole when it is closed, as `with` does.
+    With store="transitions" it is there only then.
     """
 
     def __init__(self, path, timescale="1ns", *, store="columns", sync=1.0):
@@ -638,7 +639,7 @@ class Recorder:
                                      for variable, array in values.items()])
 
     def sync(self):
-        """What was set so far is in the file, and can be read by others."""
+        """What lies before time() is in the file, and can be read by others; not of transitions."""
         self._recording.sync()
 
     def close(self):

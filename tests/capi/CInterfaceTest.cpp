@@ -7,6 +7,7 @@
 
 #include <array>
 #include <bitset>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -18,12 +19,15 @@
 #include <tuple>
 #include <vector>
 
+#include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 namespace {
 
@@ -549,6 +553,201 @@ TEST_F(CInterface, misuseIsToldAndChangesNothing)
     // An error is each thread's own.
     std::thread([] { EXPECT_STREQ(tracewell_error(), ""); }).join();
     tracewell_run_close(run);
+}
+
+TEST_F(CInterface, aRecordingThatCannotBeMadeSaysSoToTheEnd)
+{
+    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+    for (const std::string& place : {path("none/run.wdb"), path(""), path("pipe"),
+                                     std::string("/dev/full"), path(std::string(300, 'n'))}) {
+        SCOPED_TRACE(place);
+        // Once by somebody who looks, once by somebody who does not.
+        for (const bool looks : {true, false}) {
+            tracewell_recording* const made = tracewell_recording_create(place.c_str(), "1ns");
+            tracewell_variable variable = add(made, "v", "wire", 8);
+            std::string reason;
+            for (int i = 0; looks && i < 2; ++i) {
+                EXPECT_EQ(tracewell_recording_begin(made), TRACEWELL_FILE);
+                reason = tracewell_error();
+                EXPECT_THAT(reason, HasSubstr(place));
+                const tracewell_declaration late = tracewell_declaration_default("late");
+                EXPECT_EQ(tracewell_recording_add(made, &late, &variable), TRACEWELL_FILE);
+                EXPECT_EQ(tracewell_recording_number(made, 0, 1), TRACEWELL_FILE);
+                EXPECT_EQ(tracewell_recording_sync(made), TRACEWELL_FILE);
+                EXPECT_EQ(tracewell_error(), reason);
+            }
+            tracewell_recording_time(made, 1);
+            EXPECT_EQ(tracewell_recording_close(made), TRACEWELL_FILE);
+            EXPECT_THAT(tracewell_error(), HasSubstr(looks ? reason : place));
+        }
+    }
+    EXPECT_EQ(tracewell_recording_close(create()), TRACEWELL_OK) << tracewell_error();
+}
+
+TEST_F(CInterface, whatNobodyCouldReadIsNotDeclared)
+{
+    struct Names
+    {
+        std::vector<const char*> letters;
+        std::vector<const char*> names;
+    };
+    struct Wrong
+    {
+        const char* name;
+        const char* kind;
+        std::uint32_t width;
+        std::int64_t left;
+        std::int64_t right;
+        Names values;
+        const char* told;
+    };
+    constexpr std::int64_t kFar = std::int64_t{1} << 40;
+    const Wrong wrong[] = {
+        {" ", "wire", 1, 0, 0, {}, "has a name"},
+        {"v", "wire", 1, INT64_MIN, INT64_MIN, {}, "1099511627776"},
+        {"v", "wire", 2, kFar + 1, kFar, {}, "1099511627776"},
+        {"v", "wire", 4, 2, 0, {}, "as many bits"},
+        {"v", "wire", (1u << 24) + 1, 1 << 24, 0, {}, "16777216 bits"},
+        {"v", "wire", 2, 1, 0, {{"0", "2"}, {"A", "B"}}, "\"2\" is no value"},
+        {"v", "wire", 2, 1, 0, {{""}, {"A"}}, "\"\" is no value"},
+        {"v", "wire", 2, 1, 0, {{"000"}, {"A"}}, "\"000\" is no value"},
+        {"v", "wire", 2, 1, 0, {{"01", "1"}, {"A", "B"}}, "two names"},
+        {"v", "wire", 2, 1, 0, {{"X", "xx"}, {"A", "B"}}, "two names"},
+        {"v", "wire", 2, 1, 0, {{"1"}, {""}}, "empty"},
+        {"v", "real", 64, 63, 0, {{"1"}, {"A"}}, "only values of bits"},
+        {"v", "string", 1, 0, 0, {{"1"}, {"A"}}, "only values of bits"},
+    };
+    tracewell_recording* const made = create();
+    tracewell_variable variable = 0;
+    for (const Wrong& each : wrong) {
+        SCOPED_TRACE(each.told);
+        tracewell_declaration declaration = tracewell_declaration_default(each.name);
+        declaration.kind = each.kind;
+        declaration.width = each.width;
+        declaration.has_range = 1;
+        declaration.left = each.left;
+        declaration.right = each.right;
+        declaration.value_letters = each.values.letters.data();
+        declaration.value_names = each.values.names.data();
+        declaration.value_count = each.values.letters.size();
+        EXPECT_EQ(tracewell_recording_add(made, &declaration, &variable), TRACEWELL_USAGE);
+        EXPECT_THAT(tracewell_error(), HasSubstr(each.told));
+    }
+    // Another name that would change what the variable has, or what lies behind it.
+    struct Other
+    {
+        const char* kind;
+        std::uint32_t width;
+        bool fits;
+    };
+    for (const Other& other : {Other{"wire", 7, false},
+                               {"wire", 9, false},
+                               {"wire", 4000, false},
+                               {"real", 64, false},
+                               {"string", 1, false},
+                               {"event", 1, false},
+                               {"logic", 8, true}}) {
+        tracewell_declaration alias = tracewell_declaration_default("alias");
+        alias.kind = other.kind;
+        alias.width = other.width;
+        EXPECT_EQ(tracewell_recording_add_alias(made, &alias, bus),
+                  other.fits ? TRACEWELL_OK : TRACEWELL_USAGE)
+            << other.kind << other.width;
+    }
+    EXPECT_EQ(tracewell_recording_open_scope(made, nullptr, "  "), TRACEWELL_USAGE);
+    int depth = 1;
+    while (depth < 600 && tracewell_recording_open_scope(made, nullptr, "s") == TRACEWELL_OK) {
+        ++depth;
+    }
+    EXPECT_THAT(tracewell_error(), HasSubstr("512"));
+    tracewell_declaration deep = tracewell_declaration_default("deep");
+    deep.has_range = 1;
+    deep.left = deep.right = kFar;
+    EXPECT_EQ(tracewell_recording_add(made, &deep, &variable), TRACEWELL_OK) << tracewell_error();
+    ASSERT_EQ(tracewell_recording_close(made), TRACEWELL_OK) << tracewell_error();
+    EXPECT_EQ(depth, 512);
+    tracewell_run* const run = open();
+    tracewell_signal_info info{};
+    info.size = sizeof info;
+    EXPECT_EQ(tracewell_run_signals(run), 8u);
+    EXPECT_EQ(tracewell_run_signal(run, 7, &info), TRACEWELL_OK);
+    EXPECT_EQ(info.left, kFar);
+    EXPECT_EQ(tracewell_run_scopes(run), 512u);
+    tracewell_run_close(run);
+
+    for (const char* const timescale : {"18446744073709551615s", "1000000000001zs", "0ns"}) {
+        EXPECT_EQ(tracewell_recording_create(path().c_str(), timescale), nullptr);
+    }
+    EXPECT_EQ(tracewell_recording_create("", "1ns"), nullptr);
+    EXPECT_EQ(tracewell_recording_create_live(0, "", "1ns"), nullptr);
+    EXPECT_EQ(tracewell_recording_create_live(-1, "live", "1ns"), nullptr);
+}
+
+TEST_F(CInterface, whatIsInTheFileByNowIsToldAsItIs)
+{
+    for (const char* const store : {"columns", "events", "transitions"}) {
+        SCOPED_TRACE(store);
+        const bool isKept = store != std::string("transitions");
+        std::ofstream(path()) << "before";
+        tracewell_recording* const made = create(store);
+        for (int time = 1; time <= 3; ++time) {
+            tracewell_recording_time(made, time);
+            tracewell_recording_number(made, bus, static_cast<std::uint64_t>(time));
+        }
+        EXPECT_EQ(tracewell_recording_sync(made), isKept ? TRACEWELL_OK : TRACEWELL_USAGE);
+        EXPECT_EQ(std::filesystem::exists(path("run.wdb.before")), isKept);
+        tracewell_run* const run = tracewell_run_open(path().c_str(), 0);
+        EXPECT_EQ(run != nullptr, isKept);
+        EXPECT_EQ(tracewell_run_end(run), isKept ? 2 : -1);
+        tracewell_run_close(run);
+        EXPECT_EQ(tracewell_recording_close(made), TRACEWELL_OK) << tracewell_error();
+        EXPECT_FALSE(std::filesystem::exists(path("run.wdb.before")));
+    }
+}
+
+TEST_F(CInterface, errorsAreLinesForCallers)
+{
+    EXPECT_EQ(tracewell_run_open(path("a\nb\x1b[31m\xff").c_str(), 0), nullptr);
+    EXPECT_THAT(tracewell_error(), HasSubstr("a\uFFFDb\uFFFD[31m\uFFFD: no such file"));
+    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(tracewell_run_open(path("pipe").c_str(), 0), nullptr);
+    EXPECT_EQ(tracewell_run_open("-", 0), nullptr);
+    EXPECT_THAT(tracewell_error(), HasSubstr("./-: no such file"));
+
+    tracewell_recording* const made = create();
+    tracewell_recording_open_scope(made, nullptr, "dut");
+    add(made, "bus", "reg", 8);
+    ASSERT_EQ(tracewell_recording_close(made), TRACEWELL_OK);
+    tracewell_run* const run = open();
+    tracewell_signal signal = 0;
+    EXPECT_EQ(tracewell_run_find(run, "*", &signal), TRACEWELL_NAME);
+    EXPECT_THAT(tracewell_error(), Not(HasSubstr("find()")));
+    EXPECT_EQ(tracewell_run_find(run, "qqqqqqqqqqqqqqqq", &signal), TRACEWELL_NAME);
+    EXPECT_THAT(tracewell_error(), HasSubstr("; tracewell_run_signal() tells all"));
+    const auto match = [](void*, std::int64_t, std::int64_t) { return 0; };
+    EXPECT_EQ(tracewell_search(run, "none == 1", nullptr, match, nullptr), TRACEWELL_NAME);
+    EXPECT_EQ(tracewell_search(run, "bus == 1", nullptr, match, nullptr), TRACEWELL_NAME);
+    EXPECT_EQ(tracewell_search(run, "bus ==", nullptr, match, nullptr), TRACEWELL_USAGE);
+    tracewell_run_close(run);
+}
+
+TEST_F(CInterface, handlersRunOnThreadsOfTheCaller)
+{
+    static std::thread::id s_handler;
+    const auto handler = std::signal(SIGUSR1, [](int) { s_handler = std::this_thread::get_id(); });
+    tracewell_recording* const made = create();
+    ASSERT_EQ(tracewell_recording_begin(made), TRACEWELL_OK);
+    // With this thread out of the way there is nobody to take it.
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGUSR1);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    ::kill(::getpid(), SIGUSR1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    EXPECT_EQ(s_handler, std::this_thread::get_id());
+    EXPECT_EQ(tracewell_recording_close(made), TRACEWELL_OK);
+    std::signal(SIGUSR1, handler);
 }
 
 TEST_F(CInterface, aFileThatMayNotGrowIsTold)

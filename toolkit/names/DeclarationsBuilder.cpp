@@ -109,6 +109,12 @@ void DeclarationsBuilder::addAlias(std::string_view kind, std::string_view name,
     variable.scope = m_scope;
     variable.object = object;
     variable.isSigned = variable.isSigned || isSignedKeyword(kind);
+    Object& named = m_table.objects[object];
+    const ValueKind& wanted = declaredKind(kind, variable.width);
+    if (named.kind->hasBits() && wanted.hasBits() && variable.width > named.width) {
+        named.width = variable.width;
+        named.kind = &wanted;
+    }
     m_table.variables.push_back(std::move(variable));
 }
 

@@ -41,7 +41,8 @@ public:
     void setDate(std::string_view date) { m_table.date = date; }
     void addComment(std::string_view text);
 
-    /// Another name for an object that there is.
+    /// Another name for an object that there is. Where both have bits and this one has more, the
+    /// object has so many, as it has when the table is read again.
     void addAlias(std::string_view kind, std::string_view name, std::string_view range,
                   unsigned int width, std::uint32_t object);
 

@@ -2,7 +2,6 @@
 
 #include "search/NamedSignals.h"
 
-#include "text/Failure.h"
 #include "text/Message.h"
 #include "wave/NearestNames.h"
 
@@ -16,6 +15,7 @@ namespace tracewell {
 namespace {
 
 constexpr long long kMostBits = 1LL << 20;
+constexpr int kWrongUsage = 2;
 
 /// Without the backslash that some simulators leave in front of an escaped name.
 std::string_view plain(std::string_view name)
@@ -212,11 +212,15 @@ bool NamedSignals::take(const ExpressionText& text, const ExpressionTree& tree, 
     for (std::size_t i = 0; i < std::min(found.size(), kMostShown); ++i) {
         labels.push_back(inQuotes(declarations.fullName(found[i])));
     }
-    text.refuse(fmt::format("{} signals go by the name {} ({}{}); write more of the name, or "
-                            "\"\\NAME#2 \" for the second of a name; it stands",
-                            found.size(), inQuotes(pathOf(tree, selects)), fmt::join(labels, ", "),
-                            found.size() > kMostShown ? ", ..." : ""),
-                tree.place);
+    try {
+        text.refuse(fmt::format("{} signals go by the name {} ({}{}); write more of the name, or "
+                                "\"\\NAME#2 \" for the second of a name; it stands",
+                                found.size(), inQuotes(pathOf(tree, selects)),
+                                fmt::join(labels, ", "), found.size() > kMostShown ? ", ..." : ""),
+                    tree.place);
+    } catch (const Failure& e) {
+        throw SignalNameFailure(e.what(), e.exitCode());
+    }
 }
 
 /// Bits that were declared one by one.
@@ -274,9 +278,9 @@ void NamedSignals::refuse(const ExpressionText& text, const ExpressionTree& tree
     if (!nearest.empty()) {
         remedy = fmt::format("did you mean {}?", fmt::join(nearest, " or "));
     }
-    throw Failure(fmt::format("{}: {} has no signal {}; {}", text.source, m_names.path(),
-                              inQuotes(tree.text), remedy),
-                  2);
+    throw SignalNameFailure(fmt::format("{}: {} has no signal {}; {}", text.source, m_names.path(),
+                                        inQuotes(tree.text), remedy),
+                            kWrongUsage);
 }
 
 } // namespace tracewell

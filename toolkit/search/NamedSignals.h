@@ -4,6 +4,7 @@
 
 #include "search/ExpressionLexer.h"
 #include "search/ExpressionTree.h"
+#include "text/Failure.h"
 #include "wave/SignalNames.h"
 #include "wave/SignalSlice.h"
 
@@ -36,6 +37,13 @@ struct NamedSignal
     std::size_t selectsTaken = 0;
 };
 
+/// An expression names a signal that there is not, or several.
+class SignalNameFailure : public Failure
+{
+public:
+    using Failure::Failure;
+};
+
 /// Finds the signals that expressions name. A name is looked for in a scope, in the ones around it,
 /// and from the top; where it is nowhere, as the end of a longer one if just one ends so.
 class NamedSignals
@@ -48,9 +56,9 @@ public:
     /// First for all expressions: what they name is looked up in one go by find().
     void want(const ExpressionTree& tree);
     /// The signal of a tree of kind Name. False when there is none.
-    /// \throws Failure for wrong usage when there are several.
+    /// \throws SignalNameFailure when there are several.
     bool find(const ExpressionText& text, const ExpressionTree& tree, NamedSignal& signal);
-    /// \throws Failure that says that there is no such signal, and which are near.
+    /// \throws SignalNameFailure that says that there is no such signal, and which are near.
     [[noreturn]] void refuse(const ExpressionText& text, const ExpressionTree& tree) const;
 
 private:

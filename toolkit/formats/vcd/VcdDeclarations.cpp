@@ -48,17 +48,19 @@ bool parseRange(std::string_view text, long long& width)
     }
     text = text.substr(1, text.size() - 2);
     const std::size_t colon = text.find(':');
-    int left = 0;
-    int right = 0;
-    if (!parseNumber(text.substr(0, colon), left)) {
+    constexpr long long kFarthest = 1LL << 40;
+    long long left = 0;
+    long long right = 0;
+    const auto isFar = [](long long bit) { return bit < -kFarthest || bit > kFarthest; };
+    if (!parseNumber(text.substr(0, colon), left) || isFar(left)) {
         return false;
     }
     width = 1;
     if (colon != std::string_view::npos) {
-        if (!parseNumber(text.substr(colon + 1), right)) {
+        if (!parseNumber(text.substr(colon + 1), right) || isFar(right)) {
             return false;
         }
-        width += std::max(left, right) - static_cast<long long>(std::min(left, right));
+        width += std::max(left, right) - std::min(left, right);
     }
     return true;
 }
@@ -463,7 +465,7 @@ void DeclarationReader::readTimescale()
     const auto found = kUnits.find(unit);
     unsigned long long factor = 1;
     const bool sound = digits.empty() ? !fraction : parseNumber(digits, factor);
-    if (found == kUnits.end() || !sound || factor == 0 || factor > 1'000'000'000'000ULL ||
+    if (found == kUnits.end() || !sound || factor == 0 || factor > kMaxTimescaleFactor ||
         exponent < -18) {
         m_input.fail(fmt::format("{} is no timescale; write it like 10 ns", inQuotes(text)));
     }

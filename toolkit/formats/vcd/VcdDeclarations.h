@@ -16,6 +16,8 @@ class VcdInput;
 constexpr unsigned int kMaxWidth = 1U << 24;
 /// The deepest nesting of scopes.
 constexpr std::size_t kMaxScopeDepth = 512;
+/// The most units of a timescale.
+constexpr unsigned long long kMaxTimescaleFactor = 1'000'000'000'000ULL;
 
 /// Reads the declarations, up to and with $enddefinitions; the next word is the first of the value
 /// changes. A table without $enddefinitions ends at the first time or value change.

@@ -2,6 +2,8 @@
 
 #include "ColumnStore.h"
 
+#include "platform/SignalMask.h"
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -21,6 +23,7 @@ ColumnStore::ColumnStore(WdbFileManager& file, const FieldRuns& fields,
       m_fieldCount(fields.count()), m_encoder(fields), m_file(file, fields)
 {
     m_log->clear(m_fieldCount);
+    const SignalMask mask;
     m_thread = std::thread([this] { work(); });
 }
 

@@ -2,6 +2,8 @@
 
 #include "SharedMemReader.h"
 
+#include "platform/SignalMask.h"
+
 #include <utility>
 
 namespace Tracewell {
@@ -18,6 +20,7 @@ SharedMemReader::~SharedMemReader()
 void SharedMemReader::start(std::function<void()> body)
 {
     join();
+    const SignalMask mask;
     m_thread = std::make_unique<boost::thread>(std::move(body));
 }
 

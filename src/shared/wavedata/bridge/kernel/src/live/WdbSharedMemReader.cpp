@@ -7,6 +7,7 @@
 #include "WdbIEventBlockDatabase.h"
 #include "WdbIEventReader.h"
 #include "WdbSharedMemMgr.h"
+#include "platform/SignalMask.h"
 
 #include <chrono>
 #include <iostream>
@@ -153,6 +154,7 @@ void WdbSharedMemReader::start(WdbIEventBlockDatabase* database)
     join();
     m_manager->prepareForStart();
     m_eventCount = 0;
+    const SignalMask mask;
     m_thread.reset(new (std::nothrow) boost::thread([this, database] { run(database); }));
 }
 

@@ -2,6 +2,8 @@
 
 #include "ThreadPool.h"
 
+#include "platform/SignalMask.h"
+
 #include <algorithm>
 #include <exception>
 #include <stdexcept>
@@ -17,6 +19,7 @@ ThreadPool::ThreadPool(std::size_t threads)
 {
     threads = std::clamp<std::size_t>(threads, 1, getProcessorCount());
     m_workers.reserve(threads);
+    const SignalMask mask;
     while (m_workers.size() < threads) {
         try {
             m_workers.emplace_back(&ThreadPool::work, this);

@@ -3,6 +3,7 @@
 #include "BlockStoreQueue.h"
 
 #include "ImageCompressor.h"
+#include "platform/SignalMask.h"
 
 #include <algorithm>
 #include <system_error>
@@ -20,6 +21,7 @@ BlockStoreQueue::BlockStoreQueue(unsigned int workers, std::size_t maxBytes)
     : m_maxBytes(maxBytes), m_ring(kMaxTasks)
 {
     m_workers.reserve(workers);
+    const SignalMask mask;
     try {
         while (m_workers.size() < workers) {
             m_workers.emplace_back(&BlockStoreQueue::work, this);
