@@ -230,8 +230,8 @@ TRACEWELL_C_API int64_t tracewell_run_end(tracewell_run*);
 /* The unit of times: `factor` times ten to the power of `exponent` seconds. */
 TRACEWELL_C_API tracewell_status tracewell_run_timescale(tracewell_run*, uint64_t* factor,
                                                          int* exponent);
-/* What the answers so far lack, each once: 0 for nothing more. The text stays until the next call.
- */
+/* What the answers so far lack, and that the recording was never closed, each once: 0 for nothing
+   more. The text stays until the next call. */
 TRACEWELL_C_API const char* tracewell_run_lacking(tracewell_run*);
 
 TRACEWELL_C_API uint32_t tracewell_run_signals(tracewell_run*);

@@ -2,6 +2,7 @@
 
 #include "recorder/ProgramRecording.h"
 
+#include "files/WatchedProcess.h"
 #include "formats/vcd/VcdDeclarations.h"
 #include "names/DeclarationsBuilder.h"
 #include "text/Failure.h"
@@ -265,7 +266,9 @@ void ProgramRecording::begin()
     if (m_couldNotBegin) {
         throw Failure(firstFailure());
     }
-    m_recorder = std::make_unique<Recorder>(declare(), m_options, [this](const std::string& line) {
+    m_recorder = std::make_unique<Recorder>(declare(), m_options, [this](const std::string& told) {
+        const std::string reason = storageReason(told);
+        const std::string line = reason == told ? told : "cannot be written: " + reason;
         const std::lock_guard lock(m_failureMutex);
         if (m_failure.empty()) {
             const bool isNamed = line.find(output()) != std::string::npos;

@@ -43,7 +43,7 @@ public:
     }
     /// Goes up when another run has come in the place of the one before.
     virtual unsigned int generation() const { return 0; }
-    /// What is lacking in the answers, a line each.
+    /// What is lacking in the answers, a line each, and whether the run was ever closed.
     virtual std::vector<std::string> shortfalls() const { return {}; }
 };
 
@@ -60,7 +60,7 @@ public:
     {
         return m_file->values(std::move(signals));
     }
-    std::vector<std::string> shortfalls() const override { return m_file->shortfalls(); }
+    std::vector<std::string> shortfalls() const override;
 
 private:
     std::unique_ptr<WaveFile> m_file;
