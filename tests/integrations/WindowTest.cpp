@@ -278,6 +278,24 @@ TEST_F(Window, storageThatFailsAtTheBeginningIsOneLine)
     }
 }
 
+TEST_F(Window, scopesThatNobodyCouldReadAreOneLine)
+{
+    for (const int depth : {512, 513}) {
+        DeclarationsBuilder builder("test", {});
+        for (int i = 0; i < depth; ++i) {
+            builder.openScope("module", "s");
+        }
+        builder.addVariable("wire", "v", "", 1, kScalar);
+        std::string told;
+        RecorderOptions options;
+        options.output = path("deep.wdb");
+        Recorder recorder(builder.finish(), options,
+                          [&](const std::string& line) { told += line; });
+        EXPECT_EQ(recorder.open(), depth == 512);
+        EXPECT_EQ(told.find("512 deep") != std::string::npos, depth != 512) << told;
+    }
+}
+
 TEST_F(Window, fewStepsAreSyncedToo)
 {
     make("slow.wdb", kEvents, 0, 1e-9);

@@ -4,6 +4,7 @@
 
 #include "formats/vcd/DeclarationText.h"
 #include "names/DataLayout.h"
+#include "names/DeclarationsBuilder.h"
 
 #include "WdbEventBlock.h"
 #include "WdbEventBlockDatabaseFactory.h"
@@ -50,6 +51,33 @@ TEST(DataLayout, placesVectorsRealsAndTextsThenEventsThenScalarsThenOverrides)
     EXPECT_EQ(places, (std::vector<long long>{34, 32, 0, 16, 24, 35}));
     EXPECT_EQ(layout.overrideOf(1), 4096 + 8);
     EXPECT_EQ(layout.totalSize(), 4096 + 6 * 8);
+}
+
+TEST(DataLayout, ofATableThatIsBuiltIsThatOfTheOneThatIsRead)
+{
+    tracewell::DeclarationsBuilder builder("test", {});
+    const auto add = [&](const char* kind, unsigned int width) {
+        return builder.addVariable(kind, kind, "", width, tracewell::declaredKind(kind, width));
+    };
+    const std::uint32_t bit = add("wire", 1);
+    const std::uint32_t bus = add("reg", 8);
+    const std::uint32_t real = add("real", 64);
+    builder.addAlias("wire", "wide", "", 33, bit);
+    builder.addAlias("wire", "wider", "", 4000, bus);
+    builder.addAlias("wire", "narrow", "", 2, bus);
+    builder.addAlias("string", "text", "", 1, bus);
+    builder.addAlias("wire", "bits", "", 100, real);
+    const tracewell::Declarations built = builder.finish();
+    const tracewell::Declarations read =
+        tracewell::parseDeclarations(tracewell::writeDeclarations(built));
+    ASSERT_EQ(read.objects.size(), built.objects.size());
+    const tracewell::DataLayout layout(built);
+    const tracewell::DataLayout again(read);
+    for (std::size_t i = 0; i < built.objects.size(); ++i) {
+        EXPECT_EQ(layout.addressOf(i), again.addressOf(i)) << i;
+        EXPECT_EQ(built.objects[i].width, read.objects[i].width) << i;
+    }
+    EXPECT_EQ(layout.totalSize(), again.totalSize());
 }
 
 TEST_F(ImportExport, recordingHoldsTheNameTableAndEveryValueWhereTheRuleSays)
