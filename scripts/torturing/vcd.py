@@ -261,7 +261,7 @@ def _changes(source, words, history, codes):
         elif first in "sS":
             _set(changes, time, letters)
         else:
-            _set(changes, time, _real(letters) if first in "rR" else _bits(width, letters))
+            _set(changes, time, _real(letters) if first in "rR" else bits(width, letters))
 
 
 def _string(source, words, codes):
@@ -284,7 +284,7 @@ def _real(letters):
     return value if value == value else "nan"
 
 
-def _bits(width, letters):
+def bits(width, letters):
     letters = letters.lower()
     if len(letters) < width:
         letters = ("0" if letters[:1] in ("1", "h", "l", "") else letters[0]) * (width - len(letters)) + letters
