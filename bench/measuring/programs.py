@@ -10,7 +10,8 @@ from dataclasses import dataclass
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
 
-READ_BYTES = 1 << 20
+# Of what a program writes: the rest is not looked at.
+READ_BYTES = 1 << 28
 
 
 @dataclass
@@ -41,6 +42,8 @@ class Meter:
         """One run of a command (a list); `feeder`, another one, writes its standard input."""
         text = shlex.join(command)
         report = os.path.join(self.directory, ".report")
+        if os.path.exists(report):
+            os.unlink(report)
         program = shutil.which(command[0]) or command[0]
         feeding = None
         if feeder:

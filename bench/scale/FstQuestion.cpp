@@ -2,13 +2,16 @@
 
 // Questions to an FST file by its own library, for bench/scoreboard: no installed tool takes them.
 //
-//   fst_question FILE history NAME         how many changes the signal has
+//   fst_question FILE history NAME         how many changes the signal has: the last value of each
+//                                          time, without repeats and without unknown ones before
+//                                          all
 //   fst_question FILE value NAME TIME      its value at a time
 //
-// NAME is a full name, joined by dots, without a range.
+// NAME is a full name, joined by dots, with its range or without: big.blk[20].r[7:0].
 
 #include <fstapi.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -19,22 +22,39 @@
 
 namespace {
 
+/// A variable's own name as it is asked for: an FST sets the range apart by a space.
+std::string withoutSpaces(std::string name)
+{
+    name.erase(std::remove(name.begin(), name.end(), ' '), name.end());
+    return name;
+}
+
+/// Without the range of a vector at its end, if there is one: the index of a bit is part of a name.
+std::string withoutRange(const std::string& name)
+{
+    const std::size_t bracket = name.rfind('[');
+    const bool isRange = bracket != std::string::npos && name.back() == ']' &&
+                         name.find(':', bracket) != std::string::npos;
+    return isRange ? name.substr(0, bracket) : name;
+}
+
 /// The handle of a variable, or 0.
 fstHandle find(void* fst, const std::string& wanted)
 {
-    std::vector<std::string> scopes;
+    // Where the names of each open scope begin in their sum.
+    std::vector<std::size_t> begins;
+    std::string scope;
     while (const fstHier* entry = fstReaderIterateHier(fst)) {
         if (entry->htyp == FST_HT_SCOPE) {
-            scopes.emplace_back(entry->u.scope.name);
-        } else if (entry->htyp == FST_HT_UPSCOPE && !scopes.empty()) {
-            scopes.pop_back();
-        } else if (entry->htyp == FST_HT_VAR) {
-            std::string name;
-            for (const std::string& scope : scopes) {
-                name += scope + ".";
-            }
-            name += entry->u.var.name;
-            if (name.substr(0, name.find_first_of(" [")) == wanted) {
+            begins.push_back(scope.size());
+            scope.append(entry->u.scope.name).append(".");
+        } else if (entry->htyp == FST_HT_UPSCOPE && !begins.empty()) {
+            scope.resize(begins.back());
+            begins.pop_back();
+        } else if (entry->htyp == FST_HT_VAR && wanted.compare(0, scope.size(), scope) == 0) {
+            const std::string own = withoutSpaces(entry->u.var.name);
+            const std::string rest = wanted.substr(scope.size());
+            if (own == rest || withoutRange(own) == rest) {
                 return entry->u.var.handle;
             }
         }
@@ -42,15 +62,51 @@ fstHandle find(void* fst, const std::string& wanted)
     return 0;
 }
 
-void count(void* data, std::uint64_t, fstHandle, const unsigned char*)
+/// Counts changes by the last value of each time.
+class Counter
 {
-    ++*static_cast<unsigned long long*>(data);
+public:
+    void take(std::uint64_t time, const char* value, std::size_t length)
+    {
+        if (time != m_time) {
+            settle();
+            m_time = time;
+        }
+        m_value.assign(value, length);
+    }
+
+    unsigned long long sum()
+    {
+        settle();
+        return m_sum;
+    }
+
+private:
+    void settle()
+    {
+        const bool isUnknown = m_value.find_first_not_of('x') == std::string::npos;
+        if (m_value != m_before && (m_sum != 0 || !isUnknown)) {
+            ++m_sum;
+        }
+        m_before = m_value;
+    }
+
+    std::uint64_t m_time = 0;
+    std::string m_value;
+    std::string m_before;
+    unsigned long long m_sum = 0;
+};
+
+void count(void* counter, std::uint64_t time, fstHandle, const unsigned char* value)
+{
+    const char* const text = reinterpret_cast<const char*>(value);
+    static_cast<Counter*>(counter)->take(time, text, std::strlen(text));
 }
 
-void countOfAnyLength(void* data, std::uint64_t time, fstHandle handle, const unsigned char* value,
-                      std::uint32_t)
+void countOfAnyLength(void* counter, std::uint64_t time, fstHandle, const unsigned char* value,
+                      std::uint32_t length)
 {
-    count(data, time, handle, value);
+    static_cast<Counter*>(counter)->take(time, reinterpret_cast<const char*>(value), length);
 }
 
 } // namespace
@@ -76,11 +132,11 @@ int main(int argc, char** argv)
         return 1;
     }
     if (isHistory) {
-        unsigned long long changes = 0;
+        Counter changes;
         fstReaderClrFacProcessMaskAll(fst.get());
         fstReaderSetFacProcessMask(fst.get(), handle);
         fstReaderIterBlocks2(fst.get(), count, countOfAnyLength, &changes, nullptr);
-        std::printf("%llu\n", changes);
+        std::printf("%llu\n", changes.sum());
         return 0;
     }
     std::vector<char> text(1 << 16);

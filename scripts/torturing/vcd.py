@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """Random runs, and a reader of VCDs that shares nothing with what is tried: the truth."""
 
+import re
 from dataclasses import dataclass, field
 
 WIDTHS = (1, 1, 2, 4, 8, 31, 32, 33, 64, 65, 200)
@@ -106,13 +107,23 @@ def _change(random, signal, kinds):
     return f"b{''.join(random.choices(letters, k=signal.width))} {signal.code}"
 
 
+@dataclass(frozen=True)
+class Declared:
+    """What a variable is."""
+
+    kind: str
+    width: int
+    code: str
+
+
 @dataclass
 class History:
-    """Of each variable by its full name: the last value at each time, without repeats; of an event
-    the number of firings."""
+    """Of each variable by its full name, with its range: the last value at each time, without repeats; of an
+    event the number of firings. The second of one name is name#2."""
 
     timescale: str = ""
     variables: dict = field(default_factory=dict)
+    declared: dict = field(default_factory=dict)
     last_time: int = -1
 
     def cut(self, last):
@@ -122,61 +133,164 @@ class History:
 
 
 class Malformed(Exception):
-    """A text that is no VCD."""
+    """A text that is no VCD, or can be read in several ways: nothing is to be judged by it."""
 
 
-def _value(kind, width, letters):
-    if kind == "real":
-        return float(letters)
-    letters = letters.lower()
-    if len(letters) < width:
-        letters = ("0" if letters[:1] in ("1", "h", "l", "") else letters[0]) * (width - len(letters)) + letters
-    return letters
+class _Words:
+    """What white space parts, over all lines; and the line of the last one."""
+
+    # Python's own split knows more kinds of white space than a VCD.
+    _WORD = re.compile(r"[^ \t\r\v\f]+")
+    _ODD = re.compile("[\x1c-\x1f]")
+
+    def __init__(self, text):
+        self._lines = text.split("\n")
+        self._split = str.split if text.isascii() and not self._ODD.search(text) else self._WORD.findall
+        self.number = 0
+        self.line = ""
+        self.on_line = []
+        # How many of the line's words are taken.
+        self.taken = 0
+
+    def __iter__(self):
+        for self.number, self.line in enumerate(self._lines, 1):
+            self.on_line = self._split(self.line)
+            for self.taken, word in enumerate(self.on_line, 1):
+                yield word
+
+
+_STATES = frozenset("01xzuwlh-XZUWLH")
+_KEYWORDS_OF_VALUES = frozenset(("$dumpvars", "$dumpall", "$dumpon", "$dumpoff", "$end"))
 
 
 def read(text):
-    """The history that a VCD tells."""
+    """The history that a VCD tells, however it lies on lines."""
+    if "\0" in text:
+        raise Malformed("a NUL byte")
+    words = _Words(text)
+    source = iter(words)
     history = History()
+    try:
+        codes = _declarations(source, history)
+        _changes(source, words, history, codes)
+    except StopIteration:
+        raise Malformed("it ends in the midst of something") from None
+    except ValueError as error:
+        raise Malformed(f"line {words.number}: {error}") from None
+    except Malformed as error:
+        raise Malformed(f"line {words.number}: {error}") from None
+    return history
+
+
+def _to_end(source):
+    words = []
+    while (word := next(source)) != "$end":
+        words.append(word)
+    return words
+
+
+def _declarations(source, history):
+    """From a code to the width and the changes of its variables."""
     codes = {}
     scopes = []
-    lines = iter(text.split("\n"))
-    for line in lines:
-        words = line.split()
-        if not words:
-            continue
-        if words[0] == "$timescale":
-            history.timescale = "".join(words[1:-1])
-        elif words[0] == "$scope":
-            scopes.append(words[2])
-        elif words[0] == "$upscope":
+    while True:
+        keyword = next(source)
+        if keyword[0] != "$":
+            raise Malformed(f"no declaration: {keyword[:40]}")
+        words = _to_end(source)
+        if keyword == "$timescale":
+            history.timescale = "".join(words).lower()
+        elif keyword == "$scope":
+            if len(words) < 2:
+                raise Malformed("a scope without a name")
+            scopes.append(words[1])
+        elif keyword == "$upscope":
+            if not scopes:
+                raise Malformed("more scopes end than began")
             scopes.pop()
-        elif words[0] == "$var":
-            name = ".".join([*scopes, words[4].split("[")[0]])
-            shared = codes.setdefault(words[3], (words[1], int(words[2]), []))
-            history.variables[name] = shared[2]
-        elif words[0] == "$enddefinitions":
-            break
+        elif keyword == "$var":
+            if len(words) < 4:
+                raise Malformed("a variable without a name")
+            _declare(history, codes, ".".join([*scopes, "".join(words[3:])]),
+                     Declared(words[0], int(words[1]), words[2]))
+        elif keyword == "$enddefinitions":
+            return codes
+
+
+def _declare(history, codes, name, declared):
+    shared = codes.setdefault(declared.code, (declared.kind == "event", declared.width, []))
+    if shared[:2] != (declared.kind == "event", declared.width):
+        raise Malformed(f"{name}: another variable of the same code is of another width or kind")
+    free, same = name, 1
+    while free in history.variables:
+        same += 1
+        free = f"{name}#{same}"
+    history.variables[free] = shared[2]
+    history.declared[free] = declared
+
+
+def _changes(source, words, history, codes):
     time = 0
-    for line in lines:
-        if not line or line[0] == "$":
-            continue
-        first = line[0]
-        if first == "#":
-            time = int(line[1:])
+    for word in source:
+        first = word[0]
+        if first in _STATES:
+            letters, code = first, word[1:]
+        elif first == "#":
+            if not word[1:].isdecimal():
+                raise Malformed(f"no time: {word[:40]}")
+            time = int(word[1:])
+            if time < history.last_time:
+                raise Malformed(f"the time goes back to {time}")
             history.last_time = time
             continue
-        if first in "bBrRsS":
-            letters, _, code = line[1:].rpartition(" ")
+        elif first in "bBrR":
+            letters, code = word[1:], next(source)
+        elif first in "sS":
+            letters, code = _string(source, words, codes)
+        elif first == "$":
+            if word not in _KEYWORDS_OF_VALUES:
+                _to_end(source)
+            continue
         else:
-            letters, code = first, line[1:]
+            raise Malformed(f"no change: {word[:40]}")
         if code not in codes:
-            raise Malformed(f"no variable has the code of: {line[:100]}")
-        kind, width, changes = codes[code]
-        if kind == "event":
+            raise Malformed(f"no variable has the code {code[:40]}")
+        is_event, width, changes = codes[code]
+        if is_event:
             _count(changes, time)
+        elif first in "sS":
+            _set(changes, time, letters)
         else:
-            _set(changes, time, letters if kind == "string" else _value(kind, width, letters))
-    return history
+            _set(changes, time, _real(letters) if first in "rR" else bits(width, letters))
+
+
+def _string(source, words, codes):
+    """The text and the code of a change that has begun. Some writers leave spaces in the text, and the code is
+    the last word of the line then."""
+    rest = words.on_line[words.taken:]
+    text = words.on_line[words.taken - 1][1:]
+    if len(rest) > 1 and rest[-1] in codes:
+        if words.taken != 1 or rest[0] in codes:
+            raise Malformed("a text that can be read in two ways")
+        text = words.line.rstrip()[1:-len(rest[-1]) - 1]
+        for _ in rest[1:]:
+            next(source)
+    return text, next(source)
+
+
+def _real(letters):
+    value = float(letters)
+    # One that is no number is not even what it is itself.
+    return value if value == value else "nan"
+
+
+def bits(width, letters):
+    letters = letters.lower()
+    if len(letters) < width:
+        letters = ("0" if letters[:1] in ("1", "h", "l", "") else letters[0]) * (width - len(letters)) + letters
+    if len(letters) > width or not _STATES.issuperset(letters):
+        raise Malformed(f"no value of {width} bits: {letters[:40]}")
+    return letters
 
 
 def _count(changes, time):

@@ -117,7 +117,7 @@ def killed_kernel(turn):
         if value != str((time_ // 5 + 1) % 2):
             turn.finding("false value", f"toy.clk is {value} at {time_}", exported.command)
             return
-    for time_, value in history.variables["toy.count"]:
+    for time_, value in history.variables["toy.count[31:0]"]:
         if int(value, 2) != time_ // 10:
             turn.finding("false value", f"toy.count is {value} at {time_}", exported.command)
             return
