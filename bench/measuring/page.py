@@ -16,7 +16,7 @@ main { max-width: 1060px; margin: 0 auto; padding: 32px 20px 80px }
 h1 { font-size: 28px; margin: 0 0 4px } h2 { font-size: 21px; margin: 44px 0 6px }
 h3 { font-size: 16px; margin: 26px 0 4px }
 p { margin: 4px 0 10px; color: var(--soft); max-width: 80ch }
-.cards { display: grid; grid-template-columns: repeat(auto-fit, minmax(200px, 1fr)); gap: 12px; margin: 18px 0 }
+.cards { display: grid; grid-template-columns: repeat(auto-fit, minmax(200px, 1fr)); gap: 12px; margin: 18px 0; align-items: start }
 .card { background: var(--card); border: 1px solid var(--line); border-radius: 10px; padding: 14px 16px }
 .card b { display: block; font-size: 26px; font-variant-numeric: tabular-nums } .card span { color: var(--soft); font-size: 13px }
 .card i { display: block; font-style: normal; font-size: 13px; margin-top: 6px } .card li { font-size: 13px } .card ul { margin: 4px 0; padding-left: 18px }
@@ -70,8 +70,13 @@ class Card:
     def kind(self):
         return "" if self.ratio is None else "good" if self.ratio < 1 else "bad"
 
+    @property
+    def meaning(self):
+        return "" if self.ratio is None else "below 1: good for Tracewell" if self.ratio < 1 else \
+            "1 or above: not good for Tracewell"
 
-GOOD = "Below 1 is good for Tracewell, above 1 for the other."
+
+GOOD = "Tracewell beside another, as ratios: below 1 is good for Tracewell, above 1 for the other."
 
 
 @dataclass
@@ -102,7 +107,7 @@ def _folded(text, summary="Commands"):
 
 
 def _cell(value, largest, column):
-    of = f' data-of="{html.escape(column)}"' if value else ""
+    of = f' data-of="{html.escape(column)}"' if value and not value.startswith("not made") else ""
     if _NUMBER.match(value):
         bar = ""
         if largest:
@@ -124,8 +129,8 @@ def _html_table(table, place):
     if table.note:
         lines.append(f"<p>{html.escape(table.note)}</p>")
     def heading(i, name):
-        is_words = any(row[i + 1] and not _NUMBER.match(row[i + 1]) for row in table.rows)
-        return f'<th{" class=words" if is_words and i else ""}>{html.escape(name)}</th>'
+        is_number = [bool(_NUMBER.match(row[i + 1])) for row in table.rows if row[i + 1]]
+        return f'<th{"" if any(is_number) else " class=words"}>{html.escape(name)}</th>'
 
     lines.append('<div class="scroll"><table><tr><th></th>' +
                  "".join(heading(i, name) for i, name in enumerate(table.columns)) + "</tr>")
@@ -141,6 +146,7 @@ def _html_card(card):
     rows = [f'<li><a href="#{place}">{html.escape(words)}</a></li>' for place, words in card.rows]
     rows += [f"<li>no ratio: {html.escape(words)}</li>" for words in card.others]
     return (f'<div class="card"><b class="{card.kind}">{card.number}</b><span>{html.escape(card.what)}</span>'
+            f"<i>{card.meaning}</i>"
             f"<details><summary>{html.escape(card.of_what)}</summary><ul>{''.join(rows)}</ul></details></div>")
 
 
