@@ -11,17 +11,11 @@ function __tracewell_ask
         end
         set -a words $word
     end
-    # The quote around the word at the cursor is open, perhaps.
     set -l typed (commandline -ct)
-    set -l plain
-    for end in '' \' '"'
-        set plain (string unescape -- "$typed$end")
-        and break
-    end
+    set -l plain (string unescape -- "$typed")
+    or set plain "$typed"
     command -q -- $words[1]
     or set words[1] tracewell
-    set -q plain[1]
-    or set plain "$typed"
     command $words[1] --complete $words[2..-1] "$plain" 2>/dev/null </dev/null
 end
 

@@ -3,8 +3,8 @@
 #include "commands/Completion.h"
 
 #include "changes/ChangeStream.h"
+#include "commands/Usage.h"
 #include "input/FileKind.h"
-#include "text/Utf8.h"
 #include "wave/VariableNames.h"
 #include "wave/WaveFile.h"
 
@@ -17,10 +17,12 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <map>
+#include <initializer_list>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace tracewell {
 
@@ -39,13 +41,6 @@ bool startsWith(std::string_view text, std::string_view start)
 bool isOneOf(std::string_view word, std::initializer_list<std::string_view> words)
 {
     return std::find(words.begin(), words.end(), word) != words.end();
-}
-
-/// As the command line is read: "-" and "-5" are arguments.
-bool isOptionWord(const std::string& word)
-{
-    return word.size() > 1 && word[0] == '-' &&
-           std::isdigit(static_cast<unsigned char>(word[1])) == 0;
 }
 
 /// An argument's name, or what stands for an option's value.
@@ -88,42 +83,115 @@ private:
     std::shared_ptr<std::atomic<bool>> m_isOver = std::make_shared<std::atomic<bool>>(false);
 };
 
-void addNames(const Declarations& table, std::set<std::string>& names,
-              std::set<std::string>& scopes)
+/// Sorted, each once.
+using Names = std::vector<std::string>;
+
+bool isRange(std::string_view text)
 {
-    VariableNames variables(table);
-    const NameNumbers numbers(table);
-    std::string last;
-    for (std::size_t i = 0; i < table.variables.size(); ++i) {
-        variables.goTo(i);
-        names.insert(std::string(variables.printableFull()) + numbers.of(i));
-        if (variables.printableScope() == last) {
-            continue;
-        }
-        last = variables.printableScope();
-        for (std::size_t end = last.rfind('.'); end != std::string::npos && end > 0;
-             end = last.rfind('.', end - 1)) {
-            scopes.insert(last.substr(0, end));
-        }
-    }
+    return text.find(':') != std::string_view::npos && text.back() == ']';
 }
 
-/// Of a run in a format of others the declarations alone are read.
-void readNames(const std::string& path, std::set<std::string>& names, std::set<std::string>& scopes)
+/// The names of a recording's signals or scopes as far as they start with what was typed.
+class NameSearch
+{
+public:
+    enum class Kind {
+        Signals,
+        /// Signals that an expression can name; without the range of a vector.
+        Operands,
+        Scopes
+    };
+    NameSearch(Kind kind, std::string typed) : m_kind(kind), m_typed(std::move(typed)) {}
+
+    /// Of a run in a format of others the declarations alone are read.
+    void read(const std::string& path);
+    Names take();
+
+    static bool isOfName(char c);
+
+private:
+    void readTable(const Declarations& table);
+    void addSignal(std::string_view name, const std::string& number);
+    void addScopes(const std::string& path);
+    void add(std::string_view name)
+    {
+        if (startsWith(name, m_typed)) {
+            m_names.emplace_back(name);
+        }
+    }
+
+    Kind m_kind;
+    std::string m_typed;
+    Names m_names;
+};
+
+bool NameSearch::isOfName(char c)
+{
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+           std::string_view("_.$[]").find(c) != std::string_view::npos;
+}
+
+void NameSearch::read(const std::string& path)
 {
     try {
         if (!std::filesystem::is_regular_file(path)) {
             return;
         }
         if (isRun(path)) {
-            addNames(ChangeStream::openRun(path, 0, true)->declarations(), names, scopes);
+            readTable(ChangeStream::openRun(path, 0, true)->declarations());
         } else {
-            addNames(WaveFile::open(path)->declarations(), names, scopes);
+            readTable(WaveFile::open(path)->declarations());
         }
     } catch (const std::exception&) {
         // There is nobody to tell.
     } catch (const FinerTimesNeeded&) {
     }
+}
+
+void NameSearch::readTable(const Declarations& table)
+{
+    VariableNames variables(table);
+    const NameNumbers numbers(table);
+    std::string last;
+    for (std::size_t i = 0; i < table.variables.size(); ++i) {
+        variables.goTo(i);
+        if (m_kind != Kind::Scopes) {
+            addSignal(variables.printableFull(), numbers.of(i));
+        } else if (variables.printableScope() != last) {
+            last = variables.printableScope();
+            addScopes(last);
+        }
+    }
+}
+
+void NameSearch::addSignal(std::string_view name, const std::string& number)
+{
+    if (m_kind == Kind::Operands) {
+        const std::size_t bracket = name.rfind('[');
+        if (bracket != std::string_view::npos && isRange(name.substr(bracket))) {
+            name = name.substr(0, bracket);
+        }
+        if (number.empty() && std::all_of(name.begin(), name.end(), isOfName)) {
+            add(name);
+        }
+    } else if (startsWith(name, m_typed) || !number.empty()) {
+        add(std::string(name) + number);
+    }
+}
+
+void NameSearch::addScopes(const std::string& path)
+{
+    for (std::size_t end = path.rfind('.'); end != std::string::npos && end > 0;
+         end = path.rfind('.', end - 1)) {
+        add(std::string_view(path).substr(0, end));
+    }
+}
+
+Names NameSearch::take()
+{
+    std::sort(m_names.begin(), m_names.end());
+    m_names.erase(std::unique(m_names.begin(), m_names.end()), m_names.end());
+    return std::move(m_names);
 }
 
 /// Finds what stands where in the arguments of one command.
@@ -145,13 +213,9 @@ private:
     /// Value number `index` of an option, or an argument. What stands in front of it in the word is
     /// `head`.
     void offerValues(const CLI::Option& option, std::size_t index, const std::string& head);
-    void offerSignals(const std::string& head, const std::string& suffix = {});
-    void offerScopes(const std::string& head);
     void offerRadices(const CLI::Option& option, std::string head);
-    void offerOperands(std::string head);
-    void offerNames(const std::set<std::string>& names, const std::string& head,
-                    const std::string& suffix);
-    void readAll();
+    /// Each with `suffix` behind it.
+    void offerNames(NameSearch::Kind kind, const std::string& head, const std::string& suffix = {});
 
     const CLI::App& m_command;
     /// The word to be completed.
@@ -162,9 +226,6 @@ private:
     /// That waits for values, and how many it has.
     Option m_open = nullptr;
     std::size_t m_valuesTaken = 0;
-    bool m_isRead = false;
-    std::set<std::string> m_names;
-    std::set<std::string> m_scopes;
     std::string m_answer;
 };
 
@@ -269,13 +330,18 @@ void Line::offerValues(const CLI::Option& option, std::size_t index, const std::
     const std::string value = valueOf(option);
     const std::string text = m_word.substr(head.size());
     if (value == "SIGNAL" || value == "GLOB" || value == "PATTERN") {
-        offerSignals(head);
+        offerNames(NameSearch::Kind::Signals, head);
     } else if (value == "SCOPE") {
-        offerScopes(head);
+        offerNames(NameSearch::Kind::Scopes, head);
     } else if (value == "[SIGNAL=]RADIX") {
         offerRadices(option, head);
     } else if (value == "EXPRESSION" || value == "EVENT" || (value == "A B TIME" && index < 2)) {
-        offerOperands(head);
+        // An expression goes on behind a name; what precedes it stays.
+        std::size_t start = m_word.size();
+        while (start > head.size() && NameSearch::isOfName(m_word[start - 1])) {
+            --start;
+        }
+        offerNames(NameSearch::Kind::Operands, m_word.substr(0, start));
     } else if (value == "DIR") {
         offer('d', head);
     } else if (isFile(value)) {
@@ -295,63 +361,34 @@ void Line::offerValues(const CLI::Option& option, std::size_t index, const std::
     }
 }
 
-void Line::readAll()
-{
-    if (m_isRead) {
-        return;
-    }
-    m_isRead = true;
-    const Patience patience;
-    for (std::size_t i = 0; i < m_arguments.size(); ++i) {
-        if (const Option option = argument(i); option != nullptr && isRecording(valueOf(*option))) {
-            readNames(m_arguments[i], m_names, m_scopes);
-        }
-    }
-}
-
-void Line::offerNames(const std::set<std::string>& names, const std::string& head,
-                      const std::string& suffix)
+void Line::offerNames(NameSearch::Kind kind, const std::string& head, const std::string& suffix)
 {
     const std::string typed = m_word.substr(head.size());
-    std::vector<std::string> found;
-    for (auto name = names.lower_bound(typed); name != names.end() && startsWith(*name, typed);
-         ++name) {
-        // It would be taken for an option.
-        if (head.empty() && isOptionWord(*name) && !m_areOptionsOver) {
-            continue;
+    Names names;
+    {
+        const Patience patience;
+        NameSearch search(kind, typed);
+        for (std::size_t i = 0; i < m_arguments.size(); ++i) {
+            const Option option = argument(i);
+            if (option != nullptr && isRecording(valueOf(*option))) {
+                search.read(m_arguments[i]);
+            }
         }
-        found.push_back(*name);
+        names = search.take();
     }
-    if (found.size() <= kMostNames) {
-        for (const std::string& name : found) {
+    std::string last;
+    for (const std::string& name : names) {
+        const std::size_t scopeEnd = name.find('.', typed.size());
+        if (head.empty() && isOptionWord(name) && !m_areOptionsOver) {
+            continue; // It would be taken for an option.
+        }
+        if (names.size() <= kMostNames || scopeEnd == std::string::npos) {
             offer(suffix.empty() ? 'w' : 'p', head + name + suffix);
-        }
-        return;
-    }
-    std::set<std::string> starts;
-    for (const std::string& name : found) {
-        const std::size_t end = name.find('.', typed.size());
-        if (end == std::string::npos) {
-            offer(suffix.empty() ? 'w' : 'p', head + name + suffix);
-        } else {
-            starts.insert(name.substr(0, end + 1));
+        } else if (name.compare(0, scopeEnd + 1, last) != 0) {
+            last = name.substr(0, scopeEnd + 1);
+            offer('p', head + last);
         }
     }
-    for (const std::string& start : starts) {
-        offer('p', head + start);
-    }
-}
-
-void Line::offerSignals(const std::string& head, const std::string& suffix)
-{
-    readAll();
-    offerNames(m_names, head, suffix);
-}
-
-void Line::offerScopes(const std::string& head)
-{
-    readAll();
-    offerNames(m_scopes, head, "");
 }
 
 void Line::offerRadices(const CLI::Option& option, std::string head)
@@ -360,7 +397,7 @@ void Line::offerRadices(const CLI::Option& option, std::string head)
     const std::size_t equals = text.rfind('=');
     const std::size_t comma = text.rfind(',');
     if (equals == std::string::npos && !text.empty()) {
-        offerSignals(head, "=");
+        offerNames(NameSearch::Kind::Signals, head, "=");
     }
     const std::size_t wordAt =
         comma != std::string::npos && (equals == std::string::npos || comma > equals) ? comma + 1
@@ -375,32 +412,6 @@ void Line::offerRadices(const CLI::Option& option, std::string head)
             offer('w', head + whole);
         }
     }
-}
-
-void Line::offerOperands(std::string head)
-{
-    // An expression goes on behind a name; what precedes it stays.
-    constexpr std::string_view kOfNames = "_.$[]";
-    const auto isOfName = [&](char c) {
-        return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
-               kOfNames.find(c) != std::string_view::npos;
-    };
-    std::size_t start = m_word.size();
-    while (start > head.size() && isOfName(m_word[start - 1])) {
-        --start;
-    }
-    readAll();
-    std::set<std::string> names;
-    for (const std::string& name : m_names) {
-        // Without the range of a vector; a "[1]" belongs to the name.
-        const std::size_t range = name.back() == ']' ? name.rfind('[') : name.size();
-        const std::string plain =
-            name.substr(0, name.find(':', range) == std::string::npos ? name.size() : range);
-        if (std::all_of(plain.begin(), plain.end(), isOfName)) {
-            names.insert(plain);
-        }
-    }
-    offerNames(names, m_word.substr(0, start), "");
 }
 
 std::string commandsFor(const CLI::App& app, const std::string& word, bool isFirst)

@@ -18,13 +18,6 @@ namespace {
 
 constexpr const char* kEndOfOptions = "--";
 
-/// "-" and "-5" are arguments.
-bool isOptionWord(const std::string& word)
-{
-    return word.size() > 1 && word[0] == '-' &&
-           std::isdigit(static_cast<unsigned char>(word[1])) == 0;
-}
-
 bool takesValue(const CLI::Option& option)
 {
     return option.get_items_expected_max() > 0;
@@ -180,6 +173,12 @@ bool asksForHelp(const std::vector<std::string>& words)
 }
 
 } // namespace
+
+bool isOptionWord(const std::string& word)
+{
+    return word.size() > 1 && word[0] == '-' &&
+           std::isdigit(static_cast<unsigned char>(word[1])) == 0;
+}
 
 std::string usageComplaint(const CLI::App& app, const std::vector<std::string>& words)
 {

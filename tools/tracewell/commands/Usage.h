@@ -16,6 +16,9 @@ namespace tracewell {
 /// can be parsed; then just values may be wrong.
 std::string usageComplaint(const CLI::App& app, const std::vector<std::string>& words);
 
+/// Whether a word of the command line is taken for an option: "-" and "-5" are arguments.
+bool isOptionWord(const std::string& word);
+
 /// Why `word` is no command.
 std::string commandComplaint(const CLI::App& app, const std::string& word);
 
