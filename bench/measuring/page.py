@@ -72,8 +72,8 @@ class Card:
 
     @property
     def meaning(self):
-        return "" if self.ratio is None else "below 1: good for Tracewell" if self.ratio < 1 else \
-            "1 or above: not good for Tracewell"
+        return "" if self.ratio is None else "below 1 is good: Tracewell takes less" if self.ratio < 1 else \
+            "below 1 is good: Tracewell takes more"
 
 
 GOOD = "Tracewell beside another, as ratios: below 1 is good for Tracewell, above 1 for the other."
