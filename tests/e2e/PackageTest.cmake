@@ -23,10 +23,6 @@ set(consumer ${CMAKE_CURRENT_LIST_DIR}/consumer)
 set(prefix ${SCRATCH_DIR}/prefix)
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 file(MAKE_DIRECTORY ${SCRATCH_DIR})
-set(flags)
-if(SANITIZE)
-  set(flags -fsanitize=${SANITIZE})
-endif()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
@@ -52,7 +48,7 @@ if(archive)
 endif()
 
 run(${CMAKE_COMMAND} -S ${consumer} -B build -G ${GENERATOR} -D CMAKE_PREFIX_PATH=${prefix}
-  -D SIMULATOR=${simulator} -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_CXX_FLAGS=${flags} -D HEADERS=${SCRATCH_DIR}/headers.cpp)
+  -D SIMULATOR=${simulator} -D CMAKE_CXX_COMPILER=${CXX} -D HEADERS=${SCRATCH_DIR}/headers.cpp)
 run(${CMAKE_COMMAND} --build build)
 expectAnswer(${SCRATCH_DIR}/build/consumer)
 
@@ -64,7 +60,7 @@ run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgConfigDir} pkg-config --cflags 
 separate_arguments(options UNIX_COMMAND "${output}")
 run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgConfigDir} pkg-config --cflags tracewell)
 separate_arguments(cflags UNIX_COMMAND "${output}")
-run(${CXX} -std=c++17 ${flags} ${consumer}/consumer.cpp -o by-pkg-config ${options})
+run(${CXX} -std=c++17 ${consumer}/consumer.cpp -o by-pkg-config ${options})
 expectAnswer(${SCRATCH_DIR}/by-pkg-config)
 if(archive)
   set(config ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgConfigDir} pkg-config)
@@ -109,11 +105,10 @@ foreach(pkgConfigFile IN LISTS pkgConfigFiles)
   endif()
 endforeach()
 
-# The recipe of a test bench, where there is what it needs. Verilator's run-time library does not
-# pass the sanitizers.
+# The recipe of a test bench, where there is what it needs.
 find_program(verilator verilator)
 file(GLOB_RECURSE backEnd ${prefix}/*/verilated_tracewell_c.cpp)
-if(verilator AND backEnd AND NOT SANITIZE)
+if(verilator AND backEnd)
   run(${CMAKE_COMMAND} -S ${consumer}/verilator -B verilated -G ${GENERATOR}
     -D CMAKE_PREFIX_PATH=${prefix} -D CMAKE_CXX_COMPILER=${CXX} -D DESIGNS=${DESIGNS})
   run(${CMAKE_COMMAND} --build verilated)
